@@ -1,0 +1,12 @@
+find_package(PkgConfig REQUIRED)
+find_package(Threads REQUIRED)
+find_package(fmt REQUIRED)
+find_package(GTest REQUIRED)
+find_package(benchmark REQUIRED)
+find_package(CLI11 REQUIRED)
+find_package(nlohmann_json REQUIRED)
+find_package(TBB REQUIRED)
+pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET
+  libavformat>=59 libavcodec>=59 libavutil>=57 libswscale>=6 libswresample>=4)
+pkg_check_modules(HWY REQUIRED IMPORTED_TARGET libhwy)
+find_library(YUV_LIBRARY yuv REQUIRED)

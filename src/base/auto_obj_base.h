@@ -1,0 +1,51 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "xvwriter/object.h"
+
+namespace xv {
+
+// Objects alive in this module; DllCanUnloadNow asks for it.
+std::atomic<std::int64_t>& LiveObjectCount();
+
+// The counted base of every internal object. T is the class itself, I the interface it offers. The
+// count starts at 0: the factory that hands the object out adds the first reference (MakeRef).
+// QueryInterface answers IUnknown, I and T::kMarker where T has one; nothing else.
+template <class T, class I = IUnknown>
+class AutoObjBase : public I {
+ public:
+  AutoObjBase(const AutoObjBase&) = delete;
+  AutoObjBase& operator=(const AutoObjBase&) = delete;
+
+  HRESULT QueryInterface(const Guid& iid, void** out) noexcept override {
+    if (out == nullptr) return E_POINTER;
+    *out = nullptr;
+    if (iid == IUnknown::kIid || iid == I::kIid) {
+      *out = static_cast<I*>(this);
+    } else if constexpr (requires { T::kMarker; }) {
+      if (iid == T::kMarker) *out = static_cast<T*>(this);
+    }
+    if (*out == nullptr) return E_NOINTERFACE;
+    AddRef();
+    return S_OK;
+  }
+  std::uint32_t AddRef() noexcept override {
+    return count_.fetch_add(1, std::memory_order_relaxed) + 1;
+  }
+  std::uint32_t Release() noexcept override {
+    const std::uint32_t left = count_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+    if (left == 0) delete this;
+    return left;
+  }
+  virtual ~AutoObjBase() { LiveObjectCount().fetch_sub(1, std::memory_order_relaxed); }
+
+ protected:
+  AutoObjBase() { LiveObjectCount().fetch_add(1, std::memory_order_relaxed); }
+
+ private:
+  std::atomic<std::uint32_t> count_{0};
+};
+
+}  // namespace xv
