@@ -1,0 +1,97 @@
+#include "codec/audio_stream.h"
+
+#include <cmath>
+
+#include "codec/audio_format_pick.h"
+#include "codec/ffmpeg.h"
+#include "codec/open_codec.h"
+#include "codec/option_dictionary.h"
+#include "codec/setup_stream.h"
+#include "media/frame_duration.h"
+#include "media/track_mask.h"
+#include "platform/warning.h"
+
+namespace xv {
+namespace {
+
+constexpr const char* kNotForEncoder[] = {"codec",   "codec_id", "streamid",    "sample_rate",
+                                          "enabled", "wav_path", "offset_msec", "bitrate"};
+
+AvPtr<AVCodecContext> BuildContext(const AVCodec& codec, const StreamHolder& holder,
+                                   const XV_AUD_PROPS& input, bool globalHeader) {
+  AvPtr<AVCodecContext> context(avcodec_alloc_context3(&codec));
+  if (!context) return nullptr;
+  context->codec_type = AVMEDIA_TYPE_AUDIO;
+  context->sample_fmt = PickSampleFormat(codec, input.nBitsPerSample);
+  context->sample_rate = PickSampleRate(codec, input.nSamplesPerSec);
+  const int asked = holder.node->Int("sample_rate", 0);
+  if (asked > 0) context->sample_rate = asked;
+  av_channel_layout_default(&context->ch_layout, holder.trackChannels);
+  if (context->sample_fmt == AV_SAMPLE_FMT_S32 || context->sample_fmt == AV_SAMPLE_FMT_S32P) {
+    if (input.nBitsPerSample == 20 || input.nBitsPerSample == 24) {
+      context->bits_per_raw_sample = 24;
+    }
+  }
+  context->time_base = {1, context->sample_rate};
+  if (globalHeader) context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+  return context;
+}
+
+AvDictionary BuildOptions(const StreamHolder& holder, AVCodecID id) {
+  AvDictionary options;
+  const std::string bitrate = holder.node->Text("bitrate");
+  if (!bitrate.empty()) options.Set("b", bitrate.c_str());
+  if (id == AV_CODEC_ID_AAC) options.Set("strict", "-2");
+  DictFromNode(*holder.node, options, {}, kNotForEncoder, AV_DICT_DONT_OVERWRITE);
+  return options;
+}
+
+AVStream* AddStream(AVFormatContext* oc, const AVCodecContext& context) {
+  AVStream* stream = avformat_new_stream(oc, nullptr);
+  if (stream == nullptr) {
+    Warn("Could not allocate stream\n");
+    return nullptr;
+  }
+  stream->time_base = context.time_base;
+  return stream;
+}
+
+// Whose channels the track takes: those behind the earlier tracks.
+bool LocateTrack(const XV_AUD_PROPS& input, int track, StreamHolder& holder) {
+  const std::vector<int> tracks = TrackList(input);
+  if (track < 0 || static_cast<std::size_t>(track) >= tracks.size()) return false;
+  holder.firstChannel = 0;
+  for (int i = 0; i < track; ++i) holder.firstChannel += tracks[static_cast<std::size_t>(i)];
+  holder.trackChannels = tracks[static_cast<std::size_t>(track)];
+  return true;
+}
+
+}  // namespace
+
+Status SetupAudioStream(StreamHolder& holder, AVFormatContext* oc, AVFormatContext* oc2,
+                        const XV_AUD_PROPS& input, int track, const CodecChoice& choice) {
+  holder.type = AVMEDIA_TYPE_AUDIO;
+  if (!LocateTrack(input, track, holder)) return E_INVALIDARG;
+  const AVCodec* codec = FindEncoder(choice, AVMEDIA_TYPE_AUDIO);
+  if (codec == nullptr) {
+    Warn("Could not find codec\n");
+    return E_FAIL;
+  }
+  if (choice.nameUnknown) holder.unusedOptions.emplace_back("codec");
+  const bool globalHeader = (oc->oformat->flags & AVFMT_GLOBALHEADER) != 0;
+  const FFmpegGuard lock(FFmpegLock());
+  const ContextBuilder build = [&] { return BuildContext(*codec, holder, input, globalHeader); };
+  RETURN_IF_FAILED(OpenAudioCodec(holder, *codec, build, BuildOptions(holder, codec->id)));
+
+  holder.stream = AddStream(oc, *holder.codec);
+  if (oc2 != nullptr) holder.twin = AddStream(oc2, *holder.codec);
+  if (holder.stream == nullptr || (oc2 != nullptr && holder.twin == nullptr)) return E_OUTOFMEMORY;
+  ApplyStreamId(holder, track);
+  ApplyStreamMetadata(holder);
+  const double milliseconds = holder.node->Double("offset_msec", 0.0);
+  holder.offsetSamples =
+      RoundAwayFromZero(milliseconds * 10000 * holder.codec->sample_rate / 10000000);
+  return FillStreamParameters(holder) < 0 ? Status(E_OUTOFMEMORY) : Status(S_OK);
+}
+
+}  // namespace xv

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "base/status.h"
+#include "codec/stream_holder.h"
+
+namespace xv {
+
+// Gives one picture or sound frame to the encoder, null for end of stream (the second null and
+// later ones only collect). Every packet that is ready joins holder.packets. Negative on failure.
+Status EncodeBackend(StreamHolder& holder, const AVFrame* frame);
+
+// The next packet of the holder, or null.
+AvPtr<AVPacket> TakePacket(StreamHolder& holder);
+
+}  // namespace xv

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <mutex>
+#include <string>
+
+#include "base/status.h"
+
+// FFmpeg for the whole process: start-up and the lock around its contexts.
+namespace xv {
+
+// Guards work on codec contexts and the setup and teardown of format contexts, for all sessions of
+// the process. Recursive, since open and cleanup nest. Rank: behind every lock of a session. Writing
+// packets does not take it: a receiver that stalls must not stop other writers.
+std::recursive_mutex& FFmpegLock();
+using FFmpegGuard = std::lock_guard<std::recursive_mutex>;
+
+// Once for the process: network start-up, and FFmpeg's own log goes silent.
+void StartFFmpeg();
+
+// FFmpeg's words for an error.
+std::string DescribeAvError(int error);
+// Memory and system errors keep their meaning; anything else becomes E_FAIL.
+Status StatusFromAvError(int error);
+
+}  // namespace xv

@@ -1,0 +1,88 @@
+#include "codec/open_codec.h"
+
+#include "codec/ffmpeg.h"
+#include "codec/stream_attributes.h"
+
+namespace xv {
+namespace {
+
+std::span<const AttributeSpec> KnownAttributes(const StreamHolder& holder) {
+  return holder.type == AVMEDIA_TYPE_VIDEO ? VideoAttributes() : AudioAttributes();
+}
+
+// What the encoder left in the dictionary and we do not read ourselves either.
+void NoteUnused(StreamHolder& holder, const AvDictionary& left) {
+  left.ForEach([&](const char* key, const char*) {
+    if (!holder.node->Has(key)) return;  // ours, such as a derived "maxrate"
+    if (!IsKnownAttribute(KnownAttributes(holder), key)) holder.unusedOptions.emplace_back(key);
+  });
+}
+
+// One attempt. On success the context moves into the holder.
+bool TryOpen(StreamHolder& holder, const AVCodec& codec, AvPtr<AVCodecContext> context,
+             AvDictionary options) {
+  if (!context) return false;
+  const int result = avcodec_open2(context.get(), &codec, options.Address());
+  if (result < 0) {
+    holder.failure = std::string(codec.name) + ": " + DescribeAvError(result);
+    return false;
+  }
+  holder.failure.clear();
+  NoteUnused(holder, options);
+  holder.codec = std::move(context);
+  return true;
+}
+
+// The options that an attempt without any has passed over.
+void NoteAllUnused(StreamHolder& holder, const AvDictionary& options) {
+  holder.unusedOptions.clear();
+  options.ForEach([&](const char* key, const char*) {
+    if (holder.node->Has(key)) holder.unusedOptions.emplace_back(key);
+  });
+}
+
+}  // namespace
+
+Status OpenVideoCodec(StreamHolder& holder, const AVCodec& codec, const ContextBuilder& build,
+                      const AvDictionary& options) {
+  int cleared = 0;
+  const auto attempt = [&](const AvDictionary& with) {
+    AvPtr<AVCodecContext> context = build();
+    if (context) context->flags &= ~cleared;
+    return TryOpen(holder, codec, std::move(context), with);
+  };
+  if (attempt(options)) return S_OK;
+  for (const int flag : {AV_CODEC_FLAG_INTERLACED_ME, AV_CODEC_FLAG_INTERLACED_DCT}) {
+    const AvPtr<AVCodecContext> probe = build();
+    if (!probe || (probe->flags & flag) == 0) continue;
+    cleared |= flag;
+    if (attempt(options)) return S_OK;
+  }
+  if (attempt(AvDictionary())) {
+    NoteAllUnused(holder, options);
+    return S_OK;
+  }
+  return E_FAIL;
+}
+
+Status OpenAudioCodec(StreamHolder& holder, const AVCodec& codec, const ContextBuilder& build,
+                      const AvDictionary& options) {
+  if (TryOpen(holder, codec, build(), options)) return S_OK;
+  for (const int channels : {6, 2, 1}) {
+    AvPtr<AVCodecContext> context = build();
+    if (!context || context->ch_layout.nb_channels <= channels) continue;
+    av_channel_layout_uninit(&context->ch_layout);
+    av_channel_layout_default(&context->ch_layout, channels);
+    if (TryOpen(holder, codec, std::move(context), options)) return S_OK;
+  }
+  return E_FAIL;
+}
+
+Status OpenPseudoCodec(StreamHolder& holder) {
+  const PseudoCodecRecord* record = FindPseudoCodec(static_cast<std::uint32_t>(holder.pseudo));
+  holder.failure = std::string(record == nullptr ? "?" : record->description) +
+                   ": the vendor's encoder library is not available";
+  return XV_E_VENDOR_LIBRARY;
+}
+
+}  // namespace xv

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "base/status.h"
+#include "codec/stream_holder.h"
+
+namespace xv {
+
+// How one attempt of a ladder builds its context; the ladder never reuses one that has failed,
+// since a failed open keeps values of the attempt and has consumed its options.
+using ContextBuilder = std::function<AvPtr<AVCodecContext>()>;
+
+// Opens the holder's encoder: as configured; without AV_CODEC_FLAG_INTERLACED_ME, then without
+// AV_CODEC_FLAG_INTERLACED_DCT, where they are set; last without any option. What no attempt's
+// encoder took of the options goes to holder.unusedOptions. E_FAIL, with holder.failure in words.
+Status OpenVideoCodec(StreamHolder& holder, const AVCodec& codec, const ContextBuilder& build,
+                      const AvDictionary& options);
+
+// Opens an audio encoder; one that refuses the channel count is offered 6, 2 and 1.
+Status OpenAudioCodec(StreamHolder& holder, const AVCodec& codec, const ContextBuilder& build,
+                      const AvDictionary& options);
+
+// Opens the vendor's encoder of a pseudo codec in the holder's slot.
+Status OpenPseudoCodec(StreamHolder& holder);
+
+}  // namespace xv

@@ -1,0 +1,55 @@
+#include "codec/setup_stream.h"
+
+#include "base/text.h"
+#include "codec/audio_stream.h"
+#include "codec/codec_choice.h"
+#include "codec/option_dictionary.h"
+#include "codec/video_stream.h"
+
+namespace xv {
+namespace {
+
+template <class Fn>
+void ForEachStream(StreamHolder& holder, Fn&& fn) {
+  fn(holder.stream);
+  if (holder.twin != nullptr) fn(holder.twin);
+}
+
+}  // namespace
+
+void ApplyStreamId(StreamHolder& holder, int track) {
+  int id = holder.node->Int("streamid", -1);
+  if (track >= 0) id = holder.node->Int("streamid." + std::to_string(track), id);
+  if (id < 0) return;
+  ForEachStream(holder, [id](AVStream* stream) { stream->id = id; });
+}
+
+void ApplyStreamMetadata(StreamHolder& holder) {
+  const XMLParse::XMLNodePtr metadata = holder.node->FindChild("metadata");
+  if (!metadata) return;
+  ForEachStream(holder, [&](AVStream* stream) {
+    for (const auto& [name, value] : metadata->Attributes()) {
+      av_dict_set(&stream->metadata, name.c_str(), value.c_str(), AV_DICT_DONT_OVERWRITE);
+    }
+  });
+}
+
+Status SetupStream(StreamHolder& holder, const StreamRequest& request) {
+  holder.oc = request.oc;
+  holder.delay = request.delay;
+  holder.node = request.node->DeepCopy();
+  const std::string kind = holder.node->Name();
+  CodecChoice choice = ChooseCodec(*holder.node, *request.oc, request.defaultCodec);
+  Status result = E_FAIL;
+  if (EqualsNoCase(kind, "video")) {
+    result = SetupVideoStream(holder, request.oc, request.oc2, request.props->vid,
+                              std::move(choice), request.timecode);
+  } else if (EqualsNoCase(kind, "audio")) {
+    result = SetupAudioStream(holder, request.oc, request.oc2, request.props->aud, request.track,
+                              choice);
+  }
+  holder.lastPts = -1;
+  return result;
+}
+
+}  // namespace xv

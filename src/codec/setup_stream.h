@@ -1,0 +1,31 @@
+#pragma once
+
+#include <string>
+
+#include "base/status.h"
+#include "codec/stream_holder.h"
+
+namespace xv {
+
+struct StreamRequest {
+  AVFormatContext* oc;
+  AVFormatContext* oc2;  // the second output, or null
+  const XV_AV_PROPS* props;
+  int track;
+  XMLParse::XMLNodePtr node;  // the track's options, named "video" or "audio"; copied
+  AVCodecID defaultCodec;
+  std::int64_t delay;    // added to the packets' stamps, 100 ns
+  std::string timecode;  // for the GOP header; "" for none
+};
+
+// Makes one track: stream, encoder, and the twin stream of a second output. The private copy of the
+// options lives as long as the holder. E_FAIL when no encoder could be opened, with holder.failure
+// in words; a node of another name is E_FAIL too.
+Status SetupStream(StreamHolder& holder, const StreamRequest& request);
+
+// "streamid", for an audio track (`track` >= 0) "streamid.N", becomes the stream's id.
+void ApplyStreamId(StreamHolder& holder, int track);
+// The child "metadata" of the options becomes the stream's metadata.
+void ApplyStreamMetadata(StreamHolder& holder);
+
+}  // namespace xv

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "contracts/av_handles.h"
+#include "hw/pseudo_codecs.h"
+#include "props/node.h"
+#include "xvwriter/media.h"
+
+namespace xv {
+
+// One track of the output: its streams, its encoder and what the stages keep for it. Owned by the
+// session from open to cleanup.
+struct StreamHolder {
+  AVFormatContext* oc = nullptr;  // the session's
+  AVStream* stream = nullptr;     // the format context's
+  AVStream* twin = nullptr;       // the same track in the second output, or null
+  AvPtr<AVCodecContext> codec;
+  AVMediaType type = AVMEDIA_TYPE_UNKNOWN;
+  PseudoCodec pseudo = PseudoCodec::kNone;
+  XMLParse::XMLNodePtr node;  // the track's own options, a private copy
+  std::int64_t delay = 0;     // added to the packets' stamps, 100 ns
+  std::vector<std::string> unusedOptions;  // attributes that neither we nor the encoder took
+  std::string failure;                     // what the encoder said when it could not be opened
+
+  // Video.
+  XV_VID_PROPS vid{};         // what the encoder gets
+  bool synthetic = false;     // black pictures for a format that needs a video track
+  int pixelFormat = AV_PIX_FMT_NONE;  // that frames are prepared in
+  bool fullRange = false;
+  std::int64_t lastPts = -1;
+  std::map<std::int64_t, std::vector<std::uint8_t>> ccMap;  // caption blocks by stamp
+  std::int64_t framesSent = 0;
+  std::int64_t packetsReceived = 0;
+
+  // Audio.
+  int firstChannel = 0;  // of this track among the input's channels
+  int trackChannels = 0;
+  std::int64_t offsetSamples = 0;
+  std::int64_t audioPts = 0;
+
+  // Encoded packets that wait to be taken, in decoding order.
+  std::deque<AvPtr<AVPacket>> packets;
+  bool drained = false;  // the encoder has given its last packet
+  bool endSent = false;
+};
+
+// Copies the encoder's parameters into the streams that show them.
+int FillStreamParameters(StreamHolder& holder);
+
+}  // namespace xv

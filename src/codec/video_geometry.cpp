@@ -1,0 +1,123 @@
+#include "codec/video_geometry.h"
+
+#include <cmath>
+#include <cstdlib>
+#include <string>
+
+#include "base/text.h"
+#include "codec/dv_family.h"
+#include "media/normalise.h"
+#include "media/pixel_layout.h"
+#include "media/validity.h"
+#include "props/value_syntax.h"
+#include "props/words.h"
+
+namespace xv {
+namespace {
+
+constexpr double kDefaultRate = 25.0;
+
+struct Aspect {
+  std::int32_t x = 0;
+  std::int32_t y = 0;
+  bool set() const { return x > 0 && y > 0; }
+};
+
+void ApplyAspect(const Aspect& aspect, const XMLParse::CoXMLNode& node, XV_VID_PROPS* vid) {
+  vid->nAspectX = static_cast<std::int16_t>(aspect.x);
+  vid->nAspectY = static_cast<std::int16_t>(aspect.y);
+  vid->eAspectFit = static_cast<std::uint32_t>(
+      node.ListIndex("ar_type", words::kScaleType, eXvAF_IgnoreAspect));
+}
+
+bool HasLetter(std::string_view text, char letter) {
+  return FindNoCase(text, std::string_view(&letter, 1)) != std::string_view::npos;
+}
+
+// A raster of the standards, whatever its rate.
+bool IsKnownRaster(const XV_VID_PROPS& vid) {
+  XV_VID_PROPS probe = vid;
+  probe.eInterlace = eXvI_Auto;
+  for (const double rate : {vid.dblRate, 25.0, 30000.0 / 1001, 50.0}) {
+    probe.dblRate = rate;
+    if (DetectVideoFormat(probe, false) != 0) return true;
+  }
+  return false;
+}
+
+// The letters in a size such as "720x576I" rule the field order.
+std::uint32_t InterlaceOfSize(std::string_view text, const XV_VID_PROPS& sized,
+                              const XV_VID_PROPS& input) {
+  const int lines = std::abs(sized.nHeight);
+  if (HasLetter(text, 't')) return eXvI_TopFirst;
+  if (HasLetter(text, 'i') && lines > 486) return eXvI_TopFirst;
+  if (HasLetter(text, 'b')) return eXvI_BottomFirst;
+  if (HasLetter(text, 'i')) return eXvI_BottomFirst;
+  if (!HasLetter(text, 'p') && lines >= 480 && sized.nWidth >= 720 && IsKnownRaster(sized)) {
+    const int order = InterlaceOrder(input);
+    if (order == 0) return eXvI_Progressive;
+    return order > 0 ? eXvI_TopFirst : eXvI_BottomFirst;
+  }
+  return eXvI_Progressive;
+}
+
+bool ApplySize(const XV_VID_PROPS& input, const XMLParse::CoXMLNode& node, const Aspect& aspect,
+               XV_VID_PROPS* vid) {
+  std::string text = node.Text("video_size");
+  if (text.empty()) text = node.Text("size");
+  std::int32_t width = 0;
+  std::int32_t height = 0;
+  if (text.empty() || !ReadPair(text, &width, &height) || width == 0 || height == 0) return false;
+  XV_VID_PROPS sized{};
+  sized.fccColor = input.fccColor;
+  sized.dblRate = input.dblRate;
+  sized.nWidth = width;
+  sized.nHeight = height;
+  sized.nRowBytes = NaturalRowBytes(input.fccColor, width);
+  sized.eInterlace = InterlaceOfSize(text, sized, input);
+  NormaliseVideoProps(&sized, true);
+  if (aspect.set()) {
+    ApplyAspect(aspect, node, &sized);
+  } else {
+    sized.eAspectFit = static_cast<std::uint32_t>(
+        node.ListIndex("ar_type", words::kScaleType, eXvAF_IgnoreAspect));
+  }
+  *vid = sized;
+  return true;
+}
+
+}  // namespace
+
+AVRational TimeBaseFromRate(double rate) {
+  if (!(rate > 0)) rate = kDefaultRate;
+  const double whole = std::round(rate);
+  if (std::fabs(rate - whole) < 0.005) return {1, static_cast<int>(whole)};
+  const double ntsc = rate * 1001 / 1000;
+  if (std::fabs(ntsc - std::round(ntsc)) < 0.01) return {1001, static_cast<int>(whole) * 1000};
+  return {10000, static_cast<int>(rate * 10000)};
+}
+
+VideoGeometry ResolveVideoGeometry(const XV_VID_PROPS& input, const XMLParse::CoXMLNode& node,
+                                   AVCodecID id) {
+  VideoGeometry geometry;
+  geometry.vid = input;
+  Aspect aspect;
+  if (const auto text = node.FindText("ar")) ReadPair(*text, &aspect.x, &aspect.y);
+
+  int dvFormat = kDvAuto;
+  if (id == AV_CODEC_ID_DVVIDEO) {
+    dvFormat = node.ListIndex("dv_format", words::kDvFormat, kDvAuto);
+    geometry.vid = DvRaster(input, dvFormat, &geometry.dvPixelFormat);
+    if (aspect.set()) ApplyAspect(aspect, node, &geometry.vid);
+  } else if (!ApplySize(input, node, aspect, &geometry.vid)) {
+    const bool differs = aspect.x != input.nAspectX || aspect.y != input.nAspectY;
+    if (aspect.set() && differs) ApplyAspect(aspect, node, &geometry.vid);
+  }
+  const int top = node.Int("top", -1);
+  if (top >= 0 && (dvFormat < 0 || dvFormat > 2)) {
+    geometry.vid.eInterlace = top != 0 ? eXvI_TopFirst : eXvI_BottomFirst;
+  }
+  return geometry;
+}
+
+}  // namespace xv

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "contracts/av_handles.h"
+#include "props/node.h"
+#include "xvwriter/media.h"
+
+namespace xv {
+
+struct VideoGeometry {
+  XV_VID_PROPS vid{};                   // what the encoder gets
+  int dvPixelFormat = AV_PIX_FMT_NONE;  // of a DV encoder
+};
+
+// Size, aspect and field order of the encoded picture from the input's and the track's options.
+VideoGeometry ResolveVideoGeometry(const XV_VID_PROPS& input, const XMLParse::CoXMLNode& node,
+                                   AVCodecID id);
+
+// Frames a second as a time base: 1/N within 0.005 of a whole number, 1001/(N*1000) for the
+// NTSC family, else 10000 over the rate to four digits. A rate of 0 or less counts as 25.
+AVRational TimeBaseFromRate(double rate);
+
+}  // namespace xv

@@ -1,0 +1,266 @@
+#include "codec/video_stream.h"
+
+#include <cinttypes>
+#include <cmath>
+#include <cstdlib>
+
+#include "base/text.h"
+#include "codec/ffmpeg.h"
+#include "codec/open_codec.h"
+#include "codec/option_dictionary.h"
+#include "codec/pixel_format_pick.h"
+#include "codec/setup_stream.h"
+#include "codec/video_geometry.h"
+#include "convert/pixel_map.h"
+#include "media/normalise.h"
+#include "media/pixel_layout.h"
+#include "media/validity.h"
+#include "platform/warning.h"
+#include "props/value_syntax.h"
+
+namespace xv {
+namespace {
+
+constexpr int kSyntheticWidth = 96;
+constexpr int kSyntheticHeight = 64;
+// Faster than any raster; above it a "rate" is a mistake that would overflow time bases.
+constexpr double kHighestRate = 1000.0;
+
+// Attributes of the track that are ours and never an encoder's option.
+constexpr const char* kNotForEncoder[] = {
+    "ar",    "video_size", "size",     "video_format",    "ar_type",        "streamid",
+    "top",   "interlace",  "V422",     "dv_format",       "codec_id",       "codec",
+    "dc",    "tag",        "vtag",     "scaling_quality", "scaling_siting", "crop",
+    "rotate", "mirror",    "enabled",  "use_vpp",         "bitrate",        "gop_size"};
+
+// Everything that the contexts of the ladder's attempts are built from.
+struct VideoPlan {
+  const AVCodec* codec = nullptr;
+  CodecChoice choice;
+  XV_VID_PROPS vid{};
+  PixelFormatPick pick;
+  bool globalHeader = false;
+  bool interlacedCoding = false;
+};
+
+AVFieldOrder FieldOrderOf(const XV_VID_PROPS& vid) {
+  const int order = InterlaceOrder(vid);
+  if (order == 0) return AV_FIELD_PROGRESSIVE;
+  return order > 0 ? AV_FIELD_TT : AV_FIELD_BB;
+}
+
+AvPtr<AVCodecContext> BuildContext(const VideoPlan& plan) {
+  AvPtr<AVCodecContext> context(avcodec_alloc_context3(plan.codec));
+  if (!context) return nullptr;
+  context->codec_type = AVMEDIA_TYPE_VIDEO;
+  context->codec_id = plan.choice.id;
+  context->width = plan.vid.nWidth;
+  context->height = std::abs(plan.vid.nHeight);
+  if (plan.choice.pseudo != PseudoCodec::kNone && InterlaceOrder(plan.vid) != 0) {
+    context->height &= ~7;
+  }
+  context->time_base = TimeBaseFromRate(plan.vid.dblRate);
+  context->framerate = av_inv_q(context->time_base);
+  context->pix_fmt = static_cast<AVPixelFormat>(plan.pick.format);
+  if (plan.pick.fullRange) context->color_range = AVCOL_RANGE_JPEG;
+  if (plan.pick.tag != 0) context->codec_tag = plan.pick.tag;
+  context->sample_aspect_ratio = SampleAspect(plan.vid);
+  context->field_order = FieldOrderOf(plan.vid);
+  if (plan.vid.fccColor == kFccHDYC) {
+    context->color_primaries = AVCOL_PRI_BT709;
+    context->color_trc = AVCOL_TRC_BT709;
+    context->colorspace = AVCOL_SPC_BT709;
+  }
+  if (plan.interlacedCoding) {
+    context->flags |= AV_CODEC_FLAG_INTERLACED_DCT | AV_CODEC_FLAG_INTERLACED_ME;
+  }
+  if (plan.choice.id == AV_CODEC_ID_MPEG1VIDEO) context->mb_decision = 2;
+  if (plan.globalHeader) context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+  return context;
+}
+
+void SetRateLimits(const XMLParse::CoXMLNode& node, AvDictionary& options) {
+  std::int64_t rate = node.Rate("bitrate");
+  if (rate == 0) rate = node.Rate("b");
+  if (rate == 0) rate = 0x100000;
+  options.Set("maxrate", std::to_string(rate).c_str(), AV_DICT_DONT_OVERWRITE);
+  options.Set("bufsize", std::to_string(rate / 2).c_str(), AV_DICT_DONT_OVERWRITE);
+}
+
+// The encoder's options, in the order in which one rules over another.
+AvDictionary BuildOptions(const XMLParse::CoXMLNode& node, const VideoPlan& plan,
+                          const std::string& gopTimecode) {
+  AvDictionary options;
+  const AVCodecID id = plan.choice.id;
+  const bool dv = id == AV_CODEC_ID_DVVIDEO;
+  const std::string bitrate = node.Text("bitrate");
+  const std::string gopSize = node.Text("gop_size");
+  if (!bitrate.empty() && !dv) options.Set("b", bitrate.c_str());
+  if (!gopSize.empty() && !dv) options.Set("g", gopSize.c_str());
+  DictFromNode(node, options, {}, kNotForEncoder, AV_DICT_DONT_OVERWRITE);
+  const bool mpeg = id == AV_CODEC_ID_MPEG1VIDEO || id == AV_CODEC_ID_MPEG2VIDEO ||
+                    id == AV_CODEC_ID_MPEG4;
+  if (mpeg) SetRateLimits(node, options);
+  options.Set("threads", "auto");
+  if (!gopTimecode.empty()) options.Set("gop_timecode", gopTimecode.c_str(), AV_DICT_DONT_OVERWRITE);
+  if (const auto slices = node.FindText("slices")) {
+    options.Set("slices", slices->c_str());
+  } else if (plan.codec != nullptr && (plan.codec->capabilities & AV_CODEC_CAP_SLICE_THREADS) != 0 &&
+             id != AV_CODEC_ID_MJPEG && !dv) {
+    options.Remove("slices");
+  }
+  if (id == AV_CODEC_ID_SNOW) {
+    options.Set("strict", "-2");
+  } else if (node.Has("tag")) {
+    options.Set("strict", "-1");
+  }
+  if (const int dc = node.Int("dc", 0); dc > 8) options.Set("dc", std::to_string(dc - 8).c_str());
+  if (id == AV_CODEC_ID_DNXHD || id == AV_CODEC_ID_MPEG1VIDEO) {
+    options.Set("ibias", "0", AV_DICT_DONT_OVERWRITE);
+  }
+  return options;
+}
+
+// These encoders have no B pictures and refuse to open when a preset asks for some.
+void DropRefusedOptions(AVCodecID id, AvDictionary& options) {
+  if (id == AV_CODEC_ID_FLV1 || id == AV_CODEC_ID_MJPEG || id == AV_CODEC_ID_WMV1 ||
+      id == AV_CODEC_ID_WMV2) {
+    options.Remove("bf");
+  }
+}
+
+// The picture that stands in where a format needs a video track and there is no video.
+XV_VID_PROPS SyntheticProps(const XV_VID_PROPS& input) {
+  XV_VID_PROPS vid{};
+  vid.fccColor = kFccNV12;
+  vid.nWidth = kSyntheticWidth;
+  vid.nHeight = kSyntheticHeight;
+  vid.nRowBytes = kSyntheticWidth * 2;
+  vid.eInterlace = eXvI_Progressive;
+  vid.dblRate = input.dblRate > 0 ? input.dblRate : 30.0;
+  return vid;
+}
+
+CodecChoice SyntheticChoice() {
+  CodecChoice choice;
+  choice.name = avcodec_find_encoder_by_name("libx264") != nullptr ? "libx264" : "mpeg4";
+  choice.id = avcodec_find_encoder_by_name(choice.name.c_str())->id;
+  return choice;
+}
+
+// DV takes planar pictures only: 4:2:2 material is prepared in planes. Everything else: the pick.
+PixelFormatPick PickFor(const VideoPlan& plan, const VideoGeometry& geometry, bool mode422) {
+  if (plan.choice.id == AV_CODEC_ID_DVVIDEO) {
+    const bool packed = geometry.dvPixelFormat == AV_PIX_FMT_YUYV422;
+    return {packed ? AV_PIX_FMT_YUV422P : geometry.dvPixelFormat};
+  }
+  const PseudoCodecRecord* pseudo =
+      FindPseudoCodec(static_cast<std::uint32_t>(plan.choice.pseudo));
+  if (plan.choice.pseudo == PseudoCodec::kQuick264) return {AV_PIX_FMT_NV12};
+  return PickPixelFormat(plan.choice.id,
+                         pseudo != nullptr ? pseudo->pixelFormats.data() : plan.codec->pix_fmts,
+                         plan.vid.fccColor, mode422);
+}
+
+// The record of what the encoder gets, brought into line with the context.
+XV_VID_PROPS AlignedProps(const VideoPlan& plan, const AVCodecContext& context) {
+  XV_VID_PROPS vid = plan.vid;
+  const bool v210 = vid.fccColor == kFccV210 && plan.choice.id == AV_CODEC_ID_V210;
+  if (!v210) {
+    const std::uint32_t fourcc = FourCCFromPixelFormat(context.pix_fmt, vid.nHeight);
+    if (fourcc != 0) vid.fccColor = fourcc;
+  }
+  vid.nWidth = context.width;
+  vid.nHeight = IsRgb(vid.fccColor) ? -std::abs(vid.nHeight) : std::abs(vid.nHeight);
+  vid.nRowBytes = NaturalRowBytes(vid.fccColor, vid.nWidth);
+  return vid;
+}
+
+std::uint32_t TagFromText(const XMLParse::CoXMLNode& node) {
+  std::string text = node.Text("vtag");
+  if (text.empty()) text = node.Text("tag");
+  if (text.size() < 4) return 0;
+  std::uint32_t tag = 0;
+  for (int i = 3; i >= 0; --i) tag = tag << 8 | static_cast<unsigned char>(text[static_cast<std::size_t>(i)]);
+  return tag;
+}
+
+AVStream* AddStream(AVFormatContext* oc, const AVCodecContext& context) {
+  AVStream* stream = avformat_new_stream(oc, nullptr);
+  if (stream == nullptr) {
+    Warn("Could not alloc stream\n");
+    return nullptr;
+  }
+  stream->time_base = context.time_base;
+  stream->avg_frame_rate = context.framerate;
+  stream->sample_aspect_ratio = context.sample_aspect_ratio;
+  return stream;
+}
+
+Status AddStreams(StreamHolder& holder, AVFormatContext* oc, AVFormatContext* oc2) {
+  holder.stream = AddStream(oc, *holder.codec);
+  if (oc2 != nullptr) holder.twin = AddStream(oc2, *holder.codec);
+  if (holder.stream == nullptr || (oc2 != nullptr && holder.twin == nullptr)) return E_OUTOFMEMORY;
+  const std::uint32_t tag = TagFromText(*holder.node);
+  if (tag != 0) {
+    holder.codec->codec_tag = tag;
+    // A muxer refuses a tag that its tables do not know unless it is told to be lenient.
+    if (holder.node->Has("tag")) oc->strict_std_compliance = -1;
+  }
+  ApplyStreamId(holder, -1);
+  ApplyStreamMetadata(holder);
+  return FillStreamParameters(holder) < 0 ? Status(E_OUTOFMEMORY) : Status(S_OK);
+}
+
+}  // namespace
+
+Status SetupVideoStream(StreamHolder& holder, AVFormatContext* oc, AVFormatContext* oc2,
+                        const XV_VID_PROPS& input, CodecChoice choice,
+                        const std::string& gopTimecode) {
+  VideoPlan plan;
+  VideoGeometry geometry;
+  if (VideoPropsValid(input, true)) {
+    XV_VID_PROPS normal = input;
+    NormaliseVideoProps(&normal, true);
+    if (!std::isfinite(input.dblRate) || normal.dblRate > kHighestRate) return E_INVALIDARG;
+    plan.choice = std::move(choice);
+    geometry = ResolveVideoGeometry(normal, *holder.node, plan.choice.id);
+  } else {
+    plan.choice = SyntheticChoice();
+    geometry.vid = SyntheticProps(input);
+    holder.synthetic = true;
+    (void)holder.node->SetText("b", "16K");
+  }
+  plan.vid = geometry.vid;
+  plan.codec = FindEncoder(plan.choice, AVMEDIA_TYPE_VIDEO);
+  if (plan.codec == nullptr && plan.choice.pseudo == PseudoCodec::kNone) {
+    Warn("codec not found\n");
+    return E_FAIL;
+  }
+  if (plan.choice.nameUnknown) holder.unusedOptions.emplace_back("codec");
+
+  const bool mode422 = holder.node->Bool("V422") || holder.node->Bool("use_vpp");
+  plan.pick = PickFor(plan, geometry, mode422);
+  if (plan.pick.format == AV_PIX_FMT_NONE) return E_FAIL;
+  plan.globalHeader = (oc->oformat->flags & AVFMT_GLOBALHEADER) != 0;
+  const int interlace = holder.node->TriState("interlace", -1);
+  plan.interlacedCoding = interlace == 1 || (interlace == -1 && InterlaceOrder(plan.vid) != 0);
+
+  holder.type = AVMEDIA_TYPE_VIDEO;
+  holder.pseudo = plan.choice.pseudo;
+  const FFmpegGuard lock(FFmpegLock());
+  if (holder.pseudo != PseudoCodec::kNone) {
+    holder.codec = BuildContext(plan);
+    if (OpenPseudoCodec(holder).Failed()) return E_FAIL;
+  } else {
+    AvDictionary options = BuildOptions(*holder.node, plan, gopTimecode);
+    DropRefusedOptions(plan.choice.id, options);
+    RETURN_IF_FAILED(OpenVideoCodec(holder, *plan.codec, [&] { return BuildContext(plan); }, options));
+  }
+  holder.vid = AlignedProps(plan, *holder.codec);
+  holder.pixelFormat = plan.pick.format;
+  holder.fullRange = plan.pick.fullRange;
+  return AddStreams(holder, oc, oc2);
+}
+
+}  // namespace xv

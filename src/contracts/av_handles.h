@@ -1,0 +1,71 @@
+#pragma once
+
+#include <memory>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/buffer.h>
+#include <libavutil/dict.h>
+#include <libavutil/frame.h>
+#include <libswscale/swscale.h>
+}
+
+// FFmpeg's objects as owners. Nothing else in the library calls their free functions.
+namespace xv {
+
+struct AvDeleter {
+  void operator()(AVFrame* p) const { av_frame_free(&p); }
+  void operator()(AVPacket* p) const { av_packet_free(&p); }
+  void operator()(AVCodecContext* p) const { avcodec_free_context(&p); }
+  // The AVIOContext in `pb` is not this context's: its owner closes it.
+  void operator()(AVFormatContext* p) const { avformat_free_context(p); }
+  void operator()(AVCodecParameters* p) const { avcodec_parameters_free(&p); }
+  void operator()(AVBufferPool* p) const { av_buffer_pool_uninit(&p); }
+  void operator()(AVBufferRef* p) const { av_buffer_unref(&p); }
+  void operator()(SwsContext* p) const { sws_freeContext(p); }
+  void operator()(AVSubtitle* p) const {
+    avsubtitle_free(p);
+    delete p;
+  }
+};
+
+template <class T>
+using AvPtr = std::unique_ptr<T, AvDeleter>;
+
+// An option dictionary. The pointer inside changes with every call that sets or consumes an entry.
+class AvDictionary {
+ public:
+  AvDictionary() = default;
+  AvDictionary(const AvDictionary& other) { av_dict_copy(&dict_, other.dict_, 0); }
+  AvDictionary(AvDictionary&& other) noexcept : dict_(other.dict_) { other.dict_ = nullptr; }
+  AvDictionary& operator=(AvDictionary other) noexcept {
+    std::swap(dict_, other.dict_);
+    return *this;
+  }
+  ~AvDictionary() { av_dict_free(&dict_); }
+
+  void Set(const char* key, const char* value, int flags = 0) {
+    av_dict_set(&dict_, key, value, flags);
+  }
+  void Remove(const char* key) { av_dict_set(&dict_, key, nullptr, 0); }
+  const char* Find(const char* key) const {
+    const AVDictionaryEntry* entry = av_dict_get(dict_, key, nullptr, 0);
+    return entry == nullptr ? nullptr : entry->value;
+  }
+  AVDictionary** Address() { return &dict_; }
+  const AVDictionary* get() const { return dict_; }
+
+  template <class Fn>
+  void ForEach(Fn&& fn) const {
+    const AVDictionaryEntry* entry = nullptr;
+    while ((entry = av_dict_get(dict_, "", entry, AV_DICT_IGNORE_SUFFIX)) != nullptr) {
+      fn(entry->key, entry->value);
+    }
+  }
+
+ private:
+  AVDictionary* dict_ = nullptr;
+};
+
+}  // namespace xv

@@ -1,0 +1,7 @@
+#include "contracts/encoder_base.h"
+
+namespace xv {
+
+XvEncoderBaseLegacy::~XvEncoderBaseLegacy() = default;
+
+}  // namespace xv

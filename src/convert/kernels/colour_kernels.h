@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+
+#include "convert/kernels/colour_matrix.h"
+#include "convert/simd/simd_level.h"
+
+namespace xv {
+
+// Rows of colour conversion. RGB pixels are 4 bytes B, G, R, x. The same rules as in
+// packed_kernels.h; `width` may be odd: a pixel that is missing in the last chroma group counts as
+// a copy of the last one, and packed 4:2:2 rows hold (width + 1) / 2 groups.
+struct ColourKernels {
+  void (*luma)(const std::uint8_t* bgra, std::uint8_t* y, int width, const RgbToYuv& m);
+  // Chroma of 2x1, 2x2 (rows a and b) and 4x1 pixels.
+  void (*chroma422)(const std::uint8_t* bgra, std::uint8_t* u, std::uint8_t* v, int width,
+                    const RgbToYuv& m);
+  void (*chroma420)(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* u, std::uint8_t* v,
+                    int width, const RgbToYuv& m);
+  void (*chroma411)(const std::uint8_t* bgra, std::uint8_t* u, std::uint8_t* v, int width,
+                    const RgbToYuv& m);
+  // To packed 4:2:2; index 1 has luma first.
+  void (*toPacked[2])(const std::uint8_t* bgra, std::uint8_t* target, int width, const RgbToYuv& m);
+
+  // To BGRA with a constant alpha. Chroma is that of the pixel's pair.
+  void (*fromPacked[2])(const std::uint8_t* source, std::uint8_t* bgra, int width, int alpha,
+                        const YuvToRgb& m);
+  void (*fromPlanar)(const std::uint8_t* y, const std::uint8_t* u, const std::uint8_t* v,
+                     std::uint8_t* bgra, int width, int alpha, const YuvToRgb& m);
+  // The integer inverse of HDYC (U Y V Y): R = 298 Y + 459 Cr, G = 298 Y - 55 Cb - 137 Cr,
+  // B = 298 Y + 542 Cb with Y - 16, Cb - 128, Cr - 128; clamped to 0-65535, >> 8.
+  void (*fromHdyc)(const std::uint8_t* source, std::uint8_t* bgra, int width, int alpha);
+};
+
+const ColourKernels& ColourKernelsAt(SimdLevel level);
+inline const ColourKernels& Colour() { return ColourKernelsAt(ActiveSimdLevel()); }
+
+}  // namespace xv

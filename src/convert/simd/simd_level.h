@@ -1,0 +1,22 @@
+#pragma once
+
+#include <vector>
+
+namespace xv {
+
+// Instruction sets that the picture kernels are built for, lowest first. kPlain is the reference
+// in portable C++: every other level gives the same bytes.
+enum class SimdLevel { kPlain, kSsse3, kAvx2 };
+
+const char* SimdLevelName(SimdLevel level);  // "plain", "ssse3", "avx2"
+
+// The levels that this processor offers, lowest first.
+const std::vector<SimdLevel>& SimdLevels();
+
+// The level in force: the highest, or the one that the environment variable XVWRITER_SIMD names,
+// where the processor offers it.
+SimdLevel ActiveSimdLevel();
+// For tests: no kernel may be running.
+void SetSimdLevel(SimdLevel level);
+
+}  // namespace xv

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "base/status.h"
+#include "contracts/av_handles.h"
+#include "platform/disk_reserve.h"
+#include "platform/file.h"
+
+namespace xv {
+
+// A local output file behind an AVIOContext of our own. Small writes gather here, large ones go
+// straight to the file, each at its own position, so that a failed write leaves a gap and never
+// shifts what follows. One caller at a time (the output's lock).
+class FileSink {
+ public:
+  FileSink() = default;
+  ~FileSink() { (void)Close(); }
+  FileSink(const FileSink&) = delete;
+  FileSink& operator=(const FileSink&) = delete;
+
+  // Creates the file anew and holds back disk space for the container's trailer.
+  Status Open(const std::string& path);
+  // The context for AVFormatContext.pb; lives until Close.
+  AVIOContext* io() const { return io_.get(); }
+  // Everything handed over so far is in the file.
+  Status Flush();
+  // The first failure of a write, kept.
+  Status failure() const { return failure_; }
+  // Forgets a failure and frees the space held back: the trailer gets its chance.
+  void PrepareForTrailer();
+  Status Close();
+
+  // The position that the next byte of the muxer gets, and the file's extent.
+  std::int64_t position() const { return position_; }
+  std::int64_t size() const { return size_; }
+
+ private:
+  struct IoDeleter {
+    void operator()(AVIOContext* io) const {
+      av_freep(&io->buffer);
+      avio_context_free(&io);
+    }
+  };
+
+  static int OnWrite(void* opaque, std::uint8_t* data, int bytes);
+  static std::int64_t OnSeek(void* opaque, std::int64_t offset, int whence);
+  Status Write(const std::uint8_t* data, std::size_t bytes);
+  Status WriteThrough(const std::uint8_t* data, std::size_t bytes, std::int64_t at);
+
+  File file_;
+  DiskReserve reserve_;
+  std::unique_ptr<AVIOContext, IoDeleter> io_;
+  std::vector<std::uint8_t> pending_;
+  std::int64_t pendingAt_ = 0;  // file position of pending_
+  std::int64_t position_ = 0;
+  std::int64_t size_ = 0;
+  Status failure_;
+};
+
+}  // namespace xv

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <mutex>
+#include <string>
+
+#include "base/status.h"
+#include "codec/option_dictionary.h"
+#include "ffm/file_sink.h"
+#include "ffm/interrupt.h"
+
+namespace xv {
+
+// One container that packets go to: the main output, or the second one. The stages open, write and
+// close it; writes to the muxer and the close of its file take `lock`.
+struct Output {
+  std::string path;  // file or URL
+  AvPtr<AVFormatContext> context;
+  FileSink sink;               // behind the muxer when it is a local file
+  bool ownsUrlIo = false;      // pb was opened by FFmpeg for a URL
+  bool headerWritten = false;  // only then may packets and a trailer follow
+  IoInterrupt interrupt;
+  std::mutex lock;  // rank: behind audioLock, ahead of nothing
+
+  Output() = default;
+  Output(const Output&) = delete;
+  Output& operator=(const Output&) = delete;
+  ~Output() { (void)CloseFile(); }
+
+  bool exists() const { return context != nullptr; }
+
+  // Opens the file or URL for the muxer; formats that open their own outputs need none. `options`
+  // are offered to the protocol of a URL, which takes out what it knows.
+  Status OpenFile(AvDictionary& options);
+  // Writes the header: with `options`, and once more without where the muxer refuses them. What was
+  // not taken stays in `options`.
+  Status WriteHeader(AvDictionary& options);
+  // Hands the packet to the muxer, which takes its reference.
+  Status WriteInterleaved(AVPacket* packet);
+  // The trailer, if there was a header.
+  Status WriteTrailer();
+  Status CloseFile();
+};
+
+// The muxer opens files of its own ("hls", "rtsp", ...): its header needs no pb.
+bool OpensOwnFiles(const AVOutputFormat& format);
+
+}  // namespace xv

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "base/status.h"
+#include "ffm/session.h"
+
+namespace xv {
+
+// Delivers one encoded packet, stamps in its stream's base: to the second output, to loose files
+// where asked for, to the muxer. Takes the packet's reference. The status is the main output's.
+Status WritePacket(Session& session, AvPtr<AVPacket> packet);
+
+}  // namespace xv

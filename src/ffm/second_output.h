@@ -1,0 +1,50 @@
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <mutex>
+
+#include "ffm/output.h"
+#include "media/session_stats.h"
+#include "platform/thread.h"
+
+namespace xv {
+
+// A second container of the same session. A thread of its own writes it behind a bounded queue: when
+// that is full packets are dropped and counted, so that it can never hold up the main output. It
+// ends itself after a failure; the main output goes on.
+class SecondOutput {
+ public:
+  explicit SecondOutput(SessionStats& stats) : stats_(stats) {}
+  ~SecondOutput();
+
+  Output& output() { return output_; }
+  // The header has been written: packets may come.
+  Status Start();
+  // Takes a clone of `packet`, whose stamps are in `timeBase`.
+  void Put(const AVPacket& packet, AVRational timeBase);
+  // No more packets: what waits is written, then the trailer, then the file is closed. Returns at
+  // once; `Wait` returns when all that is done.
+  void Finish();
+  void Wait();
+  bool finished() const { return finished_; }
+
+ private:
+  void Main();
+  void WriteOne(AVPacket* packet);
+  void Close();
+
+  SessionStats& stats_;
+  Output output_;
+  XvThread<SecondOutput> thread_;
+  std::mutex lock_;  // guards the queue and the two marks
+  std::condition_variable changed_;
+  std::deque<AvPtr<AVPacket>> packets_;
+  bool ending_ = false;
+  bool started_ = false;
+  std::atomic<bool> finished_{false};
+};
+
+}  // namespace xv

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "base/ref.h"
+#include "codec/stream_holder.h"
+#include "convert/audio_buffer.h"
+#include "convert/prepare_video.h"
+#include "convert/wav_writer.h"
+#include "ffm/output.h"
+#include "ffm/raw_dump.h"
+#include "ffm/second_output.h"
+#include "ffm/video_queue.h"
+#include "media/session_stats.h"
+#include "props/node.h"
+
+namespace xv {
+
+inline constexpr std::uint32_t kNoMaskOverride = 0x80000000u;
+
+// What the stages of one recording share. CEncoderFFM owns it; each stage is given it.
+struct Session {
+  // Set by open.
+  Output main;
+  std::unique_ptr<SecondOutput> second;
+  std::vector<std::unique_ptr<StreamHolder>> streams;
+  int videoIndex = -1;
+  XMLParse::XMLNodePtr props;    // "xml-props": a private copy of the session attributes
+  XMLParse::XMLNodePtr ownNode;  // the writer's own attributes, the fallback for a few
+  std::uint32_t trackMaskOverride = kNoMaskOverride;
+  int videoBuffers = 0;
+  std::string wavPath;
+  VideoPreparation video;
+  SessionStats* stats = nullptr;
+
+  // Between frames.
+  std::atomic<bool> isOpen{false};
+  bool needHeader = true;
+  std::int32_t putCounter = 0;
+  std::int64_t frameCount = 0;
+  std::int64_t videoCounter = 0;
+  std::int32_t segmentCounter = 0;
+  VideoQueue queue;
+  std::mutex audioLock;  // the audio buffer and the audio stage; ahead of the FFmpeg lock
+  XvAudioBuffer2 audioBuffer;
+  WavWriter wav;
+  bool wavOpen = false;
+  RawDump rawVideo;
+  std::vector<std::unique_ptr<RawDump>> rawAudio;
+
+  StreamHolder* VideoHolder() {
+    return videoIndex < 0 ? nullptr : streams[static_cast<std::size_t>(videoIndex)].get();
+  }
+  bool HasAudio() const;
+
+  // A boolean of the session, else of the writer's own node.
+  bool BoolWithFallback(const char* key, bool defaultValue) const;
+
+  // The worker's first failure, kept until open; the host gets it with its next frame.
+  Status stickyError() const { return Status(sticky_.load(std::memory_order_acquire)); }
+  void KeepError(Status error, const char* stage, const std::string& words);
+  void ClearError() { sticky_ = S_OK; }
+
+ private:
+  std::atomic<HRESULT> sticky_{S_OK};
+};
+
+}  // namespace xv

@@ -1,0 +1,95 @@
+#include "ffm/video_stage.h"
+
+#include <chrono>
+
+#include "codec/encode.h"
+#include "codec/ffmpeg.h"
+#include "convert/pixel_map.h"
+#include "ffm/audio_stage.h"
+#include "ffm/packet_writing.h"
+
+namespace xv {
+namespace {
+
+// Encoders refuse stamps that do not rise: a frame at most one tick behind moves up, one further
+// back is skipped.
+Status CheckOrder(StreamHolder& holder, AVFrame& picture) {
+  if (holder.lastPts >= 0 && holder.lastPts >= picture.pts) {
+    if (holder.lastPts >= picture.pts + 2) return XV_S_SKIP_FRAME;
+    picture.pts = holder.lastPts + 1;
+  }
+  holder.lastPts = picture.pts;
+  return S_OK;
+}
+
+// The picture with its own stamp: repeats share one AVFrame, and the encoder may still hold it.
+AvPtr<AVFrame> StampedPicture(const QueuedFrame& frame, std::int64_t forcedPts) {
+  const AVFrame& source = *frame.frame->picture();
+  AvPtr<AVFrame> picture;
+  if (source.format == kPixFmtV210) {
+    picture.reset(av_frame_alloc());
+    if (!picture) return nullptr;
+    picture->format = source.format;
+    picture->width = source.width;
+    picture->height = source.height;
+    picture->data[0] = source.data[0];
+    picture->linesize[0] = source.linesize[0];
+    picture->buf[0] = av_buffer_ref(source.buf[0]);
+  } else {
+    picture.reset(av_frame_clone(&source));
+  }
+  if (picture) picture->pts = forcedPts >= 0 ? forcedPts : frame.pts;
+  return picture;
+}
+
+Status EncodePicture(Session& session, StreamHolder& holder, const QueuedFrame& frame) {
+  const FFmpegGuard guard(FFmpegLock());
+  if (!frame.frame) return EncodeBackend(holder, nullptr);
+  const std::int64_t forcedPts =
+      session.BoolWithFallback("ignore_pts", false) ? session.videoCounter : -1;
+  const AvPtr<AVFrame> picture = StampedPicture(frame, forcedPts);
+  if (!picture) return E_OUTOFMEMORY;
+  const Status order = CheckOrder(holder, *picture);
+  if (order == Status(XV_S_SKIP_FRAME)) return order;
+  const auto begin = std::chrono::steady_clock::now();
+  const Status encoded = EncodeBackend(holder, picture.get());
+  session.stats->encodeTime.Add((std::chrono::steady_clock::now() - begin).count());
+  return encoded;
+}
+
+// From the encoder's time base to the stream's, with the track's delay.
+void ScaleStamps(const StreamHolder& holder, AVPacket& packet) {
+  const AVRational from = holder.codec->time_base;
+  const AVRational to = holder.stream->time_base;
+  const std::int64_t delay = av_rescale_q(holder.delay, {1, static_cast<int>(kTimeUnitsPerSecond)}, to);
+  if (packet.pts != AV_NOPTS_VALUE) packet.pts = av_rescale_q(packet.pts, from, to) + delay;
+  if (packet.dts != AV_NOPTS_VALUE) packet.dts = av_rescale_q(packet.dts, from, to) + delay;
+  packet.duration = av_rescale_q(packet.duration > 0 ? packet.duration : 1, from, to);
+  packet.stream_index = holder.stream->index;
+}
+
+void WriteVideoPacket(Session& session, StreamHolder& holder, AvPtr<AVPacket> packet) {
+  ScaleStamps(holder, *packet);
+  if (const std::string path = session.props->Text("raw_video"); !path.empty()) {
+    session.KeepError(session.rawVideo.Append(path, *packet), "raw_video", path);
+  }
+  session.KeepError(WritePacket(session, std::move(packet)), "video packet", session.main.path);
+}
+
+}  // namespace
+
+void VideoStage(Session& session, const QueuedFrame& frame) {
+  StreamHolder& holder = *session.VideoHolder();
+  const Status encoded = EncodePicture(session, holder, frame);
+  if (encoded == Status(XV_S_SKIP_FRAME)) {
+    session.stats->ptsErrors.fetch_add(1, std::memory_order_relaxed);
+  }
+  session.KeepError(encoded, "video encoder", holder.failure);
+  while (AvPtr<AVPacket> packet = TakePacket(holder)) {
+    WriteVideoPacket(session, holder, std::move(packet));
+  }
+  ++session.videoCounter;
+  AudioStage(session, !frame.frame);
+}
+
+}  // namespace xv

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstdint>
+
+namespace xv {
+
+// The duration used where a rate is not known: 25 frames per second, in 100 ns.
+inline constexpr std::int64_t kDefaultFrameDuration = 400000;
+
+// To a whole count, half away from zero. Values outside the range of the type give its limits, NaN
+// gives 0.
+std::int64_t RoundAwayFromZero(double value);
+
+// Duration of one frame in 100 ns, with its fraction. Durations near those of a broadcast rate (24,
+// 25, 30, 50, 60 and their 1000/1001 forms) become exactly that rate's. 0 for a rate of 0 or less.
+double FrameDuration(double rate);
+
+// FrameDuration, or kDefaultFrameDuration where that is 0.
+double FrameDurationOrDefault(double rate);
+
+}  // namespace xv

@@ -1,0 +1,150 @@
+#include "platform/file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <utility>
+
+namespace xv {
+namespace {
+
+// One transfer may be cut short or interrupted; these go on until all is done. `offset` below 0
+// means the file's own position.
+Status WriteAll(int descriptor, const void* data, std::size_t bytes, std::int64_t offset) {
+  const auto* from = static_cast<const std::uint8_t*>(data);
+  while (bytes > 0) {
+    const ssize_t done =
+        offset < 0 ? ::write(descriptor, from, bytes) : ::pwrite(descriptor, from, bytes, offset);
+    if (done < 0 && errno == EINTR) continue;
+    if (done <= 0) return StatusFromErrno(done < 0 ? errno : EIO);
+    from += done;
+    bytes -= static_cast<std::size_t>(done);
+    if (offset >= 0) offset += done;
+  }
+  return S_OK;
+}
+
+Status ReadAll(int descriptor, void* data, std::size_t bytes, std::int64_t offset,
+               std::size_t* read) {
+  auto* to = static_cast<std::uint8_t*>(data);
+  std::size_t total = 0;
+  while (total < bytes) {
+    const ssize_t done = offset < 0 ? ::read(descriptor, to + total, bytes - total)
+                                    : ::pread(descriptor, to + total, bytes - total,
+                                              offset + static_cast<std::int64_t>(total));
+    if (done < 0 && errno == EINTR) continue;
+    if (done < 0) return StatusFromErrno(errno);
+    if (done == 0) break;
+    total += static_cast<std::size_t>(done);
+  }
+  if (read != nullptr) *read = total;
+  return S_OK;
+}
+
+Status SeekTo(int descriptor, std::int64_t offset, int whence, std::int64_t* result) {
+  const off_t at = lseek(descriptor, offset, whence);
+  if (at < 0) return StatusFromErrno(errno);
+  if (result != nullptr) *result = at;
+  return S_OK;
+}
+
+}  // namespace
+
+File::File(File&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
+
+File& File::operator=(File&& other) noexcept {
+  if (this != &other) {
+    (void)Close();
+    descriptor_ = std::exchange(other.descriptor_, -1);
+  }
+  return *this;
+}
+
+File::~File() { (void)Close(); }
+
+Status File::Open(const std::string& path, int flags) {
+  (void)Close();
+  if (path.find('\0') != std::string::npos) return E_INVALIDARG;
+  do {
+    descriptor_ = ::open(path.c_str(), flags | O_CLOEXEC, 0666);
+  } while (descriptor_ < 0 && errno == EINTR);
+  return descriptor_ < 0 ? StatusFromErrno(errno) : Status();
+}
+
+Status File::Create(const std::string& path) { return Open(path, O_RDWR | O_CREAT | O_TRUNC); }
+
+Status File::OpenAppend(const std::string& path) {
+  RETURN_IF_FAILED(Open(path, O_RDWR | O_CREAT));
+  return SeekToEnd();
+}
+
+Status File::OpenReadWrite(const std::string& path) { return Open(path, O_RDWR); }
+
+Status File::OpenRead(const std::string& path) { return Open(path, O_RDONLY); }
+
+Status File::Write(const void* data, std::size_t bytes) {
+  return IsOpen() ? WriteAll(descriptor_, data, bytes, -1) : StatusFromErrno(EBADF);
+}
+
+Status File::WriteAt(std::int64_t offset, const void* data, std::size_t bytes) {
+  if (offset < 0) return E_INVALIDARG;
+  return IsOpen() ? WriteAll(descriptor_, data, bytes, offset) : StatusFromErrno(EBADF);
+}
+
+Status File::Read(void* data, std::size_t bytes, std::size_t* read) {
+  return IsOpen() ? ReadAll(descriptor_, data, bytes, -1, read) : StatusFromErrno(EBADF);
+}
+
+Status File::ReadAt(std::int64_t offset, void* data, std::size_t bytes, std::size_t* read) const {
+  if (offset < 0) return E_INVALIDARG;
+  return IsOpen() ? ReadAll(descriptor_, data, bytes, offset, read) : StatusFromErrno(EBADF);
+}
+
+Status File::Flush() {
+  if (!IsOpen()) return StatusFromErrno(EBADF);
+  while (fdatasync(descriptor_) != 0) {
+    if (errno == EINTR) continue;
+    // Pipes and devices have nothing to flush.
+    return errno == EINVAL || errno == EROFS ? Status() : StatusFromErrno(errno);
+  }
+  return S_OK;
+}
+
+Status File::Close() {
+  if (!IsOpen()) return S_OK;
+  // Linux frees the descriptor even where close is interrupted: never again with the same number.
+  const int failed = ::close(std::exchange(descriptor_, -1));
+  return failed == 0 || errno == EINTR ? Status() : StatusFromErrno(errno);
+}
+
+Status File::Size(std::int64_t* bytes) const {
+  if (!IsOpen()) return StatusFromErrno(EBADF);
+  struct stat info {};
+  if (fstat(descriptor_, &info) != 0) return StatusFromErrno(errno);
+  *bytes = info.st_size;
+  return S_OK;
+}
+
+Status File::Position(std::int64_t* offset) const {
+  return IsOpen() ? SeekTo(descriptor_, 0, SEEK_CUR, offset) : StatusFromErrno(EBADF);
+}
+
+Status File::Seek(std::int64_t offset) {
+  return IsOpen() ? SeekTo(descriptor_, offset, SEEK_SET, nullptr) : StatusFromErrno(EBADF);
+}
+
+Status File::SeekToEnd(std::int64_t* offset) {
+  return IsOpen() ? SeekTo(descriptor_, 0, SEEK_END, offset) : StatusFromErrno(EBADF);
+}
+
+Status File::Truncate(std::int64_t bytes) {
+  if (!IsOpen()) return StatusFromErrno(EBADF);
+  while (ftruncate(descriptor_, bytes) != 0) {
+    if (errno != EINTR) return StatusFromErrno(errno);
+  }
+  return S_OK;
+}
+
+}  // namespace xv

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <string_view>
+#include <vector>
+
+namespace xv::XMLParse {
+
+// A path split at "::". An empty path has no segment; an empty segment makes the path a bad one.
+class NodePath {
+ public:
+  explicit NodePath(std::string_view path);
+
+  bool Bad() const { return bad_; }
+  std::span<const std::string_view> Segments() const { return segments_; }
+  // Of an attribute's path: the nodes ahead of it, and its name.
+  std::span<const std::string_view> Nodes() const;
+  std::string_view Last() const {
+    return segments_.empty() ? std::string_view() : segments_.back();
+  }
+
+ private:
+  std::vector<std::string_view> segments_;
+  bool bad_ = false;
+};
+
+// "name[n]": the name, and the number among the children of that name. A "[" at the start belongs
+// to the name.
+struct PathSegment {
+  std::string_view name;
+  std::size_t index = 0;
+};
+PathSegment ParseSegment(std::string_view segment);
+
+}  // namespace xv::XMLParse

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+// Escapes and quotes of the tree's XML.
+namespace xv::XMLParse {
+
+// What an escaped text may not hold: & < >; those and both quotes; or both quotes only where the
+// text has one of them.
+enum class EscapeMode { kText, kQuotes, kAuto };
+void AppendEscaped(std::string_view text, EscapeMode mode, std::string* out);
+
+// In single quotes, or in double quotes when the value has a single one; double quotes inside
+// become single ones then, since there is no escape inside quotes.
+void AppendQuoted(std::string_view value, std::string* out);
+
+// Appends `text` with its entities expanded: &lt; &gt; &amp; &apos; &nbsp; &copy; &reg; &quot; and
+// numbers, "&#65;" and "&#x41;", behind which one character is skipped. Any other "&" is dropped.
+// Unless `keepControls`, CR, LF and TAB become blanks.
+void AppendExpanded(std::string_view text, bool keepControls, std::string* out);
+
+}  // namespace xv::XMLParse

@@ -1,0 +1,198 @@
+#include "writer/writer_ffm.h"
+
+#include "base/auto_obj_base.h"
+#include "base/guard.h"
+#include "base/text.h"
+
+namespace xv {
+namespace {
+
+using XMLParse::CoXMLNode;
+using XMLParse::MergeMode;
+
+constexpr std::int64_t kTimeTolerance = 100'000;  // 10 ms
+
+struct Default {
+  const char* name;
+  const char* value;
+};
+
+constexpr Default kOwnDefaults[] = {
+    {"config.path", "formats_n_codecs_user.xml"},
+    {"config.full", "false"},
+    {"config.unicode", "false"},
+    {"config.update", "false"},
+    {"ignore_pts", "false"},
+    {"diskspace.min", "300M"},
+    {"embed_cc", "false"},
+};
+
+constexpr const char* kFromSession[] = {"ignore_pts", "diskspace.min", "embed_cc"};
+constexpr const char* kIntoSession[] = {"anc_path", "scc_path", "anc_capture", "scc_capture",
+                                        "anc_capture.tags"};
+constexpr const char* kNotShown[] = {"qs_version", "qs_impl"};
+
+void CopyPresent(const CoXMLNode& from, CoXMLNode& to, std::span<const char* const> names) {
+  for (const char* name : names) {
+    if (const auto text = from.FindText(name)) (void)to.SetText(name, *text);
+  }
+}
+
+}  // namespace
+
+Ref<IUnknown> CCoXvWriterFFM_I::Create(IUnknown* outer) {
+  return Ref<IUnknown>::Retain(&(new CCoXvWriterFFM_I(outer))->inner_);
+}
+
+CCoXvWriterFFM_I::CCoXvWriterFFM_I(IUnknown* outer)
+    : inner_(*this),
+      outer_(outer == nullptr ? static_cast<IUnknown*>(&inner_) : outer),
+      session_(CoXMLNode::Create("session")),
+      own_(CoXMLNode::Create("xv-props")) {
+  LiveObjectCount().fetch_add(1, std::memory_order_relaxed);
+  for (const Default& row : kOwnDefaults) own_->SetTextIfAbsent(row.name, row.value);
+  (void)own_->Child("m_config", true);
+  (void)own_->Child("supported_list", true);
+}
+
+CCoXvWriterFFM_I::~CCoXvWriterFFM_I() {
+  if (encoder_) (void)encoder_->EncoderClose(kInfinite);
+  LiveObjectCount().fetch_sub(1, std::memory_order_relaxed);
+}
+
+// --- IUnknown ---
+
+HRESULT CCoXvWriterFFM_I::Inner::QueryInterface(const Guid& iid, void** out) noexcept {
+  if (out == nullptr) return E_POINTER;
+  *out = nullptr;
+  if (iid == IUnknown::kIid) *out = static_cast<IUnknown*>(this);
+  if (iid == IXvObject_I::kIid) *out = static_cast<IXvObject_I*>(&writer_);
+  if (iid == IXvReceiver_I::kIid) *out = static_cast<IXvReceiver_I*>(&writer_);
+  if (iid == IXvWriter::kIid) *out = static_cast<IXvWriter*>(&writer_);
+  if (iid == IXvProps::kIid) *out = static_cast<IXvProps*>(&writer_);
+  if (iid == IXfWriter::kIid) *out = static_cast<IXfWriter*>(&writer_);
+  if (iid == IXfReceiver::kIid) {
+    *out = static_cast<IXfReceiver*>(static_cast<IXfWriter*>(&writer_));
+  }
+  if (*out == nullptr) return E_NOINTERFACE;
+  if (iid == IUnknown::kIid) {
+    AddRef();
+  } else {
+    writer_.outer_->AddRef();
+  }
+  return S_OK;
+}
+
+std::uint32_t CCoXvWriterFFM_I::Inner::AddRef() noexcept {
+  return count_.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
+std::uint32_t CCoXvWriterFFM_I::Inner::Release() noexcept {
+  const std::uint32_t left = count_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+  if (left == 0) delete &writer_;
+  return left;
+}
+
+HRESULT CCoXvWriterFFM_I::QueryInterface(const Guid& iid, void** out) noexcept {
+  return outer_->QueryInterface(iid, out);
+}
+std::uint32_t CCoXvWriterFFM_I::AddRef() noexcept { return outer_->AddRef(); }
+std::uint32_t CCoXvWriterFFM_I::Release() noexcept { return outer_->Release(); }
+
+// --- IXvObject_I ---
+
+HRESULT CCoXvWriterFFM_I::ObjectStart(IUnknown* source) noexcept {
+  return Guarded([&]() -> Status {
+    if (target_.empty()) return E_UNEXPECTED;
+    if (source_) return S_FALSE;
+    XvTimeCorrector::Reset();
+    source_ = Ref<IUnknown>::Retain(source);
+    return S_OK;
+  });
+}
+
+HRESULT CCoXvWriterFFM_I::ObjectStop() noexcept {
+  return Guarded([&]() -> Status {
+    if (encoder_) (void)encoder_->EncoderClose(kInfinite);
+    encoder_ = nullptr;
+    source_ = nullptr;
+    XvTimeCorrector::Reset();
+    return S_OK;
+  });
+}
+
+// --- frames ---
+
+EncoderRequest CCoXvWriterFFM_I::Request() const {
+  return {target_, session_, own_, source_, const_cast<SessionStats*>(&stats_)};
+}
+
+Status CCoXvWriterFFM_I::PutFrame(IXvFrame& frame) {
+  XV_TIME time{};
+  XV_AV_PROPS props{};
+  EncoderInput input{};
+  RETURN_IF_FAILED(frame.FrameAllGet(&time, &props, &input.audioSize, &input.audio,
+                                     &input.videoSize, &input.video));
+  if (!encoder_) {
+    stats_.Reset();
+    const Status opened = OpenEncoder(Request(), &props, &time, encoder_);
+    if (opened.Failed()) stats_.Fail("open", target_, opened);
+    RETURN_IF_FAILED(opened);
+  }
+  const XV_TIME corrected = Correct(props, &time, kTimeTolerance, nullptr);
+  input.props = &props;
+  input.time = &corrected;
+  input.frame = &frame;
+  return encoder_->EncoderPut(input);
+}
+
+HRESULT CCoXvWriterFFM_I::ReceiverPut(const void*, const void*, IUnknown* frame) noexcept {
+  return Guarded([&]() -> Status {
+    const Ref<IXvFrame> view = Query<IXvFrame>(frame);
+    return view ? PutFrame(*view) : Status(S_FALSE);
+  });
+}
+
+HRESULT CCoXvWriterFFM_I::ReceiverPut(IUnknown* frame) noexcept {
+  return Guarded([&]() -> Status {
+    if (frame == nullptr) return E_POINTER;
+    Ref<IXvFrame> view;
+    RETURN_IF_FAILED(
+        frame->QueryInterface(IXvFrame::kIid, reinterpret_cast<void**>(view.Receive())));
+    return ReceiverPut(nullptr, nullptr, view.get());
+  });
+}
+
+// --- IXvWriter, IXfWriter ---
+
+HRESULT CCoXvWriterFFM_I::WriterSet(const char16_t* name, const char16_t* attributes) noexcept {
+  return Guarded([&]() -> Status {
+    if (encoder_) return XV_E_IN_USE;
+    target_ = Utf8FromUtf16(name);
+    session_->Clear();
+    if (attributes != nullptr) session_->MergeText(Utf8FromUtf16(attributes), MergeMode::kReplace);
+    CopyPresent(*session_, *own_, kFromSession);
+    CopyPresent(*own_, *session_, kIntoSession);
+    return S_OK;
+  });
+}
+
+HRESULT CCoXvWriterFFM_I::WriterGet(char16_t** name) noexcept {
+  return Guarded([&]() -> Status { return GiveString(target_, name); });
+}
+
+HRESULT CCoXvWriterFFM_I::WriterNameSet(const char16_t* name, void*,
+                                        const char16_t* attributes) noexcept {
+  return WriterSet(name, attributes);
+}
+
+HRESULT CCoXvWriterFFM_I::WriterNameGet(char16_t** name, char16_t** attributes) noexcept {
+  return Guarded([&]() -> Status {
+    if (name != nullptr) RETURN_IF_FAILED(GiveString(target_, name));
+    if (attributes == nullptr) return S_OK;
+    const std::string text = session_->AttributeText(kNotShown);
+    return GiveString(Trim(text), attributes);
+  });
+}
+
+}  // namespace xv

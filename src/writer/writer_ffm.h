@@ -1,0 +1,114 @@
+#pragma once
+
+#include <atomic>
+#include <mutex>
+#include <string>
+
+#include "media/session_stats.h"
+#include "props/node.h"
+#include "writer/encoder_choice.h"
+#include "writer/time_corrector.h"
+#include "xvwriter/writer.h"
+
+namespace xv {
+
+// The object that a host creates. Idle (no source, no encoder) -> Armed (ObjectStart) -> Recording
+// (the first frame made an encoder) -> Idle (ObjectStop). Aggregatable: the inner unknown counts,
+// the interfaces delegate to the outer object.
+// Thread-safety: frames from one thread at a time; IXvProps from any thread at any time.
+class CCoXvWriterFFM_I final : public IXvObject_I,
+                               public IXvReceiver_I,
+                               private XvTimeCorrector,
+                               public IXvWriter,
+                               public IXvProps,
+                               public IXfWriter {
+ public:
+  // `outer` may be null. Gives the inner unknown with one reference.
+  static Ref<IUnknown> Create(IUnknown* outer);
+
+  CCoXvWriterFFM_I(const CCoXvWriterFFM_I&) = delete;
+  CCoXvWriterFFM_I& operator=(const CCoXvWriterFFM_I&) = delete;
+
+  // IUnknown, delegating.
+  HRESULT QueryInterface(const Guid& iid, void** out) noexcept override;
+  std::uint32_t AddRef() noexcept override;
+  std::uint32_t Release() noexcept override;
+
+  // IXvObject_I
+  HRESULT ObjectStart(IUnknown* source) noexcept override;
+  HRESULT ObjectStop() noexcept override;
+  HRESULT ObjectReserved3(void*) noexcept override { return E_NOTIMPL; }
+  HRESULT ObjectReserved4(void*) noexcept override { return E_NOTIMPL; }
+  HRESULT ObjectReserved5(void*) noexcept override { return E_NOTIMPL; }
+  HRESULT ObjectReserved6(void*) noexcept override { return E_NOTIMPL; }
+
+  // IXvReceiver_I
+  HRESULT ReceiverPut(const void* a, const void* b, IUnknown* frame) noexcept override;
+  HRESULT ReceiverReserved2(void*) noexcept override { return S_OK; }
+  HRESULT ReceiverReserved3(void*) noexcept override { return S_OK; }
+
+  // IXvWriter
+  HRESULT WriterSet(const char16_t* name, const char16_t* attributes) noexcept override;
+  HRESULT WriterGet(char16_t** name) noexcept override;
+  HRESULT WriterReserved3(void*) noexcept override { return E_NOTIMPL; }
+
+  // IXfReceiver, IXfWriter
+  HRESULT ReceiverPut(IUnknown* frame) noexcept override;
+  HRESULT XfReceiverReserved2(void*) noexcept override { return E_NOTIMPL; }
+  HRESULT XfReceiverReserved3(void*) noexcept override { return E_NOTIMPL; }
+  HRESULT XfWriterReserved1(void*) noexcept override { return E_NOTIMPL; }
+  HRESULT XfWriterReserved2(void*) noexcept override { return E_NOTIMPL; }
+  HRESULT XfWriterReserved3(void*) noexcept override { return E_NOTIMPL; }
+  HRESULT WriterNameSet(const char16_t* name, void* reserved,
+                        const char16_t* attributes) noexcept override;
+  HRESULT WriterNameGet(char16_t** name, char16_t** attributes) noexcept override;
+  HRESULT WriterClose() noexcept override { return ObjectStop(); }
+
+  // IXvProps
+  HRESULT PropsSet(const char16_t* name, const char16_t* value) noexcept override;
+  HRESULT PropsGet(const char16_t* name, char16_t** value) noexcept override;
+  HRESULT PropsGetCount(const char16_t* node, std::int32_t* count) noexcept override;
+  HRESULT PropsGetByIndex(const char16_t* node, std::int32_t index, char16_t** name,
+                          char16_t** value, std::int32_t* hasChildren) noexcept override;
+  HRESULT PropsRemove(const char16_t* name) noexcept override;
+  HRESULT PropsHasChild(const char16_t* name, std::int32_t index,
+                        std::int32_t* hasChild) noexcept override;
+  HRESULT PropsInfoGetCount(const char16_t* path, std::int32_t* count) noexcept override;
+  HRESULT PropsInfoGetByIndex(const char16_t* path, std::int32_t index, char16_t** name,
+                              IXvNode** info) noexcept override;
+  HRESULT PropsInfoGet(const char16_t* name, char16_t** type, char16_t** defaultValue,
+                       char16_t** values) noexcept override;
+  HRESULT PropsInfoSet(const char16_t* name, const char16_t* type, const char16_t* defaultValue,
+                       const char16_t* values) noexcept override;
+
+ private:
+  // The unknown that counts.
+  class Inner final : public IUnknown {
+   public:
+    explicit Inner(CCoXvWriterFFM_I& writer) : writer_(writer) {}
+    HRESULT QueryInterface(const Guid& iid, void** out) noexcept override;
+    std::uint32_t AddRef() noexcept override;
+    std::uint32_t Release() noexcept override;
+
+   private:
+    CCoXvWriterFFM_I& writer_;
+    std::atomic<std::uint32_t> count_{0};
+  };
+
+  explicit CCoXvWriterFFM_I(IUnknown* outer);
+  ~CCoXvWriterFFM_I();
+
+  Status PutFrame(IXvFrame& frame);
+  EncoderRequest Request() const;
+
+  Inner inner_;
+  IUnknown* outer_;  // not counted: the aggregate owns this object; &inner_ when there is none
+  Ref<IUnknown> source_;
+  Ref<XvEncoderBaseLegacy> encoder_;
+  std::string target_;
+  XMLParse::XMLNodePtr session_;  // what WriterSet gave
+  XMLParse::XMLNodePtr own_;      // served through IXvProps
+  SessionStats stats_;
+};
+
+}  // namespace xv

@@ -1,0 +1,175 @@
+#include "platform/file.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+#include <filesystem>
+#include <thread>
+
+#include "support/temporary_folder.h"
+
+namespace xv {
+namespace {
+
+using test::TemporaryFolder;
+
+constexpr HRESULT kBadDescriptor = static_cast<HRESULT>(0x80070006);
+
+TEST(File, WritesInPlaceAndAtTheEnd) {
+  const TemporaryFolder folder;
+  File file;
+  ASSERT_EQ(file.Create(folder.Path("a")), S_OK);
+  ASSERT_EQ(file.Write("0123456789", 10), S_OK);
+  ASSERT_EQ(file.WriteAt(2, "ab", 2), S_OK);
+  std::int64_t value = 0;
+  ASSERT_EQ(file.Position(&value), S_OK);
+  EXPECT_EQ(value, 10);
+  ASSERT_EQ(file.Write("x", 1), S_OK);
+  ASSERT_EQ(file.Flush(), S_OK);
+  ASSERT_EQ(file.Size(&value), S_OK);
+  EXPECT_EQ(value, 11);
+  char bytes[20] = {};
+  std::size_t read = 0;
+  ASSERT_EQ(file.ReadAt(8, bytes, sizeof(bytes), &read), S_OK);
+  EXPECT_EQ(std::string(bytes, read), "89x");
+  ASSERT_EQ(file.Truncate(4), S_OK);
+  ASSERT_EQ(file.Close(), S_OK);
+  EXPECT_EQ(folder.Read("a"), "01ab");
+  ASSERT_EQ(file.OpenAppend(folder.Path("a")), S_OK);
+  ASSERT_EQ(file.Write("!", 1), S_OK);
+  File moved = std::move(file);
+  EXPECT_FALSE(file.IsOpen());  // NOLINT(bugprone-use-after-move)
+  EXPECT_EQ(moved.Close(), S_OK);
+  EXPECT_EQ(folder.Read("a"), "01ab!");
+}
+
+TEST(File, FailuresAreTheSystemsErrors) {
+  const TemporaryFolder folder;
+  File file;
+  EXPECT_EQ(file.OpenRead(folder.Path("none")), XV_E_FILE_NOT_FOUND);
+  EXPECT_EQ(file.OpenReadWrite(folder.Path("none")), XV_E_FILE_NOT_FOUND);
+  EXPECT_EQ(file.Create(folder.Path("none/a")), XV_E_FILE_NOT_FOUND);
+  EXPECT_TRUE(file.Create(folder.Path()).Failed());
+  EXPECT_EQ(file.Create(std::string("a\0b", 3)), E_INVALIDARG);
+  EXPECT_EQ(file.Write("a", 1), kBadDescriptor);
+  EXPECT_EQ(file.Flush(), kBadDescriptor);
+  EXPECT_EQ(file.Close(), S_OK);
+  ASSERT_EQ(file.OpenRead(folder.Write("a", "a")), S_OK);
+  EXPECT_EQ(file.Write("a", 1), kBadDescriptor);
+  EXPECT_EQ(file.WriteAt(-1, "a", 1), E_INVALIDARG);
+  if (access("/dev/full", W_OK) == 0) {
+    ASSERT_EQ(file.OpenReadWrite("/dev/full"), S_OK);
+    EXPECT_EQ(file.Write("a", 1), XV_E_DISK_FULL);
+  }
+}
+
+TEST(File, DescriptorsDoNotReachChildren) {
+  const TemporaryFolder folder;
+  const int before = dup(0);
+  close(before);
+  File file;  // takes the number that dup gave
+  ASSERT_EQ(file.Create(folder.Path("a")), S_OK);
+  EXPECT_EQ(fcntl(before, F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
+}
+
+// A pipe whose reader is slow takes a part at a time, and signals interrupt the rest.
+TEST(File, GoesOnOverShortAndInterruptedWrites) {
+  const TemporaryFolder folder;
+  const std::string pipe = folder.Path("pipe");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  struct sigaction action {};
+  action.sa_handler = [](int) {};
+  struct sigaction old {};
+  sigaction(SIGUSR1, &action, &old);
+  const pthread_t writer = pthread_self();
+  std::size_t received = 0;
+  std::thread reader([&] {
+    const int in = open(pipe.c_str(), O_RDONLY);
+    char bytes[7001];
+    ssize_t read = 0;
+    while ((read = ::read(in, bytes, sizeof(bytes))) > 0) {
+      received += static_cast<std::size_t>(read);
+      if (received < 1'000'000) pthread_kill(writer, SIGUSR1);
+    }
+    close(in);
+  });
+  const std::string data(2'000'000, 'x');
+  File file;
+  ASSERT_EQ(file.OpenReadWrite(pipe), S_OK);
+  EXPECT_EQ(file.Write(data.data(), data.size()), S_OK);
+  EXPECT_EQ(file.Flush(), S_OK);
+  file = {};
+  reader.join();
+  sigaction(SIGUSR1, &old, nullptr);
+  EXPECT_EQ(received, data.size());
+}
+
+TEST(WholeFile, ReplaceNeverShowsAGap) {
+  const TemporaryFolder folder;
+  const std::string path = folder.Write("a", std::string(100'000, 'A'));
+  chmod(path.c_str(), 0640);
+  std::filesystem::create_symlink("a", folder.Path("link"));
+  std::atomic<bool> done{false};
+  std::thread reader([&] {
+    while (!done) {
+      std::vector<std::uint8_t> bytes;
+      EXPECT_EQ(ReadWholeFile(path, &bytes), S_OK);
+      EXPECT_TRUE(!bytes.empty() && bytes.size() % 100'000 == 0 && bytes[0] == bytes.back());
+    }
+  });
+  for (char letter = 'B'; letter <= 'Z'; ++letter) {
+    const std::string text(letter % 2 == 0 ? 100'000 : 200'000, letter);
+    ASSERT_EQ(ReplaceWholeFile(folder.Path("link"), text.data(), text.size()), S_OK);
+  }
+  done = true;
+  reader.join();
+  EXPECT_EQ(folder.Read("a"), std::string(100'000, 'Z'));
+  EXPECT_TRUE(std::filesystem::is_symlink(folder.Path("link")));
+  struct stat info {};
+  ASSERT_EQ(stat(path.c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 0777, 0640u);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path()), {}), 2);
+}
+
+TEST(WholeFile, FailedReplaceLeavesTheOldFile) {
+  const TemporaryFolder folder;
+  folder.Write("a", "old");
+  rlimit old{};
+  getrlimit(RLIMIT_FSIZE, &old);
+  const rlimit small{1000, old.rlim_max};
+  const auto handler = signal(SIGXFSZ, SIG_IGN);
+  setrlimit(RLIMIT_FSIZE, &small);
+  const std::string text(5000, 'n');
+  const Status status = ReplaceWholeFile(folder.Path("a"), text.data(), text.size());
+  setrlimit(RLIMIT_FSIZE, &old);
+  signal(SIGXFSZ, handler);
+  EXPECT_TRUE(status.Failed());
+  EXPECT_EQ(folder.Read("a"), "old");
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path()), {}), 1);
+  EXPECT_EQ(ReplaceWholeFile(folder.Path("none/a"), "x", 1), XV_E_FILE_NOT_FOUND);
+}
+
+TEST(WholeFile, ReadsOnlyPlainFilesWithinTheLimit) {
+  const TemporaryFolder folder;
+  std::vector<std::uint8_t> bytes;
+  ASSERT_EQ(WriteWholeFile(folder.Path("a"), "abc", 3), S_OK);
+  EXPECT_EQ(ReadWholeFile(folder.Path("a"), &bytes, 3), S_OK);
+  EXPECT_EQ(bytes.size(), 3u);
+  EXPECT_EQ(ReadWholeFile(folder.Path("a"), &bytes, 2), E_OUTOFMEMORY);
+  EXPECT_EQ(ReadWholeFile(folder.Path(), &bytes), E_INVALIDARG);
+  EXPECT_EQ(ReadWholeFile("/dev/zero", &bytes), E_INVALIDARG);
+  EXPECT_EQ(ReadWholeFile(folder.Path("none"), &bytes), XV_E_FILE_NOT_FOUND);
+  EXPECT_EQ(RemoveFile(folder.Path("a")), S_OK);
+  EXPECT_EQ(RemoveFile(folder.Path("a")), XV_E_FILE_NOT_FOUND);
+  EXPECT_FALSE(FileExists(folder.Path("a")));
+  EXPECT_GT(FreeDiskSpace(folder.Path()).value_or(0), 0u);
+  EXPECT_FALSE(FreeDiskSpace(folder.Path("none")));
+}
+
+}  // namespace
+}  // namespace xv
