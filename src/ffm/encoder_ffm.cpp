@@ -36,7 +36,10 @@ Status CEncoderFFM::EncoderOpen(const char* target, const XV_AV_PROPS* props, co
 }
 
 Status CEncoderFFM::EncoderPut(const EncoderInput& input) {
-  return PutFrame(session_, *this, input);
+  const Status result = PutFrame(session_, *this, input);
+  // An output that could not be opened has been cleaned up; the worker has nothing left to serve.
+  if (!session_.main.exists()) (void)worker_.Stop(kWorkerGrace, true);
+  return result;
 }
 
 void CEncoderFFM::WorkerMain() {
@@ -45,7 +48,8 @@ void CEncoderFFM::WorkerMain() {
     bool more = false;
     const auto frame = session_.queue.Pop(&more);
     if (!frame) continue;
-    session_.stats->videoDeque.fetch_sub(1, std::memory_order_relaxed);
+    session_.stats->videoDeque.store(static_cast<std::int64_t>(session_.queue.Size()),
+                                     std::memory_order_relaxed);
     if (more) worker_.Wake();
     VideoStage(session_, *frame);
     if (!frame->frame) break;

@@ -1,0 +1,54 @@
+# The daily commands. Everything is built below build/<preset>.
+
+INPUT ?= examples/media/bunny.mp4
+OUTPUT ?= recording.mp4
+ATTRIBUTES ?= video::codec=libx264 video::preset=veryfast
+PREFIX ?= /usr/local
+JOBS ?= $(shell nproc)
+
+export CCACHE_SLOPPINESS = pch_defines,time_macros
+
+.PHONY: record build test bench asan tsan format format-check lint install packages clean matrix fuzz
+
+record: build
+	build/release/bin/xvrecord -a "$(ATTRIBUTES)" "$(INPUT)" "$(OUTPUT)"
+
+packages:
+	@scripts/install_packages.sh
+
+build: packages
+	@cmake --preset release >build-configure.log 2>&1 || { cat build-configure.log; exit 1; }
+	@rm -f build-configure.log
+	cmake --build --preset release -j $(JOBS)
+
+test: build
+	ctest --preset release
+
+asan tsan: packages
+	cmake --preset $@
+	cmake --build --preset $@ -j $(JOBS)
+	ctest --preset $@
+
+bench: build
+	bench/run.sh
+
+# Every container with every codec that it takes, as a table; minutes to an hour.
+matrix: build
+	build/release/bin/matrix_test --gtest_also_run_disabled_tests
+
+SOURCES = $(shell git ls-files '*.h' '*.hpp' '*.cpp')
+
+format:
+	clang-format-14 -i $(SOURCES)
+
+format-check:
+	clang-format-14 --dry-run --Werror $(SOURCES)
+
+lint: packages
+	scripts/lint.sh
+
+install: build
+	cmake --install build/release --prefix "$(PREFIX)"
+
+clean:
+	rm -rf build

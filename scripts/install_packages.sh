@@ -1,0 +1,14 @@
+#!/usr/bin/env bash
+# Installs the packages that are missing (Debian 12); does nothing when all are there.
+set -euo pipefail
+here=$(dirname "$0")
+missing=()
+while read -r package; do
+  dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
+done <"$here/packages.txt"
+[ ${#missing[@]} -eq 0 ] && exit 0
+sudo=""
+[ "$(id -u)" -eq 0 ] || sudo=sudo
+echo "Installing: ${missing[*]}"
+$sudo apt-get update -q
+DEBIAN_FRONTEND=noninteractive $sudo apt-get install -qy --no-install-recommends "${missing[@]}"

@@ -1,0 +1,35 @@
+#!/usr/bin/env bash
+# Checks that need no build: includes point one way, headers are guarded, nothing is left open.
+set -uo pipefail
+cd "$(dirname "$0")/.."
+failed=0
+complain() { echo "lint: $*"; failed=1; }
+
+# A room may include rooms of lower floors only. Rooms with the same number share a floor.
+declare -A floor=([base]=0 [platform]=1 [media]=2 [props]=3 [contracts]=4 [convert]=5 [captions]=5
+  [hw]=6 [codec]=7 [catalogue]=8 [ffm]=8 [component]=8 [writer]=9 [server]=10)
+while IFS=: read -r file include; do
+  from=$(echo "$file" | cut -d/ -f2)
+  to=$(echo "$include" | sed -E 's/.*"([a-z]+)\/.*/\1/')
+  [ -n "${floor[$to]:-}" ] && [ -n "${floor[$from]:-}" ] || continue
+  if [ "$from" != "$to" ] && [ "${floor[$to]}" -ge "${floor[$from]}" ]; then
+    complain "$file includes $include: $to does not lie below $from"
+  fi
+done < <(git grep -E '^#include "[a-z]+/' -- src | sed -E 's/^([^:]+):#include (.*)$/\1:\2/')
+
+for header in $(git ls-files 'include/*.h' 'include/*.hpp' 'src/*.h' 'tools/*.h'); do
+  head -40 "$header" | grep -q '^#pragma once' || complain "$header has no #pragma once"
+done
+
+# The operating system stays in its room.
+hits=$(git grep -lE '#include <(dlfcn|pthread|unistd|fcntl|sys/[a-z]+)\.h>' -- src ':!src/platform')
+[ -z "$hits" ] || complain "operating system headers outside src/platform: $hits"
+
+hits=$(git grep -nE 'av_(frame|packet|dict)_free|avcodec_free_context|avformat_free_context' -- src \
+  ':!src/contracts/av_handles.h')
+[ -z "$hits" ] || complain "FFmpeg objects are freed by their owners alone: $hits"
+
+python3 scripts/make_status_codes.py --check || complain "docs/status-codes.md"
+
+[ $failed -eq 0 ] && echo "lint: clean"
+exit $failed

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "xvwriter/media.h"
+
+// Where frames come from: a media file or URL, or a test picture.
+namespace xvrecord {
+
+// A sentence for a person.
+class InputError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+struct Block {
+  std::shared_ptr<const void> keep;
+  const std::uint8_t* data = nullptr;
+  std::size_t bytes = 0;
+};
+
+struct InputFrame {
+  xv::XV_AV_PROPS props{};
+  xv::XV_TIME time{};
+  Block video;
+  Block audio;
+};
+
+class Input {
+ public:
+  virtual ~Input() = default;
+  // The next frame; false at the end. Throws InputError.
+  virtual bool Next(InputFrame* frame) = 0;
+  // Seconds, 0 when not known.
+  virtual double Duration() const = 0;
+  // True once when the input has broken off before its end.
+  virtual std::string Trouble() const { return {}; }
+};
+
+// `layout` 0: the one nearest to what the decoder gives.
+std::unique_ptr<Input> OpenMedia(const std::string& url, std::uint32_t layout);
+// "size=1920x1080,rate=25,format=UYVY,interlace=top,channels=2,seconds=10".
+std::unique_ptr<Input> OpenTest(const std::string& options, std::uint32_t layout);
+
+// The layout's number from its name, 0 for an unknown one.
+std::uint32_t LayoutFromName(const std::string& name);
+
+// Memory blocks that go back for reuse when their last user lets go.
+class BlockPool {
+ public:
+  BlockPool();
+  // `bytes` of memory; the contents are whatever they were.
+  std::shared_ptr<std::vector<std::uint8_t>> Get(std::size_t bytes);
+
+ private:
+  struct Shelf;
+  std::shared_ptr<Shelf> shelf_;
+};
+
+}  // namespace xvrecord

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+
+#include "xvrecord/input.h"
+
+extern "C" {
+#include <libavutil/frame.h>
+#include <libswscale/swscale.h>
+}
+
+namespace xvrecord {
+
+// FFmpeg's pixel format of a host layout; AV_PIX_FMT_NONE for v210 and for unknown ones.
+AVPixelFormat PixelFormatOf(std::uint32_t layout);
+
+// The layout that loses nothing of `format`, or least.
+std::uint32_t NearestLayout(AVPixelFormat format, int height);
+
+// Lays decoded pictures out as a host would have them: one block, planes behind one another.
+class LayoutPacker {
+ public:
+  explicit LayoutPacker(std::uint32_t layout) : layout_(layout) {}
+  ~LayoutPacker() { sws_freeContext(sws_); }
+  LayoutPacker(const LayoutPacker&) = delete;
+  LayoutPacker& operator=(const LayoutPacker&) = delete;
+
+  // Width and height are cut to even numbers. Throws InputError.
+  Block Pack(const AVFrame& picture);
+  // Of the block that Pack gives; RGB layouts are top-down.
+  void Describe(const AVFrame& picture, xv::XV_VID_PROPS* vid) const;
+  std::uint32_t LayoutFor(const AVFrame& picture) const;
+
+ private:
+  Block PackV210(const AVFrame& picture, int width, int height);
+  void Convert(const AVFrame& picture, AVPixelFormat format, int width, int height,
+               std::uint8_t* const* planes, const int* strides, bool bt709);
+
+  std::uint32_t layout_;
+  BlockPool pool_;
+  SwsContext* sws_ = nullptr;
+  std::vector<std::uint16_t> planes_;  // 10-bit planes on the way to v210
+};
+
+}  // namespace xvrecord

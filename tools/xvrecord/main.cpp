@@ -1,0 +1,206 @@
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <fstream>
+#include <iostream>
+#include <thread>
+
+#include "xvrecord/input.h"
+#include "xvrecord/progress.h"
+#include "xvrecord/report.h"
+#include "xvwriter/host.hpp"
+
+extern "C" {
+#include <libavutil/log.h>
+}
+
+namespace xvrecord {
+namespace {
+
+constexpr int kFailed = 1;
+constexpr int kUsage = 2;
+
+volatile std::sig_atomic_t stopAsked = 0;
+
+void AskToStop(int) { stopAsked = 1; }
+
+struct Options {
+  std::string input;
+  std::string output;
+  std::vector<std::string> attributes;
+  std::string layout;
+  bool realtime = false;
+  bool quiet = false;
+  std::string stats;
+  std::vector<std::string> get;
+  std::vector<std::string> set;
+};
+
+int Fail(const std::string& sentence) {
+  std::fprintf(stderr, "xvrecord: %s\n", sentence.c_str());
+  return kFailed;
+}
+
+// The status in words and hex, and what the writer noted about it.
+int FailWith(const std::string& what, xv::HRESULT result, const xv::host::Writer& writer) {
+  const std::string noted = writer.LastError();
+  return Fail(what + ": " + xv::host::Describe(result) + (noted.empty() ? "" : " " + noted));
+}
+
+std::unique_ptr<Input> OpenInput(const Options& options) {
+  const std::uint32_t layout = options.layout.empty() ? 0 : LayoutFromName(options.layout);
+  if (layout == 0 && !options.layout.empty()) {
+    throw InputError("--input-format does not know " + options.layout + ".");
+  }
+  constexpr std::string_view kTest = "test:";
+  if (options.input.compare(0, kTest.size(), kTest) == 0) {
+    return OpenTest(options.input.substr(kTest.size()), layout);
+  }
+  return OpenMedia(options.input, layout);
+}
+
+xv::HRESULT Push(xv::host::Writer& writer, const InputFrame& frame) {
+  xv::host::FrameBuilder builder;
+  builder.Props(frame.props);
+  if (frame.video.data != nullptr) {
+    const xv::XV_VID_PROPS& vid = frame.props.vid;
+    builder.Video(vid.fccColor, vid.nWidth, vid.nHeight, vid.dblRate, frame.video.data,
+                  frame.video.bytes, frame.video.keep);
+  }
+  if (frame.audio.data != nullptr) {
+    const xv::XV_AUD_PROPS& aud = frame.props.aud;
+    builder.Audio(aud.nChannels, aud.nSamplesPerSec, aud.nBitsPerSample, frame.audio.data,
+                  frame.audio.bytes, frame.audio.keep);
+  }
+  builder.Time(frame.time.rtStart, frame.time.rtStop);
+  const xv::XV_TIMECODE& code = frame.time.tcFrame;
+  builder.Timecode(code.nHour, code.nMinute, code.nSecond, code.nFrame,
+                   (code.eTcFlags & xv::eXvTC_DropFrame) != 0);
+  xv::HRESULT built = xv::S_OK;
+  const auto made = builder.Build(&built);
+  return xv::Failed(built) ? built : writer.Put(made);
+}
+
+// Frames until the end, a failure or a request to stop.
+xv::HRESULT PushAll(Input& input, xv::host::Writer& writer, const Options& options, Totals& totals) {
+  Progress progress(input.Duration(), options.quiet);
+  const auto begin = std::chrono::steady_clock::now();
+  InputFrame frame;
+  while (stopAsked == 0 && input.Next(&frame)) {
+    if (options.realtime) {
+      std::this_thread::sleep_until(begin + std::chrono::nanoseconds(frame.time.rtStart * 100));
+    }
+    const xv::HRESULT result = Push(writer, frame);
+    if (xv::Failed(result)) return result;
+    ++totals.frames;
+    totals.mediaSeconds = static_cast<double>(frame.time.rtStop) / xv::kTimeUnitsPerSecond;
+    const std::string drops = writer.Get("quality::drops");
+    progress.Show(totals.mediaSeconds, totals.frames, std::atoll(drops.c_str()));
+  }
+  return xv::S_OK;
+}
+
+bool WriteStats(const std::string& path, const std::string& json) {
+  if (path == "-") {
+    std::cout << json;
+    return std::cout.good();
+  }
+  std::ofstream file(path);
+  file << json;
+  return file.good();
+}
+
+int Record(const Options& options, xv::host::Writer& writer) {
+  const std::unique_ptr<Input> input = OpenInput(options);
+  std::string attributes;
+  for (const std::string& text : options.attributes) attributes += (attributes.empty() ? "" : " ") + text;
+  xv::HRESULT result = writer.Start(options.output, attributes);
+  if (xv::Failed(result)) return FailWith("Cannot start", result, writer);
+
+  Totals totals;
+  const auto begin = std::chrono::steady_clock::now();
+  result = PushAll(*input, writer, options, totals);
+  writer.Stop();
+  totals.wallSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+  totals.cpuSeconds = CpuSeconds();
+  if (!options.stats.empty() &&
+      !WriteStats(options.stats, StatsJson(options.output, writer, totals, result))) {
+    return Fail("Cannot write the statistics to " + options.stats + ".");
+  }
+  if (xv::Failed(result)) return FailWith("Recording failed", result, writer);
+  if (totals.frames == 0) return Fail("The input has no frames.");
+  if (const std::string noted = writer.LastError(); !noted.empty()) {
+    return Fail("The recording is not complete: " + noted);
+  }
+  if (!options.quiet) {
+    std::printf("%s\n", ClosingLine(options.output, writer, totals).c_str());
+    const std::string unused = writer.Get("quality::unused_options");
+    if (!unused.empty()) std::fprintf(stderr, "xvrecord: nobody took these options: %s\n", unused.c_str());
+    if (!input->Trouble().empty()) std::fprintf(stderr, "xvrecord: %s\n", input->Trouble().c_str());
+  }
+  return 0;
+}
+
+int ApplyProperties(const Options& options, xv::host::Writer& writer) {
+  for (const std::string& pair : options.set) {
+    const std::size_t equals = pair.find('=');
+    if (equals == std::string::npos) return Fail("--set wants NAME=VALUE, not " + pair + ".");
+    const xv::HRESULT result = writer.Set(pair.substr(0, equals), pair.substr(equals + 1));
+    if (xv::Failed(result)) return FailWith("Cannot set " + pair, result, writer);
+  }
+  for (const std::string& name : options.get) std::printf("%s\n", writer.Get(name).c_str());
+  return 0;
+}
+
+int Run(const Options& options) {
+  xv::host::Writer writer;
+  if (const int failed = ApplyProperties(options, writer); failed != 0) return failed;
+  if (options.input.empty() && !options.get.empty()) return 0;
+  return Record(options, writer);
+}
+
+int Main(int argc, char** argv) {
+  Options options;
+  CLI::App app{"Records media files, URLs and test pictures through the writer."};
+  app.set_version_flag("--version", "xvrecord " XV_VERSION);
+  app.add_option("INPUT", options.input,
+                 "Media file or URL, or test:size=1920x1080,rate=25,format=UYVY,interlace=top,"
+                 "channels=2,seconds=10");
+  app.add_option("OUTPUT", options.output, "File or stream URL");
+  app.add_option("-a,--attributes", options.attributes,
+                 "Attributes of the session, such as \"format=mp4 video::codec=libx264 video::b=5M\"")
+      ->allow_extra_args(false);
+  app.add_option("--input-format", options.layout, "Layout that frames are pushed in: UYVY, HDYC, "
+                 "YUY2, YVYU, NV12, I420, YV12, RGB24, RGB32, ARGB32, v210");
+  app.add_flag("--realtime", options.realtime, "Push frames at their own pace");
+  app.add_option("--get", options.get, "Print a property")->allow_extra_args(false);
+  app.add_option("--set", options.set, "Set a property, NAME=VALUE")->allow_extra_args(false);
+  app.add_option("--stats", options.stats, "Write statistics as JSON to a file, or - for output");
+  app.add_flag("--quiet", options.quiet, "Print failures only");
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    const int code = app.exit(error);
+    return code == 0 ? 0 : kUsage;
+  }
+  const bool recording = !options.input.empty() && !options.output.empty();
+  if (!recording && (options.get.empty() || !options.input.empty())) {
+    std::fprintf(stderr, "xvrecord: INPUT and OUTPUT are required; --help tells more.\n");
+    return kUsage;
+  }
+  av_log_set_level(AV_LOG_PANIC);
+  std::signal(SIGINT, AskToStop);
+  std::signal(SIGTERM, AskToStop);
+  std::signal(SIGPIPE, SIG_IGN);
+  try {
+    return Run(options);
+  } catch (const std::exception& error) {
+    return Fail(error.what());
+  }
+}
+
+}  // namespace
+}  // namespace xvrecord
+
+int main(int argc, char** argv) { return xvrecord::Main(argc, argv); }

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+
+namespace xvrecord {
+
+// How far a recording has come, on standard error: a bar on a terminal, else a line each second.
+class Progress {
+ public:
+  // `duration` in seconds, 0 when not known.
+  Progress(double duration, bool quiet);
+  ~Progress();
+
+  void Show(double seconds, std::int64_t frames, std::int64_t drops);
+
+ private:
+  void Bar(double seconds, std::int64_t frames, std::int64_t drops, double speed);
+
+  double duration_;
+  bool quiet_;
+  bool terminal_;
+  bool drawn_ = false;
+  std::chrono::steady_clock::time_point begin_;
+  std::chrono::steady_clock::time_point last_;
+};
+
+}  // namespace xvrecord

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "xvwriter/host.hpp"
+
+namespace xvrecord {
+
+struct Totals {
+  std::int64_t frames = 0;
+  double mediaSeconds = 0;
+  double wallSeconds = 0;
+  double cpuSeconds = 0;
+};
+
+double CpuSeconds();
+
+// The closing line: file, streams, duration, frames, drops, size, speed. Streams and duration are
+// read back from the file.
+std::string ClosingLine(const std::string& target, const xv::host::Writer& writer,
+                        const Totals& totals);
+
+// Everything as JSON.
+std::string StatsJson(const std::string& target, const xv::host::Writer& writer,
+                      const Totals& totals, xv::HRESULT result);
+
+}  // namespace xvrecord
