@@ -96,7 +96,7 @@ inline std::string Narrow(std::u16string_view text) {
       continue;
     }
     const int more = code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;
-    out += static_cast<char>((0xF00 >> more & 0xFF) | code >> (6 * more));
+    out += static_cast<char>((0xFF00 >> (more + 1) & 0xFF) | code >> (6 * more));
     for (int k = more - 1; k >= 0; --k) out += static_cast<char>(0x80 | (code >> (6 * k) & 0x3F));
   }
   return out;

@@ -136,7 +136,10 @@ Status CCoXvWriterFFM_I::PutFrame(IXvFrame& frame) {
   if (!encoder_) {
     stats_.Reset();
     const Status opened = OpenEncoder(Request(), &props, &time, encoder_);
-    if (opened.Failed()) stats_.Fail("open", target_, opened);
+    // A stage that failed has said more than this could.
+    if (opened.Failed() && stats_.Render("last_error").value_or("").empty()) {
+      stats_.Fail("open", target_, opened);
+    }
     RETURN_IF_FAILED(opened);
   }
   const XV_TIME corrected = Correct(props, &time, kTimeTolerance, nullptr);

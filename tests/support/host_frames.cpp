@@ -1,0 +1,116 @@
+#include "support/host_frames.h"
+
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <stdexcept>
+
+namespace xv::test {
+namespace {
+
+constexpr double kPi = 3.14159265358979323846;
+
+bool IsPlanarLayout(std::uint32_t layout) {
+  return layout == kFccI420 || layout == kFccYV12 || layout == kFccNV12;
+}
+
+void PutSample(std::vector<std::uint8_t>& out, double value, int bits) {
+  if (bits == -32) {
+    const auto sample = static_cast<float>(value);
+    const auto* bytes = reinterpret_cast<const std::uint8_t*>(&sample);
+    out.insert(out.end(), bytes, bytes + 4);
+    return;
+  }
+  const int width = bits == 16 ? 2 : bits == 32 ? 4 : 3;
+  const auto sample = static_cast<std::int64_t>(std::llround(value * (std::pow(2.0, width * 8 - 1) - 1)));
+  for (int i = 0; i < width; ++i) out.push_back(static_cast<std::uint8_t>(sample >> (8 * i)));
+}
+
+std::vector<std::uint8_t> Sound(const Feed& feed, int number) {
+  std::vector<std::uint8_t> out;
+  const auto begin = std::llround(number * feed.sampleRate / feed.rate);
+  const auto end = std::llround((number + 1) * feed.sampleRate / feed.rate);
+  for (auto i = begin; i < end; ++i) {
+    for (int c = 0; c < feed.channels; ++c) {
+      PutSample(out, 0.25 * std::sin(2 * kPi * 997 * static_cast<double>(i) / feed.sampleRate + c * kPi / 2),
+                feed.bits);
+    }
+  }
+  return out;
+}
+
+}  // namespace
+
+std::vector<std::uint8_t> FlatPicture(const Feed& feed, std::uint8_t luma) {
+  const auto width = static_cast<std::size_t>(feed.width);
+  const auto height = static_cast<std::size_t>(std::abs(feed.height));
+  if (IsPlanarLayout(feed.layout)) {
+    std::vector<std::uint8_t> picture(width * height * 3 / 2, 128);
+    std::fill_n(picture.begin(), width * height, luma);
+    return picture;
+  }
+  const bool chromaFirst = feed.layout == kFccUYVY || feed.layout == kFccHDYC;
+  if (chromaFirst || feed.layout == kFccYUY2) {
+    std::vector<std::uint8_t> picture(width * height * 2, 128);
+    for (std::size_t i = chromaFirst ? 1 : 0; i < picture.size(); i += 2) picture[i] = luma;
+    return picture;
+  }
+  const std::size_t pixel = feed.layout == kFccRGB24 ? 3 : 4;
+  // Full-range grey whose video-range luma is `luma`.
+  const auto grey = static_cast<std::uint8_t>(std::lround((luma - 16) * 255.0 / 219.0));
+  return std::vector<std::uint8_t>((width * pixel + 3) / 4 * 4 * height, grey);
+}
+
+host::Ptr<IXvFrame> MakeFrame(const Feed& feed, int number) {
+  host::FrameBuilder builder;
+  if (feed.width > 0) {
+    const auto picture = std::make_shared<std::vector<std::uint8_t>>(
+        FlatPicture(feed, static_cast<std::uint8_t>(40 + 5 * (number % 32))));
+    builder.Video(feed.layout, feed.width, feed.height, feed.rate, picture->data(), picture->size(), picture);
+    builder.Interlace(feed.interlace).Aspect(feed.aspectX, feed.aspectY);
+  }
+  if (feed.channels > 0) {
+    const auto sound = std::make_shared<std::vector<std::uint8_t>>(Sound(feed, number));
+    builder.Audio(feed.channels, feed.sampleRate, feed.bits, sound->data(), sound->size(), sound);
+  }
+  const double step = kTimeUnitsPerSecond / feed.rate;
+  builder.Time(std::llround(number * step), std::llround((number + 1) * step));
+  if (feed.timecode) {
+    const int perSecond = static_cast<int>(std::lround(feed.rate));
+    builder.Timecode(feed.timecodeHour, 0, static_cast<unsigned>(number / perSecond),
+                     static_cast<unsigned>(number % perSecond), feed.dropFrame);
+  }
+  return builder.Build();
+}
+
+HRESULT PushFrames(host::Writer& writer, const Feed& feed, int count, int first) {
+  for (int i = first; i < first + count; ++i) {
+    const HRESULT result = writer.Put(MakeFrame(feed, i));
+    if (result != S_OK) return result;
+  }
+  return S_OK;
+}
+
+HRESULT Record(const std::string& target, const std::string& attributes, const Feed& feed, int count,
+               std::string* noted) {
+  host::Writer writer;
+  HRESULT result = writer.Start(target, attributes);
+  if (result == S_OK) result = PushFrames(writer, feed, count);
+  writer.Stop();
+  if (noted != nullptr) *noted = writer.LastError();
+  return result;
+}
+
+TemporaryFolder::TemporaryFolder() {
+  std::string name = (std::filesystem::temp_directory_path() / "xvwriter-XXXXXX").string();
+  if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
+  path_ = name;
+}
+
+TemporaryFolder::~TemporaryFolder() {
+  std::error_code error;
+  std::filesystem::remove_all(path_, error);
+}
+
+}  // namespace xv::test

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "xvwriter/host.hpp"
+
+// A small host for the tests: frames whose content tells their number, and a folder that goes away.
+namespace xv::test {
+
+// What a host pushes.
+struct Feed {
+  std::uint32_t layout = kFccUYVY;
+  int width = 720;
+  int height = 576;  // signed for RGB layouts
+  double rate = 25;
+  eXvInterlace interlace = eXvI_Progressive;
+  int aspectX = 0;
+  int aspectY = 0;
+  int channels = 2;
+  int sampleRate = 48000;
+  int bits = 16;
+  bool timecode = true;
+  unsigned timecodeHour = 10;
+  bool dropFrame = false;
+};
+
+// The bytes of a flat picture in `layout` with luma `luma` and neutral chroma.
+std::vector<std::uint8_t> FlatPicture(const Feed& feed, std::uint8_t luma);
+
+// Frame `number`: luma 40 + 5 * (number % 32), and the sound of its time (a 997 Hz sine, each
+// channel a quarter period further).
+host::Ptr<IXvFrame> MakeFrame(const Feed& feed, int number);
+
+// Pushes frames [first, first + count); gives the first status that is not S_OK, else S_OK.
+HRESULT PushFrames(host::Writer& writer, const Feed& feed, int count, int first = 0);
+
+// Starts, pushes, stops. What was noted as the last error is in `noted`, if given.
+HRESULT Record(const std::string& target, const std::string& attributes, const Feed& feed, int count,
+               std::string* noted = nullptr);
+
+// A fresh folder, removed with its contents.
+class TemporaryFolder {
+ public:
+  TemporaryFolder();
+  ~TemporaryFolder();
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+  std::string operator/(const std::string& name) const { return (path_ / name).string(); }
+  const std::filesystem::path& path() const { return path_; }
+
+ private:
+  std::filesystem::path path_;
+};
+
+}  // namespace xv::test

@@ -1,0 +1,145 @@
+#include "support/media_probe.h"
+
+#include <memory>
+
+extern "C" {
+#include <libavformat/avformat.h>
+#include <libavutil/pixdesc.h>
+}
+
+namespace xv::test {
+namespace {
+
+struct Close {
+  void operator()(AVFormatContext* p) const { avformat_close_input(&p); }
+  void operator()(AVCodecContext* p) const { avcodec_free_context(&p); }
+  void operator()(AVPacket* p) const { av_packet_free(&p); }
+  void operator()(AVFrame* p) const { av_frame_free(&p); }
+};
+template <class T>
+using Own = std::unique_ptr<T, Close>;
+
+std::string Meta(const AVDictionary* dict, const char* key) {
+  const AVDictionaryEntry* entry = av_dict_get(dict, key, nullptr, 0);
+  return entry == nullptr ? std::string() : entry->value;
+}
+
+// In 8 bits, of whatever layout the decoder gives.
+std::uint8_t LumaMean(const AVFrame& frame) {
+  const AVPixFmtDescriptor& desc = *av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+  const AVComponentDescriptor& luma = desc.comp[0];
+  std::uint64_t sum = 0;
+  for (int y = 0; y < frame.height; ++y) {
+    const std::uint8_t* row = frame.data[luma.plane] + y * frame.linesize[luma.plane] + luma.offset;
+    for (int x = 0; x < frame.width; ++x) {
+      const std::uint8_t* at = row + x * luma.step;
+      const int value = luma.depth > 8 ? at[0] | at[1] << 8 : at[0];
+      sum += static_cast<std::uint64_t>(value >> (luma.depth - 8));
+    }
+  }
+  return static_cast<std::uint8_t>(sum / (static_cast<std::uint64_t>(frame.width) * static_cast<std::uint64_t>(frame.height)));
+}
+
+void Take(const AVFrame& frame, const AVStream& stream, ProbedStream& out) {
+  if (out.frames == 0 && out.samples == 0) {
+    out.start = frame.best_effort_timestamp == AV_NOPTS_VALUE
+                    ? 0
+                    : static_cast<double>(frame.best_effort_timestamp) * av_q2d(stream.time_base);
+  }
+  if (out.type == AVMEDIA_TYPE_AUDIO) {
+    out.samples += frame.nb_samples;
+    out.channels = frame.ch_layout.nb_channels;
+    out.sampleRate = frame.sample_rate;
+    out.seconds = static_cast<double>(out.samples) / frame.sample_rate;
+    return;
+  }
+  ++out.frames;
+  out.width = frame.width;
+  out.height = frame.height;
+  out.interlaced = frame.interlaced_frame != 0;
+  out.topFirst = frame.top_field_first != 0;
+  out.lumaMeans.push_back(LumaMean(frame));
+}
+
+void Decode(AVCodecContext& decoder, const AVPacket* packet, const AVStream& stream,
+            ProbedStream& out) {
+  Own<AVFrame> frame(av_frame_alloc());
+  if (avcodec_send_packet(&decoder, packet) < 0 && packet != nullptr) ++out.errors;
+  int result = 0;
+  while ((result = avcodec_receive_frame(&decoder, frame.get())) >= 0) {
+    if (frame->decode_error_flags != 0) ++out.errors;
+    Take(*frame, stream, out);
+    av_frame_unref(frame.get());
+  }
+  if (result != AVERROR(EAGAIN) && result != AVERROR_EOF) ++out.errors;
+}
+
+}  // namespace
+
+const ProbedStream* ProbedFile::Video() const {
+  for (const ProbedStream& stream : streams) {
+    if (stream.type == AVMEDIA_TYPE_VIDEO) return &stream;
+  }
+  return nullptr;
+}
+
+const ProbedStream* ProbedFile::Audio(int track) const {
+  for (const ProbedStream& stream : streams) {
+    if (stream.type == AVMEDIA_TYPE_AUDIO && track-- == 0) return &stream;
+  }
+  return nullptr;
+}
+
+int ProbedFile::Count(AVMediaType type) const {
+  int count = 0;
+  for (const ProbedStream& stream : streams) count += stream.type == type ? 1 : 0;
+  return count;
+}
+
+ProbedFile Probe(const std::string& path) {
+  ProbedFile file;
+  AVFormatContext* raw = nullptr;
+  if (avformat_open_input(&raw, path.c_str(), nullptr, nullptr) < 0) return file;
+  const Own<AVFormatContext> input(raw);
+  avformat_find_stream_info(raw, nullptr);
+  file.opened = true;
+  file.seconds = raw->duration > 0 ? static_cast<double>(raw->duration) / AV_TIME_BASE : 0;
+  file.timecode = Meta(raw->metadata, "timecode");
+  file.title = Meta(raw->metadata, "title");
+  std::vector<Own<AVCodecContext>> decoders(raw->nb_streams);
+  file.streams.resize(raw->nb_streams);
+  for (unsigned i = 0; i < raw->nb_streams; ++i) {
+    const AVCodecParameters& par = *raw->streams[i]->codecpar;
+    ProbedStream& out = file.streams[i];
+    out.type = par.codec_type;
+    out.codec = avcodec_get_name(par.codec_id);
+    out.id = raw->streams[i]->id;
+    out.tag = par.codec_tag;
+    out.sampleAspect = raw->streams[i]->sample_aspect_ratio;
+    out.language = Meta(raw->streams[i]->metadata, "language");
+    if (file.timecode.empty()) file.timecode = Meta(raw->streams[i]->metadata, "timecode");
+    const AVCodec* codec = avcodec_find_decoder(par.codec_id);
+    if (codec == nullptr) continue;
+    decoders[i].reset(avcodec_alloc_context3(codec));
+    avcodec_parameters_to_context(decoders[i].get(), &par);
+    decoders[i]->err_recognition = AV_EF_CRCCHECK | AV_EF_BITSTREAM | AV_EF_BUFFER;
+    if (avcodec_open2(decoders[i].get(), codec, nullptr) < 0) decoders[i].reset();
+  }
+  Own<AVPacket> packet(av_packet_alloc());
+  while (av_read_frame(raw, packet.get()) >= 0) {
+    const auto i = static_cast<std::size_t>(packet->stream_index);
+    if (i < decoders.size() && decoders[i]) Decode(*decoders[i], packet.get(), *raw->streams[i], file.streams[i]);
+    av_packet_unref(packet.get());
+  }
+  for (std::size_t i = 0; i < decoders.size(); ++i) {
+    if (decoders[i]) Decode(*decoders[i], nullptr, *raw->streams[i], file.streams[i]);
+    ProbedStream& out = file.streams[i];
+    const AVRational rate = av_guess_frame_rate(raw, raw->streams[i], nullptr);
+    if (out.type == AVMEDIA_TYPE_VIDEO && rate.num > 0) {
+      out.seconds = static_cast<double>(out.frames) / av_q2d(rate);
+    }
+  }
+  return file;
+}
+
+}  // namespace xv::test

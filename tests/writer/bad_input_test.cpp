@@ -1,0 +1,155 @@
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <limits>
+#include <random>
+
+#include "support/host_frames.h"
+#include "support/media_probe.h"
+
+namespace xv::test {
+namespace {
+
+constexpr char kAttributes[] = "video::codec=mpeg4";
+
+// After whatever went wrong the same object records properly.
+void ExpectUsable(host::Writer& writer, const TemporaryFolder& folder) {
+  writer.Stop();
+  ASSERT_EQ(writer.Start(folder / "good.mp4", kAttributes), S_OK);
+  ASSERT_EQ(PushFrames(writer, Feed(), 3), S_OK);
+  writer.Stop();
+  EXPECT_EQ(Probe(folder / "good.mp4").Video()->frames, 3);
+}
+
+TEST(BadInput, TargetsThatCannotBeWritten) {
+  TemporaryFolder folder;
+  std::filesystem::create_directory(folder / "folder.mp4");
+  for (const std::string& target : {folder / "missing/a.mp4", folder / "folder.mp4", std::string("/proc/none/a.mp4")}) {
+    host::Writer writer;
+    ASSERT_EQ(writer.Start(target, kAttributes), S_OK);
+    EXPECT_EQ(writer.Put(MakeFrame(Feed(), 0)), E_FAIL) << target;
+    EXPECT_THAT(writer.LastError(), testing::HasSubstr("output")) << target;
+    EXPECT_EQ(writer.Put(MakeFrame(Feed(), 1)), XV_E_NOT_OPEN) << target;
+    ExpectUsable(writer, folder);
+  }
+}
+
+TEST(BadInput, FormatsAndCodecsThatDoNotExist) {
+  TemporaryFolder folder;
+  host::Writer writer;
+  ASSERT_EQ(writer.Start(folder / "a.mp4", "format=nonsense"), S_OK);
+  EXPECT_EQ(writer.Put(MakeFrame(Feed(), 0)), E_FAIL);
+  writer.Stop();
+  ASSERT_EQ(writer.Start(folder / "a.noextension", ""), S_OK);
+  EXPECT_EQ(writer.Put(MakeFrame(Feed(), 0)), E_FAIL);
+  writer.Stop();
+  ASSERT_EQ(writer.Start(folder / "a.mp4", "video::codec=nonsense"), S_OK);
+  EXPECT_EQ(writer.Put(MakeFrame(Feed(), 0)), S_OK);
+  writer.Stop();
+  EXPECT_EQ(writer.Get("quality::unused_options"), "video::codec");
+  ASSERT_EQ(writer.Start(folder / "a.mp4", "video::codec=aac"), S_OK);
+  EXPECT_EQ(writer.Put(MakeFrame(Feed(), 0)), E_FAIL);
+  writer.Stop();
+  ASSERT_EQ(writer.Start(folder / "a.mxf", "video::codec=n264"), S_OK);
+  EXPECT_EQ(writer.Put(MakeFrame(Feed(), 0)), E_FAIL);
+  EXPECT_THAT(writer.LastError(), testing::HasSubstr("not available"));
+  ExpectUsable(writer, folder);
+}
+
+TEST(BadInput, RatesAndSizesOutOfRange) {
+  TemporaryFolder folder;
+  struct Case {
+    int width, height;
+    double rate;
+    HRESULT expected;
+  };
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  for (const Case& c : {Case{0, 0, 25, XV_E_NO_VALID_MEDIA}, {720, 576, 0, S_OK}, {720, 576, -1, S_OK},
+                        {720, 576, nan, E_INVALIDARG}, {720, 576, 1e9, E_INVALIDARG}}) {
+    host::Writer writer;
+    Feed feed;
+    feed.channels = 0;
+    auto picture = std::make_shared<std::vector<std::uint8_t>>(FlatPicture(feed, 100));
+    ASSERT_EQ(writer.Start(folder / "a.mp4", kAttributes), S_OK);
+    host::FrameBuilder builder;
+    builder.Video(kFccUYVY, c.width, c.height, c.rate, picture->data(), picture->size(), picture);
+    EXPECT_EQ(writer.Put(builder.Time(0, 400'000).Build()), c.expected) << c.rate << " " << c.width;
+    ExpectUsable(writer, folder);
+  }
+}
+
+TEST(BadInput, TruncatedPicturesAreRefusedAndTheRecordingGoesOn) {
+  TemporaryFolder folder;
+  host::Writer writer;
+  Feed feed;
+  feed.channels = 0;
+  ASSERT_EQ(writer.Start(folder / "a.mp4", kAttributes), S_OK);
+  ASSERT_EQ(PushFrames(writer, feed, 3), S_OK);
+  auto picture = std::make_shared<std::vector<std::uint8_t>>(1000, 100);
+  for (const std::size_t bytes : {std::size_t{1000}, std::size_t{5}}) {
+    host::FrameBuilder builder;
+    builder.Video(kFccUYVY, 720, 576, 25, picture->data(), bytes, picture);
+    EXPECT_EQ(writer.Put(builder.Time(1'200'000, 1'600'000).Build()), E_INVALIDARG);
+  }
+  for (const std::size_t bytes : {std::size_t{4}, std::size_t{0}}) {
+    host::FrameBuilder builder;
+    builder.Video(kFccUYVY, 720, 576, 25, picture->data(), bytes, picture);
+    EXPECT_EQ(writer.Put(builder.Time(1'200'000, 1'600'000).Build()), S_OK);  // counts as no picture
+  }
+  ASSERT_EQ(PushFrames(writer, feed, 3, 7), S_OK);
+  writer.Stop();
+  const ProbedFile file = Probe(folder / "a.mp4");
+  EXPECT_GE(file.Video()->frames, 6);
+  EXPECT_EQ(file.Video()->errors, 0);
+}
+
+TEST(BadInput, SoundThatIsNotValidIsLeftOut) {
+  TemporaryFolder folder;
+  Feed feed;
+  feed.channels = 33;
+  ASSERT_EQ(Record(folder / "a.mp4", kAttributes, feed, 3), S_OK);
+  EXPECT_EQ(Probe(folder / "a.mp4").Count(AVMEDIA_TYPE_AUDIO), 0);
+  feed.width = 0;
+  EXPECT_EQ(Record(folder / "a.wav", "", feed, 1), XV_E_NO_VALID_MEDIA);
+}
+
+TEST(BadInput, HugeAndDeepAttributeTexts) {
+  TemporaryFolder folder;
+  std::mt19937 random(7);
+  std::string garbage(1 << 20, ' ');
+  for (char& c : garbage) c = static_cast<char>(random() % 95 + 32);
+  std::string deep = "video='";
+  for (int i = 0; i < 10'000; ++i) deep += "<a>";
+  for (const std::string& text : {garbage, deep + "'", std::string(1 << 20, '='), std::string("a::").append(10'000, ':')}) {
+    host::Writer writer;
+    ASSERT_EQ(writer.Start(folder / "a.mp4", text), S_OK);
+    (void)writer.Put(MakeFrame(Feed(), 0));
+    ExpectUsable(writer, folder);
+    EXPECT_GE(writer.Set("x", "<x>" + deep), S_OK);
+  }
+}
+
+TEST(BadInput, FullDiskSpaceLimitClosesTheRecording) {
+  TemporaryFolder folder;
+  host::Writer writer;
+  ASSERT_EQ(writer.Start(folder / "a.mp4", "video::codec=mpeg4 diskspace.min=900000T"), S_OK);
+  EXPECT_EQ(PushFrames(writer, Feed(), 40), XV_E_DISK_FULL);
+  EXPECT_EQ(writer.Put(MakeFrame(Feed(), 41)), XV_E_NOT_OPEN);
+  EXPECT_GT(Probe(folder / "a.mp4").Video()->frames, 20);
+  ExpectUsable(writer, folder);
+}
+
+TEST(BadInput, NullsAtTheInterfaces) {
+  void* out = nullptr;
+  ASSERT_EQ(XvCreateInstance(CLSID_CoXvWriterFFM_I, nullptr, IXvWriter::kIid, &out), S_OK);
+  const auto writer = host::Ptr<IXvWriter>::Adopt(static_cast<IXvWriter*>(out));
+  EXPECT_EQ(writer->WriterSet(nullptr, nullptr), S_OK);
+  const auto props = host::QueryAs<IXvProps>(writer);
+  EXPECT_EQ(props->PropsGet(u"x", nullptr), E_POINTER);
+  EXPECT_EQ(props->PropsRemove(nullptr), E_INVALIDARG);
+  EXPECT_EQ(XvCreateInstance(CLSID_CoXvWriterFFM_I, nullptr, IXvWriter::kIid, nullptr), E_POINTER);
+  EXPECT_EQ(XvFrameFactoryGet(nullptr), E_POINTER);
+}
+
+}  // namespace
+}  // namespace xv::test

@@ -1,0 +1,234 @@
+#include <gmock/gmock.h>
+
+#include <atomic>
+
+#include "support/host_frames.h"
+#include "xvwriter/host.hpp"
+
+namespace xv::test {
+namespace {
+
+using host::Ptr;
+using host::QueryAs;
+
+Ptr<IXvWriter> NewWriter() {
+  void* out = nullptr;
+  EXPECT_EQ(XvCreateInstance(CLSID_CoXvWriterFFM_I, nullptr, IXvWriter::kIid, &out), S_OK);
+  return Ptr<IXvWriter>::Adopt(static_cast<IXvWriter*>(out));
+}
+
+TEST(WriterObject, OffersItsInterfacesUnderOneIdentity) {
+  const auto writer = NewWriter();
+  const auto props = QueryAs<IXvProps>(writer);
+  ASSERT_TRUE(QueryAs<IXvObject_I>(writer) && QueryAs<IXvReceiver_I>(writer) && props);
+  ASSERT_TRUE(QueryAs<IXfWriter>(writer) && QueryAs<IXfReceiver>(writer));
+  EXPECT_EQ(QueryAs<IUnknown>(writer).get(), QueryAs<IUnknown>(props).get());
+  void* out = &out;
+  EXPECT_EQ(writer->QueryInterface(IXvSource::kIid, &out), E_NOINTERFACE);
+  EXPECT_EQ(out, nullptr);
+  EXPECT_EQ(writer->QueryInterface(IXvProps::kIid, nullptr), E_POINTER);
+}
+
+TEST(WriterObject, StatesFollowStartAndStop) {
+  const auto writer = NewWriter();
+  const auto object = QueryAs<IXvObject_I>(writer);
+  EXPECT_EQ(object->ObjectStart(nullptr), E_UNEXPECTED);
+  TemporaryFolder folder;
+  ASSERT_EQ(writer->WriterSet(host::Wide(folder / "a.mov").c_str(), u"video::codec=mpeg4"), S_OK);
+  EXPECT_EQ(object->ObjectStart(writer.get()), S_OK);
+  EXPECT_EQ(object->ObjectStart(writer.get()), S_FALSE);
+  Feed feed;
+  const auto receiver = QueryAs<IXvReceiver_I>(writer);
+  ASSERT_EQ(receiver->ReceiverPut(nullptr, nullptr, MakeFrame(feed, 0).get()), S_OK);
+  EXPECT_EQ(writer->WriterSet(u"other", u""), XV_E_IN_USE);
+  char16_t* name = nullptr;
+  EXPECT_EQ(object->ObjectStop(), S_OK);
+  ASSERT_EQ(writer->WriterGet(&name), S_OK);
+  EXPECT_EQ(host::TakeString(name), folder / "a.mov");
+  EXPECT_EQ(writer->WriterGet(nullptr), E_POINTER);
+  EXPECT_EQ(object->ObjectStop(), S_OK);
+}
+
+TEST(WriterObject, RecordsAgainWithTheSameSettingsAfterStop) {
+  TemporaryFolder folder;
+  host::Writer writer;
+  for (int round = 0; round < 2; ++round) {
+    std::filesystem::remove(folder / "a.mp4");
+    if (round == 0) {
+      ASSERT_EQ(writer.Start(folder / "a.mp4", "video::codec=mpeg4"), S_OK);
+    } else {
+      ASSERT_EQ(QueryAs<IXvObject_I>(writer.object())->ObjectStart(nullptr), S_OK);
+    }
+    ASSERT_EQ(PushFrames(writer, Feed(), 5), S_OK);
+    writer.Stop();
+    EXPECT_TRUE(std::filesystem::file_size(folder / "a.mp4") > 1000) << round;
+  }
+}
+
+TEST(WriterObject, ReservedPlacesAnswerAsDocumented) {
+  const auto writer = NewWriter();
+  const auto object = QueryAs<IXvObject_I>(writer);
+  const auto component = QueryAs<IXfWriter>(writer);
+  EXPECT_EQ(object->ObjectReserved3(nullptr), E_NOTIMPL);
+  EXPECT_EQ(QueryAs<IXvReceiver_I>(writer)->ReceiverReserved2(nullptr), S_OK);
+  EXPECT_EQ(writer->WriterReserved3(nullptr), E_NOTIMPL);
+  EXPECT_EQ(component->XfWriterReserved1(nullptr), E_NOTIMPL);
+  EXPECT_EQ(component->XfReceiverReserved2(nullptr), E_NOTIMPL);
+}
+
+TEST(WriterObject, NameGetShowsTargetAndAttributes) {
+  const auto component = QueryAs<IXfWriter>(NewWriter());
+  ASSERT_EQ(component->WriterNameSet(u"x.mp4", nullptr, u"format=mp4 qs_impl=7 title='a b'"), S_OK);
+  char16_t* name = nullptr;
+  char16_t* attributes = nullptr;
+  ASSERT_EQ(component->WriterNameGet(&name, &attributes), S_OK);
+  EXPECT_EQ(host::TakeString(name), "x.mp4");
+  EXPECT_EQ(host::TakeString(attributes), "format='mp4' title='a b'");
+  EXPECT_EQ(component->WriterNameGet(nullptr, nullptr), S_OK);
+}
+
+TEST(WriterObject, FramesWithoutAViewAreDropped) {
+  const auto writer = NewWriter();
+  const auto receiver = QueryAs<IXvReceiver_I>(writer);
+  EXPECT_EQ(receiver->ReceiverPut(nullptr, nullptr, nullptr), S_FALSE);
+  EXPECT_EQ(receiver->ReceiverPut(nullptr, nullptr, writer.get()), S_FALSE);
+  EXPECT_EQ(QueryAs<IXfReceiver>(writer)->ReceiverPut(writer.get()), E_NOINTERFACE);
+}
+
+// An outer object that holds the writer as a part.
+class Aggregate final : public IUnknown {
+ public:
+  HRESULT QueryInterface(const Guid& iid, void** out) noexcept override {
+    if (iid == IUnknown::kIid) {
+      *out = static_cast<IUnknown*>(this);
+      AddRef();
+      return S_OK;
+    }
+    return inner_->QueryInterface(iid, out);
+  }
+  std::uint32_t AddRef() noexcept override { return ++count_; }
+  std::uint32_t Release() noexcept override { return --count_; }
+
+  Ptr<IUnknown> inner_;
+  std::atomic<std::uint32_t> count_{1};
+};
+
+TEST(WriterObject, DelegatesToItsAggregate) {
+  Aggregate outer;
+  void* out = nullptr;
+  EXPECT_EQ(XvCreateInstance(CLSID_CoXvWriterFFM_I, &outer, IXvWriter::kIid, &out), CLASS_E_NOAGGREGATION);
+  ASSERT_EQ(XvCreateInstance(CLSID_CoXvWriterFFM_I, &outer, IUnknown::kIid, &out), S_OK);
+  outer.inner_ = Ptr<IUnknown>::Adopt(static_cast<IUnknown*>(out));
+  {
+    const auto writer = QueryAs<IXvWriter>(outer.inner_);
+    ASSERT_TRUE(writer);
+    EXPECT_EQ(outer.count_, 2u);
+    EXPECT_EQ(QueryAs<IUnknown>(writer).get(), &outer);
+    EXPECT_EQ(writer->WriterSet(u"a.mp4", u""), S_OK);
+  }
+  EXPECT_EQ(outer.count_, 1u);
+}
+
+TEST(Module, CountsWhatIsAlive) {
+  EXPECT_EQ(DllCanUnloadNow(), S_OK);
+  {
+    const auto writer = NewWriter();
+    EXPECT_EQ(DllCanUnloadNow(), S_FALSE);
+  }
+  EXPECT_EQ(DllCanUnloadNow(), S_OK);
+  void* out = nullptr;
+  EXPECT_EQ(DllGetClassObject(IXvSource::kIid, IClassFactory::kIid, &out), CLASS_E_CLASSNOTAVAILABLE);
+  ASSERT_EQ(DllGetClassObject(CLSID_CoXvWriterFFM_I, IClassFactory::kIid, &out), S_OK);
+  const auto factory = Ptr<IClassFactory>::Adopt(static_cast<IClassFactory*>(out));
+  factory->LockServer(true);
+  EXPECT_EQ(DllCanUnloadNow(), S_FALSE);
+  factory->LockServer(false);
+}
+
+TEST(WriterProps, DefaultsStandAndQualityIsReadOnlyText) {
+  host::Writer writer;
+  EXPECT_EQ(writer.Get("diskspace.min"), "300M");
+  EXPECT_EQ(writer.Get("embed_cc"), "false");
+  EXPECT_EQ(writer.Get("quality::drops"), "0");
+  EXPECT_EQ(writer.Get("no_such_name"), "");
+  EXPECT_EQ(writer.Set("video::codec", "libx264"), S_OK);
+  EXPECT_EQ(writer.Get("video::codec"), "libx264");
+}
+
+// A host's factory in the place of the built-in one.
+class CountingFactory final : public IXvFrameFactory {
+ public:
+  HRESULT QueryInterface(const Guid&, void**) noexcept override { return E_NOINTERFACE; }
+  std::uint32_t AddRef() noexcept override { return 1; }
+  std::uint32_t Release() noexcept override { return 1; }
+  HRESULT FrameCreate(const XvFrameDesc*, IXvFrame**) noexcept override {
+    ++calls;
+    return XV_E_NO_FRAME_FACTORY;
+  }
+  int calls = 0;
+};
+
+TEST(FrameFactory, HostMayReplaceTheBuiltInOne) {
+  CountingFactory factory;
+  ASSERT_EQ(XvFrameFactorySet(&factory), S_OK);
+  HRESULT result = S_OK;
+  EXPECT_FALSE(host::FrameBuilder().Build(&result));
+  EXPECT_EQ(result, XV_E_NO_FRAME_FACTORY);
+  EXPECT_EQ(factory.calls, 1);
+  ASSERT_EQ(XvFrameFactorySet(nullptr), S_OK);
+  EXPECT_TRUE(host::FrameBuilder().Build());
+}
+
+TEST(HostFrame, CarriesExtrasByKeyAndName) {
+  const std::uint8_t bytes[] = {1, 2, 3};
+  auto keep = std::make_shared<int>(7);
+  const std::weak_ptr<int> watch = keep;
+  {
+    auto frame = MakeFrame(Feed(), 0);
+    ASSERT_EQ(host::AddExtra(frame, FourCC("C608"), bytes, 3, std::move(keep)), S_OK);
+    ASSERT_EQ(host::AddExtra(frame, "__vptr_", bytes + 1, 2), S_OK);
+    const auto extras = QueryAs<IXvFrameExtras>(frame);
+    ASSERT_EQ(extras->NumberSet(u"level", 42), S_OK);
+    ASSERT_EQ(extras->TextSet(u"note", u"caf\u00e9"), S_OK);
+    std::uint32_t size = 0;
+    const std::uint8_t* data = nullptr;
+    EXPECT_EQ(frame->FrameExtraGet(FourCC("C608"), &size, &data), S_OK);
+    EXPECT_TRUE(size == 3 && data == bytes);
+    EXPECT_EQ(frame->FrameExtraGetByName(u"C608", &size, &data), S_OK);
+    EXPECT_EQ(data, bytes);
+    EXPECT_EQ(frame->FrameExtraGetByName(u"LEVEL", &size, &data), S_OK);
+    EXPECT_TRUE(size == 0 && reinterpret_cast<std::intptr_t>(data) == 42);
+    EXPECT_EQ(frame->FrameExtraGetByName(u"absent", &size, &data), S_FALSE);
+    EXPECT_EQ(frame->FrameExtraGet(FourCC("GA94"), &size, &data), S_OK);
+    EXPECT_TRUE(size == 0 && data == nullptr);
+    char16_t* text = nullptr;
+    ASSERT_EQ(extras->TextGet(u"note", &text), S_OK);
+    EXPECT_EQ(host::TakeString(text), "caf\xc3\xa9");
+    EXPECT_FALSE(watch.expired());
+  }
+  EXPECT_TRUE(watch.expired());
+}
+
+TEST(HostFrame, CropViewSharesMemoryAndRefusesWhatLiesOutside) {
+  Feed feed;
+  feed.channels = 0;
+  const auto frame = MakeFrame(feed, 0);
+  const auto extras = QueryAs<IXvFrameExtras>(frame);
+  Ptr<IXvFrame> view;
+  ASSERT_EQ(extras->CropView(16, 8, 100, 50, view.Receive()), S_OK);
+  std::uint32_t size = 0, wholeSize = 0;
+  const std::uint8_t* data = nullptr;
+  const std::uint8_t* whole = nullptr;
+  XV_AV_PROPS props{};
+  frame->FrameAllGet(nullptr, nullptr, nullptr, nullptr, &wholeSize, &whole);
+  view->FrameAllGet(nullptr, &props, nullptr, nullptr, &size, &data);
+  EXPECT_EQ(data, whole + 8 * 1440 + 32);
+  EXPECT_EQ(size, 49u * 1440 + 200);
+  EXPECT_TRUE(props.vid.nWidth == 100 && props.vid.nHeight == 50 && props.vid.nRowBytes == 1440);
+  for (const auto& r : {std::array{-2, 0, 10, 10}, {0, 0, 722, 10}, {0, 570, 10, 10}, {1, 0, 10, 10}, {0, 0, 0, 10}}) {
+    EXPECT_EQ(extras->CropView(r[0], r[1], r[2], r[3], view.Receive()), E_INVALIDARG);
+  }
+}
+
+}  // namespace
+}  // namespace xv::test
