@@ -1,0 +1,106 @@
+#include <gmock/gmock.h>
+
+#include <nlohmann/json.hpp>
+
+#include "support/host_frames.h"
+#include "support/media_probe.h"
+#include "support/run_program.h"
+
+namespace xv::test {
+namespace {
+
+using testing::HasSubstr;
+
+const std::string kProgram = XVRECORD;
+const std::string kClip = BUNNY;
+
+TEST(Xvrecord, RecordsTheBundledClip) {
+  TemporaryFolder folder;
+  const std::string output = folder / "out.mp4";
+  const auto run = RunProgram({kProgram, "-a", "video::codec=libx264 video::preset=ultrafast", kClip, output});
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_THAT(run.out, testing::StartsWith(output + ": h264 1280x720@24 + aac 48000 Hz 2 ch, 6.0"));
+  const ProbedFile source = Probe(kClip);
+  const ProbedFile file = Probe(output);
+  ASSERT_TRUE(file.Video() != nullptr && file.Audio() != nullptr);
+  EXPECT_EQ(file.Video()->frames, source.Video()->frames);
+  EXPECT_EQ(file.Video()->errors + file.Audio()->errors, 0);
+  EXPECT_NEAR(file.Audio()->seconds, 6.0, 0.06);
+  ASSERT_EQ(file.Video()->lumaMeans.size(), source.Video()->lumaMeans.size());
+  for (std::size_t i = 0; i < file.Video()->lumaMeans.size(); ++i) {
+    EXPECT_NEAR(file.Video()->lumaMeans[i], source.Video()->lumaMeans[i], 2) << i;
+  }
+}
+
+TEST(Xvrecord, TestInputInEveryLayoutGivesTheSamePicture) {
+  TemporaryFolder folder;
+  std::vector<int> levels;
+  for (const char* layout : {"UYVY", "HDYC", "YUY2", "NV12", "I420", "YV12", "RGB24", "RGB32", "ARGB32"}) {
+    const std::string output = folder / "out.mp4";
+    const auto run = RunProgram({kProgram, "--quiet", "--input-format", layout, "-a", "video::codec=mpeg4 video::b=8M",
+                                 "test:size=320x240,seconds=0.2,channels=0", output});
+    ASSERT_EQ(run.status, 0) << layout << run.err;
+    levels.push_back(Probe(output).Video()->lumaMeans.at(0));
+  }
+  for (const int level : levels) EXPECT_NEAR(level, levels[0], 2);
+}
+
+TEST(Xvrecord, StatisticsAreJson) {
+  TemporaryFolder folder;
+  const auto run = RunProgram({kProgram, "--quiet", "--stats", "-", "-a", "video::codec=mpeg4",
+                               "test:size=320x240,seconds=1", folder / "out.mov"});
+  ASSERT_EQ(run.status, 0) << run.err;
+  const auto json = nlohmann::json::parse(run.out);
+  EXPECT_EQ(json["frames_in"], 25);
+  EXPECT_EQ(json["streams"].size(), 2u);
+  EXPECT_EQ(json["streams"][0]["packets"], 25);
+  EXPECT_EQ(json["quality"]["drops"], 0);
+  EXPECT_EQ(json["quality"]["frames_in"], 25);
+}
+
+TEST(Xvrecord, InterruptLeavesAPlayableFile) {
+  TemporaryFolder folder;
+  const std::string output = folder / "out.mp4";
+  const auto run = RunProgram({kProgram, "--realtime", "-a", "video::codec=mpeg4",
+                               "test:size=320x240,seconds=60", output}, 1500);
+  ASSERT_EQ(run.status, 0) << run.err;
+  const ProbedFile file = Probe(output);
+  ASSERT_NE(file.Video(), nullptr);
+  EXPECT_GT(file.Video()->frames, 5);
+  EXPECT_LT(file.Video()->frames, 100);
+  EXPECT_EQ(file.Video()->errors, 0);
+}
+
+TEST(Xvrecord, FailuresAreSentencesWithAStatus) {
+  TemporaryFolder folder;
+  auto run = RunProgram({kProgram, folder / "missing.mp4", folder / "out.mp4"});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, HasSubstr("No such file"));
+  run = RunProgram({kProgram, "test:seconds=1", folder / "no/such/out.mp4"});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, testing::AllOf(HasSubstr("0x80004005"), HasSubstr("output"), HasSubstr("0x80070002")));
+  run = RunProgram({kProgram, "test:size=axb", folder / "out.mp4"});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, HasSubstr("size"));
+  EXPECT_EQ(RunProgram({kProgram, "--no-such-option"}).status, 2);
+  EXPECT_EQ(RunProgram({kProgram, "onlyone.mp4"}).status, 2);
+  EXPECT_EQ(RunProgram({kProgram, "--help"}).status, 0);
+  EXPECT_THAT(RunProgram({kProgram, "--version"}).out, HasSubstr("xvrecord 1."));
+}
+
+TEST(Xvrecord, PropertiesAreReadAndSet) {
+  const auto run = RunProgram({kProgram, "--set", "diskspace.min=5G", "--get", "diskspace.min", "--get", "ignore_pts"});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.out, "5G\nfalse\n");
+}
+
+TEST(Xvrecord, OptionsThatNobodyTookAreNamed) {
+  TemporaryFolder folder;
+  const auto run = RunProgram({kProgram, "-a", "video::codec=mpeg4 video::crfx=7",
+                               "test:size=320x240,seconds=0.2", folder / "out.mp4"});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_THAT(run.err, HasSubstr("video::crfx"));
+}
+
+}  // namespace
+}  // namespace xv::test
