@@ -2,10 +2,10 @@
 
 #include <cstdint>
 #include <deque>
-#include <map>
 #include <string>
 #include <vector>
 
+#include "captions/embed.h"
 #include "contracts/av_handles.h"
 #include "hw/pseudo_codecs.h"
 #include "props/node.h"
@@ -33,7 +33,7 @@ struct StreamHolder {
   int pixelFormat = AV_PIX_FMT_NONE;  // that frames are prepared in
   bool fullRange = false;
   std::int64_t lastPts = -1;
-  std::map<std::int64_t, std::vector<std::uint8_t>> ccMap;  // caption blocks by stamp
+  CaptionMap ccMap;  // caption blocks by stamp
   std::int64_t framesSent = 0;
   std::int64_t packetsReceived = 0;
 

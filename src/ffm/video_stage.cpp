@@ -2,6 +2,7 @@
 
 #include <chrono>
 
+#include "captions/embed.h"
 #include "codec/encode.h"
 #include "codec/ffmpeg.h"
 #include "convert/pixel_map.h"
@@ -51,6 +52,10 @@ Status EncodePicture(Session& session, StreamHolder& holder, const QueuedFrame& 
   if (!picture) return E_OUTOFMEMORY;
   const Status order = CheckOrder(holder, *picture);
   if (order == Status(XV_S_SKIP_FRAME)) return order;
+  if (IXvFrame* source = frame.frame->KeptSource()) {
+    (void)KeepCaptions(&holder.ccMap, *source, picture->pts,
+                       holder.framesSent - holder.packetsReceived, session.stats);
+  }
   const auto begin = std::chrono::steady_clock::now();
   const Status encoded = EncodeBackend(holder, picture.get());
   session.stats->encodeTime.Add((std::chrono::steady_clock::now() - begin).count());
@@ -68,7 +73,16 @@ void ScaleStamps(const StreamHolder& holder, AVPacket& packet) {
   packet.stream_index = holder.stream->index;
 }
 
+// Captions never decide over a packet: what could not be put in is counted as lost.
+void EmbedCaptions(Session& session, StreamHolder& holder, AVPacket* packet) {
+  if (holder.ccMap.empty()) return;
+  const int placement = session.props->ListIndex("embed_cc.placement", kCaptionPlacements, 0);
+  (void)InsertCaptions(&holder.ccMap, holder.codec->codec_id,
+                       static_cast<CaptionPlacement>(placement), packet, session.stats);
+}
+
 void WriteVideoPacket(Session& session, StreamHolder& holder, AvPtr<AVPacket> packet) {
+  EmbedCaptions(session, holder, packet.get());
   ScaleStamps(holder, *packet);
   if (const std::string path = session.props->Text("raw_video"); !path.empty()) {
     session.KeepError(session.rawVideo.Append(path, *packet), "raw_video", path);
@@ -88,6 +102,7 @@ void VideoStage(Session& session, const QueuedFrame& frame) {
   while (AvPtr<AVPacket> packet = TakePacket(holder)) {
     WriteVideoPacket(session, holder, std::move(packet));
   }
+  if (!frame.frame) DropCaptions(&holder.ccMap, session.stats);
   ++session.videoCounter;
   AudioStage(session, !frame.frame);
 }

@@ -277,6 +277,11 @@ Status CoXMLNode::SetText(std::string_view path, std::string_view value) {
   return Store(path, XMLValue(value), true);
 }
 
+void CoXMLNode::SetAttribute(std::string_view name, std::string_view value) {
+  const WriteLock guard(impl_->lock);
+  impl_->attributes.Set(name, XMLValue(value));
+}
+
 Status CoXMLNode::SetTextOfExisting(std::string_view path, std::string_view value) {
   return Store(path, XMLValue(value), false);
 }

@@ -88,6 +88,8 @@ class CoXMLNode final : public IXvNodeImpl {
   Status SetBoolean(std::string_view path, bool value);
   Status SetInteger(std::string_view path, std::int64_t value);
   Status SetNumber(std::string_view path, double value);
+  // Sets this node's attribute of exactly that name, "::" in it or not.
+  void SetAttribute(std::string_view name, std::string_view value);
   // As SetText, but fails with E_INVALIDARG where a node of the path is missing.
   Status SetTextOfExisting(std::string_view path, std::string_view value);
   // Leaves an attribute that exists, even with an empty text. True when it was set.
@@ -153,6 +155,10 @@ class CoXMLNode final : public IXvNodeImpl {
   XMLNodePtr DeepClone() const;
   // Children are matched by name and by their number among those of that name.
   void CopyFrom(const CoXMLNode& source, MergeMode mode, bool withChildren);
+
+  // Takes value, attributes and children out of `source`, which nobody else may hold. The name
+  // stays.
+  void TakeContent(CoXMLNode& source);
 
   // --- schema ("attributes_info") ---
   // The entry of attribute `path`, from this node up through its parents until `inherit` is false.

@@ -84,6 +84,8 @@ XMLNodePtr CoXMLNode::DeepClone() const {
   return copy;
 }
 
+void CoXMLNode::TakeContent(CoXMLNode& source) { XMLNodeImpl::MoveContent(source, *this, true); }
+
 void CoXMLNode::CopyFrom(const CoXMLNode& source, MergeMode mode, bool withChildren) {
   // The source is copied first: no two locks are held at once, and a node may be copied into its
   // own descendant.

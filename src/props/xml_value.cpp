@@ -13,8 +13,8 @@ void Parse(const std::string& text, std::uint64_t* out) { *out = ReadHex64(text)
 void Parse(const std::string& text, SizeValue* out) { *out = ReadSize(text); }
 void Parse(const std::string& text, double* out) { *out = ReadDouble(text); }
 void Parse(const std::string& text, Guid* out) { *out = ReadGuid(text); }
-void Parse(const std::string& text, FourCC* out) { out->code = ReadFourCC(text); }
-void Parse(const std::string& text, Color* out) { out->value = ReadColor(text); }
+void Parse(const std::string& text, FourCCValue* out) { out->code = ReadFourCC(text); }
+void Parse(const std::string& text, ColorValue* out) { out->value = ReadColor(text); }
 void Parse(const std::string& text, CalendarTime* out) {
   (void)ReadTime(text.c_str(), out, false);  // fails for null pointers only
 }
@@ -29,8 +29,8 @@ struct Renderer {
   std::string operator()(const SizeValue& value) const { return RenderSize(value); }
   std::string operator()(double value) const { return RenderDouble(value); }
   std::string operator()(const Guid& value) const { return RenderGuid(value); }
-  std::string operator()(FourCC value) const { return RenderFourCC(value.code); }
-  std::string operator()(Color value) const { return RenderColor(value.value); }
+  std::string operator()(FourCCValue value) const { return RenderFourCC(value.code); }
+  std::string operator()(ColorValue value) const { return RenderColor(value.value); }
   std::string operator()(const CalendarTime& value) const { return RenderTime(value, false); }
 };
 
@@ -79,8 +79,8 @@ template std::uint64_t XMLValue::Read<std::uint64_t>() const;
 template SizeValue XMLValue::Read<SizeValue>() const;
 template double XMLValue::Read<double>() const;
 template Guid XMLValue::Read<Guid>() const;
-template FourCC XMLValue::Read<FourCC>() const;
-template Color XMLValue::Read<Color>() const;
+template FourCCValue XMLValue::Read<FourCCValue>() const;
+template ColorValue XMLValue::Read<ColorValue>() const;
 template CalendarTime XMLValue::Read<CalendarTime>() const;
 template bool XMLValue::Get<bool>();
 template std::int32_t XMLValue::Get<std::int32_t>();
@@ -90,8 +90,8 @@ template std::uint64_t XMLValue::Get<std::uint64_t>();
 template SizeValue XMLValue::Get<SizeValue>();
 template double XMLValue::Get<double>();
 template Guid XMLValue::Get<Guid>();
-template FourCC XMLValue::Get<FourCC>();
-template Color XMLValue::Get<Color>();
+template FourCCValue XMLValue::Get<FourCCValue>();
+template ColorValue XMLValue::Get<ColorValue>();
 template CalendarTime XMLValue::Get<CalendarTime>();
 
 }  // namespace xv::XMLParse

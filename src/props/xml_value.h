@@ -25,10 +25,10 @@ enum class eXMLValueType : std::uint32_t {
   kTime = 11,
 };
 
-struct FourCC {
+struct FourCCValue {
   std::uint32_t code = 0;
 };
-struct Color {
+struct ColorValue {
   std::uint32_t value = 0;  // 0xAABBGGRR
 };
 
@@ -58,8 +58,8 @@ class XMLValue {
   void SetSize(SizeValue value) { Set(value); }
   void SetDouble(double value) { Set(value); }
   void SetGuid(const Guid& value) { Set(value); }
-  void SetFourCC(std::uint32_t code) { Set(FourCC{code}); }
-  void SetColor(std::uint32_t color) { Set(Color{color}); }
+  void SetFourCC(std::uint32_t code) { Set(FourCCValue{code}); }
+  void SetColor(std::uint32_t color) { Set(ColorValue{color}); }
   void SetTime(const CalendarTime& value) { Set(value); }
 
   bool GetBool() { return Get<bool>(); }
@@ -70,8 +70,8 @@ class XMLValue {
   SizeValue GetSize() { return Get<SizeValue>(); }
   double GetDouble() { return Get<double>(); }
   Guid GetGuid() { return Get<Guid>(); }
-  std::uint32_t GetFourCC() { return Get<FourCC>().code; }
-  std::uint32_t GetColor() { return Get<Color>().value; }
+  std::uint32_t GetFourCC() { return Get<FourCCValue>().code; }
+  std::uint32_t GetColor() { return Get<ColorValue>().value; }
   CalendarTime GetTime() { return Get<CalendarTime>(); }
   // The text of the value as it is; rendered where it is not current.
   const std::string& GetText();
@@ -85,8 +85,9 @@ class XMLValue {
 
  private:
   // In the order of eXMLValueType.
-  using Payload = std::variant<std::monostate, bool, std::int32_t, std::uint32_t, std::int64_t,
-                               std::uint64_t, SizeValue, double, Guid, FourCC, Color, CalendarTime>;
+  using Payload =
+      std::variant<std::monostate, bool, std::int32_t, std::uint32_t, std::int64_t, std::uint64_t,
+                   SizeValue, double, Guid, FourCCValue, ColorValue, CalendarTime>;
 
   template <class T>
   void Set(const T& value) {

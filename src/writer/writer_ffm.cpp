@@ -48,9 +48,19 @@ CCoXvWriterFFM_I::CCoXvWriterFFM_I(IUnknown* outer)
     : inner_(*this),
       outer_(outer == nullptr ? static_cast<IUnknown*>(&inner_) : outer),
       session_(CoXMLNode::Create("session")),
-      own_(CoXMLNode::Create("xv-props")) {
+      own_(props_.Node()),
+      catalogue_(own_) {
   LiveObjectCount().fetch_add(1, std::memory_order_relaxed);
+  props_.SetQualityRead([this](std::string_view name) { return stats_.Render(name); });
+  props_.SetListRead([this](std::string* xml) { return catalogue_.Read(xml); });
+  SetOwnDefaults();
+}
+
+// What the user's settings hold wins over the defaults, and what they lack becomes visible there.
+void CCoXvWriterFFM_I::SetOwnDefaults() {
+  XvPropsHW::ReadInto(*own_);
   for (const Default& row : kOwnDefaults) own_->SetTextIfAbsent(row.name, row.value);
+  XvPropsHW::WriteBack(*own_);
   (void)own_->Child("m_config", true);
   (void)own_->Child("supported_list", true);
 }
@@ -116,6 +126,7 @@ HRESULT CCoXvWriterFFM_I::ObjectStop() noexcept {
     if (encoder_) (void)encoder_->EncoderClose(kInfinite);
     encoder_ = nullptr;
     source_ = nullptr;
+    ResetCapture();
     XvTimeCorrector::Reset();
     return S_OK;
   });
@@ -127,26 +138,31 @@ EncoderRequest CCoXvWriterFFM_I::Request() const {
   return {target_, session_, own_, source_, const_cast<SessionStats*>(&stats_)};
 }
 
+Status CCoXvWriterFFM_I::OpenForFrame(const XV_AV_PROPS& props, const XV_TIME& time) {
+  stats_.Reset();
+  SetupCapture(target_, session_, own_, &stats_);
+  const Status opened = OpenEncoder(Request(), &props, &time, encoder_);
+  // A stage that failed has said more than this could.
+  if (opened.Failed() && stats_.Render("last_error").value_or("").empty()) {
+    stats_.Fail("open", target_, opened);
+  }
+  return opened;
+}
+
 Status CCoXvWriterFFM_I::PutFrame(IXvFrame& frame) {
   XV_TIME time{};
   XV_AV_PROPS props{};
   EncoderInput input{};
   RETURN_IF_FAILED(frame.FrameAllGet(&time, &props, &input.audioSize, &input.audio,
                                      &input.videoSize, &input.video));
-  if (!encoder_) {
-    stats_.Reset();
-    const Status opened = OpenEncoder(Request(), &props, &time, encoder_);
-    // A stage that failed has said more than this could.
-    if (opened.Failed() && stats_.Render("last_error").value_or("").empty()) {
-      stats_.Fail("open", target_, opened);
-    }
-    RETURN_IF_FAILED(opened);
-  }
+  if (!encoder_) RETURN_IF_FAILED(OpenForFrame(props, time));
   const XV_TIME corrected = Correct(props, &time, kTimeTolerance, nullptr);
   input.props = &props;
   input.time = &corrected;
   input.frame = &frame;
-  return encoder_->EncoderPut(input);
+  const Status taken = encoder_->EncoderPut(input);
+  if (!taken.Failed()) (void)CaptureFrame(&frame, &corrected);
+  return taken;
 }
 
 HRESULT CCoXvWriterFFM_I::ReceiverPut(const void*, const void*, IUnknown* frame) noexcept {

@@ -4,8 +4,12 @@
 #include <mutex>
 #include <string>
 
+#include "captions/capture.h"
+#include "catalogue/catalogue.h"
 #include "media/session_stats.h"
 #include "props/node.h"
+#include "props/props_hw.h"
+#include "props/props_impl.h"
 #include "writer/encoder_choice.h"
 #include "writer/time_corrector.h"
 #include "xvwriter/writer.h"
@@ -20,7 +24,9 @@ class CCoXvWriterFFM_I final : public IXvObject_I,
                                public IXvReceiver_I,
                                private XvTimeCorrector,
                                public IXvWriter,
-                               public IXvProps,
+                               public IXvPropsImpl<CCoXvWriterFFM_I, IXvProps>,
+                               private XvPropsHW,
+                               private XvCaptureCCBase<CCoXvWriterFFM_I>,
                                public IXfWriter {
  public:
   // `outer` may be null. Gives the inner unknown with one reference.
@@ -64,23 +70,6 @@ class CCoXvWriterFFM_I final : public IXvObject_I,
   HRESULT WriterNameGet(char16_t** name, char16_t** attributes) noexcept override;
   HRESULT WriterClose() noexcept override { return ObjectStop(); }
 
-  // IXvProps
-  HRESULT PropsSet(const char16_t* name, const char16_t* value) noexcept override;
-  HRESULT PropsGet(const char16_t* name, char16_t** value) noexcept override;
-  HRESULT PropsGetCount(const char16_t* node, std::int32_t* count) noexcept override;
-  HRESULT PropsGetByIndex(const char16_t* node, std::int32_t index, char16_t** name,
-                          char16_t** value, std::int32_t* hasChildren) noexcept override;
-  HRESULT PropsRemove(const char16_t* name) noexcept override;
-  HRESULT PropsHasChild(const char16_t* name, std::int32_t index,
-                        std::int32_t* hasChild) noexcept override;
-  HRESULT PropsInfoGetCount(const char16_t* path, std::int32_t* count) noexcept override;
-  HRESULT PropsInfoGetByIndex(const char16_t* path, std::int32_t index, char16_t** name,
-                              IXvNode** info) noexcept override;
-  HRESULT PropsInfoGet(const char16_t* name, char16_t** type, char16_t** defaultValue,
-                       char16_t** values) noexcept override;
-  HRESULT PropsInfoSet(const char16_t* name, const char16_t* type, const char16_t* defaultValue,
-                       const char16_t* values) noexcept override;
-
  private:
   // The unknown that counts.
   class Inner final : public IUnknown {
@@ -98,6 +87,8 @@ class CCoXvWriterFFM_I final : public IXvObject_I,
   explicit CCoXvWriterFFM_I(IUnknown* outer);
   ~CCoXvWriterFFM_I();
 
+  void SetOwnDefaults();
+  Status OpenForFrame(const XV_AV_PROPS& props, const XV_TIME& time);
   Status PutFrame(IXvFrame& frame);
   EncoderRequest Request() const;
 
@@ -107,8 +98,9 @@ class CCoXvWriterFFM_I final : public IXvObject_I,
   Ref<XvEncoderBaseLegacy> encoder_;
   std::string target_;
   XMLParse::XMLNodePtr session_;  // what WriterSet gave
-  XMLParse::XMLNodePtr own_;      // served through IXvProps
+  XMLParse::XMLNodePtr own_;      // the tree behind IXvProps
   SessionStats stats_;
+  Catalogue catalogue_;           // behind the property "supported_list"
 };
 
 }  // namespace xv

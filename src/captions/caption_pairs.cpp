@@ -1,0 +1,73 @@
+#include "captions/caption_pairs.h"
+
+#include <optional>
+
+namespace xv {
+namespace {
+
+constexpr std::uint8_t kTimeCodePresent = 0x80;
+constexpr std::uint8_t kCcDataPresent = 0x40;
+constexpr std::uint8_t kTimeCodeSection = 0x71;
+constexpr std::uint8_t kCcDataSection = 0x72;
+constexpr std::uint8_t kCountMask = 0x1F;
+
+constexpr std::uint8_t kValid = 0x04;
+constexpr std::uint8_t kTypeMask = 0x03;
+constexpr std::uint8_t kField1 = 0;
+constexpr std::uint8_t kField2 = 1;
+
+// Where the section behind the header (and the time code, if there is one) starts.
+std::size_t SectionStart(std::span<const std::uint8_t> packet) {
+  constexpr std::size_t kHeader = 7;
+  constexpr std::size_t kTimeCode = 5;
+  const bool timeCode = (packet[4] & kTimeCodePresent) != 0 && packet[2] >= kHeader + kTimeCode &&
+                        packet[kHeader] == kTimeCodeSection;
+  return timeCode ? kHeader + kTimeCode : kHeader;
+}
+
+std::uint16_t PairOf(std::span<const std::uint8_t> construct) {
+  return static_cast<std::uint16_t>(construct[1] | construct[2] << 8);
+}
+
+}  // namespace
+
+std::span<const std::uint8_t> ParseCcData(std::span<const std::uint8_t> packet) {
+  constexpr std::size_t kShortest = 8;
+  if (packet.size() < kShortest) return {};
+  const std::size_t start = SectionStart(packet);
+  const std::size_t end = packet[2] < packet.size() ? packet[2] : packet.size();
+  if ((packet[4] & kCcDataPresent) == 0 || start + 2 > end) return {};
+  if (packet[start] != kCcDataSection) return {};
+  const std::size_t size = std::size_t{3} * (packet[start + 1] & kCountMask) + 2;
+  if (start + size > end) return {};
+  return packet.subspan(start, size);
+}
+
+std::uint32_t ExtractPairs(std::span<const std::uint8_t> section) {
+  if (section.size() < 2) return 0;
+  std::optional<std::uint16_t> field1;
+  std::optional<std::uint16_t> field2;
+  std::size_t left = section[1] & kCountMask;
+  for (section = section.subspan(2); left > 0 && section.size() >= 3; --left) {
+    if ((section[0] & kValid) != 0) {
+      auto& field = (section[0] & kTypeMask) == kField1 ? field1 : field2;
+      if (!field) field = PairOf(section);
+    }
+    if (field1 && field2) break;
+    section = section.subspan(3);
+  }
+  return field1.value_or(0) | std::uint32_t{field2.value_or(0)} << 16;
+}
+
+bool IsNullPair(std::uint16_t pair) { return pair == 0 || pair == 0x8080; }
+
+bool CarriesCaptions(std::span<const std::uint8_t> constructs) {
+  for (; constructs.size() >= 3; constructs = constructs.subspan(3)) {
+    if ((constructs[0] & kValid) == 0) continue;
+    const bool line21 = (constructs[0] & kTypeMask) <= kField2;
+    if (!line21 || !IsNullPair(PairOf(constructs))) return true;
+  }
+  return false;
+}
+
+}  // namespace xv

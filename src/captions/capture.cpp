@@ -1,0 +1,119 @@
+#include "captions/capture.h"
+
+#include "base/text.h"
+#include "captions/frame_items.h"
+
+namespace xv {
+namespace {
+
+using XMLParse::CoXMLNode;
+using XMLParse::MergeMode;
+using XMLParse::XMLNodePtr;
+
+// The frame's own attributes, or null. A node of another library is read through its interface.
+XMLNodePtr NodeOfFrame(IXvFrame& frame) {
+  const Ref<IXvFrameExtras> extras = Query<IXvFrameExtras>(&frame);
+  Ref<IXvNode> node;
+  if (!extras || Failed(extras->NodeGet(node.Receive())) || !node) return nullptr;
+  if (XMLNodePtr own = XMLParse::NodeOf(node.get())) return own;
+  XMLNodePtr copy = CoXMLNode::Create("props");
+  char16_t* text = nullptr;
+  if (Failed(node->ToText(&text))) return nullptr;
+  copy->MergeText(Utf8FromUtf16(text), MergeMode::kReplace);
+  XvStringFree(text);
+  return copy;
+}
+
+XV_TIME TimeOf(IXvFrame& frame, const XV_TIME* time) {
+  XV_TIME own{};
+  if (time != nullptr) return *time;
+  if (const Ref<IXfFrame> view = Query<IXfFrame>(&frame)) view->FrameTimeGet(&own);
+  return own;
+}
+
+double RateOf(IXvFrame& frame) {
+  XV_AV_PROPS props{};
+  std::uint32_t count = 0;
+  if (const Ref<IXfFrame> view = Query<IXfFrame>(&frame)) view->FramePropsGet(&props, &count);
+  return props.vid.dblRate;
+}
+
+}  // namespace
+
+void CaptionCapture::SetupCapture(const std::string& outputPath, const XMLNodePtr& session,
+                                  const XMLNodePtr& own, SessionStats* stats) {
+  ResetCapture();
+  stats_ = stats;
+  outputPath_ = outputPath;
+  options_ = CoXMLNode::Create("capture");
+  for (const XMLNodePtr& node : {session, own}) {
+    for (const AttributeSpec& spec : CaptureAttributes()) {
+      const auto text = node ? node->FindText(spec.key) : std::nullopt;
+      if (text) options_->SetTextIfAbsent(spec.key, *text);
+    }
+  }
+  const CoXMLNode* const nodes[] = {options_.get()};
+  sessionOptions_ = ReadCaptureOptions(nodes, outputPath_);
+  scc_ = MakeRef<SCCWriter>(stats);
+  anc_ = MakeRef<CANCDataFile>();
+  UseOptions(sessionOptions_);
+}
+
+void CaptionCapture::UseOptions(const CaptureOptions& options) {
+  if (options.sccPath != scc_->Path()) scc_->SetPath(options.sccPath, options.maxSkip);
+  scc_->SetMaxSkip(options.maxSkip);
+  if (options.ancPath != anc_->Path()) (void)anc_->SetPath(options.ancPath, false, false);
+}
+
+// A path of the frame's stays: going back would empty the file that was left.
+void CaptionCapture::UseFrameNode(const XMLNodePtr& node) {
+  const CoXMLNode* const nodes[] = {node.get(), options_.get()};
+  frameOptions_ = ReadCaptureOptions(nodes, outputPath_);
+  for (const char* key : {"scc_path", "anc_path"}) {
+    if (const auto path = node->FindText(key)) (void)options_->SetText(key, *path);
+  }
+  sessionOptions_.sccPath = frameOptions_.sccPath;
+  sessionOptions_.ancPath = frameOptions_.ancPath;
+}
+
+int CaptionCapture::CaptureFrame(IXvFrame* frame, const XV_TIME* time) {
+  if (frame == nullptr || !scc_) return 0;
+  if (stats_ != nullptr && FrameCarriesCaptions(*frame)) ++stats_->captionsSeen;
+  const XMLNodePtr node = NodeOfFrame(*frame);
+  if (!node) return CaptureWith(sessionOptions_, *frame, time);
+  UseFrameNode(node);
+  UseOptions(frameOptions_);
+  const int done = CaptureWith(frameOptions_, *frame, time);
+  scc_->SetMaxSkip(sessionOptions_.maxSkip);
+  return done;
+}
+
+int CaptionCapture::CaptureWith(const CaptureOptions& options, IXvFrame& frame,
+                                const XV_TIME* time) {
+  int done = 0;
+  if (options.scc && !options.sccPath.empty()) {
+    (void)CaptureCaption(&frame, time);
+    done |= kLookedForPair;
+  }
+  if (options.anc && !options.ancPath.empty()) {
+    (void)anc_->WriteFrame(options.tags, frame, time);
+    done |= kWroteAnc;
+  }
+  return done;
+}
+
+Status CaptionCapture::CaptureCaption(IXvFrame* frame, const XV_TIME* time) {
+  if (frame == nullptr || !scc_) return E_INVALIDARG;
+  const std::uint16_t pair = FramePair(*frame);
+  if (pair == 0) return scc_->SkipFrame();
+  return scc_->AppendPair(pair, TimeOf(*frame, time), RateOf(*frame));
+}
+
+void CaptionCapture::ResetCapture() {
+  if (scc_) scc_->Close();
+  if (anc_) anc_->Close();
+  scc_ = nullptr;
+  anc_ = nullptr;
+}
+
+}  // namespace xv

@@ -1,0 +1,118 @@
+#include "captions/scc_writer.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <iterator>
+
+#include "captions/time_code.h"
+#include "media/frame_duration.h"
+
+namespace xv {
+namespace {
+
+constexpr char kHeader[] = "Scenarist_SCC V1.0\r\n";
+constexpr std::uint32_t kLineReserve = 1024;
+
+}  // namespace
+
+SCCWriter::~SCCWriter() { Close(); }
+
+void SCCWriter::SetPath(const std::string& path, std::int32_t maxSkip) {
+  const std::scoped_lock lock(lock_);
+  (void)file_.Close();
+  path_ = path;
+  maxSkip_ = std::max(maxSkip, 0);
+}
+
+void SCCWriter::SetMaxSkip(std::int32_t maxSkip) {
+  const std::scoped_lock lock(lock_);
+  maxSkip_ = std::max(maxSkip, 0);
+}
+
+std::string SCCWriter::Path() const {
+  const std::scoped_lock lock(lock_);
+  return path_;
+}
+
+bool SCCWriter::LineIsEmpty() const {
+  const std::scoped_lock lock(lock_);
+  return line_.size() == 0;
+}
+
+Status SCCWriter::AppendPair(std::uint16_t pair, const XV_TIME& time, double rate) {
+  const std::scoped_lock lock(lock_);
+  if (line_.size() == 0) {
+    lineTime_ = time;
+    lineRate_ = rate;
+    RETURN_IF_FAILED(line_.Ensure(kLineReserve));
+  }
+  const std::uint8_t bytes[] = {static_cast<std::uint8_t>(pair),
+                                static_cast<std::uint8_t>(pair >> 8)};
+  skipped_ = 0;
+  return line_.Append(bytes, sizeof(bytes), line_.capacity());
+}
+
+Status SCCWriter::SkipFrame() {
+  const std::scoped_lock lock(lock_);
+  if (skipped_++ < maxSkip_) return S_OK;
+  skipped_ = 0;
+  return line_.size() == 0 ? Status() : FlushLocked();
+}
+
+Status SCCWriter::FlushLine() {
+  const std::scoped_lock lock(lock_);
+  return FlushLocked();
+}
+
+Status SCCWriter::OpenLocked() {
+  if (file_.IsOpen()) return S_OK;
+  if (path_.empty()) return S_FALSE;
+  RETURN_IF_FAILED(file_.Create(path_));
+  (void)file_.Write(kHeader, sizeof(kHeader) - 1);
+  return S_OK;
+}
+
+std::string SCCWriter::LineText() const {
+  const std::int64_t duration =
+      lineRate_ > 0 ? RoundAwayFromZero(static_cast<double>(kTimeUnitsPerSecond) / lineRate_) : 0;
+  std::string text =
+      fmt::format("\r\n{}", RenderTimeCode(TimeCodeFromTime(lineTime_.rtStart, duration, true)));
+  const std::uint8_t* bytes = line_.data();
+  for (std::uint32_t i = 0; i + 1 < line_.size(); i += 2) {
+    fmt::format_to(std::back_inserter(text), "{}{:02x}{:02x}", i == 0 ? '\t' : ' ', bytes[i],
+                   bytes[i + 1]);
+  }
+  return text + "\r\n";
+}
+
+// A failed write is no failure of the line: captions never stop a recording. The count tells.
+Status SCCWriter::FlushLocked() {
+  if (line_.size() == 0) return E_UNEXPECTED;
+  const Status open = OpenLocked();
+  if (open.Failed() || open.NothingDone()) return open;
+  const std::string text = LineText();
+  Status written = file_.Write(text.data(), text.size());
+  written.Update(file_.Flush());
+  CountPairs(written.Ok() ? &SessionStats::captionsWritten : &SessionStats::captionsLost);
+  return line_.Resize(0);
+}
+
+void SCCWriter::CountPairs(std::atomic<std::int64_t> SessionStats::*counter) {
+  if (stats_ != nullptr) stats_->*counter += line_.size() / 2;
+}
+
+void SCCWriter::DropLocked() {
+  CountPairs(&SessionStats::captionsLost);
+  (void)line_.Resize(0);
+  skipped_ = 0;
+}
+
+void SCCWriter::Close() {
+  const std::scoped_lock lock(lock_);
+  DropLocked();
+  (void)file_.Close();
+  path_.clear();
+}
+
+}  // namespace xv

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <cstdint>
+#include <mutex>
+#include <string>
+
+#include "base/auto_obj_base.h"
+#include "base/blob.h"
+#include "media/session_stats.h"
+#include "platform/file.h"
+#include "xvwriter/media.h"
+
+namespace xv {
+
+// Writes CEA-608 pairs of field 1 into a Scenarist SCC file, one line for each burst of captions:
+//
+//   Scenarist_SCC V1.0
+//
+//   01:00:00;12 <TAB> 9420 9420 94ae 94ae 9170
+//
+// A line starts with its first pair and ends when more than `maxSkip` frames in a row bring none.
+// The file comes into being with its first line and is flushed after each. A line that has not
+// ended when the file is closed is dropped, and counted as lost. Thread-safety: safe, one lock over
+// everything.
+class SCCWriter final : public AutoObjBase<SCCWriter> {
+ public:
+  static constexpr std::int32_t kDefaultMaxSkip = 3;
+
+  // `stats` counts pairs written and lost; it must outlive this object. May be null.
+  explicit SCCWriter(SessionStats* stats = nullptr) : stats_(stats) {}
+  ~SCCWriter() override;
+
+  // Stores the path and closes an open file; nothing is opened here. Negative `maxSkip` counts as
+  // 0.
+  void SetPath(const std::string& path, std::int32_t maxSkip);
+  void SetMaxSkip(std::int32_t maxSkip);
+  std::string Path() const;
+
+  // A frame with a pair (first byte in the low one). `time` and `rate` (frames a second, 0 when
+  // unknown) count for the first pair of a line.
+  Status AppendPair(std::uint16_t pair, const XV_TIME& time, double rate);
+  // A frame without a pair. Gives FlushLine's result where that ends a line, else S_OK.
+  Status SkipFrame();
+  // Writes the pending line. S_FALSE without a path, the system's error when the file cannot be
+  // made: the line stays pending. E_UNEXPECTED when nothing is pending.
+  Status FlushLine();
+  bool LineIsEmpty() const;
+  // Drops the pending line, closes the file and forgets the path.
+  void Close();
+
+ private:
+  Status FlushLocked();
+  Status OpenLocked();
+  std::string LineText() const;
+  void DropLocked();
+  void CountPairs(std::atomic<std::int64_t> SessionStats::*counter);
+
+  mutable std::mutex lock_;
+  SessionStats* const stats_;
+  File file_;
+  CBLOBHolder<CHeapAlloc> line_;  // pairs, first byte first
+  XV_TIME lineTime_{};
+  double lineRate_ = 0;
+  std::string path_;
+  std::int32_t skipped_ = 0;
+  std::int32_t maxSkip_ = kDefaultMaxSkip;
+};
+
+}  // namespace xv

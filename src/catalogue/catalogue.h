@@ -1,0 +1,46 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "catalogue/hardware_report.h"
+#include "catalogue/pruner.h"
+#include "props/node.h"
+
+namespace xv {
+
+// What can be written on this machine: the list behind the property "supported_list" of a writer.
+// It lives in the child "supported_list" of the writer's own node. Settings, from that node or its
+// child "m_config": "config.path", "config.full", "config.unicode", "config.update".
+// Thread-safety: safe; reads that come together build once.
+class Catalogue {
+ public:
+  // `own` is the writer's node; without a probe no hardware encoder is offered.
+  explicit Catalogue(XMLParse::XMLNodePtr own, HardwareProbe probe = {})
+      : own_(std::move(own)), probe_(std::move(probe)) {}
+
+  // Loads the list where there is none yet, builds it anew where it is empty or "config.update" is
+  // set, takes out what cannot run and gives the rest as XML on one line.
+  Status Read(std::string* xml);
+  // The same, for callers of this library: a copy of the tree.
+  XMLParse::XMLNodePtr Tree();
+
+ private:
+  // Brings the list up to date and gives its node. Under lock_.
+  XMLParse::XMLNodePtr Build();
+  void LoadList(XMLParse::CoXMLNode& list);
+  void Rebuild(XMLParse::CoXMLNode& list);
+  void SaveList(const XMLParse::CoXMLNode& list) const;
+  std::string Setting(const char* name, const char* defaultValue) const;
+  bool Flag(const char* name) const;
+  Pruner& GetPruner();
+
+  const XMLParse::XMLNodePtr own_;
+  const HardwareProbe probe_;
+  std::mutex lock_;  // guards what follows and one build at a time; above the nodes' locks
+  std::unique_ptr<Pruner> pruner_;
+  bool fileIsNoList_ = false;  // the user's file is something else and stays as it is
+};
+
+}  // namespace xv

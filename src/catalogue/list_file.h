@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string>
+
+#include "base/status.h"
+#include "props/node.h"
+
+// The user's file of formats and codecs.
+namespace xv {
+
+// "" stays; a relative path stands behind the folder of this module's file.
+std::string ListPath(const std::string& configured);
+
+// Replaces `list` by the file's tree, named "supported_list". `wide` says that the text is UTF-16
+// with or without a byte order mark; one with a mark is known by it. S_FALSE, with `list` as it
+// was, when there is no such file. A failure, with `list` empty, for what is no list: a folder, a
+// file above 16 MiB, one that cannot be read or whose root has another name. A text that ends early
+// gives what it holds.
+Status LoadListFile(const std::string& path, bool wide, XMLParse::CoXMLNode& list);
+
+// Writes the list, without what was found unavailable, as UTF-8 or as UTF-16LE with a byte order
+// mark. The file is replaced in one step.
+Status SaveListFile(const std::string& path, bool wide, const XMLParse::CoXMLNode& list);
+
+}  // namespace xv

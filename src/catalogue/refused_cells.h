@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace xv {
+
+// Why a container does not take a codec: "" when it does or when that is not known. `format` is an
+// id of the list. Asks FFmpeg, and a short table of what FFmpeg does not know before it fails.
+std::string RefusedCell(std::string_view format, std::string_view codec);
+
+}  // namespace xv

@@ -1,0 +1,193 @@
+#include "base/guard.h"
+#include "base/text.h"
+#include "props/node_impl.h"
+#include "props/props_core.h"
+
+// The operations that walk: by index over a node's attributes and children, and over its schema.
+namespace xv {
+
+using XMLParse::CoXMLNode;
+using XMLParse::GiveNode;
+using XMLParse::XMLNodePtr;
+
+namespace {
+
+constexpr std::string_view kInfo = "_info_";
+
+// The node of a path; an empty one is the tree's own. Null when there is none.
+XMLNodePtr NodeAt(const XMLNodePtr& root, const std::string& path) {
+  return path.empty() ? root : root->FindChild(path);
+}
+
+// "_info_" and "path::_info_" mean the schema of the node. Sets `path` to what is ahead of it.
+bool CutInfo(std::string* path) {
+  if (EqualsNoCase(*path, kInfo)) {
+    path->clear();
+    return true;
+  }
+  const std::size_t split = path->rfind("::");
+  if (split == std::string::npos || !EqualsNoCase(path->substr(split + 2), kInfo)) return false;
+  path->resize(split);
+  return true;
+}
+
+struct Property {
+  std::string name;
+  std::string value;
+  bool hasChildren = false;
+};
+
+Property PropertyOf(const CoXMLNode& node) {
+  return {node.Name(), node.Value(), node.ChildCount() > 0 || node.AttributeCount() > 0};
+}
+
+// Attributes come first, children behind them.
+std::optional<Property> PropertyAt(const CoXMLNode& node, std::size_t index) {
+  const auto attributes = node.Attributes();
+  if (index < attributes.size()) {
+    return Property{attributes[index].first, attributes[index].second, false};
+  }
+  const XMLNodePtr child = node.ChildAt(index - attributes.size());
+  return child ? std::optional(PropertyOf(*child)) : std::nullopt;
+}
+
+Status GiveOptional(const std::optional<std::string>& text, char16_t** out) {
+  return text ? GiveString(*text, out) : Status(S_OK);
+}
+
+}  // namespace
+
+HRESULT PropsCore::GetCount(const char16_t* node, std::int32_t* count) noexcept {
+  return Guarded([&]() -> Status {
+    std::string path = Named(node);
+    if (count == nullptr) return E_POINTER;
+    *count = 0;
+    const XMLNodePtr root = Node();
+    if (!root) return E_FAIL;
+    const std::shared_lock guard(treeLock_);
+    const bool info = CutInfo(&path);
+    const XMLNodePtr found = NodeAt(root, path);
+    if (!found) return XV_E_NOT_FOUND;
+    const XMLNodePtr schema = info ? found->SchemaNode(false) : nullptr;
+    const std::size_t entries = schema ? schema->ChildCount() : 0;
+    *count = static_cast<std::int32_t>(info ? entries : found->AttributeCount());
+    return S_OK;
+  });
+}
+
+HRESULT PropsCore::GetByIndex(const char16_t* node, std::int32_t index, char16_t** name,
+                              char16_t** value, std::int32_t* hasChildren) noexcept {
+  return Guarded([&]() -> Status {
+    std::string path = Named(node);
+    if (name == nullptr || value == nullptr || hasChildren == nullptr) return E_POINTER;
+    *name = *value = nullptr;
+    *hasChildren = 0;
+    const XMLNodePtr root = Node();
+    if (!root) return E_FAIL;
+    const std::shared_lock guard(treeLock_);
+    const bool info = CutInfo(&path);
+    XMLNodePtr found = NodeAt(root, path);
+    if (found && info) found = found->SchemaNode(false);
+    if (!found || index < 0) return XV_E_NOT_FOUND;
+    const auto at = static_cast<std::size_t>(index);
+    std::optional<Property> property;
+    if (const XMLNodePtr entry = info ? found->ChildAt(at) : nullptr) property = PropertyOf(*entry);
+    if (!info) property = PropertyAt(*found, at);
+    if (!property) return XV_E_NOT_FOUND;
+    *hasChildren = property->hasChildren ? 1 : 0;
+    RETURN_IF_FAILED(GiveString(property->name, name));
+    return GiveString(property->value, value);
+  });
+}
+
+HRESULT PropsCore::HasChild(const char16_t* name, std::int32_t index,
+                            std::int32_t* hasChild) noexcept {
+  return Guarded([&]() -> Status {
+    const std::string path = Named(name);
+    if (hasChild == nullptr) return E_POINTER;
+    *hasChild = 0;
+    if (name == nullptr) return E_INVALIDARG;
+    const XMLNodePtr root = Node();
+    if (!root) return E_FAIL;
+    const std::shared_lock guard(treeLock_);
+    const XMLNodePtr found = NodeAt(root, path);
+    const bool has = found && (index < 0 || static_cast<std::size_t>(index) < found->ChildCount());
+    *hasChild = has ? 1 : 0;
+    return S_OK;
+  });
+}
+
+HRESULT PropsCore::InfoGetCount(const char16_t* path, std::int32_t* count) noexcept {
+  return Guarded([&]() -> Status {
+    const std::string where = Named(path);
+    if (count == nullptr) return E_POINTER;
+    *count = 0;
+    const XMLNodePtr root = Node();
+    if (!root) return E_FAIL;
+    const std::shared_lock guard(treeLock_);
+    const XMLNodePtr found = NodeAt(root, where);
+    if (!found) return XV_E_NOT_FOUND;
+    const XMLNodePtr schema = found->SchemaNode(false);
+    *count = schema ? static_cast<std::int32_t>(schema->ChildCount()) : 0;
+    return S_OK;
+  });
+}
+
+HRESULT PropsCore::InfoGetByIndex(const char16_t* path, std::int32_t index, char16_t** name,
+                                  IXvNode** info) noexcept {
+  return Guarded([&]() -> Status {
+    const std::string where = Named(path);
+    if (name == nullptr || info == nullptr) return E_POINTER;
+    *name = nullptr;
+    *info = nullptr;
+    const XMLNodePtr root = Node();
+    if (!root) return E_FAIL;
+    const std::shared_lock guard(treeLock_);
+    const XMLNodePtr found = NodeAt(root, where);
+    const XMLNodePtr schema = found ? found->SchemaNode(false) : nullptr;
+    if (!schema || index < 0) return XV_E_NOT_FOUND;
+    const XMLNodePtr entry = schema->ChildAt(static_cast<std::size_t>(index));
+    if (!entry) return XV_E_NOT_FOUND;
+    RETURN_IF_FAILED(GiveString(entry->Name(), name));
+    return GiveNode(entry, info);
+  });
+}
+
+HRESULT PropsCore::InfoGet(const char16_t* name, char16_t** type, char16_t** defaultValue,
+                           char16_t** values) noexcept {
+  return Guarded([&]() -> Status {
+    const std::string path = Named(name);
+    if (type == nullptr || defaultValue == nullptr || values == nullptr) return E_POINTER;
+    *type = *defaultValue = *values = nullptr;
+    if (name == nullptr) return E_INVALIDARG;
+    const XMLNodePtr root = Node();
+    if (!root) return E_FAIL;
+    const std::shared_lock guard(treeLock_);
+    const XMLNodePtr entry = root->FindInfo(path);
+    if (!entry) return XV_E_NOT_FOUND;
+    RETURN_IF_FAILED(GiveOptional(entry->FindText("type"), type));
+    RETURN_IF_FAILED(GiveOptional(entry->FindText("default"), defaultValue));
+    return GiveOptional(root->InfoValues(path), values);
+  });
+}
+
+HRESULT PropsCore::InfoSet(const char16_t* name, const char16_t* type, const char16_t* defaultValue,
+                           const char16_t* values) noexcept {
+  return Guarded([&]() -> Status {
+    const std::string path = Named(name);
+    if (name == nullptr) return E_INVALIDARG;
+    const XMLNodePtr root = Node();
+    if (!root) return E_FAIL;
+    const std::unique_lock guard(treeLock_);
+    const std::size_t split = path.rfind("::");
+    const bool plain = split == std::string::npos;
+    const XMLNodePtr node = plain ? root : root->Child(path.substr(0, split), true);
+    if (!node) return XV_E_FILE_NOT_FOUND;
+    const std::u16string last = Utf16FromUtf8(plain ? path : path.substr(split + 2));
+    Ref<IXvNode> entry;
+    RETURN_IF_FAILED(node->SetInfo(last.c_str(), type, defaultValue, entry.Receive()));
+    return values == nullptr ? S_OK : entry->SetString(u"values", values);
+  });
+}
+
+}  // namespace xv

@@ -1,0 +1,173 @@
+#include "captions/anc_data_file.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstring>
+#include <thread>
+
+#include "captions/caption_frame.h"
+#include "support/temporary_folder.h"
+
+namespace xv {
+namespace {
+
+using test::CaptionFrame;
+using test::TemporaryFolder;
+using Bytes = std::vector<std::uint8_t>;
+
+const std::vector<std::string> kTags = {"GA94", "ANC.Line.7", "note", "ANC.Line.9"};
+
+std::string Number(std::uint32_t value) {
+  std::string out(4, '\0');
+  std::memcpy(out.data(), &value, 4);
+  return out;
+}
+
+std::string FrameHead(std::int64_t start) {
+  XV_TIME time{};
+  time.rtStart = start;
+  return Number(kAncFrameMagic) + std::string(reinterpret_cast<const char*>(&time), sizeof(time));
+}
+
+std::string Item(const std::string& tag, const std::string& data, bool text = false) {
+  const auto size = static_cast<std::uint32_t>(data.size());
+  return Number(static_cast<std::uint32_t>(tag.size()) + size + 8) +
+         Number(static_cast<std::uint32_t>(tag.size())) + tag +
+         Number(size | (text ? kAncTextFlag : 0)) + data;
+}
+
+bool WaitUntil(const std::function<bool()>& condition) {
+  for (int i = 0; i < 5000 && !condition(); ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return condition();
+}
+
+TEST(AncDataFile, WritesWhatTheFrameHas) {
+  const TemporaryFolder folder;
+  CANCDataFile file;
+  ASSERT_EQ(file.SetPath(folder.Path("a.anc"), false, false), S_OK);
+  CaptionFrame bare(100);
+  EXPECT_EQ(file.WriteFrame(kTags, *bare, nullptr), S_OK);
+  EXPECT_FALSE(FileExists(folder.Path("a.anc")));
+  CaptionFrame full(200);
+  full.Bytes("GA94", {1, 2, 3})
+      .Number("ANC.Line.7", -2)
+      .Text("note", "grün")
+      .Text("ANC.Line.9", "");
+  XV_TIME corrected{};
+  corrected.rtStart = 250;
+  EXPECT_EQ(file.WriteFrame(kTags, *full, &corrected), S_OK);
+  CaptionFrame second(300);
+  second.Text("ANC.Line.9", "x");
+  EXPECT_EQ(file.WriteFrame(kTags, *second, nullptr), S_OK);
+  EXPECT_EQ(folder.Read("a.anc"), FrameHead(250) + Item("GA94", "\1\2\3") +
+                                      Item("ANC.Line.7", "\xFE" + std::string(7, '\xFF')) +
+                                      Item("note", "grün", true) + FrameHead(300) +
+                                      Item("ANC.Line.9", "x", true));
+  EXPECT_EQ(file.SetPath(folder.Path("none/b.anc"), false, false), S_OK);
+  EXPECT_EQ(file.WriteFrame(kTags, *second, nullptr), XV_E_FILE_NOT_FOUND);
+  EXPECT_EQ(file.SetPath("", false, false), S_OK);
+  EXPECT_EQ(file.WriteFrame(kTags, *second, nullptr), E_INVALIDARG);
+}
+
+TEST(AncDataFile, ReadsItsOwnFileInOrderOfTime) {
+  const TemporaryFolder folder;
+  const std::string path = folder.Write(
+      "a.anc", FrameHead(500) + Item("A", "late") + FrameHead(100) + Item("A", "early") +
+                   Item("B", "text", true) + FrameHead(700) + FrameHead(600) + Item("A", "6"));
+  CANCDataFile file;
+  ASSERT_EQ(file.SetPath(path, true, false), S_OK);
+  EXPECT_EQ(file.LastRead(), S_OK);
+  EXPECT_EQ(file.Count(), 3u);  // a frame without items is none
+  EXPECT_EQ(file.FirstTime(), 100);
+  EXPECT_EQ(file.LastTime(), 600);
+  EXPECT_FALSE(file.FindAt(99));
+  EXPECT_EQ(file.FindAt(100)->time.rtStart, 100);
+  EXPECT_EQ(file.FindAt(599)->time.rtStart, 500);
+  TimedValue value;
+  ASSERT_TRUE(file.ItemAt(499, "B", &value));
+  EXPECT_EQ(std::get<std::string>(value), "text");
+  ASSERT_TRUE(file.ItemAt(9999, "A", &value));
+  EXPECT_EQ(std::get<Ref<TimedBytes>>(value)->size(), 1u);
+  EXPECT_FALSE(file.ItemAt(9999, "B", &value));
+  file.Close();
+  EXPECT_EQ(file.Count(), 0u);
+}
+
+TEST(AncDataFile, BrokenFilesHaveTheirStatus) {
+  const TemporaryFolder folder;
+  const auto read = [&](const std::string& text) {
+    CANCDataFile file;
+    return file.SetPath(folder.Write("a.anc", text), true, false).code();
+  };
+  const std::string good = FrameHead(1) + Item("A", "data");
+  EXPECT_EQ(read(""), E_INVALIDARG);
+  EXPECT_EQ(read("XXXX" + good), E_INVALIDARG);
+  EXPECT_EQ(read(FrameHead(1)), XV_E_FILE_HANDLE);
+  EXPECT_EQ(read(good + Number(0xFFFFFFFF) + "anything"), S_OK);
+  EXPECT_EQ(read(good + Number(0xFFFFFFFE)), S_OK);
+  EXPECT_EQ(read(good + Number(13) + Number(1) + "A" + Number(5) + "12345"), AncReader::kCorrupt);
+  EXPECT_EQ(read(good + Number(9) + Number(1) + "A" + Number(0)), AncReader::kCorrupt);
+  EXPECT_EQ(read(good + Number(9) + Number(1) + "A" + Number(kAncTextFlag)), AncReader::kCorrupt);
+  // Lengths that no memory could hold, with and without agreement.
+  EXPECT_EQ(read(good + Number(0x7FFFFFFF) + Number(0x7FFFFF00)), S_OK);
+  EXPECT_EQ(read(good + Number(7) + Number(0xFFFFFFFF)), AncReader::kCorrupt);
+  CANCDataFile file;
+  EXPECT_EQ(file.SetPath(folder.Path("none"), true, true), XV_E_FILE_NOT_FOUND);
+  EXPECT_EQ(file.SetPath(folder.Path(), true, false).Failed(), true);
+}
+
+TEST(AncDataFile, CutAtEveryByteGivesTheCompleteItems) {
+  const TemporaryFolder folder;
+  const std::string parts[] = {FrameHead(1), Item("A", "data"), Item("B", "text", true),
+                               FrameHead(2), Item("A", "x")};
+  std::string whole;
+  for (const std::string& part : parts) whole += part;
+  for (std::size_t cut = 0; cut <= whole.size(); ++cut) {
+    std::size_t items = 0;
+    std::size_t end = 0;
+    for (const std::string& part : parts) {
+      end += part.size();
+      items += end <= cut && part.size() < 40;  // a frame's head is longer
+    }
+    CANCDataFile file;
+    const Status status = file.SetPath(folder.Write("a.anc", whole.substr(0, cut)), true, false);
+    EXPECT_EQ(status, cut < 4 ? E_INVALIDARG : items == 0 ? XV_E_FILE_HANDLE : S_OK) << cut;
+    std::size_t found = 0;
+    for (const std::int64_t time : {1, 2}) {
+      const Ref<CTimedData> frame = file.FindAt(time);
+      if (frame && frame->time.rtStart == time) found += frame->items.size();
+    }
+    EXPECT_EQ(found, items) << cut;
+  }
+}
+
+TEST(AncDataFile, ThreadFollowsAFileThatGrows) {
+  const TemporaryFolder folder;
+  CANCDataFile writer;
+  ASSERT_EQ(writer.SetPath(folder.Path("a.anc"), false, false), S_OK);
+  CANCDataFile reader;
+  for (int i = 1; i <= 200; ++i) {
+    CaptionFrame frame(i);
+    frame.Bytes("GA94", Bytes(1000, static_cast<std::uint8_t>(i))).Text("note", "n");
+    ASSERT_EQ(writer.WriteFrame(kTags, *frame, nullptr), S_OK);
+    if (i == 1) {
+      ASSERT_EQ(reader.SetPath(folder.Path("a.anc"), true, true), S_OK);
+    }
+    if (i % 50 == 0) {
+      EXPECT_TRUE(WaitUntil([&] {
+        TimedValue value;
+        return reader.LastTime() == i && reader.ItemAt(i, "note", &value);
+      }));
+    }
+  }
+  EXPECT_EQ(reader.Count(), 200u);
+  EXPECT_EQ(reader.LastRead(), S_FALSE);
+  reader.Close();
+  EXPECT_EQ(reader.LastRead(), AncReader::kStopped);
+}
+
+}  // namespace
+}  // namespace xv

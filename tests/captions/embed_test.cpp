@@ -1,0 +1,245 @@
+#include "captions/embed.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "captions/caption_frame.h"
+#include "captions/insert_offset.h"
+#include "contracts/av_handles.h"
+
+namespace xv {
+namespace {
+
+using test::CaptionFrame;
+using Bytes = std::vector<std::uint8_t>;
+
+AvPtr<AVPacket> Packet(const Bytes& bytes, std::int64_t pts) {
+  AvPtr<AVPacket> packet(av_packet_alloc());
+  EXPECT_EQ(av_new_packet(packet.get(), static_cast<int>(bytes.size())), 0);
+  std::copy(bytes.begin(), bytes.end(), packet->data);
+  packet->pts = pts;
+  return packet;
+}
+
+Bytes Contents(const AVPacket& packet) { return {packet.data, packet.data + packet.size}; }
+
+Bytes Joined(std::initializer_list<Bytes> parts) {
+  Bytes all;
+  for (const Bytes& part : parts) all.insert(all.end(), part.begin(), part.end());
+  return all;
+}
+
+const Bytes kSps = {0, 0, 0, 1, 0x67, 0x42, 0x00, 0x1F};
+const Bytes kPps = {0, 0, 1, 0x68, 0xCE, 0x3C};
+const Bytes kDelimiter = {0, 0, 0, 1, 0x09, 0x10};
+const Bytes kSlice = {0, 0, 0, 1, 0x65, 0x88, 0x84};
+const Bytes kShortSlice = {0, 0, 1, 0x41, 0x9A, 0x00, 0x00};
+
+TEST(FindInsertOffset, H264BlockLandsAheadOfTheFirstSlice) {
+  const auto offset = [](const Bytes& packet) { return FindInsertOffset(packet, true); };
+  EXPECT_EQ(offset(Joined({kSps, kPps, kSlice})), kSps.size() + kPps.size());
+  EXPECT_EQ(offset(Joined({kDelimiter, kShortSlice})), kDelimiter.size());
+  EXPECT_EQ(offset(Joined({kDelimiter, kSlice, kSlice})), kDelimiter.size());
+  EXPECT_EQ(offset(kSlice), 0u);
+  EXPECT_EQ(offset(kShortSlice), 0u);
+  EXPECT_EQ(offset(Joined({kSps, kPps})), kSps.size() + kPps.size());
+  EXPECT_EQ(offset({0, 0, 0, 1}), 0u);
+  EXPECT_EQ(offset({}), 0u);
+}
+
+const Bytes kSequence = {0, 0, 1, 0xB3, 0x14, 0x00, 0xF0, 0x23};
+const Bytes kExtension = {0, 0, 1, 0xB5, 0x14, 0x8A};
+const Bytes kGop = {0, 0, 1, 0xB8, 0x00, 0x08};
+const Bytes kPicture = {0, 0, 1, 0x00, 0x00, 0x0F};
+const Bytes kCoding = {0, 0, 1, 0xB5, 0x8F, 0xFF};
+const Bytes kMpegSlice = {0, 0, 1, 0x01, 0x12, 0x34};
+
+TEST(FindInsertOffset, Mpeg2BothPlacements) {
+  const Bytes intra = Joined({kSequence, kExtension, kGop, kPicture, kCoding, kMpegSlice});
+  EXPECT_EQ(FindInsertOffset(intra, false), kSequence.size());
+  EXPECT_EQ(FindPictureOffset(intra, false), intra.size() - kMpegSlice.size());
+  const Bytes inter = Joined({kPicture, kCoding, kMpegSlice, kMpegSlice});
+  EXPECT_EQ(FindInsertOffset(inter, false), 0u);
+  EXPECT_EQ(FindPictureOffset(inter, false), kPicture.size() + kCoding.size());
+  EXPECT_EQ(FindPictureOffset(kSequence, false), kSequence.size());  // no slice: the other rule
+  EXPECT_EQ(FindInsertOffset(Joined({kSequence, {0}, kPicture}), false), kSequence.size());
+}
+
+TEST(FindInsertOffset, Mpeg4PictureIsTheVop) {
+  const Bytes layer = {0, 0, 1, 0x20, 0x00, 0x84};
+  const Bytes vop = {0, 0, 1, 0xB6, 0x10, 0x60};
+  EXPECT_EQ(FindPictureOffset(Joined({layer, vop}), true), layer.size());
+  EXPECT_EQ(FindInsertOffset(Joined({layer, vop}), false), 0u);
+}
+
+TEST(FindInsertOffset, StaysInsideAnyBytes) {
+  std::mt19937 random(7);
+  const std::uint8_t letters[] = {0, 0, 0, 1, 1, 3, 6, 7, 9, 0x65, 0xB3, 0xB6};
+  for (int round = 0; round < 20000; ++round) {
+    Bytes packet(random() % 40);
+    for (std::uint8_t& byte : packet) byte = letters[random() % std::size(letters)];
+    for (const bool flag : {false, true}) {
+      EXPECT_LE(FindInsertOffset(packet, flag), packet.size());
+      EXPECT_LE(FindPictureOffset(packet, flag), packet.size());
+    }
+  }
+}
+
+// The rule as it is told: wherever two zeros meet the end or a byte below 4, a 3 goes between.
+Bytes EmulationPreventedByTheBook(Bytes bytes) {
+  for (std::size_t i = 3; i + 1 < bytes.size(); ++i) {
+    if (bytes[i] != 0 || bytes[i + 1] != 0) continue;
+    if (i + 2 == bytes.size() || bytes[i + 2] < 4) {
+      bytes.insert(bytes.begin() + static_cast<std::ptrdiff_t>(i) + 2, 3);
+    }
+  }
+  return bytes;
+}
+
+TEST(PrepareH264Sei, FramesTheBlock) {
+  Bytes block = {'G', 'A', 0, 0};
+  PrepareH264Sei(&block);
+  EXPECT_EQ(block, (Bytes{0, 0, 0, 1, 6, 4, 7, 0xB5, 0, 0x31, 'G', 'A', 0, 0, 0x80}));
+  Bytes zeros = {0, 0, 1, 0, 0, 0, 0, 4};
+  PrepareH264Sei(&zeros);
+  EXPECT_EQ(Bytes(zeros.begin() + 10, zeros.end()), (Bytes{0, 0, 3, 1, 0, 0, 3, 0, 0, 4, 0x80}));
+  Bytes longest(252, 'x');
+  PrepareH264Sei(&longest);
+  EXPECT_EQ(longest[6], 255);
+  Bytes tooLong(253, 'x');
+  PrepareH264Sei(&tooLong);
+  EXPECT_EQ(tooLong[6], 0);
+  EXPECT_EQ(tooLong.size(), 253u + 11);
+}
+
+TEST(PrepareH264Sei, EmulationPreventionOnAnyBytes) {
+  std::mt19937 random(11);
+  for (int round = 0; round < 5000; ++round) {
+    Bytes block(random() % 30);
+    for (std::uint8_t& byte : block) byte = static_cast<std::uint8_t>(random() % 6);
+    Bytes expected = {0, 0, 0, 1, 6, 4, static_cast<std::uint8_t>(block.size() + 3), 0xB5, 0, 0x31};
+    expected.insert(expected.end(), block.begin(), block.end());
+    expected.push_back(0x80);
+    PrepareH264Sei(&block);
+    ASSERT_EQ(block, EmulationPreventedByTheBook(expected));
+  }
+}
+
+TEST(PrepareMpegUserData, StartCodeInFront) {
+  Bytes block = {1, 2};
+  PrepareMpegUserData(&block);
+  EXPECT_EQ(block, (Bytes{0, 0, 1, 0xB2, 1, 2}));
+}
+
+TEST(InsertCaptions, BlockGoesIntoThePacketOfItsStamp) {
+  SessionStats stats;
+  CaptionMap map = {{5, {'x'}}, {6, {'y'}}};
+  AvPtr<AVPacket> packet = Packet(Joined({kDelimiter, kSlice}), 6);
+  const auto insert = [&](AVCodecID codec) {
+    return InsertCaptions(&map, codec, CaptionPlacement::kSequence, packet.get(), &stats);
+  };
+  EXPECT_EQ(insert(AV_CODEC_ID_H264), S_OK);
+  Bytes sei = {'y'};
+  PrepareH264Sei(&sei);
+  EXPECT_EQ(Contents(*packet), Joined({kDelimiter, sei, kSlice}));
+  EXPECT_EQ(map.size(), 1u);
+  EXPECT_EQ(insert(AV_CODEC_ID_H264), S_FALSE);  // taken already
+  EXPECT_EQ(stats.captionsEmbedded, 1);
+  packet = Packet(Joined({kSequence, kPicture, kMpegSlice}), 5);
+  EXPECT_EQ(insert(AV_CODEC_ID_MPEG2VIDEO), S_OK);
+  EXPECT_EQ(Contents(*packet), Joined({kSequence, {0, 0, 1, 0xB2, 'x'}, kPicture, kMpegSlice}));
+  map[5] = {'z'};
+  packet = Packet(Joined({kPicture, kMpegSlice}), 5);
+  EXPECT_EQ(InsertCaptions(&map, AV_CODEC_ID_MPEG2VIDEO, CaptionPlacement::kPicture, packet.get(),
+                           nullptr),
+            S_OK);
+  EXPECT_EQ(Contents(*packet), Joined({kPicture, {0, 0, 1, 0xB2, 'z'}, kMpegSlice}));
+}
+
+// A packet that the second output shares keeps its bytes there.
+TEST(InsertCaptions, SharedPacketBecomesItsOwn) {
+  CaptionMap map = {{1, {'x'}}};
+  const AvPtr<AVPacket> packet = Packet(kSlice, 1);
+  const AvPtr<AVPacket> other(av_packet_clone(packet.get()));
+  EXPECT_EQ(
+      InsertCaptions(&map, AV_CODEC_ID_H264, CaptionPlacement::kSequence, packet.get(), nullptr),
+      S_OK);
+  EXPECT_EQ(Contents(*other), kSlice);
+  EXPECT_GT(packet->size, other->size);
+}
+
+TEST(InsertCaptions, FailuresLeaveThePacketAndCountTheLoss) {
+  SessionStats stats;
+  const Bytes prefixed = {0, 0, 0, 7, 0x65, 1, 2, 3, 4, 5, 6};
+  const auto insert = [&](AVCodecID codec, const Bytes& bytes, Bytes block) {
+    CaptionMap map = {{1, std::move(block)}};
+    const AvPtr<AVPacket> packet = Packet(bytes, 1);
+    const Status status =
+        InsertCaptions(&map, codec, CaptionPlacement::kSequence, packet.get(), &stats);
+    EXPECT_EQ(Contents(*packet), bytes);
+    EXPECT_TRUE(map.empty());
+    return status;
+  };
+  EXPECT_EQ(insert(AV_CODEC_ID_H264, prefixed, {'x'}), E_NOTIMPL);
+  EXPECT_EQ(insert(AV_CODEC_ID_HEVC, kSlice, {'x'}), E_NOTIMPL);
+  EXPECT_EQ(insert(AV_CODEC_ID_H264, kSlice, {}), E_UNEXPECTED);
+  EXPECT_EQ(stats.captionsLost, 3);
+  CaptionMap map = {{1, {'x'}}};
+  const AvPtr<AVPacket> packet(av_packet_alloc());
+  packet->size = 4;
+  EXPECT_EQ(
+      InsertCaptions(&map, AV_CODEC_ID_H264, CaptionPlacement::kSequence, packet.get(), nullptr),
+      E_UNEXPECTED);
+  EXPECT_EQ(map.size(), 1u);
+  // The loose test of a byte stream: an odd third byte passes.
+  Bytes odd = prefixed;
+  odd[2] = 1;
+  const AvPtr<AVPacket> loose = Packet(odd, 1);
+  EXPECT_EQ(
+      InsertCaptions(&map, AV_CODEC_ID_H264, CaptionPlacement::kSequence, loose.get(), nullptr),
+      S_OK);
+}
+
+TEST(KeepCaptions, FirstKeyWithDataCounts) {
+  CaptionMap map;
+  CaptionFrame frame;
+  EXPECT_EQ(KeepCaptions(&map, *frame, 1, 0, nullptr), S_FALSE);
+  frame.Word(0x2094);
+  EXPECT_EQ(KeepCaptions(&map, *frame, 1, 0, nullptr), S_OK);
+  EXPECT_EQ(map[1].size(), 4u);
+  frame.Bytes("C708", {7});
+  EXPECT_EQ(KeepCaptions(&map, *frame, 2, 0, nullptr), S_OK);
+  frame.Bytes("GA94", {8});
+  EXPECT_EQ(KeepCaptions(&map, *frame, 3, 0, nullptr), S_OK);
+  frame.Bytes("ATSC", {9});
+  EXPECT_EQ(KeepCaptions(&map, *frame, 4, 0, nullptr), S_OK);
+  EXPECT_EQ(map[2], Bytes{7});
+  EXPECT_EQ(map[3], Bytes{8});
+  EXPECT_EQ(map[4], Bytes{9});
+}
+
+TEST(KeepCaptions, OldestGoesBeyondTheBound) {
+  SessionStats stats;
+  CaptionMap map;
+  CaptionFrame frame;
+  frame.Word(0x2094);
+  for (int pts = 0; pts < 16; ++pts) EXPECT_EQ(KeepCaptions(&map, *frame, pts, 0, &stats), S_OK);
+  EXPECT_EQ(map.size(), 15u);
+  EXPECT_EQ(map.begin()->first, 1);
+  EXPECT_EQ(stats.captionsLost, 1);
+  // An encoder that holds 40 frames.
+  for (int pts = 16; pts < 56; ++pts) EXPECT_EQ(KeepCaptions(&map, *frame, pts, 40, &stats), S_OK);
+  EXPECT_EQ(map.size(), 55u);
+  EXPECT_EQ(stats.captionsLost, 1);
+  // Blocks without captions do not count.
+  map.clear();
+  map[0] = MakeCaptionItems(ConstructsForPair(0x8080, 25), 25, 0).ga94;
+  map[1] = MakeCaptionItems(ConstructsForPair(0x2094, 25), 25, 0).ga94;
+  DropCaptions(&map, &stats);
+  EXPECT_EQ(stats.captionsLost, 2);
+  EXPECT_TRUE(map.empty());
+}
+
+}  // namespace
+}  // namespace xv

@@ -1,0 +1,125 @@
+#include "captions/scc_writer.h"
+
+#include <gtest/gtest.h>
+
+#include "captions/cea608_text.h"
+#include "captions/run_command.h"
+#include "support/temporary_folder.h"
+
+namespace xv {
+namespace {
+
+using test::TemporaryFolder;
+
+XV_TIME At(std::int64_t start) {
+  XV_TIME time{};
+  time.rtStart = start;
+  return time;
+}
+
+TEST(SccWriter, LinesAsTheFormatWantsThem) {
+  const TemporaryFolder folder;
+  SessionStats stats;
+  SCCWriter writer(&stats);
+  writer.SetPath(folder.Path("a.scc"), 0);
+  EXPECT_EQ(writer.FlushLine(), E_UNEXPECTED);
+  for (const std::uint16_t pair : {0x2094, 0x2094, 0xae94}) {
+    EXPECT_EQ(writer.AppendPair(pair, At(36'000'000'000 + 4'004'000), 30000.0 / 1001), S_OK);
+  }
+  EXPECT_EQ(folder.Read("a.scc"), "");
+  EXPECT_EQ(writer.FlushLine(), S_OK);
+  EXPECT_EQ(writer.AppendPair(0x7091, At(0), 25), S_OK);
+  EXPECT_EQ(writer.FlushLine(), S_OK);
+  EXPECT_EQ(folder.Read("a.scc"),
+            "Scenarist_SCC V1.0\r\n"
+            "\r\n01:00:00;12\t9420 9420 94ae\r\n"
+            "\r\n00:00:00:00\t9170\r\n");
+  EXPECT_EQ(stats.captionsWritten, 4);
+}
+
+TEST(SccWriter, LineEndsAfterTheFramesThatMayBeSkipped) {
+  const TemporaryFolder folder;
+  SessionStats stats;
+  SCCWriter writer(&stats);
+  writer.SetPath(folder.Path("a.scc"), 2);
+  const auto lines = [&] {
+    std::size_t count = 0;
+    for (const char c : folder.Read("a.scc")) count += c == '\t';
+    return count;
+  };
+  writer.AppendPair(0x2094, At(0), 25).Ok();
+  for (int round = 0; round < 3; ++round) {
+    EXPECT_EQ(writer.SkipFrame(), S_OK);
+    EXPECT_EQ(writer.SkipFrame(), S_OK);
+    EXPECT_EQ(writer.AppendPair(0x2094, At(0), 25), S_OK);  // starts the count anew
+  }
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(writer.SkipFrame(), S_OK);
+  EXPECT_EQ(lines(), 0u);
+  EXPECT_EQ(writer.SkipFrame(), S_OK);
+  EXPECT_EQ(lines(), 1u);
+  EXPECT_TRUE(writer.LineIsEmpty());
+  writer.SetMaxSkip(-4);
+  writer.AppendPair(0x2094, At(0), 25).Ok();
+  EXPECT_EQ(writer.SkipFrame(), S_OK);
+  EXPECT_EQ(lines(), 2u);
+  // What has not ended is dropped, and told.
+  writer.AppendPair(0x2094, At(0), 25).Ok();
+  writer.Close();
+  EXPECT_EQ(lines(), 2u);
+  EXPECT_EQ(stats.captionsWritten, 5);
+  EXPECT_EQ(stats.captionsLost, 1);
+}
+
+TEST(SccWriter, LineStaysUntilThereIsAFile) {
+  const TemporaryFolder folder;
+  SCCWriter writer;
+  writer.AppendPair(0x2094, At(0), 25).Ok();
+  EXPECT_EQ(writer.FlushLine(), S_FALSE);
+  writer.SetPath(folder.Path("none/a.scc"), 3);
+  EXPECT_EQ(writer.FlushLine(), XV_E_FILE_NOT_FOUND);
+  EXPECT_FALSE(writer.LineIsEmpty());
+  writer.SetPath(folder.Path("a.scc"), 3);
+  EXPECT_EQ(writer.FlushLine(), S_OK);
+  EXPECT_NE(folder.Read("a.scc").find("9420"), std::string::npos);
+}
+
+TEST(SccWriter, FullDiskIsCounted) {
+  SessionStats stats;
+  SCCWriter writer(&stats);
+  writer.SetPath("/dev/full", 3);
+  writer.AppendPair(0x2094, At(0), 25).Ok();
+  EXPECT_EQ(writer.FlushLine(), S_OK);
+  EXPECT_EQ(stats.captionsLost, 1);
+  EXPECT_EQ(stats.captionsWritten, 0);
+}
+
+// ffmpeg reads the file and gives the text and the times.
+TEST(SccWriter, FfmpegReadsTheTextBack) {
+  const TemporaryFolder folder;
+  SCCWriter writer;
+  writer.SetPath(folder.Path("a.scc"), 3);
+  Cea608Text text;
+  constexpr double kRate = 30000.0 / 1001;
+  for (int frame = 0; frame < 300; ++frame) {
+    if (frame == 30) text.Say("FIRST LINE");
+    if (frame == 150) text.Say("TWO ROWS\nOF TEXT");
+    if (frame == 270) text.Erase();
+    const std::uint16_t pair = text.NextPair();
+    const XV_TIME time = At(static_cast<std::int64_t>(frame * 1e7 / kRate + 0.5));
+    if (pair != Cea608Text::kNullPair) {
+      ASSERT_EQ(writer.AppendPair(pair, time, kRate), S_OK);
+    } else {
+      ASSERT_EQ(writer.SkipFrame(), S_OK);
+    }
+  }
+  const std::string srt =
+      test::RunCommand("ffmpeg -v error -f scc -i " + folder.Path("a.scc") + " -f srt - 2>&1");
+  const std::size_t first = srt.find("FIRST LINE");
+  const std::size_t second = srt.find("OF TEXT");
+  EXPECT_NE(first, std::string::npos) << srt;
+  EXPECT_NE(srt.find("TWO ROWS"), std::string::npos) << srt;
+  EXPECT_LT(first, second) << srt;
+}
+
+}  // namespace
+}  // namespace xv

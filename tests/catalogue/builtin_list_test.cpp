@@ -1,0 +1,190 @@
+#include "catalogue/builtin_list.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "catalogue/list_comparison.h"
+#include "catalogue/selection.h"
+#include "props/value_syntax.h"
+
+namespace xv {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::Pair;
+using XMLParse::CoXMLNode;
+using XMLParse::XMLNodePtr;
+
+class BuiltinListTest : public ::testing::Test {
+ protected:
+  void SetUp() override { ASSERT_TRUE(list_->ReadXml(BuiltinList()).Ok()); }
+
+  std::vector<std::string> Ids(const XMLNodePtr& parent) {
+    std::vector<std::string> out;
+    for (const XMLNodePtr& child : parent->Children()) {
+      if (child->Name() != "attributes_info") out.push_back(child->Text("id", "(none)"));
+    }
+    return out;
+  }
+  XMLNodePtr Format(const char* name) { return FindListedFormat(*list_, name); }
+
+  const XMLNodePtr list_ = CoXMLNode::Create({});
+};
+
+TEST_F(BuiltinListTest, LoadsInSpiteOfItsStrayTag) {
+  EXPECT_EQ(list_->Name(), "supported_list");
+  ASSERT_EQ(list_->ChildCount(), 3u) << "a lost level would move what follows it";
+  EXPECT_EQ(list_->ChildAt(1)->Name(), "video_codecs");
+  EXPECT_THAT(Ids(list_->FindChild("formats")),
+              ElementsAre("(none)", "mpeg_nablet_udp", "mpeg_nablet", "mpeg", "mpegts", "mp4",
+                          "mov", "mov_dnxhd", "mov", "mxf", "mxf_d10", "gxf", "dv", "flv", "vob",
+                          "asf", "ipod", "avi", "matroska", "webm", "flv", "mpegts", "rtsp", "ismv",
+                          "hls", "image2", "mp3", "ac3", "adts", "wav", "ogg"));
+  EXPECT_THAT(Ids(Format("Image Sequence")->FindChild("audio")), ElementsAre("null", "wav_file"));
+  EXPECT_NE(BuiltinList().find("wav_file' name='WAV side file'/>\r\n\t\t\t\t</codec>"),
+            std::string_view::npos);
+}
+
+TEST_F(BuiltinListTest, EntriesHaveTheirPresetsAndTargets) {
+  EXPECT_EQ(Format("RTMP Streaming")->Text("protocol"), "rtmp://");
+  EXPECT_TRUE(Format("RTMP Streaming")->Bool("network"));
+  EXPECT_THAT(PresetsOf(*Format("RTMP Streaming")), ElementsAre(Pair("merge_tracks", "true")));
+  EXPECT_THAT(PresetsOf(*Format("IIS Live Smooth Streaming")),
+              ElementsAre(Pair("movflags", "isml+frag_keyframe")));
+  EXPECT_EQ(Format("ipod")->Text("extensions"), "m4v,m4a");
+  const XMLNodePtr imx = Format("XDCAM - MPEG IMX (MPEG-4 container)");
+  EXPECT_EQ(FindListedCodec(*imx, "video", "IMX 40")->Rate("b"), 40'000'000);
+  EXPECT_FALSE(FindListedCodec(*imx, "video", "IMX 45"));
+  int rates = 0;
+  for (const XMLNodePtr& codec : Format("MOV DNxHD")->FindChild("video")->Children()) {
+    if (codec->Text("id") != "dnxhd") continue;
+    ++rates;
+    std::int32_t width = 0;
+    std::int32_t height = 0;
+    EXPECT_TRUE(ReadPair(codec->Text("size"), &width, &height));
+    EXPECT_NE(codec->Text("name").find(std::to_string(height)), std::string::npos);
+    EXPECT_NE(codec->Text("name").find(" " + std::to_string(codec->Rate("b") / 1'000'000) + " "),
+              std::string::npos);
+  }
+  EXPECT_EQ(rates, 26);
+}
+
+TEST_F(BuiltinListTest, EveryListedCodecIsDeclaredAndEveryAttributeDescribed) {
+  const std::set<std::string> undeclared = {"packets", "null", "wav_file", "dpx", "png"};
+  for (const XMLNodePtr& format : list_->FindChild("formats")->Children()) {
+    for (const char* kind : {"video", "audio"}) {
+      ASSERT_TRUE(format->FindChild(kind)) << format->Text("name");
+      for (const XMLNodePtr& codec : format->FindChild(kind)->Children()) {
+        EXPECT_FALSE(codec->Text("name").empty());
+        const std::string id = codec->Text("id");
+        const XMLNodePtr entries = list_->FindChild(std::string(kind) + "_codecs");
+        const std::vector<std::string> ids = Ids(entries);
+        EXPECT_TRUE(id.empty() || undeclared.count(id) == 1 ||
+                    std::find(ids.begin(), ids.end(), id) != ids.end())
+            << id;
+        for (const ListedAttribute& one : AttributesOfCodec(*list_, *codec, kind)) {
+          EXPECT_FALSE(one.type.empty() || one.description.empty()) << id << " " << one.name;
+          const bool words = one.type == "option_fixed" || one.type == "bool";
+          EXPECT_TRUE(!words || !one.values.empty()) << id << " " << one.name;
+        }
+      }
+    }
+  }
+}
+
+TEST_F(BuiltinListTest, DefaultsLieWithinTheirValuesAndBounds) {
+  const auto check = [](const std::string& where, const std::vector<ListedAttribute>& all) {
+    for (const ListedAttribute& one : all) {
+      const std::string name = where + " " + one.name;
+      if (one.type == "option_fixed" && !one.defaultValue.empty()) {
+        // Words may hold blanks: "Sony PSP".
+        EXPECT_NE((", " + one.values + ",").find(", " + one.defaultValue + ","), std::string::npos)
+            << name;
+      }
+      if (one.type != "int" && one.type != "double") continue;
+      if (one.defaultValue.empty()) continue;
+      const auto value = static_cast<double>(ReadRate(one.defaultValue));
+      const double number = one.type == "double" ? ReadDouble(one.defaultValue) : value;
+      EXPECT_TRUE(one.minimum.empty() || number >= ReadDouble(one.minimum)) << name;
+      EXPECT_TRUE(one.maximum.empty() || number <= ReadDouble(one.maximum)) << name;
+    }
+  };
+  for (const XMLNodePtr& format : list_->FindChild("formats")->Children()) {
+    check(format->Text("name"), AttributesOfFormat(*format));
+  }
+  for (const char* kind : {"video", "audio"}) {
+    for (const XMLNodePtr& codec : list_->FindChild(std::string(kind) + "_codecs")->Children()) {
+      check(codec->Text("id"), AttributesOfFormat(*codec));
+    }
+  }
+}
+
+TEST_F(BuiltinListTest, SelectionReadsTheNearestDeclarationFirst) {
+  const XMLNodePtr codec = FindListedCodec(*Format("mp4"), "video", "LIBX264");
+  ASSERT_TRUE(codec);
+  const auto all = AttributesOfCodec(*list_, *codec, "video");
+  const auto find = [&](const char* name) {
+    const auto found = std::find_if(all.begin(), all.end(),
+                                    [&](const ListedAttribute& one) { return one.name == name; });
+    return found == all.end() ? ListedAttribute{} : *found;
+  };
+  EXPECT_EQ(find("preset").defaultValue, "medium");
+  EXPECT_EQ(find("profile").values, "baseline, main, high, high10, high422, high444")
+      << "ahead of the one that all codecs have";
+  EXPECT_EQ(find("ar_type").defaultValue, "ignore-ar") << "from what all codecs have";
+  const auto format = AttributesOfFormat(*Format("mp4"));
+  EXPECT_EQ(format[0].name, "start_timecode");
+  EXPECT_EQ(format[0].values, "auto, disabled, local_time");
+}
+
+TEST_F(BuiltinListTest, InheritMayNameAnotherCodec) {
+  ASSERT_TRUE(list_
+                  ->ReadXml("<supported_list><formats><format id=f><video><codec id=mine "
+                            "inherit=theirs/></video></format></formats><video_codecs>"
+                            "<attributes_info><all type=int/></attributes_info><codec id=theirs>"
+                            "<attributes_info inherit=false><own type=int/></attributes_info>"
+                            "</codec></video_codecs></supported_list>")
+                  .Ok());
+  const auto all =
+      AttributesOfCodec(*list_, *list_->FindChild("formats::format::video::codec"), "video");
+  ASSERT_EQ(all.size(), 1u) << "and the schema of that one ends the lookup";
+  EXPECT_EQ(all[0].name, "own");
+}
+
+// What differs from FFmpeg on purpose: names of older versions that hosts still set, and words in
+// the place of numbers.
+TEST_F(BuiltinListTest, AgreesWithThisFFmpeg) {
+  const std::set<std::string> known = {"libx264 aq_mode",
+                                       "libx264 b_pyramid",
+                                       "h264_qsv vcm",
+                                       "libopenjpeg numlayers",
+                                       "libvpx er",
+                                       "aac stereo_mode",
+                                       "flac predm",
+                                       "hls hls_wrap",
+                                       "hls flags",
+                                       "hls use_localtime",
+                                       "hls use_localtime_mkdir",
+                                       "hls pl_type",
+                                       "mpegts resend_headers",
+                                       "libx264 preset",
+                                       "libx264 tune",
+                                       "libx264 profile",
+                                       "libx264 level",
+                                       "aac profile",
+                                       "ac3 profile",
+                                       "ac3_fixed profile",
+                                       "eac3 profile",
+                                       "hls method",
+                                       "hls hls_time"};
+  for (const std::string& line : CompareWithFFmpeg(*list_)) {
+    const std::string what = line.substr(0, line.find(':'));
+    if (what.find(" rtmp_") != std::string::npos) continue;  // of the protocol, not of the muxer
+    EXPECT_EQ(known.count(what), 1u) << line;
+  }
+}
+
+}  // namespace
+}  // namespace xv

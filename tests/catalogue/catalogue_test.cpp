@@ -1,0 +1,148 @@
+#include "catalogue/catalogue.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <thread>
+
+#include "base/text.h"
+#include "catalogue/list_file.h"
+#include "support/temporary_folder.h"
+
+namespace xv {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::StartsWith;
+using XMLParse::CoXMLNode;
+using XMLParse::XMLNodePtr;
+namespace fs = std::filesystem;
+
+class CatalogueTest : public ::testing::Test {
+ protected:
+  CatalogueTest() { Configure("config.path", folder_.Path("user.xml")); }
+  void Configure(const char* name, const std::string& value) { own_->SetAttribute(name, value); }
+  std::string Read(Catalogue& catalogue) {
+    std::string xml;
+    EXPECT_TRUE(catalogue.Read(&xml).Ok());
+    return xml;
+  }
+  std::string ReadNew() {
+    own_->ClearChildren();
+    Catalogue catalogue(own_);
+    return Read(catalogue);
+  }
+
+  test::TemporaryFolder folder_;
+  const XMLNodePtr own_ = CoXMLNode::Create("xv-props");
+};
+
+TEST_F(CatalogueTest, ServesTheBuiltInListWithoutAFile) {
+  const std::string xml = ReadNew();
+  EXPECT_THAT(xml, StartsWith("<supported_list><formats><format name='Auto Select'>"));
+  EXPECT_THAT(xml, HasSubstr("<codec id='libx264' "));
+  EXPECT_FALSE(fs::exists(folder_.Path("user.xml"))) << "nothing was built, nothing is saved";
+  Configure("config.path", "");
+  EXPECT_EQ(ReadNew(), xml);
+  EXPECT_TRUE(own_->FindChild("supported_list::formats")) << "the list is a child of the node";
+}
+
+TEST_F(CatalogueTest, UsersFileReplacesTheList) {
+  const std::string text =
+      "<?xml version='1.0'?><supported_list><formats><format id='mp4' name='mine'><video>"
+      "<codec id='mpeg4'/><codec id='vc1'/></video></format></formats></supported_list>";
+  folder_.Write("user.xml", text);
+  EXPECT_EQ(ReadNew(),
+            "<supported_list><formats><format id='mp4' name='mine'><video><codec id='mpeg4'/>"
+            "</video></format></formats><unavailable><codec id='vc1'>this build of FFmpeg has no "
+            "such encoder</codec></unavailable></supported_list>");
+  EXPECT_EQ(folder_.Read("user.xml"), text);
+}
+
+TEST_F(CatalogueTest, UsersFileMayBeWide) {
+  const std::string text =
+      "<supported_list><formats><format name='\u00FC'/></formats></supported_list>";
+  const std::u16string wide = Utf16FromUtf8(text);
+  const std::string bytes(reinterpret_cast<const char*>(wide.data()), wide.size() * 2);
+  Configure("config.unicode", "true");
+  folder_.Write("user.xml", bytes);
+  EXPECT_THAT(ReadNew(), HasSubstr("name='\u00FC'"));
+  Configure("config.unicode", "false");
+  folder_.Write("user.xml", "\xFF\xFE" + bytes);
+  EXPECT_THAT(ReadNew(), HasSubstr("name='\u00FC'"));
+}
+
+TEST_F(CatalogueTest, WhatIsNoListIsNeverOverwritten) {
+  const std::string bad[] = {"", "not xml at all", "<html><body/></html>",
+                             std::string("\x00\x01\x02", 3), std::string(17 << 20, '<')};
+  for (const std::string& text : bad) {
+    folder_.Write("user.xml", text);
+    EXPECT_THAT(ReadNew(), HasSubstr("<codec id='mpeg4'")) << "built from FFmpeg in its place";
+    EXPECT_TRUE(folder_.Read("user.xml") == text);
+  }
+  folder_.Write(
+      "user.xml",
+      "<supported_list><formats><format id='mp4'><video><codec id='mpeg4'/><codec id='li");
+  EXPECT_THAT(ReadNew(), HasSubstr("<video><codec id='mpeg4'/>")) << "as far as it goes";
+  fs::remove(folder_.Path("user.xml"));
+  fs::create_directory(folder_.Path("user.xml"));
+  EXPECT_THAT(ReadNew(), HasSubstr("<codec id='mpeg4'"));
+  EXPECT_TRUE(fs::is_empty(folder_.Path("user.xml")));
+}
+
+TEST_F(CatalogueTest, UpdateBuildsFromTheFixedListsAndSaves) {
+  Configure("config.update", "true");
+  const std::string xml = ReadNew();
+  EXPECT_THAT(xml, HasSubstr("<format id='matroska'"));
+  EXPECT_THAT(xml, HasSubstr("<codec id='libx264'")) << "the list calls it x264";
+  EXPECT_THAT(xml, Not(HasSubstr("<format id='mp3'"))) << "no usable picture";
+  EXPECT_THAT(xml, Not(HasSubstr("<codec id='libx265'")));
+  EXPECT_THAT(xml, Not(HasSubstr("<packetsize")));
+  const std::string saved = folder_.Read("user.xml");
+  EXPECT_THAT(saved, StartsWith("<supported_list>\r\n\t<formats>\r\n"));
+  EXPECT_THAT(saved, Not(HasSubstr("<unavailable")));
+  Configure("config.update", "false");
+  EXPECT_EQ(ReadNew(), xml) << "what was saved is what comes back";
+  Configure("config.unicode", "true");
+  Configure("config.update", "true");
+  ReadNew();
+  EXPECT_THAT(folder_.Read("user.xml"), StartsWith("\xFF\xFE<"));
+  Configure("config.path", "/proc/none/list.xml");
+  EXPECT_EQ(ReadNew(), xml) << "a folder that cannot be written is no failure";
+}
+
+TEST_F(CatalogueTest, SettingsMayStandInTheConfigNode) {
+  own_->RemoveAttribute("config.path").Ok();
+  EXPECT_TRUE(own_->SetText("m_config::config.path", folder_.Path("other.xml")).Ok());
+  folder_.Write("other.xml", "<supported_list><formats/></supported_list>");
+  Catalogue catalogue(own_);
+  EXPECT_EQ(Read(catalogue), "<supported_list><formats/></supported_list>");
+}
+
+TEST_F(CatalogueTest, RelativePathsStandBesideTheModule) {
+  EXPECT_THAT(ListPath("x/list.xml"), StartsWith("/"));
+  EXPECT_TRUE(fs::exists(fs::path(ListPath("x.xml")).parent_path()));
+  EXPECT_EQ(ListPath("/a/b.xml"), "/a/b.xml");
+  EXPECT_EQ(ListPath(""), "");
+}
+
+TEST_F(CatalogueTest, ReadsTogetherBuildOnce) {
+  std::atomic<int> probes{0};
+  Catalogue catalogue(own_, [&] {
+    ++probes;
+    return HardwareReport();
+  });
+  std::vector<std::thread> threads;
+  std::vector<std::string> texts(8);
+  for (std::string& text : texts) threads.emplace_back([&] { text = Read(catalogue); });
+  for (std::thread& thread : threads) thread.join();
+  for (const std::string& text : texts) EXPECT_EQ(text, texts[0]);
+  EXPECT_EQ(probes, 1);
+}
+
+}  // namespace
+}  // namespace xv

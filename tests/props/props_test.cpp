@@ -1,0 +1,259 @@
+#include "props/props_impl.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <thread>
+
+#include "base/text.h"
+#include "props/reserved_names.h"
+
+namespace xv {
+namespace {
+
+using ::testing::MatchesRegex;
+using XMLParse::XMLNodePtr;
+
+// The smallest owner: an object that offers the interface alone.
+class Owner final : public AutoObjBase<Owner, IXvPropsImpl<Owner, IXvProps>> {
+ public:
+  PropsCore& Core() { return props_; }
+};
+
+class OwnerWithoutTree final : public IXvPropsImpl<OwnerWithoutTree, IXvProps> {
+ public:
+  OwnerWithoutTree() : IXvPropsImpl(Ref<ObjectVal>()) {}
+  HRESULT QueryInterface(const Guid&, void**) noexcept override { return E_NOINTERFACE; }
+  std::uint32_t AddRef() noexcept override { return 1; }
+  std::uint32_t Release() noexcept override { return 1; }
+};
+
+std::string Take(char16_t* text) {
+  std::string out = text == nullptr ? "(null)" : Utf8FromUtf16(text);
+  XvStringFree(text);
+  return out;
+}
+
+class PropsTest : public ::testing::Test {
+ protected:
+  HRESULT Set(const char16_t* name, const char16_t* value) { return props_->PropsSet(name, value); }
+  std::string Get(const char16_t* name) {
+    char16_t* value = nullptr;
+    EXPECT_EQ(props_->PropsGet(name, &value), S_OK);
+    return Take(value);
+  }
+  // "name=value" of the index-th property, with "+" behind it when it has children.
+  std::string At(const char16_t* node, int index) {
+    char16_t* name = nullptr;
+    char16_t* value = nullptr;
+    std::int32_t children = 0;
+    const HRESULT result = props_->PropsGetByIndex(node, index, &name, &value, &children);
+    if (result != S_OK) return std::to_string(static_cast<std::uint32_t>(result));
+    const std::string text = Take(name) + "=" + Take(value);
+    return text + (children != 0 ? "+" : "");
+  }
+  std::string Tree() { return props_->Core().Node()->WriteXml(); }
+
+  Ref<Owner> props_ = MakeRef<Owner>();
+};
+
+TEST_F(PropsTest, PlainValuesMakeTheirPath) {
+  EXPECT_EQ(Set(u"video::codec", u"libx264"), S_OK);
+  EXPECT_EQ(Set(u"x", u"\u00FC"), S_OK);
+  EXPECT_EQ(Tree(), "<xv-props x='\u00FC'><video codec='libx264'/></xv-props>");
+  EXPECT_EQ(Get(u"VIDEO::Codec"), "libx264");
+  EXPECT_EQ(Get(u"none"), "(null)") << "absent is no failure";
+  EXPECT_EQ(Get(u""), Tree());
+  EXPECT_EQ(Set(u"a::::b", u"1"), XV_E_FILE_NOT_FOUND);
+  EXPECT_EQ(Set(u"", u"plain"), E_INVALIDARG);
+  EXPECT_EQ(Set(nullptr, u"1"), E_INVALIDARG);
+  EXPECT_EQ(props_->Core().LastName(), "");
+  EXPECT_EQ(props_->PropsGet(u"x", nullptr), E_POINTER);
+  EXPECT_EQ(props_->Core().LastName(), "x");
+}
+
+TEST_F(PropsTest, AttributeTextMergesIntoTheChild) {
+  EXPECT_EQ(Set(u"video", u"b=5M g=25"), S_OK);
+  EXPECT_EQ(Set(u"video", u"b=6M bf=2"), S_OK);
+  EXPECT_EQ(Set(u"", u"own=1 audio::b=128K"), S_OK);
+  EXPECT_EQ(Tree(), "<xv-props own='1'><video b='6M' g='25' bf='2'/><audio b='128K'/></xv-props>");
+  EXPECT_EQ(Set(u"::", u"b=5M"), XV_E_FILE_NOT_FOUND);
+}
+
+TEST_F(PropsTest, XmlReplacesTheChildOfThatName) {
+  EXPECT_EQ(Set(u"video", u"g=25"), S_OK);
+  EXPECT_EQ(Set(u"video", u"<audio b='1'/>"), E_INVALIDARG);
+  EXPECT_EQ(Get(u"video::g"), "25");
+  EXPECT_EQ(Set(u"video", u"<VIDEO b='1'><hw x=1/></VIDEO>"), S_OK);
+  EXPECT_EQ(Set(u"a::b[1]", u"<b n='1'/>"), S_OK) << "the index is no part of the name";
+  EXPECT_EQ(Tree(), "<xv-props><video b='1'><hw x='1'/></video><a><b n='1'/></a></xv-props>");
+  EXPECT_EQ(Set(u"", u"<xv-props new='1'/>"), S_OK);
+  EXPECT_EQ(Tree(), "<xv-props new='1'/>");
+}
+
+TEST_F(PropsTest, EmptyValuesRemoveAndRemoveHasItsNames) {
+  EXPECT_EQ(Set(u"", u"<xv-props x=1 y=2><x/><v a=1><n/></v><w/></xv-props>"), S_OK);
+  EXPECT_EQ(Set(u"x", u""), S_OK);
+  EXPECT_EQ(Tree(), "<xv-props y='2'><x/><v a='1'><n/></v><w/></xv-props>");
+  EXPECT_EQ(Set(u"x", nullptr), S_OK);
+  EXPECT_EQ(Set(u"v::n", u""), S_OK);
+  EXPECT_EQ(Set(u"none", u""), S_OK);
+  EXPECT_EQ(Tree(), "<xv-props y='2'><v a='1'/><w/></xv-props>");
+  EXPECT_EQ(props_->PropsRemove(u"none"), XV_E_NOT_FOUND);
+  EXPECT_EQ(props_->PropsRemove(u"none::x"), XV_E_NOT_FOUND);
+  EXPECT_EQ(props_->PropsRemove(nullptr), E_INVALIDARG);
+  EXPECT_EQ(props_->PropsRemove(u"v::A"), S_OK);
+  EXPECT_EQ(props_->PropsRemove(u"W"), S_OK);
+  EXPECT_EQ(props_->PropsRemove(u"_ALL_props_"), S_OK);
+  EXPECT_EQ(Tree(), "<xv-props><v/></xv-props>");
+  EXPECT_EQ(Set(u"k", u"1"), S_OK);
+  EXPECT_EQ(props_->PropsRemove(u"_all_nodes_"), S_OK);
+  EXPECT_EQ(Tree(), "<xv-props k='1'/>");
+  EXPECT_EQ(Set(u"", u""), S_OK);
+  EXPECT_EQ(Tree(), "<xv-props/>");
+}
+
+TEST_F(PropsTest, ReservedNamesComeAheadOfTheTree) {
+  EXPECT_EQ(Set(u"_process_pid_", u"7"), S_OK);
+  EXPECT_EQ(Get(u"_Process_PID_"), std::to_string(getpid()));
+  EXPECT_EQ(Get(u"_process_name_"), std::filesystem::read_symlink("/proc/self/exe").string());
+  EXPECT_THAT(Get(u"dll-version"), MatchesRegex("[0-9]+\\.[0-9]+\\.[0-9]+\\.[0-9]+"));
+  EXPECT_EQ(Get(u"dll-file-version"), Get(u"DLL-Version"));
+  EXPECT_TRUE(std::filesystem::exists(Get(u"dll-path")));
+  EXPECT_THAT(Get(u"dll-date"), MatchesRegex("20[0-9]+-[0-9]+-[0-9]+ [0-9:.]+"));
+}
+
+TEST_F(PropsTest, HooksAnswerAheadOfTheTreeAndForwardLast) {
+  int reads = 0;
+  props_->Core().SetListRead([&](std::string* xml) {
+    ++reads;
+    *xml = "<supported_list/>";
+    return Status();
+  });
+  props_->Core().SetQualityRead([](std::string_view name) {
+    return name == "drops" ? std::optional<std::string>("3") : std::nullopt;
+  });
+  EXPECT_EQ(Set(u"quality", u"drops=1 mine=2"), S_OK);
+  const Ref<Owner> other = MakeRef<Owner>();
+  EXPECT_EQ(other->PropsSet(u"far", u"away"), S_OK);
+  EXPECT_EQ(other->PropsSet(u"near", u"2"), S_OK);
+  EXPECT_EQ(Set(u"near", u"1"), S_OK);
+  props_->Core().SetForward(other);
+  EXPECT_EQ(Get(u"Supported_LIST"), "<supported_list/>");
+  EXPECT_EQ(Get(u"QUALITY::drops"), "3");
+  EXPECT_EQ(Get(u"quality::mine"), "2");
+  EXPECT_EQ(Get(u"near"), "1");
+  EXPECT_EQ(Get(u"far"), "away");
+  props_->Core().SetForward(nullptr);
+  EXPECT_EQ(Get(u"far"), "(null)");
+  EXPECT_EQ(reads, 1);
+  EXPECT_EQ(props_->PropsGet(u"supported_list", nullptr), E_POINTER);
+  props_->Core().SetListRead([](std::string*) { return Status(E_OUTOFMEMORY); });
+  char16_t* value = nullptr;
+  EXPECT_EQ(props_->PropsGet(u"supported_list", &value), E_OUTOFMEMORY);
+  EXPECT_EQ(value, nullptr);
+}
+
+TEST_F(PropsTest, IndexWalksAttributesThenChildren) {
+  EXPECT_EQ(Set(u"", u"<xv-props x=1 y=2><v a=1/><w>text</w></xv-props>"), S_OK);
+  std::int32_t count = -1;
+  EXPECT_EQ(props_->PropsGetCount(u"", &count), S_OK);
+  EXPECT_EQ(count, 2);
+  EXPECT_EQ(At(u"", 1), "y=2");
+  EXPECT_EQ(At(nullptr, 2), "v=+");
+  EXPECT_EQ(At(u"", 3), "w=text");
+  EXPECT_EQ(At(u"", 4), std::to_string(static_cast<std::uint32_t>(XV_E_NOT_FOUND)));
+  EXPECT_EQ(At(u"", -1), std::to_string(static_cast<std::uint32_t>(XV_E_NOT_FOUND)));
+  EXPECT_EQ(At(u"v", 0), "a=1");
+  EXPECT_EQ(props_->PropsGetCount(u"none", &count), XV_E_NOT_FOUND);
+  EXPECT_EQ(count, 0);
+  EXPECT_EQ(props_->PropsGetCount(u"", nullptr), E_POINTER);
+  std::int32_t has = -1;
+  EXPECT_EQ(props_->PropsHasChild(u"", 1, &has), S_OK);
+  EXPECT_EQ(has, 1);
+  EXPECT_EQ(props_->PropsHasChild(u"", 2, &has), S_OK);
+  EXPECT_EQ(has, 0);
+  EXPECT_EQ(props_->PropsHasChild(u"v", -1, &has), S_OK);
+  EXPECT_EQ(has, 1);
+  EXPECT_EQ(props_->PropsHasChild(u"none", -1, &has), S_OK);
+  EXPECT_EQ(has, 0);
+  EXPECT_EQ(props_->PropsHasChild(nullptr, 0, &has), E_INVALIDARG);
+}
+
+TEST_F(PropsTest, SchemaIsReadAndWritten) {
+  EXPECT_EQ(props_->PropsInfoSet(u"video::b", u"int", u"5M", u"1M, 5M"), S_OK);
+  EXPECT_EQ(props_->PropsInfoSet(u"video::g", u"int", nullptr, nullptr), S_OK);
+  EXPECT_EQ(props_->PropsInfoSet(u"video::type", u"int", nullptr, nullptr), E_INVALIDARG);
+  EXPECT_EQ(props_->PropsInfoSet(u"", u"int", nullptr, nullptr), E_INVALIDARG);
+  EXPECT_EQ(props_->PropsInfoSet(nullptr, u"int", nullptr, nullptr), E_INVALIDARG);
+  std::int32_t count = 0;
+  EXPECT_EQ(props_->PropsInfoGetCount(u"video", &count), S_OK);
+  EXPECT_EQ(count, 2);
+  EXPECT_EQ(props_->PropsGetCount(u"video::_info_", &count), S_OK);
+  EXPECT_EQ(count, 2);
+  EXPECT_EQ(props_->PropsInfoGetCount(u"", &count), S_OK);
+  EXPECT_EQ(count, 0);
+  EXPECT_EQ(At(u"video::_info_", 0), "b=+");
+  EXPECT_EQ(At(u"_INFO_", 0), std::to_string(static_cast<std::uint32_t>(XV_E_NOT_FOUND)));
+  char16_t* name = nullptr;
+  Ref<IXvNode> info;
+  EXPECT_EQ(props_->PropsInfoGetByIndex(u"video", 1, &name, info.Receive()), S_OK);
+  EXPECT_EQ(Take(name), "g");
+  EXPECT_EQ(props_->PropsInfoGetByIndex(u"video", 2, &name, info.Receive()), XV_E_NOT_FOUND);
+  EXPECT_EQ(props_->PropsInfoGetByIndex(u"", 0, &name, info.Receive()), XV_E_NOT_FOUND);
+  char16_t* type = nullptr;
+  char16_t* defaultValue = nullptr;
+  char16_t* values = nullptr;
+  EXPECT_EQ(props_->PropsInfoGet(u"video::b", &type, &defaultValue, &values), S_OK);
+  EXPECT_EQ(Take(type) + Take(defaultValue) + Take(values), "int5M1M, 5M");
+  EXPECT_EQ(props_->PropsInfoGet(u"video::g", &type, &defaultValue, &values), S_OK);
+  EXPECT_EQ(Take(type) + Take(defaultValue) + Take(values), "int(null)(null)");
+  EXPECT_EQ(props_->PropsInfoGet(u"video::q", &type, &defaultValue, &values), XV_E_NOT_FOUND);
+  EXPECT_EQ(props_->PropsInfoGet(u"video::b", &type, nullptr, &values), E_POINTER);
+  EXPECT_THAT(Get(u"video::attributes_info"), ::testing::StartsWith("<attributes_info><b "));
+  EXPECT_EQ(Get(u"attributes_info"), "(null)");
+}
+
+TEST_F(PropsTest, ObjectWithoutATreeFails) {
+  OwnerWithoutTree owner;
+  char16_t* text = nullptr;
+  std::int32_t number = 0;
+  Ref<IXvNode> node;
+  EXPECT_EQ(owner.PropsGet(u"_process_pid_", &text), E_FAIL);
+  EXPECT_EQ(owner.PropsSet(u"a", u"1"), E_FAIL);
+  EXPECT_EQ(owner.PropsRemove(u"a"), E_FAIL);
+  EXPECT_EQ(owner.PropsGetCount(u"", &number), E_FAIL);
+  EXPECT_EQ(owner.PropsHasChild(u"a", 0, &number), E_FAIL);
+  EXPECT_EQ(owner.PropsInfoGetByIndex(u"", 0, &text, node.Receive()), E_FAIL);
+}
+
+TEST_F(PropsTest, SharedHolderIsOneTree) {
+  PropsCore twin(props_->Core().Holder());
+  EXPECT_EQ(twin.Set(u"a", u"1"), S_OK);
+  EXPECT_EQ(Get(u"a"), "1");
+}
+
+TEST_F(PropsTest, OperationsMixOnManyThreads) {
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([this, t] {
+      const std::u16string name = u"node" + std::u16string(1, static_cast<char16_t>(u'0' + t % 2));
+      for (int i = 0; i < 300; ++i) {
+        const std::u16string xml = u"<" + name + u" a='1'><b/></" + name + u">";
+        EXPECT_EQ(props_->PropsSet(name.c_str(), xml.c_str()), S_OK);
+        (void)Get(u"");
+        EXPECT_EQ(props_->PropsSet((name + u"::a").c_str(), u"2"), S_OK);
+        std::int32_t count = 0;
+        (void)props_->PropsGetCount(name.c_str(), &count);
+        (void)props_->PropsRemove(name.c_str());
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  SUCCEED();
+}
+
+}  // namespace
+}  // namespace xv

@@ -1,0 +1,158 @@
+#include "platform/settings_store.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "props/props_hw.h"
+#include "support/temporary_folder.h"
+
+namespace xv {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::Pair;
+using ::testing::UnorderedElementsAre;
+namespace fs = std::filesystem;
+
+class SettingsStoreTest : public ::testing::Test {
+ protected:
+  void Write(const std::string& text) { std::ofstream(path_, std::ios::binary) << text; }
+  std::string FileText() {
+    std::ifstream in(path_, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+  }
+  // Reads the file, sets the code's defaults and writes back, as an owner does at construction.
+  XMLParse::XMLNodePtr Construct() {
+    XMLParse::XMLNodePtr node = XMLParse::CoXMLNode::Create("xv-props");
+    XvPropsHW hw{SettingsStore(path_)};
+    hw.ReadInto(*node);
+    node->SetTextIfAbsent("config.path", "list.xml");
+    node->SetTextIfAbsent("ignore_pts", "false");
+    hw.WriteBack(*node);
+    return node;
+  }
+
+  test::TemporaryFolder folder_;
+  std::string path_ = folder_.Path() + "/settings.toml";
+};
+
+TEST_F(SettingsStoreTest, ValuesKeepTheirNamesAndTablesBecomeNodes) {
+  Write(
+      "\"\" = \"own\"\n\"diskspace.min\" = '5M'\ncount = 5\nbig = 0x7FFFFFFFFFFFFFFF\nminus = -3\n"
+      "flag = true\nrate = 2.5\nlist = [1, 'b']\nwhen = 2020-01-02\n[video]\nb = '1M'\n[video.hw]\n"
+      "gpu = 1\n");
+  const XMLParse::XMLNodePtr node = Construct();
+  EXPECT_EQ(node->Value(), "own");
+  EXPECT_EQ(node->Text("diskspace.min"), "5M");
+  EXPECT_EQ(node->Text("count"), "5");
+  EXPECT_EQ(node->Text("big"), "9223372036854775807");
+  EXPECT_EQ(node->Text("minus"), "-3");
+  EXPECT_EQ(node->Text("flag"), "true");
+  EXPECT_EQ(node->Double("rate", 0), 2.5);
+  EXPECT_EQ(node->Text("list"), "1, b");
+  EXPECT_EQ(node->Text("when"), "2020-01-02");
+  EXPECT_EQ(node->Text("video::b"), "1M");
+  EXPECT_EQ(node->Int("video::hw::gpu", 0), 1);
+  EXPECT_EQ(node->Text("ignore_pts"), "false") << "the code's default where the file is silent";
+}
+
+TEST_F(SettingsStoreTest, MakesTheFileWithTheDefaults) {
+  path_ = folder_.Path() + "/a/b/settings.toml";
+  Construct();
+  EXPECT_EQ(FileText(), "\"config.path\" = \"list.xml\"\n\"ignore_pts\" = \"false\"\n");
+  const auto time = fs::last_write_time(path_);
+  Construct();
+  EXPECT_EQ(fs::last_write_time(path_), time) << "nothing to add, nothing written";
+}
+
+TEST_F(SettingsStoreTest, AddsKeysAndKeepsTheRestByteForByte) {
+  const std::string text = "# mine\r\n\"CONFIG.Path\"='x'   # kept\nlast = 1";
+  Write(text);
+  Construct();
+  EXPECT_EQ(FileText(), text + "\n\"ignore_pts\" = \"false\"\n");
+  const std::string tables = "a = [\n[1],\n]\n[video]\nb = '1M'\n[[x]]\ny = 1\n";
+  Write(tables);
+  EXPECT_EQ(Construct()->Text("video::b"), "1M");
+  EXPECT_EQ(FileText(), "\"config.path\" = \"list.xml\"\n\"ignore_pts\" = \"false\"\n" + tables);
+  EXPECT_FALSE(Construct()->Has("video::config.path"));
+}
+
+TEST_F(SettingsStoreTest, WritesIntegersAndQuotesText) {
+  SettingsStore store(path_);
+  SettingsTable table;
+  EXPECT_EQ(store.Read(&table).code(), S_FALSE);
+  const std::vector<std::pair<std::string, std::string>> values = {{"i", "5"},
+                                                                   {"zero", "007"},
+                                                                   {"minus", "-5"},
+                                                                   {"big", "5000000000"},
+                                                                   {"hex", "0x00000000000000FF"},
+                                                                   {"q\"\n", "a\\b\"\t\x7F\u00FC"}};
+  EXPECT_EQ(store.AddMissing(values).code(), S_OK);
+  EXPECT_EQ(
+      FileText(),
+      "\"i\" = 5\n\"zero\" = \"007\"\n\"minus\" = \"-5\"\n\"big\" = \"5000000000\"\n"
+      "\"hex\" = 0x00000000000000FF\n\"q\\\"\\u000A\" = \"a\\\\b\\\"\\u0009\\u007F\u00FC\"\n");
+  SettingsStore again(path_);
+  EXPECT_EQ(again.Read(&table).code(), S_OK);
+  EXPECT_THAT(table.values,
+              UnorderedElementsAre(Pair("i", "5"), Pair("zero", "007"), Pair("minus", "-5"),
+                                   Pair("big", "5000000000"), Pair("hex", "255"), values[5]));
+}
+
+TEST_F(SettingsStoreTest, WhatCannotBeUsedIsLeftAlone) {
+  for (const std::string& broken :
+       {std::string("a = "), std::string("\xFF\xFE"), std::string(300, '['),
+        std::string("x=1\nx=2"), std::string(2 << 20, '#')}) {
+    Write(broken);
+    EXPECT_EQ(Construct()->Text("ignore_pts"), "false");
+    EXPECT_EQ(FileText(), broken);
+  }
+  Write("a = 1\n");
+  chmod(path_.c_str(), 0444);
+  EXPECT_EQ(Construct()->Text("a"), "1");
+  EXPECT_EQ(FileText(), "a = 1\n") << "read-only";
+  fs::remove(path_);
+  fs::create_directory(path_);
+  EXPECT_EQ(Construct()->Text("ignore_pts"), "false");
+  EXPECT_TRUE(fs::is_empty(path_));
+  path_ = "/proc/no/such/place.toml";
+  EXPECT_EQ(Construct()->Text("ignore_pts"), "false");
+  path_ = "/dev/full";
+  EXPECT_EQ(Construct()->Text("ignore_pts"), "false");
+}
+
+TEST_F(SettingsStoreTest, FileBehindALinkIsWritten) {
+  Write("a = 1\n");
+  const std::string link = folder_.Path() + "/link.toml";
+  fs::create_symlink(path_, link);
+  SettingsStore store(link);
+  SettingsTable table;
+  EXPECT_EQ(store.Read(&table).code(), S_OK);
+  EXPECT_EQ(store.AddMissing({{"b", "2"}}).code(), S_OK);
+  EXPECT_TRUE(fs::is_symlink(link));
+  EXPECT_EQ(FileText(), "a = 1\n\"b\" = 2\n");
+}
+
+TEST(SettingsPath, ComesFromTheEnvironment) {
+  const auto with = [](const char* given, const char* config, const char* home) {
+    setenv("XVWRITER_SETTINGS", given, 1);
+    setenv("XDG_CONFIG_HOME", config, 1);
+    setenv("HOME", home, 1);
+    return SettingsPath();
+  };
+  const std::string before = SettingsPath();
+  const std::string homeBefore = getenv("HOME") == nullptr ? "" : getenv("HOME");
+  constexpr const char* kFile = "/velarion/tessaline/xvwriter/xvwriterffm.toml";
+  EXPECT_EQ(with("/x/y.toml", "/c", "/h"), "/x/y.toml");
+  EXPECT_EQ(with("", "/c", "/h"), std::string("/c") + kFile);
+  EXPECT_EQ(with("", "relative", "/h"), std::string("/h/.config") + kFile);
+  EXPECT_EQ(with("", "", ""), "");
+  with(before.c_str(), "", homeBefore.c_str());
+}
+
+}  // namespace
+}  // namespace xv
