@@ -1,5 +1,10 @@
 #include "ffm/session_attributes.h"
 
+#include <iterator>
+#include <vector>
+
+#include "captions/capture_options.h"
+
 namespace xv {
 namespace {
 
@@ -34,12 +39,6 @@ constexpr AttributeSpec kSession[] = {
     {"protocol", "", "string", "", "", "Kept for catalogues; not read."},
     {"mpeg.timecode", "", "string", "", "", "Kept for catalogues; not read."},
     {"xfcodecs", "", "bool", "false", "", "Records through the component encoders."},
-    {"anc_path", "", "path", "", "", "Ancillary data file."},
-    {"scc_path", "", "path", "", "", "Caption file."},
-    {"anc_capture", "", "string", "", "", "Captures ancillary data."},
-    {"scc_capture", "", "string", "", "", "Captures captions."},
-    {"anc_capture.tags", "", "string", "", "", "Names of the ancillary data to capture."},
-    {"cc_max_skip", "", "int", "", "", "Frames without captions before a line is closed."},
 };
 
 constexpr const char* kMuxerLeaveOut[] = {
@@ -49,7 +48,15 @@ constexpr const char* kMuxerLeaveOut[] = {
 
 }  // namespace
 
-std::span<const AttributeSpec> SessionAttributes() { return kSession; }
+std::span<const AttributeSpec> SessionAttributes() {
+  static const std::vector<AttributeSpec> all = [] {
+    std::vector<AttributeSpec> rows(std::begin(kSession), std::end(kSession));
+    const auto capture = CaptureAttributes();
+    rows.insert(rows.end(), capture.begin(), capture.end());
+    return rows;
+  }();
+  return all;
+}
 std::span<const char* const> MuxerLeaveOut() { return kMuxerLeaveOut; }
 
 }  // namespace xv

@@ -94,6 +94,30 @@ TEST(Xvrecord, PropertiesAreReadAndSet) {
   EXPECT_EQ(run.out, "5G\nfalse\n");
 }
 
+// The text that ffmpeg's caption decoder finds in a recording.
+std::string CaptionText(const std::string& path) {
+  return RunProgram({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "movie=" + path + "[out+subcc]", "-map", "0:s", "-f",
+                     "srt", "-"}).out;
+}
+
+TEST(Xvrecord, CaptionsSurviveTwoRecordings) {
+  TemporaryFolder folder;
+  const std::string first = folder / "first.ts";
+  const std::string second = folder / "second.mp4";
+  auto run = RunProgram({kProgram, "--quiet", "-a", "video::codec=mpeg2video video::bf=2",
+                         "test:size=320x240,rate=29.97,seconds=7,captions=on", first});
+  ASSERT_EQ(run.status, 0) << run.err;
+  run = RunProgram({kProgram, "--quiet", "-a", "video::codec=libx264 video::preset=veryfast", first, second});
+  ASSERT_EQ(run.status, 0) << run.err;
+  for (const std::string& path : {first, second}) {
+    const std::string text = CaptionText(path);
+    EXPECT_THAT(text, testing::AllOf(HasSubstr("TEST CAPTION 1"), HasSubstr("TEST CAPTION 2"), HasSubstr("TEST CAPTION 3"))) << path;
+    EXPECT_LT(text.find("CAPTION 1"), text.find("CAPTION 2")) << path;
+  }
+  const auto scc = RunProgram({"ffmpeg", "-v", "error", "-f", "scc", "-i", folder / "second.scc", "-f", "srt", "-"});
+  EXPECT_THAT(scc.out, HasSubstr("TEST CAPTION 2"));
+}
+
 TEST(Xvrecord, OptionsThatNobodyTookAreNamed) {
   TemporaryFolder folder;
   const auto run = RunProgram({kProgram, "-a", "video::codec=mpeg4 video::crfx=7",

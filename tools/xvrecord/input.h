@@ -28,6 +28,7 @@ struct InputFrame {
   xv::XV_TIME time{};
   Block video;
   Block audio;
+  std::vector<std::uint8_t> captions;  // cc data of CEA-708, three bytes a construct
 };
 
 class Input {
@@ -43,7 +44,7 @@ class Input {
 
 // `layout` 0: the one nearest to what the decoder gives.
 std::unique_ptr<Input> OpenMedia(const std::string& url, std::uint32_t layout);
-// "size=1920x1080,rate=25,format=UYVY,interlace=top,channels=2,seconds=10".
+// "size=1920x1080,rate=25,format=UYVY,interlace=top,channels=2,seconds=10,captions=on".
 std::unique_ptr<Input> OpenTest(const std::string& options, std::uint32_t layout);
 
 // The layout's number from its name, 0 for an unknown one.

@@ -6,6 +6,7 @@
 #include <iostream>
 #include <thread>
 
+#include "captions/host_items.h"
 #include "xvrecord/input.h"
 #include "xvrecord/progress.h"
 #include "xvrecord/report.h"
@@ -60,7 +61,18 @@ std::unique_ptr<Input> OpenInput(const Options& options) {
   return OpenMedia(options.input, layout);
 }
 
-xv::HRESULT Push(xv::host::Writer& writer, const InputFrame& frame) {
+// Puts the frame's captions onto it under the keys that the writer looks for.
+void AttachCaptions(const xv::host::Ptr<xv::IXvFrame>& frame, const InputFrame& input,
+                    std::int64_t number) {
+  if (input.captions.empty() || !frame) return;
+  const auto items = std::make_shared<xv::CaptionItems>(xv::MakeCaptionItems(
+      input.captions, input.props.vid.dblRate, static_cast<std::uint16_t>(number)));
+  xv::host::AddExtra(frame, xv::FourCC("GA94"), items->ga94.data(), items->ga94.size(), items);
+  xv::host::AddExtra(frame, xv::FourCC("C708"), items->c708.data(), items->c708.size(), items);
+  xv::host::AddExtra(frame, xv::FourCC("C608"), &items->c608, sizeof(items->c608), items);
+}
+
+xv::HRESULT Push(xv::host::Writer& writer, const InputFrame& frame, std::int64_t number) {
   xv::host::FrameBuilder builder;
   builder.Props(frame.props);
   if (frame.video.data != nullptr) {
@@ -79,6 +91,7 @@ xv::HRESULT Push(xv::host::Writer& writer, const InputFrame& frame) {
                    (code.eTcFlags & xv::eXvTC_DropFrame) != 0);
   xv::HRESULT built = xv::S_OK;
   const auto made = builder.Build(&built);
+  AttachCaptions(made, frame, number);
   return xv::Failed(built) ? built : writer.Put(made);
 }
 
@@ -91,7 +104,7 @@ xv::HRESULT PushAll(Input& input, xv::host::Writer& writer, const Options& optio
     if (options.realtime) {
       std::this_thread::sleep_until(begin + std::chrono::nanoseconds(frame.time.rtStart * 100));
     }
-    const xv::HRESULT result = Push(writer, frame);
+    const xv::HRESULT result = Push(writer, frame, totals.frames);
     if (xv::Failed(result)) return result;
     ++totals.frames;
     totals.mediaSeconds = static_cast<double>(frame.time.rtStop) / xv::kTimeUnitsPerSecond;
@@ -113,8 +126,9 @@ bool WriteStats(const std::string& path, const std::string& json) {
 
 int Record(const Options& options, xv::host::Writer& writer) {
   const std::unique_ptr<Input> input = OpenInput(options);
-  std::string attributes;
-  for (const std::string& text : options.attributes) attributes += (attributes.empty() ? "" : " ") + text;
+  // Captions of the input stay with it unless the user says otherwise.
+  std::string attributes = "embed_cc=true";
+  for (const std::string& text : options.attributes) attributes += " " + text;
   xv::HRESULT result = writer.Start(options.output, attributes);
   if (xv::Failed(result)) return FailWith("Cannot start", result, writer);
 
@@ -166,7 +180,7 @@ int Main(int argc, char** argv) {
   app.set_version_flag("--version", "xvrecord " XV_VERSION);
   app.add_option("INPUT", options.input,
                  "Media file or URL, or test:size=1920x1080,rate=25,format=UYVY,interlace=top,"
-                 "channels=2,seconds=10");
+                 "channels=2,seconds=10,captions=on");
   app.add_option("OUTPUT", options.output, "File or stream URL");
   app.add_option("-a,--attributes", options.attributes,
                  "Attributes of the session, such as \"format=mp4 video::codec=libx264 video::b=5M\"")

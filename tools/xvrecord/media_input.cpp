@@ -255,6 +255,9 @@ class MediaInput final : public Input {
     packer_.Describe(*picture, &out->props.vid);
     out->props.vid.dblRate = rate_;
     out->video = packer_.Pack(*picture);
+    if (const AVFrameSideData* data = av_frame_get_side_data(picture.get(), AV_FRAME_DATA_A53_CC)) {
+      out->captions.assign(data->data, data->data + data->size);
+    }
     ++count_;
     if (sound_) FillSound(out->time.rtStop, out);
     return true;

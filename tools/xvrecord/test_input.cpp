@@ -3,6 +3,8 @@
 #include <map>
 #include <sstream>
 
+#include "captions/cea608_text.h"
+#include "captions/host_items.h"
 #include "xvrecord/input.h"
 #include "xvrecord/layout.h"
 
@@ -22,6 +24,7 @@ struct TestOptions {
   std::uint32_t interlace = xv::eXvI_Progressive;
   int channels = 2;
   double seconds = 10;
+  bool captions = false;
 };
 
 [[noreturn]] void Refuse(const std::string& key, const std::string& value) {
@@ -74,6 +77,9 @@ TestOptions ReadOptions(const std::string& text) {
       options.interlace = found->second;
     } else if (key == "channels") {
       options.channels = static_cast<int>(NumberOf(key, value, 0, 32));
+    } else if (key == "captions") {
+      if (value != "on" && value != "off") Refuse(key, value);
+      options.captions = value == "on";
     } else if (key == "seconds") {
       options.seconds = NumberOf(key, value, 0, 1e9);
     } else if (!pair.empty()) {
@@ -143,12 +149,20 @@ class TestInput final : public Input {
     out->time.rtStop = std::llround((number_ + 1) * step);
     out->video = pictures_[static_cast<std::size_t>(number_) % pictures_.size()];
     if (options_.channels > 0) out->audio = Tone();
+    if (options_.captions) Caption(out);
     ++number_;
     return true;
   }
 
  private:
   int Frames() const { return static_cast<int>(std::llround(options_.seconds * options_.rate)); }
+
+  // "TEST CAPTION 1" is sent from the start on, and so on every two seconds.
+  void Caption(InputFrame* out) {
+    const int period = static_cast<int>(std::lround(2 * options_.rate));
+    if (number_ % period == 0) text_.Say("TEST CAPTION " + std::to_string(number_ / period + 1));
+    out->captions = xv::ConstructsForPair(text_.NextPair(), options_.rate);
+  }
 
   // A sine, each channel a little quieter than the one before.
   Block Tone() {
@@ -173,6 +187,7 @@ class TestInput final : public Input {
   BlockPool pool_;
   xv::XV_AV_PROPS props_{};
   std::vector<Block> pictures_;
+  xv::Cea608Text text_;
   int number_ = 0;
 };
 

@@ -1,0 +1,232 @@
+#include <gmock/gmock.h>
+
+#include "codec/audio_format_pick.h"
+#include "codec/codec_choice.h"
+#include "codec/dv_family.h"
+#include "codec/pixel_format_pick.h"
+#include "codec/setup_stream.h"
+#include "codec/video_geometry.h"
+#include "convert/pixel_map.h"
+
+namespace xv {
+namespace {
+
+using XMLParse::CoXMLNode;
+using XMLParse::MergeMode;
+using XMLParse::XMLNodePtr;
+
+XMLNodePtr Options(const char* name, const char* text) {
+  const XMLNodePtr node = CoXMLNode::Create(name);
+  node->MergeText(text, MergeMode::kReplace);
+  return node;
+}
+
+AvPtr<AVFormatContext> Output(const char* format, const char* url) {
+  AVFormatContext* context = nullptr;
+  avformat_alloc_output_context2(&context, nullptr, format, url);
+  return AvPtr<AVFormatContext>(context);
+}
+
+XV_VID_PROPS Raster(int width, int height, double rate, std::uint32_t interlace = eXvI_Progressive) {
+  XV_VID_PROPS vid{};
+  vid.fccColor = kFccUYVY;
+  vid.nWidth = width;
+  vid.nHeight = height;
+  vid.dblRate = rate;
+  vid.eInterlace = interlace;
+  return vid;
+}
+
+TEST(CodecChoice, NumberWinsOverNameAndNameOverDefault) {
+  const auto mp4 = Output("mp4", "a.mp4");
+  const auto choose = [&](const char* text, AVCodecID fallback) {
+    const XMLNodePtr node = Options("video", text);
+    return ChooseCodec(*node, *mp4, fallback).id;
+  };
+  EXPECT_EQ(choose("codec=libx264", AV_CODEC_ID_MPEG4), AV_CODEC_ID_H264);
+  EXPECT_EQ(choose("", AV_CODEC_ID_MPEG2VIDEO), AV_CODEC_ID_MPEG2VIDEO);
+  EXPECT_EQ(choose("codec=nonsense", AV_CODEC_ID_NONE), AV_CODEC_ID_MPEG4);
+  const std::string number = "codec=n264 codec_id=" + std::to_string(AV_CODEC_ID_MPEG4);
+  EXPECT_EQ(choose(number.c_str(), AV_CODEC_ID_H264), AV_CODEC_ID_MPEG4);
+}
+
+TEST(CodecChoice, VendorNamesPresetTheirOptions) {
+  const auto mp4 = Output("mp4", "a.mp4");
+  struct Case {
+    const char* text;
+    PseudoCodec code;
+    const char* key;
+    const char* value;
+  };
+  for (const Case& c : {Case{"codec=l264", PseudoCodec::kNvenc264, "preset", "lossless"},
+                        {"codec=L264 preset=slow", PseudoCodec::kNvenc264, "preset", "slow"},
+                        {"codec=q264sw force_gpu=1", PseudoCodec::kQuick264, "force_gpu", "-1"},
+                        {"codec=q264hw force_gpu=1", PseudoCodec::kQuick264, "force_gpu", "1"},
+                        {"codec=q264hw", PseudoCodec::kQuick264, "force_gpu", "0"},
+                        {"codec=c264", PseudoCodec::kCuda264, "force_gpu", ""}}) {
+    const XMLNodePtr node = Options("video", c.text);
+    EXPECT_EQ(ChooseCodec(*node, *mp4, AV_CODEC_ID_H264).pseudo, c.code) << c.text;
+    EXPECT_EQ(node->Text(c.key), c.value) << c.text;
+  }
+}
+
+TEST(CodecChoice, ImageSequencesTellTheirCodecByExtension) {
+  const XMLNodePtr node = Options("video", "");
+  EXPECT_EQ(ChooseCodec(*node, *Output("image2", "frame%04d.png"), AV_CODEC_ID_MJPEG).id, AV_CODEC_ID_PNG);
+  EXPECT_EQ(ChooseCodec(*node, *Output("image2", "a.b/frame.tga"), AV_CODEC_ID_MJPEG).id, AV_CODEC_ID_TARGA);
+  EXPECT_EQ(ChooseCodec(*node, *Output("image2", "x.j2c"), AV_CODEC_ID_MJPEG).id, AV_CODEC_ID_JPEG2000);
+  EXPECT_EQ(ChooseCodec(*node, *Output("image2", "x.jpg"), AV_CODEC_ID_PNG).id, AV_CODEC_ID_MJPEG);
+}
+
+TEST(VideoGeometry, TimeBasesOfTheRates) {
+  const auto same = [](AVRational base, int num, int den) { return base.num == num && base.den == den; };
+  EXPECT_TRUE(same(TimeBaseFromRate(25), 1, 25));
+  EXPECT_TRUE(same(TimeBaseFromRate(29.97), 1001, 30000));
+  EXPECT_TRUE(same(TimeBaseFromRate(60000.0 / 1001), 1001, 60000));
+  EXPECT_TRUE(same(TimeBaseFromRate(23.976), 1001, 24000));
+  EXPECT_TRUE(same(TimeBaseFromRate(12.345), 10000, 123450));
+  EXPECT_TRUE(same(TimeBaseFromRate(0), 1, 25));
+}
+
+TEST(VideoGeometry, LettersOfTheSizeRuleTheFieldOrder) {
+  const auto order = [](const char* size, const XV_VID_PROPS& input) {
+    const XMLNodePtr node = Options("video", (std::string("size=") + size).c_str());
+    return ResolveVideoGeometry(input, *node, AV_CODEC_ID_H264).vid.eInterlace;
+  };
+  const XV_VID_PROPS hd = Raster(1920, 1080, 25, eXvI_TopFirst);
+  EXPECT_EQ(order("720x576I", hd), eXvI_TopFirst);
+  EXPECT_EQ(order("720x480I", hd), eXvI_BottomFirst);
+  EXPECT_EQ(order("720x576b", hd), eXvI_BottomFirst);
+  EXPECT_EQ(order("720x480T", hd), eXvI_TopFirst);
+  EXPECT_EQ(order("1920x1080P", hd), eXvI_Progressive);
+  EXPECT_EQ(order("640x360", hd), eXvI_Progressive);
+  EXPECT_EQ(order("1280x720", Raster(1280, 720, 50, eXvI_TopFirst)), eXvI_TopFirst);
+}
+
+TEST(VideoGeometry, AspectAndTopOverride) {
+  XMLNodePtr node = Options("video", "ar=4:3 ar_type=letter-box top=0");
+  const XV_VID_PROPS vid = ResolveVideoGeometry(Raster(720, 576, 25), *node, AV_CODEC_ID_H264).vid;
+  EXPECT_TRUE(vid.nAspectX == 4 && vid.nAspectY == 3 && vid.eAspectFit == eXvAF_LetterBox);
+  EXPECT_EQ(vid.eInterlace, eXvI_BottomFirst);
+  node = Options("video", "dv_format=dv25 top=0");
+  EXPECT_EQ(ResolveVideoGeometry(Raster(720, 576, 25), *node, AV_CODEC_ID_DVVIDEO).vid.eInterlace, eXvI_TopFirst);
+}
+
+TEST(DvFamily, RastersFollowRateAndSize) {
+  struct Case {
+    int width, height;
+    double rate;
+    int index, outWidth, outHeight, format;
+  };
+  for (const Case& c : {Case{720, 576, 25, -1, 720, 576, AV_PIX_FMT_YUYV422},
+                        {720, 486, 29.97, 0, 720, 480, AV_PIX_FMT_YUV411P},
+                        {720, 576, 25, 0, 720, 576, AV_PIX_FMT_YUV420P},
+                        {720, 576, 25, 1, 720, 576, AV_PIX_FMT_YUV411P},
+                        {1920, 1080, 25, -1, 1440, 1080, AV_PIX_FMT_YUYV422},
+                        {1920, 1080, 29.97, -1, 1280, 1080, AV_PIX_FMT_YUYV422},
+                        {1280, 720, 50, -1, 960, 720, AV_PIX_FMT_YUYV422}}) {
+    int format = AV_PIX_FMT_NONE;
+    const XV_VID_PROPS vid = DvRaster(Raster(c.width, c.height, c.rate), c.index, &format);
+    EXPECT_TRUE(vid.nWidth == c.outWidth && vid.nHeight == c.outHeight && format == c.format)
+        << c.width << "x" << c.height << "@" << c.rate;
+  }
+}
+
+TEST(PixelFormatPick, WalksFromTheSourceDown) {
+  const AVPixelFormat x264[] = {AV_PIX_FMT_YUV422P, AV_PIX_FMT_YUV420P, AV_PIX_FMT_NV12, AV_PIX_FMT_NONE};
+  EXPECT_EQ(PickPixelFormat(AV_CODEC_ID_H264, x264, kFccUYVY, false).format, AV_PIX_FMT_YUV420P);
+  EXPECT_EQ(PickPixelFormat(AV_CODEC_ID_H264, x264, kFccUYVY, true).format, AV_PIX_FMT_YUV422P);
+  EXPECT_EQ(PickPixelFormat(AV_CODEC_ID_H264, x264, kFccARGB32, false).format, AV_PIX_FMT_YUV420P);
+  const AVPixelFormat rgb[] = {AV_PIX_FMT_RGB24, AV_PIX_FMT_BGRA, AV_PIX_FMT_NONE};
+  EXPECT_EQ(PickPixelFormat(AV_CODEC_ID_HUFFYUV, rgb, kFccRGB32, false).format, AV_PIX_FMT_BGRA);
+  const AVPixelFormat deep[] = {AV_PIX_FMT_YUV422P10, AV_PIX_FMT_NONE};
+  EXPECT_EQ(PickPixelFormat(AV_CODEC_ID_PRORES, deep, kFccV210, false).format, AV_PIX_FMT_YUV422P10);
+  EXPECT_EQ(PickPixelFormat(AV_CODEC_ID_DPX, nullptr, kFccR210, false).format, AV_PIX_FMT_RGB48LE);
+  const PixelFormatPick raw = PickPixelFormat(AV_CODEC_ID_RAWVIDEO, nullptr, kFccHDYC, false);
+  EXPECT_TRUE(raw.format == AV_PIX_FMT_UYVY422 && raw.tag == kFccHDYC);
+  EXPECT_TRUE(PickPixelFormat(AV_CODEC_ID_MJPEG, nullptr, kFccUYVY, true).fullRange);
+}
+
+TEST(AudioFormatPick, DepthAndRate) {
+  const AVCodec& aac = *avcodec_find_encoder_by_name("aac");
+  const AVCodec& flac = *avcodec_find_encoder_by_name("flac");
+  const AVCodec& mp2 = *avcodec_find_encoder_by_name("mp2");
+  EXPECT_EQ(PickSampleFormat(aac, 16), AV_SAMPLE_FMT_FLTP);
+  EXPECT_EQ(PickSampleFormat(flac, 24), AV_SAMPLE_FMT_S32);
+  EXPECT_EQ(PickSampleFormat(flac, 16), AV_SAMPLE_FMT_S16);
+  EXPECT_EQ(PickSampleRate(mp2, 48000), 48000);
+  EXPECT_EQ(PickSampleRate(mp2, 40000), 44100);
+  EXPECT_EQ(PickSampleRate(mp2, 96000), 48000);
+  EXPECT_EQ(PickSampleRate(*avcodec_find_encoder_by_name("pcm_s16le"), 12345), 12345);
+}
+
+// One track through SetupStream, with the encoder open.
+struct OpenTrack {
+  AvPtr<AVFormatContext> oc;
+  StreamHolder holder;
+  Status status;
+
+  OpenTrack(const char* format, const char* kind, const char* options, const XV_AV_PROPS& props)
+      : oc(Output(format, "a.x")) {
+    status = SetupStream(holder, {oc.get(), nullptr, &props, 0, Options(kind, options), AV_CODEC_ID_NONE, 0, ""});
+  }
+};
+
+XV_AV_PROPS Media(std::uint32_t interlace = eXvI_Progressive, int channels = 2) {
+  XV_AV_PROPS props{};
+  props.vid = Raster(720, 576, 25, interlace);
+  props.aud = {channels, 48000, 16, 0};
+  return props;
+}
+
+TEST(SetupStream, MpegRateLimitsComeFromTheBitRate) {
+  const OpenTrack set("mpegts", "video", "codec=mpeg2video b=5M", Media());
+  ASSERT_EQ(set.status.code(), S_OK);
+  EXPECT_EQ(set.holder.codec->rc_max_rate, 5'000'000);
+  EXPECT_EQ(set.holder.codec->rc_buffer_size, 2'500'000);
+  const OpenTrack unset("mpegts", "video", "codec=mpeg2video", Media());
+  EXPECT_EQ(unset.holder.codec->rc_max_rate, 1048576);
+  EXPECT_EQ(unset.holder.codec->rc_buffer_size, 524288);
+}
+
+TEST(SetupStream, InterlaceFlagsFollowSourceAttributeAndLadder) {
+  const int flags = AV_CODEC_FLAG_INTERLACED_DCT | AV_CODEC_FLAG_INTERLACED_ME;
+  EXPECT_EQ(OpenTrack("mov", "video", "codec=mpeg2video", Media(eXvI_TopFirst)).holder.codec->flags & flags, flags);
+  EXPECT_EQ(OpenTrack("mov", "video", "codec=mpeg2video interlace=false", Media(eXvI_TopFirst)).holder.codec->flags & flags, 0);
+  EXPECT_EQ(OpenTrack("mov", "video", "codec=mpeg2video interlace=true", Media()).holder.codec->flags & flags, flags);
+  const OpenTrack refused("avi", "video", "codec=mjpeg", Media(eXvI_TopFirst));
+  ASSERT_EQ(refused.status.code(), S_OK) << refused.holder.failure;
+  EXPECT_EQ(refused.holder.codec->flags & flags, 0);
+}
+
+TEST(SetupStream, IntraDcPrecisionIsWrittenByItsRuleAlone) {
+  EXPECT_EQ(OpenTrack("mpegts", "video", "codec=mpeg2video dc=10", Media()).holder.codec->intra_dc_precision, 2);
+  EXPECT_EQ(OpenTrack("mpegts", "video", "codec=mpeg2video dc=8", Media()).holder.codec->intra_dc_precision, 0);
+}
+
+TEST(SetupStream, TagsAndIds) {
+  EXPECT_EQ(OpenTrack("mov", "video", "codec=mpeg4 vtag=abcd", Media()).holder.codec->codec_tag, FourCC("abcd"));
+  EXPECT_NE(OpenTrack("mov", "video", "codec=mpeg4 vtag=abc", Media()).holder.codec->codec_tag, FourCC("abc\0"));
+  EXPECT_EQ(OpenTrack("mpegts", "video", "codec=mpeg2video streamid=300", Media()).holder.stream->id, 300);
+  EXPECT_EQ(OpenTrack("mpegts", "audio", "codec=mp2 streamid=300 streamid.0=310", Media()).holder.stream->id, 310);
+}
+
+TEST(SetupStream, AudioEncodersThatRefuseChannelsAreOfferedFewer) {
+  const OpenTrack mp2("mpegts", "audio", "codec=mp2", Media(eXvI_Progressive, 8));
+  ASSERT_EQ(mp2.status.code(), S_OK);
+  EXPECT_EQ(mp2.holder.codec->ch_layout.nb_channels, 2);
+  EXPECT_EQ(OpenTrack("mpegts", "audio", "codec=ac3", Media(eXvI_Progressive, 8)).holder.codec->ch_layout.nb_channels, 6);
+  EXPECT_EQ(OpenTrack("mov", "audio", "codec=pcm_s16le offset_msec=-100", Media()).holder.offsetSamples, -4800);
+  EXPECT_EQ(OpenTrack("mov", "audio", "codec=pcm_s16le sample_rate=44100", Media()).holder.codec->sample_rate, 44100);
+  EXPECT_EQ(OpenTrack("mov", "audio", "codec=pcm_s16le sample_rate=auto", Media()).holder.codec->sample_rate, 48000);
+}
+
+TEST(SetupStream, OtherNodesAndMissingVendorsFail) {
+  EXPECT_EQ(OpenTrack("mov", "subtitle", "codec=mpeg4", Media()).status.code(), E_FAIL);
+  const OpenTrack vendor("mov", "video", "codec=n264", Media());
+  EXPECT_EQ(vendor.status.code(), E_FAIL);
+  EXPECT_THAT(vendor.holder.failure, testing::HasSubstr("not available"));
+}
+
+}  // namespace
+}  // namespace xv
