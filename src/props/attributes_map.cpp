@@ -7,15 +7,17 @@
 namespace xv::XMLParse {
 namespace {
 constexpr std::size_t kIndexFrom = 48;  // attributes
-}
+constexpr std::size_t kUsual = 2;       // of an entry
+}  // namespace
 
 std::size_t ObjectsMap::Find(std::string_view name) const {
   if (index_ != nullptr) {
     const auto found = index_->find(ToLower(name));
     return found == index_->end() ? kNone : found->second;
   }
-  for (std::size_t i = 0; i < names_.size(); ++i) {
-    if (names_[i].size() == name.size() && EqualsNoCase(names_[i], name)) return i;
+  for (std::size_t i = 0; i < attributes_.size(); ++i) {
+    const std::string& one = attributes_[i].name;
+    if (one.size() == name.size() && EqualsNoCase(one, name)) return i;
   }
   return kNone;
 }
@@ -38,19 +40,15 @@ bool ObjectsMap::Set(std::string_view name, XMLValue value, bool onlyIfAbsent) {
 }
 
 void ObjectsMap::Append(std::string_view name, XMLValue value) {
-  names_.emplace_back(name);
-  try {
-    attributes_.push_back({std::move(value)});
-  } catch (...) {
-    names_.pop_back();
-    throw;
-  }
+  if (attributes_.empty()) attributes_.reserve(kUsual);
+  attributes_.push_back({std::string(name), std::move(value)});
   try {
     if (index_ != nullptr) {
-      index_->emplace(ToLower(name), names_.size() - 1);
-    } else if (names_.size() >= kIndexFrom) {
+      index_->emplace(ToLower(name), attributes_.size() - 1);
+    } else if (attributes_.size() >= kIndexFrom) {
       auto index = std::make_unique<Index>();
-      for (std::size_t i = 0; i < names_.size(); ++i) index->emplace(ToLower(names_[i]), i);
+      for (std::size_t i = 0; i < attributes_.size(); ++i)
+        index->emplace(ToLower(attributes_[i].name), i);
       index_ = std::move(index);
     }
   } catch (...) {
@@ -62,27 +60,22 @@ bool ObjectsMap::Remove(std::string_view name) {
   const std::size_t at = Find(name);
   if (at == kNone) return false;
   index_ = nullptr;
-  names_.erase(names_.begin() + static_cast<std::ptrdiff_t>(at));
   attributes_.erase(attributes_.begin() + static_cast<std::ptrdiff_t>(at));
   return true;
 }
 
 void ObjectsMap::Clear() {
   index_ = nullptr;
-  names_.clear();
   attributes_.clear();
 }
 
 void ObjectsMap::CopyFrom(const ObjectsMap& other) {
   auto index = other.index_ == nullptr ? nullptr : std::make_unique<Index>(*other.index_);
-  auto names = other.names_;
   attributes_ = other.attributes_;
-  names_ = std::move(names);
   index_ = std::move(index);
 }
 
 void ObjectsMap::Swap(ObjectsMap& other) noexcept {
-  names_.swap(other.names_);
   attributes_.swap(other.attributes_);
   index_.swap(other.index_);
 }

@@ -12,6 +12,7 @@
 namespace xv::XMLParse {
 
 struct XMLAttribute {
+  std::string name;
   XMLValue value;
 };
 
@@ -22,8 +23,8 @@ class ObjectsMap {
  public:
   static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
 
-  std::size_t Count() const { return names_.size(); }
-  const std::string& NameAt(std::size_t i) const { return names_[i]; }
+  std::size_t Count() const { return attributes_.size(); }
+  const std::string& NameAt(std::size_t i) const { return attributes_[i].name; }
   const XMLValue& ValueAt(std::size_t i) const { return attributes_[i].value; }
 
   std::size_t Find(std::string_view name) const;
@@ -40,7 +41,6 @@ class ObjectsMap {
 
   void Append(std::string_view name, XMLValue value);
 
-  std::vector<std::string> names_;
   std::vector<XMLAttribute> attributes_;
   std::unique_ptr<Index> index_;  // null, or complete
 };

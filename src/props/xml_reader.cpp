@@ -177,7 +177,7 @@ class TreeBuilder {
   void SetValue(std::string_view text) {
     std::string value;
     AppendExpanded(text, options_.keepControls, &value);
-    Top().value.SetText(value);
+    Top().value.TakeText(std::move(value));
   }
 
   void Open(const Tag& tag) {

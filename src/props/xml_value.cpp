@@ -36,8 +36,10 @@ struct Renderer {
 
 }  // namespace
 
-void XMLValue::SetText(std::string_view text) {
-  text_.assign(text);
+void XMLValue::SetText(std::string_view text) { TakeText(std::string(text)); }
+
+void XMLValue::TakeText(std::string&& text) {
+  text_ = std::move(text);
   payload_ = std::monostate();
   textValid_ = true;
 }

@@ -50,6 +50,7 @@ class XMLValue {
 
   // Sets the text; the type becomes none. Where memory runs out the old text stays.
   void SetText(std::string_view text);
+  void TakeText(std::string&& text);
   void SetBool(bool value) { Set(value); }
   void SetInt(std::int32_t value) { Set(value); }
   void SetHex(std::uint32_t value) { Set(value); }
