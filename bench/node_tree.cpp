@@ -17,8 +17,10 @@ std::string Document() {
   for (int f = 0; f < 30; ++f) {
     text += "<format id='format" + std::to_string(f) + "' name='Format'>\n<video_codecs>\n";
     for (int c = 0; c < 30; ++c) {
-      text += "<codec id='codec" + std::to_string(c) + "' name='A codec of this format' b='5M' g='25'>\n"
-              "<attributes_info><b type='rate' default='5M' min='1K' max='100M'>Bit rate</b></attributes_info>\n</codec>\n";
+      text += "<codec id='codec" + std::to_string(c) +
+              "' name='A codec of this format' b='5M' g='25'>\n"
+              "<attributes_info><b type='rate' default='5M' min='1K' max='100M'>Bit "
+              "rate</b></attributes_info>\n</codec>\n";
     }
     text += "</video_codecs>\n</format>\n";
   }
@@ -47,8 +49,9 @@ int main() {
   const auto begin = Clock::now();
   for (int i = 0; i < kLookups; ++i) found += node->Rate("format[7]::video_codecs::codec[3]::b");
   const double lookups = Seconds(Clock::now() - begin);
-  std::printf("reader   %7.1f MB/s on %zu kB (memcpy %.0f MB/s)\n", static_cast<double>(text.size()) / 1e6 / best,
-              text.size() / 1000, static_cast<double>(text.size()) / 1e6 / copy);
+  std::printf("reader   %7.1f MB/s on %zu kB (memcpy %.0f MB/s)\n",
+              static_cast<double>(text.size()) / 1e6 / best, text.size() / 1000,
+              static_cast<double>(text.size()) / 1e6 / copy);
   std::printf("lookups  %7.2f million/s, four levels deep (%lld)\n", kLookups / lookups / 1e6,
               static_cast<long long>(found / kLookups));
   return 0;

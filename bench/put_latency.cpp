@@ -13,7 +13,9 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-double Microseconds(Clock::duration d) { return std::chrono::duration<double, std::micro>(d).count(); }
+double Microseconds(Clock::duration d) {
+  return std::chrono::duration<double, std::micro>(d).count();
+}
 
 void Print(const char* what, std::vector<double> values) {
   std::sort(values.begin(), values.end());
@@ -29,7 +31,8 @@ int main(int argc, char** argv) {
   std::vector<std::shared_ptr<std::vector<unsigned char>>> pictures;
   for (int i = 0; i < 8; ++i) {
     pictures.push_back(std::make_shared<std::vector<unsigned char>>(kBytes));
-    for (std::size_t k = 0; k < kBytes; ++k) (*pictures.back())[k] = static_cast<unsigned char>(k / 7 + k % 1920 * i);
+    for (std::size_t k = 0; k < kBytes; ++k)
+      (*pictures.back())[k] = static_cast<unsigned char>(k / 7 + k % 1920 * i);
   }
   std::vector<unsigned char> target(kBytes);
   std::vector<double> puts, copies;

@@ -17,7 +17,7 @@ while IFS=: read -r file include; do
   fi
 done < <(git grep -E '^#include "[a-z]+/' -- src | sed -E 's/^([^:]+):#include (.*)$/\1:\2/')
 
-for header in $(git ls-files 'include/*.h' 'include/*.hpp' 'src/*.h' 'tools/*.h'); do
+for header in $(git ls-files 'include/*.h' 'include/*.hpp' 'src/*.h' 'tools/*.h' ':!*-inl.h'); do
   head -40 "$header" | grep -q '^#pragma once' || complain "$header has no #pragma once"
 done
 

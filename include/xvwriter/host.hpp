@@ -291,7 +291,8 @@ class Writer {
   Writer(Writer&&) = default;
   Writer& operator=(Writer&&) = default;
 
-  // Target and attributes, and ready for frames. See IXvWriter::WriterSet, IXvObject_I::ObjectStart.
+  // Target and attributes, and ready for frames. See IXvWriter::WriterSet,
+  // IXvObject_I::ObjectStart.
   HRESULT Start(std::string_view target, std::string_view attributes = {}) {
     const HRESULT set = writer_->WriterSet(Wide(target).c_str(), Wide(attributes).c_str());
     return Failed(set) ? set : object_->ObjectStart(nullptr);

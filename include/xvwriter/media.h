@@ -54,7 +54,7 @@ enum eXvTimeFlags : std::uint32_t {
   eXvTF_Cleared = 0x10,  // cleared on the first frame, otherwise not read
   eXvTF_End = 0x20,      // with eXvTF_Break: end of stream; audio of the frame is ignored
   eXvTF_Gap = 0x40,
-  eXvTF_Jump = 0x80,     // also set by the corrector where it re-based
+  eXvTF_Jump = 0x80,  // also set by the corrector where it re-based
   eXvTF_EndMark = eXvTF_Break | eXvTF_End,
 };
 
@@ -156,10 +156,10 @@ struct XV_VID_PROPS {
 };
 
 struct XV_AUD_PROPS {
-  std::int32_t nChannels;        // negative: disabled
-  std::int32_t nSamplesPerSec;   // Hz
-  std::int32_t nBitsPerSample;   // 16, 20, 24, 32; -32 is 32-bit float. 20 lies in 24-bit words
-  std::uint32_t nTrackMask;      // bit i: a track ends at channel i
+  std::int32_t nChannels;       // negative: disabled
+  std::int32_t nSamplesPerSec;  // Hz
+  std::int32_t nBitsPerSample;  // 16, 20, 24, 32; -32 is 32-bit float. 20 lies in 24-bit words
+  std::uint32_t nTrackMask;     // bit i: a track ends at channel i
 };
 
 // Media properties of a frame or a stream; all zero means nothing is known.

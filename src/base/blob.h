@@ -57,7 +57,8 @@ class CBLOBHolder : public AutoObjBase<CBLOBHolder<A>> {
     capacity_ = bytes;
     return S_OK;
   }
-  // Sets the used size; new bytes become `fill` unless it is negative. A decrease keeps the capacity.
+  // Sets the used size; new bytes become `fill` unless it is negative. A decrease keeps the
+  // capacity.
   Status Resize(std::uint32_t bytes, int fill = -1) {
     RETURN_IF_FAILED(Ensure(bytes));
     if (fill >= 0 && bytes > size_) std::memset(pointer_ + size_, fill, bytes - size_);

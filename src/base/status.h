@@ -32,11 +32,11 @@ class [[nodiscard]] Status {
 // The status of a POSIX errno: the system error that hosts know for the same fault.
 Status StatusFromErrno(int error);
 
-#define RETURN_IF_FAILED(expr)                                     \
-  do {                                                             \
-    if (const ::xv::Status status_ = (expr); status_.Failed()) {   \
-      return status_;                                              \
-    }                                                              \
+#define RETURN_IF_FAILED(expr)                                   \
+  do {                                                           \
+    if (const ::xv::Status status_ = (expr); status_.Failed()) { \
+      return status_;                                            \
+    }                                                            \
   } while (false)
 
 }  // namespace xv

@@ -44,17 +44,11 @@ void AppendTable(const AttributeTable& table, std::string* out) {
   }
 }
 
-std::string Range(const ListedAttribute& one) {
-  if (!one.values.empty()) return one.values;
-  if (one.minimum.empty() && one.maximum.empty()) return {};
-  return one.minimum + " to " + one.maximum;
-}
-
 void AppendListed(const std::vector<ListedAttribute>& all, std::string* out) {
   AppendRow(out, {"Attribute", "Type", "Default", "Values", "Meaning"});
   out->append("|---|---|---|---|---|\n");
   for (const ListedAttribute& one : all) {
-    AppendRow(out, {Code(one.name), one.type, Code(one.defaultValue), Cell(Range(one)),
+    AppendRow(out, {Code(one.name), one.type, Code(one.defaultValue), Cell(RangeText(one)),
                     Cell(one.description)});
   }
 }
@@ -97,7 +91,7 @@ void AppendFormats(const CoXMLNode& list, std::string* out) {
   for (const ListedAttribute& one : all) {
     const std::string& names = takers[one.name];
     AppendRow(out, {Code(one.name), names == everywhere ? "all" : names, one.type,
-                    Code(one.defaultValue), Cell(Range(one)), Cell(one.description)});
+                    Code(one.defaultValue), Cell(RangeText(one)), Cell(one.description)});
   }
 }
 

@@ -64,7 +64,9 @@ void Pruner::PruneCodecs(const std::string& format, CoXMLNode& codecs) {
     const std::string id = codec->Text("id");
     if (id.empty()) continue;
     const std::string& reason = CachedReason(id);
-    const std::string& cell = reason.empty() ? CachedCell(format, id) : reason;
+    const bool noVideo = EqualsNoCase(id, "null") && EqualsNoCase(codecs.Name(), "video");
+    const std::string& cell =
+        reason.empty() ? CachedCell(format, noVideo ? kNoVideoCell : id) : reason;
     if (cell.empty()) continue;
     gone_[{id, reason.empty() ? format : std::string()}] = cell;
     (void)codecs.RemoveChildNode(codec.get());

@@ -23,6 +23,7 @@ constexpr Cell kCells[] = {
     {"wav", "pcm_s24daud", "WAV has no tag for D-Cinema audio"},
     {"mov", "libvpx", "MOV takes VP8 in no player"},
     {"flv", "pcm_s16le", "FLV takes PCM up to 44100 Hz only"},
+    {"mxf", kNoVideoCell, "MXF is written with pictures only"},
 };
 
 // The muxer behind an id of the list; null for a container that FFmpeg does not write.

@@ -48,6 +48,12 @@ bool AddDeclared(const CoXMLNode& holder, std::vector<ListedAttribute>* out) {
 
 }  // namespace
 
+std::string RangeText(const ListedAttribute& one) {
+  if (!one.values.empty()) return one.values;
+  if (one.minimum.empty()) return one.maximum.empty() ? std::string() : "at most " + one.maximum;
+  return one.minimum + (one.maximum.empty() ? " and more" : " to " + one.maximum);
+}
+
 XMLNodePtr FindListedFormat(const CoXMLNode& list, std::string_view text) {
   return FindAnswering(list.FindChild("formats"), "format", text);
 }

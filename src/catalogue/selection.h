@@ -22,6 +22,9 @@ struct ListedAttribute {
   std::string description;
 };
 
+// What it may be, for a person: the values, else the bounds; "" for anything.
+std::string RangeText(const ListedAttribute& one);
+
 // The format whose id or display name is `text`, in any case; the first of several. Null for none.
 XMLParse::XMLNodePtr FindListedFormat(const XMLParse::CoXMLNode& list, std::string_view text);
 

@@ -8,8 +8,8 @@ namespace xv {
 namespace {
 
 constexpr AVSampleFormat kFloat[] = {AV_SAMPLE_FMT_FLT, AV_SAMPLE_FMT_FLTP};
-constexpr AVSampleFormat kDeep[] = {AV_SAMPLE_FMT_S32, AV_SAMPLE_FMT_S32P, AV_SAMPLE_FMT_FLT,
-                                    AV_SAMPLE_FMT_FLTP, AV_SAMPLE_FMT_S16, AV_SAMPLE_FMT_S16P};
+constexpr AVSampleFormat kDeep[] = {AV_SAMPLE_FMT_S32,  AV_SAMPLE_FMT_S32P, AV_SAMPLE_FMT_FLT,
+                                    AV_SAMPLE_FMT_FLTP, AV_SAMPLE_FMT_S16,  AV_SAMPLE_FMT_S16P};
 constexpr AVSampleFormat k16[] = {AV_SAMPLE_FMT_S16, AV_SAMPLE_FMT_S16P};
 
 std::span<const AVSampleFormat> Preferred(const AVCodec& codec, int bits) {

@@ -31,11 +31,14 @@ int TightRowBytes(const AVFrame& frame) {
 bool ShareRawPicture(const AVFrame& frame, std::size_t bytes, AVPacket* packet) {
   if (frame.buf[0] == nullptr || frame.linesize[0] != TightRowBytes(frame)) return false;
   const AVBufferRef& buffer = *frame.buf[0];
-  if (frame.data[0] < buffer.data || frame.data[0] + bytes > buffer.data + buffer.size) return false;
-  const std::size_t luma = static_cast<std::size_t>(frame.linesize[0]) * static_cast<std::size_t>(frame.height);
+  if (frame.data[0] < buffer.data || frame.data[0] + bytes > buffer.data + buffer.size)
+    return false;
+  const std::size_t luma =
+      static_cast<std::size_t>(frame.linesize[0]) * static_cast<std::size_t>(frame.height);
   if (frame.data[1] != nullptr && frame.data[1] != frame.data[0] + luma) return false;
   if (frame.data[2] != nullptr &&
-      frame.data[2] != frame.data[1] + static_cast<std::ptrdiff_t>(frame.linesize[1]) * frame.height / 2) {
+      frame.data[2] !=
+          frame.data[1] + static_cast<std::ptrdiff_t>(frame.linesize[1]) * frame.height / 2) {
     return false;
   }
   packet->buf = av_buffer_ref(frame.buf[0]);

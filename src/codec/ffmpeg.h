@@ -9,8 +9,8 @@
 namespace xv {
 
 // Guards work on codec contexts and the setup and teardown of format contexts, for all sessions of
-// the process. Recursive, since open and cleanup nest. Rank: behind every lock of a session. Writing
-// packets does not take it: a receiver that stalls must not stop other writers.
+// the process. Recursive, since open and cleanup nest. Rank: behind every lock of a session.
+// Writing packets does not take it: a receiver that stalls must not stop other writers.
 std::recursive_mutex& FFmpegLock();
 using FFmpegGuard = std::lock_guard<std::recursive_mutex>;
 

@@ -11,14 +11,15 @@ namespace {
 
 // What a source falls through to: each list runs on into the next.
 constexpr AVPixelFormat kArgbList[] = {AV_PIX_FMT_BGRA, AV_PIX_FMT_RGBA, AV_PIX_FMT_ARGB,
-                                   AV_PIX_FMT_ABGR};
+                                       AV_PIX_FMT_ABGR};
 constexpr AVPixelFormat kRgb32List[] = {AV_PIX_FMT_BGR0, AV_PIX_FMT_0RGB, AV_PIX_FMT_0BGR,
-                                    AV_PIX_FMT_RGB0, AV_PIX_FMT_BGRA};
+                                        AV_PIX_FMT_RGB0, AV_PIX_FMT_BGRA};
 constexpr AVPixelFormat kRgb24List[] = {AV_PIX_FMT_BGR24, AV_PIX_FMT_RGB24};
-constexpr AVPixelFormat k422OnlyList[] = {AV_PIX_FMT_UYVY422, AV_PIX_FMT_YUYV422, AV_PIX_FMT_YUV422P};
+constexpr AVPixelFormat k422OnlyList[] = {AV_PIX_FMT_UYVY422, AV_PIX_FMT_YUYV422,
+                                          AV_PIX_FMT_YUV422P};
 constexpr AVPixelFormat k411List[] = {AV_PIX_FMT_YUV411P};
 constexpr AVPixelFormat k420List[] = {AV_PIX_FMT_YUV420P, AV_PIX_FMT_NV12, AV_PIX_FMT_NV21,
-                                  AV_PIX_FMT_YUV411P};
+                                      AV_PIX_FMT_YUV411P};
 
 enum class Entry { kArgb, kRgb32, kRgb24, k422, k420, kNone };
 
@@ -64,7 +65,8 @@ AVPixelFormat WalkLists(const std::set<AVPixelFormat>& supported, Entry entry, b
 
 PixelFormatPick PickFromList(const AVPixelFormat* list, std::uint32_t fourcc, bool mode422) {
   std::set<AVPixelFormat> supported;
-  for (const AVPixelFormat* f = list; f != nullptr && *f != AV_PIX_FMT_NONE; ++f) supported.insert(*f);
+  for (const AVPixelFormat* f = list; f != nullptr && *f != AV_PIX_FMT_NONE; ++f)
+    supported.insert(*f);
   const AVPixelFormat format = WalkLists(supported, EntryOf(fourcc), mode422);
   if (format != AV_PIX_FMT_NONE) return {format};
   return {supported.empty() ? AV_PIX_FMT_YUV420P : list[0]};

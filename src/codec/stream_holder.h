@@ -22,14 +22,14 @@ struct StreamHolder {
   AvPtr<AVCodecContext> codec;
   AVMediaType type = AVMEDIA_TYPE_UNKNOWN;
   PseudoCodec pseudo = PseudoCodec::kNone;
-  XMLParse::XMLNodePtr node;  // the track's own options, a private copy
-  std::int64_t delay = 0;     // added to the packets' stamps, 100 ns
+  XMLParse::XMLNodePtr node;               // the track's own options, a private copy
+  std::int64_t delay = 0;                  // added to the packets' stamps, 100 ns
   std::vector<std::string> unusedOptions;  // attributes that neither we nor the encoder took
   std::string failure;                     // what the encoder said when it could not be opened
 
   // Video.
-  XV_VID_PROPS vid{};         // what the encoder gets
-  bool synthetic = false;     // black pictures for a format that needs a video track
+  XV_VID_PROPS vid{};                 // what the encoder gets
+  bool synthetic = false;             // black pictures for a format that needs a video track
   int pixelFormat = AV_PIX_FMT_NONE;  // that frames are prepared in
   bool fullRange = false;
   std::int64_t lastPts = -1;
@@ -42,6 +42,7 @@ struct StreamHolder {
   int trackChannels = 0;
   std::int64_t offsetSamples = 0;
   std::int64_t audioPts = 0;
+  int readAhead = 0;  // samples behind the buffer's head that this track has already taken
 
   // Encoded packets that wait to be taken, in decoding order.
   std::deque<AvPtr<AVPacket>> packets;

@@ -26,8 +26,8 @@ struct Aspect {
 void ApplyAspect(const Aspect& aspect, const XMLParse::CoXMLNode& node, XV_VID_PROPS* vid) {
   vid->nAspectX = static_cast<std::int16_t>(aspect.x);
   vid->nAspectY = static_cast<std::int16_t>(aspect.y);
-  vid->eAspectFit = static_cast<std::uint32_t>(
-      node.ListIndex("ar_type", words::kScaleType, eXvAF_IgnoreAspect));
+  vid->eAspectFit =
+      static_cast<std::uint32_t>(node.ListIndex("ar_type", words::kScaleType, eXvAF_IgnoreAspect));
 }
 
 bool HasLetter(std::string_view text, char letter) {

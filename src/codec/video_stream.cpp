@@ -28,10 +28,10 @@ constexpr double kHighestRate = 1000.0;
 
 // Attributes of the track that are ours and never an encoder's option.
 constexpr const char* kNotForEncoder[] = {
-    "ar",    "video_size", "size",     "video_format",    "ar_type",        "streamid",
-    "top",   "interlace",  "V422",     "dv_format",       "codec_id",       "codec",
-    "dc",    "tag",        "vtag",     "scaling_quality", "scaling_siting", "crop",
-    "rotate", "mirror",    "enabled",  "use_vpp",         "bitrate",        "gop_size"};
+    "ar",     "video_size", "size",    "video_format",    "ar_type",        "streamid",
+    "top",    "interlace",  "V422",    "dv_format",       "codec_id",       "codec",
+    "dc",     "tag",        "vtag",    "scaling_quality", "scaling_siting", "crop",
+    "rotate", "mirror",     "enabled", "use_vpp",         "bitrate",        "gop_size"};
 
 // Everything that the contexts of the ladder's attempts are built from.
 struct VideoPlan {
@@ -98,14 +98,16 @@ AvDictionary BuildOptions(const XMLParse::CoXMLNode& node, const VideoPlan& plan
   if (!bitrate.empty() && !dv) options.Set("b", bitrate.c_str());
   if (!gopSize.empty() && !dv) options.Set("g", gopSize.c_str());
   DictFromNode(node, options, {}, kNotForEncoder, AV_DICT_DONT_OVERWRITE);
-  const bool mpeg = id == AV_CODEC_ID_MPEG1VIDEO || id == AV_CODEC_ID_MPEG2VIDEO ||
-                    id == AV_CODEC_ID_MPEG4;
+  const bool mpeg =
+      id == AV_CODEC_ID_MPEG1VIDEO || id == AV_CODEC_ID_MPEG2VIDEO || id == AV_CODEC_ID_MPEG4;
   if (mpeg) SetRateLimits(node, options);
   options.Set("threads", "auto");
-  if (!gopTimecode.empty()) options.Set("gop_timecode", gopTimecode.c_str(), AV_DICT_DONT_OVERWRITE);
+  if (!gopTimecode.empty())
+    options.Set("gop_timecode", gopTimecode.c_str(), AV_DICT_DONT_OVERWRITE);
   if (const auto slices = node.FindText("slices")) {
     options.Set("slices", slices->c_str());
-  } else if (plan.codec != nullptr && (plan.codec->capabilities & AV_CODEC_CAP_SLICE_THREADS) != 0 &&
+  } else if (plan.codec != nullptr &&
+             (plan.codec->capabilities & AV_CODEC_CAP_SLICE_THREADS) != 0 &&
              id != AV_CODEC_ID_MJPEG && !dv) {
     options.Remove("slices");
   }
@@ -154,8 +156,7 @@ PixelFormatPick PickFor(const VideoPlan& plan, const VideoGeometry& geometry, bo
     const bool packed = geometry.dvPixelFormat == AV_PIX_FMT_YUYV422;
     return {packed ? AV_PIX_FMT_YUV422P : geometry.dvPixelFormat};
   }
-  const PseudoCodecRecord* pseudo =
-      FindPseudoCodec(static_cast<std::uint32_t>(plan.choice.pseudo));
+  const PseudoCodecRecord* pseudo = FindPseudoCodec(static_cast<std::uint32_t>(plan.choice.pseudo));
   if (plan.choice.pseudo == PseudoCodec::kQuick264) return {AV_PIX_FMT_NV12};
   return PickPixelFormat(plan.choice.id,
                          pseudo != nullptr ? pseudo->pixelFormats.data() : plan.codec->pix_fmts,
@@ -181,7 +182,8 @@ std::uint32_t TagFromText(const XMLParse::CoXMLNode& node) {
   if (text.empty()) text = node.Text("tag");
   if (text.size() < 4) return 0;
   std::uint32_t tag = 0;
-  for (int i = 3; i >= 0; --i) tag = tag << 8 | static_cast<unsigned char>(text[static_cast<std::size_t>(i)]);
+  for (int i = 3; i >= 0; --i)
+    tag = tag << 8 | static_cast<unsigned char>(text[static_cast<std::size_t>(i)]);
   return tag;
 }
 
@@ -255,7 +257,8 @@ Status SetupVideoStream(StreamHolder& holder, AVFormatContext* oc, AVFormatConte
   } else {
     AvDictionary options = BuildOptions(*holder.node, plan, gopTimecode);
     DropRefusedOptions(plan.choice.id, options);
-    RETURN_IF_FAILED(OpenVideoCodec(holder, *plan.codec, [&] { return BuildContext(plan); }, options));
+    RETURN_IF_FAILED(OpenVideoCodec(
+        holder, *plan.codec, [&] { return BuildContext(plan); }, options));
   }
   holder.vid = AlignedProps(plan, *holder.codec);
   holder.pixelFormat = plan.pick.format;

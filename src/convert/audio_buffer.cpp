@@ -211,17 +211,20 @@ Status XvAudioBuffer2::Flush() {
 }
 
 Status XvAudioBuffer2::ReadTrack(int firstChannel, int channelCount, int samples,
-                                 AVSampleFormat format, std::uint8_t* const* planes) {
-  if (planes == nullptr || samples < 0 || channelCount < 1) return E_INVALIDARG;
+                                 AVSampleFormat format, std::uint8_t* const* planes, int offset) {
+  if (planes == nullptr || samples < 0 || channelCount < 1 || offset < 0) return E_INVALIDARG;
   const std::lock_guard guard(lock_);
   const bool planar = av_sample_fmt_is_planar(format) != 0;
   const int bytes = av_get_bytes_per_sample(format);
   const int stride = planar ? 1 : channelCount;
-  const int held = std::min(samples, AvailableSamples());
+  const int held = std::clamp(AvailableSamples() - offset, 0, samples);
   for (int i = 0; i < channelCount; ++i) {
     const int channel = firstChannel + i;
     const bool exists = channel >= 0 && channel < channels_.ChannelCount();
-    const std::uint8_t* source = exists ? channels_.ChannelPointer(channel, 0) : nullptr;
+    const std::uint8_t* source =
+        exists
+            ? channels_.ChannelPointer(channel, static_cast<std::uint32_t>(offset * StoredBytes()))
+            : nullptr;
     std::uint8_t* target = planar ? planes[i] : planes[0] + static_cast<std::ptrdiff_t>(i) * bytes;
     std::uint8_t* rest = target + static_cast<std::ptrdiff_t>(held) * stride * bytes;
     if (!WriteSamples(source, StoredBytes(), held, format, target, stride) ||

@@ -58,13 +58,13 @@ class XvAudioBuffer2 final : public AutoObjBase<XvAudioBuffer2> {
   // End of the stream: what the resampler still holds joins the buffer.
   Status Flush();
 
-  // Copies `samples` samples of channels [firstChannel, firstChannel + channelCount) from the head
-  // without consuming them, in any of FFmpeg's U8, S16, S32, FLT and DBL forms: interleaved into
-  // planes[0], or a plane for each channel. Channels and samples that do not exist are silence.
-  // Floats round to nearest and saturate.
+  // Copies `samples` samples of channels [firstChannel, firstChannel + channelCount), from `offset`
+  // samples behind the head on, without consuming them, in any of FFmpeg's U8, S16, S32, FLT and
+  // DBL forms: interleaved into planes[0], or a plane for each channel. Channels and samples that
+  // do not exist are silence. Floats round to nearest and saturate.
   //   E_INVALIDARG  another sample format, or nothing to write to.
   Status ReadTrack(int firstChannel, int channelCount, int samples, AVSampleFormat format,
-                   std::uint8_t* const* planes);
+                   std::uint8_t* const* planes, int offset = 0);
   // Drops samples from the head; more than there are empties the buffer. Gives the count dropped.
   std::int32_t Skip(std::int32_t samples);
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "convert/convert_pixels.h"
 #include "convert/frame_ffm.h"
 #include "convert/pixel_map.h"
 #include "media/pixel_layout.h"
@@ -13,6 +14,8 @@ extern "C" {
 
 namespace xv {
 namespace {
+
+constexpr std::size_t kReadPadding = 256;
 
 bool IsYuv(int format) {
   const AVPixFmtDescriptor* desc = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(format));
@@ -33,6 +36,12 @@ FieldPlanes FieldOf(const AVFrame& picture, int parity) {
     field.linesize[i] = picture.linesize[i] * 2;
   }
   return field;
+}
+
+// Layouts that the library does not know, as one that it does.
+std::uint32_t LibraryLayout(std::uint32_t tag) {
+  if (tag == kFccR210) return kFccRGB32;
+  return tag == kFccV210 || tag == kFccYVYU ? kFccUYVY : tag;
 }
 
 }  // namespace
@@ -63,22 +72,34 @@ Status PictureConverter::Scale(const AVFrame& source, AVFrame* target, bool bt70
   return S_OK;
 }
 
-Status PictureConverter::Convert(const PictureView& source, AVFrame* target, bool fullRange) {
+Status PictureConverter::ThroughLibrary(const PictureView& source, AVFrame* target,
+                                        bool fullRange) {
+  // The library reads past the end of rows: it works on a copy with room behind it.
+  XV_VID_PROPS vid = source.vid;
+  vid.fccColor = LibraryLayout(vid.fccColor);
+  if (vid.fccColor != source.vid.fccColor) vid.nHeight = -std::abs(vid.nHeight);
+  vid.nRowBytes = NaturalRowBytes(vid.fccColor, vid.nWidth);
+  between_.resize(static_cast<std::size_t>(PictureSpan(vid)) + kReadPadding);
+  const std::uint8_t* data = between_.data();
+  if (PixelFormatFromFourCC(vid.fccColor) == AV_PIX_FMT_NONE ||
+      ConvertPixels(MakeImageView(source.vid, source.data), MakeImageView(vid, data)) != 0) {
+    return XV_E_NO_PIXEL_FORMAT;
+  }
   XvFrameFFM wrapped;
-  const std::int64_t bytes = FrameBytes(source.vid.fccColor, source.vid.nWidth,
-                                        std::abs(source.vid.nHeight), source.vid.nRowBytes);
   RETURN_IF_FAILED(
-      wrapped.AttachMemory(source.vid, source.data, static_cast<std::uint32_t>(bytes), nullptr));
+      wrapped.AttachMemory(vid, data, static_cast<std::uint32_t>(between_.size()), nullptr));
   const AVFrame& picture = *wrapped.picture();
-  if (picture.format == kPixFmtV210) return XV_E_NO_PIXEL_FORMAT;
-  const bool resized = picture.width != target->width || picture.height != target->height;
   const AVPixFmtDescriptor* desc = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(target->format));
-  // Fields keep apart whenever lines are mixed: by scaling, or by halving the chroma lines.
-  const bool mixesLines = resized || (desc != nullptr && desc->log2_chroma_h > 0);
-  const bool fields = mixesLines && picture.interlaced_frame != 0 &&
-                      target->interlaced_frame != 0 && picture.height % 4 == 0 &&
-                      target->height % 4 == 0;
+  // Fields keep apart where chroma lines are halved.
+  const bool fields = desc != nullptr && desc->log2_chroma_h > 0 && picture.interlaced_frame != 0 &&
+                      target->interlaced_frame != 0 && picture.height % 4 == 0;
   return Scale(picture, target, source.vid.fccColor == kFccHDYC, fullRange, fields);
+}
+
+Status PictureConverter::Convert(const PictureView& source, AVFrame* target,
+                                 const CodecConvertOptions& options) {
+  const Status own = ConvertToCodecFormat(MakeImageView(source.vid, source.data), target, options);
+  return own.NothingDone() ? ThroughLibrary(source, target, options.fullRange) : own;
 }
 
 }  // namespace xv

@@ -3,9 +3,11 @@
 #include <cstdint>
 
 #include "base/ref.h"
+#include "convert/converter_rc2.h"
 #include "convert/frame_ffm.h"
 #include "convert/picture_convert.h"
 #include "convert/pts_clock.h"
+#include "convert/scaling_choice.h"
 #include "props/node.h"
 
 namespace xv {
@@ -31,9 +33,14 @@ struct VideoPreparation {
   PtsClock clock;
   PicturePool pool;
   PictureConverter converter;
+  Ref<XvConverterRC2> geometry;  // made when a frame first needs it
 };
 
-// Makes the picture that the encoder takes, with its stamp in the codec's time base. The frame's
+// Makes the picture that the encoder takes, with its stamp in the codec's time base. Geometry that
+// differs from the target's goes through XvConverterRC2, as do "crop", "rotate" and "mirror" of the
+// frame's own node or else of the stream's; then the pixel format: the host's memory without a copy
+// where it has it already. 32-bit formats with alpha take the frame's attached "mask" or "mask8".
+// The frame's
 // own time counts unless `timeOverride` is given. `status` (may be null) gets the clock's answer.
 // Runs under one process-wide lock.
 //   XV_S_SKIP_FRAME  the frame's time leaves no place for it; the clock has moved on.
@@ -42,13 +49,5 @@ struct VideoPreparation {
 //   E_UNEXPECTED     the codec is closed, or no picture came out.
 Status PrepareVideoFrame(VideoPreparation& preparation, const XV_TIME* timeOverride,
                          IXfFrame* frame, Ref<XvFrameFFM>* out, int* status);
-
-// The scaling quality code for `value`: 1 and above stands; below, the kind of scaling decides.
-// `field` is the field asked for, or -1.
-int ResolveScalingQuality(int value, const XV_VID_PROPS& source, const XV_VID_PROPS& target,
-                          int field);
-
-// Display aspect: the properties' own, else width over height, else 16:9.
-double DisplayAspect(const XV_VID_PROPS& vid);
 
 }  // namespace xv

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <limits>
 
 #include "codec/encode.h"
 #include "codec/ffmpeg.h"
@@ -29,14 +30,17 @@ const StreamHolder* FirstAudio(const Session& session) {
 int FrameSamples(const Session& session, const StreamHolder& holder) {
   if (holder.codec->frame_size > 0) return holder.codec->frame_size;
   if (session.videoIndex < 0) return kSamplesWithoutVideo;
-  const AVRational rate = session.streams[static_cast<std::size_t>(session.videoIndex)]->codec->framerate;
+  const AVRational rate =
+      session.streams[static_cast<std::size_t>(session.videoIndex)]->codec->framerate;
   if (rate.num <= 0) return kSamplesWithoutVideo;
-  return static_cast<int>(av_rescale_rnd(holder.codec->sample_rate, rate.den, rate.num, AV_ROUND_UP));
+  return static_cast<int>(
+      av_rescale_rnd(holder.codec->sample_rate, rate.den, rate.num, AV_ROUND_UP));
 }
 
 bool TakesShortFrames(const AVCodecContext& codec) {
   return codec.frame_size == 0 ||
-         (codec.codec->capabilities & (AV_CODEC_CAP_SMALL_LAST_FRAME | AV_CODEC_CAP_VARIABLE_FRAME_SIZE)) != 0;
+         (codec.codec->capabilities &
+          (AV_CODEC_CAP_SMALL_LAST_FRAME | AV_CODEC_CAP_VARIABLE_FRAME_SIZE)) != 0;
 }
 
 AvPtr<AVFrame> AllocateFrame(const StreamHolder& holder, int samples) {
@@ -61,9 +65,10 @@ Status ReadFolded(Session& session, const StreamHolder& holder, int samples, AVF
                                         static_cast<std::size_t>(holder.trackChannels) * 4);
   std::uint8_t* plane = interleaved.data();
   RETURN_IF_FAILED(session.audioBuffer.ReadTrack(holder.firstChannel, holder.trackChannels, samples,
-                                                 AV_SAMPLE_FMT_FLT, &plane));
+                                                 AV_SAMPLE_FMT_FLT, &plane, holder.readAhead));
   RETURN_IF_FAILED(track.Prepare(&folded, 0));
-  RETURN_IF_FAILED(track.Append(source, plane, static_cast<std::uint32_t>(interleaved.size()), false, true));
+  RETURN_IF_FAILED(
+      track.Append(source, plane, static_cast<std::uint32_t>(interleaved.size()), false, true));
   return track.ReadTrack(0, channels, samples, holder.codec->sample_fmt, frame->extended_data);
 }
 
@@ -72,15 +77,16 @@ Status ReadTrack(Session& session, const StreamHolder& holder, int samples, AVFr
     return ReadFolded(session, holder, samples, frame);
   }
   return session.audioBuffer.ReadTrack(holder.firstChannel, holder.trackChannels, samples,
-                                       holder.codec->sample_fmt, frame->extended_data);
+                                       holder.codec->sample_fmt, frame->extended_data,
+                                       holder.readAhead);
 }
 
 // One codec frame of one track. `consumed` gets the samples taken from the buffer.
 Status EncodeAudio(Session& session, StreamHolder& holder, bool endOfStream, int* consumed) {
   const FFmpegGuard guard(FFmpegLock());
   *consumed = 0;
-  const int available = session.audioBuffer.AvailableSamples();
-  if (available == 0) return endOfStream ? EncodeBackend(holder, nullptr) : Status(S_FALSE);
+  const int available = session.audioBuffer.AvailableSamples() - holder.readAhead;
+  if (available <= 0) return endOfStream ? EncodeBackend(holder, nullptr) : Status(S_FALSE);
   const int wanted = FrameSamples(session, holder);
   const bool variable = holder.codec->frame_size == 0;
   if (available < wanted && !endOfStream && !variable) return S_FALSE;
@@ -92,6 +98,7 @@ Status EncodeAudio(Session& session, StreamHolder& holder, bool endOfStream, int
   RETURN_IF_FAILED(ReadTrack(session, holder, encoded, frame.get()));
   const Status sent = EncodeBackend(holder, frame.get());
   holder.audioPts += encoded;
+  holder.readAhead += taken;
   *consumed = taken;
   return sent;
 }
@@ -134,10 +141,8 @@ bool WritePackets(Session& session, StreamHolder& holder, int track) {
   return any;
 }
 
-// One round over all tracks. `consumed` gets the first track's samples: all tracks read the same
-// span of the buffer. False when no track moved on.
-bool Round(Session& session, bool endOfStream, int* consumed) {
-  *consumed = 0;
+// One round over all tracks. False when no track moved on.
+bool Round(Session& session, bool endOfStream) {
   bool moved = false;
   int track = 0;
   for (const auto& holder : session.streams) {
@@ -145,11 +150,22 @@ bool Round(Session& session, bool endOfStream, int* consumed) {
     int taken = 0;
     const Status encoded = EncodeAudio(session, *holder, endOfStream, &taken);
     if (encoded.Failed()) session.KeepError(encoded, "audio encoder", holder->failure);
-    if (*consumed == 0) *consumed = taken;
     moved = WritePackets(session, *holder, track) || taken > 0 || moved;
     ++track;
   }
   return moved;
+}
+
+// The buffer lets go of what every track has taken: their frames may differ in size.
+void DropTaken(Session& session) {
+  int taken = std::numeric_limits<int>::max();
+  for (const auto& holder : session.streams) {
+    if (holder->type == AVMEDIA_TYPE_AUDIO) taken = std::min(taken, holder->readAhead);
+  }
+  session.audioBuffer.Skip(taken);
+  for (const auto& holder : session.streams) {
+    if (holder->type == AVMEDIA_TYPE_AUDIO) holder->readAhead -= taken;
+  }
 }
 
 // The buffer runs at the first track's rate: its sound is resampled once, on the way in.
@@ -178,9 +194,8 @@ void AudioStage(Session& session, bool endOfStream) {
   const std::lock_guard guard(session.audioLock);
   if (endOfStream) (void)session.audioBuffer.Flush();
   while (endOfStream || session.audioBuffer.AvailableSamples() > 0) {
-    int consumed = 0;
-    const bool moved = Round(session, endOfStream, &consumed);
-    session.audioBuffer.Skip(consumed);
+    const bool moved = Round(session, endOfStream);
+    DropTaken(session);
     if (!moved) return;
   }
 }

@@ -9,9 +9,9 @@ namespace xv {
 Status TakeAudio(Session& session, const XV_AUD_PROPS& format, const XV_TIME& frameTime,
                  const std::uint8_t* data, std::uint32_t bytes);
 
-// Encodes what the buffer holds in whole codec frames for every track and writes the packets. At the
-// end of the stream the rest goes too and the encoders are drained. Failures of writing are kept for
-// the host's next frame.
+// Encodes what the buffer holds in whole codec frames for every track and writes the packets. At
+// the end of the stream the rest goes too and the encoders are drained. Failures of writing are
+// kept for the host's next frame.
 void AudioStage(Session& session, bool endOfStream);
 
 }  // namespace xv

@@ -8,6 +8,7 @@ Status FinishMain(Session& session) {
   if (!session.main.exists() || session.streams.empty()) return S_OK;
   Status result = session.main.WriteTrailer();
   result.Update(session.main.CloseFile());
+  if (result.Failed() && session.growing) session.growing->keep = true;
   if (result.Failed()) session.stats->Fail("closing", session.main.path, result);
   return result;
 }
@@ -19,6 +20,7 @@ void Cleanup(Session& session) {
     session.second->Wait();
     session.second.reset();
   }
+  CloseGrowingFiles(session);
   session.queue.Clear();
   {
     const FFmpegGuard guard(FFmpegLock());

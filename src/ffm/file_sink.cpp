@@ -9,9 +9,9 @@
 namespace xv {
 namespace {
 
-constexpr int kIoBufferBytes = 64 << 10;         // FFmpeg's own, for single numbers
-constexpr std::size_t kGatherBytes = 1 << 20;    // small writes gather up to this much
-constexpr std::size_t kLargeWrite = 128 << 10;   // from here on a write is not copied
+constexpr int kIoBufferBytes = 64 << 10;        // FFmpeg's own, for single numbers
+constexpr std::size_t kGatherBytes = 1 << 20;   // small writes gather up to this much
+constexpr std::size_t kLargeWrite = 128 << 10;  // from here on a write is not copied
 constexpr std::int64_t kTrailerReserve = 2 << 20;
 
 }  // namespace
@@ -35,6 +35,7 @@ Status FileSink::Open(const std::string& path) {
 int FileSink::OnWrite(void* opaque, std::uint8_t* data, int bytes) {
   auto& self = *static_cast<FileSink*>(opaque);
   if (bytes <= 0) return 0;
+  if (self.observer_ != nullptr) self.observer_->OnSinkWrite(data, bytes, self.position_);
   const Status written = self.Write(data, static_cast<std::size_t>(bytes));
   self.position_ += bytes;
   self.size_ = std::max(self.size_, self.position_);
@@ -56,8 +57,8 @@ std::int64_t FileSink::OnSeek(void* opaque, std::int64_t offset, int whence) {
 
 Status FileSink::Write(const std::uint8_t* data, std::size_t bytes) {
   const bool continues = position_ == pendingAt_ + static_cast<std::int64_t>(pending_.size());
-  if (!pending_.empty() && (!continues || bytes >= kLargeWrite ||
-                            pending_.size() + bytes > kGatherBytes)) {
+  if (!pending_.empty() &&
+      (!continues || bytes >= kLargeWrite || pending_.size() + bytes > kGatherBytes)) {
     RETURN_IF_FAILED(Flush());
   }
   if (bytes >= kLargeWrite) return WriteThrough(data, bytes, position_);

@@ -12,6 +12,14 @@
 
 namespace xv {
 
+// Sees the bytes that a muxer hands to the file, write call by write call.
+class SinkObserver {
+ public:
+  virtual ~SinkObserver() = default;
+  // `data` is the caller's own buffer, `position` where its first byte goes.
+  virtual void OnSinkWrite(const std::uint8_t* data, int bytes, std::int64_t position) = 0;
+};
+
 // A local output file behind an AVIOContext of our own. Small writes gather here, large ones go
 // straight to the file, each at its own position, so that a failed write leaves a gap and never
 // shifts what follows. One caller at a time (the output's lock).
@@ -26,6 +34,8 @@ class FileSink {
   Status Open(const std::string& path);
   // The context for AVFormatContext.pb; lives until Close.
   AVIOContext* io() const { return io_.get(); }
+  // Null for none; it must outlive the sink or be taken away.
+  void SetObserver(SinkObserver* observer) { observer_ = observer; }
   // Everything handed over so far is in the file.
   Status Flush();
   // The first failure of a write, kept.
@@ -59,6 +69,7 @@ class FileSink {
   std::int64_t position_ = 0;
   std::int64_t size_ = 0;
   Status failure_;
+  SinkObserver* observer_ = nullptr;
 };
 
 }  // namespace xv

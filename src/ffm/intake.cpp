@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "ffm/audio_stage.h"
+#include "ffm/header_file.h"
 #include "ffm/open_output.h"
 #include "ffm/video_stage.h"
 #include "media/validity.h"
@@ -15,8 +16,8 @@
 namespace xv {
 namespace {
 
-constexpr int kDiskWatchInterval = 30;               // calls
-constexpr std::int64_t kLeastDiskSpace = 0xA00000;   // 10 MiB
+constexpr int kDiskWatchInterval = 30;              // calls
+constexpr std::int64_t kLeastDiskSpace = 0xA00000;  // 10 MiB
 constexpr auto kQueuePoll = std::chrono::milliseconds(10);
 constexpr std::uint32_t kLeastBlock = 5;  // bytes; a shorter picture or sound counts as none
 constexpr int kMostRepeats = 1000;        // a gap in time is never filled with more than this
@@ -31,7 +32,8 @@ void WriteSideWav(Session& session, const EncoderInput& input) {
 
 XV_AV_PROPS PropsOfFrame(const Session& session, const XV_AV_PROPS& given) {
   XV_AV_PROPS props = given;
-  if (session.trackMaskOverride != kNoMaskOverride) props.aud.nTrackMask = session.trackMaskOverride;
+  if (session.trackMaskOverride != kNoMaskOverride)
+    props.aud.nTrackMask = session.trackMaskOverride;
   return props;
 }
 
@@ -72,8 +74,7 @@ bool UsesQueue(const Session& session, const StreamHolder& holder) {
 // Waits until the queue has room. S_FALSE: the frame is dropped instead.
 Status AwaitRoom(Session& session, IntakeOwner& owner) {
   const bool dropFrames = session.props->Bool("video.drop_frames");
-  while (session.isOpen &&
-         session.queue.Size() >= static_cast<std::size_t>(session.videoBuffers)) {
+  while (session.isOpen && session.queue.Size() >= static_cast<std::size_t>(session.videoBuffers)) {
     if (dropFrames) {
       session.stats->drops.fetch_add(1, std::memory_order_relaxed);
       owner.Worker().Wake();
@@ -115,7 +116,8 @@ Status PutPicture(Session& session, IntakeOwner& owner, const EncoderInput& inpu
   if (!source) return E_NOINTERFACE;
   Ref<XvFrameFFM> prepared;
   int repeats = 0;
-  const Status made = PrepareVideoFrame(session.video, input.time, source.get(), &prepared, &repeats);
+  const Status made =
+      PrepareVideoFrame(session.video, input.time, source.get(), &prepared, &repeats);
   if (made == Status(XV_S_SKIP_FRAME)) {
     session.stats->drops.fetch_add(1, std::memory_order_relaxed);
     return S_FALSE;
@@ -154,6 +156,7 @@ Status PutFrame(Session& session, IntakeOwner& owner, const EncoderInput& input)
   if (video != nullptr && HasPicture(*video, input)) return PutPicture(session, owner, input);
   AudioStage(session, false);
   ++session.frameCount;
+  FinishHeaderFile(session, session.frameCount);
   return S_OK;
 }
 

@@ -61,7 +61,8 @@ std::string WavBesideTarget(const std::string& target) {
   return stem.substr(0, ExtensionPoint(stem)) + ".wav";
 }
 
-void SetWavPath(Session& session, const std::string& target, const XMLParse::CoXMLNode& attributes) {
+void SetWavPath(Session& session, const std::string& target,
+                const XMLParse::CoXMLNode& attributes) {
   session.wavPath = attributes.Text("wav_path", attributes.Text("audio::wav_path"));
   if (session.wavPath.empty() && attributes.Text("audio::codec") == "wav_file") {
     session.wavPath = WavBesideTarget(target);

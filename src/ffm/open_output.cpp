@@ -3,10 +3,11 @@
 #include "base/text.h"
 #include "codec/ffmpeg.h"
 #include "codec/option_dictionary.h"
+#include "codec/stream_attributes.h"
 #include "ffm/close.h"
+#include "ffm/header_file.h"
 #include "ffm/sdp.h"
 #include "ffm/session_attributes.h"
-#include "codec/stream_attributes.h"
 #include "platform/paths.h"
 
 namespace xv {
@@ -33,7 +34,8 @@ void SetMetadata(const XMLParse::CoXMLNode& attributes, AVFormatContext& context
 // What neither we, nor a protocol, nor the muxer took.
 void NoteUnused(SessionStats& stats, const AvDictionary& left, const char* prefix) {
   left.ForEach([&](const char* key, const char*) {
-    if (!IsKnownAttribute(SessionAttributes(), key)) stats.AddUnusedOption(std::string(prefix) + key);
+    if (!IsKnownAttribute(SessionAttributes(), key))
+      stats.AddUnusedOption(std::string(prefix) + key);
   });
 }
 
@@ -64,6 +66,7 @@ Status OpenMain(Session& session) {
       return E_FAIL;
     }
   }
+  HookGrowingOutput(session);
   NoteUnused(*session.stats, options, "");
   return S_OK;
 }

@@ -1,6 +1,7 @@
 #include "ffm/open_target.h"
 
 #include "base/text.h"
+#include "ffm/header_file.h"
 #include "ffm/second_output.h"
 #include "platform/file.h"
 #include "platform/paths.h"
@@ -28,6 +29,8 @@ std::string MakeSequenceFolder(const std::string& target) {
   return folder + std::string(FileNamePart(target));
 }
 
+}  // namespace
+
 Status AllocateOutput(Output& output, const std::string& path, const std::string& format) {
   AVFormatContext* context = nullptr;
   const int result = avformat_alloc_output_context2(
@@ -39,8 +42,6 @@ Status AllocateOutput(Output& output, const std::string& path, const std::string
   context->interrupt_callback = output.interrupt.Callback();
   return S_OK;
 }
-
-}  // namespace
 
 AVCodecID DefaultCodec(const AVOutputFormat& format, AVMediaType type) {
   if (type == AVMEDIA_TYPE_AUDIO) return format.audio_codec;
@@ -70,9 +71,10 @@ Status CreateOutputs(Session& session, TargetPlan& plan, const XMLParse::CoXMLNo
   if ((format.flags & AVFMT_NOFILE) != 0) plan.playWhileRec = false;
   if (!plan.playWhileRec && !IsUrl(plan.target)) {
     // Left behind by a recording that was cut off, they would mislead a reader of the new one.
-    (void)RemoveFile(AppendBeforeExtension(plan.target, ".hdr"));
-    (void)RemoveFile(plan.target + ".idx");
+    (void)RemoveFile(HeaderPath(plan.target));
+    (void)RemoveFile(IndexPath(plan.target));
   }
+  if (plan.playWhileRec) OpenGrowingFiles(session, plan);
   if (plan.secondTarget.empty()) return S_OK;
   auto second = std::make_unique<SecondOutput>(*session.stats);
   const Status made = AllocateOutput(second->output(), plan.secondTarget,

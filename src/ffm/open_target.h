@@ -10,7 +10,7 @@ namespace xv {
 // Names and formats of a session, before any stream exists.
 struct TargetPlan {
   std::string target;
-  std::string format;  // "" when the name tells
+  std::string format;     // "" when the name tells
   bool noFormat = false;  // none was named, and the format guessed has no video codec
   bool playWhileRec = false;
   std::string secondTarget;
@@ -18,6 +18,9 @@ struct TargetPlan {
 };
 
 TargetPlan PlanTarget(const std::string& target, const XMLParse::CoXMLNode& attributes);
+
+// Makes the context of `output` for a file or URL; "" for `format` leaves it to the name.
+Status AllocateOutput(Output& output, const std::string& path, const std::string& format);
 
 // Makes the contexts of the outputs. A failing second one is no failure.
 Status CreateOutputs(Session& session, TargetPlan& plan, const XMLParse::CoXMLNode& attributes);

@@ -82,7 +82,8 @@ std::uint32_t MaskOverride(const XMLParse::CoXMLNode& attributes) {
 }
 
 // A track's options: the node "audio", overlaid by "audio.N" for tracks above 0.
-XMLParse::XMLNodePtr AudioOptions(const TrackPlan& plan, const XMLParse::CoXMLNode& parent, int track) {
+XMLParse::XMLNodePtr AudioOptions(const TrackPlan& plan, const XMLParse::CoXMLNode& parent,
+                                  int track) {
   XMLParse::XMLNodePtr node = XMLParse::CoXMLNode::Create("audio");
   node->CopyFrom(parent, XMLParse::MergeMode::kReplace, true);
   if (track > 0) {
@@ -119,7 +120,8 @@ void OpenAudioTracks(Session& session, const TrackPlan& plan) {
   }
   XV_AV_PROPS props = plan.props;
   session.trackMaskOverride = MaskOverride(*plan.attributes);
-  if (session.trackMaskOverride != kNoMaskOverride) props.aud.nTrackMask = session.trackMaskOverride;
+  if (session.trackMaskOverride != kNoMaskOverride)
+    props.aud.nTrackMask = session.trackMaskOverride;
   const int tracks = static_cast<int>(TrackList(props.aud).size());
   for (int track = 0; track < tracks; ++track) {
     (void)AddTrack(session, plan, props, track, AudioOptions(plan, *node, track),

@@ -12,6 +12,7 @@
 #include "convert/audio_buffer.h"
 #include "convert/prepare_video.h"
 #include "convert/wav_writer.h"
+#include "ffm/header_file.h"
 #include "ffm/output.h"
 #include "ffm/raw_dump.h"
 #include "ffm/second_output.h"
@@ -28,6 +29,7 @@ struct Session {
   // Set by open.
   Output main;
   std::unique_ptr<SecondOutput> second;
+  std::unique_ptr<GrowingFiles> growing;  // index and header file beside a growing recording
   std::vector<std::unique_ptr<StreamHolder>> streams;
   int videoIndex = -1;
   XMLParse::XMLNodePtr props;    // "xml-props": a private copy of the session attributes

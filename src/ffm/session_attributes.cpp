@@ -42,9 +42,9 @@ constexpr AttributeSpec kSession[] = {
 };
 
 constexpr const char* kMuxerLeaveOut[] = {
-    "format",         "diskspace.min", "ignore_pts",    "protocol",       "merge_tracks",
-    "second_encoder", "capture_file",  "video.buffers", "play_while_rec", "video.drop_frames",
-    "mpeg.timecode",  "scaling_quality"};
+    "format",         "diskspace.min",     "ignore_pts",    "protocol",
+    "merge_tracks",   "second_encoder",    "capture_file",  "video.buffers",
+    "play_while_rec", "video.drop_frames", "mpeg.timecode", "scaling_quality"};
 
 }  // namespace
 

@@ -7,6 +7,7 @@
 #include "codec/ffmpeg.h"
 #include "convert/pixel_map.h"
 #include "ffm/audio_stage.h"
+#include "ffm/header_file.h"
 #include "ffm/packet_writing.h"
 
 namespace xv {
@@ -66,7 +67,8 @@ Status EncodePicture(Session& session, StreamHolder& holder, const QueuedFrame& 
 void ScaleStamps(const StreamHolder& holder, AVPacket& packet) {
   const AVRational from = holder.codec->time_base;
   const AVRational to = holder.stream->time_base;
-  const std::int64_t delay = av_rescale_q(holder.delay, {1, static_cast<int>(kTimeUnitsPerSecond)}, to);
+  const std::int64_t delay =
+      av_rescale_q(holder.delay, {1, static_cast<int>(kTimeUnitsPerSecond)}, to);
   if (packet.pts != AV_NOPTS_VALUE) packet.pts = av_rescale_q(packet.pts, from, to) + delay;
   if (packet.dts != AV_NOPTS_VALUE) packet.dts = av_rescale_q(packet.dts, from, to) + delay;
   packet.duration = av_rescale_q(packet.duration > 0 ? packet.duration : 1, from, to);
@@ -105,6 +107,7 @@ void VideoStage(Session& session, const QueuedFrame& frame) {
   if (!frame.frame) DropCaptions(&holder.ccMap, session.stats);
   ++session.videoCounter;
   AudioStage(session, !frame.frame);
+  FinishHeaderFile(session, session.videoCounter);
 }
 
 }  // namespace xv

@@ -6,13 +6,25 @@ namespace xv {
 namespace {
 
 constexpr PseudoCodecRecord kRecords[] = {
-    {PseudoCodec::kCuda264, AV_CODEC_ID_H264, "c264", "CUDA H.264 Encoder",
+    {PseudoCodec::kCuda264,
+     AV_CODEC_ID_H264,
+     "c264",
+     "CUDA H.264 Encoder",
      {AV_PIX_FMT_UYVY422, AV_PIX_FMT_YUYV422, AV_PIX_FMT_NONE}},
-    {PseudoCodec::kNvenc264, AV_CODEC_ID_H264, "n264", "NVidia NVEnc H.264 Encoder",
+    {PseudoCodec::kNvenc264,
+     AV_CODEC_ID_H264,
+     "n264",
+     "NVidia NVEnc H.264 Encoder",
      {AV_PIX_FMT_UYVY422, AV_PIX_FMT_YUYV422, AV_PIX_FMT_NONE}},
-    {PseudoCodec::kNvenc265, AV_CODEC_ID_HEVC, "n265", "NVidia NVEnc H.265 (HEVC) Encoder",
+    {PseudoCodec::kNvenc265,
+     AV_CODEC_ID_HEVC,
+     "n265",
+     "NVidia NVEnc H.265 (HEVC) Encoder",
      {AV_PIX_FMT_UYVY422, AV_PIX_FMT_YUYV422, AV_PIX_FMT_NONE}},
-    {PseudoCodec::kQuick264, AV_CODEC_ID_H264, "q264", "Intel QuickSync H.264 Encoder",
+    {PseudoCodec::kQuick264,
+     AV_CODEC_ID_H264,
+     "q264",
+     "Intel QuickSync H.264 Encoder",
      {AV_PIX_FMT_NV12, AV_PIX_FMT_YUYV422, AV_PIX_FMT_NONE}},
 };
 

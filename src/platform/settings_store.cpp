@@ -85,22 +85,6 @@ bool MayWrite(const std::string& path) {
   return (info.st_mode & 0222) != 0 && access(path.c_str(), W_OK) == 0;
 }
 
-std::string QuotedText(std::string_view text) {
-  std::string out = "\"";
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (c == '"' || c == '\\') {
-      out += '\\';
-      out += c;
-    } else if (byte < 0x20 || byte == 0x7F) {
-      out += fmt::format("\\u{:04X}", byte);
-    } else {
-      out += c;
-    }
-  }
-  return out + '"';
-}
-
 bool IsIntegerText(const std::string& text) {
   if (text.empty() || text.size() > 18) return false;
   const long long value = std::strtoll(text.c_str(), nullptr, 0);
@@ -111,7 +95,8 @@ bool IsIntegerText(const std::string& text) {
 
 std::string LineOf(const std::pair<std::string, std::string>& value) {
   const std::string& text = value.second;
-  return QuotedText(value.first) + " = " + (IsIntegerText(text) ? text : QuotedText(text)) + "\n";
+  return QuotedSetting(value.first) + " = " + (IsIntegerText(text) ? text : QuotedSetting(text)) +
+         "\n";
 }
 
 // Keys behind a table's head would belong to that table, so they go ahead of the first one. The
@@ -134,6 +119,22 @@ std::string SettingsPath() {
   if (!folder.empty() && folder.front() == '/') return folder + kFile;
   const std::string home = Environment("HOME");
   return home.empty() ? std::string() : home + "/.config" + kFile;
+}
+
+std::string QuotedSetting(std::string_view text) {
+  std::string out = "\"";
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (c == '"' || c == '\\') {
+      out += '\\';
+      out += c;
+    } else if (byte < 0x20 || byte == 0x7F) {
+      out += fmt::format("\\u{:04X}", byte);
+    } else {
+      out += c;
+    }
+  }
+  return out + '"';
 }
 
 Status SettingsStore::Read(SettingsTable* out) {

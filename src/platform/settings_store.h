@@ -22,6 +22,9 @@ struct SettingsTable {
 // configuration folder ($XDG_CONFIG_HOME, else ~/.config). Empty when there is no such folder.
 std::string SettingsPath();
 
+// A text as a TOML string with its quotes.
+std::string QuotedSetting(std::string_view text);
+
 // One read of the file and at most one write, in this order. What cannot be read or written is left
 // as it is; no operation fails for it. One caller at a time; the file may have other users.
 class SettingsStore {

@@ -5,7 +5,9 @@
 #include "base/guard.h"
 #include "base/ref.h"
 #include "codec/ffmpeg.h"
+#include "server/registration.h"
 #include "writer/writer_ffm.h"
+#include "xvwriter/registration.h"
 
 // The module's entry points: class factories of the classes that live here.
 namespace xv {
@@ -63,9 +65,21 @@ xv::HRESULT DllCanUnloadNow() {
 xv::HRESULT XvCreateInstance(const xv::Guid& classId, xv::IUnknown* outer, const xv::Guid& iid,
                              void** out) {
   return xv::Guarded([&]() -> xv::Status {
+    if (out == nullptr) return xv::E_POINTER;
+    *out = nullptr;
     xv::Ref<xv::IClassFactory> factory;
-    RETURN_IF_FAILED(xv::FactoryOf(classId, &factory));
+    if (xv::FactoryOf(classId, &factory).Failed()) {
+      RETURN_IF_FAILED(xv::RegisteredFactoryOf(classId, &factory));
+    }
     return factory->CreateInstance(outer, iid, out);
   });
+}
+
+xv::HRESULT DllRegisterServer() {
+  return xv::Guarded([] { return xv::RegisterClasses(); });
+}
+
+xv::HRESULT DllUnregisterServer() {
+  return xv::Guarded([] { return xv::UnregisterClasses(); });
 }
 }

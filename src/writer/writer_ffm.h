@@ -100,7 +100,7 @@ class CCoXvWriterFFM_I final : public IXvObject_I,
   XMLParse::XMLNodePtr session_;  // what WriterSet gave
   XMLParse::XMLNodePtr own_;      // the tree behind IXvProps
   SessionStats stats_;
-  Catalogue catalogue_;           // behind the property "supported_list"
+  Catalogue catalogue_;  // behind the property "supported_list"
 };
 
 }  // namespace xv

@@ -27,7 +27,8 @@ AvPtr<AVFormatContext> Output(const char* format, const char* url) {
   return AvPtr<AVFormatContext>(context);
 }
 
-XV_VID_PROPS Raster(int width, int height, double rate, std::uint32_t interlace = eXvI_Progressive) {
+XV_VID_PROPS Raster(int width, int height, double rate,
+                    std::uint32_t interlace = eXvI_Progressive) {
   XV_VID_PROPS vid{};
   vid.fccColor = kFccUYVY;
   vid.nWidth = width;
@@ -72,14 +73,19 @@ TEST(CodecChoice, VendorNamesPresetTheirOptions) {
 
 TEST(CodecChoice, ImageSequencesTellTheirCodecByExtension) {
   const XMLNodePtr node = Options("video", "");
-  EXPECT_EQ(ChooseCodec(*node, *Output("image2", "frame%04d.png"), AV_CODEC_ID_MJPEG).id, AV_CODEC_ID_PNG);
-  EXPECT_EQ(ChooseCodec(*node, *Output("image2", "a.b/frame.tga"), AV_CODEC_ID_MJPEG).id, AV_CODEC_ID_TARGA);
-  EXPECT_EQ(ChooseCodec(*node, *Output("image2", "x.j2c"), AV_CODEC_ID_MJPEG).id, AV_CODEC_ID_JPEG2000);
+  EXPECT_EQ(ChooseCodec(*node, *Output("image2", "frame%04d.png"), AV_CODEC_ID_MJPEG).id,
+            AV_CODEC_ID_PNG);
+  EXPECT_EQ(ChooseCodec(*node, *Output("image2", "a.b/frame.tga"), AV_CODEC_ID_MJPEG).id,
+            AV_CODEC_ID_TARGA);
+  EXPECT_EQ(ChooseCodec(*node, *Output("image2", "x.j2c"), AV_CODEC_ID_MJPEG).id,
+            AV_CODEC_ID_JPEG2000);
   EXPECT_EQ(ChooseCodec(*node, *Output("image2", "x.jpg"), AV_CODEC_ID_PNG).id, AV_CODEC_ID_MJPEG);
 }
 
 TEST(VideoGeometry, TimeBasesOfTheRates) {
-  const auto same = [](AVRational base, int num, int den) { return base.num == num && base.den == den; };
+  const auto same = [](AVRational base, int num, int den) {
+    return base.num == num && base.den == den;
+  };
   EXPECT_TRUE(same(TimeBaseFromRate(25), 1, 25));
   EXPECT_TRUE(same(TimeBaseFromRate(29.97), 1001, 30000));
   EXPECT_TRUE(same(TimeBaseFromRate(60000.0 / 1001), 1001, 60000));
@@ -109,7 +115,8 @@ TEST(VideoGeometry, AspectAndTopOverride) {
   EXPECT_TRUE(vid.nAspectX == 4 && vid.nAspectY == 3 && vid.eAspectFit == eXvAF_LetterBox);
   EXPECT_EQ(vid.eInterlace, eXvI_BottomFirst);
   node = Options("video", "dv_format=dv25 top=0");
-  EXPECT_EQ(ResolveVideoGeometry(Raster(720, 576, 25), *node, AV_CODEC_ID_DVVIDEO).vid.eInterlace, eXvI_TopFirst);
+  EXPECT_EQ(ResolveVideoGeometry(Raster(720, 576, 25), *node, AV_CODEC_ID_DVVIDEO).vid.eInterlace,
+            eXvI_TopFirst);
 }
 
 TEST(DvFamily, RastersFollowRateAndSize) {
@@ -133,14 +140,16 @@ TEST(DvFamily, RastersFollowRateAndSize) {
 }
 
 TEST(PixelFormatPick, WalksFromTheSourceDown) {
-  const AVPixelFormat x264[] = {AV_PIX_FMT_YUV422P, AV_PIX_FMT_YUV420P, AV_PIX_FMT_NV12, AV_PIX_FMT_NONE};
+  const AVPixelFormat x264[] = {AV_PIX_FMT_YUV422P, AV_PIX_FMT_YUV420P, AV_PIX_FMT_NV12,
+                                AV_PIX_FMT_NONE};
   EXPECT_EQ(PickPixelFormat(AV_CODEC_ID_H264, x264, kFccUYVY, false).format, AV_PIX_FMT_YUV420P);
   EXPECT_EQ(PickPixelFormat(AV_CODEC_ID_H264, x264, kFccUYVY, true).format, AV_PIX_FMT_YUV422P);
   EXPECT_EQ(PickPixelFormat(AV_CODEC_ID_H264, x264, kFccARGB32, false).format, AV_PIX_FMT_YUV420P);
   const AVPixelFormat rgb[] = {AV_PIX_FMT_RGB24, AV_PIX_FMT_BGRA, AV_PIX_FMT_NONE};
   EXPECT_EQ(PickPixelFormat(AV_CODEC_ID_HUFFYUV, rgb, kFccRGB32, false).format, AV_PIX_FMT_BGRA);
   const AVPixelFormat deep[] = {AV_PIX_FMT_YUV422P10, AV_PIX_FMT_NONE};
-  EXPECT_EQ(PickPixelFormat(AV_CODEC_ID_PRORES, deep, kFccV210, false).format, AV_PIX_FMT_YUV422P10);
+  EXPECT_EQ(PickPixelFormat(AV_CODEC_ID_PRORES, deep, kFccV210, false).format,
+            AV_PIX_FMT_YUV422P10);
   EXPECT_EQ(PickPixelFormat(AV_CODEC_ID_DPX, nullptr, kFccR210, false).format, AV_PIX_FMT_RGB48LE);
   const PixelFormatPick raw = PickPixelFormat(AV_CODEC_ID_RAWVIDEO, nullptr, kFccHDYC, false);
   EXPECT_TRUE(raw.format == AV_PIX_FMT_UYVY422 && raw.tag == kFccHDYC);
@@ -168,7 +177,8 @@ struct OpenTrack {
 
   OpenTrack(const char* format, const char* kind, const char* options, const XV_AV_PROPS& props)
       : oc(Output(format, "a.x")) {
-    status = SetupStream(holder, {oc.get(), nullptr, &props, 0, Options(kind, options), AV_CODEC_ID_NONE, 0, ""});
+    status = SetupStream(
+        holder, {oc.get(), nullptr, &props, 0, Options(kind, options), AV_CODEC_ID_NONE, 0, ""});
   }
 };
 
@@ -191,34 +201,61 @@ TEST(SetupStream, MpegRateLimitsComeFromTheBitRate) {
 
 TEST(SetupStream, InterlaceFlagsFollowSourceAttributeAndLadder) {
   const int flags = AV_CODEC_FLAG_INTERLACED_DCT | AV_CODEC_FLAG_INTERLACED_ME;
-  EXPECT_EQ(OpenTrack("mov", "video", "codec=mpeg2video", Media(eXvI_TopFirst)).holder.codec->flags & flags, flags);
-  EXPECT_EQ(OpenTrack("mov", "video", "codec=mpeg2video interlace=false", Media(eXvI_TopFirst)).holder.codec->flags & flags, 0);
-  EXPECT_EQ(OpenTrack("mov", "video", "codec=mpeg2video interlace=true", Media()).holder.codec->flags & flags, flags);
+  EXPECT_EQ(
+      OpenTrack("mov", "video", "codec=mpeg2video", Media(eXvI_TopFirst)).holder.codec->flags &
+          flags,
+      flags);
+  EXPECT_EQ(OpenTrack("mov", "video", "codec=mpeg2video interlace=false", Media(eXvI_TopFirst))
+                    .holder.codec->flags &
+                flags,
+            0);
+  EXPECT_EQ(
+      OpenTrack("mov", "video", "codec=mpeg2video interlace=true", Media()).holder.codec->flags &
+          flags,
+      flags);
   const OpenTrack refused("avi", "video", "codec=mjpeg", Media(eXvI_TopFirst));
   ASSERT_EQ(refused.status.code(), S_OK) << refused.holder.failure;
   EXPECT_EQ(refused.holder.codec->flags & flags, 0);
 }
 
 TEST(SetupStream, IntraDcPrecisionIsWrittenByItsRuleAlone) {
-  EXPECT_EQ(OpenTrack("mpegts", "video", "codec=mpeg2video dc=10", Media()).holder.codec->intra_dc_precision, 2);
-  EXPECT_EQ(OpenTrack("mpegts", "video", "codec=mpeg2video dc=8", Media()).holder.codec->intra_dc_precision, 0);
+  EXPECT_EQ(OpenTrack("mpegts", "video", "codec=mpeg2video dc=10", Media())
+                .holder.codec->intra_dc_precision,
+            2);
+  EXPECT_EQ(OpenTrack("mpegts", "video", "codec=mpeg2video dc=8", Media())
+                .holder.codec->intra_dc_precision,
+            0);
 }
 
 TEST(SetupStream, TagsAndIds) {
-  EXPECT_EQ(OpenTrack("mov", "video", "codec=mpeg4 vtag=abcd", Media()).holder.codec->codec_tag, FourCC("abcd"));
-  EXPECT_NE(OpenTrack("mov", "video", "codec=mpeg4 vtag=abc", Media()).holder.codec->codec_tag, FourCC("abc\0"));
-  EXPECT_EQ(OpenTrack("mpegts", "video", "codec=mpeg2video streamid=300", Media()).holder.stream->id, 300);
-  EXPECT_EQ(OpenTrack("mpegts", "audio", "codec=mp2 streamid=300 streamid.0=310", Media()).holder.stream->id, 310);
+  EXPECT_EQ(OpenTrack("mov", "video", "codec=mpeg4 vtag=abcd", Media()).holder.codec->codec_tag,
+            FourCC("abcd"));
+  EXPECT_NE(OpenTrack("mov", "video", "codec=mpeg4 vtag=abc", Media()).holder.codec->codec_tag,
+            FourCC("abc\0"));
+  EXPECT_EQ(
+      OpenTrack("mpegts", "video", "codec=mpeg2video streamid=300", Media()).holder.stream->id,
+      300);
+  EXPECT_EQ(OpenTrack("mpegts", "audio", "codec=mp2 streamid=300 streamid.0=310", Media())
+                .holder.stream->id,
+            310);
 }
 
 TEST(SetupStream, AudioEncodersThatRefuseChannelsAreOfferedFewer) {
   const OpenTrack mp2("mpegts", "audio", "codec=mp2", Media(eXvI_Progressive, 8));
   ASSERT_EQ(mp2.status.code(), S_OK);
   EXPECT_EQ(mp2.holder.codec->ch_layout.nb_channels, 2);
-  EXPECT_EQ(OpenTrack("mpegts", "audio", "codec=ac3", Media(eXvI_Progressive, 8)).holder.codec->ch_layout.nb_channels, 6);
-  EXPECT_EQ(OpenTrack("mov", "audio", "codec=pcm_s16le offset_msec=-100", Media()).holder.offsetSamples, -4800);
-  EXPECT_EQ(OpenTrack("mov", "audio", "codec=pcm_s16le sample_rate=44100", Media()).holder.codec->sample_rate, 44100);
-  EXPECT_EQ(OpenTrack("mov", "audio", "codec=pcm_s16le sample_rate=auto", Media()).holder.codec->sample_rate, 48000);
+  EXPECT_EQ(OpenTrack("mpegts", "audio", "codec=ac3", Media(eXvI_Progressive, 8))
+                .holder.codec->ch_layout.nb_channels,
+            6);
+  EXPECT_EQ(
+      OpenTrack("mov", "audio", "codec=pcm_s16le offset_msec=-100", Media()).holder.offsetSamples,
+      -4800);
+  EXPECT_EQ(OpenTrack("mov", "audio", "codec=pcm_s16le sample_rate=44100", Media())
+                .holder.codec->sample_rate,
+            44100);
+  EXPECT_EQ(OpenTrack("mov", "audio", "codec=pcm_s16le sample_rate=auto", Media())
+                .holder.codec->sample_rate,
+            48000);
 }
 
 TEST(SetupStream, OtherNodesAndMissingVendorsFail) {

@@ -23,7 +23,8 @@ void PutSample(std::vector<std::uint8_t>& out, double value, int bits) {
     return;
   }
   const int width = bits == 16 ? 2 : bits == 32 ? 4 : 3;
-  const auto sample = static_cast<std::int64_t>(std::llround(value * (std::pow(2.0, width * 8 - 1) - 1)));
+  const auto sample =
+      static_cast<std::int64_t>(std::llround(value * (std::pow(2.0, width * 8 - 1) - 1)));
   for (int i = 0; i < width; ++i) out.push_back(static_cast<std::uint8_t>(sample >> (8 * i)));
 }
 
@@ -33,8 +34,10 @@ std::vector<std::uint8_t> Sound(const Feed& feed, int number) {
   const auto end = std::llround((number + 1) * feed.sampleRate / feed.rate);
   for (auto i = begin; i < end; ++i) {
     for (int c = 0; c < feed.channels; ++c) {
-      PutSample(out, 0.25 * std::sin(2 * kPi * 997 * static_cast<double>(i) / feed.sampleRate + c * kPi / 2),
-                feed.bits);
+      PutSample(
+          out,
+          0.25 * std::sin(2 * kPi * 997 * static_cast<double>(i) / feed.sampleRate + c * kPi / 2),
+          feed.bits);
     }
   }
   return out;
@@ -67,7 +70,8 @@ host::Ptr<IXvFrame> MakeFrame(const Feed& feed, int number) {
   if (feed.width > 0) {
     const auto picture = std::make_shared<std::vector<std::uint8_t>>(
         FlatPicture(feed, static_cast<std::uint8_t>(40 + 5 * (number % 32))));
-    builder.Video(feed.layout, feed.width, feed.height, feed.rate, picture->data(), picture->size(), picture);
+    builder.Video(feed.layout, feed.width, feed.height, feed.rate, picture->data(), picture->size(),
+                  picture);
     builder.Interlace(feed.interlace).Aspect(feed.aspectX, feed.aspectY);
   }
   if (feed.channels > 0) {
@@ -92,8 +96,8 @@ HRESULT PushFrames(host::Writer& writer, const Feed& feed, int count, int first)
   return S_OK;
 }
 
-HRESULT Record(const std::string& target, const std::string& attributes, const Feed& feed, int count,
-               std::string* noted) {
+HRESULT Record(const std::string& target, const std::string& attributes, const Feed& feed,
+               int count, std::string* noted) {
   host::Writer writer;
   HRESULT result = writer.Start(target, attributes);
   if (result == S_OK) result = PushFrames(writer, feed, count);

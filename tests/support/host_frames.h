@@ -39,8 +39,8 @@ host::Ptr<IXvFrame> MakeFrame(const Feed& feed, int number);
 HRESULT PushFrames(host::Writer& writer, const Feed& feed, int count, int first = 0);
 
 // Starts, pushes, stops. What was noted as the last error is in `noted`, if given.
-HRESULT Record(const std::string& target, const std::string& attributes, const Feed& feed, int count,
-               std::string* noted = nullptr);
+HRESULT Record(const std::string& target, const std::string& attributes, const Feed& feed,
+               int count, std::string* noted = nullptr);
 
 // A fresh folder, removed with its contents.
 class TemporaryFolder {

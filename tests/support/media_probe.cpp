@@ -37,7 +37,8 @@ std::uint8_t LumaMean(const AVFrame& frame) {
       sum += static_cast<std::uint64_t>(value >> (luma.depth - 8));
     }
   }
-  return static_cast<std::uint8_t>(sum / (static_cast<std::uint64_t>(frame.width) * static_cast<std::uint64_t>(frame.height)));
+  return static_cast<std::uint8_t>(
+      sum / (static_cast<std::uint64_t>(frame.width) * static_cast<std::uint64_t>(frame.height)));
 }
 
 void Take(const AVFrame& frame, const AVStream& stream, ProbedStream& out) {
@@ -128,7 +129,8 @@ ProbedFile Probe(const std::string& path) {
   Own<AVPacket> packet(av_packet_alloc());
   while (av_read_frame(raw, packet.get()) >= 0) {
     const auto i = static_cast<std::size_t>(packet->stream_index);
-    if (i < decoders.size() && decoders[i]) Decode(*decoders[i], packet.get(), *raw->streams[i], file.streams[i]);
+    if (i < decoders.size() && decoders[i])
+      Decode(*decoders[i], packet.get(), *raw->streams[i], file.streams[i]);
     av_packet_unref(packet.get());
   }
   for (std::size_t i = 0; i < decoders.size(); ++i) {

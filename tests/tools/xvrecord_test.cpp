@@ -17,7 +17,8 @@ const std::string kClip = BUNNY;
 TEST(Xvrecord, RecordsTheBundledClip) {
   TemporaryFolder folder;
   const std::string output = folder / "out.mp4";
-  const auto run = RunProgram({kProgram, "-a", "video::codec=libx264 video::preset=ultrafast", kClip, output});
+  const auto run =
+      RunProgram({kProgram, "-a", "video::codec=libx264 video::preset=ultrafast", kClip, output});
   ASSERT_EQ(run.status, 0) << run.err;
   EXPECT_THAT(run.out, testing::StartsWith(output + ": h264 1280x720@24 + aac 48000 Hz 2 ch, 6.0"));
   const ProbedFile source = Probe(kClip);
@@ -35,9 +36,11 @@ TEST(Xvrecord, RecordsTheBundledClip) {
 TEST(Xvrecord, TestInputInEveryLayoutGivesTheSamePicture) {
   TemporaryFolder folder;
   std::vector<int> levels;
-  for (const char* layout : {"UYVY", "HDYC", "YUY2", "NV12", "I420", "YV12", "RGB24", "RGB32", "ARGB32"}) {
+  for (const char* layout :
+       {"UYVY", "HDYC", "YUY2", "NV12", "I420", "YV12", "RGB24", "RGB32", "ARGB32"}) {
     const std::string output = folder / "out.mp4";
-    const auto run = RunProgram({kProgram, "--quiet", "--input-format", layout, "-a", "video::codec=mpeg4 video::b=8M",
+    const auto run = RunProgram({kProgram, "--quiet", "--input-format", layout, "-a",
+                                 "video::codec=mpeg4 video::b=8M",
                                  "test:size=320x240,seconds=0.2,channels=0", output});
     ASSERT_EQ(run.status, 0) << layout << run.err;
     levels.push_back(Probe(output).Video()->lumaMeans.at(0));
@@ -61,8 +64,9 @@ TEST(Xvrecord, StatisticsAreJson) {
 TEST(Xvrecord, InterruptLeavesAPlayableFile) {
   TemporaryFolder folder;
   const std::string output = folder / "out.mp4";
-  const auto run = RunProgram({kProgram, "--realtime", "-a", "video::codec=mpeg4",
-                               "test:size=320x240,seconds=60", output}, 1500);
+  const auto run = RunProgram(
+      {kProgram, "--realtime", "-a", "video::codec=mpeg4", "test:size=320x240,seconds=60", output},
+      1500);
   ASSERT_EQ(run.status, 0) << run.err;
   const ProbedFile file = Probe(output);
   ASSERT_NE(file.Video(), nullptr);
@@ -78,7 +82,8 @@ TEST(Xvrecord, FailuresAreSentencesWithAStatus) {
   EXPECT_THAT(run.err, HasSubstr("No such file"));
   run = RunProgram({kProgram, "test:seconds=1", folder / "no/such/out.mp4"});
   EXPECT_EQ(run.status, 1);
-  EXPECT_THAT(run.err, testing::AllOf(HasSubstr("0x80004005"), HasSubstr("output"), HasSubstr("0x80070002")));
+  EXPECT_THAT(run.err, testing::AllOf(HasSubstr("0x80004005"), HasSubstr("output"),
+                                      HasSubstr("0x80070002")));
   run = RunProgram({kProgram, "test:size=axb", folder / "out.mp4"});
   EXPECT_EQ(run.status, 1);
   EXPECT_THAT(run.err, HasSubstr("size"));
@@ -89,15 +94,17 @@ TEST(Xvrecord, FailuresAreSentencesWithAStatus) {
 }
 
 TEST(Xvrecord, PropertiesAreReadAndSet) {
-  const auto run = RunProgram({kProgram, "--set", "diskspace.min=5G", "--get", "diskspace.min", "--get", "ignore_pts"});
+  const auto run = RunProgram(
+      {kProgram, "--set", "diskspace.min=5G", "--get", "diskspace.min", "--get", "ignore_pts"});
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.out, "5G\nfalse\n");
 }
 
 // The text that ffmpeg's caption decoder finds in a recording.
 std::string CaptionText(const std::string& path) {
-  return RunProgram({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "movie=" + path + "[out+subcc]", "-map", "0:s", "-f",
-                     "srt", "-"}).out;
+  return RunProgram({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "movie=" + path + "[out+subcc]",
+                     "-map", "0:s", "-f", "srt", "-"})
+      .out;
 }
 
 TEST(Xvrecord, CaptionsSurviveTwoRecordings) {
@@ -107,14 +114,18 @@ TEST(Xvrecord, CaptionsSurviveTwoRecordings) {
   auto run = RunProgram({kProgram, "--quiet", "-a", "video::codec=mpeg2video video::bf=2",
                          "test:size=320x240,rate=29.97,seconds=7,captions=on", first});
   ASSERT_EQ(run.status, 0) << run.err;
-  run = RunProgram({kProgram, "--quiet", "-a", "video::codec=libx264 video::preset=veryfast", first, second});
+  run = RunProgram(
+      {kProgram, "--quiet", "-a", "video::codec=libx264 video::preset=veryfast", first, second});
   ASSERT_EQ(run.status, 0) << run.err;
   for (const std::string& path : {first, second}) {
     const std::string text = CaptionText(path);
-    EXPECT_THAT(text, testing::AllOf(HasSubstr("TEST CAPTION 1"), HasSubstr("TEST CAPTION 2"), HasSubstr("TEST CAPTION 3"))) << path;
+    EXPECT_THAT(text, testing::AllOf(HasSubstr("TEST CAPTION 1"), HasSubstr("TEST CAPTION 2"),
+                                     HasSubstr("TEST CAPTION 3")))
+        << path;
     EXPECT_LT(text.find("CAPTION 1"), text.find("CAPTION 2")) << path;
   }
-  const auto scc = RunProgram({"ffmpeg", "-v", "error", "-f", "scc", "-i", folder / "second.scc", "-f", "srt", "-"});
+  const auto scc = RunProgram(
+      {"ffmpeg", "-v", "error", "-f", "scc", "-i", folder / "second.scc", "-f", "srt", "-"});
   EXPECT_THAT(scc.out, HasSubstr("TEST CAPTION 2"));
 }
 

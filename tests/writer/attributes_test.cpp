@@ -34,7 +34,9 @@ TEST(Attributes, StartTimecodeInAllItsForms) {
 TEST(Attributes, OffsetsDelaySoundOrPicture) {
   TemporaryFolder folder;
   const auto starts = [&](const std::string& text) {
-    EXPECT_EQ(Record(folder / "a.mkv", "video::codec=mpeg4 audio::codec=pcm_s16le " + text, Feed(), 25), S_OK);
+    EXPECT_EQ(
+        Record(folder / "a.mkv", "video::codec=mpeg4 audio::codec=pcm_s16le " + text, Feed(), 25),
+        S_OK);
     const ProbedFile file = Probe(folder / "a.mkv");
     return std::pair(file.Video()->start, file.Audio()->start);
   };
@@ -78,8 +80,10 @@ TEST(Attributes, DumpsAndLoosePacketFilesHoldTheSamePackets) {
   TemporaryFolder folder;
   Feed feed;
   feed.channels = 4;
-  const std::string text = "video::codec=mpeg2video audio::codec=pcm_s16le split_channels=2 save_packets=1 raw_video=" +
-                           (folder / "v.m2v") + " raw_audio=" + (folder / "a0.pcm") + " raw_audio.1=" + (folder / "a1.pcm");
+  const std::string text =
+      "video::codec=mpeg2video audio::codec=pcm_s16le split_channels=2 save_packets=1 raw_video=" +
+      (folder / "v.m2v") + " raw_audio=" + (folder / "a0.pcm") +
+      " raw_audio.1=" + (folder / "a1.pcm");
   ASSERT_EQ(Record(folder / "p.mov", text, feed, 10), S_OK);
   EXPECT_EQ(Probe(folder / "v.m2v").Video()->frames, 10);
   EXPECT_EQ(std::filesystem::file_size(folder / "a0.pcm"), 10u * 1920 * 4);
@@ -98,7 +102,10 @@ TEST(Attributes, DumpsAndLoosePacketFilesHoldTheSamePackets) {
 
 TEST(Attributes, MetadataOfFileAndStreams) {
   TemporaryFolder folder;
-  ASSERT_EQ(Record(folder / "a.mkv", "video::codec=mpeg4 metadata::title='A film' audio::metadata::language=deu", Feed(), 3), S_OK);
+  ASSERT_EQ(Record(folder / "a.mkv",
+                   "video::codec=mpeg4 metadata::title='A film' audio::metadata::language=deu",
+                   Feed(), 3),
+            S_OK);
   const ProbedFile file = Probe(folder / "a.mkv");
   EXPECT_EQ(file.title, "A film");
   ASSERT_NE(file.Audio(), nullptr);
@@ -122,17 +129,22 @@ TEST(Attributes, DvFamilyGetsItsRasters) {
     const char* attributes;
     int width, height, outWidth, outHeight;
   };
-  for (const Case& c : {Case{"video::dv_format=dvsd", 720, 576, 720, 576}, {"video::dv_format=dv50", 720, 576, 720, 576},
+  for (const Case& c : {Case{"video::dv_format=dvsd", 720, 576, 720, 576},
+                        {"video::dv_format=dv50", 720, 576, 720, 576},
                         {"", 1920, 1080, 1440, 1080}}) {
     Feed feed;
     feed.width = c.width;
     feed.height = c.height;
     feed.interlace = eXvI_TopFirst;
-    ASSERT_EQ(Record(folder / "a.mov", std::string("video::codec=dvvideo ") + c.attributes, feed, 5), S_OK) << c.attributes;
+    ASSERT_EQ(
+        Record(folder / "a.mov", std::string("video::codec=dvvideo ") + c.attributes, feed, 5),
+        S_OK)
+        << c.attributes;
     const ProbedFile file = Probe(folder / "a.mov");
     ASSERT_NE(file.Video(), nullptr);
     EXPECT_EQ(file.Video()->frames, 5);
-    EXPECT_TRUE(file.Video()->width == c.outWidth && file.Video()->height == c.outHeight) << c.attributes;
+    EXPECT_TRUE(file.Video()->width == c.outWidth && file.Video()->height == c.outHeight)
+        << c.attributes;
     EXPECT_NEAR(file.Video()->lumaMeans[0], 40, 3) << c.attributes;
   }
 }
@@ -143,9 +155,12 @@ TEST(Attributes, SizeScalesPictures) {
   feed.interlace = eXvI_TopFirst;
   feed.width = 1920;
   feed.height = 1080;
-  ASSERT_EQ(Record(folder / "a.mov", "video::codec=mpeg2video video::size=720x576I video::ar=16:9", feed, 5), S_OK);
+  ASSERT_EQ(Record(folder / "a.mov", "video::codec=mpeg2video video::size=720x576I video::ar=16:9",
+                   feed, 5),
+            S_OK);
   const ProbedFile file = Probe(folder / "a.mov");
-  EXPECT_TRUE(file.Video()->width == 720 && file.Video()->height == 576 && file.Video()->interlaced);
+  EXPECT_TRUE(file.Video()->width == 720 && file.Video()->height == 576 &&
+              file.Video()->interlaced);
   EXPECT_NEAR(file.Video()->lumaMeans[2], 50, 3);
   EXPECT_EQ(av_cmp_q(file.Video()->sampleAspect, {64, 45}), 0);
 }
@@ -162,23 +177,46 @@ TEST(Attributes, FewerChannelsOfTheEncoderAreAFold) {
   EXPECT_NEAR(file.Audio()->seconds, 1.0, 0.04);
 }
 
+TEST(Attributes, TracksOfUnlikeEncodersStayWhole) {
+  TemporaryFolder folder;
+  Feed feed;
+  feed.channels = 4;
+  ASSERT_EQ(
+      Record(
+          folder / "a.mkv",
+          "video::codec=mpeg4 split_channels=2 audio::codec=aac audio.1::codec=ac3 audio.1::b=192k",
+          feed, 50),
+      S_OK);
+  const ProbedFile file = Probe(folder / "a.mkv");
+  ASSERT_EQ(file.Count(AVMEDIA_TYPE_AUDIO), 2);
+  EXPECT_EQ(file.Audio(0)->codec, "aac");
+  EXPECT_EQ(file.Audio(1)->codec, "ac3");
+  for (const int track : {0, 1}) EXPECT_NEAR(file.Audio(track)->seconds, 2.0, 0.05) << track;
+}
+
 TEST(Attributes, RtpTargetsDescribeThemselves) {
   TemporaryFolder folder;
   Feed feed;
   feed.channels = 0;
   host::Writer writer;
-  ASSERT_EQ(writer.Start("rtp://127.0.0.1:35004", "format=rtp video::codec=mpeg2video sdp=" + (folder / "s.sdp")), S_OK);
+  ASSERT_EQ(writer.Start("rtp://127.0.0.1:35004",
+                         "format=rtp video::codec=mpeg2video sdp=" + (folder / "s.sdp")),
+            S_OK);
   ASSERT_EQ(PushFrames(writer, feed, 5), S_OK);
   writer.Stop();
   std::ifstream text(folder / "s.sdp");
   const std::string sdp{std::istreambuf_iterator<char>(text), {}};
-  EXPECT_THAT(sdp, testing::AllOf(testing::HasSubstr("m=video 35004 RTP/AVP"), testing::HasSubstr("c=IN IP4 127.0.0.1")));
+  EXPECT_THAT(sdp, testing::AllOf(testing::HasSubstr("m=video 35004 RTP/AVP"),
+                                  testing::HasSubstr("c=IN IP4 127.0.0.1")));
 }
 
 TEST(Attributes, HlsWritesPlaylistAndSegments) {
   TemporaryFolder folder;
-  ASSERT_EQ(Record(folder / "a.m3u8", "format=hls hls_time=1 hls_list_size=0 video::codec=libx264 video::preset=ultrafast video::g=25",
-                   Feed(), 60), S_OK);
+  ASSERT_EQ(Record(folder / "a.m3u8",
+                   "format=hls hls_time=1 hls_list_size=0 video::codec=libx264 "
+                   "video::preset=ultrafast video::g=25",
+                   Feed(), 60),
+            S_OK);
   const ProbedFile file = Probe(folder / "a.m3u8");
   ASSERT_NE(file.Video(), nullptr);
   EXPECT_EQ(file.Video()->frames, 60);

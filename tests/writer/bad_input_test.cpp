@@ -24,7 +24,8 @@ void ExpectUsable(host::Writer& writer, const TemporaryFolder& folder) {
 TEST(BadInput, TargetsThatCannotBeWritten) {
   TemporaryFolder folder;
   std::filesystem::create_directory(folder / "folder.mp4");
-  for (const std::string& target : {folder / "missing/a.mp4", folder / "folder.mp4", std::string("/proc/none/a.mp4")}) {
+  for (const std::string& target :
+       {folder / "missing/a.mp4", folder / "folder.mp4", std::string("/proc/none/a.mp4")}) {
     host::Writer writer;
     ASSERT_EQ(writer.Start(target, kAttributes), S_OK);
     EXPECT_EQ(writer.Put(MakeFrame(Feed(), 0)), E_FAIL) << target;
@@ -64,8 +65,11 @@ TEST(BadInput, RatesAndSizesOutOfRange) {
     HRESULT expected;
   };
   const double nan = std::numeric_limits<double>::quiet_NaN();
-  for (const Case& c : {Case{0, 0, 25, XV_E_NO_VALID_MEDIA}, {720, 576, 0, S_OK}, {720, 576, -1, S_OK},
-                        {720, 576, nan, E_INVALIDARG}, {720, 576, 1e9, E_INVALIDARG}}) {
+  for (const Case& c : {Case{0, 0, 25, XV_E_NO_VALID_MEDIA},
+                        {720, 576, 0, S_OK},
+                        {720, 576, -1, S_OK},
+                        {720, 576, nan, E_INVALIDARG},
+                        {720, 576, 1e9, E_INVALIDARG}}) {
     host::Writer writer;
     Feed feed;
     feed.channels = 0;
@@ -94,7 +98,8 @@ TEST(BadInput, TruncatedPicturesAreRefusedAndTheRecordingGoesOn) {
   for (const std::size_t bytes : {std::size_t{4}, std::size_t{0}}) {
     host::FrameBuilder builder;
     builder.Video(kFccUYVY, 720, 576, 25, picture->data(), bytes, picture);
-    EXPECT_EQ(writer.Put(builder.Time(1'200'000, 1'600'000).Build()), S_OK);  // counts as no picture
+    EXPECT_EQ(writer.Put(builder.Time(1'200'000, 1'600'000).Build()),
+              S_OK);  // counts as no picture
   }
   ASSERT_EQ(PushFrames(writer, feed, 3, 7), S_OK);
   writer.Stop();
@@ -120,7 +125,8 @@ TEST(BadInput, HugeAndDeepAttributeTexts) {
   for (char& c : garbage) c = static_cast<char>(random() % 95 + 32);
   std::string deep = "video='";
   for (int i = 0; i < 10'000; ++i) deep += "<a>";
-  for (const std::string& text : {garbage, deep + "'", std::string(1 << 20, '='), std::string("a::").append(10'000, ':')}) {
+  for (const std::string& text :
+       {garbage, deep + "'", std::string(1 << 20, '='), std::string("a::").append(10'000, ':')}) {
     host::Writer writer;
     ASSERT_EQ(writer.Start(folder / "a.mp4", text), S_OK);
     (void)writer.Put(MakeFrame(Feed(), 0));

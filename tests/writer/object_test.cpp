@@ -116,7 +116,8 @@ class Aggregate final : public IUnknown {
 TEST(WriterObject, DelegatesToItsAggregate) {
   Aggregate outer;
   void* out = nullptr;
-  EXPECT_EQ(XvCreateInstance(CLSID_CoXvWriterFFM_I, &outer, IXvWriter::kIid, &out), CLASS_E_NOAGGREGATION);
+  EXPECT_EQ(XvCreateInstance(CLSID_CoXvWriterFFM_I, &outer, IXvWriter::kIid, &out),
+            CLASS_E_NOAGGREGATION);
   ASSERT_EQ(XvCreateInstance(CLSID_CoXvWriterFFM_I, &outer, IUnknown::kIid, &out), S_OK);
   outer.inner_ = Ptr<IUnknown>::Adopt(static_cast<IUnknown*>(out));
   {
@@ -137,7 +138,8 @@ TEST(Module, CountsWhatIsAlive) {
   }
   EXPECT_EQ(DllCanUnloadNow(), S_OK);
   void* out = nullptr;
-  EXPECT_EQ(DllGetClassObject(IXvSource::kIid, IClassFactory::kIid, &out), CLASS_E_CLASSNOTAVAILABLE);
+  EXPECT_EQ(DllGetClassObject(IXvSource::kIid, IClassFactory::kIid, &out),
+            CLASS_E_CLASSNOTAVAILABLE);
   ASSERT_EQ(DllGetClassObject(CLSID_CoXvWriterFFM_I, IClassFactory::kIid, &out), S_OK);
   const auto factory = Ptr<IClassFactory>::Adopt(static_cast<IClassFactory*>(out));
   factory->LockServer(true);
@@ -225,7 +227,11 @@ TEST(HostFrame, CropViewSharesMemoryAndRefusesWhatLiesOutside) {
   EXPECT_EQ(data, whole + 8 * 1440 + 32);
   EXPECT_EQ(size, 49u * 1440 + 200);
   EXPECT_TRUE(props.vid.nWidth == 100 && props.vid.nHeight == 50 && props.vid.nRowBytes == 1440);
-  for (const auto& r : {std::array{-2, 0, 10, 10}, {0, 0, 722, 10}, {0, 570, 10, 10}, {1, 0, 10, 10}, {0, 0, 0, 10}}) {
+  for (const auto& r : {std::array{-2, 0, 10, 10},
+                        {0, 0, 722, 10},
+                        {0, 570, 10, 10},
+                        {1, 0, 10, 10},
+                        {0, 0, 0, 10}}) {
     EXPECT_EQ(extras->CropView(r[0], r[1], r[2], r[3], view.Receive()), E_INVALIDARG);
   }
 }

@@ -71,7 +71,8 @@ Feed FeedFor(const Cell& cell) {
 }
 
 std::string AttributesFor(const Cell& cell) {
-  std::string text = std::string("format=") + cell.format + " video::codec=" + cell.video + " audio::codec=" + cell.audio;
+  std::string text = std::string("format=") + cell.format + " video::codec=" + cell.video +
+                     " audio::codec=" + cell.audio;
   const std::string_view video = cell.video;
   if (video == "libx264") text += " video::preset=ultrafast";
   if (video == "dnxhd") text += " video::b=120M";
@@ -141,11 +142,13 @@ TEST_P(Layouts, KeepTheirLevelInEitherDirection) {
     feed.width = 320;
     feed.height = 240 * sign;
     const std::string path = folder / "a.mp4";
-    ASSERT_EQ(Record(path, "video::codec=libx264 video::preset=ultrafast video::crf=10", feed, 8), S_OK);
+    ASSERT_EQ(Record(path, "video::codec=libx264 video::preset=ultrafast video::crf=10", feed, 8),
+              S_OK);
     const ProbedFile file = Probe(path);
     ASSERT_NE(file.Video(), nullptr);
     ASSERT_EQ(file.Video()->lumaMeans.size(), 8u);
-    for (std::size_t i = 0; i < 8; ++i) EXPECT_NEAR(file.Video()->lumaMeans[i], 40 + 5 * static_cast<int>(i), 2);
+    for (std::size_t i = 0; i < 8; ++i)
+      EXPECT_NEAR(file.Video()->lumaMeans[i], 40 + 5 * static_cast<int>(i), 2);
   }
 }
 
@@ -168,10 +171,12 @@ TEST(Recording, RgbHeightSignSaysWhichLineComesFirst) {
     const std::string path = folder / "a.avi";
     ASSERT_EQ(writer.Start(path, "video::codec=rawvideo"), S_OK);
     host::FrameBuilder builder;
-    builder.Video(kFccRGB32, 320, bottomUp ? 240 : -240, 25, picture->data(), picture->size(), picture);
+    builder.Video(kFccRGB32, 320, bottomUp ? 240 : -240, 25, picture->data(), picture->size(),
+                  picture);
     ASSERT_EQ(writer.Put(builder.Time(0, 400'000).Build()), S_OK);
     writer.Stop();
-    const std::string command = "ffmpeg -v error -i " + path + " -vf crop=320:100:0:0 -f rawvideo -pix_fmt gray -";
+    const std::string command =
+        "ffmpeg -v error -i " + path + " -vf crop=320:100:0:0 -f rawvideo -pix_fmt gray -";
     FILE* pipe = popen(command.c_str(), "r");
     ASSERT_NE(pipe, nullptr);
     const int first = std::fgetc(pipe);
@@ -183,12 +188,16 @@ TEST(Recording, RgbHeightSignSaysWhichLineComesFirst) {
 TEST(Recording, UnusedOptionsAreNamed) {
   TemporaryFolder folder;
   host::Writer writer;
-  ASSERT_EQ(writer.Start(folder / "a.mp4", "video::codec=mpeg4 video::nonsense=1 audio::odd=2 movflags=faststart junk=3"), S_OK);
+  ASSERT_EQ(
+      writer.Start(folder / "a.mp4",
+                   "video::codec=mpeg4 video::nonsense=1 audio::odd=2 movflags=faststart junk=3"),
+      S_OK);
   ASSERT_EQ(PushFrames(writer, Feed(), 3), S_OK);
   writer.Stop();
-  EXPECT_THAT(writer.Get("quality::unused_options"),
-              testing::AllOf(testing::HasSubstr("video::nonsense"), testing::HasSubstr("audio::odd"),
-                             testing::HasSubstr("junk"), testing::Not(testing::HasSubstr("movflags"))));
+  EXPECT_THAT(
+      writer.Get("quality::unused_options"),
+      testing::AllOf(testing::HasSubstr("video::nonsense"), testing::HasSubstr("audio::odd"),
+                     testing::HasSubstr("junk"), testing::Not(testing::HasSubstr("movflags"))));
   EXPECT_TRUE(Probe(folder / "a.mp4").opened);
 }
 
@@ -201,10 +210,16 @@ TEST(Recording, SplitChannelsGiveTracks) {
     int tracks;
     int channels;
   };
-  for (const Split& split : {Split{"split_channels=1", 6, 1}, {"split_channels=2", 3, 2}, {"split_channels=true", 6, 1},
-                             {"split_channels=3", 1, 6}, {"merge_tracks=1", 1, 6}}) {
+  for (const Split& split : {Split{"split_channels=1", 6, 1},
+                             {"split_channels=2", 3, 2},
+                             {"split_channels=true", 6, 1},
+                             {"split_channels=3", 1, 6},
+                             {"merge_tracks=1", 1, 6}}) {
     const std::string path = folder / "a.mov";
-    ASSERT_EQ(Record(path, std::string("video::codec=mpeg4 audio::codec=pcm_s16le ") + split.attribute, feed, 10), S_OK);
+    ASSERT_EQ(
+        Record(path, std::string("video::codec=mpeg4 audio::codec=pcm_s16le ") + split.attribute,
+               feed, 10),
+        S_OK);
     const ProbedFile file = Probe(path);
     EXPECT_EQ(file.Count(AVMEDIA_TYPE_AUDIO), split.tracks) << split.attribute;
     ASSERT_NE(file.Audio(split.tracks - 1), nullptr);
@@ -216,7 +231,10 @@ TEST(Recording, SplitChannelsGiveTracks) {
 TEST(Recording, DropFramesDropsInsteadOfWaiting) {
   TemporaryFolder folder;
   host::Writer writer;
-  ASSERT_EQ(writer.Start(folder / "a.mp4", "video::codec=libx264 video::preset=veryslow video.buffers=1 video.drop_frames=1"), S_OK);
+  ASSERT_EQ(writer.Start(
+                folder / "a.mp4",
+                "video::codec=libx264 video::preset=veryslow video.buffers=1 video.drop_frames=1"),
+            S_OK);
   Feed feed;
   feed.width = 1280;
   feed.height = 720;
@@ -247,7 +265,9 @@ TEST(Recording, SoundAloneGivesWavAndSideWav) {
 
 TEST(Recording, SecondOutputCarriesTheSamePackets) {
   TemporaryFolder folder;
-  ASSERT_EQ(Record(folder / "a.mp4", "video::codec=libx264 second_encoder=" + (folder / "b.ts"), Feed(), 40), S_OK);
+  ASSERT_EQ(Record(folder / "a.mp4", "video::codec=libx264 second_encoder=" + (folder / "b.ts"),
+                   Feed(), 40),
+            S_OK);
   for (const char* name : {"a.mp4", "b.ts"}) {
     const ProbedFile file = Probe(folder / name);
     ASSERT_TRUE(file.opened && file.Video() != nullptr) << name;

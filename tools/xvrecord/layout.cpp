@@ -109,8 +109,8 @@ void LayoutPacker::Describe(const AVFrame& picture, xv::XV_VID_PROPS* vid) const
   vid->eInterlace = !picture.interlaced_frame ? xv::eXvI_Progressive
                     : picture.top_field_first ? xv::eXvI_TopFirst
                                               : xv::eXvI_BottomFirst;
-  const AVRational sample = picture.sample_aspect_ratio.num > 0 ? picture.sample_aspect_ratio
-                                                                : AVRational{1, 1};
+  const AVRational sample =
+      picture.sample_aspect_ratio.num > 0 ? picture.sample_aspect_ratio : AVRational{1, 1};
   AVRational aspect{};
   av_reduce(&aspect.num, &aspect.den, std::int64_t{vid->nWidth} * sample.num,
             std::int64_t{height} * sample.den, INT16_MAX);
@@ -127,7 +127,8 @@ void LayoutPacker::Convert(const AVFrame& picture, AVPixelFormat format, int wid
   const bool from709 = picture.colorspace == AVCOL_SPC_BT709 ||
                        (picture.colorspace == AVCOL_SPC_UNSPECIFIED && height > 576);
   const AVPixFmtDescriptor* desc = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(picture.format));
-  const bool fullRange = picture.color_range == AVCOL_RANGE_JPEG || (desc->flags & AV_PIX_FMT_FLAG_RGB) != 0;
+  const bool fullRange =
+      picture.color_range == AVCOL_RANGE_JPEG || (desc->flags & AV_PIX_FMT_FLAG_RGB) != 0;
   const AVPixFmtDescriptor* target = av_pix_fmt_desc_get(format);
   sws_setColorspaceDetails(sws_, sws_getCoefficients(from709 ? SWS_CS_ITU709 : SWS_CS_ITU601),
                            fullRange ? 1 : 0,
@@ -144,14 +145,16 @@ Block LayoutPacker::PackV210(const AVFrame& picture, int width, int height) {
   planes_.resize(pixels * 2);
   std::uint8_t* planes[4] = {reinterpret_cast<std::uint8_t*>(planes_.data()),
                              reinterpret_cast<std::uint8_t*>(planes_.data() + pixels),
-                             reinterpret_cast<std::uint8_t*>(planes_.data() + pixels * 3 / 2), nullptr};
+                             reinterpret_cast<std::uint8_t*>(planes_.data() + pixels * 3 / 2),
+                             nullptr};
   const int strides[4] = {width * 2, width, width, 0};
   Convert(picture, AV_PIX_FMT_YUV422P10LE, width, height, planes, strides, height > 576);
   const std::size_t rowBytes = (stride + 47) / 48 * 128;
   const auto block = pool_.Get(rowBytes * static_cast<std::size_t>(height));
   for (std::size_t y = 0; y < static_cast<std::size_t>(height); ++y) {
     PackV210Row(planes_.data() + y * stride, planes_.data() + pixels + y * stride / 2,
-                planes_.data() + pixels * 3 / 2 + y * stride / 2, width, block->data() + y * rowBytes);
+                planes_.data() + pixels * 3 / 2 + y * stride / 2, width,
+                block->data() + y * rowBytes);
   }
   return {block, block->data(), block->size()};
 }
@@ -171,12 +174,14 @@ Block LayoutPacker::Pack(const AVFrame& picture) {
   int strides[4] = {};
   av_image_fill_arrays(planes, strides, block->data(), format, width, height, align);
   if (layout == xv::kFccYV12) std::swap(planes[1], planes[2]);
-  const bool full = picture.format == AV_PIX_FMT_YUVJ420P || picture.color_range == AVCOL_RANGE_JPEG;
+  const bool full =
+      picture.format == AV_PIX_FMT_YUVJ420P || picture.color_range == AVCOL_RANGE_JPEG;
   if (picture.format == format && !full) {
     av_image_copy(planes, strides, const_cast<const std::uint8_t**>(picture.data), picture.linesize,
                   format, width, height);
   } else {
-    const bool bt709 = layout == xv::kFccHDYC || ((layout == xv::kFccI420 || layout == xv::kFccNV12) && height > 576);
+    const bool bt709 = layout == xv::kFccHDYC ||
+                       ((layout == xv::kFccI420 || layout == xv::kFccNV12) && height > 576);
     Convert(picture, format, width, height, planes, strides, bt709);
   }
   return {block, block->data(), block->size()};

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "captions/host_items.h"
+#include "xvrecord/catalogue_view.h"
 #include "xvrecord/input.h"
 #include "xvrecord/progress.h"
 #include "xvrecord/report.h"
@@ -36,7 +37,22 @@ struct Options {
   std::string stats;
   std::vector<std::string> get;
   std::vector<std::string> set;
+  bool list = false;
+  bool formats = false;
+  std::string codecsOf;
+  std::vector<std::string> optionsOf;  // format, codec
+  std::string format;
+  std::string codec;
+  std::string audioCodec;
 };
+
+bool AsksForLists(const Options& options) {
+  return options.list || options.formats || !options.codecsOf.empty() || !options.optionsOf.empty();
+}
+
+bool TakesPresets(const Options& options) {
+  return !options.format.empty() || !options.codec.empty() || !options.audioCodec.empty();
+}
 
 int Fail(const std::string& sentence) {
   std::fprintf(stderr, "xvrecord: %s\n", sentence.c_str());
@@ -96,7 +112,8 @@ xv::HRESULT Push(xv::host::Writer& writer, const InputFrame& frame, std::int64_t
 }
 
 // Frames until the end, a failure or a request to stop.
-xv::HRESULT PushAll(Input& input, xv::host::Writer& writer, const Options& options, Totals& totals) {
+xv::HRESULT PushAll(Input& input, xv::host::Writer& writer, const Options& options,
+                    Totals& totals) {
   Progress progress(input.Duration(), options.quiet);
   const auto begin = std::chrono::steady_clock::now();
   InputFrame frame;
@@ -124,10 +141,27 @@ bool WriteStats(const std::string& path, const std::string& json) {
   return file.good();
 }
 
+int PrintLists(const Options& options, const xv::host::Writer& writer) {
+  const std::string xml = writer.Get("supported_list");
+  if (options.list) std::printf("%s\n", xml.c_str());
+  const auto list = ParseList(xml);
+  if (options.formats) std::printf("%s", FormatsTable(*list).c_str());
+  if (!options.codecsOf.empty()) std::printf("%s", CodecsTable(*list, options.codecsOf).c_str());
+  if (!options.optionsOf.empty()) {
+    const std::string codec = options.optionsOf.size() > 1 ? options.optionsOf[1] : std::string();
+    std::printf("%s", OptionsTable(*list, options.optionsOf[0], codec).c_str());
+  }
+  return 0;
+}
+
 int Record(const Options& options, xv::host::Writer& writer) {
   const std::unique_ptr<Input> input = OpenInput(options);
   // Captions of the input stay with it unless the user says otherwise.
   std::string attributes = "embed_cc=true";
+  if (TakesPresets(options)) {
+    attributes += PresetText(*ParseList(writer.Get("supported_list")), options.format,
+                             options.codec, options.audioCodec);
+  }
   for (const std::string& text : options.attributes) attributes += " " + text;
   xv::HRESULT result = writer.Start(options.output, attributes);
   if (xv::Failed(result)) return FailWith("Cannot start", result, writer);
@@ -136,7 +170,8 @@ int Record(const Options& options, xv::host::Writer& writer) {
   const auto begin = std::chrono::steady_clock::now();
   result = PushAll(*input, writer, options, totals);
   writer.Stop();
-  totals.wallSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+  totals.wallSeconds =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
   totals.cpuSeconds = CpuSeconds();
   if (!options.stats.empty() &&
       !WriteStats(options.stats, StatsJson(options.output, writer, totals, result))) {
@@ -150,7 +185,8 @@ int Record(const Options& options, xv::host::Writer& writer) {
   if (!options.quiet) {
     std::printf("%s\n", ClosingLine(options.output, writer, totals).c_str());
     const std::string unused = writer.Get("quality::unused_options");
-    if (!unused.empty()) std::fprintf(stderr, "xvrecord: nobody took these options: %s\n", unused.c_str());
+    if (!unused.empty())
+      std::fprintf(stderr, "xvrecord: nobody took these options: %s\n", unused.c_str());
     if (!input->Trouble().empty()) std::fprintf(stderr, "xvrecord: %s\n", input->Trouble().c_str());
   }
   return 0;
@@ -170,6 +206,7 @@ int ApplyProperties(const Options& options, xv::host::Writer& writer) {
 int Run(const Options& options) {
   xv::host::Writer writer;
   if (const int failed = ApplyProperties(options, writer); failed != 0) return failed;
+  if (AsksForLists(options)) return PrintLists(options, writer);
   if (options.input.empty() && !options.get.empty()) return 0;
   return Record(options, writer);
 }
@@ -182,15 +219,26 @@ int Main(int argc, char** argv) {
                  "Media file or URL, or test:size=1920x1080,rate=25,format=UYVY,interlace=top,"
                  "channels=2,seconds=10,captions=on");
   app.add_option("OUTPUT", options.output, "File or stream URL");
-  app.add_option("-a,--attributes", options.attributes,
-                 "Attributes of the session, such as \"format=mp4 video::codec=libx264 video::b=5M\"")
+  app.add_option(
+         "-a,--attributes", options.attributes,
+         "Attributes of the session, such as \"format=mp4 video::codec=libx264 video::b=5M\"")
       ->allow_extra_args(false);
-  app.add_option("--input-format", options.layout, "Layout that frames are pushed in: UYVY, HDYC, "
+  app.add_option("--input-format", options.layout,
+                 "Layout that frames are pushed in: UYVY, HDYC, "
                  "YUY2, YVYU, NV12, I420, YV12, RGB24, RGB32, ARGB32, v210");
   app.add_flag("--realtime", options.realtime, "Push frames at their own pace");
   app.add_option("--get", options.get, "Print a property")->allow_extra_args(false);
   app.add_option("--set", options.set, "Set a property, NAME=VALUE")->allow_extra_args(false);
   app.add_option("--stats", options.stats, "Write statistics as JSON to a file, or - for output");
+  app.add_flag("--list", options.list, "Print the list of formats and codecs as XML");
+  app.add_flag("--formats", options.formats, "Print the formats that can be written here");
+  app.add_option("--codecs", options.codecsOf, "Print the codecs of a format");
+  app.add_option("--options", options.optionsOf, "Print the options of a format, or of its codec")
+      ->type_name("FORMAT [CODEC]")
+      ->expected(1, 2);
+  app.add_option("--format", options.format, "Take a format of the list with its presets");
+  app.add_option("--codec", options.codec, "Take a video codec of that format with its presets");
+  app.add_option("--audio-codec", options.audioCodec, "The same for the audio codec");
   app.add_flag("--quiet", options.quiet, "Print failures only");
   try {
     app.parse(argc, argv);
@@ -199,7 +247,7 @@ int Main(int argc, char** argv) {
     return code == 0 ? 0 : kUsage;
   }
   const bool recording = !options.input.empty() && !options.output.empty();
-  if (!recording && (options.get.empty() || !options.input.empty())) {
+  if (!recording && !AsksForLists(options) && (options.get.empty() || !options.input.empty())) {
     std::fprintf(stderr, "xvrecord: INPUT and OUTPUT are required; --help tells more.\n");
     return kUsage;
   }

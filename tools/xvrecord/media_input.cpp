@@ -80,7 +80,8 @@ class SoundQueue {
     swr_alloc_set_opts2(&swr, &layout_, format_, rate_, &layout_, decoder.sample_fmt, rate_, 0,
                         nullptr);
     swr_.reset(swr);
-    if (!swr_ || swr_init(swr_.get()) < 0) throw InputError("The input's sound cannot be converted.");
+    if (!swr_ || swr_init(swr_.get()) < 0)
+      throw InputError("The input's sound cannot be converted.");
   }
   ~SoundQueue() { av_channel_layout_uninit(&layout_); }
 
@@ -99,12 +100,15 @@ class SoundQueue {
     } else if (gap < 0 && end_ == 0) {
       skip = std::min<std::int64_t>(-gap, frame.nb_samples);
     }
-    std::vector<std::uint8_t> out(static_cast<std::size_t>((frame.nb_samples + 64) * SampleBytes()));
+    std::vector<std::uint8_t> out(
+        static_cast<std::size_t>((frame.nb_samples + 64) * SampleBytes()));
     std::uint8_t* plane = out.data();
-    const int got = swr_convert(swr_.get(), &plane, frame.nb_samples + 64,
-                                const_cast<const std::uint8_t**>(frame.extended_data), frame.nb_samples);
+    const int got =
+        swr_convert(swr_.get(), &plane, frame.nb_samples + 64,
+                    const_cast<const std::uint8_t**>(frame.extended_data), frame.nb_samples);
     if (got <= skip) return;
-    bytes_.insert(bytes_.end(), out.begin() + skip * SampleBytes(), out.begin() + got * SampleBytes());
+    bytes_.insert(bytes_.end(), out.begin() + skip * SampleBytes(),
+                  out.begin() + got * SampleBytes());
     end_ += got - skip;
   }
   std::int64_t End() const { return end_; }
@@ -191,8 +195,10 @@ class MediaInput final : public Input {
       Decode(audio_, nullptr);
       return true;
     }
-    if (video_.stream != nullptr && packet_->stream_index == video_.stream->index) Decode(video_, packet_.get());
-    if (audio_.stream != nullptr && packet_->stream_index == audio_.stream->index) Decode(audio_, packet_.get());
+    if (video_.stream != nullptr && packet_->stream_index == video_.stream->index)
+      Decode(video_, packet_.get());
+    if (audio_.stream != nullptr && packet_->stream_index == audio_.stream->index)
+      Decode(audio_, packet_.get());
     av_packet_unref(packet_.get());
     return true;
   }
@@ -287,7 +293,8 @@ class MediaInput final : public Input {
   // The sound up to `until`, as far as the input has it.
   void FillSound(std::int64_t until, InputFrame* out) {
     const std::int64_t wanted = av_rescale(until, sound_->Rate(), kUnits) - sound_->Taken();
-    // A clip's sound may lie far behind its picture in the file: do not hold the whole picture back.
+    // A clip's sound may lie far behind its picture in the file: do not hold the whole picture
+    // back.
     for (int i = 0; sound_->Samples() < wanted && pictures_.size() < 128 && Pump(); ++i) {
     }
     out->props.aud = sound_->Props();

@@ -16,11 +16,11 @@ namespace {
 
 constexpr int kMostStreams = 64;
 
-constexpr const char* kQuality[] = {
-    "drops",         "video.deque",     "pts_errors",        "frames_in",
-    "encode_ms.p50", "encode_ms.p99",   "write_ms.p50",      "write_ms.p99",
-    "unused_options", "captions.seen",  "captions.written",  "captions.embedded",
-    "captions.lost", "last_error"};
+constexpr const char* kQuality[] = {"drops",         "video.deque",      "pts_errors",
+                                    "frames_in",     "encode_ms.p50",    "encode_ms.p99",
+                                    "write_ms.p50",  "write_ms.p99",     "unused_options",
+                                    "captions.seen", "captions.written", "captions.embedded",
+                                    "captions.lost", "last_error"};
 
 struct ReadBack {
   std::string streams;
@@ -113,8 +113,8 @@ std::string StatsJson(const std::string& target, const xv::host::Writer& writer,
   for (int i = 0; i < kMostStreams; ++i) {
     const std::string packets = writer.Get(fmt::format("quality::packets.{}", i));
     if (packets.empty() || packets == "0") break;
-    json["streams"].push_back(
-        {{"packets", Value(packets)}, {"bytes", Value(writer.Get(fmt::format("quality::bytes.{}", i)))}});
+    json["streams"].push_back({{"packets", Value(packets)},
+                               {"bytes", Value(writer.Get(fmt::format("quality::bytes.{}", i)))}});
   }
   return json.dump(2) + "\n";
 }

@@ -70,8 +70,9 @@ TestOptions ReadOptions(const std::string& text) {
       options.layout = LayoutFromName(value);
       if (options.layout == 0) Refuse(key, value);
     } else if (key == "interlace") {
-      static const std::map<std::string, std::uint32_t> kOrders = {
-          {"top", xv::eXvI_TopFirst}, {"bottom", xv::eXvI_BottomFirst}, {"no", xv::eXvI_Progressive}};
+      static const std::map<std::string, std::uint32_t> kOrders = {{"top", xv::eXvI_TopFirst},
+                                                                   {"bottom", xv::eXvI_BottomFirst},
+                                                                   {"no", xv::eXvI_Progressive}};
       const auto found = kOrders.find(value);
       if (found == kOrders.end()) Refuse(key, value);
       options.interlace = found->second;
@@ -89,8 +90,8 @@ TestOptions ReadOptions(const std::string& text) {
   return options;
 }
 
-// 75 percent colour bars (Y, Cb, Cr of BT.601) over a moving grey ramp. In an interlaced picture the
-// second field is half a step further.
+// 75 percent colour bars (Y, Cb, Cr of BT.601) over a moving grey ramp. In an interlaced picture
+// the second field is half a step further.
 constexpr std::uint8_t kBars[8][3] = {{180, 128, 128}, {162, 44, 142}, {131, 156, 44},
                                       {112, 72, 58},   {84, 184, 198}, {65, 100, 212},
                                       {35, 212, 114},  {16, 128, 128}};
@@ -172,9 +173,11 @@ class TestInput final : public Input {
     const auto block = pool_.Get(static_cast<std::size_t>(end - begin) * channels * 2);
     std::size_t at = 0;
     for (std::int64_t i = begin; i < end; ++i) {
-      const double wave = std::sin(2 * kPi * kTone * static_cast<double>(i % kSampleRate) / kSampleRate);
+      const double wave =
+          std::sin(2 * kPi * kTone * static_cast<double>(i % kSampleRate) / kSampleRate);
       for (std::size_t c = 0; c < channels; ++c) {
-        const auto value = static_cast<std::int16_t>(std::lround(wave * 8000.0 / static_cast<double>(c + 1)));
+        const auto value =
+            static_cast<std::int16_t>(std::lround(wave * 8000.0 / static_cast<double>(c + 1)));
         (*block)[at++] = static_cast<std::uint8_t>(value & 0xFF);
         (*block)[at++] = static_cast<std::uint8_t>(value >> 8 & 0xFF);
       }

@@ -51,7 +51,8 @@ int Saturate16(int value) { return std::clamp(value, -32768, 32767); }
 int MulRound15(int a, int b) { return (a * b + (1 << 14)) >> 15; }
 
 void PutRgb(int luma, int u, int v, int alpha, const YuvToRgb& m, std::uint8_t* bgra) {
-  const int base = static_cast<std::int16_t>(((luma * 257 * m.yFactor) >> 16) + m.yOffset);
+  const unsigned scaled = static_cast<unsigned>(luma) * 257U * m.yFactor >> 16;
+  const int base = static_cast<std::int16_t>(static_cast<int>(scaled) + m.yOffset);
   const int cu = (u - 128) * 256;
   const int cv = (v - 128) * 256;
   const int blue = Saturate16(Saturate16(base + MulRound15(cu, m.blueU)) + cu);

@@ -15,7 +15,8 @@ namespace {
 
 constexpr int kPixels = kVecBytes / 4;  // BGRA pixels of a vector
 
-// The colours of some pixels as words: B and R, G and nothing, 32 bits for each pixel or group.
+// The colours of some pixels as words: B and R, G and the fourth byte, which counts for nothing,
+// 32 bits for each pixel or group.
 struct Words {
   Vec blueRed;
   Vec green;
@@ -23,7 +24,7 @@ struct Words {
 
 HWY_INLINE Words LoadWords(const std::uint8_t* bgra) {
   const Vec v = Load(bgra);
-  return {And(v, Set16(0xFF)), And(ShiftRightU16<8>(v), Set32(0xFF))};
+  return {And(v, Set16(0xFF)), ShiftRightU16<8>(v)};
 }
 HWY_INLINE Words Sum(const Words& a, const Words& b) {
   return {Add16(a.blueRed, b.blueRed), Add16(a.green, b.green)};
@@ -76,6 +77,8 @@ void RgbLuma(const std::uint8_t* bgra, std::uint8_t* y, int width, const RgbToYu
   const Row row(m.y, m.yOffset);
   int x = 0;
   for (; x + kVecBytes <= width; x += kVecBytes) {
+    PrefetchAhead(bgra + 4 * x);
+    PrefetchAhead(bgra + 4 * x + 2 * kVecBytes);
     Vec luma[4];
     for (int k = 0; k < 4; ++k) luma[k] = row.Of<15>(LoadWords(bgra + 4 * x + k * kVecBytes));
     Store(y + x, QuadOrder(PackU8(PackS16(luma[0], luma[1]), PackS16(luma[2], luma[3]))));
@@ -140,6 +143,7 @@ void RgbToPacked(const std::uint8_t* bgra, std::uint8_t* target, int width, cons
   const ChromaRows chroma(m, 1);
   int x = 0;
   for (; x + 2 * kPixels <= width; x += 2 * kPixels) {
+    PrefetchAhead(bgra + 4 * x);
     const Words a = LoadWords(bgra + 4 * x);
     const Words b = LoadWords(bgra + 4 * x + kVecBytes);
     const Vec y = PackS16(luma.Of<15>(a), luma.Of<15>(b));
@@ -214,6 +218,7 @@ void PackedToRgb(const std::uint8_t* source, std::uint8_t* bgra, int width, int 
   const Inverse<kLumaFirst> inverse(m, alpha);
   int x = 0;
   for (; x + 2 * kPixels <= width; x += 2 * kPixels) {
+    PrefetchAhead(source + 2 * x);
     Vec low, high;
     inverse.Of(Load(source + 2 * x), low, high);
     LanesInOrder(low, high);
@@ -228,6 +233,7 @@ void PlanarToRgb(const std::uint8_t* y, const std::uint8_t* u, const std::uint8_
   const Inverse<false> inverse(m, alpha);
   int x = 0;
   for (; x + 2 * kVecBytes <= width; x += 2 * kVecBytes) {
+    PrefetchAhead(y + x);
     const Vec us = Load(u + x / 2);
     const Vec vs = Load(v + x / 2);
     Vec uv[2] = {LowBytes(us, vs), HighBytes(us, vs)};
@@ -262,6 +268,7 @@ void HdycToRgb(const std::uint8_t* source, std::uint8_t* bgra, int width, int al
   const Vec alphas = Set16(alpha);
   int x = 0;
   for (; x + 2 * kPixels <= width; x += 2 * kPixels) {
+    PrefetchAhead(source + 2 * x);
     const Vec packed = Load(source + 2 * x);
     const Vec y = Sub16(ShiftRightU16<8>(packed), Set16(16));
     const Vec cb = Sub16(Shuffle(packed, uShuffle), Set16(128));
@@ -320,8 +327,7 @@ const ColourKernels kColourTable = {RgbLuma,
 }  // namespace plain
 
 const ColourKernels& ColourKernelsAt(SimdLevel level) {
-  if (level == SimdLevel::kAvx2) return N_AVX2::kColourTable;
-  return level == SimdLevel::kSsse3 ? N_SSSE3::kColourTable : plain::kColourTable;
+  return SelectLevel(level, plain::kColourTable, N_SSSE3::kColourTable, N_AVX2::kColourTable);
 }
 
 }  // namespace xv

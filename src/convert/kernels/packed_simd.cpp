@@ -38,6 +38,7 @@ void Swizzle4(const std::uint8_t* source, std::uint8_t* target, std::size_t grou
   constexpr std::size_t kStep = kVecBytes / 4;
   std::size_t i = 0;
   for (; i + 2 * kStep <= groups; i += 2 * kStep) {
+    PrefetchAhead(source + 4 * i);
     const Vec a = Shuffle(Load(source + 4 * i), shuffle);
     const Vec b = Shuffle(Load(source + 4 * i + kVecBytes), shuffle);
     Store(target + 4 * i, a);
@@ -50,6 +51,7 @@ template <bool kLumaFirst>
 void Luma(const std::uint8_t* source, std::uint8_t* y, int width) {
   int i = 0;
   for (; i + kVecBytes <= width; i += kVecBytes) {
+    PrefetchAhead(source + 2 * i);
     const Vec a = LumaWords<kLumaFirst>(Load(source + 2 * i));
     const Vec b = LumaWords<kLumaFirst>(Load(source + 2 * i + kVecBytes));
     Store(y + i, LaneOrder(PackU8(a, b)));
@@ -238,8 +240,7 @@ const PackedKernels kPackedTable = {Swizzle4,
 }  // namespace plain
 
 const PackedKernels& PackedKernelsAt(SimdLevel level) {
-  if (level == SimdLevel::kAvx2) return N_AVX2::kPackedTable;
-  return level == SimdLevel::kSsse3 ? N_SSSE3::kPackedTable : plain::kPackedTable;
+  return SelectLevel(level, plain::kPackedTable, N_SSSE3::kPackedTable, N_AVX2::kPackedTable);
 }
 
 }  // namespace xv

@@ -19,4 +19,10 @@ SimdLevel ActiveSimdLevel();
 // For tests: no kernel may be running.
 void SetSimdLevel(SimdLevel level);
 
+// What is built for each level.
+template <class T>
+const T& SelectLevel(SimdLevel level, const T& plain, const T& ssse3, const T& avx2) {
+  return level == SimdLevel::kAvx2 ? avx2 : level == SimdLevel::kSsse3 ? ssse3 : plain;
+}
+
 }  // namespace xv

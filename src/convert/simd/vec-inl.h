@@ -49,6 +49,11 @@ HWY_INLINE void Store(void* p, Vec v) {
 HWY_INLINE void Stream(void* p, Vec v) {
   XV_OP(_mm256_stream_si256, _mm_stream_si128)(static_cast<Vec*>(p), v);
 }
+// Asks for memory ahead of a loop that reads `p` onwards, row after row. Any address is harmless.
+HWY_INLINE void PrefetchAhead(const void* p) {
+  constexpr int kAhead = 1536;
+  _mm_prefetch(static_cast<const char*>(p) + kAhead, _MM_HINT_T0);
+}
 // 16 bytes into each lane.
 HWY_INLINE Vec LoadTable(const void* p) {
   const __m128i table = _mm_loadu_si128(static_cast<const __m128i*>(p));
@@ -74,9 +79,7 @@ HWY_INLINE Vec Sub16(Vec a, Vec b) { return XV_OP(_mm256_sub_epi16, _mm_sub_epi1
 HWY_INLINE Vec AddSat16(Vec a, Vec b) { return XV_OP(_mm256_adds_epi16, _mm_adds_epi16)(a, b); }
 HWY_INLINE Vec SubSat16(Vec a, Vec b) { return XV_OP(_mm256_subs_epi16, _mm_subs_epi16)(a, b); }
 HWY_INLINE Vec Mul16(Vec a, Vec b) { return XV_OP(_mm256_mullo_epi16, _mm_mullo_epi16)(a, b); }
-HWY_INLINE Vec MulHighU16(Vec a, Vec b) {
-  return XV_OP(_mm256_mulhi_epu16, _mm_mulhi_epu16)(a, b);
-}
+HWY_INLINE Vec MulHighU16(Vec a, Vec b) { return XV_OP(_mm256_mulhi_epu16, _mm_mulhi_epu16)(a, b); }
 // (a * b + 2^14) >> 15 of signed words.
 HWY_INLINE Vec MulRound15(Vec a, Vec b) {
   return XV_OP(_mm256_mulhrs_epi16, _mm_mulhrs_epi16)(a, b);

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+#include "xvwriter/media.h"
+
+namespace xv {
+
+// A picture that is being worked on: where its rows lie, and what planning needs to know of it.
+// Rows go from the top: a bottom-up picture starts at its last row in memory with a negative step.
+struct ImageView {
+  std::uint32_t tag = 0;
+  int width = 0;         // pixels
+  int height = 0;        // lines, not negative
+  int chromaHeight = 0;  // rows of planes 1 and 2; of a field not always half of `height`
+  std::array<std::uint8_t*, 3> data{};
+  std::array<std::ptrdiff_t, 3> step{};  // bytes from one row to the next, for each plane
+
+  std::uint32_t interlace = eXvI_Progressive;  // eXvInterlace, never automatic
+  std::int16_t aspectX = 0;
+  std::int16_t aspectY = 0;
+  double rate = 0;
+  std::uint32_t scaleMode = eXvAF_Default;  // eXvAspectFit
+  std::int32_t format = 0;                  // low byte: eXvVideoFormat; stereo layout above
+
+  // +1 top field first, -1 bottom field first, 0 progressive.
+  int Order() const {
+    return interlace == eXvI_TopFirst ? 1 : interlace == eXvI_BottomFirst ? -1 : 0;
+  }
+  bool Interlaced() const { return Order() != 0; }
+};
+
+// The view of a picture with complete properties. Planes lie one behind the other; those of YV12
+// are exchanged, so that plane 1 is always U.
+ImageView MakeImageView(const XV_VID_PROPS& vid, const std::uint8_t* data);
+
+// Bytes from the first of a picture to the last that belongs to a pixel: the last row need not be
+// padded, and an odd height of 4:2:0 rounds its chroma rows up.
+std::int64_t PictureSpan(const XV_VID_PROPS& vid);
+
+// The same picture from (left, top) on, `width` x `height`. Subsampled planes move by half,
+// v210 by whole groups of 6 pixels.
+ImageView RegionView(const ImageView& view, int left, int top, int width, int height);
+// Every second row from `parity` on.
+ImageView FieldRows(const ImageView& view, int parity);
+
+// Packed 4:2:2: where luma lies in a group of 4 bytes, and whether V comes before U.
+struct PackedOrder {
+  bool lumaFirst;
+  bool vFirst;
+};
+// UYVY, HDYC, YUY2, YVYU; nothing for other layouts.
+std::optional<PackedOrder> FindPackedOrder(std::uint32_t tag);
+bool IsPlanar420(std::uint32_t tag);  // I420, YV12
+bool IsRgb32(std::uint32_t tag);      // RGB32, ARGB32
+
+// Bytes of `width` pixels of the first plane, without padding; v210 counts whole groups of 6.
+int PixelRowBytes(std::uint32_t tag, int width);
+
+// Copies `rows` rows of `bytes` bytes. Steps may be negative.
+void CopyPlane(const std::uint8_t* source, std::ptrdiff_t sourceStep, std::uint8_t* target,
+               std::ptrdiff_t targetStep, std::size_t bytes, int rows);
+// All planes; layouts and sizes are equal.
+void CopyPicture(const ImageView& source, const ImageView& target);
+
+}  // namespace xv

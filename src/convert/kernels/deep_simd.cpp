@@ -1,0 +1,160 @@
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "convert/kernels/deep_simd.cpp"
+#include "hwy/foreach_target.h"
+// Behind it: what is included for each target.
+#include "convert/kernels/deep_kernels.h"
+#include "convert/kernels/deep_plain.h"
+#include "convert/simd/vec-inl.h"
+#include "hwy/highway.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace xv {
+namespace HWY_NAMESPACE {
+#if XV_VECTORS
+namespace {
+
+constexpr int kLanes = kVecBytes / 16;
+constexpr int kStepPixels = 6 * kLanes;
+
+// 16 bytes from each of two places that lie `apart` bytes from one another.
+HWY_INLINE Vec LoadLanes(const std::uint8_t* p, int apart) {
+  const __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+#if HWY_TARGET == HWY_AVX2
+  const __m128i high = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + apart));
+  return _mm256_inserti128_si256(_mm256_castsi128_si256(low), high, 1);
+#else
+  static_cast<void>(apart);
+  return low;
+#endif
+}
+HWY_INLINE void StoreLanes(void* p, int apart, Vec v) {
+  auto* bytes = static_cast<std::uint8_t*>(p);
+#if HWY_TARGET == HWY_AVX2
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(bytes), _mm256_castsi256_si128(v));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(bytes + apart), _mm256_extracti128_si256(v, 1));
+#else
+  static_cast<void>(apart);
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(bytes), v);
+#endif
+}
+// The lower or upper 8 bytes of each lane.
+template <bool kUpper>
+HWY_INLINE void StoreHalves(void* p, int apart, Vec v) {
+  auto* bytes = static_cast<std::uint8_t*>(p);
+#if HWY_TARGET == HWY_AVX2
+  const __m128i low = _mm256_castsi256_si128(v);
+  const __m128i high = _mm256_extracti128_si256(v, 1);
+  _mm_storel_epi64(reinterpret_cast<__m128i*>(bytes), kUpper ? _mm_srli_si128(low, 8) : low);
+  _mm_storel_epi64(reinterpret_cast<__m128i*>(bytes + apart),
+                   kUpper ? _mm_srli_si128(high, 8) : high);
+#else
+  static_cast<void>(apart);
+  _mm_storel_epi64(reinterpret_cast<__m128i*>(bytes), kUpper ? _mm_srli_si128(v, 8) : v);
+#endif
+}
+
+// Loads of 16 bytes read over the 12 of a group, so the last groups are the reference's.
+template <bool kLumaFirst>
+void PackV210(const std::uint8_t* source, std::uint8_t* target, int width) {
+  alignas(16) std::uint8_t lowerTable[16], upperTable[16];
+  for (int word = 0; word < 4; ++word) {
+    const auto at = [&](int k) {
+      const int sample = 3 * word + k;
+      return static_cast<std::uint8_t>(kLumaFirst ? sample ^ 1 : sample);
+    };
+    const std::uint8_t lower[4] = {at(0), 0x80, at(1), 0x80};
+    const std::uint8_t upper[4] = {0x80, 0x80, at(2), 0x80};
+    for (int k = 0; k < 4; ++k) {
+      lowerTable[4 * word + k] = lower[k];
+      upperTable[4 * word + k] = upper[k];
+    }
+  }
+  const Vec lower = LoadTable(lowerTable);
+  const Vec upper = LoadTable(upperTable);
+  const Vec places = Set32(4096 << 16 | 4);
+  int x = 0;
+  for (; x + kStepPixels + 2 <= width; x += kStepPixels) {
+    PrefetchAhead(source + 2 * x);
+    const Vec v = LoadLanes(source + 2 * x, 12);
+    const Vec low = MulPairs(Shuffle(v, lower), places);
+    const Vec high = ShiftLeft32<6>(Shuffle(v, upper));
+    Store(target + x / 6 * 16, Or(low, high));
+  }
+  if (x < width) plain::PackV210<kLumaFirst>(source + 2 * x, target + x / 6 * 16, width - x);
+}
+
+// Where sample 0-11 of a group starts: the byte, and the factor that moves it to the top of 16
+// bits.
+struct Extract {
+  alignas(16) std::uint8_t table[16];
+  alignas(16) std::int16_t factor[8];
+
+  // `samples[i]` goes to word i; -1 leaves it zero.
+  explicit constexpr Extract(const int (&samples)[8]) : table{}, factor{} {
+    for (int i = 0; i < 8; ++i) {
+      const int sample = samples[i];
+      const int byte = sample / 3 * 4 + sample % 3;
+      table[2 * i] = static_cast<std::uint8_t>(sample < 0 ? 0x80 : byte);
+      table[2 * i + 1] = static_cast<std::uint8_t>(sample < 0 ? 0x80 : byte + 1);
+      factor[i] = static_cast<std::int16_t>(sample < 0 ? 0 : 64 >> (2 * (sample % 3)));
+    }
+  }
+  HWY_INLINE Vec Of(Vec groups) const {
+    return ShiftRightU16<6>(Mul16(Shuffle(groups, LoadTable(table)), LoadTable(factor)));
+  }
+};
+
+void UnpackV210(const std::uint8_t* source, std::uint8_t* target, int width) {
+  constexpr Extract kFirst({0, 1, 2, 3, 4, 5, 6, 7});
+  constexpr Extract kLast({8, 9, 10, 11, -1, -1, -1, -1});
+  const Vec half = Set16(2);
+  int x = 0;
+  for (; x + kStepPixels + 2 <= width; x += kStepPixels) {
+    PrefetchAhead(source + x / 6 * 16);
+    const Vec groups = Load(source + x / 6 * 16);
+    const Vec first = ShiftRightU16<2>(Add16(kFirst.Of(groups), half));
+    const Vec last = ShiftRightU16<2>(Add16(kLast.Of(groups), half));
+    StoreLanes(target + 2 * x, 12, PackU8(first, last));
+  }
+  plain::UnpackV210(source + x / 6 * 16, target + 2 * x, width - x);
+}
+
+void PlanesFromV210(const std::uint8_t* source, std::uint16_t* y, std::uint16_t* u,
+                    std::uint16_t* v, int width) {
+  constexpr Extract kLuma({1, 3, 5, 7, 9, 11, -1, -1});
+  constexpr Extract kChroma({0, 4, 8, -1, 2, 6, 10, -1});
+  int x = 0;
+  for (; x + kStepPixels + 2 <= width; x += kStepPixels) {
+    PrefetchAhead(source + x / 6 * 16);
+    const Vec groups = Load(source + x / 6 * 16);
+    const Vec chroma = kChroma.Of(groups);
+    StoreLanes(y + x, 12, kLuma.Of(groups));
+    StoreHalves<false>(u + x / 2, 6, chroma);
+    StoreHalves<true>(v + x / 2, 6, chroma);
+  }
+  plain::PlanesFromV210(source + x / 6 * 16, y + x, u + x / 2, v + x / 2, width - x);
+}
+
+}  // namespace
+
+const DeepKernels kDeepTable = {{PackV210<false>, PackV210<true>}, UnpackV210, PlanesFromV210};
+
+#endif  // XV_VECTORS
+}  // namespace HWY_NAMESPACE
+}  // namespace xv
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace xv {
+namespace plain {
+
+const DeepKernels kDeepTable = {{PackV210<false>, PackV210<true>}, UnpackV210, PlanesFromV210};
+
+}  // namespace plain
+
+const DeepKernels& DeepKernelsAt(SimdLevel level) {
+  return SelectLevel(level, plain::kDeepTable, N_SSSE3::kDeepTable, N_AVX2::kDeepTable);
+}
+
+}  // namespace xv
+#endif

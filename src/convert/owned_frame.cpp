@@ -1,0 +1,60 @@
+#include "convert/owned_frame.h"
+
+#include "base/auto_obj_base.h"
+#include "convert/host_frame.h"
+#include "convert/image_view.h"
+#include "media/normalise.h"
+#include "media/validity.h"
+
+namespace xv {
+namespace {
+
+// Kernels may not read past a picture, but libraries do.
+constexpr std::size_t kPadding = 64;
+
+class PooledMemory final : public AutoObjBase<PooledMemory> {
+ public:
+  explicit PooledMemory(AvPtr<AVBufferRef> memory) : memory_(std::move(memory)) {}
+
+ private:
+  AvPtr<AVBufferRef> memory_;
+};
+
+}  // namespace
+
+Status FrameMemory::MakeFrame(const XV_TIME& time, const XV_AV_PROPS& props, std::size_t bytes,
+                              Ref<IXvFrame>* frame, std::uint8_t** data) {
+  if (!pool_ || bytes_ != bytes) {
+    pool_.reset(av_buffer_pool_init(bytes + kPadding, nullptr));
+    bytes_ = bytes;
+  }
+  AvPtr<AVBufferRef> memory(pool_ ? av_buffer_pool_get(pool_.get()) : nullptr);
+  if (!memory) return E_OUTOFMEMORY;
+  *data = memory->data;
+  const Ref<PooledMemory> owner = MakeRef<PooledMemory>(std::move(memory));
+  XvFrameDesc desc{};
+  desc.cbSize = sizeof desc;
+  desc.time = time;
+  desc.props = props;
+  desc.video = *data;
+  desc.cbVideo = static_cast<std::uint32_t>(bytes);
+  desc.owner = owner.get();
+  const Ref<IXvFrameFactory> factory = FrameFactory();
+  if (!factory) return XV_E_NO_FRAME_FACTORY;
+  return factory->FrameCreate(&desc, frame->Receive());
+}
+
+Status ReadContents(IXvFrame* frame, FrameContents* contents) {
+  std::uint32_t audioBytes = 0;
+  const std::uint8_t* audio = nullptr;
+  RETURN_IF_FAILED(frame->FrameAllGet(&contents->time, &contents->props, &audioBytes, &audio,
+                                      &contents->videoBytes, &contents->video));
+  XV_VID_PROPS& vid = contents->props.vid;
+  if (!VideoPropsValid(vid, true)) return XV_E_NO_PIXEL_FORMAT;
+  if (contents->video == nullptr) return E_UNEXPECTED;
+  NormaliseVideoProps(&vid, true);
+  if (vid.nWidth < 1 || vid.nHeight == 0 || vid.nRowBytes < 1) return XV_E_NO_PIXEL_FORMAT;
+  return PictureSpan(vid) > contents->videoBytes ? Status(E_INVALIDARG) : Status(S_OK);
+}
+
+}  // namespace xv

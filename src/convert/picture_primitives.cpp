@@ -1,0 +1,416 @@
+#include "convert/picture_primitives.h"
+
+#include <algorithm>
+#include <cstdint>
+
+#include "convert/kernels/colour_kernels.h"
+#include "convert/kernels/deep_kernels.h"
+#include "convert/kernels/packed_kernels.h"
+#include "convert/rgb_rows.h"
+#include "convert/row_sink.h"
+
+namespace xv {
+namespace {
+
+using Kind = PlanarView::Kind;
+
+std::size_t Bytes(int count) { return static_cast<std::size_t>(count); }
+
+std::int64_t PictureBytes(const ImageView& view, int bytesPerPixel) {
+  return static_cast<std::int64_t>(view.width) * view.height * bytesPerPixel;
+}
+
+const std::uint8_t* Row(const ImageView& view, int y, std::size_t plane = 0) {
+  return view.data[plane] + y * view.step[plane];
+}
+// The chroma row of luma row `y`.
+int ChromaRow(const ImageView& view, int y) { return std::min(y / 2, view.chromaHeight - 1); }
+std::uint8_t* TargetRow(const ImageView& view, int y) { return view.data[0] + y * view.step[0]; }
+
+// Makes each row of a one-plane target with `make(y, row)`.
+template <class Make>
+int MakeRows(const ImageView& target, int height, std::size_t rowBytes, Make&& make) {
+  RowSink sink(static_cast<std::int64_t>(rowBytes) * height);
+  for (int y = 0; y < height; ++y) {
+    std::uint8_t* to = TargetRow(target, y);
+    std::uint8_t* row = sink.Open(0, to, rowBytes);
+    make(y, row);
+    sink.Commit(row, to, rowBytes);
+  }
+  return 0;
+}
+
+// Rows of planar targets, through a sink.
+class PlanarWriter {
+ public:
+  PlanarWriter(const PlanarView& target, const ImageView& source, bool fullRange)
+      : target_(target),
+        sink_(PictureBytes(source, 1)),
+        width_(source.width),
+        fullRange_(fullRange) {}
+
+  int ChromaWidth() const {
+    return target_.kind == Kind::k411 ? (width_ + 3) / 4 : (width_ + 1) / 2;
+  }
+
+  template <class Make>
+  void Luma(int y, Make&& make) {
+    std::uint8_t* to = target_.data[0] + y * target_.step[0];
+    std::uint8_t* row = sink_.Open(0, to, Bytes(width_));
+    make(row);
+    if (fullRange_) Packed().expandLuma(row, width_);
+    sink_.Commit(row, to, Bytes(width_));
+  }
+  template <class Make>
+  void Chroma(int y, Make&& make) {
+    if (y >= target_.chromaHeight) return;
+    const int count = ChromaWidth();
+    std::uint8_t* uTo = target_.data[1] + y * target_.step[1];
+    std::uint8_t* vTo = target_.data[2] + y * target_.step[2];
+    std::uint8_t* u = sink_.Open(1, uTo, Bytes(count));
+    std::uint8_t* v = sink_.Open(2, vTo, Bytes(count));
+    make(u, v);
+    if (fullRange_) {
+      Packed().expandChroma(u, count);
+      Packed().expandChroma(v, count);
+    }
+    sink_.Commit(u, uTo, Bytes(count));
+    sink_.Commit(v, vTo, Bytes(count));
+  }
+  template <class Make>
+  void ChromaNv12(int y, Make&& make) {
+    if (y >= target_.chromaHeight) return;
+    const int bytes = 2 * ChromaWidth();
+    std::uint8_t* to = target_.data[1] + y * target_.step[1];
+    std::uint8_t* uv = sink_.Open(3, to, Bytes(bytes));
+    make(uv);
+    if (fullRange_) Packed().expandChroma(uv, bytes);
+    sink_.Commit(uv, to, Bytes(bytes));
+  }
+
+ private:
+  const PlanarView& target_;
+  RowSink sink_;
+  int width_;
+  bool fullRange_;
+};
+
+// Packed rows with U and V in order.
+struct PackedSource {
+  PackedSource(const ImageView& source, PackedOrder order)
+      : view(source), first(order.lumaFirst ? 1 : 0), vFirst(order.vFirst) {}
+  const ImageView& view;
+  std::size_t first;  // index of the kernels
+  bool vFirst;
+  int Pairs() const { return (view.width + 1) / 2; }
+};
+
+// 4:2:0 of the rows [from, from + rows): a frame, or one field with doubled steps.
+void PackedFrameTo420(const PackedSource& source, PlanarWriter& writer, bool nv12) {
+  const ImageView& view = source.view;
+  const PackedKernels& kernels = Packed();
+  for (int y = 0; y < view.height; y += 2) {
+    const std::uint8_t* a = Row(view, y);
+    const std::uint8_t* b = Row(view, std::min(y + 1, view.height - 1));
+    writer.Luma(y, [&](std::uint8_t* row) { kernels.luma[source.first](a, row, view.width); });
+    if (y + 1 < view.height) {
+      writer.Luma(y + 1,
+                  [&](std::uint8_t* row) { kernels.luma[source.first](b, row, view.width); });
+    }
+    if (nv12) {
+      writer.ChromaNv12(y / 2, [&](std::uint8_t* uv) {
+        kernels.chromaNv12[source.first](a, b, uv, source.Pairs());
+      });
+    } else {
+      writer.Chroma(y / 2, [&](std::uint8_t* u, std::uint8_t* v) {
+        if (source.vFirst) std::swap(u, v);
+        kernels.chroma[source.first](a, b, u, v, source.Pairs());
+      });
+    }
+  }
+}
+
+void PackedFieldsTo420(const PackedSource& source, const PlanarView& target, PlanarWriter& writer) {
+  const ImageView& view = source.view;
+  const PackedKernels& kernels = Packed();
+  const int covered = view.height & ~3;
+  for (int y = 0; y < covered; y += 4) {
+    for (int i = 0; i < 4; ++i) {
+      writer.Luma(y + i, [&](std::uint8_t* row) {
+        kernels.luma[source.first](Row(view, y + i), row, view.width);
+      });
+    }
+    for (const int field : {0, 1}) {
+      const std::uint8_t* near = Row(view, y + (field == 0 ? 0 : 3));
+      const std::uint8_t* far = Row(view, y + (field == 0 ? 2 : 1));
+      writer.Chroma(y / 2 + field, [&](std::uint8_t* u, std::uint8_t* v) {
+        if (source.vFirst) std::swap(u, v);
+        kernels.chroma31[source.first](near, far, u, v, source.Pairs());
+      });
+    }
+  }
+  if ((view.height / 2 & 1) == 0) return;
+  const auto repeat = [&](std::size_t plane, int to, int from, int bytes) {
+    if (from < 0) return;
+    std::uint8_t* base = target.data[plane];
+    CopyPlane(base + from * target.step[plane], 0, base + to * target.step[plane], 0, Bytes(bytes),
+              1);
+  };
+  repeat(0, view.height - 2, view.height - 3, view.width);
+  repeat(0, view.height - 1, view.height - 3, view.width);
+  repeat(1, view.height / 2 - 1, view.height / 2 - 3, source.Pairs());
+  repeat(2, view.height / 2 - 1, view.height / 2 - 3, source.Pairs());
+}
+
+PlanarView PlanarField(const PlanarView& view, int parity) {
+  PlanarView field = view;
+  for (std::size_t plane = 0; plane < 2; ++plane) {
+    field.data[plane] += parity * view.step[plane];
+    field.step[plane] *= 2;
+  }
+  if (view.chromaHeight != INT32_MAX) field.chromaHeight = (view.chromaHeight + 1 - parity) / 2;
+  return field;
+}
+
+// Converts BGRA rows for an RGB target.
+template <class Make>
+int MakeRgbRows(const ImageView& target, const ImageView& source, Make&& make) {
+  if (target.tag != kFccRGB24) {
+    return MakeRows(target, source.height, Bytes(4 * source.width), make);
+  }
+  std::uint8_t* bgra = RowScratch(RowSink::kSlots, Bytes(4 * source.width));
+  return MakeRows(target, source.height, Bytes(3 * source.width), [&](int y, std::uint8_t* row) {
+    make(y, bgra);
+    Channels().dropAlpha(bgra, row, source.width);
+  });
+}
+
+}  // namespace
+
+PlanarView PlanesOf(const ImageView& view) {
+  return {view.tag == kFccNV12 ? Kind::kNv12 : Kind::k420, view.data, view.step, view.chromaHeight};
+}
+
+int ReorderPacked(const ImageView& source, const ImageView& target) {
+  const PackedOrder from = FindPackedOrder(source.tag).value();
+  const PackedOrder to = FindPackedOrder(target.tag).value();
+  const auto place = [](PackedOrder order) {
+    // Where Y0, U, Y1, V lie in a group.
+    const std::uint8_t luma = order.lumaFirst ? 0 : 1;
+    const auto u = static_cast<std::uint8_t>((order.lumaFirst ? 1 : 0) + (order.vFirst ? 2 : 0));
+    return std::array<std::uint8_t, 4>{luma, u, static_cast<std::uint8_t>(luma + 2),
+                                       static_cast<std::uint8_t>(u ^ 2)};
+  };
+  std::uint8_t order[4];
+  for (std::size_t i = 0; i < 4; ++i) order[place(to)[i]] = place(from)[i];
+  const int groups = (source.width + 1) / 2;
+  return MakeRows(target, source.height, Bytes(4 * groups), [&](int y, std::uint8_t* row) {
+    Packed().swizzle4(Row(source, y), row, Bytes(groups), order);
+  });
+}
+
+int PackedToPlanar(const ImageView& view, const PlanarView& target, FieldForm form,
+                   bool fullRange) {
+  const PackedSource source(view, FindPackedOrder(view.tag).value());
+  if (target.kind == Kind::kNv12 && form == FieldForm::kInterlaced) {
+    for (const int parity : {0, 1}) {
+      const ImageView field = FieldRows(view, parity);
+      PackedToPlanar(field, PlanarField(target, parity), FieldForm::kFrame, fullRange);
+    }
+    return 0;
+  }
+  PlanarWriter writer(target, view, fullRange);
+  if (target.kind == Kind::k420 && form == FieldForm::kInterlaced && view.height >= 4) {
+    PackedFieldsTo420(source, target, writer);
+    return 0;
+  }
+  if (target.kind == Kind::k420 || target.kind == Kind::kNv12) {
+    PackedFrameTo420(source, writer, target.kind == Kind::kNv12);
+    return 0;
+  }
+  const PackedKernels& kernels = Packed();
+  for (int y = 0; y < view.height; ++y) {
+    const std::uint8_t* row = Row(view, y);
+    writer.Luma(y, [&](std::uint8_t* luma) { kernels.luma[source.first](row, luma, view.width); });
+    writer.Chroma(y, [&](std::uint8_t* u, std::uint8_t* v) {
+      if (source.vFirst) std::swap(u, v);
+      if (target.kind == Kind::k422) {
+        kernels.chroma[source.first](row, row, u, v, source.Pairs());
+      } else {
+        // A last pair without a partner counts for both.
+        const int quads = view.width / 4;
+        kernels.chroma411[source.first](row, u, v, quads);
+        if (writer.ChromaWidth() > quads) {
+          kernels.chroma[source.first](row + 8 * quads, row + 8 * quads, u + quads, v + quads, 1);
+        }
+      }
+    });
+  }
+  return 0;
+}
+
+int Planar420ToPacked(const ImageView& source, const ImageView& target) {
+  const PackedOrder order = FindPackedOrder(target.tag).value();
+  const auto join = Packed().join[order.lumaFirst ? 1 : 0];
+  return MakeRows(target, source.height, Bytes((source.width + 1) / 2 * 4),
+                  [&](int y, std::uint8_t* row) {
+                    const int chroma = ChromaRow(source, y);
+                    const std::uint8_t* u = Row(source, chroma, order.vFirst ? 2 : 1);
+                    const std::uint8_t* v = Row(source, chroma, order.vFirst ? 1 : 2);
+                    join(Row(source, y), u, v, row, source.width);
+                  });
+}
+
+int RgbToPlanar(const ImageView& source, const PlanarView& target, const RgbToYuv& matrix) {
+  const ColourKernels& kernels = Colour();
+  PlanarWriter writer(target, source, false);
+  const bool pairsOfRows = target.kind == Kind::k420 || target.kind == Kind::kNv12;
+  const int rowStep = pairsOfRows ? 2 : 1;
+  std::uint8_t* scratch = RowScratch(6, Bytes(2 * writer.ChromaWidth()));
+  for (int y = 0; y < source.height; y += rowStep) {
+    const std::uint8_t* a = BgraRow(source, y, 4);
+    const std::uint8_t* b = a;
+    writer.Luma(y, [&](std::uint8_t* row) { kernels.luma(a, row, source.width, matrix); });
+    if (pairsOfRows && y + 1 < source.height) {
+      b = BgraRow(source, y + 1, 5);
+      writer.Luma(y + 1, [&](std::uint8_t* row) { kernels.luma(b, row, source.width, matrix); });
+    }
+    const auto chroma = [&](std::uint8_t* u, std::uint8_t* v) {
+      if (target.kind == Kind::k422) {
+        kernels.chroma422(a, u, v, source.width, matrix);
+      } else if (target.kind == Kind::k411) {
+        kernels.chroma411(a, u, v, source.width, matrix);
+      } else {
+        kernels.chroma420(a, b, u, v, source.width, matrix);
+      }
+    };
+    if (target.kind == Kind::kNv12) {
+      const int count = writer.ChromaWidth();
+      chroma(scratch, scratch + count);
+      writer.ChromaNv12(y / 2, [&](std::uint8_t* uv) {
+        Packed().interleave(scratch, scratch + count, uv, count);
+      });
+    } else {
+      writer.Chroma(y / rowStep, chroma);
+    }
+  }
+  return 0;
+}
+
+int RgbToPacked(const ImageView& source, const ImageView& target, const RgbToYuv& matrix) {
+  const PackedOrder order = FindPackedOrder(target.tag).value();
+  RgbToYuv ordered = matrix;
+  if (order.vFirst) std::swap(ordered.u, ordered.v);
+  const auto convert = Colour().toPacked[order.lumaFirst ? 1 : 0];
+  return MakeRows(target, source.height, Bytes((source.width + 1) / 2 * 4),
+                  [&](int y, std::uint8_t* row) {
+                    convert(BgraRow(source, y, 4), row, source.width, ordered);
+                  });
+}
+
+int Planar420ToNv12(const ImageView& source, const PlanarView& target) {
+  CopyPlane(source.data[0], source.step[0], target.data[0], target.step[0], Bytes(source.width),
+            source.height);
+  const int pairs = (source.width + 1) / 2;
+  for (int y = 0; y < std::min(source.chromaHeight, target.chromaHeight); ++y) {
+    Packed().interleave(Row(source, y, 1), Row(source, y, 2), target.data[1] + y * target.step[1],
+                        pairs);
+  }
+  return 0;
+}
+
+int Nv12ToPlanar420(const ImageView& source, const ImageView& target) {
+  CopyPlane(source.data[0], source.step[0], target.data[0], target.step[0], Bytes(source.width),
+            source.height);
+  for (int y = 0; y < std::min(source.chromaHeight, target.chromaHeight); ++y) {
+    Packed().deinterleave(Row(source, y, 1), target.data[1] + y * target.step[1],
+                          target.data[2] + y * target.step[2], (source.width + 1) / 2);
+  }
+  return 0;
+}
+
+int PackedToRgb(const ImageView& source, const ImageView& target, int alpha) {
+  const PackedOrder order = FindPackedOrder(source.tag).value();
+  const auto convert = Colour().fromPacked[order.lumaFirst ? 1 : 0];
+  constexpr std::uint8_t kExchangeUv[4] = {0, 3, 2, 1};
+  const std::size_t groups = Bytes((source.width + 1) / 2);
+  std::uint8_t* exchanged = order.vFirst ? RowScratch(5, 4 * groups) : nullptr;
+  return MakeRgbRows(target, source, [&](int y, std::uint8_t* bgra) {
+    const std::uint8_t* row = Row(source, y);
+    if (exchanged != nullptr) {
+      Packed().swizzle4(row, exchanged, groups, kExchangeUv);
+      row = exchanged;
+    }
+    convert(row, bgra, source.width, alpha, kBt601ToRgb);
+  });
+}
+
+int HdycToRgb(const ImageView& source, const ImageView& target, int alpha) {
+  return MakeRgbRows(target, source, [&](int y, std::uint8_t* bgra) {
+    Colour().fromHdyc(Row(source, y), bgra, source.width, alpha);
+  });
+}
+
+int Planar420ToRgb(const ImageView& source, const ImageView& target, int alpha) {
+  return MakeRgbRows(target, source, [&](int y, std::uint8_t* bgra) {
+    const int chroma = ChromaRow(source, y);
+    Colour().fromPlanar(Row(source, y), Row(source, chroma, 1), Row(source, chroma, 2), bgra,
+                        source.width, alpha, kBt601ToRgb);
+  });
+}
+
+int RgbToRgb(const ImageView& source, const ImageView& target, int alpha, bool setAlpha) {
+  const int width = source.width;
+  if (source.tag == target.tag && !setAlpha) {
+    CopyPicture(source, target);
+    return 0;
+  }
+  if (target.tag == kFccRGB24) {
+    return MakeRows(target, source.height, Bytes(3 * width), [&](int y, std::uint8_t* row) {
+      Channels().dropAlpha(BgraRow(source, y, 4), row, width);
+    });
+  }
+  return MakeRows(target, source.height, Bytes(4 * width), [&](int y, std::uint8_t* row) {
+    if (source.tag == kFccRGB24) {
+      Channels().addAlpha(Row(source, y), row, width, alpha);
+      return;
+    }
+    const std::uint8_t* bgra = BgraRow(source, y, 4);
+    std::copy(bgra, bgra + 4 * static_cast<std::ptrdiff_t>(width), row);
+    if (setAlpha) Channels().setChannel(row, width, 3, alpha);
+  });
+}
+
+int Pack422ToV210(const ImageView& source, const ImageView& target) {
+  const auto pack = Deep().packV210[FindPackedOrder(source.tag).value().lumaFirst ? 1 : 0];
+  return MakeRows(target, source.height, Bytes((source.width + 5) / 6 * 16),
+                  [&](int y, std::uint8_t* row) { pack(Row(source, y), row, source.width); });
+}
+
+int UnpackV210(const ImageView& source, const ImageView& target) {
+  return MakeRows(
+      target, source.height, Bytes((source.width & ~1) * 2),
+      [&](int y, std::uint8_t* row) { Deep().unpackV210(Row(source, y), row, source.width); });
+}
+
+int UnpackV210ToPlanes(const ImageView& source, const PlanarView& target) {
+  RowSink sink(PictureBytes(source, 4));
+  const std::size_t bytes[3] = {Bytes(source.width) * 2, Bytes((source.width + 1) / 2) * 2,
+                                Bytes((source.width + 1) / 2) * 2};
+  for (int y = 0; y < source.height; ++y) {
+    std::uint8_t* rows[3];
+    std::uint8_t* to[3];
+    for (std::size_t plane = 0; plane < 3; ++plane) {
+      to[plane] = target.data[plane] + y * target.step[plane];
+      rows[plane] = sink.Open(static_cast<int>(plane), to[plane], bytes[plane]);
+    }
+    Deep().planesFromV210(Row(source, y), reinterpret_cast<std::uint16_t*>(rows[0]),
+                          reinterpret_cast<std::uint16_t*>(rows[1]),
+                          reinterpret_cast<std::uint16_t*>(rows[2]), source.width);
+    for (std::size_t plane = 0; plane < 3; ++plane)
+      sink.Commit(rows[plane], to[plane], bytes[plane]);
+  }
+  return 0;
+}
+
+}  // namespace xv

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "convert/kernels/channel_kernels.h"
+
+namespace xv {
+
+// Memory for rows in between, kept by each thread from one picture to the next.
+std::uint8_t* RowScratch(int slot, std::size_t bytes);
+
+// Where a conversion writes its rows. A picture that outgrows the cache is written past it: rows
+// are made in a scratch row, which stays in the first-level cache, and streamed from there.
+class RowSink {
+ public:
+  static constexpr std::int64_t kStreamBytes = 1 << 20;
+  static constexpr int kSlots = 4;         // rows that may be open at once
+  static constexpr int kScratchSlots = 8;  // RowScratch: slots below kSlots belong to sinks
+
+  static bool Streams(std::int64_t pictureBytes) {
+    return pictureBytes >= kStreamBytes && ActiveSimdLevel() != SimdLevel::kPlain;
+  }
+
+  explicit RowSink(std::int64_t pictureBytes) : streams_(Streams(pictureBytes)) {}
+  RowSink(const RowSink&) = delete;
+  RowSink& operator=(const RowSink&) = delete;
+  ~RowSink() {
+    if (streams_) Channels().fence();
+  }
+
+  // The place to make a row in; Commit brings it to `target`.
+  std::uint8_t* Open(int slot, std::uint8_t* target, std::size_t bytes) {
+    return streams_ ? RowScratch(slot, bytes) : target;
+  }
+  void Commit(const std::uint8_t* row, std::uint8_t* target, std::size_t bytes) {
+    if (streams_) Channels().streamCopy(row, target, bytes);
+  }
+
+ private:
+  bool streams_;
+};
+
+}  // namespace xv

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "convert/filter_bank.h"
+
+namespace xv {
+
+// Scales rows of bytes vertically, in two bands side by side. `widthBytes` bytes of each row are
+// made; steps in bytes may be negative. `fieldFlags` see filter_bank.h.
+void ScaleVertical(FilterBank& bank, const std::uint8_t* source, std::uint8_t* target,
+                   int sourceHeight, int targetHeight, std::size_t widthBytes,
+                   std::ptrdiff_t sourceStep, std::ptrdiff_t targetStep, double sharpness,
+                   int fieldFlags, Siting siting);
+
+}  // namespace xv

@@ -1,0 +1,16 @@
+#pragma once
+
+#include "xvwriter/media.h"
+
+namespace xv {
+
+// The scaling quality code for `value`: 1 and above stands; below, the kind of scaling decides.
+// Codes 16 and 18 act as 6 and 8 one to one: fields are scaled in one pass, without workers.
+// `field` is the field asked for, or -1.
+int ResolveScalingQuality(int value, const XV_VID_PROPS& source, const XV_VID_PROPS& target,
+                          int field);
+
+// Display aspect: the properties' own, else width over height, else 16:9.
+double DisplayAspect(const XV_VID_PROPS& vid);
+
+}  // namespace xv

@@ -1,0 +1,113 @@
+#include <gmock/gmock.h>
+
+#include "support/host_frames.h"
+#include "support/media_probe.h"
+#include "support/run_program.h"
+#include "xvrecord/catalogue_view.h"
+#include "xvrecord/input.h"
+
+namespace xv::test {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using xvrecord::PresetText;
+
+const std::string kProgram = XVRECORD;
+
+// A small list: a format with presets that need quotes, a codec with a schema, one that is missing.
+XMLParse::XMLNodePtr SmallList() {
+  return xvrecord::ParseList(R"(<supported_list><formats>
+    <format name='Auto Select'><video><codec id='mpeg4' name='MPEG-4' b='5M'/></video></format>
+    <format id='mov' name='Movie' extensions='mov,qt' split_channels='1' note='two words'>
+      <attributes_info><movflags type='string' default=''>Flags</movflags></attributes_info>
+      <video><codec name='Default'/><codec id='dnxhd' name='DNxHD 120' b='120M' size='1280x720P'/></video>
+      <audio><codec id='aac' name='AAC' b='128000'/></audio></format>
+    <format id='flv' name='Stream' protocol='rtmp://'/></formats>
+    <video_codecs><codec id='dnxhd'><attributes_info>
+      <g type='int' default='12' min='1' max='60'>Distance of key frames</g></attributes_info></codec>
+    </video_codecs>
+    <unavailable><codec id='n264'>no driver</codec><codec id='dvvideo' format='flv'>not there</codec></unavailable>
+    </supported_list>)");
+}
+
+TEST(CatalogueView, PresetsBecomeTheTextOfASession) {
+  const auto list = SmallList();
+  EXPECT_EQ(
+      PresetText(*list, "mov", "dnxhd 120", "AAC"),
+      " format='mov' split_channels='1' note='two words' video::codec='dnxhd' video::b='120M' "
+      "video::size='1280x720P' audio::codec='aac' audio::b='128000'");
+  EXPECT_EQ(PresetText(*list, "", "mpeg4", ""), " video::codec='mpeg4' video::b='5M'");
+  EXPECT_EQ(PresetText(*list, "Stream", "", ""), " format='flv'");
+  EXPECT_EQ(PresetText(*list, "", "", ""), "");
+  EXPECT_THROW(PresetText(*list, "avi", "", ""), xvrecord::InputError);
+  EXPECT_THROW(PresetText(*list, "mov", "mpeg4", ""), xvrecord::InputError);
+  EXPECT_THROW(PresetText(*list, "mov", "", "dnxhd"), xvrecord::InputError);
+}
+
+TEST(CatalogueView, TablesNameWhatAPersonMayChoose) {
+  const auto list = SmallList();
+  EXPECT_EQ(xvrecord::FormatsTable(*list),
+            "FORMAT  NAME         WRITTEN AS\n"
+            "-       Auto Select\n"
+            "mov     Movie        mov,qt\n"
+            "flv     Stream       rtmp://\n");
+  EXPECT_EQ(xvrecord::CodecsTable(*list, "MOV"),
+            "KIND   CODEC  NAME       PRESETS\n"
+            "video  -      Default\n"
+            "video  dnxhd  DNxHD 120  b='120M' size='1280x720P'\n"
+            "audio  aac    AAC        b='128000'\n"
+            "\nNot on this machine:\n  n264: no driver\n");
+  EXPECT_EQ(xvrecord::OptionsTable(*list, "mov", "dnxhd"),
+            "NAME  TYPE  DEFAULT  VALUES   DESCRIPTION\n"
+            "g     int   12       1 to 60  Distance of key frames\n");
+  EXPECT_THAT(xvrecord::OptionsTable(*list, "mov", ""), HasSubstr("movflags"));
+  EXPECT_THROW(xvrecord::OptionsTable(*list, "mov", "mpeg4"), xvrecord::InputError);
+}
+
+TEST(CatalogueView, WhatIsNoListIsRefused) {
+  for (const char* text : {"", "no list", "<supported_list/>"}) {
+    EXPECT_THROW(xvrecord::ParseList(text), xvrecord::InputError) << text;
+  }
+}
+
+TEST(CatalogueView, CommandPrintsTheServedList) {
+  const auto xml = RunProgram({kProgram, "--list"});
+  ASSERT_EQ(xml.status, 0) << xml.err;
+  EXPECT_THAT(xml.out, testing::StartsWith("<supported_list"));
+  EXPECT_THAT(RunProgram({kProgram, "--formats"}).out,
+              AllOf(HasSubstr("matroska"), HasSubstr("mxf_d10")));
+  EXPECT_THAT(RunProgram({kProgram, "--codecs", "mp4"}).out,
+              AllOf(HasSubstr("libx264"), HasSubstr("aac")));
+  const auto options = RunProgram({kProgram, "--options", "mp4", "libx264"});
+  EXPECT_THAT(options.out, AllOf(HasSubstr("preset"), HasSubstr("crf")));
+  EXPECT_EQ(RunProgram({kProgram, "--options", "mp4", "libx264", "--formats"}).status, 0);
+  const auto unknown = RunProgram({kProgram, "--codecs", "nothing"});
+  EXPECT_EQ(unknown.status, 1);
+  EXPECT_THAT(unknown.err, HasSubstr("\"nothing\""));
+}
+
+TEST(CatalogueView, RecordingTakesThePresetsAndAttributesWin) {
+  TemporaryFolder folder;
+  const std::string output = folder / "out.mov";
+  const std::vector<std::string> input = {"test:size=1280x720,seconds=0.4", output};
+  std::vector<std::string> command = {kProgram,        "--quiet",  "--format",
+                                      "mov_dnxhd",     "--codec",  "DNxHD 120 Mbit/s 720p",
+                                      "--audio-codec", "pcm_s24le"};
+  command.insert(command.end(), input.begin(), input.end());
+  auto run = RunProgram(command);
+  ASSERT_EQ(run.status, 0) << run.err;
+  ProbedFile file = Probe(output);
+  ASSERT_TRUE(file.Video() != nullptr && file.Audio() != nullptr);
+  EXPECT_EQ(file.Video()->codec, "dnxhd");
+  EXPECT_EQ(file.Audio()->codec, "pcm_s24le");
+
+  command = {kProgram, "--quiet", "--codec", "mpeg2video", "-a", "video::codec=mpeg4"};
+  command.insert(command.end(), input.begin(), input.end());
+  run = RunProgram(command);
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(Probe(output).Video()->codec, "mpeg4");
+}
+
+}  // namespace
+}  // namespace xv::test

@@ -1,0 +1,80 @@
+#include <vector>
+
+#include "codec/ffmpeg.h"
+#include "xvfollow/recording.h"
+
+namespace xvfollow {
+namespace {
+
+struct OutputCloser {
+  void operator()(AVFormatContext* output) const {
+    if (output->pb != nullptr) avio_closep(&output->pb);
+    avformat_free_context(output);
+  }
+};
+using Output = std::unique_ptr<AVFormatContext, OutputCloser>;
+
+void Check(int result, const std::string& output) {
+  if (result >= 0) return;
+  throw FollowError("Cannot write " + output + ": " + xv::DescribeAvError(result) + ".");
+}
+
+bool IsMedia(const AVStream& stream) {
+  const AVMediaType type = stream.codecpar->codec_type;
+  return type == AVMEDIA_TYPE_VIDEO || type == AVMEDIA_TYPE_AUDIO;
+}
+
+void AddStream(AVFormatContext& output, const AVStream& from) {
+  AVStream* to = avformat_new_stream(&output, nullptr);
+  if (to == nullptr || avcodec_parameters_copy(to->codecpar, from.codecpar) < 0)
+    throw std::bad_alloc();
+  to->codecpar->codec_tag = 0;
+  to->time_base = from.time_base;
+  to->avg_frame_rate = from.avg_frame_rate;
+  to->sample_aspect_ratio = from.sample_aspect_ratio;
+  av_dict_copy(&to->metadata, from.metadata, 0);
+}
+
+// The source's streams in the output, with their places there; -1 for what is no picture or sound.
+Output OpenOutput(const AVFormatContext& source, const std::string& path,
+                  std::vector<int>* places) {
+  AVFormatContext* context = nullptr;
+  Check(avformat_alloc_output_context2(&context, nullptr, nullptr, path.c_str()), path);
+  Output output(context);
+  for (unsigned i = 0; i < source.nb_streams; ++i) {
+    const bool wanted = IsMedia(*source.streams[i]);
+    places->push_back(wanted ? static_cast<int>(output->nb_streams) : -1);
+    if (wanted) AddStream(*output, *source.streams[i]);
+  }
+  av_dict_copy(&output->metadata, source.metadata, 0);
+  Check(avio_open(&output->pb, path.c_str(), AVIO_FLAG_WRITE), path);
+  Check(avformat_write_header(output.get(), nullptr), path);
+  return output;
+}
+
+}  // namespace
+
+CopyTotals CopyPackets(PacketSource& source, const std::string& path) {
+  std::vector<int> places;
+  const Output output = OpenOutput(source.Streams(), path, &places);
+  CopyTotals totals;
+  const xv::AvPtr<AVPacket> packet(av_packet_alloc());
+  if (!packet) throw std::bad_alloc();
+  while (source.Next(*packet)) {
+    const auto from = static_cast<std::size_t>(packet->stream_index);
+    if (from >= places.size() || places[from] < 0) continue;
+    const AVRational base = source.Streams().streams[from]->time_base;
+    packet->stream_index = places[from];
+    packet->pos = -1;
+    av_packet_rescale_ts(packet.get(), base, output->streams[places[from]]->time_base);
+    ++totals.packets;
+    totals.bytes += packet->size;
+    Check(av_interleaved_write_frame(output.get(), packet.get()), path);
+  }
+  if (totals.packets == 0) throw FollowError("The recording has no complete packet yet.");
+  Check(av_write_trailer(output.get()), path);
+  Check(avio_closep(&output->pb), path);
+  return totals;
+}
+
+}  // namespace xvfollow

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "contracts/av_handles.h"
+
+namespace xvfollow {
+
+// A sentence for the user.
+class FollowError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// FFmpeg's demuxing context, closed with its file.
+struct InputCloser {
+  void operator()(AVFormatContext* input) const { avformat_close_input(&input); }
+};
+using Input = std::unique_ptr<AVFormatContext, InputCloser>;
+
+// Null when FFmpeg cannot read the file, such as a mov file without its tables.
+Input OpenInput(const std::string& path);
+
+// The packets of a recording that are complete so far.
+class PacketSource {
+ public:
+  virtual ~PacketSource() = default;
+  // Shows the streams with their codec parameters and time bases.
+  virtual const AVFormatContext& Streams() const = 0;
+  // False when nothing more is complete; more may come later while the writer is at work.
+  virtual bool Next(AVPacket& packet) = 0;
+};
+
+// Takes positions from the index and codecs from the header file. FollowError when either is not
+// there or not complete yet.
+std::unique_ptr<PacketSource> OpenIndexed(const std::string& recording, Input header);
+// Lets FFmpeg's demuxer find the packets: recordings that were closed, and containers that need no
+// tables.
+std::unique_ptr<PacketSource> OpenDemuxed(const std::string& recording);
+
+bool IsGrowing(const std::string& recording);
+// The way that suits the container.
+std::unique_ptr<PacketSource> OpenRecording(const std::string& recording);
+
+struct CopyTotals {
+  std::int64_t packets = 0;
+  std::int64_t bytes = 0;
+};
+// Writes every packet of `source` into a file whose name tells the container.
+CopyTotals CopyPackets(PacketSource& source, const std::string& output);
+
+}  // namespace xvfollow
