@@ -44,6 +44,12 @@ format:
 format-check:
 	clang-format-14 --dry-run --Werror $(SOURCES)
 
+FUZZ_SECONDS ?= 60
+fuzz: build
+	cmake --build --preset release --target captions_fuzz
+	for f in caption_pairs insert_offset anc_reader; do \
+	  build/release/bin/fuzz_$$f -max_total_time=$(FUZZ_SECONDS) -max_len=65536 -verbosity=0 || exit 1; done
+
 lint: packages
 	scripts/lint.sh
 

@@ -22,7 +22,8 @@ function(xv_room_test name)
   target_link_libraries(${name}_test PRIVATE ${TEST_DEPENDS} GTest::gmock GTest::gtest_main
                                              xv_warnings)
   # GCC 12 sees overflows in std::string that are not there, most of all where tests join texts.
-  target_compile_options(${name}_test PRIVATE -Wno-array-bounds)
+  target_compile_options(${name}_test PRIVATE
+    -Wno-array-bounds)
   target_precompile_headers(${name}_test PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
   if(NOT TEST_SHARDS)
     set(TEST_SHARDS 1)

@@ -9,7 +9,10 @@ Status FinishMain(Session& session) {
   Status result = session.main.WriteTrailer();
   result.Update(session.main.CloseFile());
   if (result.Failed() && session.growing) session.growing->keep = true;
-  if (result.Failed()) session.stats->Fail("closing", session.main.path, result);
+  // A packet that failed earlier has said why.
+  if (result.Failed() && !session.stickyError().Failed()) {
+    session.stats->Fail("closing", session.main.path, result);
+  }
   return result;
 }
 

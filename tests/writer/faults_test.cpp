@@ -163,7 +163,7 @@ TEST(Faults, FullDiskKeepsWhatWasWrittenPlayable) {
   if (!disk.mounted()) GTEST_SKIP() << "no right to mount";
   for (const char* name : {"a.mov", "a.mkv", "a.avi"}) {
     host::Writer writer;
-    ASSERT_EQ(writer.Start(disk / name, "video::codec=rawvideo"), S_OK);
+    ASSERT_EQ(writer.Start(disk / name, "video::codec=rawvideo video.buffers=1"), S_OK);
     HRESULT result = S_OK;
     int pushed = 0;
     while (pushed < 28 && Succeeded(result = writer.Put(NoiseFrame(pushed)))) ++pushed;
