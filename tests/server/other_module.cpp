@@ -24,7 +24,7 @@ class Object final : public xv::IUnknown {
  private:
   ~Object() = default;
 
-  std::atomic<std::uint32_t> count_{0};
+  std::atomic<std::uint32_t> count_{1};
 };
 
 class Factory final : public xv::IClassFactory {
@@ -36,7 +36,10 @@ class Factory final : public xv::IClassFactory {
   std::uint32_t AddRef() noexcept override { return 1; }
   std::uint32_t Release() noexcept override { return 1; }
   xv::HRESULT CreateInstance(xv::IUnknown*, const xv::Guid& iid, void** out) noexcept override {
-    return (new Object)->QueryInterface(iid, out);
+    auto* object = new Object;
+    const xv::HRESULT result = object->QueryInterface(iid, out);
+    object->Release();
+    return result;
   }
   xv::HRESULT LockServer(bool) noexcept override { return xv::S_OK; }
 };
