@@ -42,7 +42,7 @@ format:
 	clang-format-14 -i $(SOURCES)
 
 format-check:
-	clang-format-14 --dry-run --Werror $(SOURCES)
+	@clang-format-14 --dry-run --Werror $(SOURCES)
 
 FUZZ_SECONDS ?= 60
 fuzz: build
