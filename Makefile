@@ -27,7 +27,7 @@ test: build
 asan tsan: packages
 	cmake --preset $@
 	cmake --build --preset $@ -j $(JOBS)
-	ctest --preset $@
+	ctest --preset $@ $(CTEST_ARGS)
 
 bench: build
 	bench/run.sh

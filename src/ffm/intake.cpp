@@ -39,7 +39,7 @@ XV_AV_PROPS PropsOfFrame(const Session& session, const XV_AV_PROPS& given) {
 
 bool DiskTooFull(Session& session) {
   if (++session.putCounter % kDiskWatchInterval != 0) return false;
-  if ((session.main.context->oformat->flags & AVFMT_NOFILE) != 0 || IsUrl(session.main.path)) {
+  if ((session.main.format->flags & AVFMT_NOFILE) != 0 || IsUrl(session.main.path)) {
     return false;
   }
   const auto free = FreeDiskSpace(std::string(FolderOf(AbsolutePath(session.main.path))));

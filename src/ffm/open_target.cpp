@@ -40,6 +40,7 @@ Status AllocateOutput(Output& output, const std::string& path, const std::string
   if (result < 0 || context == nullptr) return E_FAIL;
   if (context->oformat == nullptr) return E_UNEXPECTED;
   context->interrupt_callback = output.interrupt.Callback();
+  output.format = context->oformat;
   return S_OK;
 }
 

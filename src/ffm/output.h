@@ -15,6 +15,9 @@ namespace xv {
 struct Output {
   std::string path;  // file or URL
   AvPtr<AVFormatContext> context;
+  // The muxer's own table. The context's pointer changes while a hooked packet is written, so other
+  // threads read this one.
+  const AVOutputFormat* format = nullptr;
   FileSink sink;               // behind the muxer when it is a local file
   bool ownsUrlIo = false;      // pb was opened by FFmpeg for a URL
   bool headerWritten = false;  // only then may packets and a trailer follow

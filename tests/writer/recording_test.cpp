@@ -239,8 +239,10 @@ TEST(Recording, DropFramesDropsInsteadOfWaiting) {
   feed.width = 1280;
   feed.height = 720;
   feed.channels = 0;
+  std::vector<host::Ptr<IXvFrame>> frames;
+  for (int i = 0; i < 60; ++i) frames.push_back(MakeFrame(feed, i));
   int dropped = 0;
-  for (int i = 0; i < 60; ++i) dropped += writer.Put(MakeFrame(feed, i)) == S_FALSE ? 1 : 0;
+  for (const auto& frame : frames) dropped += writer.Put(frame) == S_FALSE ? 1 : 0;
   writer.Stop();
   EXPECT_EQ(std::to_string(dropped), writer.Get("quality::drops"));
   EXPECT_GT(dropped, 0);
