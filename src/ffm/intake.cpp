@@ -4,6 +4,7 @@
 #include <chrono>
 #include <thread>
 
+#include "contracts/frame_node.h"
 #include "ffm/audio_stage.h"
 #include "ffm/header_file.h"
 #include "ffm/open_output.h"
@@ -97,8 +98,15 @@ void Enqueue(Session& session, IntakeOwner& owner, const Ref<XvFrameFFM>& frame,
   owner.Worker().Wake();
 }
 
+// The frame's own node counts first.
+bool EmbedsCaptions(const Session& session, IXvFrame* source) {
+  const XMLParse::XMLNodePtr own = NodeOfFrame(source);
+  const bool all = session.BoolWithFallback("embed_cc", false);
+  return own ? own->Bool("embed_cc", all) : all;
+}
+
 void KeepCaptionSource(const Session& session, IXvFrame* source, XvFrameFFM& frame) {
-  if (!session.BoolWithFallback("embed_cc", false)) return;
+  if (!EmbedsCaptions(session, source)) return;
   std::uint32_t size = 0;
   const std::uint8_t* data = nullptr;
   if (Failed(source->FrameExtraGet(FourCC("C608"), &size, &data)) || size == 0) return;
