@@ -24,6 +24,8 @@ constexpr Cell kCells[] = {
     {"mov", "libvpx", "MOV takes VP8 in no player"},
     {"flv", "pcm_s16le", "FLV takes PCM up to 44100 Hz only"},
     {"mxf", kNoVideoCell, "MXF is written with pictures only"},
+    {"rtsp", "ac3", "RTP has no payload of this codec here"},
+    {"rtsp", "ac3_fixed", "RTP has no payload of this codec here"},
 };
 
 // The muxer behind an id of the list; null for a container that FFmpeg does not write.

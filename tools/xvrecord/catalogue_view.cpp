@@ -63,17 +63,31 @@ std::string PresetTextOf(const CoXMLNode& entry, const char* idName, const std::
   return node->AttributeText();
 }
 
+constexpr const char* kMissing = "\nNot on this machine:\n";
+
 // The codecs that this machine cannot write, everywhere or in that format, and why.
-std::string MissingHere(const CoXMLNode& list, const std::string& format) {
+std::string MissingCodecs(const CoXMLNode& list, const std::string& format) {
   std::string out;
   const XMLNodePtr missing = list.FindChild("unavailable");
   if (!missing) return out;
   for (const XMLNodePtr& codec : missing->Children()) {
+    if (codec->Name() != "codec") continue;
     const std::string only = codec->Text("format");
     if (!only.empty() && !xv::EqualsNoCase(only, format)) continue;
     out += "  " + codec->Text("id") + ": " + codec->Value() + "\n";
   }
-  return out.empty() ? out : "\nNot on this machine:\n" + out;
+  return out.empty() ? out : kMissing + out;
+}
+
+std::string MissingFormats(const CoXMLNode& list) {
+  std::string out;
+  const XMLNodePtr missing = list.FindChild("unavailable");
+  if (!missing) return out;
+  for (const XMLNodePtr& format : missing->Children()) {
+    if (format->Name() != "format") continue;
+    out += "  " + format->Text("name", format->Text("id")) + ": " + format->Value() + "\n";
+  }
+  return out.empty() ? out : kMissing + out;
 }
 
 std::string RenderAttributes(const std::vector<xv::ListedAttribute>& attributes) {
@@ -101,7 +115,7 @@ std::string FormatsTable(const CoXMLNode& list) {
     rows.push_back({format->Text("id", "-"), format->Text("name"),
                     protocol.empty() ? format->Text("extensions") : protocol});
   }
-  return RenderTable(rows);
+  return RenderTable(rows) + MissingFormats(list);
 }
 
 std::string CodecsTable(const CoXMLNode& list, const std::string& format) {
@@ -117,7 +131,7 @@ std::string CodecsTable(const CoXMLNode& list, const std::string& format) {
       rows.push_back({kind, codec->Text("id", "-"), codec->Text("name"), presets});
     }
   }
-  return RenderTable(rows) + MissingHere(list, found->Text("id"));
+  return RenderTable(rows) + MissingCodecs(list, found->Text("id"));
 }
 
 std::string OptionsTable(const CoXMLNode& list, const std::string& format,
