@@ -15,6 +15,7 @@
 namespace xv {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
@@ -113,6 +114,10 @@ TEST_F(CatalogueTest, UpdateBuildsFromTheFixedListsAndSaves) {
   EXPECT_THAT(folder_.Read("user.xml"), StartsWith("\xFF\xFE<"));
   Configure("config.path", "/proc/none/list.xml");
   EXPECT_EQ(ReadNew(), xml) << "a folder that cannot be written is no failure";
+  Configure("config.full", "true");
+  EXPECT_THAT(ReadNew(), AllOf(HasSubstr("<codec id='libx265'"), HasSubstr("<packetsize"),
+                               HasSubstr("<format id='nut'")))
+      << "everything that FFmpeg has";
 }
 
 TEST_F(CatalogueTest, SettingsMayStandInTheConfigNode) {

@@ -5,9 +5,8 @@
 #include <sstream>
 
 #include "base/text.h"
+#include "catalogue/attribute_tables.h"
 #include "catalogue/selection.h"
-#include "codec/stream_attributes.h"
-#include "ffm/session_attributes.h"
 #include "xvrecord/input.h"
 
 namespace xvrecord {
@@ -51,11 +50,14 @@ Choice ChoiceOf(const Words& words) {
 // Attributes and the words that each may be.
 using Attributes = std::map<std::string, std::string>;
 
-void AddOwn(std::span<const xv::AttributeSpec> rows, const std::string& prefix, Attributes* all) {
-  for (const xv::AttributeSpec& row : rows) {
-    const std::string_view type = row.type;
-    const char* values = type == "bool" ? "true, false" : type == "list" ? row.range : "";
-    all->try_emplace(prefix + row.key, values);
+void AddOwn(Attributes* all) {
+  for (const xv::AttributeTable& table : xv::SessionTables()) {
+    for (const xv::AttributeSpec& row : table.rows) {
+      const std::string node = row.node;
+      const std::string_view type = row.type;
+      const char* values = type == "bool" ? "true, false" : type == "list" ? row.range : "";
+      all->try_emplace((node.empty() ? "" : node + "::") + row.key, values);
+    }
   }
 }
 
@@ -89,9 +91,7 @@ Attributes AttributesFor(const CoXMLNode& list, const Choice& choice) {
     if (wanted) AddListed(xv::AttributesOfFormat(*format), "", &all);
   }
   for (int kind = 0; kind < 2; ++kind) AddCodec(list, kKinds[kind], choice.codec[kind], &all);
-  AddOwn(xv::SessionAttributes(), "", &all);
-  AddOwn(xv::VideoAttributes(), "video::", &all);
-  AddOwn(xv::AudioAttributes(), "audio::", &all);
+  AddOwn(&all);
   return all;
 }
 
