@@ -46,8 +46,9 @@ Pruner& Catalogue::GetPruner() {
 
 void Catalogue::LoadList(CoXMLNode& list) {
   const std::string path = ListPath(Setting(kPath));
-  const Status status = LoadListFile(path, Flag(kUnicode), list);
-  fileIsNoList_ = status.Failed();
+  bool cut = false;
+  const Status status = LoadListFile(path, Flag(kUnicode), list, &cut);
+  fileIsNoList_ = status.Failed() || cut;
   if (status.NothingDone()) {
     const XMLNodePtr read = CoXMLNode::Create({});
     (void)read->ReadXml(BuiltinList());
@@ -57,8 +58,8 @@ void Catalogue::LoadList(CoXMLNode& list) {
 }
 
 void Catalogue::SaveList(const CoXMLNode& list) const {
-  // A file that was no list is the user's, whatever it is. A folder that may not be written, or a
-  // full disk, is no fault of the list's.
+  // A file that was no list, or a part of one, is the user's, whatever it is. A folder that may not
+  // be written, or a full disk, is no fault of the list's.
   if (fileIsNoList_) return;
   const std::string path = ListPath(Setting(kPath));
   (void)SaveListFile(path, Flag(kUnicode), list);

@@ -45,7 +45,7 @@ class Catalogue {
   const HardwareProbe probe_;
   std::mutex lock_;  // guards what follows and one build at a time; above the nodes' locks
   std::unique_ptr<Pruner> pruner_;
-  bool fileIsNoList_ = false;  // the user's file is something else and stays as it is
+  bool fileIsNoList_ = false;  // the user's file is something else, or cut, and stays as it is
 };
 
 }  // namespace xv
