@@ -63,6 +63,7 @@ TEST_F(UserFiles, ListThatIsNone) {
   const std::string list = folder_.Path("list.xml");
   const std::pair<const char*, std::function<void()>> kinds[] = {
       {"empty", [&] { folder_.Write("list.xml", ""); }},
+      {"another root", [&] { folder_.Write("list.xml", "<html><body/></html>"); }},
       {"no XML", [&] { folder_.Write("list.xml", "format = mp4\n"); }},
       {"cut",
        [&] {
