@@ -101,7 +101,7 @@ std::string Try(const Cell& cell) {
   const HRESULT result = Record(target, text, FeedFor(*video), kFrames, &noted);
   if (Failed(result) || !noted.empty()) return host::Describe(result) + " " + noted;
   if (target.find('%') != std::string::npos) {
-    const auto entries = std::filesystem::recursive_directory_iterator(folder.path());
+    const auto entries = std::filesystem::recursive_directory_iterator(folder.Path());
     const auto pictures = std::count_if(begin(entries), end(entries),
                                         [](const auto& entry) { return entry.is_regular_file(); });
     return pictures < kFrames ? "pictures are missing" : "";
