@@ -157,7 +157,8 @@ int PrintLists(const Options& options, const xv::host::Writer& writer) {
 int Record(const Options& options, xv::host::Writer& writer) {
   const std::unique_ptr<Input> input = OpenInput(options);
   // Captions of the input stay with it unless the user says otherwise.
-  std::string attributes = "embed_cc=true";
+  // The input waits for the encoder, unlike a capture card: a short queue holds less memory.
+  std::string attributes = "embed_cc=true video.buffers=8";
   if (TakesPresets(options)) {
     attributes += PresetText(*ParseList(writer.Get("supported_list")), options.format,
                              options.codec, options.audioCodec);
