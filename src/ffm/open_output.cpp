@@ -66,7 +66,7 @@ Status OpenMain(Session& session) {
       return E_FAIL;
     }
   }
-  HookGrowingOutput(session);
+  LocateGrowingPackets(session);
   NoteUnused(*session.stats, options, "");
   return S_OK;
 }

@@ -1,3 +1,5 @@
+#include <malloc.h>
+
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <csignal>
@@ -26,6 +28,14 @@ constexpr int kUsage = 2;
 volatile std::sig_atomic_t stopAsked = 0;
 
 void AskToStop(int) { stopAsked = 1; }
+
+// Packets and pictures are megabytes each, and go and come with every frame: memory that is given
+// back to the system each time is faulted in anew page by page.
+void KeepFreedMemory() {
+  constexpr int kMost = 256 << 20;
+  mallopt(M_MMAP_THRESHOLD, kMost);
+  mallopt(M_TRIM_THRESHOLD, kMost);
+}
 
 struct Options {
   std::string input;
@@ -266,4 +276,7 @@ int Main(int argc, char** argv) {
 }  // namespace
 }  // namespace xvrecord
 
-int main(int argc, char** argv) { return xvrecord::Main(argc, argv); }
+int main(int argc, char** argv) {
+  xvrecord::KeepFreedMemory();
+  return xvrecord::Main(argc, argv);
+}
