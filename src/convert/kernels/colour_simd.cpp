@@ -327,7 +327,7 @@ const ColourKernels kColourTable = {RgbLuma,
 }  // namespace plain
 
 const ColourKernels& ColourKernelsAt(SimdLevel level) {
-  return SelectLevel(level, plain::kColourTable, N_SSSE3::kColourTable, N_AVX2::kColourTable);
+  return *XV_AT_LEVEL(level, &, kColourTable);
 }
 
 }  // namespace xv

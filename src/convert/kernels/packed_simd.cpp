@@ -240,7 +240,7 @@ const PackedKernels kPackedTable = {Swizzle4,
 }  // namespace plain
 
 const PackedKernels& PackedKernelsAt(SimdLevel level) {
-  return SelectLevel(level, plain::kPackedTable, N_SSSE3::kPackedTable, N_AVX2::kPackedTable);
+  return *XV_AT_LEVEL(level, &, kPackedTable);
 }
 
 }  // namespace xv
