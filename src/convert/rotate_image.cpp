@@ -138,7 +138,8 @@ Status JoinPlanes(const OwnPlane turned[3], const ImageView& region) {
     };
     const std::size_t u = order->vFirst ? 2 : 1;
     Packed().join[order->lumaFirst ? 1 : 0](row(0), row(u), row(3 - u),
-                                            region.data[0] + y * region.step[0], region.width);
+                                            region.data[0] + y * region.step[0], region.width,
+                                            Stores::kCached);
   }
   return S_OK;
 }

@@ -177,7 +177,8 @@ Status ScaleEngine::ScalePacked(const ImageView& source, const ImageView& target
       return split[1].data[plane] + y * split[1].step[plane];
     };
     Packed().join[order.lumaFirst ? 1 : 0](row(0), row(u), row(3 - u),
-                                           target.data[0] + y * target.step[0], target.width);
+                                           target.data[0] + y * target.step[0], target.width,
+                                           Stores::kCached);
   }
   return S_OK;
 }

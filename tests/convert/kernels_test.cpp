@@ -33,6 +33,11 @@ Suite SuiteAt(SimdLevel level) {
 
 using Rows = std::vector<std::unique_ptr<GuardedRow>>;
 
+// Rows that begin at a page are aligned: kernels stream into them.
+Stores StoresOf(const Rows& targets) {
+  return targets[0]->edge() == GuardedRow::Edge::kBegin ? Stores::kStreamed : Stores::kCached;
+}
+
 // A row of `bytes` bytes for a picture of a width.
 using RowBytes = std::function<std::size_t(std::size_t width)>;
 
@@ -52,6 +57,7 @@ std::size_t Four(std::size_t w) { return 4 * w; }
 std::size_t Eight(std::size_t w) { return 8 * w; }
 std::size_t Half(std::size_t w) { return (w + 1) / 2; }
 std::size_t Quarter(std::size_t w) { return (w + 3) / 4; }
+std::size_t Pairs(std::size_t w) { return (w + 1) / 2 * 2; }
 std::size_t Groups(std::size_t w) { return (w + 1) / 2 * 4; }
 std::size_t V210(std::size_t w) { return (w + 5) / 6 * 16; }
 std::size_t V210Whole(std::size_t w) { return (w + 1) / 2 * 4; }
@@ -63,7 +69,8 @@ std::vector<KernelCase> PackedCases() {
        {Four},
        [](const Suite& k, const Rows& s, const Rows& t, int w) {
          const std::uint8_t order[4] = {3, 0, 2, 1};
-         k.packed.swizzle4(s[0]->data(), t[0]->data(), static_cast<std::size_t>(w), order);
+         k.packed.swizzle4(s[0]->data(), t[0]->data(), static_cast<std::size_t>(w), order,
+                           StoresOf(t));
        }},
       {"interleave",
        {One, One},
@@ -112,11 +119,19 @@ std::vector<KernelCase> PackedCases() {
          [order](const Suite& k, const Rows& s, const Rows& t, int w) {
            k.packed.chroma31[order](s[0]->data(), s[1]->data(), t[0]->data(), t[1]->data(), w);
          }},
-        {"chromaNv12",
-         {Four, Four},
-         {Two},
+        {"packedTo420",
+         {Groups, Groups},
+         {One, One, Half, Half},
          [order](const Suite& k, const Rows& s, const Rows& t, int w) {
-           k.packed.chromaNv12[order](s[0]->data(), s[1]->data(), t[0]->data(), w);
+           k.packed.to420[order](s[0]->data(), s[1]->data(), t[0]->data(), t[1]->data(),
+                                 t[2]->data(), t[3]->data(), w, StoresOf(t));
+         }},
+        {"packedToNv12",
+         {Groups, Groups},
+         {One, One, Pairs},
+         [order](const Suite& k, const Rows& s, const Rows& t, int w) {
+           k.packed.toNv12[order](s[0]->data(), s[1]->data(), t[0]->data(), t[1]->data(),
+                                  t[2]->data(), w, StoresOf(t));
          }},
         {"chroma411",
          {Eight},
@@ -128,7 +143,8 @@ std::vector<KernelCase> PackedCases() {
          {One, Half, Half},
          {Groups},
          [order](const Suite& k, const Rows& s, const Rows& t, int w) {
-           k.packed.join[order](s[0]->data(), s[1]->data(), s[2]->data(), t[0]->data(), w);
+           k.packed.join[order](s[0]->data(), s[1]->data(), s[2]->data(), t[0]->data(), w,
+                                StoresOf(t));
          }},
     };
     cases.insert(cases.end(), more.begin(), more.end());
@@ -142,14 +158,14 @@ std::vector<KernelCase> ColourCases() {
        {Groups},
        {Four},
        [](const Suite& k, const Rows& s, const Rows& t, int w) {
-         k.colour.fromHdyc(s[0]->data(), t[0]->data(), w, 77);
+         k.colour.fromHdyc(s[0]->data(), t[0]->data(), w, 77, StoresOf(t));
        }},
       {"planarToRgb",
        {One, Half, Half},
        {Four},
        [](const Suite& k, const Rows& s, const Rows& t, int w) {
          k.colour.fromPlanar(s[0]->data(), s[1]->data(), s[2]->data(), t[0]->data(), w, 255,
-                             kBt601ToRgb);
+                             kBt601ToRgb, StoresOf(t));
        }},
   };
   for (const RgbToYuv* m : {&kRgbToBt601, &kRgbToBt601Full, &kRgbToHdyc}) {
@@ -166,11 +182,19 @@ std::vector<KernelCase> ColourCases() {
          [m](const Suite& k, const Rows& s, const Rows& t, int w) {
            k.colour.chroma422(s[0]->data(), t[0]->data(), t[1]->data(), w, *m);
          }},
-        {"rgbChroma420",
+        {"rgbTo420",
          {Four, Four},
-         {Half, Half},
+         {One, One, Half, Half},
          [m](const Suite& k, const Rows& s, const Rows& t, int w) {
-           k.colour.chroma420(s[0]->data(), s[1]->data(), t[0]->data(), t[1]->data(), w, *m);
+           k.colour.to420(s[0]->data(), s[1]->data(), t[0]->data(), t[1]->data(), t[2]->data(),
+                          t[3]->data(), w, *m, StoresOf(t));
+         }},
+        {"rgbToNv12",
+         {Four, Four},
+         {One, One, Pairs},
+         [m](const Suite& k, const Rows& s, const Rows& t, int w) {
+           k.colour.toNv12(s[0]->data(), s[1]->data(), t[0]->data(), t[1]->data(), t[2]->data(), w,
+                           *m, StoresOf(t));
          }},
         {"rgbChroma411",
          {Four},
@@ -182,13 +206,13 @@ std::vector<KernelCase> ColourCases() {
          {Four},
          {Groups},
          [m](const Suite& k, const Rows& s, const Rows& t, int w) {
-           k.colour.toPacked[0](s[0]->data(), t[0]->data(), w, *m);
+           k.colour.toPacked[0](s[0]->data(), t[0]->data(), w, *m, StoresOf(t));
          }},
         {"rgbToYuy2",
          {Four},
          {Groups},
          [m](const Suite& k, const Rows& s, const Rows& t, int w) {
-           k.colour.toPacked[1](s[0]->data(), t[0]->data(), w, *m);
+           k.colour.toPacked[1](s[0]->data(), t[0]->data(), w, *m, StoresOf(t));
          }},
     };
     cases.insert(cases.end(), more.begin(), more.end());
@@ -198,7 +222,8 @@ std::vector<KernelCase> ColourCases() {
                      {Groups},
                      {Four},
                      [order](const Suite& k, const Rows& s, const Rows& t, int w) {
-                       k.colour.fromPacked[order](s[0]->data(), t[0]->data(), w, 200, kBt601ToRgb);
+                       k.colour.fromPacked[order](s[0]->data(), t[0]->data(), w, 200, kBt601ToRgb,
+                                                  StoresOf(t));
                      }});
   }
   return cases;
@@ -309,7 +334,7 @@ std::vector<KernelCase> DeepCases() {
                      {Groups},
                      {V210},
                      [order](const Suite& k, const Rows& s, const Rows& t, int w) {
-                       k.deep.packV210[order](s[0]->data(), t[0]->data(), w);
+                       k.deep.packV210[order](s[0]->data(), t[0]->data(), w, StoresOf(t));
                      }});
   }
   for (int taps = 1; taps <= kMaxFilterTaps; ++taps) {

@@ -34,7 +34,7 @@ HWY_INLINE void StoreHalves(void* p, int apart, Vec v) {
 }
 
 // Loads of 16 bytes read over the 12 of a group, so the last groups are the reference's.
-template <bool kLumaFirst>
+template <bool kStream, bool kLumaFirst>
 void PackV210(const std::uint8_t* source, std::uint8_t* target, int width) {
   alignas(16) std::uint8_t lowerTable[16], upperTable[16];
   for (int word = 0; word < 4; ++word) {
@@ -58,7 +58,7 @@ void PackV210(const std::uint8_t* source, std::uint8_t* target, int width) {
     const Vec v = LoadLanes(source + 2 * x, 12);
     const Vec low = MulPairs(Shuffle(v, lower), places);
     const Vec high = ShiftLeft32<6>(Shuffle(v, upper));
-    Store(target + x / 6 * 16, Or(low, high));
+    Put<kStream>(target + x / 6 * 16, Or(low, high));
   }
   if (x < width) plain::PackV210<kLumaFirst>(source + 2 * x, target + x / 6 * 16, width - x);
 }
@@ -115,9 +115,12 @@ void PlanesFromV210(const std::uint8_t* source, std::uint16_t* y, std::uint16_t*
   plain::PlanesFromV210(source + x / 6 * 16, y + x, u + x / 2, v + x / 2, width - x);
 }
 
+template <bool kLumaFirst>
+constexpr auto kPackV210 = Either<PackV210<false, kLumaFirst>, PackV210<true, kLumaFirst>>::Run;
+
 }  // namespace
 
-const DeepKernels kDeepTable = {{PackV210<false>, PackV210<true>}, UnpackV210, PlanesFromV210};
+const DeepKernels kDeepTable = {{kPackV210<false>, kPackV210<true>}, UnpackV210, PlanesFromV210};
 
 #endif  // XV_VECTORS
 }  // namespace HWY_NAMESPACE

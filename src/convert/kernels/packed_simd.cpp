@@ -24,12 +24,14 @@ HWY_INLINE Vec ChromaWords(Vec v) {
 }
 
 // u and v of 2 * kVecBytes bytes u v u v.
+template <bool kStream = false>
 HWY_INLINE void SplitUv(Vec first, Vec second, std::uint8_t* u, std::uint8_t* v) {
   const Vec mask = Set16(0xFF);
-  Store(u, LaneOrder(PackU8(And(first, mask), And(second, mask))));
-  Store(v, LaneOrder(PackU8(ShiftRightU16<8>(first), ShiftRightU16<8>(second))));
+  Put<kStream>(u, LaneOrder(PackU8(And(first, mask), And(second, mask))));
+  Put<kStream>(v, LaneOrder(PackU8(ShiftRightU16<8>(first), ShiftRightU16<8>(second))));
 }
 
+template <bool kStream>
 void Swizzle4(const std::uint8_t* source, std::uint8_t* target, std::size_t groups,
               const std::uint8_t order[4]) {
   std::uint8_t table[16];
@@ -41,8 +43,8 @@ void Swizzle4(const std::uint8_t* source, std::uint8_t* target, std::size_t grou
     PrefetchAhead(source + 4 * i);
     const Vec a = Shuffle(Load(source + 4 * i), shuffle);
     const Vec b = Shuffle(Load(source + 4 * i + kVecBytes), shuffle);
-    Store(target + 4 * i, a);
-    Store(target + 4 * i + kVecBytes, b);
+    Put<kStream>(target + 4 * i, a);
+    Put<kStream>(target + 4 * i + kVecBytes, b);
   }
   plain::Swizzle4(source + 4 * i, target + 4 * i, groups - i, order);
 }
@@ -103,13 +105,45 @@ void Chroma31(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* u, std
   plain::Chroma31<kLumaFirst>(a + 4 * i, b + 4 * i, u + i, v + i, pairs - i);
 }
 
-template <bool kLumaFirst>
-void ChromaNv12(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* uv, int pairs) {
-  int i = 0;
-  for (; i + kVecBytes / 2 <= pairs; i += kVecBytes / 2) {
-    Store(uv + 2 * i, AveragedUv<kLumaFirst>(a + 4 * i, b + 4 * i));
+// kVecBytes pixels of two rows: stores their luma and gives u v u v.
+template <bool kLumaFirst, bool kStream>
+HWY_INLINE Vec LumaAndUv(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya,
+                         std::uint8_t* yb) {
+  const Vec a0 = Load(a), a1 = Load(a + kVecBytes);
+  const Vec b0 = Load(b), b1 = Load(b + kVecBytes);
+  Put<kStream>(ya, LaneOrder(PackU8(LumaWords<kLumaFirst>(a0), LumaWords<kLumaFirst>(a1))));
+  Put<kStream>(yb, LaneOrder(PackU8(LumaWords<kLumaFirst>(b0), LumaWords<kLumaFirst>(b1))));
+  return LaneOrder(
+      PackU8(ChromaWords<kLumaFirst>(Average8(a0, b0)), ChromaWords<kLumaFirst>(Average8(a1, b1))));
+}
+
+template <bool kStream, bool kLumaFirst>
+void To420(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya, std::uint8_t* yb,
+           std::uint8_t* u, std::uint8_t* v, int width) {
+  int x = 0;
+  for (; x + 2 * kVecBytes <= width; x += 2 * kVecBytes) {
+    PrefetchAhead<4 * kVecBytes>(a + 2 * x);
+    PrefetchAhead<4 * kVecBytes>(b + 2 * x);
+    Vec uv[2];
+    for (int k = 0; k < 2; ++k) {
+      const int at = x + k * kVecBytes;
+      uv[k] = LumaAndUv<kLumaFirst, kStream>(a + 2 * at, b + 2 * at, ya + at, yb + at);
+    }
+    SplitUv<kStream>(uv[0], uv[1], u + x / 2, v + x / 2);
   }
-  plain::ChromaNv12<kLumaFirst>(a + 4 * i, b + 4 * i, uv + 2 * i, pairs - i);
+  plain::To420<kLumaFirst>(a + 2 * x, b + 2 * x, ya + x, yb + x, u + x / 2, v + x / 2, width - x);
+}
+
+template <bool kStream, bool kLumaFirst>
+void ToNv12(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya, std::uint8_t* yb,
+            std::uint8_t* uv, int width) {
+  int x = 0;
+  for (; x + kVecBytes <= width; x += kVecBytes) {
+    PrefetchAhead<2 * kVecBytes>(a + 2 * x);
+    PrefetchAhead<2 * kVecBytes>(b + 2 * x);
+    Put<kStream>(uv + x, LumaAndUv<kLumaFirst, kStream>(a + 2 * x, b + 2 * x, ya + x, yb + x));
+  }
+  plain::ToNv12<kLumaFirst>(a + 2 * x, b + 2 * x, ya + x, yb + x, uv + x, width - x);
 }
 
 template <bool kLumaFirst>
@@ -138,7 +172,7 @@ void Chroma411(const std::uint8_t* source, std::uint8_t* u, std::uint8_t* v, int
   plain::Chroma411<kLumaFirst>(source + 8 * i, u + i, v + i, quads - i);
 }
 
-template <bool kLumaFirst>
+template <bool kStream, bool kLumaFirst>
 void Join(const std::uint8_t* y, const std::uint8_t* u, const std::uint8_t* v, std::uint8_t* target,
           int width) {
   int i = 0;
@@ -152,8 +186,8 @@ void Join(const std::uint8_t* y, const std::uint8_t* u, const std::uint8_t* v, s
       Vec low = kLumaFirst ? LowBytes(ys, uv[k]) : LowBytes(uv[k], ys);
       Vec high = kLumaFirst ? HighBytes(ys, uv[k]) : HighBytes(uv[k], ys);
       LanesInOrder(low, high);
-      Store(target + 2 * i + 2 * k * kVecBytes, low);
-      Store(target + 2 * i + 2 * k * kVecBytes + kVecBytes, high);
+      Put<kStream>(target + 2 * i + 2 * k * kVecBytes, low);
+      Put<kStream>(target + 2 * i + 2 * k * kVecBytes + kVecBytes, high);
     }
   }
   plain::Join<kLumaFirst>(y + i, u + i / 2, v + i / 2, target + 2 * i, width - i);
@@ -202,15 +236,23 @@ HWY_INLINE void Expand(std::uint8_t* row, int count, const plain::RangeStep& ste
 void ExpandLuma(std::uint8_t* row, int count) { Expand(row, count, plain::kLumaRange); }
 void ExpandChroma(std::uint8_t* row, int count) { Expand(row, count, plain::kChromaRange); }
 
+template <bool kLumaFirst>
+constexpr auto kTo420 = Either<To420<false, kLumaFirst>, To420<true, kLumaFirst>>::Run;
+template <bool kLumaFirst>
+constexpr auto kToNv12 = Either<ToNv12<false, kLumaFirst>, ToNv12<true, kLumaFirst>>::Run;
+template <bool kLumaFirst>
+constexpr auto kJoin = Either<Join<false, kLumaFirst>, Join<true, kLumaFirst>>::Run;
+
 }  // namespace
 
-const PackedKernels kPackedTable = {Swizzle4,
+const PackedKernels kPackedTable = {Either<Swizzle4<false>, Swizzle4<true>>::Run,
                                     {Luma<false>, Luma<true>},
                                     {Chroma<false>, Chroma<true>},
                                     {Chroma31<false>, Chroma31<true>},
-                                    {ChromaNv12<false>, ChromaNv12<true>},
+                                    {kTo420<false>, kTo420<true>},
+                                    {kToNv12<false>, kToNv12<true>},
                                     {Chroma411<false>, Chroma411<true>},
-                                    {Join<false>, Join<true>},
+                                    {kJoin<false>, kJoin<true>},
                                     Interleave,
                                     Deinterleave,
                                     ExpandLuma,
@@ -229,7 +271,8 @@ const PackedKernels kPackedTable = {Swizzle4,
                                     {Luma<false>, Luma<true>},
                                     {Chroma<false>, Chroma<true>},
                                     {Chroma31<false>, Chroma31<true>},
-                                    {ChromaNv12<false>, ChromaNv12<true>},
+                                    {To420<false>, To420<true>},
+                                    {ToNv12<false>, ToNv12<true>},
                                     {Chroma411<false>, Chroma411<true>},
                                     {Join<false>, Join<true>},
                                     Interleave,

@@ -23,6 +23,10 @@ SimdLevel ActiveSimdLevel();
 // For tests: no kernel may be running.
 void SetSimdLevel(SimdLevel level);
 
+// How a kernel writes what nobody reads soon. kStreamed goes past the cache: targets are multiples
+// of 64 bytes, and a fence (ChannelKernels) comes before the picture is handed on.
+enum class Stores { kCached, kStreamed };
+
 // What is built for each level, in the order of SimdLevel.
 template <class T>
 T SelectLevel(SimdLevel level, const std::array<T, kSimdLevels>& built) {

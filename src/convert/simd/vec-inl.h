@@ -12,6 +12,7 @@
 
 #include <cstdint>
 
+#include "convert/simd/simd_level.h"
 #include "hwy/highway.h"
 
 #if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
@@ -65,6 +66,16 @@ HWY_INLINE void Put(void* p, Vec v) {
     Store(p, v);
   }
 }
+// One kernel out of its variants with Store and with Stream, chosen by a last argument.
+template <auto kCached, auto kStreamed>
+struct Either;
+template <class... Args, void (*kCached)(Args...), void (*kStreamed)(Args...)>
+struct Either<kCached, kStreamed> {
+  static void Run(Args... args, Stores stores) {
+    (stores == Stores::kStreamed ? kStreamed : kCached)(args...);
+  }
+};
+
 // Asks for memory ahead of a loop that reads `kBytes` bytes at `p` in each step, row after row. Any
 // address is harmless.
 template <int kBytes = kVecBytes>
