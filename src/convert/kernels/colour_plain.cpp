@@ -90,10 +90,8 @@ void RgbChroma422(const std::uint8_t* bgra, std::uint8_t* u, std::uint8_t* v, in
   }
 }
 
-void RgbTo420(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya, std::uint8_t* yb,
-              std::uint8_t* u, std::uint8_t* v, int width, const RgbToYuv& m, Stores) {
-  RgbLuma(a, ya, width, m);
-  RgbLuma(b, yb, width, m);
+void RgbChroma420(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* u, std::uint8_t* v,
+                  int width, const RgbToYuv& m) {
   for (int x = 0; x < width; x += 2) {
     const Chroma chroma = ChromaOfBlock(a, b, x, width, m);
     u[x / 2] = chroma.u;
@@ -101,15 +99,27 @@ void RgbTo420(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya, st
   }
 }
 
-void RgbToNv12(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya, std::uint8_t* yb,
-               std::uint8_t* uv, int width, const RgbToYuv& m, Stores) {
-  RgbLuma(a, ya, width, m);
-  RgbLuma(b, yb, width, m);
+void RgbChromaNv12(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* uv, int width,
+                   const RgbToYuv& m) {
   for (int x = 0; x < width; x += 2) {
     const Chroma chroma = ChromaOfBlock(a, b, x, width, m);
     uv[x] = chroma.u;
     uv[x + 1] = chroma.v;
   }
+}
+
+void RgbTo420(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya, std::uint8_t* yb,
+              std::uint8_t* u, std::uint8_t* v, int width, const RgbToYuv& m, Stores) {
+  RgbLuma(a, ya, width, m);
+  RgbLuma(b, yb, width, m);
+  RgbChroma420(a, b, u, v, width, m);
+}
+
+void RgbToNv12(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya, std::uint8_t* yb,
+               std::uint8_t* uv, int width, const RgbToYuv& m, Stores) {
+  RgbLuma(a, ya, width, m);
+  RgbLuma(b, yb, width, m);
+  RgbChromaNv12(a, b, uv, width, m);
 }
 
 void RgbChroma411(const std::uint8_t* bgra, std::uint8_t* u, std::uint8_t* v, int width,

@@ -16,6 +16,10 @@ void RgbChroma411(const std::uint8_t* bgra, std::uint8_t* u, std::uint8_t* v, in
 template <bool kLumaFirst>
 void RgbToPacked(const std::uint8_t* bgra, std::uint8_t* target, int width, const RgbToYuv& m,
                  Stores = Stores::kCached);
+void RgbChroma420(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* u, std::uint8_t* v,
+                  int width, const RgbToYuv& m);
+void RgbChromaNv12(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* uv, int width,
+                   const RgbToYuv& m);
 void RgbTo420(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya, std::uint8_t* yb,
               std::uint8_t* u, std::uint8_t* v, int width, const RgbToYuv& m,
               Stores = Stores::kCached);

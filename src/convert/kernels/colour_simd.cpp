@@ -73,15 +73,15 @@ HWY_INLINE void StoreUv(const Vec uv[4], std::uint8_t* u, std::uint8_t* v) {
   Store(v, LaneOrder(PackU8(ShiftRightU16<8>(first), ShiftRightU16<8>(second))));
 }
 
+template <bool kStream = false>
 void RgbLuma(const std::uint8_t* bgra, std::uint8_t* y, int width, const RgbToYuv& m) {
   const Row row(m.y, m.yOffset);
   int x = 0;
   for (; x + kVecBytes <= width; x += kVecBytes) {
-    PrefetchAhead(bgra + 4 * x);
-    PrefetchAhead(bgra + 4 * x + 2 * kVecBytes);
+    PrefetchAhead<4 * kVecBytes>(bgra + 4 * x);
     Vec luma[4];
     for (int k = 0; k < 4; ++k) luma[k] = row.Of<15>(LoadWords(bgra + 4 * x + k * kVecBytes));
-    Store(y + x, QuadOrder(PackU8(PackS16(luma[0], luma[1]), PackS16(luma[2], luma[3]))));
+    Put<kStream>(y + x, QuadOrder(PackU8(PackS16(luma[0], luma[1]), PackS16(luma[2], luma[3]))));
   }
   plain::RgbLuma(bgra + 4 * x, y + x, width - x, m);
 }
@@ -101,38 +101,29 @@ void RgbChroma422(const std::uint8_t* bgra, std::uint8_t* u, std::uint8_t* v, in
   plain::RgbChroma422(bgra + 4 * x, u + x / 2, v + x / 2, width - x, m);
 }
 
-// kVecBytes pixels of a row: stores their luma and keeps their words.
+// kVecBytes pixels of row b: stores their luma and gives u v u v, together with row a.
 template <bool kStream>
-HWY_INLINE void LumaAndWords(const std::uint8_t* bgra, const Row& row, std::uint8_t* y,
-                             Words words[4]) {
+HWY_INLINE Vec LumaAndUv(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* yb,
+                         const Row& row, const ChromaRows& chroma) {
+  PrefetchAhead<4 * kVecBytes>(b);
+  Words words[4];
   Vec luma[4];
   for (int k = 0; k < 4; ++k) {
-    words[k] = LoadWords(bgra + k * kVecBytes);
+    words[k] = LoadWords(b + k * kVecBytes);
     luma[k] = row.Of<15>(words[k]);
+    words[k] = Sum(words[k], LoadWords(a + k * kVecBytes));
   }
-  Put<kStream>(y, QuadOrder(PackU8(PackS16(luma[0], luma[1]), PackS16(luma[2], luma[3]))));
+  Put<kStream>(yb, QuadOrder(PackU8(PackS16(luma[0], luma[1]), PackS16(luma[2], luma[3]))));
+  const Vec first = LaneOrder(chroma.Of<17>(SumPairs(words[0], words[1])));
+  const Vec second = LaneOrder(chroma.Of<17>(SumPairs(words[2], words[3])));
+  return LaneOrder(PackU8(first, second));
 }
 
-// kVecBytes pixels of two rows: stores their luma and gives u v u v.
-template <bool kStream>
-HWY_INLINE Vec LumaAndUv(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya,
-                         std::uint8_t* yb, const Row& luma, const ChromaRows& chroma) {
-  PrefetchAhead<4 * kVecBytes>(a);
-  PrefetchAhead<4 * kVecBytes>(b);
-  Words upper[4], lower[4];
-  LumaAndWords<kStream>(a, luma, ya, upper);
-  LumaAndWords<kStream>(b, luma, yb, lower);
-  Vec uv[2];
-  for (int k = 0; k < 2; ++k) {
-    uv[k] = chroma.Of<17>(
-        SumPairs(Sum(upper[2 * k], lower[2 * k]), Sum(upper[2 * k + 1], lower[2 * k + 1])));
-  }
-  return LaneOrder(PackU8(LaneOrder(uv[0]), LaneOrder(uv[1])));
-}
-
+// Row a first, then row b with a in the first-level cache: memory is read in one stream.
 template <bool kStream>
 void RgbTo420(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya, std::uint8_t* yb,
               std::uint8_t* u, std::uint8_t* v, int width, const RgbToYuv& m) {
+  RgbLuma<kStream>(a, ya, width, m);
   const Row luma(m.y, m.yOffset);
   const ChromaRows chroma(m, 2);
   const Vec mask = Set16(0xFF);
@@ -141,24 +132,27 @@ void RgbTo420(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya, st
     Vec uv[2];
     for (int k = 0; k < 2; ++k) {
       const int at = x + k * kVecBytes;
-      uv[k] = LumaAndUv<kStream>(a + 4 * at, b + 4 * at, ya + at, yb + at, luma, chroma);
+      uv[k] = LumaAndUv<kStream>(a + 4 * at, b + 4 * at, yb + at, luma, chroma);
     }
     Put<kStream>(u + x / 2, LaneOrder(PackU8(And(uv[0], mask), And(uv[1], mask))));
     Put<kStream>(v + x / 2, LaneOrder(PackU8(ShiftRightU16<8>(uv[0]), ShiftRightU16<8>(uv[1]))));
   }
-  plain::RgbTo420(a + 4 * x, b + 4 * x, ya + x, yb + x, u + x / 2, v + x / 2, width - x, m);
+  plain::RgbLuma(b + 4 * x, yb + x, width - x, m);
+  plain::RgbChroma420(a + 4 * x, b + 4 * x, u + x / 2, v + x / 2, width - x, m);
 }
 
 template <bool kStream>
 void RgbToNv12(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya, std::uint8_t* yb,
                std::uint8_t* uv, int width, const RgbToYuv& m) {
+  RgbLuma<kStream>(a, ya, width, m);
   const Row luma(m.y, m.yOffset);
   const ChromaRows chroma(m, 2);
   int x = 0;
   for (; x + kVecBytes <= width; x += kVecBytes) {
-    Put<kStream>(uv + x, LumaAndUv<kStream>(a + 4 * x, b + 4 * x, ya + x, yb + x, luma, chroma));
+    Put<kStream>(uv + x, LumaAndUv<kStream>(a + 4 * x, b + 4 * x, yb + x, luma, chroma));
   }
-  plain::RgbToNv12(a + 4 * x, b + 4 * x, ya + x, yb + x, uv + x, width - x, m);
+  plain::RgbLuma(b + 4 * x, yb + x, width - x, m);
+  plain::RgbChromaNv12(a + 4 * x, b + 4 * x, uv + x, width - x, m);
 }
 
 void RgbChroma411(const std::uint8_t* bgra, std::uint8_t* u, std::uint8_t* v, int width,
@@ -186,7 +180,7 @@ void RgbToPacked(const std::uint8_t* bgra, std::uint8_t* target, int width, cons
   const ChromaRows chroma(m, 1);
   int x = 0;
   for (; x + 2 * kPixels <= width; x += 2 * kPixels) {
-    PrefetchAhead(bgra + 4 * x);
+    PrefetchAhead<2 * kVecBytes>(bgra + 4 * x);
     const Words a = LoadWords(bgra + 4 * x);
     const Words b = LoadWords(bgra + 4 * x + kVecBytes);
     const Vec y = PackS16(luma.Of<15>(a), luma.Of<15>(b));
@@ -349,7 +343,7 @@ constexpr auto kFromPacked =
 
 }  // namespace
 
-const ColourKernels kColourTable = {RgbLuma,
+const ColourKernels kColourTable = {RgbLuma<false>,
                                     RgbChroma422,
                                     RgbChroma411,
                                     Either<RgbTo420<false>, RgbTo420<true>>::Run,

@@ -45,14 +45,19 @@ void To420(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya, std::
 }
 
 template <bool kLumaFirst>
-void ToNv12(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya, std::uint8_t* yb,
-            std::uint8_t* uv, int width, Stores = Stores::kCached) {
+void ChromaNv12(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* uv, int pairs) {
   constexpr int kAt = kLumaFirst ? 1 : 0;
-  Luma<kLumaFirst>(a, ya, width);
-  Luma<kLumaFirst>(b, yb, width);
-  for (int i = 0; i < (width + 1) / 2 * 2; ++i) {
+  for (int i = 0; i < 2 * pairs; ++i) {
     uv[i] = static_cast<std::uint8_t>((a[2 * i + kAt] + b[2 * i + kAt] + 1) >> 1);
   }
+}
+
+template <bool kLumaFirst>
+void ToNv12(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya, std::uint8_t* yb,
+            std::uint8_t* uv, int width, Stores = Stores::kCached) {
+  Luma<kLumaFirst>(a, ya, width);
+  Luma<kLumaFirst>(b, yb, width);
+  ChromaNv12<kLumaFirst>(a, b, uv, (width + 1) / 2);
 }
 
 template <bool kLumaFirst>

@@ -40,7 +40,7 @@ void Swizzle4(const std::uint8_t* source, std::uint8_t* target, std::size_t grou
   constexpr std::size_t kStep = kVecBytes / 4;
   std::size_t i = 0;
   for (; i + 2 * kStep <= groups; i += 2 * kStep) {
-    PrefetchAhead(source + 4 * i);
+    PrefetchAhead<2 * kVecBytes>(source + 4 * i);
     const Vec a = Shuffle(Load(source + 4 * i), shuffle);
     const Vec b = Shuffle(Load(source + 4 * i + kVecBytes), shuffle);
     Put<kStream>(target + 4 * i, a);
@@ -49,14 +49,14 @@ void Swizzle4(const std::uint8_t* source, std::uint8_t* target, std::size_t grou
   plain::Swizzle4(source + 4 * i, target + 4 * i, groups - i, order);
 }
 
-template <bool kLumaFirst>
+template <bool kLumaFirst, bool kStream = false>
 void Luma(const std::uint8_t* source, std::uint8_t* y, int width) {
   int i = 0;
   for (; i + kVecBytes <= width; i += kVecBytes) {
-    PrefetchAhead(source + 2 * i);
+    PrefetchAhead<2 * kVecBytes>(source + 2 * i);
     const Vec a = LumaWords<kLumaFirst>(Load(source + 2 * i));
     const Vec b = LumaWords<kLumaFirst>(Load(source + 2 * i + kVecBytes));
-    Store(y + i, LaneOrder(PackU8(a, b)));
+    Put<kStream>(y + i, LaneOrder(PackU8(a, b)));
   }
   plain::Luma<kLumaFirst>(source + 2 * i, y + i, width - i);
 }
@@ -105,45 +105,46 @@ void Chroma31(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* u, std
   plain::Chroma31<kLumaFirst>(a + 4 * i, b + 4 * i, u + i, v + i, pairs - i);
 }
 
-// kVecBytes pixels of two rows: stores their luma and gives u v u v.
+// kVecBytes pixels of row b: stores their luma and gives u v u v, averaged with row a.
 template <bool kLumaFirst, bool kStream>
-HWY_INLINE Vec LumaAndUv(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya,
-                         std::uint8_t* yb) {
-  const Vec a0 = Load(a), a1 = Load(a + kVecBytes);
+HWY_INLINE Vec LumaAndUv(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* yb) {
   const Vec b0 = Load(b), b1 = Load(b + kVecBytes);
-  Put<kStream>(ya, LaneOrder(PackU8(LumaWords<kLumaFirst>(a0), LumaWords<kLumaFirst>(a1))));
   Put<kStream>(yb, LaneOrder(PackU8(LumaWords<kLumaFirst>(b0), LumaWords<kLumaFirst>(b1))));
-  return LaneOrder(
-      PackU8(ChromaWords<kLumaFirst>(Average8(a0, b0)), ChromaWords<kLumaFirst>(Average8(a1, b1))));
+  return LaneOrder(PackU8(ChromaWords<kLumaFirst>(Average8(Load(a), b0)),
+                          ChromaWords<kLumaFirst>(Average8(Load(a + kVecBytes), b1))));
 }
 
+// Row a first, then row b with a in the first-level cache: reading both at once from memory is
+// slower by a third.
 template <bool kStream, bool kLumaFirst>
 void To420(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya, std::uint8_t* yb,
            std::uint8_t* u, std::uint8_t* v, int width) {
+  Luma<kLumaFirst, kStream>(a, ya, width);
   int x = 0;
   for (; x + 2 * kVecBytes <= width; x += 2 * kVecBytes) {
-    PrefetchAhead<4 * kVecBytes>(a + 2 * x);
     PrefetchAhead<4 * kVecBytes>(b + 2 * x);
     Vec uv[2];
     for (int k = 0; k < 2; ++k) {
       const int at = x + k * kVecBytes;
-      uv[k] = LumaAndUv<kLumaFirst, kStream>(a + 2 * at, b + 2 * at, ya + at, yb + at);
+      uv[k] = LumaAndUv<kLumaFirst, kStream>(a + 2 * at, b + 2 * at, yb + at);
     }
     SplitUv<kStream>(uv[0], uv[1], u + x / 2, v + x / 2);
   }
-  plain::To420<kLumaFirst>(a + 2 * x, b + 2 * x, ya + x, yb + x, u + x / 2, v + x / 2, width - x);
+  plain::Luma<kLumaFirst>(b + 2 * x, yb + x, width - x);
+  plain::Chroma<kLumaFirst>(a + 2 * x, b + 2 * x, u + x / 2, v + x / 2, (width - x + 1) / 2);
 }
 
 template <bool kStream, bool kLumaFirst>
 void ToNv12(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya, std::uint8_t* yb,
             std::uint8_t* uv, int width) {
+  Luma<kLumaFirst, kStream>(a, ya, width);
   int x = 0;
   for (; x + kVecBytes <= width; x += kVecBytes) {
-    PrefetchAhead<2 * kVecBytes>(a + 2 * x);
     PrefetchAhead<2 * kVecBytes>(b + 2 * x);
-    Put<kStream>(uv + x, LumaAndUv<kLumaFirst, kStream>(a + 2 * x, b + 2 * x, ya + x, yb + x));
+    Put<kStream>(uv + x, LumaAndUv<kLumaFirst, kStream>(a + 2 * x, b + 2 * x, yb + x));
   }
-  plain::ToNv12<kLumaFirst>(a + 2 * x, b + 2 * x, ya + x, yb + x, uv + x, width - x);
+  plain::Luma<kLumaFirst>(b + 2 * x, yb + x, width - x);
+  plain::ChromaNv12<kLumaFirst>(a + 2 * x, b + 2 * x, uv + x, (width - x + 1) / 2);
 }
 
 template <bool kLumaFirst>
