@@ -10,6 +10,8 @@
 #include "convert/kernels/deep_kernels.h"
 #include "convert/kernels/filter_row.h"
 #include "convert/kernels/packed_kernels.h"
+#include "convert/kernels/scale_row.h"
+#include "convert/row_filter.h"
 #include "convert/simd/simd_level.h"
 
 namespace xv {
@@ -24,11 +26,12 @@ struct Suite {
   const ChannelKernels& channels;
   const DeepKernels& deep;
   FilterRowKernel filterRow;
+  const ScaleRowKernels& scaleRow;
 };
 
 Suite SuiteAt(SimdLevel level) {
   return {PackedKernelsAt(level), ColourKernelsAt(level), ChannelKernelsAt(level),
-          DeepKernelsAt(level), FilterRowAt(level)};
+          DeepKernelsAt(level),   FilterRowAt(level),     ScaleRowKernelsAt(level)};
 }
 
 using Rows = std::vector<std::unique_ptr<GuardedRow>>;
@@ -358,6 +361,31 @@ std::vector<KernelCase> DeepCases() {
   return cases;
 }
 
+// Rows of every filter to widths around the source's: each ratio has windows of another size.
+std::vector<KernelCase> ScaleCases() {
+  std::vector<KernelCase> cases;
+  for (const int bytes : {1, 4}) {
+    for (const int quality : {1, 2, 4, 8, 16}) {
+      for (const auto& [over, under] : {std::pair{2, 3}, {3, 8}, {1, 5}, {1, 19}, {3, 2}, {7, 1}}) {
+        const auto target = [over = over, under = under, bytes](std::size_t w) {
+          return (w * static_cast<std::size_t>(over) / static_cast<std::size_t>(under) + 1) *
+                 static_cast<std::size_t>(bytes);
+        };
+        cases.push_back({"scaleRow",
+                         {bytes == 1 ? One : Four},
+                         {target},
+                         [=](const Suite& k, const Rows& s, const Rows& t, int w) {
+                           const RowFilter filter = MakeRowFilter(
+                               w, static_cast<int>(t[0]->size()) / bytes, quality, 0.2);
+                           (bytes == 1 ? k.scaleRow.scale1 : k.scaleRow.scale4)(
+                               filter, s[0]->data(), 0, t[0]->data());
+                         }});
+      }
+    }
+  }
+  return cases;
+}
+
 Rows MakeRows(const std::vector<RowBytes>& shapes, int width, GuardedRow::Edge edge) {
   Rows rows;
   for (const RowBytes& shape : shapes) {
@@ -405,6 +433,7 @@ TEST(Kernels, PackedVariantsEqualTheReference) { CompareAll(PackedCases()); }
 TEST(Kernels, ColourVariantsEqualTheReference) { CompareAll(ColourCases()); }
 TEST(Kernels, ChannelVariantsEqualTheReference) { CompareAll(ChannelCases()); }
 TEST(Kernels, DeepVariantsEqualTheReference) { CompareAll(DeepCases()); }
+TEST(Kernels, ScalingVariantsEqualTheReference) { CompareAll(ScaleCases()); }
 
 TEST(Kernels, TransposesEqualTheReferenceWithAnySteps) {
   std::mt19937 random(3);
@@ -437,7 +466,8 @@ TEST(Kernels, EveryLevelIsAnotherFunction) {
                                  reinterpret_cast<const void*>(suite.colour.luma),
                                  reinterpret_cast<const void*>(suite.channels.premultiply),
                                  reinterpret_cast<const void*>(suite.deep.unpackV210),
-                                 reinterpret_cast<const void*>(suite.filterRow)}) {
+                                 reinterpret_cast<const void*>(suite.filterRow),
+                                 reinterpret_cast<const void*>(suite.scaleRow.scale1)}) {
       EXPECT_THAT(seen, testing::Not(testing::Contains(function))) << SimdLevelName(level);
       seen.push_back(function);
     }
