@@ -96,9 +96,9 @@ void CopyToChannel(const std::uint8_t* plane, std::uint8_t* pixels, int width, i
   plain::CopyToChannel(plane + x, pixels + 4 * x, width - x, channel);
 }
 
+// a * b / 255, rounded: (t + (t >> 8)) >> 8 for t = a * b + 128 is t * 257 >> 16.
 HWY_INLINE Vec MulOver255(Vec a, Vec b) {
-  const Vec product = Add16(Mul16(a, b), Set16(128));
-  return ShiftRightU16<8>(Add16(product, ShiftRightU16<8>(product)));
+  return MulHighU16(Add16(Mul16(a, b), Set16(128)), Set16(257));
 }
 
 void Premultiply(std::uint8_t* pixels, int width) {
