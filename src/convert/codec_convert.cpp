@@ -86,7 +86,7 @@ int To32(const ImageView& source, const AVFrame& target, const CodecConvertOptio
   if (target.format == AV_PIX_FMT_BGRA) return 0;
   const std::uint8_t* order = target.format == AV_PIX_FMT_RGBA ? kRgba : kArgb;
   EachRow(view, [&](std::uint8_t* row) {
-    Packed().swizzle4(row, row, static_cast<std::size_t>(view.width), order);
+    Packed().swizzle4(row, row, static_cast<std::size_t>(view.width), order, Stores::kCached);
   });
   return 0;
 }

@@ -10,6 +10,7 @@
 #include "convert/picture_primitives.h"
 #include "convert/plane_scaler.h"
 #include "convert/region_plan.h"
+#include "convert/row_sink.h"
 #include "convert/scale_engine.h"
 #include "platform/work_items.h"
 
@@ -18,6 +19,9 @@ namespace {
 
 constexpr int kBlock = 8;
 constexpr int kTile = 64;  // samples; a tile's rows stay within reach of the translation buffer
+constexpr int kPanelBytes = 128;  // of a source row: two cache lines
+constexpr int kRowsAhead = 32;    // source rows that are asked for before they are read
+constexpr int kPanelSlot = 7;     // of RowScratch
 
 struct Turn {
   const std::uint8_t* source;
@@ -33,8 +37,8 @@ struct Turn {
   // Transposes columns [left, right) of rows [top, bottom).
   void Tile(int left, int top, int right, int bottom) const {
     const auto block = bytes == 1 ? Channels().transpose1 : Channels().transpose4;
-    for (int x = left; x < right; x += kBlock) {
-      for (int y = top; y < bottom; y += kBlock) {
+    for (int y = top; y < bottom; y += kBlock) {
+      for (int x = left; x < right; x += kBlock) {
         if (bytes != 3 && x + kBlock <= right && y + kBlock <= bottom) {
           block(source + y * sourceStep + x * bytes, sourceStep,
                 target + x * targetStep + y * bytes, targetStep);
@@ -45,6 +49,40 @@ struct Turn {
         }
       }
     }
+  }
+
+  void Direct(int width, int height) const {
+    for (int x = 0; x < width; x += kTile) {
+      for (int y = 0; y < height; y += kTile) {
+        Tile(x, y, std::min(x + kTile, width), std::min(y + kTile, height));
+      }
+    }
+  }
+
+  // Whole target rows are made in a panel of scratch memory, which stays in the second-level cache,
+  // and written past the cache from there.
+  void Stream(int width, int height) const {
+    const int panel = std::max(kBlock, kPanelBytes / bytes / kBlock * kBlock);
+    const auto rowBytes = static_cast<std::size_t>(height) * static_cast<std::size_t>(bytes);
+    const std::ptrdiff_t step = static_cast<std::ptrdiff_t>(rowBytes + 127) / 64 * 64;
+    for (int x = 0; x < width; x += panel) {
+      const int columns = std::min(panel, width - x);
+      std::uint8_t* rows = RowScratch(
+          kPanelSlot, static_cast<std::size_t>(step) * static_cast<std::size_t>(columns));
+      const Turn part{source + x * bytes, sourceStep, rows, step, bytes};
+      for (int y = 0; y < height; y += kBlock) {
+        for (int i = y + kRowsAhead; i < std::min(y + kRowsAhead + kBlock, height); ++i) {
+          const std::uint8_t* ahead = part.source + i * sourceStep;
+          __builtin_prefetch(ahead);
+          __builtin_prefetch(ahead + kPanelBytes - 1);
+        }
+        part.Tile(0, y, columns, std::min(y + kBlock, height));
+      }
+      for (int i = 0; i < columns; ++i) {
+        Channels().streamCopy(rows + i * step, target + (x + i) * targetStep, rowBytes);
+      }
+    }
+    Channels().fence();
   }
 };
 
@@ -138,7 +176,8 @@ Status JoinPlanes(const OwnPlane turned[3], const ImageView& region) {
     };
     const std::size_t u = order->vFirst ? 2 : 1;
     Packed().join[order->lumaFirst ? 1 : 0](row(0), row(u), row(3 - u),
-                                            region.data[0] + y * region.step[0], region.width);
+                                            region.data[0] + y * region.step[0], region.width,
+                                            Stores::kCached);
   }
   return S_OK;
 }
@@ -183,10 +222,11 @@ void RotatePlane(const std::uint8_t* source, std::ptrdiff_t sourceStep, std::uin
     turn.source = source + (height - 1) * sourceStep;
     turn.sourceStep = -sourceStep;
   }
-  for (int x = 0; x < width; x += kTile) {
-    for (int y = 0; y < height; y += kTile) {
-      turn.Tile(x, y, std::min(x + kTile, width), std::min(y + kTile, height));
-    }
+  const std::int64_t rowBytes = std::int64_t{height} * sampleBytes;
+  if (RowSink::Streams(rowBytes * width)) {
+    turn.Stream(width, height);
+  } else {
+    turn.Direct(width, height);
   }
 }
 
