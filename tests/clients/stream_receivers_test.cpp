@@ -102,6 +102,22 @@ TEST_P(StreamReceiver, GetsEveryPictureAndTheSound) {
 INSTANTIATE_TEST_SUITE_P(Clients, StreamReceiver, testing::ValuesIn(kClients),
                          [](const auto& client) { return std::string(client.param.name); });
 
+// RTP has no packets for AC-3: the header is refused when the server has already agreed.
+TEST(StreamServer, CodecThatTheProtocolRefusesIsAFailure) {
+  TemporaryFolder folder;
+  const int port = FreePort(Transport::kTcp);
+  const std::string url = "rtsp://127.0.0.1:" + std::to_string(port) + "/live";
+  PeerProcess receiver(
+      ReceiverCommand("-rtsp_flags listen -listen_timeout 15 -i " + url, folder / "out.mkv"),
+      folder / "log");
+  ASSERT_TRUE(WaitUntilBound(Transport::kTcp, port, kPatience));
+  host::Writer writer;
+  ASSERT_EQ(writer.Start(url, "format=rtsp video::codec=mpeg4 audio::codec=ac3"), S_OK);
+  EXPECT_LT(PushPaced(writer, LiveFeed(), kFrames), 0);
+  writer.Stop();
+  EXPECT_THAT(writer.LastError(), testing::HasSubstr(url));
+}
+
 constexpr char kRtmpServer[] = R"(
 load_module /usr/lib/nginx/modules/ngx_rtmp_module.so;
 daemon off; master_process off; pid FOLDER/nginx.pid; error_log FOLDER/log info;
