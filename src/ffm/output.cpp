@@ -40,7 +40,8 @@ Status Output::WriteHeader(AvDictionary& options) {
   int result = avformat_write_header(context.get(), offered.Address());
   if (result >= 0) {
     options = std::move(offered);
-  } else {
+  } else if (av_match_name(context->oformat->name, "rtsp") == 0) {
+    // The rtsp muxer trips over what a refused attempt has left of its connection.
     result = avformat_write_header(context.get(), nullptr);
   }
   headerWritten = result >= 0;
