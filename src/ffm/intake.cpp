@@ -4,6 +4,7 @@
 #include <chrono>
 #include <thread>
 
+#include "contracts/frame_node.h"
 #include "ffm/audio_stage.h"
 #include "ffm/header_file.h"
 #include "ffm/open_output.h"
@@ -91,8 +92,14 @@ void Enqueue(Session& session, IntakeOwner& owner, const Ref<XvFrameFFM>& frame,
   owner.Worker().Wake();
 }
 
+// The frame's own node counts first.
+bool EmbedsCaptions(const Session& session, IXvFrame* source) {
+  const XMLParse::XMLNodePtr own = NodeOfFrame(source);
+  return own ? own->Bool("embed_cc", session.options.embedCaptions) : session.options.embedCaptions;
+}
+
 void KeepCaptionSource(const Session& session, IXvFrame* source, XvFrameFFM& frame) {
-  if (!session.options.embedCaptions) return;
+  if (!EmbedsCaptions(session, source)) return;
   std::uint32_t size = 0;
   const std::uint8_t* data = nullptr;
   if (Failed(source->FrameExtraGet(FourCC("C608"), &size, &data)) || size == 0) return;

@@ -1,5 +1,7 @@
 #include "support/host_frames.h"
+
 #include <cmath>
+#include <memory>
 
 namespace xv::test {
 namespace {

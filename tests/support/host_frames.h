@@ -1,14 +1,13 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "support/temporary_folder.h"
 #include "xvwriter/host.hpp"
 
-// A small host for the tests: frames whose content tells their number, and a folder that goes away.
+// A small host for the tests: frames whose content tells their number.
 namespace xv::test {
 
 // What a host pushes.

@@ -27,6 +27,7 @@ class TemporaryFolder {
   const std::string& Path() const { return path_; }
   std::string Path(const std::string& name) const { return path_ + "/" + name; }
   std::string operator/(const std::string& name) const { return Path(name); }
+  std::filesystem::path path() const { return path_; }
 
   std::string Write(const std::string& name, const std::string& text) const {
     std::ofstream(Path(name), std::ios::binary) << text;

@@ -69,6 +69,12 @@ std::uint32_t LayoutFromName(const std::string& name) {
   return 0;
 }
 
+std::vector<std::string> LayoutNames() {
+  std::vector<std::string> names;
+  for (const NamedLayout& row : kLayouts) names.emplace_back(row.name);
+  return names;
+}
+
 AVPixelFormat PixelFormatOf(std::uint32_t layout) {
   for (const NamedLayout& row : kLayouts) {
     if (row.layout == layout) return row.format;

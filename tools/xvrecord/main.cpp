@@ -10,6 +10,7 @@
 
 #include "captions/host_items.h"
 #include "xvrecord/catalogue_view.h"
+#include "xvrecord/completion.h"
 #include "xvrecord/input.h"
 #include "xvrecord/progress.h"
 #include "xvrecord/report.h"
@@ -222,9 +223,7 @@ int Run(const Options& options) {
   return Record(options, writer);
 }
 
-int Main(int argc, char** argv) {
-  Options options;
-  CLI::App app{"Records media files, URLs and test pictures through the writer."};
+void Describe(CLI::App& app, Options& options) {
   app.set_version_flag("--version", "xvrecord " XV_VERSION);
   app.add_option("INPUT", options.input,
                  "Media file or URL, or test:size=1920x1080,rate=25,format=UYVY,interlace=top,"
@@ -251,6 +250,27 @@ int Main(int argc, char** argv) {
   app.add_option("--codec", options.codec, "Take a video codec of that format with its presets");
   app.add_option("--audio-codec", options.audioCodec, "The same for the audio codec");
   app.add_flag("--quiet", options.quiet, "Print failures only");
+}
+
+// The shell's question: the words behind "--complete" are the command line up to the cursor.
+int PrintCandidates(const CLI::App& app, const std::vector<std::string>& words) {
+  std::vector<std::string> names;
+  for (const CLI::Option* option : app.get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+  }
+  const auto list = ParseList(xv::host::Writer().Get("supported_list"));
+  for (const std::string& word : Complete(*list, names, words)) std::printf("%s\n", word.c_str());
+  return 0;
+}
+
+int Main(int argc, char** argv) {
+  Options options;
+  CLI::App app{"Records media files, URLs and test pictures through the writer."};
+  Describe(app, options);
+  av_log_set_level(AV_LOG_PANIC);
+  if (argc > 1 && std::string_view(argv[1]) == "--complete") {
+    return PrintCandidates(app, {argv + 2, argv + argc});
+  }
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -262,7 +282,6 @@ int Main(int argc, char** argv) {
     std::fprintf(stderr, "xvrecord: INPUT and OUTPUT are required; --help tells more.\n");
     return kUsage;
   }
-  av_log_set_level(AV_LOG_PANIC);
   std::signal(SIGINT, AskToStop);
   std::signal(SIGTERM, AskToStop);
   std::signal(SIGPIPE, SIG_IGN);
