@@ -2,16 +2,13 @@
 
 #include <algorithm>
 #include <cstring>
-#include <vector>
 
 #include "convert/background_fill.h"
 #include "convert/kernels/channel_kernels.h"
 #include "convert/kernels/packed_kernels.h"
 #include "convert/picture_primitives.h"
-#include "convert/plane_scaler.h"
 #include "convert/region_plan.h"
 #include "convert/row_sink.h"
-#include "convert/scale_engine.h"
 #include "platform/work_items.h"
 
 namespace xv {
@@ -20,7 +17,7 @@ namespace {
 constexpr int kBlock = 8;
 constexpr int kTile = 64;  // samples; a tile's rows stay within reach of the translation buffer
 constexpr int kPanelBytes = 128;  // of a source row: two cache lines
-constexpr int kRowsAhead = 32;    // source rows that are asked for before they are read
+constexpr int kRowsAhead = 16;    // source rows that are asked for before they are read
 constexpr int kPanelSlot = 7;     // of RowScratch
 
 struct Turn {
@@ -86,37 +83,38 @@ struct Turn {
   }
 };
 
-// A plane with memory of its own.
-struct OwnPlane {
-  std::vector<std::uint8_t> memory;
-  int width = 0;
-  int height = 0;
+// The source's shape as it will be, for planning.
+ImageView TurnedShape(const ImageView& source, const ImageView& target) {
+  ImageView shape = source;
+  shape.width = source.height;
+  shape.height = source.width;
+  std::swap(shape.aspectX, shape.aspectY);
+  shape.scaleMode = target.scaleMode == eXvAF_Default ? eXvAF_LetterBox : target.scaleMode;
+  return shape;
+}
 
-  void Shape(int w, int h) {
-    width = w;
-    height = h;
-    memory.resize(static_cast<std::size_t>(w) * static_cast<std::size_t>(h) + 64);
-  }
-  PlaneScaler::Plane View() const { return {memory.data(), width, width, height}; }
-};
+}  // namespace
 
-Status RotateRgb(const ImageView& source, const ImageView& target, bool left) {
+void PictureTurner::OwnPlane::Shape(int w, int h) {
+  width = w;
+  height = h;
+  const std::size_t bytes = static_cast<std::size_t>(w) * static_cast<std::size_t>(h) + 64;
+  if (memory.size() < bytes) memory.resize(bytes);
+}
+
+Status PictureTurner::TurnRgb(const ImageView& source, const ImageView& target, bool left) {
   const int bytes = source.tag == kFccRGB24 ? 3 : source.tag == kFccRGB8 ? 1 : 4;
-  ImageView turned = source;
-  turned.width = source.height;
-  turned.height = source.width;
-  std::swap(turned.aspectX, turned.aspectY);
-  turned.scaleMode = target.scaleMode == eXvAF_Default ? eXvAF_LetterBox : target.scaleMode;
+  ImageView turned = TurnedShape(source, target);
   const RegionPlan plan = PlanRegions(turned, target);
   const ImageView region = RegionView(target, plan.target);
   const bool direct = region.width == turned.width && region.height == turned.height;
-  std::vector<std::uint8_t> memory;
   ImageView to = region;
   if (!direct) {
     to = turned;
     to.step[0] = static_cast<std::ptrdiff_t>(turned.width) * bytes;
-    memory.resize(static_cast<std::size_t>(to.step[0]) * static_cast<std::size_t>(to.height) + 64);
-    to.data[0] = memory.data();
+    turnedRgb_.resize(static_cast<std::size_t>(to.step[0]) * static_cast<std::size_t>(to.height) +
+                      64);
+    to.data[0] = turnedRgb_.data();
   }
   // Two halves side by side: rows of the target.
   const int half = source.width / 2;
@@ -128,51 +126,48 @@ Status RotateRgb(const ImageView& source, const ImageView& target, bool left) {
                 to.step[0], count, source.height, bytes, left);
   });
   if (direct) return S_OK;
-  ScaleEngine engine;
-  return engine.ScaleImage(RegionView(to, plan.source), region, false, 4, 0,
-                           static_cast<int>(FieldMode::kFrame));
+  return engine_.ScaleImage(RegionView(to, plan.source), region, false, 4, 0,
+                            static_cast<int>(FieldMode::kFrame));
 }
 
 // Three planes of 4:2:2, packed or of the 4:2:0 picture as it is.
-void SplitPlanes(const ImageView& source, OwnPlane planes[3]) {
+void PictureTurner::Split(const ImageView& source) {
   const int pairs = (source.width + 1) / 2;
   const bool packed = FindPackedOrder(source.tag).has_value();
   const int chromaRows = packed ? source.height : source.chromaHeight;
-  planes[0].Shape(source.width, source.height);
-  planes[1].Shape(pairs, chromaRows);
-  planes[2].Shape(pairs, chromaRows);
+  planes_[0].Shape(source.width, source.height);
+  planes_[1].Shape(pairs, chromaRows);
+  planes_[2].Shape(pairs, chromaRows);
   if (packed) {
     PlanarView view;
     view.kind = PlanarView::Kind::k422;
     for (std::size_t i = 0; i < 3; ++i) {
-      view.data[i] = planes[i].memory.data();
-      view.step[i] = planes[i].width;
+      view.data[i] = planes_[i].memory.data();
+      view.step[i] = planes_[i].width;
     }
     PackedToPlanar(source, view, FieldForm::kFrame, false);
     return;
   }
   for (std::size_t i = 0; i < 3; ++i) {
-    CopyPlane(source.data[i], source.step[i], planes[i].memory.data(), planes[i].width,
-              static_cast<std::size_t>(planes[i].width), planes[i].height);
+    CopyPlane(source.data[i], source.step[i], planes_[i].memory.data(), planes_[i].width,
+              static_cast<std::size_t>(planes_[i].width), planes_[i].height);
   }
 }
 
-Status JoinPlanes(const OwnPlane turned[3], const ImageView& region) {
+Status PictureTurner::Join(const ImageView& region) {
   const auto order = FindPackedOrder(region.tag);
-  OwnPlane scaled[3];
   for (std::size_t i = 0; i < 3; ++i) {
     const int rows = i == 0 || order ? region.height : region.chromaHeight;
-    scaled[i].Shape(i == 0 ? region.width : (region.width + 1) / 2, rows);
-    PlaneScaler scaler;
-    RETURN_IF_FAILED(scaler.Scale(turned[i].View(), scaled[i].View(), 1, 2));
+    scaled_[i].Shape(i == 0 ? region.width : (region.width + 1) / 2, rows);
+    RETURN_IF_FAILED(scalers_[i].Scale(turned_[i].View(), scaled_[i].View(), 1, 2));
   }
   for (std::size_t i = 0; i < 3 && !order; ++i) {
-    CopyPlane(scaled[i].memory.data(), scaled[i].width, region.data[i], region.step[i],
-              static_cast<std::size_t>(scaled[i].width), scaled[i].height);
+    CopyPlane(scaled_[i].memory.data(), scaled_[i].width, region.data[i], region.step[i],
+              static_cast<std::size_t>(scaled_[i].width), scaled_[i].height);
   }
   for (int y = 0; y < region.height && order; ++y) {
     const auto row = [&](std::size_t i) {
-      return scaled[i].memory.data() + static_cast<std::ptrdiff_t>(y) * scaled[i].width;
+      return scaled_[i].memory.data() + static_cast<std::ptrdiff_t>(y) * scaled_[i].width;
     };
     const std::size_t u = order->vFirst ? 2 : 1;
     Packed().join[order->lumaFirst ? 1 : 0](row(0), row(u), row(3 - u),
@@ -182,34 +177,25 @@ Status JoinPlanes(const OwnPlane turned[3], const ImageView& region) {
   return S_OK;
 }
 
-Status RotateSubsampled(const ImageView& source, const ImageView& target, bool left) {
-  OwnPlane planes[3];
-  SplitPlanes(source, planes);
-  OwnPlane turned[3];
-  for (std::size_t i = 0; i < 3; ++i) turned[i].Shape(planes[i].height, planes[i].width);
+Status PictureTurner::TurnSubsampled(const ImageView& source, const ImageView& target, bool left) {
+  Split(source);
+  for (std::size_t i = 0; i < 3; ++i) turned_[i].Shape(planes_[i].height, planes_[i].width);
   // The luma plane in three parts, the chroma planes in one each.
   constexpr int kLumaParts = 3;
   RunWorkItems(kLumaParts + 2, [&](int item) {
     const std::size_t i = item < kLumaParts ? 0 : static_cast<std::size_t>(item - kLumaParts + 1);
     const int parts = i == 0 ? kLumaParts : 1;
     const int part = i == 0 ? item : 0;
-    const OwnPlane& from = planes[i];
+    const OwnPlane& from = planes_[i];
     const int first = from.width * part / parts;
     const int count = from.width * (part + 1) / parts - first;
     const int row = left ? from.width - first - count : first;
     RotatePlane(from.memory.data() + first, from.width,
-                turned[i].memory.data() + static_cast<std::ptrdiff_t>(row) * turned[i].width,
-                turned[i].width, count, from.height, 1, left);
+                turned_[i].memory.data() + static_cast<std::ptrdiff_t>(row) * turned_[i].width,
+                turned_[i].width, count, from.height, 1, left);
   });
-  ImageView shape = source;
-  shape.width = source.height;
-  shape.height = source.width;
-  std::swap(shape.aspectX, shape.aspectY);
-  shape.scaleMode = target.scaleMode == eXvAF_Default ? eXvAF_LetterBox : target.scaleMode;
-  return JoinPlanes(turned, RegionView(target, PlanRegions(shape, target).target));
+  return Join(RegionView(target, PlanRegions(TurnedShape(source, target), target).target));
 }
-
-}  // namespace
 
 void RotatePlane(const std::uint8_t* source, std::ptrdiff_t sourceStep, std::uint8_t* target,
                  std::ptrdiff_t targetStep, int width, int height, int sampleBytes, bool left) {
@@ -230,14 +216,14 @@ void RotatePlane(const std::uint8_t* source, std::ptrdiff_t sourceStep, std::uin
   }
 }
 
-Status RotateImage(const ImageView& source, const ImageView& target, bool left) {
+Status PictureTurner::Turn(const ImageView& source, const ImageView& target, bool left) {
   if (source.data[0] == nullptr || target.data[0] == nullptr || source.tag != target.tag) {
     return E_INVALIDARG;
   }
   const bool rgb = IsRgb32(source.tag) || source.tag == kFccRGB24 || source.tag == kFccRGB8;
   if (!rgb && !FindPackedOrder(source.tag) && !IsPlanar420(source.tag)) return E_NOTIMPL;
   RETURN_IF_FAILED(FillBackground(target, kBlack, 1.0));
-  return rgb ? RotateRgb(source, target, left) : RotateSubsampled(source, target, left);
+  return rgb ? TurnRgb(source, target, left) : TurnSubsampled(source, target, left);
 }
 
 }  // namespace xv
