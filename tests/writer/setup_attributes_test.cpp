@@ -62,6 +62,11 @@ TEST(SetupAttributes, TagsNameTheCodecInTheContainer) {
     EXPECT_EQ(TagText(file.Video()->tag), one.tag) << one.attributes;
   }
   EXPECT_NE(Record(folder / "b.avi", "video::codec=mpeg4 video::vtag=ABCD", SmallFeed(), 5), S_OK);
+  const std::string second = folder / "c.avi";
+  (void)RecordAndProbe(folder / "a.avi",
+                       "video::codec=mpeg4 video::tag=ABCD second_encoder=" + second);
+  ASSERT_NE(Probe(second).Video(), nullptr);
+  EXPECT_EQ(TagText(Probe(second).Video()->tag), "ABCD");
 }
 
 TEST(SetupAttributes, SampleRateResamplesTheSound) {
