@@ -198,7 +198,10 @@ Status FinishVideoStreams(StreamHolder& holder, AVFormatContext* oc, AVFormatCon
   if (tag != 0) {
     holder.codec->codec_tag = tag;
     // A muxer refuses a tag that its tables do not know unless it is told to be lenient.
-    if (holder.node->Has("tag")) oc->strict_std_compliance = -1;
+    if (holder.node->Has("tag")) {
+      oc->strict_std_compliance = -1;
+      if (oc2 != nullptr) oc2->strict_std_compliance = -1;
+    }
   }
   ApplyStreamId(holder, -1);
   ApplyStreamMetadata(holder);

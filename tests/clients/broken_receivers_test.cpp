@@ -5,7 +5,7 @@
 #include <atomic>
 #include <csignal>
 
-#include "clients/peer_process.h"
+#include "support/peer_process.h"
 #include "clients/received_media.h"
 
 // Receivers that fail in the middle of a stream while another writer of the process records.

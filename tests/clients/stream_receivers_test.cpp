@@ -3,7 +3,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "clients/peer_process.h"
+#include "support/peer_process.h"
 #include "clients/received_media.h"
 
 // Streams as the programs at the other end see them.

@@ -1,4 +1,4 @@
-#include "clients/peer_process.h"
+#include "support/peer_process.h"
 
 #include <fcntl.h>
 #include <signal.h>
@@ -32,7 +32,11 @@ PeerProcess::~PeerProcess() {
 
 bool PeerProcess::WaitForEnd(double seconds) {
   return Eventually(seconds, [&] {
-    if (child_ >= 0 && ::waitpid(child_, nullptr, WNOHANG) == child_) child_ = -1;
+    int status = 0;
+    if (child_ >= 0 && ::waitpid(child_, &status, WNOHANG) == child_) {
+      status_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+      child_ = -1;
+    }
     return child_ < 0;
   });
 }

@@ -7,7 +7,7 @@
 
 #include "support/loopback.h"
 
-// Programs at the other end of a connection.
+// Programs at work beside the test, such as those at the other end of a connection.
 namespace xv::test {
 
 // A child process with nothing to read and its words in a file. It is killed with the object.
@@ -20,10 +20,13 @@ class PeerProcess {
 
   // False when it is still at work after that time.
   bool WaitForEnd(double seconds);
+  // Of a program that has ended: 128 + n after signal n. -1 before.
+  int ExitStatus() const { return status_; }
   void Send(int signal);
 
  private:
   pid_t child_ = -1;
+  int status_ = -1;
 };
 
 }  // namespace xv::test
