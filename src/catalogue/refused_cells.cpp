@@ -21,8 +21,12 @@ struct Cell {
 // What the muxers take for granted and then refuse when the header or a packet is written.
 constexpr Cell kCells[] = {
     {"wav", "pcm_s24daud", "WAV has no tag for D-Cinema audio"},
+    {"avi", "adpcm_ms", "AVI tells a length three times too long"},
     {"mov", "libvpx", "MOV takes VP8 in no player"},
     {"flv", "pcm_s16le", "FLV takes PCM up to 44100 Hz only"},
+    {"rtsp", "ac3", "RTP has no packets for AC-3 here"},
+    {"rtsp", "ac3_fixed", "RTP has no packets for AC-3 here"},
+    {"hls", "mpeg4", "HLS keeps MPEG-4's headers out of the segments"},
     {"mxf", kNoVideoCell, "MXF is written with pictures only"},
     {"rtsp", "ac3", "RTP has no payload of this codec here"},
     {"rtsp", "ac3_fixed", "RTP has no payload of this codec here"},

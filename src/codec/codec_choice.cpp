@@ -60,7 +60,8 @@ CodecChoice ChooseCodec(XMLParse::CoXMLNode& node, const AVFormatContext& oc, AV
 const AVCodec* FindEncoder(const CodecChoice& choice, AVMediaType type) {
   const AVCodec* codec =
       choice.name.empty() ? nullptr : avcodec_find_encoder_by_name(choice.name.c_str());
-  if (codec == nullptr) codec = avcodec_find_encoder(choice.id);
+  // A number that was asked for wins over the name.
+  if (codec == nullptr || codec->id != choice.id) codec = avcodec_find_encoder(choice.id);
   return codec != nullptr && codec->type == type ? codec : nullptr;
 }
 

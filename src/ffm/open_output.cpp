@@ -55,7 +55,6 @@ Status OpenMain(Session& session) {
     Cleanup(session);
     return E_FAIL;
   }
-  WriteSdp(session);
   SetMetadata(*session.props, *main.context);
   if (main.context->pb == nullptr && !OpensOwnFiles(*main.context->oformat)) return S_OK;
   const Status header = WriteHeaderOf(session, main, options);
@@ -66,7 +65,9 @@ Status OpenMain(Session& session) {
       return E_FAIL;
     }
   }
-  HookGrowingOutput(session);
+  // The muxer settles the payload type with its header.
+  WriteSdp(session);
+  LocateGrowingPackets(session);
   NoteUnused(*session.stats, options, "");
   return S_OK;
 }

@@ -1,10 +1,14 @@
 #include "support/media_probe.h"
 
+#include <algorithm>
+#include <chrono>
 #include <memory>
 
 extern "C" {
 #include <libavformat/avformat.h>
+#include <libavutil/intreadwrite.h>
 #include <libavutil/pixdesc.h>
+#include <libavutil/timecode.h>
 }
 
 namespace xv::test {
@@ -41,6 +45,36 @@ std::uint8_t LumaMean(const AVFrame& frame) {
       sum / (static_cast<std::uint64_t>(frame.width) * static_cast<std::uint64_t>(frame.height)));
 }
 
+std::string LayoutName(const AVChannelLayout& layout) {
+  char name[64] = {};
+  av_channel_layout_describe(&layout, name, sizeof(name));
+  return name;
+}
+
+// ISO/IEC 13818-2 6.2.2.6: the time code behind a group's start code, 25 bits. Decoders give it to
+// another picture where each one starts a group.
+std::string GopTimecode(const AVPacket& packet) {
+  constexpr std::uint8_t kGroupStart[] = {0, 0, 1, 0xB8};
+  const std::uint8_t* end = packet.data + packet.size;
+  const std::uint8_t* begin = packet.data;
+  const std::uint8_t* at = std::search(begin, end, std::begin(kGroupStart), std::end(kGroupStart));
+  char text[AV_TIMECODE_STR_SIZE] = {};
+  if (end - at < 8) return text;
+  return av_timecode_make_mpeg_tc_string(text, AV_RB32(at + 4) >> 7);
+}
+
+bool IsMpegVideo(const ProbedStream& stream) {
+  return stream.codec == "mpeg1video" || stream.codec == "mpeg2video";
+}
+
+// Leaves what gives nothing for a while.
+struct Patience {
+  using Clock = std::chrono::steady_clock;
+  Clock::time_point end = Clock::now() + std::chrono::seconds(10);
+  static int IsOver(void* self) { return Clock::now() > static_cast<Patience*>(self)->end; }
+  void Renew() { end = Clock::now() + std::chrono::seconds(10); }
+};
+
 void Take(const AVFrame& frame, const AVStream& stream, ProbedStream& out) {
   if (out.frames == 0 && out.samples == 0) {
     out.start = frame.best_effort_timestamp == AV_NOPTS_VALUE
@@ -50,11 +84,14 @@ void Take(const AVFrame& frame, const AVStream& stream, ProbedStream& out) {
   if (out.type == AVMEDIA_TYPE_AUDIO) {
     out.samples += frame.nb_samples;
     out.channels = frame.ch_layout.nb_channels;
+    out.layout = LayoutName(frame.ch_layout);
     out.sampleRate = frame.sample_rate;
     out.seconds = static_cast<double>(out.samples) / frame.sample_rate;
     return;
   }
-  ++out.frames;
+  if (++out.frames == 1 && out.sampleAspect.num == 0) {
+    out.sampleAspect = frame.sample_aspect_ratio;
+  }
   out.width = frame.width;
   out.height = frame.height;
   out.interlaced = frame.interlaced_frame != 0;
@@ -97,10 +134,17 @@ int ProbedFile::Count(AVMediaType type) const {
   return count;
 }
 
-ProbedFile Probe(const std::string& path) {
+ProbedFile Probe(const std::string& path,
+                 const std::vector<std::pair<std::string, std::string>>& options) {
   ProbedFile file;
-  AVFormatContext* raw = nullptr;
-  if (avformat_open_input(&raw, path.c_str(), nullptr, nullptr) < 0) return file;
+  Patience patience;
+  AVFormatContext* raw = avformat_alloc_context();
+  raw->interrupt_callback = {&Patience::IsOver, &patience};
+  AVDictionary* dict = nullptr;
+  for (const auto& [key, value] : options) av_dict_set(&dict, key.c_str(), value.c_str(), 0);
+  const int opened = avformat_open_input(&raw, path.c_str(), nullptr, &dict);
+  av_dict_free(&dict);
+  if (opened < 0) return file;
   const Own<AVFormatContext> input(raw);
   avformat_find_stream_info(raw, nullptr);
   file.opened = true;
@@ -117,18 +161,26 @@ ProbedFile Probe(const std::string& path) {
     out.id = raw->streams[i]->id;
     out.tag = par.codec_tag;
     out.sampleAspect = raw->streams[i]->sample_aspect_ratio;
+    out.fieldOrder = par.field_order;
     out.language = Meta(raw->streams[i]->metadata, "language");
     if (file.timecode.empty()) file.timecode = Meta(raw->streams[i]->metadata, "timecode");
     const AVCodec* codec = avcodec_find_decoder(par.codec_id);
     if (codec == nullptr) continue;
     decoders[i].reset(avcodec_alloc_context3(codec));
     avcodec_parameters_to_context(decoders[i].get(), &par);
-    decoders[i]->err_recognition = AV_EF_CRCCHECK | AV_EF_BITSTREAM | AV_EF_BUFFER;
+    decoders[i]->err_recognition = AV_EF_CRCCHECK | AV_EF_BUFFER;
+    // Takes the zeros that may follow a slice of MPEG-2 for an error.
+    if (par.codec_id != AV_CODEC_ID_MPEG2VIDEO) decoders[i]->err_recognition |= AV_EF_BITSTREAM;
     if (avcodec_open2(decoders[i].get(), codec, nullptr) < 0) decoders[i].reset();
   }
   Own<AVPacket> packet(av_packet_alloc());
   while (av_read_frame(raw, packet.get()) >= 0) {
+    patience.Renew();
     const auto i = static_cast<std::size_t>(packet->stream_index);
+    if (i < file.streams.size() && IsMpegVideo(file.streams[i]) &&
+        file.streams[i].gopTimecode.empty()) {
+      file.streams[i].gopTimecode = GopTimecode(*packet);
+    }
     if (i < decoders.size() && decoders[i])
       Decode(*decoders[i], packet.get(), *raw->streams[i], file.streams[i]);
     av_packet_unref(packet.get());

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 extern "C" {
@@ -20,12 +21,15 @@ struct ProbedStream {
   double start = 0;          // time of the first decoded frame
   int errors = 0;            // of the decoder
   int channels = 0;
+  std::string layout;  // of the channels, such as "stereo"
   int sampleRate = 0;
   int width = 0;
   int height = 0;
   bool interlaced = false;
   bool topFirst = false;
-  AVRational sampleAspect{0, 1};
+  AVFieldOrder fieldOrder = AV_FIELD_UNKNOWN;  // as the container or the parser tells
+  AVRational sampleAspect{0, 1};               // of the container, else of the codec
+  std::string gopTimecode;                     // of MPEG's GOP headers
   int id = 0;
   std::uint32_t tag = 0;
   std::string language;
@@ -44,6 +48,8 @@ struct ProbedFile {
   int Count(AVMediaType type) const;
 };
 
-ProbedFile Probe(const std::string& path);
+// `options` go to the demuxer and the protocol. A URL that gives nothing for ten seconds is left.
+ProbedFile Probe(const std::string& path,
+                 const std::vector<std::pair<std::string, std::string>>& options = {});
 
 }  // namespace xv::test

@@ -19,11 +19,6 @@ void Check(int result, const std::string& output) {
   throw FollowError("Cannot write " + output + ": " + xv::DescribeAvError(result) + ".");
 }
 
-bool IsMedia(const AVStream& stream) {
-  const AVMediaType type = stream.codecpar->codec_type;
-  return type == AVMEDIA_TYPE_VIDEO || type == AVMEDIA_TYPE_AUDIO;
-}
-
 void AddStream(AVFormatContext& output, const AVStream& from) {
   AVStream* to = avformat_new_stream(&output, nullptr);
   if (to == nullptr || avcodec_parameters_copy(to->codecpar, from.codecpar) < 0)
@@ -47,6 +42,7 @@ Output OpenOutput(const AVFormatContext& source, const std::string& path,
     if (wanted) AddStream(*output, *source.streams[i]);
   }
   av_dict_copy(&output->metadata, source.metadata, 0);
+  output->flags |= AVFMT_FLAG_FLUSH_PACKETS;
   Check(avio_open(&output->pb, path.c_str(), AVIO_FLAG_WRITE), path);
   Check(avformat_write_header(output.get(), nullptr), path);
   return output;
@@ -54,23 +50,29 @@ Output OpenOutput(const AVFormatContext& source, const std::string& path,
 
 }  // namespace
 
-CopyTotals CopyPackets(PacketSource& source, const std::string& path) {
+CopyTotals CopyPackets(PacketSource& source, Growth& growth, const std::string& path) {
   std::vector<int> places;
   const Output output = OpenOutput(source.Streams(), path, &places);
   CopyTotals totals;
+  totals.packetsOfStream.resize(places.size());
   const xv::AvPtr<AVPacket> packet(av_packet_alloc());
   if (!packet) throw std::bad_alloc();
-  while (source.Next(*packet)) {
-    const auto from = static_cast<std::size_t>(packet->stream_index);
-    if (from >= places.size() || places[from] < 0) continue;
-    const AVRational base = source.Streams().streams[from]->time_base;
-    packet->stream_index = places[from];
-    packet->pos = -1;
-    av_packet_rescale_ts(packet.get(), base, output->streams[places[from]]->time_base);
-    ++totals.packets;
-    totals.bytes += packet->size;
-    Check(av_interleaved_write_frame(output.get(), packet.get()), path);
-  }
+  do {
+    while (!FollowingStopped() && source.Next(*packet)) {
+      growth.Progress();
+      const auto from = static_cast<std::size_t>(packet->stream_index);
+      if (from >= places.size() || places[from] < 0) continue;
+      const AVRational base = source.Streams().streams[from]->time_base;
+      packet->stream_index = places[from];
+      packet->pos = -1;
+      av_packet_rescale_ts(packet.get(), base, output->streams[places[from]]->time_base);
+      ++totals.packets;
+      ++totals.packetsOfStream[from];
+      totals.bytes += packet->size;
+      Check(av_interleaved_write_frame(output.get(), packet.get()), path);
+    }
+    avio_flush(output->pb);
+  } while (growth.LookAgain());
   if (totals.packets == 0) throw FollowError("The recording has no complete packet yet.");
   Check(av_write_trailer(output.get()), path);
   Check(avio_closep(&output->pb), path);

@@ -2,14 +2,73 @@
 #include <map>
 
 #include "ffm/growing_index.h"
+#include "platform/file.h"
 #include "xvfollow/recording.h"
 
 namespace xvfollow {
 namespace {
 
+constexpr int kBufferBytes = 1 << 16;
+
+// The bytes of a recording, with those that are still to come: at the end of the file a read waits.
+// It cannot be moved in, so that a demuxer does not look for tables at an end that is none.
+class FollowedFile {
+ public:
+  FollowedFile(const std::string& recording, Growth& growth) : growth_(growth) {
+    if (file_.OpenRead(recording).Failed()) {
+      throw FollowError("The recording " + recording + " cannot be opened.");
+    }
+    auto* buffer = static_cast<unsigned char*>(av_malloc(kBufferBytes));
+    io_ = avio_alloc_context(buffer, kBufferBytes, 0, this, &FollowedFile::Read, nullptr, nullptr);
+    if (io_ == nullptr) throw std::bad_alloc();
+  }
+  ~FollowedFile() {
+    av_freep(&io_->buffer);
+    avio_context_free(&io_);
+  }
+  FollowedFile(const FollowedFile&) = delete;
+  FollowedFile& operator=(const FollowedFile&) = delete;
+
+  Input Open(const std::string& recording) {
+    AVFormatContext* context = avformat_alloc_context();
+    if (context == nullptr) throw std::bad_alloc();
+    context->pb = io_;
+    // Frees the context where it fails.
+    if (avformat_open_input(&context, recording.c_str(), nullptr, nullptr) < 0) return nullptr;
+    Input input(context);
+    if (avformat_find_stream_info(context, nullptr) < 0) return nullptr;
+    return input;
+  }
+
+ private:
+  static int Read(void* opaque, std::uint8_t* into, int bytes) {
+    auto& self = *static_cast<FollowedFile*>(opaque);
+    std::size_t got = 0;
+    do {
+      if (self.file_.Read(into, static_cast<std::size_t>(bytes), &got).Failed())
+        return AVERROR(EIO);
+      if (got > 0) {
+        self.growth_.Progress();
+        return static_cast<int>(got);
+      }
+    } while (self.growth_.LookAgain());
+    return AVERROR_EOF;
+  }
+
+  xv::File file_;
+  Growth& growth_;
+  AVIOContext* io_ = nullptr;
+};
+
 class DemuxedSource : public PacketSource {
  public:
-  explicit DemuxedSource(const std::string& recording) : input_(OpenInput(recording)) {
+  DemuxedSource(const std::string& recording, Growth& growth) : recording_(recording) {
+    if (growth.Follows()) {
+      file_ = std::make_unique<FollowedFile>(recording, growth);
+      input_ = file_->Open(recording);
+    } else {
+      input_ = OpenInput(recording);
+    }
     if (!input_) {
       throw FollowError("Nothing in " + recording +
                         " can be read: it is no recording, or it was "
@@ -17,7 +76,9 @@ class DemuxedSource : public PacketSource {
     }
     // A transport stream does not tell how long a picture is: where the file is cut off, the last
     // one would come out torn. Whatever has a record is complete.
-    if (std::strcmp(input_->iformat->name, "mpegts") == 0) CountRecords(recording);
+    if (std::strcmp(input_->iformat->name, "mpegts") == 0) {
+      counted_ = !index_.Open(xv::IndexPath(recording)).Failed();
+    }
   }
 
   const AVFormatContext& Streams() const override { return *input_; }
@@ -31,20 +92,19 @@ class DemuxedSource : public PacketSource {
   }
 
  private:
-  void CountRecords(const std::string& recording) {
-    xv::IndexReader index;
-    counted_ = !index.Open(xv::IndexPath(recording)).Failed();
-    xv::IndexRecord record;
-    while (counted_ && index.Next(&record) == xv::Status(xv::S_OK)) ++records_[record.stream];
-  }
-
   bool IsComplete(const AVPacket& packet) {
-    const AVStream& stream = *input_->streams[packet.stream_index];
-    if (!counted_ || stream.codecpar->codec_type != AVMEDIA_TYPE_VIDEO) return true;
-    return ++taken_[packet.stream_index] <= records_[packet.stream_index];
+    const int stream = packet.stream_index;
+    const AVCodecParameters& codec = *input_->streams[stream]->codecpar;
+    if (!counted_ || codec.codec_type != AVMEDIA_TYPE_VIDEO) return true;
+    xv::IndexRecord record;
+    while (index_.Next(&record) == xv::Status(xv::S_OK)) ++records_[record.stream];
+    return ++taken_[stream] <= records_[stream] || !IsGrowing(recording_);
   }
 
+  std::string recording_;
+  std::unique_ptr<FollowedFile> file_;  // outlives its demuxer
   Input input_;
+  xv::IndexReader index_;
   bool counted_ = false;
   std::map<int, std::int64_t> records_;
   std::map<int, std::int64_t> taken_;
@@ -52,8 +112,8 @@ class DemuxedSource : public PacketSource {
 
 }  // namespace
 
-std::unique_ptr<PacketSource> OpenDemuxed(const std::string& recording) {
-  return std::make_unique<DemuxedSource>(recording);
+std::unique_ptr<PacketSource> OpenDemuxed(const std::string& recording, Growth& growth) {
+  return std::make_unique<DemuxedSource>(recording, growth);
 }
 
 }  // namespace xvfollow

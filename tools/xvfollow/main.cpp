@@ -2,10 +2,9 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <filesystem>
-#include <thread>
 
 #include "ffm/growing_index.h"
 #include "xvfollow/recording.h"
@@ -19,8 +18,6 @@ namespace {
 
 constexpr int kFailed = 1;
 constexpr int kUsage = 2;
-constexpr auto kPoll = std::chrono::milliseconds(200);
-constexpr auto kPatience = std::chrono::seconds(10);
 
 struct Options {
   std::string recording;
@@ -54,14 +51,15 @@ class Totals {
   }
 
   void Print() const {
-    for (std::size_t i = 0; i < totals_.size(); ++i) {
+    for (std::size_t i = 0; i < streams_.nb_streams; ++i) {
+      if (i >= totals_.size() || totals_[i].packets == 0) {
+        if (IsMedia(*streams_.streams[i]))
+          fmt::print("{}, no packets yet\n", StreamName(streams_, i));
+        continue;
+      }
       const StreamTotals& one = totals_[i];
-      const AVCodecParameters& codec = *streams_.streams[i]->codecpar;
-      fmt::print("stream {}: {} {}, {} packets, {} key, {} bytes, {:.2f} s\n", i,
-                 codec.codec_type == AVMEDIA_TYPE_VIDEO   ? "video"
-                 : codec.codec_type == AVMEDIA_TYPE_AUDIO ? "audio"
-                                                          : "data",
-                 avcodec_get_name(codec.codec_id), one.packets, one.keys, one.bytes, one.end);
+      fmt::print("{}, {} packets, {} key, {} bytes, {:.2f} s\n", StreamName(streams_, i),
+                 one.packets, one.keys, one.bytes, one.end);
     }
     std::fflush(stdout);
   }
@@ -82,59 +80,56 @@ bool TakeRecords(xv::IndexReader& index, Totals& totals) {
   return any;
 }
 
-int ShowClosed(const Options& options) {
-  const auto source = OpenRecording(options.recording);
+void ShowPackets(PacketSource& source) {
   const xv::AvPtr<AVPacket> packet(av_packet_alloc());
   if (!packet) throw std::bad_alloc();
-  Totals totals(source->Streams());
-  while (source->Next(*packet)) {
+  Totals totals(source.Streams());
+  while (source.Next(*packet)) {
     totals.Add(static_cast<std::size_t>(packet->stream_index),
                static_cast<std::uint32_t>(packet->size), (packet->flags & AV_PKT_FLAG_KEY) != 0,
                packet->pts, packet->duration);
   }
   totals.Print();
-  fmt::print("The recording is closed.\n");
-  return 0;
 }
 
-int ShowGrowing(const Options& options) {
-  const auto source = OpenRecording(options.recording);
+void ShowRecords(xv::IndexReader& index, const PacketSource& source, Growth& growth) {
+  Totals totals(source.Streams());
+  bool printed = false;
+  do {
+    const bool any = TakeRecords(index, totals);
+    if (any) growth.Progress();
+    if (any || !printed) totals.Print();
+    printed = true;
+  } while (growth.LookAgain());
+}
+
+int Show(const Options& options, Growth& growth) {
+  // Opened first: an index that is open can be read on when the recording is closed.
   xv::IndexReader index;
-  if (index.Open(xv::IndexPath(options.recording)).Failed()) {
-    throw FollowError("The index of " + options.recording + " cannot be read.");
+  const bool indexed = !index.Open(xv::IndexPath(options.recording)).Failed();
+  const auto source = OpenRecording(options.recording, growth);
+  if (indexed) {
+    ShowRecords(index, *source, growth);
+  } else {
+    ShowPackets(*source);
   }
-  Totals totals(source->Streams());
-  TakeRecords(index, totals);
-  totals.Print();
-  auto last = std::chrono::steady_clock::now();
-  while (options.follow && IsGrowing(options.recording)) {
-    std::this_thread::sleep_for(kPoll);
-    const auto now = std::chrono::steady_clock::now();
-    if (TakeRecords(index, totals)) {
-      last = now;
-      totals.Print();
-    } else if (now - last > kPatience) {
-      fmt::print("Nothing new came for {} seconds.\n", kPatience.count());
-      return 0;
-    }
-  }
-  fmt::print("{}\n", IsGrowing(options.recording) ? "The recording has no proper end yet."
-                                                  : "The recording is closed.");
+  fmt::print("{}\n", growth.Ending());
   return 0;
 }
 
-int Show(const Options& options) {
-  return IsGrowing(options.recording) ? ShowGrowing(options) : ShowClosed(options);
-}
-
-int Copy(const Options& options) {
+int Copy(const Options& options, Growth& growth) {
   std::error_code ignored;
   if (std::filesystem::equivalent(options.recording, options.copy, ignored)) {
     throw FollowError("The copy would replace the recording itself.");
   }
-  const auto source = OpenRecording(options.recording);
-  const CopyTotals totals = CopyPackets(*source, options.copy);
+  const auto source = OpenRecording(options.recording, growth);
+  const CopyTotals totals = CopyPackets(*source, growth, options.copy);
   fmt::print("{}: {} packets, {} bytes\n", options.copy, totals.packets, totals.bytes);
+  for (std::size_t i = 0; i < totals.packetsOfStream.size(); ++i) {
+    if (totals.packetsOfStream[i] > 0 || !IsMedia(*source->Streams().streams[i])) continue;
+    fmt::print("{}, no packets yet: its track is empty\n", StreamName(source->Streams(), i));
+  }
+  if (options.follow) fmt::print("{}\n", growth.Ending());
   return 0;
 }
 
@@ -143,18 +138,21 @@ int Main(int argc, char** argv) {
   CLI::App app{"Reads a recording that grows, or whose writer died."};
   app.set_version_flag("--version", "xvfollow " XV_VERSION);
   app.add_option("RECORDING", options.recording, "The file that is being recorded")->required();
-  auto* follow = app.add_flag("--follow", options.follow,
-                              "Go on until the recording is closed or nothing new comes");
-  app.add_option("--copy", options.copy, "Write all complete packets into this playable file")
-      ->excludes(follow);
+  app.add_flag("--follow", options.follow,
+               "Go on until the recording is closed or nothing new comes for ten seconds");
+  app.add_option(
+      "--copy", options.copy,
+      "Write all complete packets into this playable file; with --follow it grows along");
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : kUsage;
   }
   av_log_set_level(AV_LOG_PANIC);
+  std::signal(SIGINT, [](int) { StopFollowing(); });
   try {
-    return options.copy.empty() ? Show(options) : Copy(options);
+    Growth growth(options.recording, options.follow);
+    return options.copy.empty() ? Show(options, growth) : Copy(options, growth);
   } catch (const std::exception& error) {
     std::fprintf(stderr, "xvfollow: %s\n", error.what());
     return kFailed;

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "contracts/av_handles.h"
+#include "xvfollow/growth.h"
 
 namespace xvfollow {
 
@@ -39,18 +40,25 @@ class PacketSource {
 // there or not complete yet.
 std::unique_ptr<PacketSource> OpenIndexed(const std::string& recording, Input header);
 // Lets FFmpeg's demuxer find the packets: recordings that were closed, and containers that need no
-// tables.
-std::unique_ptr<PacketSource> OpenDemuxed(const std::string& recording);
+// tables. Of a recording that is followed, the packets are waited for inside of Next.
+std::unique_ptr<PacketSource> OpenDemuxed(const std::string& recording, Growth& growth);
 
 bool IsGrowing(const std::string& recording);
-// The way that suits the container.
-std::unique_ptr<PacketSource> OpenRecording(const std::string& recording);
+// The way that suits the container. A header file that is not complete is waited for.
+std::unique_ptr<PacketSource> OpenRecording(const std::string& recording, Growth& growth);
 
 struct CopyTotals {
   std::int64_t packets = 0;
   std::int64_t bytes = 0;
+  std::vector<std::int64_t> packetsOfStream;  // of each stream of the source
 };
-// Writes every packet of `source` into a file whose name tells the container.
-CopyTotals CopyPackets(PacketSource& source, const std::string& output);
+// Writes every packet of `source` into a file whose name tells the container. What is followed is
+// in the file as soon as it is in the recording.
+CopyTotals CopyPackets(PacketSource& source, Growth& growth, const std::string& output);
+
+// Pictures or sound: what a copy takes over.
+bool IsMedia(const AVStream& stream);
+// "stream 1: audio aac".
+std::string StreamName(const AVFormatContext& streams, std::size_t stream);
 
 }  // namespace xvfollow

@@ -1,3 +1,5 @@
+#include <malloc.h>
+
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <csignal>
@@ -27,6 +29,14 @@ constexpr int kUsage = 2;
 volatile std::sig_atomic_t stopAsked = 0;
 
 void AskToStop(int) { stopAsked = 1; }
+
+// Packets and pictures are megabytes each, and go and come with every frame: memory that is given
+// back to the system each time is faulted in anew page by page.
+void KeepFreedMemory() {
+  constexpr int kMost = 256 << 20;
+  mallopt(M_MMAP_THRESHOLD, kMost);
+  mallopt(M_TRIM_THRESHOLD, kMost);
+}
 
 struct Options {
   std::string input;
@@ -158,7 +168,8 @@ int PrintLists(const Options& options, const xv::host::Writer& writer) {
 int Record(const Options& options, xv::host::Writer& writer) {
   const std::unique_ptr<Input> input = OpenInput(options);
   // Captions of the input stay with it unless the user says otherwise.
-  std::string attributes = "embed_cc=true";
+  // The input waits for the encoder, unlike a capture card: a short queue holds less memory.
+  std::string attributes = "embed_cc=true video.buffers=8";
   if (TakesPresets(options)) {
     attributes += PresetText(*ParseList(writer.Get("supported_list")), options.format,
                              options.codec, options.audioCodec);
@@ -286,4 +297,7 @@ int Main(int argc, char** argv) {
 }  // namespace
 }  // namespace xvrecord
 
-int main(int argc, char** argv) { return xvrecord::Main(argc, argv); }
+int main(int argc, char** argv) {
+  xvrecord::KeepFreedMemory();
+  return xvrecord::Main(argc, argv);
+}

@@ -1,0 +1,112 @@
+#include <arpa/inet.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+
+#include "support/peer_process.h"
+#include "clients/received_media.h"
+
+// Receivers that fail in the middle of a stream while another writer of the process records.
+namespace xv::test {
+namespace {
+
+constexpr int kTaken = 100'000;      // bytes that the receiver reads before it fails
+constexpr int kMostFrames = 4000;    // never reached: the stream breaks long before
+constexpr double kStopWithin = 3.0;  // seconds; io_timeout is one
+
+// Takes one connection on loopback, reads a while and then hangs up, or keeps the connection and
+// reads no more.
+class BrokenReceiver {
+ public:
+  explicit BrokenReceiver(bool hangsUp)
+      : port_(FreePort(Transport::kTcp)),
+        socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(static_cast<std::uint16_t>(port_));
+    ::bind(socket_, reinterpret_cast<sockaddr*>(&address), sizeof(address));
+    ::listen(socket_, 1);
+    reading_ = std::thread([this, hangsUp] { Read(hangsUp); });
+  }
+  ~BrokenReceiver() {
+    ::shutdown(socket_, SHUT_RDWR);
+    reading_.join();
+    ::close(socket_);
+    if (connection_ >= 0) ::close(connection_);
+  }
+  std::string Url(const char* scheme) const {
+    return std::string(scheme) + "://127.0.0.1:" + std::to_string(port_) + "/a.ts";
+  }
+  bool HasTakenItsPart() const { return taken_ >= kTaken; }
+
+ private:
+  void Read(bool hangsUp) {
+    connection_ = ::accept4(socket_, nullptr, nullptr, SOCK_CLOEXEC);
+    char buffer[4096];
+    while (taken_ < kTaken) {
+      const ssize_t got = ::recv(connection_, buffer, sizeof(buffer), 0);
+      if (got <= 0) return;
+      taken_ += static_cast<int>(got);
+    }
+    if (!hangsUp) return;
+    ::close(connection_);
+    connection_ = -1;
+  }
+  int port_;
+  int socket_;
+  int connection_ = -1;
+  std::atomic<int> taken_{0};
+  std::thread reading_;
+};
+
+struct Breakage {
+  const char* name;
+  const char* scheme;
+  bool hangsUp;
+};
+
+void PrintTo(const Breakage& breakage, std::ostream* out) { *out << breakage.name; }
+
+class BrokenStream : public testing::TestWithParam<Breakage> {};
+
+TEST_P(BrokenStream, EndsItsOwnWriterInTimeAndNoOther) {
+  std::signal(SIGPIPE, SIG_IGN);
+  TemporaryFolder folder;
+  BrokenReceiver receiver(GetParam().hangsUp);
+  host::Writer broken;
+  // Uncompressed pictures fill every buffer on the way.
+  ASSERT_EQ(broken.Start(receiver.Url(GetParam().scheme),
+                         "format=matroska video::codec=rawvideo io_timeout=1"),
+            S_OK);
+  HRESULT result = S_OK;
+  std::thread pushing([&] {
+    for (int i = 0; i < kMostFrames && Succeeded(result); ++i) {
+      result = broken.Put(MakeFrame(LiveFeed(), i));
+    }
+  });
+  EXPECT_EQ(Record(folder / "a.mp4", "video::codec=mpeg4", LiveFeed(), kFrames), S_OK);
+  pushing.join();
+  EXPECT_TRUE(receiver.HasTakenItsPart());
+  EXPECT_LT(result, 0);
+  EXPECT_THAT(broken.LastError(), testing::HasSubstr("packet"));
+  const auto stopping = std::chrono::steady_clock::now();
+  broken.Stop();
+  const std::chrono::duration<double> took = std::chrono::steady_clock::now() - stopping;
+  EXPECT_LT(took.count(), kStopWithin);
+  const ProbedFile neighbour = Probe(folder / "a.mp4");
+  ASSERT_NE(neighbour.Video(), nullptr);
+  ExpectPictures(*neighbour.Video(), "mpeg4", 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Receivers, BrokenStream,
+                         testing::Values(Breakage{"TcpHangsUp", "tcp", true},
+                                         Breakage{"TcpStopsReading", "tcp", false},
+                                         Breakage{"HttpHangsUp", "http", true},
+                                         Breakage{"HttpStopsReading", "http", false}),
+                         [](const auto& breakage) { return std::string(breakage.param.name); });
+
+}  // namespace
+}  // namespace xv::test

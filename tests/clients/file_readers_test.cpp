@@ -1,0 +1,119 @@
+#include <algorithm>
+#include <csignal>
+#include <fstream>
+#include <sstream>
+
+#include "support/peer_process.h"
+#include "clients/received_media.h"
+#include "support/run_program.h"
+
+// Playlists, segments and picture sequences, read from the disk or from a web server's folder.
+namespace xv::test {
+namespace {
+
+using testing::HasSubstr;
+
+constexpr char kSegments[] =
+    "format=hls hls_time=0.4 hls_list_size=0 video::codec=libx264 video::preset=ultrafast "
+    "video::tune=zerolatency video::g=10 audio::codec=aac ";
+
+std::vector<std::string> LinesOf(const std::string& path) {
+  std::ifstream file(path);
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(file, line);) lines.push_back(line);
+  return lines;
+}
+
+// The playlist is closed and its segments, one after the other, hold all pictures: each decodes
+// alone, the last one too.
+void ExpectPlaylist(const TemporaryFolder& folder, const std::string& playlist) {
+  const auto lines = LinesOf(folder / playlist);
+  ASSERT_FALSE(lines.empty());
+  EXPECT_EQ(lines.front(), "#EXTM3U");
+  EXPECT_EQ(lines.back(), "#EXT-X-ENDLIST");
+  int segments = 0;
+  std::int64_t pictures = 0;
+  for (const std::string& line : lines) {
+    if (line.empty() || line[0] == '#') continue;
+    const ProbedFile segment = Probe(folder / line);
+    ASSERT_TRUE(segment.Video() != nullptr && segment.Audio() != nullptr) << line;
+    EXPECT_EQ(segment.Video()->errors, 0) << line;
+    EXPECT_EQ(segment.Video()->frames, 10) << line;
+    pictures += segment.Video()->frames;
+    ++segments;
+  }
+  EXPECT_EQ(segments, 5);
+  EXPECT_EQ(pictures, kFrames);
+  ExpectAll(Probe(folder / playlist), "h264", "aac");
+}
+
+TEST(HlsReader, FindsAClosedPlaylistAndWholeSegments) {
+  TemporaryFolder folder;
+  ASSERT_EQ(Record(folder / "a.m3u8", kSegments, LiveFeed(), kFrames), S_OK);
+  ExpectPlaylist(folder, "a.m3u8");
+}
+
+TEST(HlsReader, FragmentedSegmentsHaveTheirInitialisation) {
+  TemporaryFolder folder;
+  ASSERT_EQ(Record(folder / "a.m3u8", std::string(kSegments) + "hls_segment_type=fmp4", LiveFeed(),
+                   kFrames),
+            S_OK);
+  EXPECT_THAT(LinesOf(folder / "a.m3u8"), testing::Contains(HasSubstr("#EXT-X-MAP")));
+  ExpectAll(Probe(folder / "a.m3u8"), "h264", "aac");
+}
+
+TEST(HlsReader, WebServerGetsPlaylistAndSegments) {
+  TemporaryFolder folder;
+  const int port = FreePort(Transport::kTcp);
+  PeerProcess server({"python3", PUT_SERVER, std::to_string(port), folder.path()}, folder / "log");
+  ASSERT_TRUE(WaitUntilBound(Transport::kTcp, port, 15));
+  host::Writer writer;
+  ASSERT_EQ(writer.Start("http://127.0.0.1:" + std::to_string(port) + "/a.m3u8",
+                         std::string(kSegments) + "method=PUT"),
+            S_OK);
+  ASSERT_EQ(PushFrames(writer, LiveFeed(), kFrames), S_OK) << writer.LastError();
+  writer.Stop();
+  EXPECT_EQ(writer.LastError(), "");
+  // The server may still be at work on what its client has sent to the end.
+  EXPECT_TRUE(Eventually(5, [&] {
+    const auto lines = LinesOf(folder / "a.m3u8");
+    return !lines.empty() && lines.back() == "#EXT-X-ENDLIST";
+  }));
+  ExpectPlaylist(folder, "a.m3u8");
+}
+
+TEST(PictureReader, FindsEachPictureOfASequence) {
+  struct Case {
+    const char* extension;
+    const char* codec;
+    bool fullRange;
+  };
+  TemporaryFolder folder;
+  Feed feed = LiveFeed();
+  feed.channels = 0;
+  for (const Case& one :
+       {Case{"jpg", "mjpeg", true}, Case{"png", "png", true}, Case{"dpx", "dpx", true},
+        Case{"tiff", "tiff", false}, Case{"tga", "targa", true}, Case{"j2c", "jpeg2000", false}}) {
+    const std::string name = std::string("%03d.") + one.extension;
+    ASSERT_EQ(Record(folder / name, "format=image2 create_folder=false", feed, 12), S_OK) << name;
+    const ProbedFile file = Probe(folder / name);
+    ASSERT_NE(file.Video(), nullptr) << name;
+    EXPECT_EQ(file.Video()->codec, one.codec);
+    EXPECT_EQ(file.Video()->frames, 12) << name;
+    EXPECT_EQ(file.Video()->errors, 0) << name;
+    EXPECT_TRUE(file.Video()->width == 320 && file.Video()->height == 240) << name;
+    // The first plane of RGB pictures is a colour, of grey the same.
+    for (std::size_t i = 0; i < file.Video()->lumaMeans.size(); ++i) {
+      const double pushed = 40 + 5 * static_cast<double>(i);
+      const double level = one.fullRange ? (pushed - 16) * 255 / 219 : pushed;
+      EXPECT_NEAR(file.Video()->lumaMeans[i], level, 3) << name << " " << i;
+    }
+    const auto shown =
+        RunProgram({"ffmpeg", "-v", "error", "-i", folder / name, "-f", "framecrc", "-"});
+    EXPECT_EQ(shown.status, 0) << shown.err;
+    EXPECT_EQ(shown.err, "");
+  }
+}
+
+}  // namespace
+}  // namespace xv::test

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <thread>
+
+#include "support/host_frames.h"
+#include "support/media_probe.h"
+
+// What the tests of the clients push, and what must come out at the other end.
+namespace xv::test {
+
+inline constexpr int kFrames = 50;
+inline constexpr char kLiveCodecs[] =
+    "video::codec=libx264 video::preset=ultrafast video::tune=zerolatency video::g=10 "
+    "audio::codec=aac ";
+
+// Each picture has another level and the sound goes on, so that what is missing shows.
+inline Feed LiveFeed() {
+  Feed feed;
+  feed.width = 320;
+  feed.height = 240;
+  return feed;
+}
+
+// A few times faster than the clock: a receiver of datagrams must keep up.
+inline HRESULT PushPaced(host::Writer& writer, const Feed& feed, int count, int first = 0) {
+  HRESULT result = S_OK;
+  for (int i = first; i < first + count && result == S_OK; ++i) {
+    result = writer.Put(MakeFrame(feed, i));
+    std::this_thread::sleep_for(std::chrono::milliseconds(8));
+  }
+  return result;
+}
+
+// The pictures that arrived are those from number `first` to the last that was pushed.
+inline void ExpectPictures(const ProbedStream& video, const std::string& codec, int first,
+                           int tolerance = 3) {
+  EXPECT_EQ(video.codec, codec);
+  EXPECT_EQ(video.errors, 0);
+  EXPECT_TRUE(video.width == 320 && video.height == 240) << video.width << "x" << video.height;
+  ASSERT_EQ(video.frames, kFrames - first);
+  for (std::size_t i = 0; i < video.lumaMeans.size(); ++i) {
+    const int number = first + static_cast<int>(i);
+    EXPECT_NEAR(video.lumaMeans[i], 40 + 5 * (number % 32), tolerance) << number;
+  }
+}
+
+inline void ExpectSound(const ProbedStream& audio, const std::string& codec) {
+  EXPECT_EQ(audio.codec, codec);
+  EXPECT_EQ(audio.errors, 0);
+  EXPECT_TRUE(audio.channels == 2 && audio.sampleRate == 48000);
+  EXPECT_NEAR(audio.seconds, kFrames / 25.0, 0.1);
+}
+
+inline void ExpectAll(const ProbedFile& file, const std::string& video, const std::string& audio) {
+  ASSERT_TRUE(file.opened && file.Video() != nullptr && file.Audio() != nullptr);
+  ExpectPictures(*file.Video(), video, 0);
+  ExpectSound(*file.Audio(), audio);
+  EXPECT_NEAR(file.seconds, kFrames / 25.0, 0.15);
+}
+
+}  // namespace xv::test

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <functional>
+
+// Ports of loopback where the other end of a stream waits.
+namespace xv::test {
+
+enum class Transport { kTcp, kUdp };
+
+// An even port that nobody has, the one above it free too: RTP's control packets go there.
+int FreePort(Transport transport);
+// True once somebody listens at the port. Nothing connects to it: a peer may take one caller only.
+bool WaitUntilBound(Transport transport, int port, double seconds);
+// Asks every few milliseconds; false when it never held.
+bool Eventually(double seconds, const std::function<bool()>& holds);
+
+}  // namespace xv::test

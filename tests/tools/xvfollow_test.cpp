@@ -1,0 +1,293 @@
+#include <gmock/gmock.h>
+
+#include <csignal>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <thread>
+
+#include "contracts/av_handles.h"
+#include "ffm/growing_index.h"
+#include "ffm/header_file.h"
+#include "support/host_frames.h"
+#include "support/media_probe.h"
+#include "support/peer_process.h"
+#include "support/run_program.h"
+
+// Recordings as xvfollow finds them: at work, cut off early, with sound alone.
+namespace xv::test {
+namespace {
+
+using testing::HasSubstr;
+
+const std::string kRecord = XVRECORD;
+const std::string kFollow = XVFOLLOW;
+constexpr double kPatience = 20;  // seconds
+
+constexpr char kMpeg[] = "video::codec=mpeg2video audio::codec=pcm_s16le ";
+constexpr char kH264[] =
+    "video::codec=libx264 video::preset=ultrafast video::g=12 audio::codec=aac ";
+
+std::string ReadText(const std::string& path) {
+  std::ostringstream text;
+  text << std::ifstream(path, std::ios::binary).rdbuf();
+  return text.str();
+}
+
+std::vector<IndexRecord> ReadRecords(const std::string& index) {
+  std::vector<IndexRecord> records;
+  IndexReader reader;
+  if (reader.Open(index).Failed()) return records;
+  IndexRecord record;
+  while (reader.Next(&record) == Status(S_OK)) records.push_back(record);
+  return records;
+}
+
+int CountOf(const std::vector<IndexRecord>& records, int stream) {
+  return static_cast<int>(std::count_if(records.begin(), records.end(),
+                                        [&](const auto& one) { return one.stream == stream; }));
+}
+
+Feed SmallFeed() {
+  Feed feed;
+  feed.width = 320;
+  feed.height = 240;
+  return feed;
+}
+
+// Several times faster than the clock, with a growing index beside it.
+void PushSlowly(host::Writer& writer, int count, int first) {
+  for (int i = first; i < first + count; ++i) {
+    ASSERT_EQ(writer.Put(MakeFrame(SmallFeed(), i)), S_OK) << writer.LastError();
+    std::this_thread::sleep_for(std::chrono::milliseconds(6));
+  }
+}
+
+std::uintmax_t SizeOf(const std::string& path) {
+  std::error_code error;
+  const auto size = std::filesystem::file_size(path, error);
+  return error ? 0 : size;
+}
+
+struct Container {
+  const char* name;  // of the recording
+  std::string attributes;
+};
+
+void PrintTo(const Container& container, std::ostream* out) {
+  *out << container.name << ' ' << container.attributes;
+}
+
+std::string CopyName(const Container& container) {
+  return "copy." + std::string(container.name).substr(2);
+}
+
+class FollowedRecording : public testing::TestWithParam<Container> {};
+
+TEST_P(FollowedRecording, CopyGrowsAlongAndIsCompleteAtTheEnd) {
+  constexpr int kBefore = 10, kHalf = 80, kAll = 150;
+  TemporaryFolder folder;
+  const std::string recording = folder / GetParam().name;
+  const std::string copy = folder / CopyName(GetParam());
+  host::Writer writer;
+  ASSERT_EQ(writer.Start(recording, "play_while_rec=true " + GetParam().attributes), S_OK);
+  PushSlowly(writer, kBefore, 0);
+  // Where there is a header file, it is not complete yet.
+  PeerProcess follower({kFollow, "--follow", "--copy", copy, recording}, folder / "log");
+  PushSlowly(writer, kHalf - kBefore, kBefore);
+  ASSERT_TRUE(Eventually(kPatience, [&] { return SizeOf(copy) > 0; })) << ReadText(folder / "log");
+  const std::uintmax_t half = SizeOf(copy);
+  PushSlowly(writer, kAll - kHalf, kHalf);
+  EXPECT_TRUE(Eventually(kPatience, [&] { return SizeOf(copy) > half; }));
+  EXPECT_FALSE(follower.WaitForEnd(0));
+  writer.Stop();
+  ASSERT_TRUE(follower.WaitForEnd(kPatience));
+  EXPECT_EQ(follower.ExitStatus(), 0);
+  EXPECT_THAT(ReadText(folder / "log"), HasSubstr("The recording is closed."));
+  const ProbedFile original = Probe(recording), copied = Probe(copy);
+  ASSERT_EQ(copied.streams.size(), original.streams.size());
+  for (std::size_t i = 0; i < copied.streams.size(); ++i) {
+    EXPECT_EQ(copied.streams[i].codec, original.streams[i].codec);
+    EXPECT_EQ(copied.streams[i].errors, 0);
+    EXPECT_EQ(copied.streams[i].frames, original.streams[i].frames);
+    EXPECT_EQ(copied.streams[i].samples, original.streams[i].samples);
+  }
+  EXPECT_EQ(copied.Video() == nullptr ? kAll : copied.Video()->frames, kAll);
+  ASSERT_NE(copied.Audio(), nullptr);
+  EXPECT_NEAR(copied.Audio()->seconds, kAll / 25.0, 0.05);
+}
+
+const std::string kSoundAlone = "video::enabled=false audio::codec=";
+
+INSTANTIATE_TEST_SUITE_P(
+    Containers, FollowedRecording,
+    testing::Values(Container{"a.mov", kMpeg}, Container{"a.mp4", kH264}, Container{"a.avi", kMpeg},
+                    Container{"a.mxf", kMpeg}, Container{"a.mkv", kH264},
+                    Container{"a.ts", "video::codec=mpeg2video audio::codec=mp2"},
+                    Container{"a.mov", kSoundAlone + "pcm_s24le"},
+                    Container{"a.mp4", kSoundAlone + "aac"},
+                    Container{"a.ts", kSoundAlone + "mp2"}));
+
+using Payload = std::vector<std::uint8_t>;
+
+// All packets of each stream, one behind the other: readers cut sound into pieces of their own.
+std::map<int, Payload> DemuxedStreams(const std::string& path) {
+  std::map<int, Payload> streams;
+  AVFormatContext* input = nullptr;
+  if (avformat_open_input(&input, path.c_str(), nullptr, nullptr) < 0) return streams;
+  const AvPtr<AVPacket> packet(av_packet_alloc());
+  while (av_read_frame(input, packet.get()) >= 0) {
+    Payload& payload = streams[packet->stream_index];
+    payload.insert(payload.end(), packet->data, packet->data + packet->size);
+    av_packet_unref(packet.get());
+  }
+  avformat_close_input(&input);
+  return streams;
+}
+
+class IndexedRecording : public testing::TestWithParam<Container> {};
+
+TEST_P(IndexedRecording, RecordsNameEveryByteOfPicturesAndSound) {
+  TemporaryFolder folder;
+  const std::string recording = folder / GetParam().name;
+  host::Writer writer;
+  ASSERT_EQ(writer.Start(recording,
+                         "play_while_rec=true start_timecode=disabled " + GetParam().attributes),
+            S_OK);
+  ASSERT_EQ(PushFrames(writer, SmallFeed(), 40), S_OK);
+  // A second name keeps the index over the end of the recording.
+  std::filesystem::create_hard_link(IndexPath(recording), folder / "kept.idx");
+  ASSERT_EQ(PushFrames(writer, SmallFeed(), 35, 40), S_OK);
+  writer.Stop();
+  ASSERT_FALSE(std::filesystem::exists(IndexPath(recording)));
+  const std::string file = ReadText(recording);
+  std::map<int, Payload> indexed;
+  std::map<int, std::uint32_t> number;
+  for (const IndexRecord& record : ReadRecords(folder / "kept.idx")) {
+    EXPECT_EQ(record.frameNumber, number[record.stream]++);
+    ASSERT_LE(static_cast<std::size_t>(record.position) + record.size, file.size());
+    const auto from = file.begin() + record.position;
+    Payload& payload = indexed[record.stream];
+    payload.insert(payload.end(), from, from + record.size);
+  }
+  const auto demuxed = DemuxedStreams(recording);
+  EXPECT_FALSE(demuxed.empty());
+  ASSERT_EQ(indexed.size(), demuxed.size());
+  for (const auto& [stream, payload] : demuxed) {
+    EXPECT_GT(payload.size(), 1000u) << stream;
+    EXPECT_TRUE(indexed[stream] == payload)
+        << stream << ": " << indexed[stream].size() << " bytes of " << payload.size();
+  }
+}
+
+const std::string kLowLevel = "play_while_rec.low_level_io=true ";
+
+INSTANTIATE_TEST_SUITE_P(
+    Containers, IndexedRecording,
+    testing::Values(Container{"a.mov", kMpeg}, Container{"a.mov", kLowLevel + kMpeg},
+                    Container{"a.mp4", kH264}, Container{"a.mp4", kLowLevel + kH264},
+                    Container{"a.avi", kMpeg}, Container{"a.avi", kLowLevel + kMpeg},
+                    Container{"a.mxf", kMpeg}, Container{"a.mov", kSoundAlone + "pcm_s16le"}));
+
+class EarlyDeath : public testing::TestWithParam<Container> {};
+
+// The writer dies ahead of the frame at which the header file is finished.
+TEST_P(EarlyDeath, LeavesWhatItsContainerCanTell) {
+  TemporaryFolder folder;
+  const std::string recording = folder / GetParam().name;
+  {
+    PeerProcess writer(
+        {kRecord, "--quiet", "--realtime", "-a", "play_while_rec=true " + GetParam().attributes,
+         "test:size=320x240,rate=25,seconds=60", recording},
+        folder / "log");
+    ASSERT_TRUE(
+        Eventually(kPatience, [&] { return CountOf(ReadRecords(IndexPath(recording)), 0) >= 8; }));
+    writer.Send(SIGKILL);
+    ASSERT_TRUE(writer.WaitForEnd(kPatience));
+    ASSERT_EQ(writer.ExitStatus(), 128 + SIGKILL);
+  }
+  const int pictures = CountOf(ReadRecords(IndexPath(recording)), 0);
+  ASSERT_LT(pictures, 26);
+  const std::string copy = folder / CopyName(GetParam());
+  const auto run = RunProgram({kFollow, "--copy", copy, recording});
+  if (std::string(GetParam().name) == "a.mov") {
+    // Without tables nobody knows the codecs.
+    EXPECT_TRUE(std::filesystem::exists(HeaderPath(recording)));
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.err, HasSubstr("more than 25 frames"));
+    EXPECT_THAT(run.err, HasSubstr(std::to_string(pictures) + " of stream 0"));
+    return;
+  }
+  ASSERT_EQ(run.status, 0) << run.err;
+  const ProbedFile copied = Probe(copy);
+  ASSERT_NE(copied.Video(), nullptr);
+  EXPECT_EQ(copied.Video()->errors, 0);
+  EXPECT_LE(copied.Video()->frames, pictures);
+  EXPECT_GE(copied.Video()->frames, pictures - 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Containers, EarlyDeath,
+    testing::Values(Container{"a.mov", kMpeg}, Container{"a.avi", kMpeg}, Container{"a.mxf", kMpeg},
+                    Container{"a.ts", "video::codec=mpeg2video audio::codec=mp2"}));
+
+TEST(Xvfollow, SaysThatNoStreamHasPacketsYet) {
+  TemporaryFolder folder;
+  const std::string recording = folder / "a.mp4";
+  host::Writer writer;
+  // The encoder looks some forty pictures ahead, and the sound waits for them.
+  ASSERT_EQ(writer.Start(recording, "play_while_rec=true video::codec=libx264 audio::codec=aac"),
+            S_OK);
+  ASSERT_EQ(PushFrames(writer, SmallFeed(), 30), S_OK);
+  const auto early = RunProgram({kFollow, recording});
+  EXPECT_EQ(early.status, 1);
+  EXPECT_THAT(early.err,
+              HasSubstr("more than 25 frames and a packet of each stream. No stream has"));
+}
+
+TEST(Xvfollow, SaysThatAnIndexIsEmpty) {
+  TemporaryFolder folder;
+  const std::string recording = folder / "b.mov";
+  host::Writer writer;
+  ASSERT_EQ(writer.Start(recording, std::string("play_while_rec=true ") + kMpeg), S_OK);
+  PushSlowly(writer, 40, 0);
+  ASSERT_TRUE(Eventually(kPatience, [&] { return Probe(HeaderPath(recording)).opened; }));
+  std::filesystem::create_directory(folder / "cut");
+  const std::string cut = folder / "cut/b.mov";
+  std::filesystem::copy_file(recording, cut);
+  std::filesystem::copy_file(HeaderPath(recording), HeaderPath(cut));
+  // The head alone: four bytes of magic, then what its first number counts.
+  const std::string index = ReadText(IndexPath(recording));
+  const auto head = 4 + static_cast<std::size_t>(static_cast<unsigned char>(index.at(4)));
+  std::ofstream(IndexPath(cut), std::ios::binary) << index.substr(0, head);
+  const auto shown = RunProgram({kFollow, cut});
+  EXPECT_EQ(shown.status, 0) << shown.err;
+  EXPECT_EQ(shown.out,
+            "stream 0: video mpeg2video, no packets yet\n"
+            "stream 1: audio pcm_s16le, no packets yet\n"
+            "The recording has no proper end yet.\n");
+  const auto copied = RunProgram({kFollow, "--copy", folder / "c.mov", cut});
+  EXPECT_EQ(copied.status, 1);
+  EXPECT_THAT(copied.err, HasSubstr("no complete packet yet"));
+}
+
+TEST(Xvfollow, InterruptLeavesAPlayableCopy) {
+  TemporaryFolder folder;
+  const std::string recording = folder / "a.mov";
+  const std::string copy = folder / "copy.mov";
+  host::Writer writer;
+  ASSERT_EQ(writer.Start(recording, std::string("play_while_rec=true ") + kMpeg), S_OK);
+  PushSlowly(writer, 60, 0);
+  PeerProcess follower({kFollow, "--follow", "--copy", copy, recording}, folder / "log");
+  ASSERT_TRUE(Eventually(kPatience, [&] { return SizeOf(copy) > 10'000; }));
+  follower.Send(SIGINT);
+  ASSERT_TRUE(follower.WaitForEnd(kPatience));
+  EXPECT_EQ(follower.ExitStatus(), 0);
+  const ProbedFile copied = Probe(copy);
+  ASSERT_NE(copied.Video(), nullptr);
+  EXPECT_GE(copied.Video()->frames, 20);
+  EXPECT_EQ(copied.Video()->errors, 0);
+}
+
+}  // namespace
+}  // namespace xv::test
