@@ -143,8 +143,6 @@ TEST(Presets, ChoiceBecomesTheTextOfASession) {
             " format='mov' note=\"it's two\" video::codec='dnxhd' video::size='1280x720P' "
             "audio::codec='aac'");
   EXPECT_EQ(host::PresetText(writer, "", "mpeg4"), " video::codec='mpeg4' video::b='5M'");
-  EXPECT_EQ(host::PresetText(writer, ""), "");
-  EXPECT_EQ(host::PresetText(writer, "avi"), std::nullopt);
   EXPECT_EQ(host::PresetText(writer, "mov", "mpeg4"), std::nullopt);
 }
 
