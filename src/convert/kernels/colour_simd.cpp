@@ -158,7 +158,7 @@ void RgbToNv12(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya, s
 void RgbChroma411(const std::uint8_t* bgra, std::uint8_t* u, std::uint8_t* v, int width,
                   const RgbToYuv& m) {
   const ChromaRows rows(m, 2);
-  const auto pairs = [&](const std::uint8_t* at) {
+  const auto pairs = [&](const std::uint8_t* at) HWY_ATTR {
     const Words sums = SumPairs(LoadWords(at), LoadWords(at + kVecBytes));
     return Words{LaneOrder(sums.blueRed), LaneOrder(sums.green)};
   };

@@ -67,7 +67,7 @@ class Samples {
   HWY_INLINE Vec Sums(int x) const {
     const Vec shuffle = Load(&filter_.shuffle64[static_cast<std::size_t>(4 * x)]);
     const std::uint8_t* at = source_ + filter_.first[static_cast<std::size_t>(x)];
-    return Sum(x, [&](int j) {
+    return Sum(x, [&](int j) HWY_ATTR {
       return _mm512_maskz_permutexvar_epi8(0x5555555555555555, shuffle, Load(at + 2 * j));
     });
   }
@@ -77,7 +77,7 @@ class Samples {
   HWY_INLINE Vec Sums(int x) const {
     const Vec shuffle = Load(&filter_.shuffle16[static_cast<std::size_t>(4 * x)]);
     const std::int32_t* first = &filter_.first[static_cast<std::size_t>(x)];
-    return Sum(x, [&](int j) {
+    return Sum(x, [&](int j) HWY_ATTR {
       const std::uint8_t* at = source_ + 2 * j;
       return Shuffle(GatherLanes([=](int lane) { return at + first[4 * lane]; }), shuffle);
     });
