@@ -166,6 +166,8 @@ class GuardedPicture {
  private:
   static XV_VID_PROPS Completed(XV_VID_PROPS vid) {
     NormaliseVideoProps(&vid, true);
+    // With an odd height the planes of 4:2:0 overlap: what is written last counts.
+    if (IsPlanar(vid.fccColor)) vid.nHeight += vid.nHeight & 1;
     return vid;
   }
 
