@@ -7,7 +7,7 @@
 #include "convert/simd/vec-inl.h"
 #include "hwy/highway.h"
 
-HWY_BEFORE_NAMESPACE();
+XV_BEFORE_NAMESPACE();
 namespace xv {
 namespace HWY_NAMESPACE {
 #if XV_VECTORS
@@ -21,13 +21,13 @@ HWY_INLINE Vec LoadLanes(const std::uint8_t* p, int apart) {
 }
 HWY_INLINE void StoreLanes(void* p, int apart, Vec v) {
   auto* bytes = static_cast<std::uint8_t*>(p);
-  EachLane(v, [=](int i, __m128i lane) HWY_ATTR { Store128(bytes + i * apart, lane); });
+  EachLane(v, [=](int i, __m128i lane) XV_ATTR { Store128(bytes + i * apart, lane); });
 }
 // The lower or upper 8 bytes of each lane.
 template <bool kUpper>
 HWY_INLINE void StoreHalves(void* p, int apart, Vec v) {
   auto* bytes = static_cast<std::uint8_t*>(p);
-  EachLane(v, [=](int i, __m128i lane) HWY_ATTR {
+  EachLane(v, [=](int i, __m128i lane) XV_ATTR {
     _mm_storel_epi64(reinterpret_cast<__m128i*>(bytes + i * apart),
                      kUpper ? _mm_srli_si128(lane, 8) : lane);
   });
