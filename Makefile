@@ -8,28 +8,37 @@ JOBS ?= $(shell nproc)
 
 export CCACHE_SLOPPINESS = pch_defines,time_macros
 
-.PHONY: record build test bench asan tsan format format-check lint install packages clean matrix fuzz
+.PHONY: record build test bench asan tsan format format-check lint install packages packages-test \
+        packages-bench clean matrix fuzz
 
 record: build
 	build/release/bin/xvrecord -a "$(ATTRIBUTES)" "$(INPUT)" "$(OUTPUT)"
 
 packages:
-	@scripts/install_packages.sh
+	@scripts/install_packages.sh packages
+
+# Peers that the streaming tests talk to.
+packages-test:
+	@scripts/install_packages.sh packages packages-test
+
+# Peers that the benchmarks measure against.
+packages-bench:
+	@scripts/install_packages.sh packages packages-bench
 
 build: packages
 	@cmake --preset release >build-configure.log 2>&1 || { cat build-configure.log; exit 1; }
 	@rm -f build-configure.log
 	cmake --build --preset release -j $(JOBS)
 
-test: build
+test: packages-test build
 	ctest --preset release
 
-asan tsan: packages
+asan tsan: packages-test
 	cmake --preset $@
 	cmake --build --preset $@ -j $(JOBS)
 	ctest --preset $@ $(CTEST_ARGS)
 
-bench: build
+bench: packages-bench build
 	bench/run.sh
 
 # Every container with every codec that it takes, as a table; minutes to an hour.

@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
-# All benchmarks, each beside its peer in the same run. Needs some 3 GB in /dev/shm.
+# All benchmarks, each beside its peers in the same run. Needs some 3 GB in /dev/shm.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 folder=$(mktemp -d /dev/shm/xvwriter-bench-XXXXXX)
 trap 'rm -rf "$folder"' EXIT
 build/release/bin/bench_node_tree
 build/release/bin/bench_put_latency "$folder/put.mp4"
-[ -x build/release/bin/bench_kernels ] && build/release/bin/bench_kernels
+build/release/bin/bench_kernels
 python3 bench/compare.py build/release/bin/xvrecord "$folder" "$@"
+python3 bench/sessions.py build/release/bin/record_sessions "$folder"

@@ -1,6 +1,6 @@
 # What a prefix gets: the library, its headers, pkg-config file and CMake package, the file that
-# names its class, xvrecord and its manual page. All paths in these files are relative to where they
-# stand, so that the prefix can be moved.
+# names its class, xvrecord, its manual page and its completion in bash. All paths in these files are
+# relative to where they stand, so that the prefix can be moved.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -31,3 +31,5 @@ install(FILES ${XV_MADE}/XvWriterFFMConfig.cmake ${XV_MADE}/XvWriterFFMConfigVer
 install(FILES ${XV_MADE}/xvwriterffm.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 install(FILES ${XV_MADE}/${XV_CLASS_ID}.toml DESTINATION ${XV_CLASS_DIR})
 install(FILES docs/xvrecord.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES tools/xvrecord/xvrecord.bash RENAME xvrecord
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)

@@ -1,11 +1,15 @@
 #!/usr/bin/env bash
-# Installs the packages that are missing (Debian 12); does nothing when all are there.
+# Installs the packages of the named lists that are missing (Debian 12); does nothing when all are
+# there. usage: install_packages.sh packages [packages-test] [packages-bench]
 set -euo pipefail
 here=$(dirname "$0")
 missing=()
-while read -r package; do
-  dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
-done <"$here/packages.txt"
+for list in "$@"; do
+  while read -r package; do
+    dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' ||
+      missing+=("$package")
+  done <"$here/$list.txt"
+done
 [ ${#missing[@]} -eq 0 ] && exit 0
 sudo=""
 [ "$(id -u)" -eq 0 ] || sudo=sudo

@@ -1,13 +1,17 @@
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <cstdio>
+#include <iterator>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "xvwriter/frames.h"
 #include "xvwriter/writer.h"
@@ -108,6 +112,13 @@ inline std::string TakeString(char16_t* string) {
   if (string != nullptr) out = Narrow({string, XvStringLength(string)});
   XvStringFree(string);
   return out;
+}
+
+// Whether two names are the same: the case of ASCII letters does not count.
+inline bool SameText(std::string_view a, std::string_view b) {
+  const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [&](char x, char y) { return lower(x) == lower(y); });
 }
 
 // A status as a sentence with its number: "An argument is not valid. (0x80070057)".
@@ -323,5 +334,112 @@ class Writer {
   Ptr<IXvReceiver_I> receiver_;
   Ptr<IXvProps> props_;
 };
+
+// --- presets of the list of formats and codecs ---
+
+// The attributes of an entry of the list, in order.
+using EntryAttributes = std::vector<std::pair<std::string, std::string>>;
+
+// What describes an entry itself is no preset; every other attribute of it is one.
+inline bool IsPreset(std::string_view name) {
+  constexpr std::string_view kOwn[] = {"id",      "name",    "extensions", "protocol",
+                                       "network", "inherit", "qs_version", "qs_impl"};
+  return std::none_of(std::begin(kOwn), std::end(kOwn),
+                      [&](std::string_view own) { return SameText(own, name); });
+}
+
+// The entries of a list: `List` gives the attributes of the node of a path ("formats::format[2]"),
+// nothing where there is none, by `std::optional<EntryAttributes> At(const std::string& path)`.
+template <class List>
+class PresetReader {
+ public:
+  explicit PresetReader(const List& list) : list_(list) {}
+
+  // See PresetText.
+  std::optional<std::string> Read(std::string_view format, std::string_view codec,
+                                  std::string_view audioCodec) const {
+    const auto chosen = Find("formats::format", format);
+    if (!chosen) return std::nullopt;
+    std::string text;
+    if (!format.empty()) Append(chosen->second, "format", "", &text);
+    for (const auto& [kind, name] : {std::pair("video", codec), std::pair("audio", audioCodec)}) {
+      if (name.empty()) continue;
+      const auto entry = Find(chosen->first + "::" + kind + "::codec", name);
+      if (!entry) return std::nullopt;
+      Append(entry->second, "codec", std::string(kind) + "::", &text);
+    }
+    return text;
+  }
+
+ private:
+  using Entry = std::pair<std::string, EntryAttributes>;  // its path
+
+  // The first of `nodes` with that id or name, in any case; the first of all for "".
+  std::optional<Entry> Find(const std::string& nodes, std::string_view wanted) const {
+    for (int i = 0;; ++i) {
+      const std::string path = nodes + "[" + std::to_string(i) + "]";
+      const std::optional<EntryAttributes> attributes = list_.At(path);
+      if (!attributes) return std::nullopt;
+      for (const auto& [name, value] : *attributes) {
+        const bool names = SameText(name, "id") || SameText(name, "name");
+        if (wanted.empty() || (names && SameText(value, wanted))) return Entry(path, *attributes);
+      }
+    }
+  }
+  // The entry's id under `idName`, then its presets, each behind `prefix`.
+  static void Append(const EntryAttributes& entry, const std::string& idName,
+                     const std::string& prefix, std::string* text) {
+    for (const auto& [name, value] : entry) {
+      const bool isId = SameText(name, "id") && !value.empty();
+      if (!isId && !IsPreset(name)) continue;
+      const char quote = value.find('\'') == std::string::npos ? '\'' : '"';
+      text->append(" ").append(prefix).append(isId ? idName : name).append("=");
+      text->append(1, quote).append(value).append(1, quote);
+    }
+  }
+
+  const List& list_;
+};
+
+// The served list of a writer, through its properties.
+class ServedList {
+ public:
+  explicit ServedList(const Writer& writer) : props_(QueryAs<IXvProps>(writer.object())) {
+    (void)writer.Get("supported_list");  // brings it up to date
+  }
+  std::optional<EntryAttributes> At(const std::string& path) const {
+    const std::u16string node = Wide("supported_list::" + path);
+    std::int32_t count = 0;
+    if (Failed(props_->PropsGetCount(node.c_str(), &count))) return std::nullopt;
+    EntryAttributes attributes;
+    for (std::int32_t i = 0; i < count; ++i) {
+      char16_t* name = nullptr;
+      char16_t* value = nullptr;
+      std::int32_t hasChildren = 0;
+      (void)props_->PropsGetByIndex(node.c_str(), i, &name, &value, &hasChildren);
+      std::string key = TakeString(name);
+      attributes.emplace_back(std::move(key), TakeString(value));
+    }
+    return attributes;
+  }
+
+ private:
+  Ptr<IXvProps> props_;
+};
+
+// The attributes that a choice of the served list stands for, as Writer::Start takes them: the ids
+// and the presets of a format, a video codec and an audio codec of that format. Each is an id or a
+// display name, in any case; "" chooses none, and without a format the codecs are those of the
+// list's first entry, which is for all. Nothing when the list has no such entry. Attributes behind
+// this text win over it:
+//
+//   const auto presets = xv::host::PresetText(writer, "MOV DNxHD", "DNxHD 145 Mbit/s 1080i");
+//   if (presets) writer.Start("clip.mov", *presets + " audio::codec=pcm_s24le");
+inline std::optional<std::string> PresetText(const Writer& writer, std::string_view format,
+                                             std::string_view codec = {},
+                                             std::string_view audioCodec = {}) {
+  const ServedList list(writer);
+  return PresetReader(list).Read(format, codec, audioCodec);
+}
 
 }  // namespace xv::host

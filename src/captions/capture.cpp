@@ -1,28 +1,13 @@
 #include "captions/capture.h"
 
-#include "base/text.h"
 #include "captions/frame_items.h"
+#include "contracts/frame_node.h"
 
 namespace xv {
 namespace {
 
 using XMLParse::CoXMLNode;
-using XMLParse::MergeMode;
 using XMLParse::XMLNodePtr;
-
-// The frame's own attributes, or null. A node of another library is read through its interface.
-XMLNodePtr NodeOfFrame(IXvFrame& frame) {
-  const Ref<IXvFrameExtras> extras = Query<IXvFrameExtras>(&frame);
-  Ref<IXvNode> node;
-  if (!extras || Failed(extras->NodeGet(node.Receive())) || !node) return nullptr;
-  if (XMLNodePtr own = XMLParse::NodeOf(node.get())) return own;
-  XMLNodePtr copy = CoXMLNode::Create("props");
-  char16_t* text = nullptr;
-  if (Failed(node->ToText(&text))) return nullptr;
-  copy->MergeText(Utf8FromUtf16(text), MergeMode::kReplace);
-  XvStringFree(text);
-  return copy;
-}
 
 XV_TIME TimeOf(IXvFrame& frame, const XV_TIME* time) {
   XV_TIME own{};
@@ -79,7 +64,7 @@ void CaptionCapture::UseFrameNode(const XMLNodePtr& node) {
 int CaptionCapture::CaptureFrame(IXvFrame* frame, const XV_TIME* time) {
   if (frame == nullptr || !scc_) return 0;
   if (stats_ != nullptr && FrameCarriesCaptions(*frame)) ++stats_->captionsSeen;
-  const XMLNodePtr node = NodeOfFrame(*frame);
+  const XMLNodePtr node = NodeOfFrame(frame);
   if (!node) return CaptureWith(sessionOptions_, *frame, time);
   UseFrameNode(node);
   UseOptions(frameOptions_);

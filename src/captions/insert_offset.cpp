@@ -8,6 +8,7 @@ namespace {
 
 constexpr std::uint8_t kPrefix[] = {0, 0, 1};
 constexpr std::uint8_t kSequenceHeader = 0xB3;
+constexpr std::size_t kSequenceHeaderBytes = 8;  // behind its code, without matrices
 constexpr std::uint8_t kFirstSlice = 0x01;
 constexpr std::uint8_t kLastSlice = 0xAF;
 constexpr std::uint8_t kVop = 0xB6;
@@ -37,8 +38,10 @@ std::size_t FindInsertOffset(std::span<const std::uint8_t> packet, bool isH264) 
     if (!steppedOver) break;
     const std::size_t next = FindPrefix(packet, codeAt);
     if (next == packet.size() || next == codeAt) return packet.size();
-    // A four-byte start code stays whole.
-    cursor = packet[next - 1] == 0 ? next - 1 : next;
+    // A four-byte start code stays whole. The zero that a sequence header ends with, as those of
+    // low rates do, is its own.
+    const std::size_t headerEnd = codeAt + 1 + (isH264 ? 0 : kSequenceHeaderBytes);
+    cursor = packet[next - 1] == 0 && next > headerEnd ? next - 1 : next;
   }
   return cursor;
 }

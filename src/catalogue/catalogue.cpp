@@ -11,12 +11,33 @@ namespace xv {
 using XMLParse::CoXMLNode;
 using XMLParse::XMLNodePtr;
 
-std::string Catalogue::Setting(const char* name, const char* defaultValue) const {
-  if (std::optional<std::string> value = own_->FindText(name)) return *value;
-  return own_->Text(std::string("m_config::") + name, defaultValue);
+namespace {
+
+constexpr AttributeSpec kPath{
+    "config.path",
+    "",
+    "path",
+    "formats_n_codecs_user.xml",
+    "",
+    "The user's list; it replaces the built-in one. Relative to the folder of the library."};
+constexpr AttributeSpec kFull{"config.full", "", "bool",
+                              "false",       "", "Builds from everything that FFmpeg has."};
+constexpr AttributeSpec kUnicode{"config.unicode", "", "bool",
+                                 "false",          "", "The user's list is UTF-16."};
+constexpr AttributeSpec kUpdate{"config.update", "", "bool",
+                                "false",         "", "Builds the list from FFmpeg at every read."};
+constexpr AttributeSpec kAttributes[] = {kPath, kFull, kUnicode, kUpdate};
+
+}  // namespace
+
+std::span<const AttributeSpec> CatalogueAttributes() { return kAttributes; }
+
+std::string Catalogue::Setting(const AttributeSpec& spec) const {
+  if (std::optional<std::string> value = own_->FindText(spec.key)) return *value;
+  return own_->Text(std::string("m_config::") + spec.key, spec.defaultValue);
 }
 
-bool Catalogue::Flag(const char* name) const { return ReadBool(Setting(name, "false")); }
+bool Catalogue::Flag(const AttributeSpec& spec) const { return ReadBool(Setting(spec)); }
 
 Pruner& Catalogue::GetPruner() {
   if (!pruner_) pruner_ = std::make_unique<Pruner>(probe_ ? probe_() : HardwareReport());
@@ -24,9 +45,10 @@ Pruner& Catalogue::GetPruner() {
 }
 
 void Catalogue::LoadList(CoXMLNode& list) {
-  const std::string path = ListPath(Setting("config.path", "formats_n_codecs_user.xml"));
-  const Status status = LoadListFile(path, Flag("config.unicode"), list);
-  fileIsNoList_ = status.Failed();
+  const std::string path = ListPath(Setting(kPath));
+  bool cut = false;
+  const Status status = LoadListFile(path, Flag(kUnicode), list, &cut);
+  fileIsNoList_ = status.Failed() || cut;
   if (status.NothingDone()) {
     const XMLNodePtr read = CoXMLNode::Create({});
     (void)read->ReadXml(BuiltinList());
@@ -36,11 +58,11 @@ void Catalogue::LoadList(CoXMLNode& list) {
 }
 
 void Catalogue::SaveList(const CoXMLNode& list) const {
-  // A file that was no list is the user's, whatever it is. A folder that may not be written, or a
-  // full disk, is no fault of the list's.
+  // A file that was no list, or a part of one, is the user's, whatever it is. A folder that may not
+  // be written, or a full disk, is no fault of the list's.
   if (fileIsNoList_) return;
-  const std::string path = ListPath(Setting("config.path", "formats_n_codecs_user.xml"));
-  (void)SaveListFile(path, Flag("config.unicode"), list);
+  const std::string path = ListPath(Setting(kPath));
+  (void)SaveListFile(path, Flag(kUnicode), list);
 }
 
 void Catalogue::Rebuild(CoXMLNode& list) {
@@ -51,7 +73,7 @@ void Catalogue::Rebuild(CoXMLNode& list) {
   const NameList video(fixed::kVideoCodecs);
   const NameList audio(fixed::kAudioCodecs);
   FormatBuild build;
-  const bool full = Flag("config.full");
+  const bool full = Flag(kFull);
   if (!full) {
     build.names = &formats;
     build.videoCodecs = &video;
@@ -71,7 +93,7 @@ void Catalogue::Rebuild(CoXMLNode& list) {
 XMLNodePtr Catalogue::Build() {
   const XMLNodePtr list = own_->Child("supported_list", true);
   if (list->ChildCount() == 0) LoadList(*list);
-  if (list->ChildCount() == 0 || Flag("config.update")) Rebuild(*list);
+  if (list->ChildCount() == 0 || Flag(kUpdate)) Rebuild(*list);
   GetPruner().Run(*list);
   return list;
 }

@@ -2,17 +2,22 @@
 
 #include <memory>
 #include <mutex>
+#include <span>
 #include <string>
 
 #include "catalogue/hardware_report.h"
 #include "catalogue/pruner.h"
+#include "props/attribute_spec.h"
 #include "props/node.h"
 
 namespace xv {
 
+// The settings of the list.
+std::span<const AttributeSpec> CatalogueAttributes();
+
 // What can be written on this machine: the list behind the property "supported_list" of a writer.
-// It lives in the child "supported_list" of the writer's own node. Settings, from that node or its
-// child "m_config": "config.path", "config.full", "config.unicode", "config.update".
+// It lives in the child "supported_list" of the writer's own node. Settings (CatalogueAttributes)
+// come from that node or its child "m_config".
 // Thread-safety: safe; reads that come together build once.
 class Catalogue {
  public:
@@ -32,15 +37,15 @@ class Catalogue {
   void LoadList(XMLParse::CoXMLNode& list);
   void Rebuild(XMLParse::CoXMLNode& list);
   void SaveList(const XMLParse::CoXMLNode& list) const;
-  std::string Setting(const char* name, const char* defaultValue) const;
-  bool Flag(const char* name) const;
+  std::string Setting(const AttributeSpec& spec) const;
+  bool Flag(const AttributeSpec& spec) const;
   Pruner& GetPruner();
 
   const XMLParse::XMLNodePtr own_;
   const HardwareProbe probe_;
   std::mutex lock_;  // guards what follows and one build at a time; above the nodes' locks
   std::unique_ptr<Pruner> pruner_;
-  bool fileIsNoList_ = false;  // the user's file is something else and stays as it is
+  bool fileIsNoList_ = false;  // the user's file is something else, or cut, and stays as it is
 };
 
 }  // namespace xv

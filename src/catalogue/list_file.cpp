@@ -35,6 +35,13 @@ std::string Decoded(std::string_view bytes, bool wide) {
   return isWide ? Utf8FromUtf16(Units(bytes)) : std::string(bytes);
 }
 
+// The reader forgives a text that ends early, so the end of the root tells.
+bool EndsItsRoot(std::string_view text) {
+  constexpr auto kNone = std::string_view::npos;
+  return FindNoCase(text, "</supported_list") != kNone ||
+         FindNoCase(text, "<supported_list/>") != kNone;
+}
+
 }  // namespace
 
 std::string ListPath(const std::string& configured) {
@@ -43,16 +50,19 @@ std::string ListPath(const std::string& configured) {
   return std::string(FolderOf(module)) + "/" + configured;
 }
 
-Status LoadListFile(const std::string& path, bool wide, CoXMLNode& list) {
+Status LoadListFile(const std::string& path, bool wide, CoXMLNode& list, bool* cut) {
+  *cut = false;
   if (path.empty() || !FileExists(path)) return S_FALSE;
   list.Clear();
   std::vector<std::uint8_t> bytes;
   RETURN_IF_FAILED(ReadWholeFile(path, &bytes, kMaxFile));
   const std::string_view raw(reinterpret_cast<const char*>(bytes.data()), bytes.size());
   const XMLNodePtr read = CoXMLNode::Create({});
-  RETURN_IF_FAILED(read->ReadXml(Decoded(raw, wide)));
+  const std::string text = Decoded(raw, wide);
+  RETURN_IF_FAILED(read->ReadXml(text));
   if (!EqualsNoCase(read->Name(), "supported_list")) return E_INVALIDARG;
   list.TakeContent(*read);
+  *cut = !EndsItsRoot(text);
   return S_OK;
 }
 

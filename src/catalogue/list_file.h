@@ -15,8 +15,8 @@ std::string ListPath(const std::string& configured);
 // with or without a byte order mark; one with a mark is known by it. S_FALSE, with `list` as it
 // was, when there is no such file. A failure, with `list` empty, for what is no list: a folder, a
 // file above 16 MiB, one that cannot be read or whose root has another name. A text that ends early
-// gives what it holds.
-Status LoadListFile(const std::string& path, bool wide, XMLParse::CoXMLNode& list);
+// gives what it holds; `cut` says so.
+Status LoadListFile(const std::string& path, bool wide, XMLParse::CoXMLNode& list, bool* cut);
 
 // Writes the list, without what was found unavailable, as UTF-8 or as UTF-16LE with a byte order
 // mark. The file is replaced in one step.

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "base/text.h"
+#include "catalogue/component_classes.h"
 #include "catalogue/encoder_names.h"
 #include "catalogue/refused_cells.h"
 #include "props/value_syntax.h"
@@ -35,7 +36,8 @@ std::string Pruner::QuickSyncReason(const std::string& codec) const {
 }
 
 std::string Pruner::Reason(const std::string& codec) const {
-  if (codec.empty() || IsOwnId(codec)) return {};
+  if (codec.empty()) return {};
+  if (IsOwnId(codec)) return MissingComponent(codec);
   if (EqualsNoCase(codec, "n264")) return report_.nvencH264;
   if (EqualsNoCase(codec, "l264")) return report_.nvencLossless;
   if (EqualsNoCase(codec, "n265")) return report_.nvencHevc;
@@ -73,15 +75,24 @@ void Pruner::PruneCodecs(const std::string& format, CoXMLNode& codecs) {
   }
 }
 
+std::string Pruner::PruneFormat(CoXMLNode& format) {
+  const std::string id = format.Text("id");
+  if (std::string missing = MissingComponent(id); !missing.empty()) return missing;
+  if (const XMLNodePtr audio = format.FindChild("audio")) PruneCodecs(id, *audio);
+  const XMLNodePtr video = format.FindChild("video");
+  if (!video) return {};
+  PruneCodecs(id, *video);
+  const XMLNodePtr schema = video->SchemaNode(false);
+  const bool left = video->ChildCount() > (schema ? 1u : 0u);
+  return left ? std::string() : std::string("none of its video codecs is available");
+}
+
 void Pruner::PruneFormats(CoXMLNode& formats) {
   for (const XMLNodePtr& format : formats.Children()) {
-    const std::string id = format->Text("id");
-    if (const XMLNodePtr audio = format->FindChild("audio")) PruneCodecs(id, *audio);
-    const XMLNodePtr video = format->FindChild("video");
-    if (!video) continue;
-    PruneCodecs(id, *video);
-    const XMLNodePtr schema = video->SchemaNode(false);
-    if (video->ChildCount() == (schema ? 1u : 0u)) (void)formats.RemoveChildNode(format.get());
+    const std::string reason = PruneFormat(*format);
+    if (reason.empty()) continue;
+    goneFormats_[{format->Text("id"), format->Text("name")}] = reason;
+    (void)formats.RemoveChildNode(format.get());
   }
 }
 
@@ -107,8 +118,14 @@ void Pruner::WriteUnavailable(CoXMLNode& list) const {
   while (const XMLNodePtr old = list.FindChild("unavailable")) {
     (void)list.RemoveChildNode(old.get());
   }
-  if (gone_.empty()) return;
+  if (gone_.empty() && goneFormats_.empty()) return;
   const XMLNodePtr unavailable = list.AppendChild("unavailable");
+  for (const auto& [what, reason] : goneFormats_) {
+    const XMLNodePtr format = unavailable->AppendChild("format");
+    format->SetAttribute("id", what.first);
+    if (!what.second.empty()) format->SetAttribute("name", what.second);
+    format->SetValue(reason);
+  }
   for (const auto& [what, reason] : gone_) {
     const XMLNodePtr codec = unavailable->AppendChild("codec");
     codec->SetAttribute("id", what.first);

@@ -16,14 +16,18 @@ class Pruner {
  public:
   explicit Pruner(HardwareReport report) : report_(std::move(report)) {}
 
-  // Removes the codecs that this machine cannot run and the cells that a container refuses from
-  // "formats", and formats without a video child left. Writes the read-only attributes of the
-  // QuickSync codecs and the node "unavailable", the last child: a "codec" for each that is gone,
-  // with its "id", the "format" where it is one container's, and the reason as its value.
+  // Removes from "formats" what this machine cannot write: codecs that do not run, cells that a
+  // container refuses, formats of components that are not registered and formats without a video
+  // child left. Writes the read-only attributes of the QuickSync codecs and the node "unavailable",
+  // the last child, with the reason of each as its value: a "codec" with its "id", and the "format"
+  // where it is one container's; a "format" with its "id" and "name".
   void Run(XMLParse::CoXMLNode& list);
 
   // For a list that was loaded anew.
-  void Forget() { gone_.clear(); }
+  void Forget() {
+    gone_.clear();
+    goneFormats_.clear();
+  }
 
  private:
   // Why a codec cannot run here at all; empty when it can.
@@ -32,6 +36,8 @@ class Pruner {
   const std::string& CachedReason(const std::string& codec);
   const std::string& CachedCell(const std::string& format, const std::string& codec);
   void PruneCodecs(const std::string& format, XMLParse::CoXMLNode& codecs);
+  // Why the format goes as a whole; empty when it stays.
+  std::string PruneFormat(XMLParse::CoXMLNode& format);
   void PruneFormats(XMLParse::CoXMLNode& formats);
   void DescribeCodecs(XMLParse::CoXMLNode& videoCodecs) const;
   void WriteUnavailable(XMLParse::CoXMLNode& list) const;
@@ -42,6 +48,8 @@ class Pruner {
   std::map<std::pair<std::string, std::string>, std::string> cells_;
   // Codec and format ("" for all) of what was taken out, in order of name.
   std::map<std::pair<std::string, std::string>, std::string> gone_;
+  // Id and name of formats that were taken out.
+  std::map<std::pair<std::string, std::string>, std::string> goneFormats_;
 };
 
 }  // namespace xv

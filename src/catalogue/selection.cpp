@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "base/text.h"
-#include "props/value_syntax.h"
+#include "xvwriter/host.hpp"
 
 namespace xv {
 
@@ -11,10 +11,6 @@ using XMLParse::CoXMLNode;
 using XMLParse::XMLNodePtr;
 
 namespace {
-
-// What describes an entry itself; everything else on it is a preset.
-constexpr const char* kOwn[] = {"id",      "name",    "extensions", "protocol",
-                                "network", "inherit", "qs_version", "qs_impl"};
 
 bool Answers(const CoXMLNode& node, std::string_view text) {
   return !text.empty() &&
@@ -83,7 +79,7 @@ std::vector<ListedAttribute> AttributesOfCodec(const CoXMLNode& list, const CoXM
 
 std::vector<std::pair<std::string, std::string>> PresetsOf(const CoXMLNode& entry) {
   auto out = entry.Attributes();
-  std::erase_if(out, [](const auto& attribute) { return WordIndex(attribute.first, kOwn) >= 0; });
+  std::erase_if(out, [](const auto& attribute) { return !host::IsPreset(attribute.first); });
   return out;
 }
 

@@ -46,16 +46,6 @@ AvDictionary BuildOptions(const StreamHolder& holder, AVCodecID id) {
   return options;
 }
 
-AVStream* AddStream(AVFormatContext* oc, const AVCodecContext& context) {
-  AVStream* stream = avformat_new_stream(oc, nullptr);
-  if (stream == nullptr) {
-    Warn("Could not allocate stream\n");
-    return nullptr;
-  }
-  stream->time_base = context.time_base;
-  return stream;
-}
-
 // Whose channels the track takes: those behind the earlier tracks.
 bool LocateTrack(const XV_AUD_PROPS& input, int track, StreamHolder& holder) {
   const std::vector<int> tracks = TrackList(input);
@@ -83,9 +73,7 @@ Status SetupAudioStream(StreamHolder& holder, AVFormatContext* oc, AVFormatConte
   const ContextBuilder build = [&] { return BuildContext(*codec, holder, input, globalHeader); };
   RETURN_IF_FAILED(OpenAudioCodec(holder, *codec, build, BuildOptions(holder, codec->id)));
 
-  holder.stream = AddStream(oc, *holder.codec);
-  if (oc2 != nullptr) holder.twin = AddStream(oc2, *holder.codec);
-  if (holder.stream == nullptr || (oc2 != nullptr && holder.twin == nullptr)) return E_OUTOFMEMORY;
+  RETURN_IF_FAILED(AddStreams(holder, oc, oc2, "Could not allocate stream\n"));
   ApplyStreamId(holder, track);
   ApplyStreamMetadata(holder);
   const double milliseconds = holder.node->Double("offset_msec", 0.0);

@@ -2,6 +2,7 @@
 
 #include "codec/ffmpeg.h"
 #include "convert/pixel_map.h"
+#include "media/pixel_layout.h"
 
 extern "C" {
 #include <libavutil/imgutils.h>
@@ -23,7 +24,7 @@ void StampRawPacket(const AVFrame& frame, AVPacket* packet) {
 
 // Bytes of one tight row of a picture without chroma planes of its own.
 int TightRowBytes(const AVFrame& frame) {
-  if (frame.format == kPixFmtV210) return (frame.width + 47) / 48 * 128;
+  if (frame.format == kPixFmtV210) return NaturalRowBytes(kFccV210, frame.width);
   return av_image_get_linesize(static_cast<AVPixelFormat>(frame.format), frame.width, 0);
 }
 

@@ -5,6 +5,7 @@
 #include "codec/codec_choice.h"
 #include "codec/option_dictionary.h"
 #include "codec/video_stream.h"
+#include "platform/warning.h"
 
 namespace xv {
 namespace {
@@ -15,7 +16,22 @@ void ForEachStream(StreamHolder& holder, Fn&& fn) {
   if (holder.twin != nullptr) fn(holder.twin);
 }
 
+AVStream* AddStream(AVFormatContext* oc, const AVCodecContext& codec) {
+  AVStream* stream = avformat_new_stream(oc, nullptr);
+  if (stream != nullptr) stream->time_base = codec.time_base;
+  return stream;
+}
+
 }  // namespace
+
+Status AddStreams(StreamHolder& holder, AVFormatContext* oc, AVFormatContext* oc2,
+                  const char* warning) {
+  holder.stream = AddStream(oc, *holder.codec);
+  if (oc2 != nullptr) holder.twin = AddStream(oc2, *holder.codec);
+  if (holder.stream != nullptr && (oc2 == nullptr || holder.twin != nullptr)) return S_OK;
+  Warn(warning);
+  return E_OUTOFMEMORY;
+}
 
 void ApplyStreamId(StreamHolder& holder, int track) {
   int id = holder.node->Int("streamid", -1);

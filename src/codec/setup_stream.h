@@ -23,6 +23,10 @@ struct StreamRequest {
 // in words; a node of another name is E_FAIL too.
 Status SetupStream(StreamHolder& holder, const StreamRequest& request);
 
+// The opened encoder's stream, and its twin where `oc2` is not null, in the encoder's time base.
+// E_OUTOFMEMORY, with `warning` given to the person, when there is no room for one.
+Status AddStreams(StreamHolder& holder, AVFormatContext* oc, AVFormatContext* oc2,
+                  const char* warning);
 // "streamid", for an audio track (`track` >= 0) "streamid.N", becomes the stream's id.
 void ApplyStreamId(StreamHolder& holder, int track);
 // The child "metadata" of the options becomes the stream's metadata.

@@ -2,11 +2,13 @@
 
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "captions/embed.h"
 #include "contracts/av_handles.h"
+#include "convert/audio_buffer.h"
 #include "hw/pseudo_codecs.h"
 #include "props/node.h"
 #include "xvwriter/media.h"
@@ -43,6 +45,8 @@ struct StreamHolder {
   std::int64_t offsetSamples = 0;
   std::int64_t audioPts = 0;
   int readAhead = 0;  // samples behind the buffer's head that this track has already taken
+  std::vector<std::uint8_t> unfolded;      // a frame's samples ahead of the mixing down, reused
+  std::unique_ptr<XvAudioBuffer2> folded;  // mixes them down, where the encoder has fewer channels
 
   // Encoded packets that wait to be taken, in decoding order.
   std::deque<AvPtr<AVPacket>> packets;

@@ -187,22 +187,13 @@ std::uint32_t TagFromText(const XMLParse::CoXMLNode& node) {
   return tag;
 }
 
-AVStream* AddStream(AVFormatContext* oc, const AVCodecContext& context) {
-  AVStream* stream = avformat_new_stream(oc, nullptr);
-  if (stream == nullptr) {
-    Warn("Could not alloc stream\n");
-    return nullptr;
+Status FinishVideoStreams(StreamHolder& holder, AVFormatContext* oc, AVFormatContext* oc2) {
+  RETURN_IF_FAILED(AddStreams(holder, oc, oc2, "Could not alloc stream\n"));
+  for (AVStream* stream : {holder.stream, holder.twin}) {
+    if (stream == nullptr) continue;
+    stream->avg_frame_rate = holder.codec->framerate;
+    stream->sample_aspect_ratio = holder.codec->sample_aspect_ratio;
   }
-  stream->time_base = context.time_base;
-  stream->avg_frame_rate = context.framerate;
-  stream->sample_aspect_ratio = context.sample_aspect_ratio;
-  return stream;
-}
-
-Status AddStreams(StreamHolder& holder, AVFormatContext* oc, AVFormatContext* oc2) {
-  holder.stream = AddStream(oc, *holder.codec);
-  if (oc2 != nullptr) holder.twin = AddStream(oc2, *holder.codec);
-  if (holder.stream == nullptr || (oc2 != nullptr && holder.twin == nullptr)) return E_OUTOFMEMORY;
   const std::uint32_t tag = TagFromText(*holder.node);
   if (tag != 0) {
     holder.codec->codec_tag = tag;
@@ -266,7 +257,7 @@ Status SetupVideoStream(StreamHolder& holder, AVFormatContext* oc, AVFormatConte
   holder.vid = AlignedProps(plan, *holder.codec);
   holder.pixelFormat = plan.pick.format;
   holder.fullRange = plan.pick.fullRange;
-  return AddStreams(holder, oc, oc2);
+  return FinishVideoStreams(holder, oc, oc2);
 }
 
 }  // namespace xv

@@ -4,6 +4,7 @@
 
 extern "C" {
 #include <libavcodec/avcodec.h>
+#include <libavcodec/bsf.h>
 #include <libavformat/avformat.h>
 #include <libavutil/buffer.h>
 #include <libavutil/dict.h>
@@ -23,6 +24,7 @@ struct AvDeleter {
   void operator()(AVCodecParameters* p) const { avcodec_parameters_free(&p); }
   void operator()(AVBufferPool* p) const { av_buffer_pool_uninit(&p); }
   void operator()(AVBufferRef* p) const { av_buffer_unref(&p); }
+  void operator()(AVBSFContext* p) const { av_bsf_free(&p); }
   void operator()(SwsContext* p) const { sws_freeContext(p); }
   void operator()(AVSubtitle* p) const {
     avsubtitle_free(p);

@@ -1,12 +1,14 @@
 #include "convert/codec_convert.h"
 
 #include <algorithm>
+#include <cstring>
 #include <vector>
 
 #include "convert/convert_pixels.h"
 #include "convert/kernels/channel_kernels.h"
 #include "convert/kernels/packed_kernels.h"
 #include "convert/picture_primitives.h"
+#include "convert/pixel_map.h"
 #include "convert/rgb_rows.h"
 
 namespace xv {
@@ -84,7 +86,7 @@ int To32(const ImageView& source, const AVFrame& target, const CodecConvertOptio
   if (target.format == AV_PIX_FMT_BGRA) return 0;
   const std::uint8_t* order = target.format == AV_PIX_FMT_RGBA ? kRgba : kArgb;
   EachRow(view, [&](std::uint8_t* row) {
-    Packed().swizzle4(row, row, static_cast<std::size_t>(view.width), order);
+    Packed().swizzle4(row, row, static_cast<std::size_t>(view.width), order, Stores::kCached);
   });
   return 0;
 }
@@ -110,6 +112,32 @@ int FromV210(const ImageView& source, AVFrame* target, const CodecConvertOptions
   return status.NothingDone() ? kNoRoutine : status.code();
 }
 
+// As serial interfaces want it: the codes next to either end of the range are theirs. What a row
+// has behind its last pixel is 0, as FFmpeg's own encoder leaves it.
+int ToV210(const ImageView& source, const AVFrame& target) {
+  const std::size_t bytes = static_cast<std::size_t>(source.width + 1) / 2 * 4;
+  const int groups = (source.width + 5) / 6;
+  static thread_local std::vector<std::uint8_t> legal;
+  legal.assign(static_cast<std::size_t>(groups) * 12, 0);
+  ImageView from = source;
+  from.width = groups * 6;
+  from.height = 1;
+  from.data[0] = legal.data();
+  ImageView to = OnePlane(target, kFccV210);
+  to.width = from.width;
+  to.height = 1;
+  const int packed = groups * 16;
+  for (int y = 0; y < source.height; ++y) {
+    const std::uint8_t* row = source.data[0] + source.step[0] * y;
+    std::transform(row, row + bytes, from.data[0],
+                   [](std::uint8_t code) { return std::clamp<std::uint8_t>(code, 1, 254); });
+    if (const int result = Pack422ToV210(from, to); result != 0) return result;
+    std::memset(to.data[0] + packed, 0, static_cast<std::size_t>(target.linesize[0] - packed));
+    to.data[0] += target.linesize[0];
+  }
+  return 0;
+}
+
 int Run(const ImageView& source, AVFrame* target, const CodecConvertOptions& options) {
   using Kind = PlanarView::Kind;
   if (source.tag == kFccV210) return FromV210(source, target, options);
@@ -117,6 +145,8 @@ int Run(const ImageView& source, AVFrame* target, const CodecConvertOptions& opt
     return kNoRoutine;
   }
   switch (target->format) {
+    case kPixFmtV210:
+      return ToV210(source, *target);
     case AV_PIX_FMT_YUV420P:
       return ToPlanar(source, *target, Kind::k420, options.fullRange);
     case AV_PIX_FMT_YUVJ420P:

@@ -4,10 +4,8 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <vector>
 
 #include "convert/convert_pixels.h"
-#include "convert/rotate_image.h"
 #include "convert/scaling_choice.h"
 #include "convert/weave.h"
 #include "media/normalise.h"
@@ -57,8 +55,8 @@ void NameAspect(ImageView& view) {
 
 // The rectangle that `crop` leaves, as a copy: for layouts that share no memory with a part of
 // themselves. v210, whose pixels come in groups, becomes UYVY.
-Status CopyCropped(FrameMemory& memory, const FrameContents& contents, const CropSides& crop,
-                   Ref<IXvFrame>* cropped) {
+Status CopyCropped(FrameMemory& memory, std::vector<std::uint8_t>& unpacked,
+                   const FrameContents& contents, const CropSides& crop, Ref<IXvFrame>* cropped) {
   const ImageView source = MakeImageView(contents.props.vid, contents.video);
   PixelRect rect{crop.left & ~1, crop.top & ~1, (source.width - crop.right) & ~1,
                  source.height - crop.bottom};
@@ -68,7 +66,6 @@ Status CopyCropped(FrameMemory& memory, const FrameContents& contents, const Cro
   }
   XV_VID_PROPS vid = contents.props.vid;
   const int sign = vid.nHeight < 0 ? -1 : 1;
-  std::vector<std::uint8_t> unpacked;
   ImageView from = source;
   if (vid.fccColor == kFccV210) {
     vid.fccColor = from.tag = kFccUYVY;
@@ -87,7 +84,8 @@ Status CopyCropped(FrameMemory& memory, const FrameContents& contents, const Cro
   return S_OK;
 }
 
-Status CropFrame(FrameMemory& memory, const CropSides& crop, Ref<IXvFrame>* frame) {
+Status CropFrame(FrameMemory& memory, std::vector<std::uint8_t>& unpacked, const CropSides& crop,
+                 Ref<IXvFrame>* frame) {
   FrameContents contents;
   RETURN_IF_FAILED(ReadContents(frame->get(), &contents));
   const XV_VID_PROPS& vid = contents.props.vid;
@@ -97,7 +95,7 @@ Status CropFrame(FrameMemory& memory, const CropSides& crop, Ref<IXvFrame>* fram
     status = extras->CropView(crop.left, crop.top, vid.nWidth - crop.right - crop.left,
                               std::abs(vid.nHeight) - crop.bottom - crop.top, view.Receive());
   }
-  if (status == Status(E_NOTIMPL)) status = CopyCropped(memory, contents, crop, &view);
+  if (status == Status(E_NOTIMPL)) status = CopyCropped(memory, unpacked, contents, crop, &view);
   RETURN_IF_FAILED(status);
   if (view) *frame = std::move(view);
   return S_OK;
@@ -166,13 +164,13 @@ Status XvConverterRC2::ApplyCropAndRotate(Ref<IXvFrame>* frame, Ref<IXvFrame>* s
     CropSides crop;
     RETURN_IF_FAILED(ReadCrop(*props, &crop));
     for (Ref<IXvFrame>* each : {frame, second}) {
-      if (*each && crop.Any()) RETURN_IF_FAILED(CropFrame(cropped_, crop, each));
+      if (*each && crop.Any()) RETURN_IF_FAILED(CropFrame(cropped_, unpacked_, crop, each));
     }
     if (const auto rotate = ReadRotate(*props)) {
       for (Ref<IXvFrame>* each : {frame, second}) {
         if (!*each) continue;
         Ref<IXvFrame> turned;
-        RETURN_IF_FAILED(RotateFrame(*rotate == 1, each->get(), &turned, nullptr, true));
+        RETURN_IF_FAILED(TurnFrame(*rotate == 1, each->get(), &turned, nullptr, true));
         *each = std::move(turned);
       }
     }
@@ -203,6 +201,12 @@ Status XvConverterRC2::WeaveFrames(Ref<IXvFrame>* frame, IXvFrame* second,
 Status XvConverterRC2::RotateFrame(bool left, IXvFrame* frame, Ref<IXvFrame>* result,
                                    const XV_VID_PROPS* targetProps, bool keepTime) {
   if (frame == nullptr || result == nullptr) return E_INVALIDARG;
+  const std::lock_guard guard(lock_);
+  return TurnFrame(left, frame, result, targetProps, keepTime);
+}
+
+Status XvConverterRC2::TurnFrame(bool left, IXvFrame* frame, Ref<IXvFrame>* result,
+                                 const XV_VID_PROPS* targetProps, bool keepTime) {
   FrameContents contents;
   RETURN_IF_FAILED(ReadContents(frame, &contents));
   if (!keepTime) contents.time = {};
@@ -221,7 +225,7 @@ Status XvConverterRC2::RotateFrame(bool left, IXvFrame* frame, Ref<IXvFrame>* re
   Ref<IXvFrame> turned;
   ImageView target;
   RETURN_IF_FAILED(MakeTarget(turned_, contents, vid, &turned, &target));
-  RETURN_IF_FAILED(RotateImage(MakeImageView(source, contents.video), target, left));
+  RETURN_IF_FAILED(turner_.Turn(MakeImageView(source, contents.video), target, left));
   *result = std::move(turned);
   return S_OK;
 }
@@ -276,7 +280,6 @@ Status XvConverterRC2::ConvertFrame(IXvFrame* frame, const XV_VID_PROPS& given, 
   RETURN_IF_FAILED(ReadContents(frame, &contents));
   XV_VID_PROPS target = Completed(given);
   const Siting siting = props == nullptr ? Siting::kClassic : ReadSiting(*props);
-  const std::lock_guard guard(lock_);
   for (FrameScaler& scaler : scalers_) scaler.SetSiting(siting);
 
   XV_VID_PROPS compared = contents.props.vid;
@@ -335,6 +338,7 @@ Status XvConverterRC2::Convert(IXvFrame* frame, IXvFrame* secondFrame,
                                const XV_VID_PROPS* targetProps, int field, Ref<IXvFrame>* result,
                                const XMLParse::CoXMLNode* props) {
   if (frame == nullptr || result == nullptr) return E_POINTER;
+  const std::lock_guard guard(lock_);
   Ref<IXvFrame> working = Ref<IXvFrame>::Retain(frame);
   Ref<IXvFrame> second = Ref<IXvFrame>::Retain(secondFrame);
   RETURN_IF_FAILED(ApplyCropAndRotate(&working, &second, targetProps, props));

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <mutex>
+#include <vector>
 
 #include "base/auto_obj_base.h"
 #include "base/ref.h"
@@ -9,6 +10,7 @@
 #include "convert/field_worker.h"
 #include "convert/frame_scaler.h"
 #include "convert/owned_frame.h"
+#include "convert/rotate_image.h"
 #include "xvwriter/frames.h"
 
 namespace xv {
@@ -49,6 +51,8 @@ class XvConverterRC2 final : public AutoObjBase<XvConverterRC2> {
 
   Status ApplyCropAndRotate(Ref<IXvFrame>* frame, Ref<IXvFrame>* second,
                             const XV_VID_PROPS* targetProps, const XMLParse::CoXMLNode* props);
+  Status TurnFrame(bool left, IXvFrame* frame, Ref<IXvFrame>* result,
+                   const XV_VID_PROPS* targetProps, bool keepTime);
   Status WeaveFrames(Ref<IXvFrame>* frame, IXvFrame* second, const XV_VID_PROPS* targetProps);
   Status ConvertFrame(IXvFrame* frame, const XV_VID_PROPS& target, int field,
                       const XMLParse::CoXMLNode* props, Ref<IXvFrame>* result);
@@ -56,13 +60,15 @@ class XvConverterRC2 final : public AutoObjBase<XvConverterRC2> {
   Status ConvertField(const Pair& pair, int field, bool fromWorker, int quality);
   Status MirrorFrame(Ref<IXvFrame>* frame, Mirror mirror, bool own);
 
-  std::mutex lock_;
+  std::mutex lock_;                     // guards what follows; held for a whole conversion
   std::array<FrameScaler, 2> scalers_;  // one for each field
   std::array<FieldWorker, 2> workers_;
   FrameMemory memory_;
   FrameMemory cropped_;
   FrameMemory turned_;
   FrameMemory mirrored_;
+  PictureTurner turner_;
+  std::vector<std::uint8_t> unpacked_;  // v210 on its way to a crop
 };
 
 // Geometry, layout and rate equal, whatever the row bytes (rates within 0.01).

@@ -62,8 +62,10 @@ void LayPlanes(const XV_VID_PROPS& vid, const std::uint8_t* data, AVFrame* pictu
 AvPtr<AVFrame> PicturePool::Get(int format, int width, int height) {
   const auto pixelFormat = static_cast<AVPixelFormat>(format);
   if (!pool_ || format != format_ || width != width_ || height != height_) {
-    const int bytes = av_image_get_buffer_size(pixelFormat, FFALIGN(width, 16), FFALIGN(height, 16),
-                                               kPlaneAlignment);
+    const int bytes = format == kPixFmtV210
+                          ? NaturalRowBytes(kFccV210, width) * height
+                          : av_image_get_buffer_size(pixelFormat, FFALIGN(width, 16),
+                                                     FFALIGN(height, 16), kPlaneAlignment);
     if (bytes <= 0) return nullptr;
     pool_.reset(av_buffer_pool_init(static_cast<std::size_t>(bytes) + kPoolPadding, nullptr));
     format_ = format;
@@ -77,6 +79,11 @@ AvPtr<AVFrame> PicturePool::Get(int format, int width, int height) {
   picture->format = format;
   picture->width = width;
   picture->height = height;
+  if (format == kPixFmtV210) {
+    picture->linesize[0] = NaturalRowBytes(kFccV210, width);
+    picture->data[0] = picture->buf[0]->data;
+    return picture;
+  }
   if (av_image_fill_linesizes(picture->linesize, pixelFormat, FFALIGN(width, 16)) < 0)
     return nullptr;
   for (int& size : picture->linesize) size = FFALIGN(size, kPlaneAlignment);

@@ -28,7 +28,7 @@ void RestoreChroma(std::uint32_t tag, std::uint8_t* row, int width) {
   constexpr std::uint8_t kLumaFirst[4] = {0, 3, 2, 1};
   constexpr std::uint8_t kChromaFirst[4] = {2, 1, 0, 3};
   Packed().swizzle4(row, row, static_cast<std::size_t>(width / 2),
-                    order->lumaFirst ? kLumaFirst : kChromaFirst);
+                    order->lumaFirst ? kLumaFirst : kChromaFirst, Stores::kCached);
 }
 
 void FlipRows(const ImageView& view, std::size_t bytes) {

@@ -39,6 +39,19 @@ int MakeRows(const ImageView& target, int height, std::size_t rowBytes, Make&& m
   }
   return 0;
 }
+// The same with `make(y, row, stores)`, a kernel that can stream.
+template <class Make>
+int StreamRows(const ImageView& target, int height, std::size_t rowBytes, Make&& make) {
+  RowSink sink(static_cast<std::int64_t>(rowBytes) * height);
+  for (int y = 0; y < height; ++y) {
+    std::uint8_t* to = TargetRow(target, y);
+    const Stores stores = sink.StoresTo(to);
+    std::uint8_t* row = stores == Stores::kStreamed ? to : sink.Open(0, to, rowBytes);
+    make(y, row, stores);
+    sink.Commit(row, to, rowBytes);
+  }
+  return 0;
+}
 
 // Rows of planar targets, through a sink.
 class PlanarWriter {
@@ -77,15 +90,42 @@ class PlanarWriter {
     sink_.Commit(u, uTo, Bytes(count));
     sink_.Commit(v, vTo, Bytes(count));
   }
+  // Rows y and y + 1 of 4:2:0 by `make(ya, yb, u, v, stores)`; for kNv12 u is the row of U and V.
   template <class Make>
-  void ChromaNv12(int y, Make&& make) {
-    if (y >= target_.chromaHeight) return;
-    const int bytes = 2 * ChromaWidth();
-    std::uint8_t* to = target_.data[1] + y * target_.step[1];
-    std::uint8_t* uv = sink_.Open(3, to, Bytes(bytes));
-    make(uv);
-    if (fullRange_) Packed().expandChroma(uv, bytes);
-    sink_.Commit(uv, to, Bytes(bytes));
+  void PairOfRows(int y, bool both, Make&& make) {
+    const bool nv12 = target_.kind == Kind::kNv12;
+    const std::size_t lumaBytes = Bytes(width_);
+    const std::size_t chromaBytes = Bytes(nv12 ? 2 * ChromaWidth() : ChromaWidth());
+    const bool hasChroma = y / 2 < target_.chromaHeight;
+    std::uint8_t* to[4] = {target_.data[0] + y * target_.step[0], nullptr, nullptr, nullptr};
+    to[1] = both ? to[0] + target_.step[0] : to[0];
+    for (std::size_t i = 1; i < (nv12 ? 2u : 3u) && hasChroma; ++i) {
+      to[1 + i] = target_.data[i] + y / 2 * target_.step[i];
+    }
+    const bool direct = hasChroma && !fullRange_;
+    const Stores stores = direct ? sink_.StoresTo(to[0], to[1], to[2], to[3]) : Stores::kCached;
+    std::uint8_t* rows[4];
+    const auto open = [&](std::size_t i, std::size_t bytes) {
+      rows[i] = stores == Stores::kStreamed ? to[i]
+                : to[i] == nullptr          ? RowScratch(static_cast<int>(i), bytes)
+                                            : sink_.Open(static_cast<int>(i), to[i], bytes);
+    };
+    open(0, lumaBytes);
+    open(1, lumaBytes);
+    if (!both) rows[1] = rows[0];
+    open(2, chromaBytes);
+    open(3, chromaBytes);
+    make(rows[0], rows[1], rows[2], rows[3], stores);
+    const auto close = [&](std::size_t i, std::size_t bytes) {
+      if (to[i] == nullptr) return;
+      if (fullRange_)
+        (i < 2 ? Packed().expandLuma : Packed().expandChroma)(rows[i], static_cast<int>(bytes));
+      sink_.Commit(rows[i], to[i], bytes);
+    };
+    close(0, lumaBytes);
+    if (both) close(1, lumaBytes);
+    close(2, chromaBytes);
+    close(3, chromaBytes);
   }
 
  private:
@@ -105,28 +145,30 @@ struct PackedSource {
   int Pairs() const { return (view.width + 1) / 2; }
 };
 
-// 4:2:0 of the rows [from, from + rows): a frame, or one field with doubled steps.
+// 4:2:0 of a frame, or of one field with doubled steps.
 void PackedFrameTo420(const PackedSource& source, PlanarWriter& writer, bool nv12) {
   const ImageView& view = source.view;
   const PackedKernels& kernels = Packed();
+  const int pairs = source.Pairs();
   for (int y = 0; y < view.height; y += 2) {
+    const bool both = y + 1 < view.height;
     const std::uint8_t* a = Row(view, y);
-    const std::uint8_t* b = Row(view, std::min(y + 1, view.height - 1));
-    writer.Luma(y, [&](std::uint8_t* row) { kernels.luma[source.first](a, row, view.width); });
-    if (y + 1 < view.height) {
-      writer.Luma(y + 1,
-                  [&](std::uint8_t* row) { kernels.luma[source.first](b, row, view.width); });
-    }
-    if (nv12) {
-      writer.ChromaNv12(y / 2, [&](std::uint8_t* uv) {
-        kernels.chromaNv12[source.first](a, b, uv, source.Pairs());
-      });
-    } else {
-      writer.Chroma(y / 2, [&](std::uint8_t* u, std::uint8_t* v) {
-        if (source.vFirst) std::swap(u, v);
-        kernels.chroma[source.first](a, b, u, v, source.Pairs());
-      });
-    }
+    const std::uint8_t* b = both ? Row(view, y + 1) : a;
+    writer.PairOfRows(
+        y, both,
+        [&](std::uint8_t* ya, std::uint8_t* yb, std::uint8_t* u, std::uint8_t* v, Stores stores) {
+          if (nv12 && !source.vFirst) {
+            kernels.toNv12[source.first](a, b, ya, yb, u, view.width, stores);
+          } else if (nv12) {
+            std::uint8_t* planes = RowScratch(7, Bytes(2 * pairs));
+            kernels.to420[source.first](a, b, ya, yb, planes + pairs, planes, view.width,
+                                        Stores::kCached);
+            kernels.interleave(planes, planes + pairs, u, pairs);
+          } else {
+            if (source.vFirst) std::swap(u, v);
+            kernels.to420[source.first](a, b, ya, yb, u, v, view.width, stores);
+          }
+        });
   }
 }
 
@@ -176,11 +218,11 @@ PlanarView PlanarField(const PlanarView& view, int parity) {
 template <class Make>
 int MakeRgbRows(const ImageView& target, const ImageView& source, Make&& make) {
   if (target.tag != kFccRGB24) {
-    return MakeRows(target, source.height, Bytes(4 * source.width), make);
+    return StreamRows(target, source.height, Bytes(4 * source.width), make);
   }
   std::uint8_t* bgra = RowScratch(RowSink::kSlots, Bytes(4 * source.width));
   return MakeRows(target, source.height, Bytes(3 * source.width), [&](int y, std::uint8_t* row) {
-    make(y, bgra);
+    make(y, bgra, Stores::kCached);
     Channels().dropAlpha(bgra, row, source.width);
   });
 }
@@ -204,9 +246,10 @@ int ReorderPacked(const ImageView& source, const ImageView& target) {
   std::uint8_t order[4];
   for (std::size_t i = 0; i < 4; ++i) order[place(to)[i]] = place(from)[i];
   const int groups = (source.width + 1) / 2;
-  return MakeRows(target, source.height, Bytes(4 * groups), [&](int y, std::uint8_t* row) {
-    Packed().swizzle4(Row(source, y), row, Bytes(groups), order);
-  });
+  return StreamRows(target, source.height, Bytes(4 * groups),
+                    [&](int y, std::uint8_t* row, Stores stores) {
+                      Packed().swizzle4(Row(source, y), row, Bytes(groups), order, stores);
+                    });
 }
 
 int PackedToPlanar(const ImageView& view, const PlanarView& target, FieldForm form,
@@ -252,47 +295,41 @@ int PackedToPlanar(const ImageView& view, const PlanarView& target, FieldForm fo
 int Planar420ToPacked(const ImageView& source, const ImageView& target) {
   const PackedOrder order = FindPackedOrder(target.tag).value();
   const auto join = Packed().join[order.lumaFirst ? 1 : 0];
-  return MakeRows(target, source.height, Bytes((source.width + 1) / 2 * 4),
-                  [&](int y, std::uint8_t* row) {
-                    const int chroma = ChromaRow(source, y);
-                    const std::uint8_t* u = Row(source, chroma, order.vFirst ? 2 : 1);
-                    const std::uint8_t* v = Row(source, chroma, order.vFirst ? 1 : 2);
-                    join(Row(source, y), u, v, row, source.width);
-                  });
+  return StreamRows(target, source.height, Bytes((source.width + 1) / 2 * 4),
+                    [&](int y, std::uint8_t* row, Stores stores) {
+                      const int chroma = ChromaRow(source, y);
+                      const std::uint8_t* u = Row(source, chroma, order.vFirst ? 2 : 1);
+                      const std::uint8_t* v = Row(source, chroma, order.vFirst ? 1 : 2);
+                      join(Row(source, y), u, v, row, source.width, stores);
+                    });
 }
 
 int RgbToPlanar(const ImageView& source, const PlanarView& target, const RgbToYuv& matrix) {
   const ColourKernels& kernels = Colour();
   PlanarWriter writer(target, source, false);
-  const bool pairsOfRows = target.kind == Kind::k420 || target.kind == Kind::kNv12;
-  const int rowStep = pairsOfRows ? 2 : 1;
-  std::uint8_t* scratch = RowScratch(6, Bytes(2 * writer.ChromaWidth()));
-  for (int y = 0; y < source.height; y += rowStep) {
-    const std::uint8_t* a = BgraRow(source, y, 4);
-    const std::uint8_t* b = a;
-    writer.Luma(y, [&](std::uint8_t* row) { kernels.luma(a, row, source.width, matrix); });
-    if (pairsOfRows && y + 1 < source.height) {
-      b = BgraRow(source, y + 1, 5);
-      writer.Luma(y + 1, [&](std::uint8_t* row) { kernels.luma(b, row, source.width, matrix); });
+  const int width = source.width;
+  if (target.kind == Kind::k420 || target.kind == Kind::kNv12) {
+    for (int y = 0; y < source.height; y += 2) {
+      const bool both = y + 1 < source.height;
+      const std::uint8_t* a = BgraRow(source, y, 4);
+      const std::uint8_t* b = both ? BgraRow(source, y + 1, 5) : a;
+      writer.PairOfRows(
+          y, both,
+          [&](std::uint8_t* ya, std::uint8_t* yb, std::uint8_t* u, std::uint8_t* v, Stores stores) {
+            if (target.kind == Kind::kNv12) {
+              kernels.toNv12(a, b, ya, yb, u, width, matrix, stores);
+            } else {
+              kernels.to420(a, b, ya, yb, u, v, width, matrix, stores);
+            }
+          });
     }
-    const auto chroma = [&](std::uint8_t* u, std::uint8_t* v) {
-      if (target.kind == Kind::k422) {
-        kernels.chroma422(a, u, v, source.width, matrix);
-      } else if (target.kind == Kind::k411) {
-        kernels.chroma411(a, u, v, source.width, matrix);
-      } else {
-        kernels.chroma420(a, b, u, v, source.width, matrix);
-      }
-    };
-    if (target.kind == Kind::kNv12) {
-      const int count = writer.ChromaWidth();
-      chroma(scratch, scratch + count);
-      writer.ChromaNv12(y / 2, [&](std::uint8_t* uv) {
-        Packed().interleave(scratch, scratch + count, uv, count);
-      });
-    } else {
-      writer.Chroma(y / rowStep, chroma);
-    }
+    return 0;
+  }
+  const auto chroma = target.kind == Kind::k422 ? kernels.chroma422 : kernels.chroma411;
+  for (int y = 0; y < source.height; ++y) {
+    const std::uint8_t* bgra = BgraRow(source, y, 4);
+    writer.Luma(y, [&](std::uint8_t* row) { kernels.luma(bgra, row, width, matrix); });
+    writer.Chroma(y, [&](std::uint8_t* u, std::uint8_t* v) { chroma(bgra, u, v, width, matrix); });
   }
   return 0;
 }
@@ -302,10 +339,10 @@ int RgbToPacked(const ImageView& source, const ImageView& target, const RgbToYuv
   RgbToYuv ordered = matrix;
   if (order.vFirst) std::swap(ordered.u, ordered.v);
   const auto convert = Colour().toPacked[order.lumaFirst ? 1 : 0];
-  return MakeRows(target, source.height, Bytes((source.width + 1) / 2 * 4),
-                  [&](int y, std::uint8_t* row) {
-                    convert(BgraRow(source, y, 4), row, source.width, ordered);
-                  });
+  return StreamRows(target, source.height, Bytes((source.width + 1) / 2 * 4),
+                    [&](int y, std::uint8_t* row, Stores stores) {
+                      convert(BgraRow(source, y, 4), row, source.width, ordered, stores);
+                    });
 }
 
 int Planar420ToNv12(const ImageView& source, const PlanarView& target) {
@@ -335,27 +372,27 @@ int PackedToRgb(const ImageView& source, const ImageView& target, int alpha) {
   constexpr std::uint8_t kExchangeUv[4] = {0, 3, 2, 1};
   const std::size_t groups = Bytes((source.width + 1) / 2);
   std::uint8_t* exchanged = order.vFirst ? RowScratch(5, 4 * groups) : nullptr;
-  return MakeRgbRows(target, source, [&](int y, std::uint8_t* bgra) {
+  return MakeRgbRows(target, source, [&](int y, std::uint8_t* bgra, Stores stores) {
     const std::uint8_t* row = Row(source, y);
     if (exchanged != nullptr) {
-      Packed().swizzle4(row, exchanged, groups, kExchangeUv);
+      Packed().swizzle4(row, exchanged, groups, kExchangeUv, Stores::kCached);
       row = exchanged;
     }
-    convert(row, bgra, source.width, alpha, kBt601ToRgb);
+    convert(row, bgra, source.width, alpha, kBt601ToRgb, stores);
   });
 }
 
 int HdycToRgb(const ImageView& source, const ImageView& target, int alpha) {
-  return MakeRgbRows(target, source, [&](int y, std::uint8_t* bgra) {
-    Colour().fromHdyc(Row(source, y), bgra, source.width, alpha);
+  return MakeRgbRows(target, source, [&](int y, std::uint8_t* bgra, Stores stores) {
+    Colour().fromHdyc(Row(source, y), bgra, source.width, alpha, stores);
   });
 }
 
 int Planar420ToRgb(const ImageView& source, const ImageView& target, int alpha) {
-  return MakeRgbRows(target, source, [&](int y, std::uint8_t* bgra) {
+  return MakeRgbRows(target, source, [&](int y, std::uint8_t* bgra, Stores stores) {
     const int chroma = ChromaRow(source, y);
     Colour().fromPlanar(Row(source, y), Row(source, chroma, 1), Row(source, chroma, 2), bgra,
-                        source.width, alpha, kBt601ToRgb);
+                        source.width, alpha, kBt601ToRgb, stores);
   });
 }
 
@@ -383,8 +420,10 @@ int RgbToRgb(const ImageView& source, const ImageView& target, int alpha, bool s
 
 int Pack422ToV210(const ImageView& source, const ImageView& target) {
   const auto pack = Deep().packV210[FindPackedOrder(source.tag).value().lumaFirst ? 1 : 0];
-  return MakeRows(target, source.height, Bytes((source.width + 5) / 6 * 16),
-                  [&](int y, std::uint8_t* row) { pack(Row(source, y), row, source.width); });
+  return StreamRows(target, source.height, Bytes((source.width + 5) / 6 * 16),
+                    [&](int y, std::uint8_t* row, Stores stores) {
+                      pack(Row(source, y), row, source.width, stores);
+                    });
 }
 
 int UnpackV210(const ImageView& source, const ImageView& target) {

@@ -172,8 +172,13 @@ Status MakePicture(VideoPreparation& preparation, const WorkingFrame& source, IU
     return frame.AttachMemory(source.vid(), source.contents.video, source.contents.videoBytes,
                               Ref<IUnknown>(source.frame));
   }
+  // 8-bit 4:2:2 is packed straight into the encoder's bytes; planes would be written and read
+  // again.
+  const auto packed = FindPackedOrder(source.vid().fccColor);
+  const bool packV210 = codec.codecId == AV_CODEC_ID_V210 && packed && !packed->vFirst;
   AvPtr<AVFrame> picture =
-      preparation.pool.Get(codec.pixelFormat, source.vid().nWidth, std::abs(source.vid().nHeight));
+      preparation.pool.Get(packV210 ? kPixFmtV210 : codec.pixelFormat, source.vid().nWidth,
+                           std::abs(source.vid().nHeight));
   if (!picture) return E_OUTOFMEMORY;
   DescribePicture(source.vid(), picture.get());
   CodecConvertOptions options{codec.fullRange, nullptr, codec.codecId != AV_CODEC_ID_PNG};

@@ -12,8 +12,9 @@ namespace xv {
 // Memory for rows in between, kept by each thread from one picture to the next.
 std::uint8_t* RowScratch(int slot, std::size_t bytes);
 
-// Where a conversion writes its rows. A picture that outgrows the cache is written past it: rows
-// are made in a scratch row, which stays in the first-level cache, and streamed from there.
+// Where a conversion writes its rows. A picture that outgrows the cache is written past it: by the
+// kernel itself where it can stream and the row is aligned, else rows are made in a scratch row,
+// which stays in the first-level cache, and streamed from there.
 class RowSink {
  public:
   static constexpr std::int64_t kStreamBytes = 1 << 20;
@@ -31,15 +32,23 @@ class RowSink {
     if (streams_) Channels().fence();
   }
 
+  // How a kernel that streams may write all of these rows itself: with kStreamed no place is to be
+  // opened for them.
+  template <class... Rows>
+  Stores StoresTo(const Rows*... rows) const {
+    const auto bits = (reinterpret_cast<std::uintptr_t>(rows) | ...);
+    return streams_ && bits % kStreamAlignment == 0 ? Stores::kStreamed : Stores::kCached;
+  }
   // The place to make a row in; Commit brings it to `target`.
   std::uint8_t* Open(int slot, std::uint8_t* target, std::size_t bytes) {
     return streams_ ? RowScratch(slot, bytes) : target;
   }
   void Commit(const std::uint8_t* row, std::uint8_t* target, std::size_t bytes) {
-    if (streams_) Channels().streamCopy(row, target, bytes);
+    if (row != target) Channels().streamCopy(row, target, bytes);
   }
 
  private:
+  static constexpr std::uintptr_t kStreamAlignment = 64;
   bool streams_;
 };
 

@@ -9,6 +9,7 @@
 #include "convert/rgb_rows.h"
 #include "convert/scale_vertical.h"
 #include "media/pixel_layout.h"
+#include "platform/work_items.h"
 
 namespace xv {
 
@@ -92,46 +93,49 @@ ImageView ScaleEngine::Temporary(std::size_t slot, const ImageView& like, std::u
   return view;
 }
 
-Status ScaleEngine::ScalePlane(const PlaneScaler::Plane& source, const PlaneScaler::Plane& target,
-                               int sampleBytes, std::size_t plane, const Job& job) {
+void ScaleEngine::ScalePlane(const PlaneScaler::Plane& source, const PlaneScaler::Plane& target,
+                             int sampleBytes, std::size_t plane, const Job& job) {
   const double sharpness = plane == 0 ? job.sharpness : job.sharpness / 2;
   FilterBank& bank = banks_[plane == 0 ? 0 : 1];
   auto* to = const_cast<std::uint8_t*>(target.data);
-  const auto vertical = [&](const PlaneScaler::Plane& from, std::uint8_t* data,
-                            std::ptrdiff_t step) {
-    ScaleVertical(bank, from.data, data, from.height, target.height,
-                  static_cast<std::size_t>(from.width * sampleBytes), from.step, step, sharpness,
-                  job.fieldFlags, job.siting);
+  const auto vertical = [&](const PlaneScaler::Plane& from, const Across* across) {
+    ScaleVertical(bank, from.data, to, from.height, target.height,
+                  static_cast<std::size_t>(from.width * sampleBytes), from.step, target.step,
+                  sharpness, job.fieldFlags, job.siting, across);
   };
   if (source.width == target.width) {
-    vertical(source, to, target.step);
-    return S_OK;
+    vertical(source, nullptr);
+    return;
   }
+  // Chroma samples stand on the first luma sample of their pair.
+  const double ratio = static_cast<double>(source.width) / target.width;
+  const double shift = plane > 0 && job.siting == Siting::kCentred ? (1 - ratio) / 4 : 0;
+  const RowFilter& filter =
+      rowFilters_[plane == 0 ? 0 : 1].For(source.width, target.width, job.quality, shift);
   // The direction that makes the picture smaller goes first.
-  const bool verticalFirst = target.height <= source.height;
-  const int width = verticalFirst ? source.width : target.width;
-  const int height = verticalFirst ? target.height : source.height;
+  if (target.height <= source.height) {
+    const Across across{filter, sampleBytes};
+    vertical(source, &across);
+    return;
+  }
   const std::ptrdiff_t step =
-      (static_cast<std::ptrdiff_t>(width) * sampleBytes + kRowAlignment) & -kRowAlignment;
+      (static_cast<std::ptrdiff_t>(target.width) * sampleBytes + kRowAlignment) & -kRowAlignment;
   std::vector<std::uint8_t>& memory = temporaries_[3 + plane];
   const std::size_t bytes =
-      static_cast<std::size_t>(step) * static_cast<std::size_t>(height) + kSlack;
+      static_cast<std::size_t>(step) * static_cast<std::size_t>(source.height) + kSlack;
   if (memory.size() < bytes) memory.resize(bytes);
-  const PlaneScaler::Plane between{memory.data(), step, width, height};
-  if (verticalFirst) {
-    vertical(source, memory.data(), step);
-    return scalers_[plane].Scale(between, {to, target.step, target.width, target.height},
-                                 sampleBytes, job.quality);
-  }
-  RETURN_IF_FAILED(scalers_[plane].Scale(source, between, sampleBytes, job.quality));
-  vertical(between, to, target.step);
-  return S_OK;
+  RunWorkItems(2, [&](int band) {
+    const int middle = source.height / 2;
+    for (int y = band == 0 ? 0 : middle; y < (band == 0 ? middle : source.height); ++y) {
+      ScaleRow(filter, source.data + y * source.step, 0, memory.data() + y * step, sampleBytes);
+    }
+  });
+  vertical({memory.data(), step, target.width, source.height}, nullptr);
 }
 
 Status ScaleEngine::ScalePlanar(const ImageView& source, const ImageView& target, const Job& job) {
   for (std::size_t plane = 0; plane < 3; ++plane) {
-    RETURN_IF_FAILED(
-        ScalePlane(PlaneOf(source, plane, true), PlaneOf(target, plane, true), 1, plane, job));
+    ScalePlane(PlaneOf(source, plane, true), PlaneOf(target, plane, true), 1, plane, job);
   }
   return S_OK;
 }
@@ -168,7 +172,7 @@ Status ScaleEngine::ScalePacked(const ImageView& source, const ImageView& target
       ends[i] = {split[i].data[plane], split[i].step[plane], plane == 0 ? width : (width + 1) / 2,
                  sides[i]->height};
     }
-    RETURN_IF_FAILED(ScalePlane(ends[0], ends[1], 1, plane, job));
+    ScalePlane(ends[0], ends[1], 1, plane, job);
   }
   const PackedOrder order = FindPackedOrder(target.tag).value();
   const std::size_t u = order.vFirst ? 2 : 1;
@@ -177,7 +181,8 @@ Status ScaleEngine::ScalePacked(const ImageView& source, const ImageView& target
       return split[1].data[plane] + y * split[1].step[plane];
     };
     Packed().join[order.lumaFirst ? 1 : 0](row(0), row(u), row(3 - u),
-                                           target.data[0] + y * target.step[0], target.width);
+                                           target.data[0] + y * target.step[0], target.width,
+                                           Stores::kCached);
   }
   return S_OK;
 }
@@ -188,8 +193,11 @@ Status ScaleEngine::ResizeRgb(const ImageView& source, const ImageView& target, 
   const PlaneScaler::Plane to{target.data[0], target.step[0], target.width, target.height};
   // Fields need the vertical filter; a plain frame is the library's.
   const bool fields = (job.fieldFlags & kFieldModeMask) != static_cast<int>(FieldMode::kFrame);
-  return fields || source.width == target.width ? ScalePlane(from, to, bytes, 0, job)
-                                                : scalers_[0].Scale(from, to, bytes, job.quality);
+  if (!fields && source.width != target.width) {
+    return resizer_.Scale(from, to, bytes, job.quality);
+  }
+  ScalePlane(from, to, bytes, 0, job);
+  return S_OK;
 }
 
 Status ScaleEngine::Dispatch(const ImageView& source, const ImageView& target, const Job& job) {
@@ -198,7 +206,8 @@ Status ScaleEngine::Dispatch(const ImageView& source, const ImageView& target, c
   if (IsPlanar420(source.tag) && IsPlanar420(target.tag)) return ScalePlanar(source, target, job);
   if (IsRgb8Bit(source.tag) && source.tag == target.tag) return ResizeRgb(source, target, job);
   if (source.tag == kFccRGB8 && target.tag == kFccRGB8) {
-    return ScalePlane(PlaneOf(source, 0, false), PlaneOf(target, 0, false), 1, 0, job);
+    ScalePlane(PlaneOf(source, 0, false), PlaneOf(target, 0, false), 1, 0, job);
+    return S_OK;
   }
 
   const std::uint32_t scaled = ScalingLayout(source.tag, target.tag);

@@ -9,6 +9,7 @@
 #include "convert/filter_bank.h"
 #include "convert/image_view.h"
 #include "convert/plane_scaler.h"
+#include "convert/row_filter.h"
 
 namespace xv {
 
@@ -43,15 +44,16 @@ class ScaleEngine {
   Status ScalePacked(const ImageView& source, const ImageView& target, const Job& job);
   Status ScalePlanar(const ImageView& source, const ImageView& target, const Job& job);
   Status ResizeRgb(const ImageView& source, const ImageView& target, const Job& job);
-  Status ScalePlane(const PlaneScaler::Plane& source, const PlaneScaler::Plane& target,
-                    int sampleBytes, std::size_t plane, const Job& job);
+  void ScalePlane(const PlaneScaler::Plane& source, const PlaneScaler::Plane& target,
+                  int sampleBytes, std::size_t plane, const Job& job);
   // A picture of that layout and size in temporary memory number `slot`.
   ImageView Temporary(std::size_t slot, const ImageView& like, std::uint32_t tag, int width,
                       int height);
 
   std::mutex lock_;
   std::array<FilterBank, 2> banks_;  // luma, chroma
-  std::array<PlaneScaler, 3> scalers_;
+  std::array<KeptRowFilter, 2> rowFilters_;
+  PlaneScaler resizer_;  // plain frames of RGB
   // 0, 1: the two sides of packed scaling, 2: the converted source, 3-5: planes between the two
   // directions, 6: the target before its conversion.
   std::array<std::vector<std::uint8_t>, 7> temporaries_;

@@ -56,14 +56,17 @@ AvPtr<AVFrame> AllocateFrame(const StreamHolder& holder, int samples) {
 }
 
 // The track mixed down to fewer channels than it has, in the encoder's format.
-Status ReadFolded(Session& session, const StreamHolder& holder, int samples, AVFrame* frame) {
-  XvAudioBuffer2 track;
+Status ReadFolded(Session& session, StreamHolder& holder, int samples, AVFrame* frame) {
   const int channels = holder.codec->ch_layout.nb_channels;
   const XV_AUD_PROPS source{holder.trackChannels, holder.codec->sample_rate, -32, 0};
   const XV_AUD_PROPS folded{channels, holder.codec->sample_rate, -32, 0};
-  std::vector<std::uint8_t> interleaved(static_cast<std::size_t>(samples) *
-                                        static_cast<std::size_t>(holder.trackChannels) * 4);
+  std::vector<std::uint8_t>& interleaved = holder.unfolded;
+  interleaved.resize(static_cast<std::size_t>(samples) *
+                     static_cast<std::size_t>(holder.trackChannels) * 4);
   std::uint8_t* plane = interleaved.data();
+  if (!holder.folded) holder.folded = std::make_unique<XvAudioBuffer2>();
+  XvAudioBuffer2& track = *holder.folded;
+  track.Reset(false);
   RETURN_IF_FAILED(session.audioBuffer.ReadTrack(holder.firstChannel, holder.trackChannels, samples,
                                                  AV_SAMPLE_FMT_FLT, &plane, holder.readAhead));
   RETURN_IF_FAILED(track.Prepare(&folded, 0));
@@ -72,7 +75,7 @@ Status ReadFolded(Session& session, const StreamHolder& holder, int samples, AVF
   return track.ReadTrack(0, channels, samples, holder.codec->sample_fmt, frame->extended_data);
 }
 
-Status ReadTrack(Session& session, const StreamHolder& holder, int samples, AVFrame* frame) {
+Status ReadTrack(Session& session, StreamHolder& holder, int samples, AVFrame* frame) {
   if (holder.codec->ch_layout.nb_channels < holder.trackChannels) {
     return ReadFolded(session, holder, samples, frame);
   }
@@ -103,30 +106,14 @@ Status EncodeAudio(Session& session, StreamHolder& holder, bool endOfStream, int
   return sent;
 }
 
-void ScaleStamps(const StreamHolder& holder, AVPacket& packet) {
-  const AVRational from = holder.codec->time_base;
-  const AVRational to = holder.stream->time_base;
-  const std::int64_t delay =
-      av_rescale_q(holder.delay, {1, static_cast<int>(kTimeUnitsPerSecond)}, to) +
-      av_rescale_q(holder.offsetSamples, {1, holder.codec->sample_rate}, to);
-  const auto scale = [&](std::int64_t stamp) {
-    return av_rescale_q_rnd(stamp, from, to, AV_ROUND_NEAR_INF);
-  };
-  if (packet.pts != AV_NOPTS_VALUE) packet.pts = scale(packet.pts) + delay;
-  if (packet.dts != AV_NOPTS_VALUE) packet.dts = scale(packet.dts) + delay;
-  if (packet.duration > 0) packet.duration = scale(packet.duration);
-  packet.stream_index = holder.stream->index;
-}
-
 void Dump(Session& session, int track, const AVPacket& packet) {
-  const std::string key = track == 0 ? "raw_audio" : "raw_audio." + std::to_string(track);
-  const std::string path = session.props->Text(key);
+  const auto index = static_cast<std::size_t>(track);
+  const std::string& path = session.options.rawAudioPaths[index];
   if (path.empty()) return;
-  while (session.rawAudio.size() <= static_cast<std::size_t>(track)) {
+  while (session.rawAudio.size() <= index) {
     session.rawAudio.push_back(std::make_unique<RawDump>());
   }
-  session.KeepError(session.rawAudio[static_cast<std::size_t>(track)]->Append(path, packet),
-                    "raw_audio", path);
+  session.KeepError(session.rawAudio[index]->Append(path, packet), "raw_audio", path);
 }
 
 // True when packets came.
@@ -134,7 +121,7 @@ bool WritePackets(Session& session, StreamHolder& holder, int track) {
   bool any = false;
   while (AvPtr<AVPacket> packet = TakePacket(holder)) {
     any = true;
-    ScaleStamps(holder, *packet);
+    ScaleToStream(holder, *packet);
     Dump(session, track, *packet);
     session.KeepError(WritePacket(session, std::move(packet)), "audio packet", session.main.path);
   }

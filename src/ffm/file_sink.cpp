@@ -32,7 +32,7 @@ Status FileSink::Open(const std::string& path) {
   return S_OK;
 }
 
-int FileSink::OnWrite(void* opaque, std::uint8_t* data, int bytes) {
+int FileSink::OnWrite(void* opaque, WrittenBytes data, int bytes) {
   auto& self = *static_cast<FileSink*>(opaque);
   if (bytes <= 0) return 0;
   if (self.observer_ != nullptr) self.observer_->OnSinkWrite(data, bytes, self.position_);

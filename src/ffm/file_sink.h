@@ -56,7 +56,13 @@ class FileSink {
     }
   };
 
-  static int OnWrite(void* opaque, std::uint8_t* data, int bytes);
+#if LIBAVFORMAT_VERSION_MAJOR < 61
+  using WrittenBytes = std::uint8_t*;
+#else
+  using WrittenBytes = const std::uint8_t*;
+#endif
+
+  static int OnWrite(void* opaque, WrittenBytes data, int bytes);
   static std::int64_t OnSeek(void* opaque, std::int64_t offset, int whence);
   Status Write(const std::uint8_t* data, std::size_t bytes);
   Status WriteThrough(const std::uint8_t* data, std::size_t bytes, std::int64_t at);

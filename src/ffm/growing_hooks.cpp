@@ -4,12 +4,6 @@
 #include "codec/ffmpeg.h"
 
 namespace xv {
-namespace {
-
-// ISO/IEC 14496-15 5.3.4.2.1: each NAL unit stands behind its length.
-constexpr std::int64_t kNalLengthBytes = 4;
-
-}  // namespace
 
 #if LIBAVFORMAT_VERSION_MAJOR == 59
 
@@ -100,24 +94,6 @@ void GrowingHooks::Remove() {}
 
 #endif
 
-IndexRecord GrowingHooks::StartRecord(const AVPacket& packet, bool isVideo) {
-  const std::int64_t number = context_->streams[packet.stream_index]->nb_frames;
-  const bool key = (packet.flags & AV_PKT_FLAG_KEY) != 0;
-  if (isVideo && key) lastKeyFrame_ = number;
-  IndexRecord record;
-  record.position = avio_tell(context_->pb);
-  if (record.position < 0) record.position = packet.pos;
-  record.dts = packet.dts;
-  record.pts = packet.dts == AV_NOPTS_VALUE ? AV_NOPTS_VALUE : packet.pts;
-  record.size = static_cast<std::uint32_t>(packet.size);
-  record.frameNumber = static_cast<std::uint32_t>(number);
-  record.keyDistance = isVideo ? static_cast<std::uint16_t>(number - lastKeyFrame_ + 1) : 0;
-  record.stream = static_cast<std::uint16_t>(packet.stream_index);
-  record.duration = static_cast<std::uint32_t>(packet.duration);
-  record.key = key;
-  return record;
-}
-
 // AVI puts a chunk head ahead of the data and pads an odd chunk with a byte; before the chunk that
 // opens a new RIFF part come whole index tables. So the end of what was written tells where the
 // data lies, and its size stays.
@@ -131,11 +107,13 @@ void GrowingHooks::CorrectRecord(IndexRecord& record) const {
 
 int GrowingHooks::WritePacket(AVPacket& packet) {
   AVIOContext* io = context_->pb;
-  const bool isVideo =
-      context_->streams[packet.stream_index]->codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
+  const bool isVideo = IsVideoPacket(*context_, packet);
   // Single numbers of the packet before wait in FFmpeg's buffer; they are not this packet's.
   avio_flush(io);
-  IndexRecord record = StartRecord(packet, isVideo);
+  IndexRecord record =
+      builder_.Start(packet, context_->streams[packet.stream_index]->nb_frames, isVideo);
+  record.position = avio_tell(io);
+  if (record.position < 0) record.position = packet.pos;
   bytesWritten_ = 0;
   payloadAt_ = -1;
   rewritten_ = false;

@@ -2,29 +2,25 @@
 
 #include <cstdint>
 
-#include "contracts/av_handles.h"
-#include "ffm/file_sink.h"
-#include "ffm/growing_index.h"
+#include "ffm/packet_locator.h"
 
 namespace xv {
 
-// Gives every packet that the muxer writes a record in the index. It stands in the muxer's place by
-// a private copy of its AVOutputFormat, and sees the bytes through the file sink. One caller at a
-// time (the output's lock).
-class GrowingHooks : private SinkObserver {
+// Locates packets from the muxer's place: a private copy of its AVOutputFormat sees each packet as
+// it is written, the file sink shows the bytes. Only libavformat 59 lets its callbacks be seen;
+// others answer E_NOTIMPL.
+class GrowingHooks final : public PacketLocator, private SinkObserver {
  public:
   explicit GrowingHooks(GrowingIndex& index) : index_(index) {}
   ~GrowingHooks() override { Remove(); }
   GrowingHooks(const GrowingHooks&) = delete;
   GrowingHooks& operator=(const GrowingHooks&) = delete;
 
-  // After the header has been written, ahead of the first packet. `context` writes to `sink` and
-  // must outlive Remove. `lowLevel`: positions are those of the packets' own write calls, where the
-  // muxer writes packets as they are. E_NOTIMPL with a libavformat that keeps its callbacks
-  // private.
-  Status Install(AVFormatContext& context, FileSink& sink, bool lowLevel);
+  Status Install(AVFormatContext& context, FileSink& sink, bool lowLevel) override;
+  int Write(AVPacket* packet) override { return av_interleaved_write_frame(context_, packet); }
+  int Finish() override { return 0; }
   // Gives the muxer its own table back.
-  void Remove();
+  void Remove() override;
 
  private:
   // The muxer's own table is back for the length of a call: some muxers tell themselves from their
@@ -39,7 +35,6 @@ class GrowingHooks : private SinkObserver {
 
   void OnSinkWrite(const std::uint8_t* data, int bytes, std::int64_t position) override;
   int WritePacket(AVPacket& packet);
-  IndexRecord StartRecord(const AVPacket& packet, bool isVideo);
   void CorrectRecord(IndexRecord& record) const;
 
   GrowingIndex& index_;
@@ -50,7 +45,7 @@ class GrowingHooks : private SinkObserver {
   AVOutputFormat copy_{};
   bool lowLevel_ = false;
   bool isAvi_ = false;
-  std::int64_t lastKeyFrame_ = 0;
+  RecordBuilder builder_;
   // While a packet is written.
   const AVPacket* currentPacket_ = nullptr;  // in low-level mode only
   std::int64_t bytesWritten_ = 0;

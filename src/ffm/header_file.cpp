@@ -49,13 +49,19 @@ void OpenGrowingFiles(Session& session, const TargetPlan& plan) {
   session.growing = std::move(files);
 }
 
-void HookGrowingOutput(Session& session) {
+void LocateGrowingPackets(Session& session) {
   if (!session.growing || !session.main.headerWritten) return;
   AVFormatContext& context = *session.main.context;
   const bool lowLevel = session.props->Bool("play_while_rec.low_level_io",
                                             EqualsNoCase(context.oformat->name, "mxf"));
-  const Status installed = session.growing->hooks.Install(context, session.main.sink, lowLevel);
-  if (installed.Failed()) session.stats->Fail("index", session.growing->index.path(), installed);
+  PacketLocator& locator = *session.growing->locator;
+  const Status installed = locator.Install(context, session.main.sink, lowLevel);
+  if (installed.Failed()) {
+    locator.Remove();
+    session.stats->Fail("index", session.growing->index.path(), installed);
+    return;
+  }
+  session.main.locator = &locator;
 }
 
 void FinishHeaderFile(Session& session, std::int64_t frameNumber) {
@@ -66,7 +72,8 @@ void FinishHeaderFile(Session& session, std::int64_t frameNumber) {
 void CloseGrowingFiles(Session& session) {
   if (!session.growing) return;
   GrowingFiles& files = *session.growing;
-  files.hooks.Remove();
+  session.main.locator = nullptr;
+  files.locator->Remove();
   Status closed = files.index.failure();
   closed.Update(files.index.Close());
   if (closed.Failed()) session.stats->Fail("index", files.index.path(), closed);

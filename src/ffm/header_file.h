@@ -4,8 +4,8 @@
 #include <memory>
 #include <string>
 
-#include "ffm/growing_hooks.h"
 #include "ffm/growing_index.h"
+#include "ffm/packet_locator.h"
 
 namespace xv {
 
@@ -15,7 +15,7 @@ struct TargetPlan;
 // What stands beside a recording that grows. The session owns it from open to cleanup.
 struct GrowingFiles {
   GrowingIndex index;
-  GrowingHooks hooks{index};
+  std::unique_ptr<PacketLocator> locator = MakePacketLocator(index);
   std::string headerPath;  // the ".hdr" file; "" when the format has none
   bool keep = false;       // the recording has no proper end: a reader needs the files
 };
@@ -30,7 +30,7 @@ bool WantsHeaderFile(const AVOutputFormat& format);
 // the recording goes on.
 void OpenGrowingFiles(Session& session, const TargetPlan& plan);
 // With the main header written: records are made from here on.
-void HookGrowingOutput(Session& session);
+void LocateGrowingPackets(Session& session);
 // After each pass of the stages. Above frame 25, once every stream has had a packet, the header
 // file is finished in the background.
 void FinishHeaderFile(Session& session, std::int64_t frameNumber);

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <thread>
 
+#include "contracts/frame_node.h"
 #include "ffm/audio_stage.h"
 #include "ffm/header_file.h"
 #include "ffm/open_output.h"
@@ -16,8 +17,7 @@
 namespace xv {
 namespace {
 
-constexpr int kDiskWatchInterval = 30;              // calls
-constexpr std::int64_t kLeastDiskSpace = 0xA00000;  // 10 MiB
+constexpr int kDiskWatchInterval = 30;  // calls
 constexpr auto kQueuePoll = std::chrono::milliseconds(10);
 constexpr std::uint32_t kLeastBlock = 5;  // bytes; a shorter picture or sound counts as none
 constexpr int kMostRepeats = 1000;        // a gap in time is never filled with more than this
@@ -44,11 +44,7 @@ bool DiskTooFull(Session& session) {
   }
   const auto free = FreeDiskSpace(std::string(FolderOf(AbsolutePath(session.main.path))));
   if (!free) return false;
-  std::string fallback = "300M";
-  if (session.ownNode) fallback = session.ownNode->Text("diskspace.min", fallback);
-  const std::int64_t least =
-      std::max(session.props->Rate("diskspace.min", fallback), kLeastDiskSpace);
-  return *free <= static_cast<std::uint64_t>(least);
+  return *free <= static_cast<std::uint64_t>(session.options.leastDiskSpace);
 }
 
 Status TakeSound(Session& session, const EncoderInput& input, const XV_AUD_PROPS& format) {
@@ -73,9 +69,8 @@ bool UsesQueue(const Session& session, const StreamHolder& holder) {
 
 // Waits until the queue has room. S_FALSE: the frame is dropped instead.
 Status AwaitRoom(Session& session, IntakeOwner& owner) {
-  const bool dropFrames = session.props->Bool("video.drop_frames");
   while (session.isOpen && session.queue.Size() >= static_cast<std::size_t>(session.videoBuffers)) {
-    if (dropFrames) {
+    if (session.options.dropFrames) {
       session.stats->drops.fetch_add(1, std::memory_order_relaxed);
       owner.Worker().Wake();
       return S_FALSE;
@@ -97,8 +92,14 @@ void Enqueue(Session& session, IntakeOwner& owner, const Ref<XvFrameFFM>& frame,
   owner.Worker().Wake();
 }
 
+// The frame's own node counts first.
+bool EmbedsCaptions(const Session& session, IXvFrame* source) {
+  const XMLParse::XMLNodePtr own = NodeOfFrame(source);
+  return own ? own->Bool("embed_cc", session.options.embedCaptions) : session.options.embedCaptions;
+}
+
 void KeepCaptionSource(const Session& session, IXvFrame* source, XvFrameFFM& frame) {
-  if (!session.BoolWithFallback("embed_cc", false)) return;
+  if (!EmbedsCaptions(session, source)) return;
   std::uint32_t size = 0;
   const std::uint8_t* data = nullptr;
   if (Failed(source->FrameExtraGet(FourCC("C608"), &size, &data)) || size == 0) return;

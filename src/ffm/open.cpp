@@ -135,6 +135,7 @@ Status OpenSession(Session& session, const char* target, const XV_AV_PROPS& prop
   session.props->CopyFrom(*attributes, XMLParse::MergeMode::kClearFirst, true);
   session.props->SetTextIfAbsent("video.buffers", std::to_string(kDefaultVideoBuffers));
   session.videoBuffers = session.props->Int("video.buffers", kDefaultVideoBuffers);
+  session.options = ReadStageOptions(*session.props, session.ownNode.get(), session.AudioTracks());
   SetWavPath(session, plan.target, *attributes);
   PrepareVideo(session);
   session.isOpen = true;

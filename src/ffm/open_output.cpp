@@ -67,7 +67,7 @@ Status OpenMain(Session& session) {
   }
   // The muxer settles the payload type with its header.
   WriteSdp(session);
-  HookGrowingOutput(session);
+  LocateGrowingPackets(session);
   NoteUnused(*session.stats, options, "");
   return S_OK;
 }

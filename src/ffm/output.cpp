@@ -1,6 +1,7 @@
 #include "ffm/output.h"
 
 #include "codec/ffmpeg.h"
+#include "ffm/packet_locator.h"
 #include "platform/paths.h"
 
 extern "C" {
@@ -52,7 +53,8 @@ Status Output::WriteInterleaved(AVPacket* packet) {
   // A muxer without a header reads what it never set up.
   if (!headerWritten) return E_UNEXPECTED;
   const IoCall call(interrupt);
-  const int result = av_interleaved_write_frame(context.get(), packet);
+  const int result = locator != nullptr ? locator->Write(packet)
+                                        : av_interleaved_write_frame(context.get(), packet);
   if (result < 0 && sink.failure().Failed()) return sink.failure();
   return StatusFromAvError(result);
 }
@@ -63,9 +65,11 @@ Status Output::WriteTrailer() {
   const Status earlier = sink.failure();
   sink.PrepareForTrailer();
   const IoCall call(interrupt);
+  const int finished = locator != nullptr ? locator->Finish() : 0;
   const int result = av_write_trailer(context.get());
   headerWritten = false;
   Status status = earlier;
+  status.Update(StatusFromAvError(finished));
   status.Update(StatusFromAvError(result));
   return status;
 }

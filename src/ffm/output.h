@@ -10,6 +10,8 @@
 
 namespace xv {
 
+class PacketLocator;
+
 // One container that packets go to: the main output, or the second one. The stages open, write and
 // close it; writes to the muxer and the close of its file take `lock`.
 struct Output {
@@ -21,6 +23,8 @@ struct Output {
   FileSink sink;               // behind the muxer when it is a local file
   bool ownsUrlIo = false;      // pb was opened by FFmpeg for a URL
   bool headerWritten = false;  // only then may packets and a trailer follow
+  // Makes the index of a recording that grows, or null. The growing files own it.
+  PacketLocator* locator = nullptr;
   IoInterrupt interrupt;
   std::mutex lock;  // rank: behind audioLock, ahead of nothing
 

@@ -31,6 +31,18 @@ Status WriteLooseFile(Session& session, const AVPacket& packet) {
 
 }  // namespace
 
+void ScaleToStream(const StreamHolder& holder, AVPacket& packet) {
+  const AVRational to = holder.stream->time_base;
+  std::int64_t delay = av_rescale_q(holder.delay, {1, static_cast<int>(kTimeUnitsPerSecond)}, to);
+  if (holder.type == AVMEDIA_TYPE_AUDIO) {
+    delay += av_rescale_q(holder.offsetSamples, {1, holder.codec->sample_rate}, to);
+  }
+  av_packet_rescale_ts(&packet, holder.codec->time_base, to);
+  if (packet.pts != AV_NOPTS_VALUE) packet.pts += delay;
+  if (packet.dts != AV_NOPTS_VALUE) packet.dts += delay;
+  packet.stream_index = holder.stream->index;
+}
+
 Status WritePacket(Session& session, AvPtr<AVPacket> packet) {
   if (!packet) return E_INVALIDARG;
   AVFormatContext& context = *session.main.context;
@@ -40,7 +52,7 @@ Status WritePacket(Session& session, AvPtr<AVPacket> packet) {
 
   Status status;
   const bool images = IsImageSequence(context);
-  if (!session.main.path.empty() && (images || session.props->Bool("save_packets"))) {
+  if (!session.main.path.empty() && (images || session.options.savePackets)) {
     status = WriteLooseFile(session, *packet);
   }
   if (!images) {

@@ -8,15 +8,13 @@
 
 namespace xv {
 
-// A loose file that takes the bytes of packets one behind the other. Opened on first use and anew
-// when the name changes.
+// A loose file that takes the bytes of packets one behind the other. Opened on first use.
 class RawDump {
  public:
   // XV_E_FILE_HANDLE when no file could be opened at all, else the write's failure.
   Status Append(const std::string& path, const AVPacket& packet);
 
  private:
-  std::string path_;
   File file_;
 };
 

@@ -4,14 +4,10 @@
 
 namespace xv {
 
-bool Session::HasAudio() const {
-  return std::any_of(streams.begin(), streams.end(),
-                     [](const auto& holder) { return holder->type == AVMEDIA_TYPE_AUDIO; });
-}
-
-bool Session::BoolWithFallback(const char* key, bool defaultValue) const {
-  if (props && props->Has(key)) return props->Bool(key, defaultValue);
-  return ownNode ? ownNode->Bool(key, defaultValue) : defaultValue;
+int Session::AudioTracks() const {
+  return static_cast<int>(std::count_if(streams.begin(), streams.end(), [](const auto& holder) {
+    return holder->type == AVMEDIA_TYPE_AUDIO;
+  }));
 }
 
 void Session::KeepError(Status error, const char* stage, const std::string& words) {

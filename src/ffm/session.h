@@ -16,6 +16,7 @@
 #include "ffm/output.h"
 #include "ffm/raw_dump.h"
 #include "ffm/second_output.h"
+#include "ffm/stage_options.h"
 #include "ffm/video_queue.h"
 #include "media/session_stats.h"
 #include "props/node.h"
@@ -38,6 +39,7 @@ struct Session {
   int videoBuffers = 0;
   std::string wavPath;
   VideoPreparation video;
+  StageOptions options;
   SessionStats* stats = nullptr;
 
   // Between frames.
@@ -58,10 +60,8 @@ struct Session {
   StreamHolder* VideoHolder() {
     return videoIndex < 0 ? nullptr : streams[static_cast<std::size_t>(videoIndex)].get();
   }
-  bool HasAudio() const;
-
-  // A boolean of the session, else of the writer's own node.
-  bool BoolWithFallback(const char* key, bool defaultValue) const;
+  int AudioTracks() const;
+  bool HasAudio() const { return AudioTracks() > 0; }
 
   // The worker's first failure, kept until open; the host gets it with its next frame.
   Status stickyError() const { return Status(sticky_.load(std::memory_order_acquire)); }

@@ -47,8 +47,7 @@ AvPtr<AVFrame> StampedPicture(const QueuedFrame& frame, std::int64_t forcedPts) 
 Status EncodePicture(Session& session, StreamHolder& holder, const QueuedFrame& frame) {
   const FFmpegGuard guard(FFmpegLock());
   if (!frame.frame) return EncodeBackend(holder, nullptr);
-  const std::int64_t forcedPts =
-      session.BoolWithFallback("ignore_pts", false) ? session.videoCounter : -1;
+  const std::int64_t forcedPts = session.options.ignorePts ? session.videoCounter : -1;
   const AvPtr<AVFrame> picture = StampedPicture(frame, forcedPts);
   if (!picture) return E_OUTOFMEMORY;
   const Status order = CheckOrder(holder, *picture);
@@ -63,30 +62,18 @@ Status EncodePicture(Session& session, StreamHolder& holder, const QueuedFrame& 
   return encoded;
 }
 
-// From the encoder's time base to the stream's, with the track's delay.
-void ScaleStamps(const StreamHolder& holder, AVPacket& packet) {
-  const AVRational from = holder.codec->time_base;
-  const AVRational to = holder.stream->time_base;
-  const std::int64_t delay =
-      av_rescale_q(holder.delay, {1, static_cast<int>(kTimeUnitsPerSecond)}, to);
-  if (packet.pts != AV_NOPTS_VALUE) packet.pts = av_rescale_q(packet.pts, from, to) + delay;
-  if (packet.dts != AV_NOPTS_VALUE) packet.dts = av_rescale_q(packet.dts, from, to) + delay;
-  packet.duration = av_rescale_q(packet.duration > 0 ? packet.duration : 1, from, to);
-  packet.stream_index = holder.stream->index;
-}
-
 // Captions never decide over a packet: what could not be put in is counted as lost.
 void EmbedCaptions(Session& session, StreamHolder& holder, AVPacket* packet) {
   if (holder.ccMap.empty()) return;
-  const int placement = session.props->ListIndex("embed_cc.placement", kCaptionPlacements, 0);
-  (void)InsertCaptions(&holder.ccMap, holder.codec->codec_id,
-                       static_cast<CaptionPlacement>(placement), packet, session.stats);
+  (void)InsertCaptions(&holder.ccMap, holder.codec->codec_id, session.options.captionPlacement,
+                       packet, session.stats);
 }
 
 void WriteVideoPacket(Session& session, StreamHolder& holder, AvPtr<AVPacket> packet) {
   EmbedCaptions(session, holder, packet.get());
-  ScaleStamps(holder, *packet);
-  if (const std::string path = session.props->Text("raw_video"); !path.empty()) {
+  if (packet->duration <= 0) packet->duration = 1;  // a frame
+  ScaleToStream(holder, *packet);
+  if (const std::string& path = session.options.rawVideoPath; !path.empty()) {
     session.KeepError(session.rawVideo.Append(path, *packet), "raw_video", path);
   }
   session.KeepError(WritePacket(session, std::move(packet)), "video packet", session.main.path);

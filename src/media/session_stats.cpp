@@ -146,11 +146,6 @@ std::int64_t SessionStats::Bytes(int stream) const {
   return streams_[static_cast<std::size_t>(stream)].bytes.load();
 }
 
-void SessionStats::SetUnusedOptions(std::string_view names) {
-  const std::scoped_lock lock(textLock_);
-  unusedOptions_ = names;
-}
-
 void SessionStats::AddUnusedOption(std::string_view name) {
   const std::scoped_lock lock(textLock_);
   const std::string whole = fmt::format(" {} ", unusedOptions_);

@@ -58,9 +58,8 @@ class SessionStats {
   void CountPacket(int stream, std::int64_t bytes);
   std::int64_t Packets(int stream) const;
   std::int64_t Bytes(int stream) const;
-  // Options that neither this library nor FFmpeg took, as one text.
-  void SetUnusedOptions(std::string_view names);
-  void AddUnusedOption(std::string_view name);  // once each
+  // An option that neither this library nor FFmpeg took; once each.
+  void AddUnusedOption(std::string_view name);
   // The last failure of the session: where it happened, the library's own words (may be empty), the
   // status that followed.
   void Fail(std::string_view stage, std::string_view words, Status status);

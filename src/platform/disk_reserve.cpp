@@ -5,12 +5,16 @@
 
 #include <cerrno>
 
+#include "platform/long_path.h"
+
 namespace xv {
 
 Status DiskReserve::Take(const std::string& folder, std::int64_t bytes) {
   Release();
-  const int descriptor =
-      ::open(folder.empty() ? "." : folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+  const std::string path = folder.empty() ? "." : folder + "/.";
+  const LongPath at(path);
+  if (at.failure() != 0) return StatusFromErrno(at.failure());
+  const int descriptor = ::openat(at.folder(), at.name(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
   if (descriptor < 0) return StatusFromErrno(errno);
   // fallocate and not posix_fallocate: where it is missing, writing the zeros would cost more than
   // the reserve is worth.

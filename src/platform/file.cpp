@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <utility>
 
+#include "platform/long_path.h"
+
 namespace xv {
 namespace {
 
@@ -67,8 +69,10 @@ File::~File() { (void)Close(); }
 Status File::Open(const std::string& path, int flags) {
   (void)Close();
   if (path.find('\0') != std::string::npos) return E_INVALIDARG;
+  const LongPath at(path);
+  if (at.failure() != 0) return StatusFromErrno(at.failure());
   do {
-    descriptor_ = ::open(path.c_str(), flags | O_CLOEXEC, 0666);
+    descriptor_ = ::openat(at.folder(), at.name(), flags | O_CLOEXEC, 0666);
   } while (descriptor_ < 0 && errno == EINTR);
   return descriptor_ < 0 ? StatusFromErrno(errno) : Status();
 }

@@ -7,10 +7,17 @@
 #include <cerrno>
 
 #include "platform/file.h"
+#include "platform/long_path.h"
 #include "platform/paths.h"
 
 namespace xv {
 namespace {
+
+Status StatOf(const std::string& path, struct stat* info) {
+  const LongPath at(path);
+  if (at.failure() != 0) return StatusFromErrno(at.failure());
+  return fstatat(at.folder(), at.name(), info, 0) == 0 ? Status() : StatusFromErrno(errno);
+}
 
 // The permissions that a file created here would get, or those of the file that is there.
 mode_t PermissionsFor(const std::string& path) {
@@ -45,7 +52,7 @@ std::string LinkTarget(const std::string& path) {
 Status ReadWholeFile(const std::string& path, std::vector<std::uint8_t>* bytes,
                      std::int64_t limit) {
   struct stat info {};
-  if (stat(path.c_str(), &info) != 0) return StatusFromErrno(errno);
+  RETURN_IF_FAILED(StatOf(path, &info));
   if (!S_ISREG(info.st_mode)) return E_INVALIDARG;
   if (info.st_size > limit) return E_OUTOFMEMORY;
   File file;
@@ -80,19 +87,28 @@ Status ReplaceWholeFile(const std::string& path, const void* data, std::size_t b
 }
 
 Status RemoveFile(const std::string& path) {
-  return unlink(path.c_str()) == 0 ? Status() : StatusFromErrno(errno);
+  const LongPath at(path);
+  if (at.failure() != 0) return StatusFromErrno(at.failure());
+  return unlinkat(at.folder(), at.name(), 0) == 0 ? Status() : StatusFromErrno(errno);
 }
 
 bool FileExists(const std::string& path) {
   struct stat info {};
-  return stat(path.c_str(), &info) == 0;
+  return StatOf(path, &info).Ok();
 }
 
 void HideFile(const std::string&) {}
 
 std::optional<std::uint64_t> FreeDiskSpace(const std::string& folder) {
+  const std::string path = folder.empty() ? "." : folder + "/.";
+  const LongPath at(path);
+  if (at.failure() != 0) return std::nullopt;
+  const int descriptor = openat(at.folder(), at.name(), O_PATH | O_CLOEXEC);
+  if (descriptor < 0) return std::nullopt;
   struct statvfs info {};
-  if (statvfs(folder.empty() ? "." : folder.c_str(), &info) != 0) return std::nullopt;
+  const bool told = fstatvfs(descriptor, &info) == 0;
+  ::close(descriptor);
+  if (!told) return std::nullopt;
   return static_cast<std::uint64_t>(info.f_bavail) * info.f_frsize;
 }
 

@@ -48,7 +48,7 @@ TEST(FindInsertOffset, H264BlockLandsAheadOfTheFirstSlice) {
   EXPECT_EQ(offset({}), 0u);
 }
 
-const Bytes kSequence = {0, 0, 1, 0xB3, 0x14, 0x00, 0xF0, 0x23};
+const Bytes kSequence = {0, 0, 1, 0xB3, 0x14, 0x00, 0xF0, 0x23, 0x02, 0x8F, 0xA1, 0x20};
 const Bytes kExtension = {0, 0, 1, 0xB5, 0x14, 0x8A};
 const Bytes kGop = {0, 0, 1, 0xB8, 0x00, 0x08};
 const Bytes kPicture = {0, 0, 1, 0x00, 0x00, 0x0F};
@@ -64,6 +64,9 @@ TEST(FindInsertOffset, Mpeg2BothPlacements) {
   EXPECT_EQ(FindPictureOffset(inter, false), kPicture.size() + kCoding.size());
   EXPECT_EQ(FindPictureOffset(kSequence, false), kSequence.size());  // no slice: the other rule
   EXPECT_EQ(FindInsertOffset(Joined({kSequence, {0}, kPicture}), false), kSequence.size());
+  Bytes lowRate = kSequence;  // whose last byte is no part of the start code behind it
+  lowRate.back() = 0;
+  EXPECT_EQ(FindInsertOffset(Joined({lowRate, kExtension}), false), lowRate.size());
 }
 
 TEST(FindInsertOffset, Mpeg4PictureIsTheVop) {

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "captions/cea608_text.h"
-#include "captions/run_command.h"
+#include "support/run_program.h"
 #include "support/temporary_folder.h"
 
 namespace xv {
@@ -112,8 +112,9 @@ TEST(SccWriter, FfmpegReadsTheTextBack) {
       ASSERT_EQ(writer.SkipFrame(), S_OK);
     }
   }
-  const std::string srt =
-      test::RunCommand("ffmpeg -v error -f scc -i " + folder.Path("a.scc") + " -f srt - 2>&1");
+  const std::string srt = test::RunProgram({"ffmpeg", "-v", "error", "-f", "scc", "-i",
+                                            folder.Path("a.scc"), "-f", "srt", "-"})
+                              .out;
   const std::size_t first = srt.find("FIRST LINE");
   const std::size_t second = srt.find("OF TEXT");
   EXPECT_NE(first, std::string::npos) << srt;

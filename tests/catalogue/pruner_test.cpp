@@ -3,9 +3,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+
 #include "catalogue/builtin_list.h"
 #include "catalogue/refused_cells.h"
 #include "catalogue/selection.h"
+#include "platform/class_registry.h"
+#include "support/temporary_folder.h"
 
 namespace xv {
 namespace {
@@ -27,12 +31,14 @@ class PrunerTest : public ::testing::Test {
     const XMLNodePtr node = FindListedFormat(*list_, format);
     return node && FindListedCodec(*node, kind, codec);
   }
-  // The reason of a codec in "unavailable", "" when it is not there.
-  std::string Reason(const std::string& id, const std::string& format = "") {
+  // The reason of a codec (or format) in "unavailable", "" when it is not there.
+  std::string Reason(const std::string& id, const std::string& format = "",
+                     const char* kind = "codec") {
     const XMLNodePtr node = list_->FindChild("unavailable");
     if (!node) return {};
-    for (const XMLNodePtr& codec : node->Children()) {
-      if (codec->Text("id") == id && codec->Text("format") == format) return codec->Value();
+    for (const XMLNodePtr& one : node->Children()) {
+      if (one->Name() != kind) continue;
+      if (one->Text("id") == id && one->Text("format") == format) return one->Value();
     }
     return {};
   }
@@ -56,7 +62,32 @@ TEST_F(PrunerTest, WithoutHardwareItsCodecsGoAndSayWhy) {
   EXPECT_TRUE(Offers("matroska", "libx264"));
   EXPECT_TRUE(Offers("mp3", "null")) << "No Video is a child that stays";
   EXPECT_EQ(list_->ChildAt(list_->ChildCount() - 1)->Name(), "unavailable");
-  EXPECT_TRUE(FindListedFormat(*list_, "ismv")) << "packets can still be written";
+  EXPECT_TRUE(Offers("ismv", "null")) << "sound alone can still be written";
+}
+
+// What a component of another module writes is there while its class is registered.
+TEST_F(PrunerTest, FormatsOfComponentsAppearWithTheirRegistration) {
+  const test::TemporaryFolder folder;
+  const char* before = std::getenv("XVWRITER_SETTINGS");
+  const std::string settings = before == nullptr ? "" : before;
+  setenv("XVWRITER_SETTINGS", folder.Path("settings.toml").c_str(), 1);
+  for (const bool registered : {false, true}) {
+    if (registered) {
+      for (const char* id :
+           {"2d7f9478-91ef-418a-b647-e15e16e21764", "83b70544-9be7-441b-ab7c-80dfc2daea6a"}) {
+        EXPECT_EQ(WriteClassFile(UserClassFolder(), {id, "Some.Muxer.1", "/lib/muxer.so"}), S_OK);
+      }
+    }
+    Load(BuiltinList());
+    Pruner(HardwareReport()).Run(*list_);
+    for (const char* format : {"mpeg_nablet", "mpeg_nablet_udp"}) {
+      EXPECT_EQ(FindListedFormat(*list_, format).get() != nullptr, registered) << format;
+      EXPECT_EQ(Reason(format, "", "format").empty(), registered) << format;
+    }
+    EXPECT_EQ(Offers("mp4", "packets"), registered);
+    EXPECT_EQ(Reason("packets").empty(), registered);
+  }
+  setenv("XVWRITER_SETTINGS", settings.c_str(), 1);
 }
 
 TEST_F(PrunerTest, WithHardwareItsCodecsStayAndTellTheirSession) {
@@ -104,6 +135,7 @@ TEST_F(PrunerTest, CellsGoWhereTheContainerRefuses) {
   EXPECT_EQ(RefusedCell("mpeg_nablet", "n264"), "") << "not FFmpeg's to refuse";
   EXPECT_EQ(RefusedCell("mp4", "null"), "");
   EXPECT_NE(RefusedCell("mp4", "pcm_s16le"), "");
+  EXPECT_NE(RefusedCell("rtsp", "ac3"), "") << "asked, the muxer says that it does not know";
 }
 
 TEST_F(PrunerTest, FormatsWithoutACodecGoAndReasonsStay) {
@@ -120,6 +152,7 @@ TEST_F(PrunerTest, FormatsWithoutACodecGoAndReasonsStay) {
             "<formats><format id='b'><video><codec name='x'/></video></format></formats>");
   EXPECT_EQ(list_->Text("video_codecs::codec::attributes_info::dv_format::values"), "dvsd, dv25");
   EXPECT_EQ(Reason("old"), "");
+  EXPECT_EQ(Reason("a", "", "format"), "none of its video codecs is available");
   const std::string first = list_->WriteXml();
   pruner.Run(*list_);
   EXPECT_EQ(list_->WriteXml(), first) << "what is gone is still explained";

@@ -67,7 +67,7 @@ TEST(ColourAccuracy, LumaOfEveryColourIsRounded) {
 TEST(ColourAccuracy, ChromaOfMixedBlocksIsRounded) {
   constexpr int kWidth = 1 << 16;
   std::mt19937 random(11);
-  std::vector<std::uint8_t> a(4 * kWidth), b(4 * kWidth), u(kWidth), v(kWidth);
+  std::vector<std::uint8_t> a(4 * kWidth), b(4 * kWidth), u(kWidth), v(kWidth), luma(kWidth);
   for (int round = 0; round < 8; ++round) {
     for (auto* row : {&a, &b}) {
       for (std::uint8_t& byte : *row) {
@@ -82,7 +82,8 @@ TEST(ColourAccuracy, ChromaOfMixedBlocksIsRounded) {
       };
       for (const Form form : {Form{2, 1}, Form{2, 2}, Form{4, 1}}) {
         if (form.rows == 2) {
-          Colour().chroma420(a.data(), b.data(), u.data(), v.data(), kWidth, m);
+          Colour().to420(a.data(), b.data(), luma.data(), luma.data(), u.data(), v.data(), kWidth,
+                         m, Stores::kCached);
         } else if (form.columns == 2) {
           Colour().chroma422(a.data(), u.data(), v.data(), kWidth, m);
         } else {
@@ -119,7 +120,8 @@ TEST(ColourAccuracy, RgbOfEveryYuvTripleIsRounded) {
       group[2] = static_cast<std::uint8_t>(i >> 8);
       group[3] = static_cast<std::uint8_t>(luma + 1);
     }
-    Colour().fromPacked[0](packed.data(), bgra.data(), 2 * 65536, 255, kBt601ToRgb);
+    Colour().fromPacked[0](packed.data(), bgra.data(), 2 * 65536, 255, kBt601ToRgb,
+                           Stores::kCached);
     for (int i = 0; i < 2 * 65536; ++i) {
       const double y = (luma + (i & 1) - 16) * 255.0 / 219;
       const double cb = ((i >> 1 & 255) - 128) * 255.0 / 112;
@@ -141,7 +143,7 @@ TEST(ColourAccuracy, HdycFollowsItsIntegerArithmetic) {
   std::vector<std::uint8_t> bgra(4 * 4096), packed(2 * 4096), back(4 * 4096);
   for (int round = 0; round < 50; ++round) {
     for (std::uint8_t& byte : bgra) byte = static_cast<std::uint8_t>(random());
-    Colour().toPacked[0](bgra.data(), packed.data(), 4096, kRgbToHdyc);
+    Colour().toPacked[0](bgra.data(), packed.data(), 4096, kRgbToHdyc, Stores::kCached);
     for (std::size_t x = 0; x < 4096; x += 2) {
       const std::uint8_t* p = &bgra[4 * x];
       const std::uint8_t* got = &packed[2 * x];
@@ -154,7 +156,7 @@ TEST(ColourAccuracy, HdycFollowsItsIntegerArithmetic) {
       ASSERT_EQ(got[3], ((47 * p[6] + 157 * p[5] + 16 * p[4]) >> 8) + 16);
     }
     for (std::uint8_t& byte : packed) byte = static_cast<std::uint8_t>(random());
-    Colour().fromHdyc(packed.data(), back.data(), 4096, 255);
+    Colour().fromHdyc(packed.data(), back.data(), 4096, 255, Stores::kCached);
     for (std::size_t x = 0; x < 4096; ++x) {
       const std::uint8_t* group = &packed[x / 2 * 4];
       const int y = 298 * (group[1 + 2 * (x & 1)] - 16);

@@ -18,7 +18,7 @@ class GuardedRow {
  public:
   enum class Edge { kEnd, kBegin };
 
-  explicit GuardedRow(std::size_t bytes, Edge edge = Edge::kEnd) : bytes_(bytes) {
+  explicit GuardedRow(std::size_t bytes, Edge edge = Edge::kEnd) : bytes_(bytes), edge_(edge) {
     const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
     const std::size_t room = (bytes + page - 1) / page * page;
     mapped_ = room + 2 * page;
@@ -33,6 +33,7 @@ class GuardedRow {
 
   std::uint8_t* data() { return data_; }
   std::size_t size() const { return bytes_; }
+  Edge edge() const { return edge_; }
   std::span<std::uint8_t> bytes() { return {data_, bytes_}; }
   void Randomise(std::mt19937& random) {
     for (std::size_t i = 0; i < bytes_; ++i) {
@@ -45,6 +46,7 @@ class GuardedRow {
 
  private:
   std::size_t bytes_;
+  Edge edge_;
   std::size_t mapped_ = 0;
   std::uint8_t* base_ = nullptr;
   std::uint8_t* data_ = nullptr;

@@ -10,6 +10,8 @@
 #include "convert/kernels/deep_kernels.h"
 #include "convert/kernels/filter_row.h"
 #include "convert/kernels/packed_kernels.h"
+#include "convert/kernels/scale_row.h"
+#include "convert/row_filter.h"
 #include "convert/simd/simd_level.h"
 
 namespace xv {
@@ -24,14 +26,20 @@ struct Suite {
   const ChannelKernels& channels;
   const DeepKernels& deep;
   FilterRowKernel filterRow;
+  const ScaleRowKernels& scaleRow;
 };
 
 Suite SuiteAt(SimdLevel level) {
   return {PackedKernelsAt(level), ColourKernelsAt(level), ChannelKernelsAt(level),
-          DeepKernelsAt(level), FilterRowAt(level)};
+          DeepKernelsAt(level),   FilterRowAt(level),     ScaleRowKernelsAt(level)};
 }
 
 using Rows = std::vector<std::unique_ptr<GuardedRow>>;
+
+// Rows that begin at a page are aligned: kernels stream into them.
+Stores StoresOf(const Rows& targets) {
+  return targets[0]->edge() == GuardedRow::Edge::kBegin ? Stores::kStreamed : Stores::kCached;
+}
 
 // A row of `bytes` bytes for a picture of a width.
 using RowBytes = std::function<std::size_t(std::size_t width)>;
@@ -52,6 +60,7 @@ std::size_t Four(std::size_t w) { return 4 * w; }
 std::size_t Eight(std::size_t w) { return 8 * w; }
 std::size_t Half(std::size_t w) { return (w + 1) / 2; }
 std::size_t Quarter(std::size_t w) { return (w + 3) / 4; }
+std::size_t Pairs(std::size_t w) { return (w + 1) / 2 * 2; }
 std::size_t Groups(std::size_t w) { return (w + 1) / 2 * 4; }
 std::size_t V210(std::size_t w) { return (w + 5) / 6 * 16; }
 std::size_t V210Whole(std::size_t w) { return (w + 1) / 2 * 4; }
@@ -63,7 +72,8 @@ std::vector<KernelCase> PackedCases() {
        {Four},
        [](const Suite& k, const Rows& s, const Rows& t, int w) {
          const std::uint8_t order[4] = {3, 0, 2, 1};
-         k.packed.swizzle4(s[0]->data(), t[0]->data(), static_cast<std::size_t>(w), order);
+         k.packed.swizzle4(s[0]->data(), t[0]->data(), static_cast<std::size_t>(w), order,
+                           StoresOf(t));
        }},
       {"interleave",
        {One, One},
@@ -112,11 +122,19 @@ std::vector<KernelCase> PackedCases() {
          [order](const Suite& k, const Rows& s, const Rows& t, int w) {
            k.packed.chroma31[order](s[0]->data(), s[1]->data(), t[0]->data(), t[1]->data(), w);
          }},
-        {"chromaNv12",
-         {Four, Four},
-         {Two},
+        {"packedTo420",
+         {Groups, Groups},
+         {One, One, Half, Half},
          [order](const Suite& k, const Rows& s, const Rows& t, int w) {
-           k.packed.chromaNv12[order](s[0]->data(), s[1]->data(), t[0]->data(), w);
+           k.packed.to420[order](s[0]->data(), s[1]->data(), t[0]->data(), t[1]->data(),
+                                 t[2]->data(), t[3]->data(), w, StoresOf(t));
+         }},
+        {"packedToNv12",
+         {Groups, Groups},
+         {One, One, Pairs},
+         [order](const Suite& k, const Rows& s, const Rows& t, int w) {
+           k.packed.toNv12[order](s[0]->data(), s[1]->data(), t[0]->data(), t[1]->data(),
+                                  t[2]->data(), w, StoresOf(t));
          }},
         {"chroma411",
          {Eight},
@@ -128,7 +146,8 @@ std::vector<KernelCase> PackedCases() {
          {One, Half, Half},
          {Groups},
          [order](const Suite& k, const Rows& s, const Rows& t, int w) {
-           k.packed.join[order](s[0]->data(), s[1]->data(), s[2]->data(), t[0]->data(), w);
+           k.packed.join[order](s[0]->data(), s[1]->data(), s[2]->data(), t[0]->data(), w,
+                                StoresOf(t));
          }},
     };
     cases.insert(cases.end(), more.begin(), more.end());
@@ -142,14 +161,14 @@ std::vector<KernelCase> ColourCases() {
        {Groups},
        {Four},
        [](const Suite& k, const Rows& s, const Rows& t, int w) {
-         k.colour.fromHdyc(s[0]->data(), t[0]->data(), w, 77);
+         k.colour.fromHdyc(s[0]->data(), t[0]->data(), w, 77, StoresOf(t));
        }},
       {"planarToRgb",
        {One, Half, Half},
        {Four},
        [](const Suite& k, const Rows& s, const Rows& t, int w) {
          k.colour.fromPlanar(s[0]->data(), s[1]->data(), s[2]->data(), t[0]->data(), w, 255,
-                             kBt601ToRgb);
+                             kBt601ToRgb, StoresOf(t));
        }},
   };
   for (const RgbToYuv* m : {&kRgbToBt601, &kRgbToBt601Full, &kRgbToHdyc}) {
@@ -166,11 +185,19 @@ std::vector<KernelCase> ColourCases() {
          [m](const Suite& k, const Rows& s, const Rows& t, int w) {
            k.colour.chroma422(s[0]->data(), t[0]->data(), t[1]->data(), w, *m);
          }},
-        {"rgbChroma420",
+        {"rgbTo420",
          {Four, Four},
-         {Half, Half},
+         {One, One, Half, Half},
          [m](const Suite& k, const Rows& s, const Rows& t, int w) {
-           k.colour.chroma420(s[0]->data(), s[1]->data(), t[0]->data(), t[1]->data(), w, *m);
+           k.colour.to420(s[0]->data(), s[1]->data(), t[0]->data(), t[1]->data(), t[2]->data(),
+                          t[3]->data(), w, *m, StoresOf(t));
+         }},
+        {"rgbToNv12",
+         {Four, Four},
+         {One, One, Pairs},
+         [m](const Suite& k, const Rows& s, const Rows& t, int w) {
+           k.colour.toNv12(s[0]->data(), s[1]->data(), t[0]->data(), t[1]->data(), t[2]->data(), w,
+                           *m, StoresOf(t));
          }},
         {"rgbChroma411",
          {Four},
@@ -182,13 +209,13 @@ std::vector<KernelCase> ColourCases() {
          {Four},
          {Groups},
          [m](const Suite& k, const Rows& s, const Rows& t, int w) {
-           k.colour.toPacked[0](s[0]->data(), t[0]->data(), w, *m);
+           k.colour.toPacked[0](s[0]->data(), t[0]->data(), w, *m, StoresOf(t));
          }},
         {"rgbToYuy2",
          {Four},
          {Groups},
          [m](const Suite& k, const Rows& s, const Rows& t, int w) {
-           k.colour.toPacked[1](s[0]->data(), t[0]->data(), w, *m);
+           k.colour.toPacked[1](s[0]->data(), t[0]->data(), w, *m, StoresOf(t));
          }},
     };
     cases.insert(cases.end(), more.begin(), more.end());
@@ -198,7 +225,8 @@ std::vector<KernelCase> ColourCases() {
                      {Groups},
                      {Four},
                      [order](const Suite& k, const Rows& s, const Rows& t, int w) {
-                       k.colour.fromPacked[order](s[0]->data(), t[0]->data(), w, 200, kBt601ToRgb);
+                       k.colour.fromPacked[order](s[0]->data(), t[0]->data(), w, 200, kBt601ToRgb,
+                                                  StoresOf(t));
                      }});
   }
   return cases;
@@ -309,7 +337,7 @@ std::vector<KernelCase> DeepCases() {
                      {Groups},
                      {V210},
                      [order](const Suite& k, const Rows& s, const Rows& t, int w) {
-                       k.deep.packV210[order](s[0]->data(), t[0]->data(), w);
+                       k.deep.packV210[order](s[0]->data(), t[0]->data(), w, StoresOf(t));
                      }});
   }
   for (int taps = 1; taps <= kMaxFilterTaps; ++taps) {
@@ -329,6 +357,31 @@ std::vector<KernelCase> DeepCases() {
                        k.filterRow(rows, weights, taps, taps % 2 * 128, t[0]->data(),
                                    static_cast<std::size_t>(w));
                      }});
+  }
+  return cases;
+}
+
+// Rows of every filter to widths around the source's: each ratio has windows of another size.
+std::vector<KernelCase> ScaleCases() {
+  std::vector<KernelCase> cases;
+  for (const int bytes : {1, 4}) {
+    for (const int quality : {1, 2, 4, 8, 16}) {
+      for (const auto& [over, under] : {std::pair{2, 3}, {3, 8}, {1, 5}, {1, 19}, {3, 2}, {7, 1}}) {
+        const auto target = [over = over, under = under, bytes](std::size_t w) {
+          return (w * static_cast<std::size_t>(over) / static_cast<std::size_t>(under) + 1) *
+                 static_cast<std::size_t>(bytes);
+        };
+        cases.push_back({"scaleRow",
+                         {bytes == 1 ? One : Four},
+                         {target},
+                         [=](const Suite& k, const Rows& s, const Rows& t, int w) {
+                           const RowFilter filter = MakeRowFilter(
+                               w, static_cast<int>(t[0]->size()) / bytes, quality, 0.2);
+                           (bytes == 1 ? k.scaleRow.scale1 : k.scaleRow.scale4)(
+                               filter, s[0]->data(), 0, t[0]->data());
+                         }});
+      }
+    }
   }
   return cases;
 }
@@ -380,6 +433,7 @@ TEST(Kernels, PackedVariantsEqualTheReference) { CompareAll(PackedCases()); }
 TEST(Kernels, ColourVariantsEqualTheReference) { CompareAll(ColourCases()); }
 TEST(Kernels, ChannelVariantsEqualTheReference) { CompareAll(ChannelCases()); }
 TEST(Kernels, DeepVariantsEqualTheReference) { CompareAll(DeepCases()); }
+TEST(Kernels, ScalingVariantsEqualTheReference) { CompareAll(ScaleCases()); }
 
 TEST(Kernels, TransposesEqualTheReferenceWithAnySteps) {
   std::mt19937 random(3);
@@ -412,7 +466,8 @@ TEST(Kernels, EveryLevelIsAnotherFunction) {
                                  reinterpret_cast<const void*>(suite.colour.luma),
                                  reinterpret_cast<const void*>(suite.channels.premultiply),
                                  reinterpret_cast<const void*>(suite.deep.unpackV210),
-                                 reinterpret_cast<const void*>(suite.filterRow)}) {
+                                 reinterpret_cast<const void*>(suite.filterRow),
+                                 reinterpret_cast<const void*>(suite.scaleRow.scale1)}) {
       EXPECT_THAT(seen, testing::Not(testing::Contains(function))) << SimdLevelName(level);
       seen.push_back(function);
     }

@@ -34,6 +34,20 @@ Status Prepare(VideoPreparation& preparation, const Ref<IXvFrame>& frame, Ref<Xv
 
 constexpr std::int64_t kFrameTime = 400'000;
 
+// One picture through an encoder of FFmpeg's.
+AvPtr<AVPacket> EncodeOne(AVCodecID id, const AVFrame& picture) {
+  AvPtr<AVCodecContext> codec(avcodec_alloc_context3(avcodec_find_encoder(id)));
+  codec->width = picture.width;
+  codec->height = picture.height;
+  codec->pix_fmt = static_cast<AVPixelFormat>(picture.format);
+  codec->time_base = {1, 25};
+  AvPtr<AVPacket> packet(av_packet_alloc());
+  EXPECT_GE(avcodec_open2(codec.get(), nullptr, nullptr), 0);
+  EXPECT_GE(avcodec_send_frame(codec.get(), &picture), 0);
+  EXPECT_GE(avcodec_receive_packet(codec.get(), packet.get()), 0);
+  return packet;
+}
+
 TEST(PtsClock, NudgesByOneTickAndDropsWhatNeedsMore) {
   PtsClock clock;
   const AVRational base{1, 25};
@@ -100,6 +114,35 @@ TEST(PrepareVideo, V210KeepsItsTenBits) {
   const auto* luma = reinterpret_cast<const std::uint16_t*>(frame->picture()->data[0]);
   // Samples go Cb Y Cr Y ... through words of three.
   EXPECT_THAT(std::vector<int>(luma, luma + 6), ElementsAre(603, 601, 605, 603, 601, 605));
+}
+
+// The bytes that FFmpeg's encoder makes of the same picture, whatever the width.
+TEST(PrepareVideo, EightBitsBecomeV210AsTheEncoderWouldPackThem) {
+  for (const int width : {96, 98, 100, 134}) {
+    for (const std::uint32_t layout : {kFccUYVY, kFccHDYC, kFccYUY2}) {
+      Picture source(layout, width, 4);
+      for (std::size_t i = 0; i < source.bytes.size(); ++i) {
+        source.bytes[i] = static_cast<std::uint8_t>(i * 37 + i / 255);
+      }
+      VideoPreparation preparation =
+          Preparation(source.vid, AV_PIX_FMT_YUV422P10LE, AV_CODEC_ID_V210);
+      Ref<XvFrameFFM> packed;
+      ASSERT_EQ(Prepare(preparation, FrameOf(source), &packed), S_OK);
+      ASSERT_EQ(packed->picture()->format, kPixFmtV210);
+      const int rowBytes = packed->picture()->linesize[0];
+      ASSERT_EQ(rowBytes, (width + 47) / 48 * 128);
+
+      preparation = Preparation(source.vid, AV_PIX_FMT_YUV422P, AV_CODEC_ID_FFV1);
+      Ref<XvFrameFFM> planes;
+      ASSERT_EQ(Prepare(preparation, FrameOf(source), &planes), S_OK);
+      const AvPtr<AVPacket> packet = EncodeOne(AV_CODEC_ID_V210, *planes->picture());
+      ASSERT_EQ(packet->size, rowBytes * 4);
+      EXPECT_EQ(std::memcmp(packet->data, packed->picture()->data[0],
+                            static_cast<std::size_t>(packet->size)),
+                0)
+          << width << " " << layout;
+    }
+  }
 }
 
 TEST(PrepareVideo, ShortOrInvalidFramesAreNothingAndMoveTheClock) {

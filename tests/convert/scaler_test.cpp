@@ -139,6 +139,69 @@ TEST(ScaleVertical, NegativeStepsGiveTheSamePictureUpsideDown) {
   }
 }
 
+// What a filter of the horizontal direction is meant to be, in double precision.
+double MeantWeight(int quality, double distance, double ratio) {
+  const double stretch = std::max(ratio, 1.0);
+  const double x = std::fabs(distance) / stretch;
+  const double sinc = x == 0 ? 1.0 : std::sin(std::numbers::pi * x) / (std::numbers::pi * x);
+  switch (quality) {
+    case 2:
+      return std::max(0.0, 1 - x);
+    case 16: {
+      const double slow = x / 3;
+      const double window =
+          slow == 0 ? 1.0 : std::sin(std::numbers::pi * slow) / (std::numbers::pi * slow);
+      return x < 3 ? sinc * window : 0.0;
+    }
+    default:
+      return x < 1   ? 1.5 * x * x * x - 2.5 * x * x + 1
+             : x < 2 ? -0.5 * x * x * x + 2.5 * x * x - 4 * x + 2
+                     : 0.0;
+  }
+}
+
+TEST(RowFilter, SamplesLieWithinHalfACodeOfTheFormula) {
+  Picture source(kFccRGB8, 211, 1);
+  source.Randomise(8);
+  for (const int quality : {2, 4, 16}) {
+    for (const int width : {80, 140, 211, 300, 633}) {
+      const double ratio = 211.0 / width;
+      std::vector<std::uint8_t> row(static_cast<std::size_t>(width));
+      ScaleRow(MakeRowFilter(211, width, quality, 0), source.Row(0), 0, row.data(), 1);
+      double worst = 0;
+      for (int t = 0; t < width; ++t) {
+        const double position = (t + 0.5) * ratio - 0.5;
+        double sum = 0, total = 0;
+        for (int i = -40; i < 260; ++i) {
+          const double weight = MeantWeight(quality, i - position, ratio);
+          total += weight;
+          sum += weight * source.Row(0)[std::clamp(i, 0, 210)];
+        }
+        const double exact = std::clamp(sum / total, 0.0, 255.0);
+        worst = std::max(worst, std::fabs(row[static_cast<std::size_t>(t)] - exact));
+      }
+      EXPECT_LT(worst, 0.56) << "quality " << quality << " to " << width;
+    }
+  }
+}
+
+TEST(RowFilter, AreasAndNearestSamplesAreExact) {
+  const std::vector<std::uint8_t> source = {10, 20, 60, 70, 200, 250, 3, 5};
+  std::vector<std::uint8_t> half(4);
+  ScaleRow(MakeRowFilter(8, 4, 8, 0), source.data(), 0, half.data(), 1);
+  EXPECT_THAT(half, testing::ElementsAre(15, 65, 225, 4));
+  ScaleRow(MakeRowFilter(8, 4, 1, 0), source.data(), 0, half.data(), 1);
+  EXPECT_THAT(half, testing::ElementsAre(10, 60, 200, 3));
+  // One sample is all that there is, for any filter.
+  for (const int quality : {1, 2, 4, 8, 16}) {
+    std::vector<std::uint8_t> many(9);
+    ScaleRow(MakeRowFilter(1, 3, quality, 0), source.data() + 4, 0, many.data(), 1);
+    EXPECT_THAT(std::vector(many.begin(), many.begin() + 3), Each(200));
+    ScaleRow(MakeRowFilter(1, 3, quality, 0), source.data() + 4, 0, many.data(), 3);
+    EXPECT_THAT(many, testing::ElementsAre(200, 250, 3, 200, 250, 3, 200, 250, 3));
+  }
+}
+
 // A zone plate that moves between the two fields of a frame.
 double ZonePlate(double x, double y, double time) {
   const double dx = x - 60;

@@ -1,10 +1,7 @@
 #include "support/host_frames.h"
 
-#include <unistd.h>
-
 #include <cmath>
-#include <cstdlib>
-#include <stdexcept>
+#include <memory>
 
 namespace xv::test {
 namespace {
@@ -104,17 +101,6 @@ HRESULT Record(const std::string& target, const std::string& attributes, const F
   writer.Stop();
   if (noted != nullptr) *noted = writer.LastError();
   return result;
-}
-
-TemporaryFolder::TemporaryFolder() {
-  std::string name = (std::filesystem::temp_directory_path() / "xvwriter-XXXXXX").string();
-  if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
-  path_ = name;
-}
-
-TemporaryFolder::~TemporaryFolder() {
-  std::error_code error;
-  std::filesystem::remove_all(path_, error);
 }
 
 }  // namespace xv::test

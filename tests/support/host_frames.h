@@ -1,14 +1,13 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
-#include <memory>
 #include <string>
 #include <vector>
 
+#include "support/temporary_folder.h"
 #include "xvwriter/host.hpp"
 
-// A small host for the tests: frames whose content tells their number, and a folder that goes away.
+// A small host for the tests: frames whose content tells their number.
 namespace xv::test {
 
 // What a host pushes.
@@ -41,20 +40,5 @@ HRESULT PushFrames(host::Writer& writer, const Feed& feed, int count, int first 
 // Starts, pushes, stops. What was noted as the last error is in `noted`, if given.
 HRESULT Record(const std::string& target, const std::string& attributes, const Feed& feed,
                int count, std::string* noted = nullptr);
-
-// A fresh folder, removed with its contents.
-class TemporaryFolder {
- public:
-  TemporaryFolder();
-  ~TemporaryFolder();
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-  std::string operator/(const std::string& name) const { return (path_ / name).string(); }
-  const std::filesystem::path& path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
-};
 
 }  // namespace xv::test

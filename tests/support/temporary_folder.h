@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 
 namespace xv::test {
@@ -13,17 +14,20 @@ class TemporaryFolder {
  public:
   TemporaryFolder() {
     std::string name = (std::filesystem::temp_directory_path() / "xv-test-XXXXXX").string();
-    path_ = mkdtemp(name.data()) == nullptr ? std::string() : name;
+    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
+    path_ = name;
   }
   ~TemporaryFolder() {
     std::error_code ignored;
-    if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
+    std::filesystem::remove_all(path_, ignored);
   }
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
   const std::string& Path() const { return path_; }
   std::string Path(const std::string& name) const { return path_ + "/" + name; }
+  std::string operator/(const std::string& name) const { return Path(name); }
+  std::filesystem::path path() const { return path_; }
 
   std::string Write(const std::string& name, const std::string& text) const {
     std::ofstream(Path(name), std::ios::binary) << text;

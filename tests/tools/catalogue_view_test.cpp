@@ -27,7 +27,8 @@ XMLParse::XMLNodePtr SmallList() {
     <video_codecs><codec id='dnxhd'><attributes_info>
       <g type='int' default='12' min='1' max='60'>Distance of key frames</g></attributes_info></codec>
     </video_codecs>
-    <unavailable><codec id='n264'>no driver</codec><codec id='dvvideo' format='flv'>not there</codec></unavailable>
+    <unavailable><codec id='n264'>no driver</codec><codec id='dvvideo' format='flv'>not there</codec>
+    <format id='x' name='Xtra'>no component</format></unavailable>
     </supported_list>)");
 }
 
@@ -51,7 +52,8 @@ TEST(CatalogueView, TablesNameWhatAPersonMayChoose) {
             "FORMAT  NAME         WRITTEN AS\n"
             "-       Auto Select\n"
             "mov     Movie        mov,qt\n"
-            "flv     Stream       rtmp://\n");
+            "flv     Stream       rtmp://\n"
+            "\nNot on this machine:\n  Xtra: no component\n");
   EXPECT_EQ(xvrecord::CodecsTable(*list, "MOV"),
             "KIND   CODEC  NAME       PRESETS\n"
             "video  -      Default\n"

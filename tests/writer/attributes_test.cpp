@@ -90,7 +90,7 @@ TEST(Attributes, DumpsAndLoosePacketFilesHoldTheSamePackets) {
   EXPECT_EQ(std::filesystem::file_size(folder / "a1.pcm"), 10u * 1920 * 4);
   std::uintmax_t loose = 0;
   int files = 0;
-  for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
+  for (const auto& entry : std::filesystem::directory_iterator(folder.Path())) {
     const std::string name = entry.path().filename();
     if (name.size() != 12 || name[0] != 'p') continue;
     loose += entry.file_size();

@@ -144,11 +144,11 @@ TEST(Faults, NobodyListensIsAFailureOfTheFirstFrame) {
 class SmallDisk {
  public:
   explicit SmallDisk(int megabytes) {
-    mounted_ = ::mount("tmpfs", folder_.path().c_str(), "tmpfs", 0,
+    mounted_ = ::mount("tmpfs", folder_.Path().c_str(), "tmpfs", 0,
                        Numbered("size=", megabytes, "m").c_str()) == 0;
   }
   ~SmallDisk() {
-    if (mounted_) ::umount2(folder_.path().c_str(), MNT_DETACH);
+    if (mounted_) ::umount2(folder_.Path().c_str(), MNT_DETACH);
   }
   bool mounted() const { return mounted_; }
   std::string operator/(const std::string& name) const { return folder_ / name; }

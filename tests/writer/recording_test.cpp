@@ -278,6 +278,25 @@ TEST(Recording, SecondOutputCarriesTheSamePackets) {
   }
 }
 
+TEST(Recording, PathsLongerThanOneSystemCallTakes) {
+  TemporaryFolder folder;
+  const std::filesystem::path before = std::filesystem::current_path();
+  // Made from the inside, as nobody can make it from outside.
+  std::string path = folder.Path();
+  const std::string level(250, 'd');
+  std::filesystem::current_path(path);
+  for (int i = 0; i < 20; ++i) {
+    std::filesystem::create_directory(level);
+    std::filesystem::current_path(level);
+    path += "/" + level;
+  }
+  EXPECT_EQ(Record(path + "/a.mp4", "video::codec=mpeg4 play_while_rec=true", Feed(), 30), S_OK);
+  const ProbedFile file = Probe("a.mp4");
+  std::filesystem::current_path(before);
+  ASSERT_TRUE(file.opened && file.Video() != nullptr);
+  EXPECT_EQ(file.Video()->frames, 30);
+}
+
 TEST(Recording, ImageSequencesGoOneFileAPicture) {
   TemporaryFolder folder;
   Feed feed;

@@ -4,22 +4,15 @@
 #include <fstream>
 #include <iterator>
 
-#include "captions/capture_options.h"
-#include "catalogue/attributes_doc.h"
+#include "catalogue/attribute_tables.h"
 #include "catalogue/builtin_list.h"
-#include "codec/stream_attributes.h"
-#include "ffm/session_attributes.h"
 
 namespace {
 
 std::string Render() {
   const xv::XMLParse::XMLNodePtr list = xv::XMLParse::CoXMLNode::Create({});
   if (list->ReadXml(xv::BuiltinList()).Failed()) return {};
-  const xv::AttributeTable tables[] = {{"Session", xv::SessionAttributes()},
-                                       {"Video streams", xv::VideoAttributes()},
-                                       {"Audio streams", xv::AudioAttributes()},
-                                       {"Caption capture", xv::CaptureAttributes()}};
-  return xv::RenderAttributesDoc(tables, *list);
+  return xv::RenderAttributesDoc(xv::AttributeTables(), *list);
 }
 
 }  // namespace

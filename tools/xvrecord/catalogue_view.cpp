@@ -8,6 +8,7 @@
 #include "base/text.h"
 #include "catalogue/selection.h"
 #include "xvrecord/input.h"
+#include "xvwriter/host.hpp"
 
 namespace xvrecord {
 
@@ -54,26 +55,47 @@ XMLNodePtr RequireCodec(const CoXMLNode& format, const char* kind, const std::st
                                format.Text("name"), kind, codec, format.Text("name")));
 }
 
-// Presets as the text that a session takes, each name behind `prefix`.
-std::string PresetTextOf(const CoXMLNode& entry, const char* idName, const std::string& prefix) {
+// The entries of a list that has been read, by their paths.
+struct EntriesOf {
+  const CoXMLNode& list;
+  std::optional<xv::host::EntryAttributes> At(const std::string& path) const {
+    const XMLNodePtr node = list.FindChild(path);
+    return node ? std::optional(node->Attributes()) : std::nullopt;
+  }
+};
+
+std::string PresetColumn(const CoXMLNode& codec) {
   const XMLNodePtr node = CoXMLNode::Create("presets");
-  const std::string id = entry.Text("id");
-  if (*idName != 0 && !id.empty()) node->SetAttribute(prefix + idName, id);
-  for (const auto& [name, value] : xv::PresetsOf(entry)) node->SetAttribute(prefix + name, value);
-  return node->AttributeText();
+  for (const auto& [name, value] : xv::PresetsOf(codec)) node->SetAttribute(name, value);
+  const std::string text = node->AttributeText();
+  return text.substr(text.empty() ? 0 : 1);
 }
 
+constexpr const char* kMissing = "\nNot on this machine:\n";
+
 // The codecs that this machine cannot write, everywhere or in that format, and why.
-std::string MissingHere(const CoXMLNode& list, const std::string& format) {
+std::string MissingCodecs(const CoXMLNode& list, const std::string& format) {
   std::string out;
   const XMLNodePtr missing = list.FindChild("unavailable");
   if (!missing) return out;
   for (const XMLNodePtr& codec : missing->Children()) {
+    if (codec->Name() != "codec") continue;
     const std::string only = codec->Text("format");
     if (!only.empty() && !xv::EqualsNoCase(only, format)) continue;
     out += "  " + codec->Text("id") + ": " + codec->Value() + "\n";
   }
-  return out.empty() ? out : "\nNot on this machine:\n" + out;
+  return out.empty() ? out : kMissing + out;
+}
+
+std::string MissingFormats(const CoXMLNode& list) {
+  std::string out;
+  const XMLNodePtr missing = list.FindChild("unavailable");
+  if (!missing) return out;
+  for (const XMLNodePtr& format : missing->Children()) {
+    if (format->Name() != "format") continue;
+    out += "  " + format->Text("name", format->Text("id")) + ": " + format->Value() + "\n";
+  }
+  return out.empty() ? out : kMissing + out;
 }
 
 std::string RenderAttributes(const std::vector<xv::ListedAttribute>& attributes) {
@@ -101,7 +123,7 @@ std::string FormatsTable(const CoXMLNode& list) {
     rows.push_back({format->Text("id", "-"), format->Text("name"),
                     protocol.empty() ? format->Text("extensions") : protocol});
   }
-  return RenderTable(rows);
+  return RenderTable(rows) + MissingFormats(list);
 }
 
 std::string CodecsTable(const CoXMLNode& list, const std::string& format) {
@@ -112,12 +134,10 @@ std::string CodecsTable(const CoXMLNode& list, const std::string& format) {
     if (!codecs) continue;
     for (const XMLNodePtr& codec : codecs->Children()) {
       if (codec->Name() != "codec") continue;
-      std::string presets = PresetTextOf(*codec, "", {});
-      presets.erase(0, presets.find_first_not_of(' '));
-      rows.push_back({kind, codec->Text("id", "-"), codec->Text("name"), presets});
+      rows.push_back({kind, codec->Text("id", "-"), codec->Text("name"), PresetColumn(*codec)});
     }
   }
-  return RenderTable(rows) + MissingHere(list, found->Text("id"));
+  return RenderTable(rows) + MissingCodecs(list, found->Text("id"));
 }
 
 std::string OptionsTable(const CoXMLNode& list, const std::string& format,
@@ -133,14 +153,10 @@ std::string OptionsTable(const CoXMLNode& list, const std::string& format,
 std::string PresetText(const CoXMLNode& list, const std::string& format,
                        const std::string& videoCodec, const std::string& audioCodec) {
   const XMLNodePtr found = RequireFormat(list, format);
-  std::string text = format.empty() ? std::string() : PresetTextOf(*found, "format", {});
-  const auto add = [&](const char* kind, const std::string& codec) {
-    if (codec.empty()) return;
-    text += PresetTextOf(*RequireCodec(*found, kind, codec), "codec", std::string(kind) + "::");
-  };
-  add("video", videoCodec);
-  add("audio", audioCodec);
-  return text;
+  if (!videoCodec.empty()) RequireCodec(*found, "video", videoCodec);
+  if (!audioCodec.empty()) RequireCodec(*found, "audio", audioCodec);
+  const EntriesOf entries{list};
+  return xv::host::PresetReader(entries).Read(format, videoCodec, audioCodec).value_or("");
 }
 
 }  // namespace xvrecord

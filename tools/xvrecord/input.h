@@ -49,6 +49,7 @@ std::unique_ptr<Input> OpenTest(const std::string& options, std::uint32_t layout
 
 // The layout's number from its name, 0 for an unknown one.
 std::uint32_t LayoutFromName(const std::string& name);
+std::vector<std::string> LayoutNames();
 
 // Memory blocks that go back for reuse when their last user lets go.
 class BlockPool {

@@ -69,6 +69,12 @@ std::uint32_t LayoutFromName(const std::string& name) {
   return 0;
 }
 
+std::vector<std::string> LayoutNames() {
+  std::vector<std::string> names;
+  for (const NamedLayout& row : kLayouts) names.emplace_back(row.name);
+  return names;
+}
+
 AVPixelFormat PixelFormatOf(std::uint32_t layout) {
   for (const NamedLayout& row : kLayouts) {
     if (row.layout == layout) return row.format;
@@ -159,6 +165,20 @@ Block LayoutPacker::PackV210(const AVFrame& picture, int width, int height) {
   return {block, block->data(), block->size()};
 }
 
+Block LayoutPacker::Lend(const AVFrame& picture, AVPixelFormat format, int width, int height,
+                         std::size_t bytes) {
+  std::uint8_t* planes[4] = {};
+  int strides[4] = {};
+  av_image_fill_arrays(planes, strides, picture.data[0], format, width, height, 1);
+  for (int i = 0; i < 4; ++i) {
+    if (planes[i] != nullptr && (picture.data[i] != planes[i] || picture.linesize[i] != strides[i]))
+      return {};
+  }
+  std::shared_ptr<AVFrame> frame(av_frame_clone(&picture), [](AVFrame* f) { av_frame_free(&f); });
+  if (!frame) return {};
+  return {frame, frame->data[0], bytes};
+}
+
 Block LayoutPacker::Pack(const AVFrame& picture) {
   const std::uint32_t layout = LayoutFor(picture);
   const int width = picture.width & ~1;
@@ -169,13 +189,17 @@ Block LayoutPacker::Pack(const AVFrame& picture) {
   const int align = layout == xv::kFccRGB24 ? 4 : 1;
   const int bytes = av_image_get_buffer_size(format, width, height, align);
   if (bytes <= 0) throw InputError("The input's picture size cannot be laid out.");
+  const bool full =
+      picture.format == AV_PIX_FMT_YUVJ420P || picture.color_range == AVCOL_RANGE_JPEG;
+  if (picture.format == format && !full && align == 1 && layout != xv::kFccYV12) {
+    const Block lent = Lend(picture, format, width, height, static_cast<std::size_t>(bytes));
+    if (lent.data != nullptr) return lent;
+  }
   const auto block = pool_.Get(static_cast<std::size_t>(bytes));
   std::uint8_t* planes[4] = {};
   int strides[4] = {};
   av_image_fill_arrays(planes, strides, block->data(), format, width, height, align);
   if (layout == xv::kFccYV12) std::swap(planes[1], planes[2]);
-  const bool full =
-      picture.format == AV_PIX_FMT_YUVJ420P || picture.color_range == AVCOL_RANGE_JPEG;
   if (picture.format == format && !full) {
     av_image_copy(planes, strides, const_cast<const std::uint8_t**>(picture.data), picture.linesize,
                   format, width, height);

@@ -25,13 +25,17 @@ class LayoutPacker {
   LayoutPacker(const LayoutPacker&) = delete;
   LayoutPacker& operator=(const LayoutPacker&) = delete;
 
-  // Width and height are cut to even numbers. Throws InputError.
+  // Width and height are cut to even numbers. A picture that lies as the host would have it is
+  // lent, any other is copied or converted. Throws InputError.
   Block Pack(const AVFrame& picture);
   // Of the block that Pack gives; RGB layouts are top-down.
   void Describe(const AVFrame& picture, xv::XV_VID_PROPS* vid) const;
   std::uint32_t LayoutFor(const AVFrame& picture) const;
 
  private:
+  // Nothing where the picture lies otherwise.
+  static Block Lend(const AVFrame& picture, AVPixelFormat format, int width, int height,
+                    std::size_t bytes);
   Block PackV210(const AVFrame& picture, int width, int height);
   void Convert(const AVFrame& picture, AVPixelFormat format, int width, int height,
                std::uint8_t* const* planes, const int* strides, bool bt709);

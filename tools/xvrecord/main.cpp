@@ -1,3 +1,5 @@
+#include <malloc.h>
+
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <csignal>
@@ -8,6 +10,7 @@
 
 #include "captions/host_items.h"
 #include "xvrecord/catalogue_view.h"
+#include "xvrecord/completion.h"
 #include "xvrecord/input.h"
 #include "xvrecord/progress.h"
 #include "xvrecord/report.h"
@@ -26,6 +29,14 @@ constexpr int kUsage = 2;
 volatile std::sig_atomic_t stopAsked = 0;
 
 void AskToStop(int) { stopAsked = 1; }
+
+// Packets and pictures are megabytes each, and go and come with every frame: memory that is given
+// back to the system each time is faulted in anew page by page.
+void KeepFreedMemory() {
+  constexpr int kMost = 256 << 20;
+  mallopt(M_MMAP_THRESHOLD, kMost);
+  mallopt(M_TRIM_THRESHOLD, kMost);
+}
 
 struct Options {
   std::string input;
@@ -157,7 +168,8 @@ int PrintLists(const Options& options, const xv::host::Writer& writer) {
 int Record(const Options& options, xv::host::Writer& writer) {
   const std::unique_ptr<Input> input = OpenInput(options);
   // Captions of the input stay with it unless the user says otherwise.
-  std::string attributes = "embed_cc=true";
+  // The input waits for the encoder, unlike a capture card: a short queue holds less memory.
+  std::string attributes = "embed_cc=true video.buffers=8";
   if (TakesPresets(options)) {
     attributes += PresetText(*ParseList(writer.Get("supported_list")), options.format,
                              options.codec, options.audioCodec);
@@ -211,9 +223,7 @@ int Run(const Options& options) {
   return Record(options, writer);
 }
 
-int Main(int argc, char** argv) {
-  Options options;
-  CLI::App app{"Records media files, URLs and test pictures through the writer."};
+void Describe(CLI::App& app, Options& options) {
   app.set_version_flag("--version", "xvrecord " XV_VERSION);
   app.add_option("INPUT", options.input,
                  "Media file or URL, or test:size=1920x1080,rate=25,format=UYVY,interlace=top,"
@@ -240,6 +250,27 @@ int Main(int argc, char** argv) {
   app.add_option("--codec", options.codec, "Take a video codec of that format with its presets");
   app.add_option("--audio-codec", options.audioCodec, "The same for the audio codec");
   app.add_flag("--quiet", options.quiet, "Print failures only");
+}
+
+// The shell's question: the words behind "--complete" are the command line up to the cursor.
+int PrintCandidates(const CLI::App& app, const std::vector<std::string>& words) {
+  std::vector<std::string> names;
+  for (const CLI::Option* option : app.get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+  }
+  const auto list = ParseList(xv::host::Writer().Get("supported_list"));
+  for (const std::string& word : Complete(*list, names, words)) std::printf("%s\n", word.c_str());
+  return 0;
+}
+
+int Main(int argc, char** argv) {
+  Options options;
+  CLI::App app{"Records media files, URLs and test pictures through the writer."};
+  Describe(app, options);
+  av_log_set_level(AV_LOG_PANIC);
+  if (argc > 1 && std::string_view(argv[1]) == "--complete") {
+    return PrintCandidates(app, {argv + 2, argv + argc});
+  }
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -251,7 +282,6 @@ int Main(int argc, char** argv) {
     std::fprintf(stderr, "xvrecord: INPUT and OUTPUT are required; --help tells more.\n");
     return kUsage;
   }
-  av_log_set_level(AV_LOG_PANIC);
   std::signal(SIGINT, AskToStop);
   std::signal(SIGTERM, AskToStop);
   std::signal(SIGPIPE, SIG_IGN);
@@ -265,4 +295,7 @@ int Main(int argc, char** argv) {
 }  // namespace
 }  // namespace xvrecord
 
-int main(int argc, char** argv) { return xvrecord::Main(argc, argv); }
+int main(int argc, char** argv) {
+  xvrecord::KeepFreedMemory();
+  return xvrecord::Main(argc, argv);
+}

@@ -17,11 +17,6 @@ namespace {
 
 constexpr int kPixels = kVecBytes / 4;
 
-HWY_INLINE __m128i Load128(const void* p) {
-  return _mm_loadu_si128(static_cast<const __m128i*>(p));
-}
-HWY_INLINE void Store128(void* p, __m128i v) { _mm_storeu_si128(static_cast<__m128i*>(p), v); }
-
 // Triples of bytes: 4 pixels lie in the lower 12 bytes of 16. Stores of 16 bytes run over what the
 // next ones write, loads over what they read, so the last pixels are the reference's.
 void DropAlpha(const std::uint8_t* source4, std::uint8_t* target3, int width) {
@@ -101,9 +96,9 @@ void CopyToChannel(const std::uint8_t* plane, std::uint8_t* pixels, int width, i
   plain::CopyToChannel(plane + x, pixels + 4 * x, width - x, channel);
 }
 
+// a * b / 255, rounded: (t + (t >> 8)) >> 8 for t = a * b + 128 is t * 257 >> 16.
 HWY_INLINE Vec MulOver255(Vec a, Vec b) {
-  const Vec product = Add16(Mul16(a, b), Set16(128));
-  return ShiftRightU16<8>(Add16(product, ShiftRightU16<8>(product)));
+  return MulHighU16(Add16(Mul16(a, b), Set16(128)), Set16(257));
 }
 
 void Premultiply(std::uint8_t* pixels, int width) {
@@ -174,26 +169,30 @@ HWY_INLINE void Transpose4x4(const std::uint8_t* source, std::ptrdiff_t sourceSt
   Store128(target + 3 * targetStep, _mm_unpackhi_epi64(abHigh, cdHigh));
 }
 
+#if XV_VEC_BYTES >= 32
+HWY_INLINE void Store256(void* p, __m256i v) { _mm256_storeu_si256(static_cast<__m256i*>(p), v); }
+#endif
+
 void Transpose4(const std::uint8_t* source, std::ptrdiff_t sourceStep, std::uint8_t* target,
                 std::ptrdiff_t targetStep) {
-#if HWY_TARGET == HWY_AVX2
+#if XV_VEC_BYTES >= 32
   // 4x4 blocks as above in each lane, rows 0-3 in the lower and rows 4-7 in the upper one.
   for (int half = 0; half < 2; ++half) {
-    Vec rows[4];
+    __m256i rows[4];
     for (int i = 0; i < 4; ++i) {
       const std::uint8_t* at = source + i * sourceStep + 16 * half;
       rows[i] = _mm256_inserti128_si256(_mm256_castsi128_si256(Load128(at)),
                                         Load128(at + 4 * sourceStep), 1);
     }
-    const Vec abLow = _mm256_unpacklo_epi32(rows[0], rows[1]);
-    const Vec cdLow = _mm256_unpacklo_epi32(rows[2], rows[3]);
-    const Vec abHigh = _mm256_unpackhi_epi32(rows[0], rows[1]);
-    const Vec cdHigh = _mm256_unpackhi_epi32(rows[2], rows[3]);
+    const __m256i abLow = _mm256_unpacklo_epi32(rows[0], rows[1]);
+    const __m256i cdLow = _mm256_unpacklo_epi32(rows[2], rows[3]);
+    const __m256i abHigh = _mm256_unpackhi_epi32(rows[0], rows[1]);
+    const __m256i cdHigh = _mm256_unpackhi_epi32(rows[2], rows[3]);
     std::uint8_t* to = target + 4 * half * targetStep;
-    Store(to, _mm256_unpacklo_epi64(abLow, cdLow));
-    Store(to + targetStep, _mm256_unpackhi_epi64(abLow, cdLow));
-    Store(to + 2 * targetStep, _mm256_unpacklo_epi64(abHigh, cdHigh));
-    Store(to + 3 * targetStep, _mm256_unpackhi_epi64(abHigh, cdHigh));
+    Store256(to, _mm256_unpacklo_epi64(abLow, cdLow));
+    Store256(to + targetStep, _mm256_unpackhi_epi64(abLow, cdLow));
+    Store256(to + 2 * targetStep, _mm256_unpacklo_epi64(abHigh, cdHigh));
+    Store256(to + 3 * targetStep, _mm256_unpackhi_epi64(abHigh, cdHigh));
   }
 #else
   for (int y = 0; y < 8; y += 4) {
@@ -272,7 +271,7 @@ const ChannelKernels kChannelTable = {
 }  // namespace plain
 
 const ChannelKernels& ChannelKernelsAt(SimdLevel level) {
-  return SelectLevel(level, plain::kChannelTable, N_SSSE3::kChannelTable, N_AVX2::kChannelTable);
+  return *XV_AT_LEVEL(level, &, kChannelTable);
 }
 
 }  // namespace xv

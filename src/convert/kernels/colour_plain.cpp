@@ -47,6 +47,17 @@ Sums SumOf(const std::uint8_t* bgra, int x, int count, int width) {
   return sums;
 }
 
+// Chroma of the 2x2 pixels from column x on.
+Chroma ChromaOfBlock(const std::uint8_t* a, const std::uint8_t* b, int x, int width,
+                     const RgbToYuv& m) {
+  Sums sums = SumOf(a, x, 2, width);
+  const Sums lower = SumOf(b, x, 2, width);
+  sums.b += lower.b;
+  sums.g += lower.g;
+  sums.r += lower.r;
+  return ChromaOf(sums, 2, m);
+}
+
 int Saturate16(int value) { return std::clamp(value, -32768, 32767); }
 int MulRound15(int a, int b) { return (a * b + (1 << 14)) >> 15; }
 
@@ -82,15 +93,33 @@ void RgbChroma422(const std::uint8_t* bgra, std::uint8_t* u, std::uint8_t* v, in
 void RgbChroma420(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* u, std::uint8_t* v,
                   int width, const RgbToYuv& m) {
   for (int x = 0; x < width; x += 2) {
-    Sums sums = SumOf(a, x, 2, width);
-    const Sums lower = SumOf(b, x, 2, width);
-    sums.b += lower.b;
-    sums.g += lower.g;
-    sums.r += lower.r;
-    const Chroma chroma = ChromaOf(sums, 2, m);
+    const Chroma chroma = ChromaOfBlock(a, b, x, width, m);
     u[x / 2] = chroma.u;
     v[x / 2] = chroma.v;
   }
+}
+
+void RgbChromaNv12(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* uv, int width,
+                   const RgbToYuv& m) {
+  for (int x = 0; x < width; x += 2) {
+    const Chroma chroma = ChromaOfBlock(a, b, x, width, m);
+    uv[x] = chroma.u;
+    uv[x + 1] = chroma.v;
+  }
+}
+
+void RgbTo420(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya, std::uint8_t* yb,
+              std::uint8_t* u, std::uint8_t* v, int width, const RgbToYuv& m, Stores) {
+  RgbLuma(a, ya, width, m);
+  RgbLuma(b, yb, width, m);
+  RgbChroma420(a, b, u, v, width, m);
+}
+
+void RgbToNv12(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya, std::uint8_t* yb,
+               std::uint8_t* uv, int width, const RgbToYuv& m, Stores) {
+  RgbLuma(a, ya, width, m);
+  RgbLuma(b, yb, width, m);
+  RgbChromaNv12(a, b, uv, width, m);
 }
 
 void RgbChroma411(const std::uint8_t* bgra, std::uint8_t* u, std::uint8_t* v, int width,
@@ -103,7 +132,8 @@ void RgbChroma411(const std::uint8_t* bgra, std::uint8_t* u, std::uint8_t* v, in
 }
 
 template <bool kLumaFirst>
-void RgbToPacked(const std::uint8_t* bgra, std::uint8_t* target, int width, const RgbToYuv& m) {
+void RgbToPacked(const std::uint8_t* bgra, std::uint8_t* target, int width, const RgbToYuv& m,
+                 Stores) {
   constexpr int kY = kLumaFirst ? 0 : 1;
   for (int x = 0; x < width; x += 2) {
     const Chroma chroma = ChromaOf(SumOf(bgra, x, 2, width), 1, m);
@@ -114,27 +144,29 @@ void RgbToPacked(const std::uint8_t* bgra, std::uint8_t* target, int width, cons
     group[3 - kY] = chroma.v;
   }
 }
-template void RgbToPacked<false>(const std::uint8_t*, std::uint8_t*, int, const RgbToYuv&);
-template void RgbToPacked<true>(const std::uint8_t*, std::uint8_t*, int, const RgbToYuv&);
+template void RgbToPacked<false>(const std::uint8_t*, std::uint8_t*, int, const RgbToYuv&, Stores);
+template void RgbToPacked<true>(const std::uint8_t*, std::uint8_t*, int, const RgbToYuv&, Stores);
 
 template <bool kLumaFirst>
 void PackedToRgb(const std::uint8_t* source, std::uint8_t* bgra, int width, int alpha,
-                 const YuvToRgb& m) {
+                 const YuvToRgb& m, Stores) {
   constexpr int kY = kLumaFirst ? 0 : 1;
   for (int x = 0; x < width; ++x) {
     const std::uint8_t* group = source + 4 * (x / 2);
     PutRgb(group[kY + 2 * (x & 1)], group[1 - kY], group[3 - kY], alpha, m, bgra + 4 * x);
   }
 }
-template void PackedToRgb<false>(const std::uint8_t*, std::uint8_t*, int, int, const YuvToRgb&);
-template void PackedToRgb<true>(const std::uint8_t*, std::uint8_t*, int, int, const YuvToRgb&);
+template void PackedToRgb<false>(const std::uint8_t*, std::uint8_t*, int, int, const YuvToRgb&,
+                                 Stores);
+template void PackedToRgb<true>(const std::uint8_t*, std::uint8_t*, int, int, const YuvToRgb&,
+                                Stores);
 
 void PlanarToRgb(const std::uint8_t* y, const std::uint8_t* u, const std::uint8_t* v,
-                 std::uint8_t* bgra, int width, int alpha, const YuvToRgb& m) {
+                 std::uint8_t* bgra, int width, int alpha, const YuvToRgb& m, Stores) {
   for (int x = 0; x < width; ++x) PutRgb(y[x], u[x / 2], v[x / 2], alpha, m, bgra + 4 * x);
 }
 
-void HdycToRgb(const std::uint8_t* source, std::uint8_t* bgra, int width, int alpha) {
+void HdycToRgb(const std::uint8_t* source, std::uint8_t* bgra, int width, int alpha, Stores) {
   for (int x = 0; x < width; ++x) {
     const std::uint8_t* group = source + 4 * (x / 2);
     const int y = 298 * (group[1 + 2 * (x & 1)] - 16);

@@ -73,15 +73,15 @@ HWY_INLINE void StoreUv(const Vec uv[4], std::uint8_t* u, std::uint8_t* v) {
   Store(v, LaneOrder(PackU8(ShiftRightU16<8>(first), ShiftRightU16<8>(second))));
 }
 
+template <bool kStream = false>
 void RgbLuma(const std::uint8_t* bgra, std::uint8_t* y, int width, const RgbToYuv& m) {
   const Row row(m.y, m.yOffset);
   int x = 0;
   for (; x + kVecBytes <= width; x += kVecBytes) {
-    PrefetchAhead(bgra + 4 * x);
-    PrefetchAhead(bgra + 4 * x + 2 * kVecBytes);
+    PrefetchAhead<4 * kVecBytes>(bgra + 4 * x);
     Vec luma[4];
     for (int k = 0; k < 4; ++k) luma[k] = row.Of<15>(LoadWords(bgra + 4 * x + k * kVecBytes));
-    Store(y + x, QuadOrder(PackU8(PackS16(luma[0], luma[1]), PackS16(luma[2], luma[3]))));
+    Put<kStream>(y + x, QuadOrder(PackU8(PackS16(luma[0], luma[1]), PackS16(luma[2], luma[3]))));
   }
   plain::RgbLuma(bgra + 4 * x, y + x, width - x, m);
 }
@@ -101,21 +101,58 @@ void RgbChroma422(const std::uint8_t* bgra, std::uint8_t* u, std::uint8_t* v, in
   plain::RgbChroma422(bgra + 4 * x, u + x / 2, v + x / 2, width - x, m);
 }
 
-void RgbChroma420(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* u, std::uint8_t* v,
-                  int width, const RgbToYuv& m) {
-  const ChromaRows rows(m, 2);
+// kVecBytes pixels of row b: stores their luma and gives u v u v, together with row a.
+template <bool kStream>
+HWY_INLINE Vec LumaAndUv(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* yb,
+                         const Row& row, const ChromaRows& chroma) {
+  PrefetchAhead<4 * kVecBytes>(b);
+  Words words[4];
+  Vec luma[4];
+  for (int k = 0; k < 4; ++k) {
+    words[k] = LoadWords(b + k * kVecBytes);
+    luma[k] = row.Of<15>(words[k]);
+    words[k] = Sum(words[k], LoadWords(a + k * kVecBytes));
+  }
+  Put<kStream>(yb, QuadOrder(PackU8(PackS16(luma[0], luma[1]), PackS16(luma[2], luma[3]))));
+  const Vec first = LaneOrder(chroma.Of<17>(SumPairs(words[0], words[1])));
+  const Vec second = LaneOrder(chroma.Of<17>(SumPairs(words[2], words[3])));
+  return LaneOrder(PackU8(first, second));
+}
+
+// Row a first, then row b with a in the first-level cache: memory is read in one stream.
+template <bool kStream>
+void RgbTo420(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya, std::uint8_t* yb,
+              std::uint8_t* u, std::uint8_t* v, int width, const RgbToYuv& m) {
+  RgbLuma<kStream>(a, ya, width, m);
+  const Row luma(m.y, m.yOffset);
+  const ChromaRows chroma(m, 2);
+  const Vec mask = Set16(0xFF);
   int x = 0;
   for (; x + 2 * kVecBytes <= width; x += 2 * kVecBytes) {
-    Vec uv[4];
-    for (int k = 0; k < 4; ++k) {
-      const int at = 4 * x + 2 * k * kVecBytes;
-      const Words left = Sum(LoadWords(a + at), LoadWords(b + at));
-      const Words right = Sum(LoadWords(a + at + kVecBytes), LoadWords(b + at + kVecBytes));
-      uv[k] = LaneOrder(rows.Of<17>(SumPairs(left, right)));
+    Vec uv[2];
+    for (int k = 0; k < 2; ++k) {
+      const int at = x + k * kVecBytes;
+      uv[k] = LumaAndUv<kStream>(a + 4 * at, b + 4 * at, yb + at, luma, chroma);
     }
-    StoreUv(uv, u + x / 2, v + x / 2);
+    Put<kStream>(u + x / 2, LaneOrder(PackU8(And(uv[0], mask), And(uv[1], mask))));
+    Put<kStream>(v + x / 2, LaneOrder(PackU8(ShiftRightU16<8>(uv[0]), ShiftRightU16<8>(uv[1]))));
   }
+  plain::RgbLuma(b + 4 * x, yb + x, width - x, m);
   plain::RgbChroma420(a + 4 * x, b + 4 * x, u + x / 2, v + x / 2, width - x, m);
+}
+
+template <bool kStream>
+void RgbToNv12(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya, std::uint8_t* yb,
+               std::uint8_t* uv, int width, const RgbToYuv& m) {
+  RgbLuma<kStream>(a, ya, width, m);
+  const Row luma(m.y, m.yOffset);
+  const ChromaRows chroma(m, 2);
+  int x = 0;
+  for (; x + kVecBytes <= width; x += kVecBytes) {
+    Put<kStream>(uv + x, LumaAndUv<kStream>(a + 4 * x, b + 4 * x, yb + x, luma, chroma));
+  }
+  plain::RgbLuma(b + 4 * x, yb + x, width - x, m);
+  plain::RgbChromaNv12(a + 4 * x, b + 4 * x, uv + x, width - x, m);
 }
 
 void RgbChroma411(const std::uint8_t* bgra, std::uint8_t* u, std::uint8_t* v, int width,
@@ -137,19 +174,19 @@ void RgbChroma411(const std::uint8_t* bgra, std::uint8_t* u, std::uint8_t* v, in
   plain::RgbChroma411(bgra + 4 * x, u + x / 4, v + x / 4, width - x, m);
 }
 
-template <bool kLumaFirst>
+template <bool kStream, bool kLumaFirst>
 void RgbToPacked(const std::uint8_t* bgra, std::uint8_t* target, int width, const RgbToYuv& m) {
   const Row luma(m.y, m.yOffset);
   const ChromaRows chroma(m, 1);
   int x = 0;
   for (; x + 2 * kPixels <= width; x += 2 * kPixels) {
-    PrefetchAhead(bgra + 4 * x);
+    PrefetchAhead<2 * kVecBytes>(bgra + 4 * x);
     const Words a = LoadWords(bgra + 4 * x);
     const Words b = LoadWords(bgra + 4 * x + kVecBytes);
     const Vec y = PackS16(luma.Of<15>(a), luma.Of<15>(b));
     const Vec uv = chroma.Of<16>(SumPairs(a, b));
     const Vec group = kLumaFirst ? Or(y, ShiftLeft16<8>(uv)) : Or(uv, ShiftLeft16<8>(y));
-    Store(target + 2 * x, LaneOrder(group));
+    Put<kStream>(target + 2 * x, LaneOrder(group));
   }
   plain::RgbToPacked<kLumaFirst>(bgra + 4 * x, target + 2 * x, width - x, m);
 }
@@ -212,7 +249,7 @@ class Inverse {
   Vec factor_, offset_, redV_, greenU_, greenV_, blueU_, alpha_;
 };
 
-template <bool kLumaFirst>
+template <bool kStream, bool kLumaFirst>
 void PackedToRgb(const std::uint8_t* source, std::uint8_t* bgra, int width, int alpha,
                  const YuvToRgb& m) {
   const Inverse<kLumaFirst> inverse(m, alpha);
@@ -222,12 +259,13 @@ void PackedToRgb(const std::uint8_t* source, std::uint8_t* bgra, int width, int 
     Vec low, high;
     inverse.Of(Load(source + 2 * x), low, high);
     LanesInOrder(low, high);
-    Store(bgra + 4 * x, low);
-    Store(bgra + 4 * x + kVecBytes, high);
+    Put<kStream>(bgra + 4 * x, low);
+    Put<kStream>(bgra + 4 * x + kVecBytes, high);
   }
   plain::PackedToRgb<kLumaFirst>(source + 2 * x, bgra + 4 * x, width - x, alpha, m);
 }
 
+template <bool kStream>
 void PlanarToRgb(const std::uint8_t* y, const std::uint8_t* u, const std::uint8_t* v,
                  std::uint8_t* bgra, int width, int alpha, const YuvToRgb& m) {
   const Inverse<false> inverse(m, alpha);
@@ -247,14 +285,15 @@ void PlanarToRgb(const std::uint8_t* y, const std::uint8_t* u, const std::uint8_
         inverse.Of(packed[half], low, high);
         LanesInOrder(low, high);
         std::uint8_t* at = bgra + 4 * (x + k * kVecBytes + half * kVecBytes / 2);
-        Store(at, low);
-        Store(at + kVecBytes, high);
+        Put<kStream>(at, low);
+        Put<kStream>(at + kVecBytes, high);
       }
     }
   }
   plain::PlanarToRgb(y + x, u + x / 2, v + x / 2, bgra + 4 * x, width - x, alpha, m);
 }
 
+template <bool kStream>
 void HdycToRgb(const std::uint8_t* source, std::uint8_t* bgra, int width, int alpha) {
   // As the tables above, with the byte in the lower half of its word.
   alignas(16) std::uint8_t uTable[16], vTable[16];
@@ -289,22 +328,30 @@ void HdycToRgb(const std::uint8_t* source, std::uint8_t* bgra, int width, int al
     Vec low = LowBytes(br, ga);
     Vec high = HighBytes(br, ga);
     LanesInOrder(low, high);
-    Store(bgra + 4 * x, low);
-    Store(bgra + 4 * x + kVecBytes, high);
+    Put<kStream>(bgra + 4 * x, low);
+    Put<kStream>(bgra + 4 * x + kVecBytes, high);
   }
   plain::HdycToRgb(source + 2 * x, bgra + 4 * x, width - x, alpha);
 }
 
+template <bool kLumaFirst>
+constexpr auto kToPacked =
+    Either<RgbToPacked<false, kLumaFirst>, RgbToPacked<true, kLumaFirst>>::Run;
+template <bool kLumaFirst>
+constexpr auto kFromPacked =
+    Either<PackedToRgb<false, kLumaFirst>, PackedToRgb<true, kLumaFirst>>::Run;
+
 }  // namespace
 
-const ColourKernels kColourTable = {RgbLuma,
+const ColourKernels kColourTable = {RgbLuma<false>,
                                     RgbChroma422,
-                                    RgbChroma420,
                                     RgbChroma411,
-                                    {RgbToPacked<false>, RgbToPacked<true>},
-                                    {PackedToRgb<false>, PackedToRgb<true>},
-                                    PlanarToRgb,
-                                    HdycToRgb};
+                                    Either<RgbTo420<false>, RgbTo420<true>>::Run,
+                                    Either<RgbToNv12<false>, RgbToNv12<true>>::Run,
+                                    {kToPacked<false>, kToPacked<true>},
+                                    {kFromPacked<false>, kFromPacked<true>},
+                                    Either<PlanarToRgb<false>, PlanarToRgb<true>>::Run,
+                                    Either<HdycToRgb<false>, HdycToRgb<true>>::Run};
 
 #endif  // XV_VECTORS
 }  // namespace HWY_NAMESPACE
@@ -317,8 +364,9 @@ namespace plain {
 
 const ColourKernels kColourTable = {RgbLuma,
                                     RgbChroma422,
-                                    RgbChroma420,
                                     RgbChroma411,
+                                    RgbTo420,
+                                    RgbToNv12,
                                     {RgbToPacked<false>, RgbToPacked<true>},
                                     {PackedToRgb<false>, PackedToRgb<true>},
                                     PlanarToRgb,
@@ -327,7 +375,7 @@ const ColourKernels kColourTable = {RgbLuma,
 }  // namespace plain
 
 const ColourKernels& ColourKernelsAt(SimdLevel level) {
-  return SelectLevel(level, plain::kColourTable, N_SSSE3::kColourTable, N_AVX2::kColourTable);
+  return *XV_AT_LEVEL(level, &, kColourTable);
 }
 
 }  // namespace xv

@@ -21,7 +21,7 @@ void ReadGroup(const std::uint8_t* source, int samples[12]) {
 }  // namespace
 
 template <bool kLumaFirst>
-void PackV210(const std::uint8_t* source, std::uint8_t* target, int width) {
+void PackV210(const std::uint8_t* source, std::uint8_t* target, int width, Stores) {
   const int pairs = (width + 1) / 2;
   for (int group = 0; group * kGroupPixels < width; ++group) {
     for (int i = 0; i < 4; ++i) {
@@ -36,8 +36,8 @@ void PackV210(const std::uint8_t* source, std::uint8_t* target, int width) {
     }
   }
 }
-template void PackV210<false>(const std::uint8_t*, std::uint8_t*, int);
-template void PackV210<true>(const std::uint8_t*, std::uint8_t*, int);
+template void PackV210<false>(const std::uint8_t*, std::uint8_t*, int, Stores);
+template void PackV210<true>(const std::uint8_t*, std::uint8_t*, int, Stores);
 
 void UnpackV210(const std::uint8_t* source, std::uint8_t* target, int width) {
   int samples[12];

@@ -13,48 +13,28 @@ namespace HWY_NAMESPACE {
 #if XV_VECTORS
 namespace {
 
-constexpr int kLanes = kVecBytes / 16;
-constexpr int kStepPixels = 6 * kLanes;
+constexpr int kStepPixels = 6 * kVecLanes;
 
-// 16 bytes from each of two places that lie `apart` bytes from one another.
+// 16 bytes from each of some places that lie `apart` bytes from one another.
 HWY_INLINE Vec LoadLanes(const std::uint8_t* p, int apart) {
-  const __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-#if HWY_TARGET == HWY_AVX2
-  const __m128i high = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + apart));
-  return _mm256_inserti128_si256(_mm256_castsi128_si256(low), high, 1);
-#else
-  static_cast<void>(apart);
-  return low;
-#endif
+  return GatherLanes([=](int i) { return p + i * apart; });
 }
 HWY_INLINE void StoreLanes(void* p, int apart, Vec v) {
   auto* bytes = static_cast<std::uint8_t*>(p);
-#if HWY_TARGET == HWY_AVX2
-  _mm_storeu_si128(reinterpret_cast<__m128i*>(bytes), _mm256_castsi256_si128(v));
-  _mm_storeu_si128(reinterpret_cast<__m128i*>(bytes + apart), _mm256_extracti128_si256(v, 1));
-#else
-  static_cast<void>(apart);
-  _mm_storeu_si128(reinterpret_cast<__m128i*>(bytes), v);
-#endif
+  EachLane(v, [=](int i, __m128i lane) { Store128(bytes + i * apart, lane); });
 }
 // The lower or upper 8 bytes of each lane.
 template <bool kUpper>
 HWY_INLINE void StoreHalves(void* p, int apart, Vec v) {
   auto* bytes = static_cast<std::uint8_t*>(p);
-#if HWY_TARGET == HWY_AVX2
-  const __m128i low = _mm256_castsi256_si128(v);
-  const __m128i high = _mm256_extracti128_si256(v, 1);
-  _mm_storel_epi64(reinterpret_cast<__m128i*>(bytes), kUpper ? _mm_srli_si128(low, 8) : low);
-  _mm_storel_epi64(reinterpret_cast<__m128i*>(bytes + apart),
-                   kUpper ? _mm_srli_si128(high, 8) : high);
-#else
-  static_cast<void>(apart);
-  _mm_storel_epi64(reinterpret_cast<__m128i*>(bytes), kUpper ? _mm_srli_si128(v, 8) : v);
-#endif
+  EachLane(v, [=](int i, __m128i lane) {
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(bytes + i * apart),
+                     kUpper ? _mm_srli_si128(lane, 8) : lane);
+  });
 }
 
 // Loads of 16 bytes read over the 12 of a group, so the last groups are the reference's.
-template <bool kLumaFirst>
+template <bool kStream, bool kLumaFirst>
 void PackV210(const std::uint8_t* source, std::uint8_t* target, int width) {
   alignas(16) std::uint8_t lowerTable[16], upperTable[16];
   for (int word = 0; word < 4; ++word) {
@@ -78,7 +58,7 @@ void PackV210(const std::uint8_t* source, std::uint8_t* target, int width) {
     const Vec v = LoadLanes(source + 2 * x, 12);
     const Vec low = MulPairs(Shuffle(v, lower), places);
     const Vec high = ShiftLeft32<6>(Shuffle(v, upper));
-    Store(target + x / 6 * 16, Or(low, high));
+    Put<kStream>(target + x / 6 * 16, Or(low, high));
   }
   if (x < width) plain::PackV210<kLumaFirst>(source + 2 * x, target + x / 6 * 16, width - x);
 }
@@ -135,9 +115,12 @@ void PlanesFromV210(const std::uint8_t* source, std::uint16_t* y, std::uint16_t*
   plain::PlanesFromV210(source + x / 6 * 16, y + x, u + x / 2, v + x / 2, width - x);
 }
 
+template <bool kLumaFirst>
+constexpr auto kPackV210 = Either<PackV210<false, kLumaFirst>, PackV210<true, kLumaFirst>>::Run;
+
 }  // namespace
 
-const DeepKernels kDeepTable = {{PackV210<false>, PackV210<true>}, UnpackV210, PlanesFromV210};
+const DeepKernels kDeepTable = {{kPackV210<false>, kPackV210<true>}, UnpackV210, PlanesFromV210};
 
 #endif  // XV_VECTORS
 }  // namespace HWY_NAMESPACE
@@ -152,9 +135,7 @@ const DeepKernels kDeepTable = {{PackV210<false>, PackV210<true>}, UnpackV210, P
 
 }  // namespace plain
 
-const DeepKernels& DeepKernelsAt(SimdLevel level) {
-  return SelectLevel(level, plain::kDeepTable, N_SSSE3::kDeepTable, N_AVX2::kDeepTable);
-}
+const DeepKernels& DeepKernelsAt(SimdLevel level) { return *XV_AT_LEVEL(level, &, kDeepTable); }
 
 }  // namespace xv
 #endif

@@ -109,12 +109,12 @@ void Filter(const std::uint8_t* const* rows, const std::uint8_t* weights, int ta
 }
 
 }  // namespace
+
+const FilterRowKernel kFilterRow = Filter;
+
 }  // namespace plain
 
-FilterRowKernel FilterRowAt(SimdLevel level) {
-  return SelectLevel<FilterRowKernel>(level, plain::Filter, N_SSSE3::kFilterRow,
-                                      N_AVX2::kFilterRow);
-}
+FilterRowKernel FilterRowAt(SimdLevel level) { return XV_AT_LEVEL(level, , kFilterRow); }
 
 }  // namespace xv
 #endif

@@ -15,7 +15,7 @@ namespace xv {
 struct PackedKernels {
   // Permutes each group of 4 bytes: target byte i is source byte order[i]. In place is allowed.
   void (*swizzle4)(const std::uint8_t* source, std::uint8_t* target, std::size_t groups,
-                   const std::uint8_t order[4]);
+                   const std::uint8_t order[4], Stores stores);
   // `width` luma samples.
   void (*luma[2])(const std::uint8_t* source, std::uint8_t* y, int width);
   // Chroma of `pairs` pixel pairs, the average of rows a and b (which may be the same row).
@@ -24,13 +24,18 @@ struct PackedKernels {
   // (3 a + b + 2) / 4: the nearer and the farther row of a field.
   void (*chroma31[2])(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* u,
                       std::uint8_t* v, int pairs);
-  // As chroma, into U V U V.
-  void (*chromaNv12[2])(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* uv, int pairs);
+  // Two rows of 4:2:0 at once: luma of rows a and b, and the average of their chroma, (width + 1) /
+  // 2 samples. The rows may be the same one, with the same target.
+  void (*to420[2])(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya, std::uint8_t* yb,
+                   std::uint8_t* u, std::uint8_t* v, int width, Stores stores);
+  // The same with chroma as U V U V.
+  void (*toNv12[2])(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya,
+                    std::uint8_t* yb, std::uint8_t* uv, int width, Stores stores);
   // The average of two neighbouring pairs: 4:1:1. Reads 8 bytes for each of `quads`.
   void (*chroma411[2])(const std::uint8_t* source, std::uint8_t* u, std::uint8_t* v, int quads);
   // Three planes to packed rows, (width + 1) / 2 groups; an odd row repeats its last luma sample.
   void (*join[2])(const std::uint8_t* y, const std::uint8_t* u, const std::uint8_t* v,
-                  std::uint8_t* target, int width);
+                  std::uint8_t* target, int width, Stores stores);
   // u v u v from two planes.
   void (*interleave)(const std::uint8_t* u, const std::uint8_t* v, std::uint8_t* uv, int count);
   // Two planes from u v u v.

@@ -6,7 +6,7 @@
 namespace xv::plain {
 
 void Swizzle4(const std::uint8_t* source, std::uint8_t* target, std::size_t groups,
-              const std::uint8_t order[4]) {
+              const std::uint8_t order[4], Stores) {
   for (std::size_t i = 0; i < groups; ++i) {
     std::uint8_t group[4];
     std::memcpy(group, source + 4 * i, 4);

@@ -9,7 +9,7 @@
 namespace xv::plain {
 
 void Swizzle4(const std::uint8_t* source, std::uint8_t* target, std::size_t groups,
-              const std::uint8_t order[4]);
+              const std::uint8_t order[4], Stores = Stores::kCached);
 
 template <bool kLumaFirst>
 void Luma(const std::uint8_t* source, std::uint8_t* y, int width) {
@@ -37,11 +37,27 @@ void Chroma31(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* u, std
 }
 
 template <bool kLumaFirst>
+void To420(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya, std::uint8_t* yb,
+           std::uint8_t* u, std::uint8_t* v, int width, Stores = Stores::kCached) {
+  Luma<kLumaFirst>(a, ya, width);
+  Luma<kLumaFirst>(b, yb, width);
+  Chroma<kLumaFirst>(a, b, u, v, (width + 1) / 2);
+}
+
+template <bool kLumaFirst>
 void ChromaNv12(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* uv, int pairs) {
   constexpr int kAt = kLumaFirst ? 1 : 0;
   for (int i = 0; i < 2 * pairs; ++i) {
     uv[i] = static_cast<std::uint8_t>((a[2 * i + kAt] + b[2 * i + kAt] + 1) >> 1);
   }
+}
+
+template <bool kLumaFirst>
+void ToNv12(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya, std::uint8_t* yb,
+            std::uint8_t* uv, int width, Stores = Stores::kCached) {
+  Luma<kLumaFirst>(a, ya, width);
+  Luma<kLumaFirst>(b, yb, width);
+  ChromaNv12<kLumaFirst>(a, b, uv, (width + 1) / 2);
 }
 
 template <bool kLumaFirst>
@@ -56,7 +72,7 @@ void Chroma411(const std::uint8_t* source, std::uint8_t* u, std::uint8_t* v, int
 
 template <bool kLumaFirst>
 void Join(const std::uint8_t* y, const std::uint8_t* u, const std::uint8_t* v, std::uint8_t* target,
-          int width) {
+          int width, Stores = Stores::kCached) {
   constexpr int kY = kLumaFirst ? 0 : 1;
   for (int x = 0; x < width; x += 2) {
     std::uint8_t* group = target + 2 * x;

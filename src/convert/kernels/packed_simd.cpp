@@ -24,12 +24,14 @@ HWY_INLINE Vec ChromaWords(Vec v) {
 }
 
 // u and v of 2 * kVecBytes bytes u v u v.
+template <bool kStream = false>
 HWY_INLINE void SplitUv(Vec first, Vec second, std::uint8_t* u, std::uint8_t* v) {
   const Vec mask = Set16(0xFF);
-  Store(u, LaneOrder(PackU8(And(first, mask), And(second, mask))));
-  Store(v, LaneOrder(PackU8(ShiftRightU16<8>(first), ShiftRightU16<8>(second))));
+  Put<kStream>(u, LaneOrder(PackU8(And(first, mask), And(second, mask))));
+  Put<kStream>(v, LaneOrder(PackU8(ShiftRightU16<8>(first), ShiftRightU16<8>(second))));
 }
 
+template <bool kStream>
 void Swizzle4(const std::uint8_t* source, std::uint8_t* target, std::size_t groups,
               const std::uint8_t order[4]) {
   std::uint8_t table[16];
@@ -38,23 +40,23 @@ void Swizzle4(const std::uint8_t* source, std::uint8_t* target, std::size_t grou
   constexpr std::size_t kStep = kVecBytes / 4;
   std::size_t i = 0;
   for (; i + 2 * kStep <= groups; i += 2 * kStep) {
-    PrefetchAhead(source + 4 * i);
+    PrefetchAhead<2 * kVecBytes>(source + 4 * i);
     const Vec a = Shuffle(Load(source + 4 * i), shuffle);
     const Vec b = Shuffle(Load(source + 4 * i + kVecBytes), shuffle);
-    Store(target + 4 * i, a);
-    Store(target + 4 * i + kVecBytes, b);
+    Put<kStream>(target + 4 * i, a);
+    Put<kStream>(target + 4 * i + kVecBytes, b);
   }
   plain::Swizzle4(source + 4 * i, target + 4 * i, groups - i, order);
 }
 
-template <bool kLumaFirst>
+template <bool kLumaFirst, bool kStream = false>
 void Luma(const std::uint8_t* source, std::uint8_t* y, int width) {
   int i = 0;
   for (; i + kVecBytes <= width; i += kVecBytes) {
-    PrefetchAhead(source + 2 * i);
+    PrefetchAhead<2 * kVecBytes>(source + 2 * i);
     const Vec a = LumaWords<kLumaFirst>(Load(source + 2 * i));
     const Vec b = LumaWords<kLumaFirst>(Load(source + 2 * i + kVecBytes));
-    Store(y + i, LaneOrder(PackU8(a, b)));
+    Put<kStream>(y + i, LaneOrder(PackU8(a, b)));
   }
   plain::Luma<kLumaFirst>(source + 2 * i, y + i, width - i);
 }
@@ -103,13 +105,46 @@ void Chroma31(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* u, std
   plain::Chroma31<kLumaFirst>(a + 4 * i, b + 4 * i, u + i, v + i, pairs - i);
 }
 
-template <bool kLumaFirst>
-void ChromaNv12(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* uv, int pairs) {
-  int i = 0;
-  for (; i + kVecBytes / 2 <= pairs; i += kVecBytes / 2) {
-    Store(uv + 2 * i, AveragedUv<kLumaFirst>(a + 4 * i, b + 4 * i));
+// kVecBytes pixels of row b: stores their luma and gives u v u v, averaged with row a.
+template <bool kLumaFirst, bool kStream>
+HWY_INLINE Vec LumaAndUv(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* yb) {
+  const Vec b0 = Load(b), b1 = Load(b + kVecBytes);
+  Put<kStream>(yb, LaneOrder(PackU8(LumaWords<kLumaFirst>(b0), LumaWords<kLumaFirst>(b1))));
+  return LaneOrder(PackU8(ChromaWords<kLumaFirst>(Average8(Load(a), b0)),
+                          ChromaWords<kLumaFirst>(Average8(Load(a + kVecBytes), b1))));
+}
+
+// Row a first, then row b with a in the first-level cache: reading both at once from memory is
+// slower by a third.
+template <bool kStream, bool kLumaFirst>
+void To420(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya, std::uint8_t* yb,
+           std::uint8_t* u, std::uint8_t* v, int width) {
+  Luma<kLumaFirst, kStream>(a, ya, width);
+  int x = 0;
+  for (; x + 2 * kVecBytes <= width; x += 2 * kVecBytes) {
+    PrefetchAhead<4 * kVecBytes>(b + 2 * x);
+    Vec uv[2];
+    for (int k = 0; k < 2; ++k) {
+      const int at = x + k * kVecBytes;
+      uv[k] = LumaAndUv<kLumaFirst, kStream>(a + 2 * at, b + 2 * at, yb + at);
+    }
+    SplitUv<kStream>(uv[0], uv[1], u + x / 2, v + x / 2);
   }
-  plain::ChromaNv12<kLumaFirst>(a + 4 * i, b + 4 * i, uv + 2 * i, pairs - i);
+  plain::Luma<kLumaFirst>(b + 2 * x, yb + x, width - x);
+  plain::Chroma<kLumaFirst>(a + 2 * x, b + 2 * x, u + x / 2, v + x / 2, (width - x + 1) / 2);
+}
+
+template <bool kStream, bool kLumaFirst>
+void ToNv12(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya, std::uint8_t* yb,
+            std::uint8_t* uv, int width) {
+  Luma<kLumaFirst, kStream>(a, ya, width);
+  int x = 0;
+  for (; x + kVecBytes <= width; x += kVecBytes) {
+    PrefetchAhead<2 * kVecBytes>(b + 2 * x);
+    Put<kStream>(uv + x, LumaAndUv<kLumaFirst, kStream>(a + 2 * x, b + 2 * x, yb + x));
+  }
+  plain::Luma<kLumaFirst>(b + 2 * x, yb + x, width - x);
+  plain::ChromaNv12<kLumaFirst>(a + 2 * x, b + 2 * x, uv + x, (width - x + 1) / 2);
 }
 
 template <bool kLumaFirst>
@@ -138,7 +173,7 @@ void Chroma411(const std::uint8_t* source, std::uint8_t* u, std::uint8_t* v, int
   plain::Chroma411<kLumaFirst>(source + 8 * i, u + i, v + i, quads - i);
 }
 
-template <bool kLumaFirst>
+template <bool kStream, bool kLumaFirst>
 void Join(const std::uint8_t* y, const std::uint8_t* u, const std::uint8_t* v, std::uint8_t* target,
           int width) {
   int i = 0;
@@ -152,8 +187,8 @@ void Join(const std::uint8_t* y, const std::uint8_t* u, const std::uint8_t* v, s
       Vec low = kLumaFirst ? LowBytes(ys, uv[k]) : LowBytes(uv[k], ys);
       Vec high = kLumaFirst ? HighBytes(ys, uv[k]) : HighBytes(uv[k], ys);
       LanesInOrder(low, high);
-      Store(target + 2 * i + 2 * k * kVecBytes, low);
-      Store(target + 2 * i + 2 * k * kVecBytes + kVecBytes, high);
+      Put<kStream>(target + 2 * i + 2 * k * kVecBytes, low);
+      Put<kStream>(target + 2 * i + 2 * k * kVecBytes + kVecBytes, high);
     }
   }
   plain::Join<kLumaFirst>(y + i, u + i / 2, v + i / 2, target + 2 * i, width - i);
@@ -202,15 +237,23 @@ HWY_INLINE void Expand(std::uint8_t* row, int count, const plain::RangeStep& ste
 void ExpandLuma(std::uint8_t* row, int count) { Expand(row, count, plain::kLumaRange); }
 void ExpandChroma(std::uint8_t* row, int count) { Expand(row, count, plain::kChromaRange); }
 
+template <bool kLumaFirst>
+constexpr auto kTo420 = Either<To420<false, kLumaFirst>, To420<true, kLumaFirst>>::Run;
+template <bool kLumaFirst>
+constexpr auto kToNv12 = Either<ToNv12<false, kLumaFirst>, ToNv12<true, kLumaFirst>>::Run;
+template <bool kLumaFirst>
+constexpr auto kJoin = Either<Join<false, kLumaFirst>, Join<true, kLumaFirst>>::Run;
+
 }  // namespace
 
-const PackedKernels kPackedTable = {Swizzle4,
+const PackedKernels kPackedTable = {Either<Swizzle4<false>, Swizzle4<true>>::Run,
                                     {Luma<false>, Luma<true>},
                                     {Chroma<false>, Chroma<true>},
                                     {Chroma31<false>, Chroma31<true>},
-                                    {ChromaNv12<false>, ChromaNv12<true>},
+                                    {kTo420<false>, kTo420<true>},
+                                    {kToNv12<false>, kToNv12<true>},
                                     {Chroma411<false>, Chroma411<true>},
-                                    {Join<false>, Join<true>},
+                                    {kJoin<false>, kJoin<true>},
                                     Interleave,
                                     Deinterleave,
                                     ExpandLuma,
@@ -229,7 +272,8 @@ const PackedKernels kPackedTable = {Swizzle4,
                                     {Luma<false>, Luma<true>},
                                     {Chroma<false>, Chroma<true>},
                                     {Chroma31<false>, Chroma31<true>},
-                                    {ChromaNv12<false>, ChromaNv12<true>},
+                                    {To420<false>, To420<true>},
+                                    {ToNv12<false>, ToNv12<true>},
                                     {Chroma411<false>, Chroma411<true>},
                                     {Join<false>, Join<true>},
                                     Interleave,
@@ -240,7 +284,7 @@ const PackedKernels kPackedTable = {Swizzle4,
 }  // namespace plain
 
 const PackedKernels& PackedKernelsAt(SimdLevel level) {
-  return SelectLevel(level, plain::kPackedTable, N_SSSE3::kPackedTable, N_AVX2::kPackedTable);
+  return *XV_AT_LEVEL(level, &, kPackedTable);
 }
 
 }  // namespace xv

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
+#include <utility>
 
 #include "base/text.h"
 #include "hwy/targets.h"
@@ -24,16 +25,21 @@ std::atomic<SimdLevel>& Active() {
 }  // namespace
 
 const char* SimdLevelName(SimdLevel level) {
-  constexpr const char* kNames[] = {"plain", "ssse3", "avx2"};
+  constexpr const char* kNames[] = {"plain", "ssse3", "sse4", "avx2", "avx512", "avx512_dl"};
   return kNames[static_cast<int>(level)];
 }
 
 const std::vector<SimdLevel>& SimdLevels() {
   static const std::vector<SimdLevel> levels = [] {
-    const auto supported = hwy::SupportedTargets();
+    constexpr std::pair<std::int64_t, SimdLevel> kTargets[] = {{HWY_SSSE3, SimdLevel::kSsse3},
+                                                               {HWY_SSE4, SimdLevel::kSse4},
+                                                               {HWY_AVX2, SimdLevel::kAvx2},
+                                                               {HWY_AVX3, SimdLevel::kAvx512},
+                                                               {HWY_AVX3_DL, SimdLevel::kAvx512Dl}};
     std::vector<SimdLevel> found = {SimdLevel::kPlain};
-    if ((supported & HWY_SSSE3) != 0) found.push_back(SimdLevel::kSsse3);
-    if ((supported & HWY_AVX2) != 0) found.push_back(SimdLevel::kAvx2);
+    for (const auto& [target, level] : kTargets) {
+      if ((hwy::SupportedTargets() & target) != 0) found.push_back(level);
+    }
     return found;
   }();
   return levels;

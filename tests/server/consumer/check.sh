@@ -31,3 +31,4 @@ done
 "$build/bin/foreign_program" "$stage/share/xvwriter/classes"
 "$stage/bin/xvrecord" --version
 [ -f "$stage/share/man/man1/xvrecord.1" ]
+[ -f "$stage/share/bash-completion/completions/xvrecord" ]

@@ -1,0 +1,159 @@
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <functional>
+
+#include "support/host_frames.h"
+#include "support/media_probe.h"
+
+// Whatever a user's files are, a writer is made, lists what it can write and records; and they stay
+// as they are.
+namespace xv::test {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+
+class UserFiles : public testing::Test {
+ protected:
+  void SetUp() override {
+    const char* before = std::getenv("XVWRITER_SETTINGS");
+    before_ = before == nullptr ? "" : before;
+    UseSettings("settings.toml");
+    // Others may look into the folder, for what is tested as one of them.
+    chmod(folder_.Path().c_str(), 0755);
+  }
+  void TearDown() override { setenv("XVWRITER_SETTINGS", before_.c_str(), 1); }
+
+  void UseSettings(const std::string& name) {
+    setenv("XVWRITER_SETTINGS", folder_.Path(name).c_str(), 1);
+  }
+  void ExpectRecords(host::Writer& writer) {
+    ASSERT_EQ(writer.Start(folder_ / "a.mkv", "video::codec=mpeg4"), S_OK);
+    ASSERT_EQ(PushFrames(writer, Feed{.width = 176, .height = 144}, 5), S_OK);
+    writer.Stop();
+    const ProbedFile file = Probe(folder_ / "a.mkv");
+    ASSERT_NE(file.Video(), nullptr);
+    EXPECT_EQ(file.Video()->frames, 5);
+  }
+  std::vector<std::string> Names() {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(folder_.path())) {
+      names.push_back(entry.path().filename());
+    }
+    return names;
+  }
+
+  TemporaryFolder folder_;
+  std::string before_;
+};
+
+// Runs `work` as a user who owns nothing. False where this process may not change users.
+bool AsNobody(const std::function<void()>& work) {
+  constexpr uid_t kNobody = 65534;
+  if (geteuid() != 0 || seteuid(kNobody) != 0) return false;
+  work();
+  return seteuid(0) == 0;
+}
+
+TEST_F(UserFiles, ListThatIsNone) {
+  const std::string list = folder_.Path("list.xml");
+  const std::pair<const char*, std::function<void()>> kinds[] = {
+      {"empty", [&] { folder_.Write("list.xml", ""); }},
+      {"another root", [&] { folder_.Write("list.xml", "<html><body/></html>"); }},
+      {"no XML", [&] { folder_.Write("list.xml", "format = mp4\n"); }},
+      {"cut",
+       [&] {
+         folder_.Write("list.xml",
+                       "<supported_list><formats><format id=mkv><video><codec id='mpeg4'/><cod");
+       }},
+      {"100 MiB",
+       [&] {
+         folder_.Write("list.xml", "<supported_list>");
+         fs::resize_file(list, 100 << 20);
+       }},
+      {"a folder", [&] { fs::create_directory(list); }},
+      {"a pipe", [&] { EXPECT_EQ(mkfifo(list.c_str(), 0600), 0); }},
+  };
+  for (const auto& [name, make] : kinds) {
+    SCOPED_TRACE(name);
+    fs::remove(list);
+    make();
+    struct stat before {
+    }, after{};
+    ASSERT_EQ(stat(list.c_str(), &before), 0);
+    for (const char* update : {"false", "true"}) {
+      host::Writer writer;
+      writer.Set("config.path", list);
+      writer.Set("config.update", update);
+      EXPECT_THAT(writer.Get("supported_list"), HasSubstr("<codec id='mpeg4'"));
+      ExpectRecords(writer);
+    }
+    ASSERT_EQ(stat(list.c_str(), &after), 0);
+    EXPECT_TRUE(before.st_ino == after.st_ino && before.st_size == after.st_size &&
+                before.st_mtim.tv_nsec == after.st_mtim.tv_nsec);
+  }
+}
+
+TEST_F(UserFiles, ListThatMayNotBeRead) {
+  const std::string text = "<supported_list><formats/></supported_list>";
+  const std::string list = folder_.Write("list.xml", text);
+  chmod(list.c_str(), 0);
+  const bool done = AsNobody([&] {
+    host::Writer writer;
+    writer.Set("config.path", list);
+    EXPECT_THAT(writer.Get("supported_list"), HasSubstr("<codec id='mpeg4'"));
+  });
+  if (!done) GTEST_SKIP() << "no right to act as another user";
+  EXPECT_EQ(folder_.Read("list.xml"), text);
+}
+
+TEST_F(UserFiles, SettingsThatCannotBeUsed) {
+  for (const std::string text : {"a = ", "\x01\x02", "diskspace.min = '5M'\n[["}) {
+    folder_.Write("settings.toml", text);
+    host::Writer writer;
+    EXPECT_EQ(writer.Get("diskspace.min"), "300M");
+    ExpectRecords(writer);
+    EXPECT_EQ(folder_.Read("settings.toml"), text);
+  }
+  fs::remove(folder_.Path("settings.toml"));
+  fs::create_directory(folder_.Path("settings.toml"));
+  host::Writer writer;
+  ExpectRecords(writer);
+  EXPECT_TRUE(fs::is_empty(folder_.Path("settings.toml")));
+}
+
+TEST_F(UserFiles, SettingsThatMayNotBeWritten) {
+  const std::string text = "\"diskspace.min\" = '50M'\n";
+  chmod(folder_.Write("settings.toml", text).c_str(), 0444);
+  host::Writer writer;
+  EXPECT_EQ(writer.Get("diskspace.min"), "50M");
+  ExpectRecords(writer);
+  EXPECT_EQ(folder_.Read("settings.toml"), text);
+}
+
+// A limit on the size of files fails a write where a full disk would, after a part of it.
+TEST_F(UserFiles, SettingsOnAFullDisk) {
+  const std::string text = "\"diskspace.min\" = '50M'\n";
+  folder_.Write("settings.toml", text);
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+  std::signal(SIGXFSZ, SIG_IGN);
+  const rlimit full{text.size() + 5, before.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &full), 0);
+  host::Writer writer;
+  UseSettings("new.toml");
+  host::Writer second;
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
+  EXPECT_EQ(folder_.Read("settings.toml"), text);
+  EXPECT_THAT(Names(), testing::ElementsAre("settings.toml")) << "nothing half written stays";
+  EXPECT_EQ(writer.Get("diskspace.min"), "50M");
+  EXPECT_EQ(second.Get("diskspace.min"), "300M");
+  ExpectRecords(writer);
+}
+
+}  // namespace
+}  // namespace xv::test

@@ -1,0 +1,178 @@
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <cstdio>
+
+#include "support/host_frames.h"
+#include "support/media_probe.h"
+
+extern "C" {
+#include <libavformat/avformat.h>
+}
+
+// The presets that a host takes out of the served list.
+namespace xv::test {
+namespace {
+
+constexpr int kFrames = 3;
+
+struct Entry {
+  std::string format;
+  std::string name;
+  std::string size;
+  int megabits = 0;
+};
+
+std::string ValueOf(const host::EntryAttributes& attributes, const char* wanted) {
+  for (const auto& [name, value] : attributes) {
+    if (name == wanted) return value;
+  }
+  return {};
+}
+
+// The video entries of that codec in the formats that list one for each rate.
+std::vector<Entry> EntriesPerRate(const char* codec) {
+  const host::ServedList list((host::Writer()));
+  std::vector<Entry> entries;
+  for (int f = 0;; ++f) {
+    const std::string path = "formats::format[" + std::to_string(f) + "]";
+    const auto format = list.At(path);
+    if (!format) return entries;
+    for (int c = 0;; ++c) {
+      const auto one = list.At(path + "::video::codec[" + std::to_string(c) + "]");
+      if (!one) break;
+      const std::string name = ValueOf(*one, "name");
+      const bool named = name.rfind("DNxHD ", 0) == 0 || name.rfind("IMX ", 0) == 0;
+      if (ValueOf(*one, "id") != codec || !named || name.find('(') != std::string::npos) continue;
+      entries.push_back(
+          {ValueOf(*format, "name"), name, ValueOf(*one, "size"), std::stoi(ValueOf(*one, "b"))});
+    }
+  }
+}
+
+struct VideoPackets {
+  std::vector<int> sizes;
+  std::vector<std::uint8_t> head;  // of the first one
+  int profile = 0;
+};
+
+VideoPackets PacketsOf(const std::string& path) {
+  VideoPackets packets;
+  AVFormatContext* input = nullptr;
+  if (avformat_open_input(&input, path.c_str(), nullptr, nullptr) < 0) return packets;
+  avformat_find_stream_info(input, nullptr);
+  const int index = av_find_best_stream(input, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+  AVPacket* packet = av_packet_alloc();
+  while (index >= 0 && av_read_frame(input, packet) >= 0) {
+    if (packet->stream_index == index) {
+      if (packets.sizes.empty()) packets.head.assign(packet->data, packet->data + 64);
+      packets.sizes.push_back(packet->size);
+    }
+    av_packet_unref(packet);
+  }
+  av_packet_free(&packet);
+  if (index >= 0) packets.profile = input->streams[index]->codecpar->profile;
+  avformat_close_input(&input);
+  return packets;
+}
+
+std::string RecordEntry(const Entry& entry, const Feed& feed, const std::string& path) {
+  const auto text = host::PresetText(host::Writer(), entry.format, entry.name, "pcm_s16le");
+  if (!text) return "no such entry";
+  std::string noted;
+  const HRESULT result = Record(path, *text, feed, kFrames, &noted);
+  return result == S_OK ? noted : host::Describe(result) + noted;
+}
+
+// Compression ids and sizes of a coding unit of SMPTE ST 2019-1.
+struct Vc3 {
+  const char* raster;
+  std::vector<int> megabits;
+  int id;
+  int bytes;
+};
+const Vc3 kVc3[] = {
+    {"1920x1080P", {36, 45, 75, 90}, 1253, 188416},
+    {"1920x1080P", {115, 120, 145, 240, 290}, 1237, 606208},
+    {"1920x1080P", {175, 185, 220, 365, 440}, 1238, 917504},
+    {"1920x1080T", {120, 145}, 1242, 606208},
+    {"1920x1080T", {185, 220}, 1243, 917504},
+    {"1280x720P", {90, 110, 180, 220}, 1251, 458752},
+    {"1280x720P", {60, 75, 120, 145}, 1252, 303104},
+};
+
+TEST(Presets, EachVc3RateIsWrittenAsItsCompressionId) {
+  const TemporaryFolder folder;
+  const std::vector<Entry> entries = EntriesPerRate("dnxhd");
+  EXPECT_EQ(entries.size(), 52u) << "26 in MOV, the same in MXF";
+  for (const Entry& entry : entries) {
+    SCOPED_TRACE(entry.format + ": " + entry.name);
+    const auto expected = std::find_if(std::begin(kVc3), std::end(kVc3), [&](const Vc3& one) {
+      return entry.size == one.raster &&
+             std::count(one.megabits.begin(), one.megabits.end(), entry.megabits) > 0;
+    });
+    ASSERT_NE(expected, std::end(kVc3));
+    Feed feed;
+    ASSERT_EQ(std::sscanf(entry.size.c_str(), "%dx%d", &feed.width, &feed.height), 2);
+    feed.interlace = entry.size.back() == 'T' ? eXvI_TopFirst : eXvI_Progressive;
+    const bool mxf = entry.format.rfind("MXF", 0) == 0;
+    const std::string path = folder / (mxf ? "a.mxf" : "a.mov");
+    ASSERT_EQ(RecordEntry(entry, feed, path), "");
+    const VideoPackets packets = PacketsOf(path);
+    EXPECT_EQ(packets.sizes, std::vector<int>(kFrames, expected->bytes));
+    ASSERT_EQ(packets.head.size(), 64u);
+    EXPECT_EQ(packets.head[42] << 8 | packets.head[43], expected->id);
+    const ProbedFile file = Probe(path);
+    ASSERT_NE(file.Video(), nullptr);
+    EXPECT_TRUE(file.Video()->width == feed.width && file.Video()->height == feed.height);
+    EXPECT_EQ(file.Video()->interlaced, feed.interlace == eXvI_TopFirst);
+    EXPECT_TRUE(!file.Video()->interlaced || file.Video()->topFirst);
+    EXPECT_EQ(file.Video()->errors, 0);
+  }
+}
+
+TEST(Presets, EachImxRateIsConstant) {
+  const TemporaryFolder folder;
+  const std::vector<Entry> entries = EntriesPerRate("mpeg2video");
+  EXPECT_EQ(entries.size(), 6u) << "IMX 30, 40, 50 in MOV and in D-10";
+  for (const Entry& entry : entries) {
+    SCOPED_TRACE(entry.format + ": " + entry.name);
+    const std::string path = folder / (entry.format.rfind("MXF", 0) == 0 ? "a.mxf" : "a.mov");
+    Feed feed;
+    feed.interlace = eXvI_TopFirst;
+    ASSERT_EQ(RecordEntry(entry, feed, path), "");
+    const VideoPackets packets = PacketsOf(path);
+    EXPECT_EQ(packets.sizes, std::vector<int>(kFrames, entry.megabits * 1'000'000 / 8 / 25));
+    EXPECT_EQ(packets.profile, FF_PROFILE_MPEG2_422);
+    const ProbedFile file = Probe(path);
+    ASSERT_NE(file.Video(), nullptr);
+    EXPECT_TRUE(file.Video()->interlaced && file.Video()->topFirst);
+    // A strict decoder counts the stuffing of these flat pictures as errors; they are whole.
+    ASSERT_EQ(file.Video()->lumaMeans.size(), static_cast<std::size_t>(kFrames));
+    for (int i = 0; i < kFrames; ++i) {
+      EXPECT_NEAR(file.Video()->lumaMeans[static_cast<std::size_t>(i)], 40 + 5 * i, 2);
+    }
+  }
+}
+
+TEST(Presets, ChoiceBecomesTheTextOfASession) {
+  const TemporaryFolder folder;
+  host::Writer writer;
+  writer.Set("config.path",
+             folder.Write("list.xml",
+                          "<supported_list><formats><format name='All'><video><codec id='mpeg4' "
+                          "b='5M'/></video></format><format id='mov' name='Movie' "
+                          "extensions='mov' note=\"it's two\"><video><codec id='dnxhd' "
+                          "name='120' size='1280x720P'/></video><audio><codec id='aac'/>"
+                          "</audio></format></formats></supported_list>"));
+  EXPECT_EQ(host::PresetText(writer, "MOVIE", "120", "AAC"),
+            " format='mov' note=\"it's two\" video::codec='dnxhd' video::size='1280x720P' "
+            "audio::codec='aac'");
+  EXPECT_EQ(host::PresetText(writer, "", "mpeg4"), " video::codec='mpeg4' video::b='5M'");
+  EXPECT_EQ(host::PresetText(writer, ""), "");
+  EXPECT_EQ(host::PresetText(writer, "avi"), std::nullopt);
+  EXPECT_EQ(host::PresetText(writer, "mov", "mpeg4"), std::nullopt);
+}
+
+}  // namespace
+}  // namespace xv::test
