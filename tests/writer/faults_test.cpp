@@ -1,11 +1,7 @@
-#include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <sys/mount.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
-#include <chrono>
-#include <csignal>
 #include <fstream>
 #include <sstream>
 #include <thread>
@@ -22,54 +18,11 @@ constexpr int kCycles = 40;
 constexpr int kCycles = 1000;
 #endif
 
-using Clock = std::chrono::steady_clock;
-
 std::string Numbered(const char* stem, int number, const char* end) {
   std::ostringstream text;
   text << stem << number << end;
   return text.str();
 }
-
-double SecondsSince(Clock::time_point begin) {
-  return std::chrono::duration<double>(Clock::now() - begin).count();
-}
-
-// Listens on loopback; the first connection is taken and then left alone, or closed.
-class Receiver {
- public:
-  Receiver() : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof(address);
-    ::bind(socket_, reinterpret_cast<sockaddr*>(&address), size);
-    ::listen(socket_, 1);
-    ::getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size);
-    port_ = ntohs(address.sin_port);
-  }
-  ~Receiver() {
-    if (accepting_.joinable()) accepting_.join();
-    Hangup();
-    ::close(socket_);
-  }
-  void AcceptOne(bool hangUp) {
-    accepting_ = std::thread([this, hangUp] {
-      connection_ = ::accept(socket_, nullptr, nullptr);
-      if (hangUp) Hangup();
-    });
-  }
-  std::string Url() const { return Numbered("tcp://127.0.0.1:", port_, ""); }
-
- private:
-  void Hangup() {
-    if (connection_ >= 0) ::close(connection_);
-    connection_ = -1;
-  }
-  int socket_;
-  int connection_ = -1;
-  int port_ = 0;
-  std::thread accepting_;
-};
 
 constexpr char kStream[] = "format=mpegts video::codec=mpeg2video video::b=40M io_timeout=1";
 
@@ -92,45 +45,6 @@ host::Ptr<IXvFrame> NoiseFrame(int number) {
   host::FrameBuilder builder;
   builder.Video(kFccUYVY, 1280, 720, 25, noise->data() + number % 16 * 4, 1280 * 720 * 2, noise);
   return builder.Time(number * 400'000LL, (number + 1) * 400'000LL).Build();
-}
-
-TEST(Faults, ReceiverThatStopsReadingEndsItsOwnWriterOnly) {
-  std::signal(SIGPIPE, SIG_IGN);
-  TemporaryFolder folder;
-  Receiver receiver;
-  receiver.AcceptOne(false);
-  host::Writer stalled;
-  ASSERT_EQ(stalled.Start(receiver.Url(), kStream), S_OK);
-  std::thread pushing([&] {
-    HRESULT result = S_OK;
-    for (int i = 0; i < 400 && Succeeded(result); ++i) result = stalled.Put(NoiseFrame(i));
-    EXPECT_LT(result, 0);
-  });
-  // The neighbour records while the other one waits in its send call.
-  const auto begin = Clock::now();
-  ASSERT_EQ(Record(folder / "a.mp4", "video::codec=mpeg4", Feed(), 50), S_OK);
-  const double neighbour = SecondsSince(begin);
-  pushing.join();
-  const auto stopping = Clock::now();
-  stalled.Stop();
-  EXPECT_LT(SecondsSince(stopping), 3.0);
-  EXPECT_LT(neighbour, 20.0);
-  EXPECT_EQ(Probe(folder / "a.mp4").Video()->frames, 50);
-  EXPECT_THAT(stalled.LastError(), testing::HasSubstr("packet"));
-}
-
-TEST(Faults, ReceiverThatHangsUpGivesAStatus) {
-  std::signal(SIGPIPE, SIG_IGN);
-  Receiver receiver;
-  receiver.AcceptOne(true);
-  host::Writer writer;
-  ASSERT_EQ(writer.Start(receiver.Url(), kStream), S_OK);
-  HRESULT result = S_OK;
-  for (int i = 0; i < 400 && Succeeded(result); ++i) result = writer.Put(NoiseFrame(i));
-  EXPECT_LT(result, 0);
-  const auto stopping = Clock::now();
-  writer.Stop();
-  EXPECT_LT(SecondsSince(stopping), 3.0);
 }
 
 TEST(Faults, NobodyListensIsAFailureOfTheFirstFrame) {
