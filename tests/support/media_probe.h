@@ -33,6 +33,7 @@ struct ProbedStream {
   int id = 0;
   std::uint32_t tag = 0;
   std::string language;
+  bool fullRange = false;               // levels from 0 to 255
   std::vector<std::uint8_t> lumaMeans;  // mean of the first plane, a picture each
 };
 
