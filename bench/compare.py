@@ -2,8 +2,8 @@
 """Records the same raw file with xvrecord, ffmpeg and GStreamer, in turn, and prints medians.
 
 usage: compare.py XVRECORD FOLDER [SECONDS] [RUNS] [ROW...]
-FOLDER should lie in memory: the rows are about the encoders, not about the disk. ROW picks rows
-whose name contains it. Frames a second (higher is better), CPU seconds and peak memory in MB
+FOLDER should lie in memory: the rows are about the encoders, not about the disk; only the raw row
+is worth a run on a disk, beside its limit. ROW picks rows whose name contains it. Frames a second (higher is better), CPU seconds and peak memory in MB
 (lower is better) stand as ours/ffmpeg/GStreamer; "ratio" is our speed against the faster peer."""
 import os
 import socket
@@ -117,8 +117,9 @@ print(f"{'row':24}{'fps':>20}{'ratio':>7}{'CPU s':>18}{'MB':>16}")
 for row in ROWS:
     if not wanted or any(part in row[0] for part in wanted):
         compare(row, inputs[row[2]])
-if not wanted:
+if not wanted or any(part in ROWS[-1][0] for part in wanted):
     compare_with_copy(inputs["hd"])
+if not wanted:
     compare_first_packets(inputs["hd"])
 for path in inputs.values():
     os.unlink(path)

@@ -3,9 +3,12 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 folder=$(mktemp -d /dev/shm/xvwriter-bench-XXXXXX)
-trap 'rm -rf "$folder"' EXIT
+disk=$(mktemp -d build/bench-XXXXXX)
+trap 'rm -rf "$folder" "$disk"' EXIT
 build/release/bin/bench_node_tree
 build/release/bin/bench_put_latency "$folder/put.mp4"
 build/release/bin/bench_kernels
 python3 bench/compare.py build/release/bin/xvrecord "$folder" "$@"
+echo "On disk:"
+python3 bench/compare.py build/release/bin/xvrecord "$disk" 4 3 "raw UYVY"
 python3 bench/sessions.py build/release/bin/record_sessions "$folder"

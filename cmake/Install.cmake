@@ -1,6 +1,6 @@
 # What a prefix gets: the library, its headers, pkg-config file and CMake package, the file that
-# names its class, xvrecord, its manual page and its completion in bash. All paths in these files are
-# relative to where they stand, so that the prefix can be moved.
+# names its class, xvrecord and xvfollow with their manual pages, and the completion in bash. All
+# paths in these files are relative to where they stand, so that the prefix can be moved.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -23,13 +23,13 @@ write_basic_package_version_file(${XV_MADE}/XvWriterFFMConfigVersion.cmake
 set_target_properties(xvrecord PROPERTIES INSTALL_RPATH "$ORIGIN/${XV_BIN_TO_LIB}")
 install(TARGETS xvwriterffm xv_public EXPORT XvWriterFFMTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(TARGETS xvrecord DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(TARGETS xvrecord xvfollow DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(DIRECTORY include/xvwriter DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT XvWriterFFMTargets NAMESPACE XvWriterFFM:: DESTINATION ${XV_PACKAGE_DIR})
 install(FILES ${XV_MADE}/XvWriterFFMConfig.cmake ${XV_MADE}/XvWriterFFMConfigVersion.cmake
   DESTINATION ${XV_PACKAGE_DIR})
 install(FILES ${XV_MADE}/xvwriterffm.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 install(FILES ${XV_MADE}/${XV_CLASS_ID}.toml DESTINATION ${XV_CLASS_DIR})
-install(FILES docs/xvrecord.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES docs/xvrecord.1 docs/xvfollow.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES tools/xvrecord/xvrecord.bash RENAME xvrecord
   DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)

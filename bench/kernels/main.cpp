@@ -13,7 +13,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include "convert/codec_convert.h"
 #include "convert/convert_pixels.h"
+#include "convert/frame_ffm.h"
 #include "convert/kernels/channel_kernels.h"
 #include "convert/rotate_image.h"
 #include "convert/scale_engine.h"
@@ -61,6 +63,21 @@ void ConversionRow(Harness& harness, const char* title, std::uint32_t from, std:
   Copies copies(source.bytes, target.bytes);
   copies.AddTo(candidates);
   harness.Row(title, candidates);
+}
+
+// MJPEG's format, out of the same samples in video range.
+void FullRangeRow(Harness& harness, Size size) {
+  constexpr const char* kTitle = "UYVY to I422, full range";
+  if (!harness.Wants(kTitle)) return;
+  const Picture source(kFccUYVY, size.width, size.height);
+  PicturePool pool;
+  const AvPtr<AVFrame> target = pool.Get(AV_PIX_FMT_YUVJ422P, size.width, size.height);
+  std::vector<Candidate> candidates = {
+      {"xv", [&] { static_cast<void>(ConvertToCodecFormat(source.View(), target.get(), {})); }},
+      {"libswscale", SwsFullRangeBody(source, *target)}};
+  Copies copies(source.bytes, source.bytes);
+  copies.AddTo(candidates);
+  harness.Row(kTitle, candidates);
 }
 
 void RotationRow(Harness& harness, Size size) {
@@ -150,6 +167,7 @@ void AllRows(Harness& harness, Size size) {
   ConversionRow(harness, "I420 to BGRA", kFccI420, kFccARGB32, size);
   ConversionRow(harness, "v210 to UYVY", kFccV210, kFccUYVY, size);
   ConversionRow(harness, "UYVY to v210", kFccUYVY, kFccV210, size);
+  FullRangeRow(harness, size);
   RotationRow(harness, size);
   PremultiplyRow(harness, size);
 }

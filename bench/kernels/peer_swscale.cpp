@@ -69,4 +69,18 @@ Body SwsBody(const Work& work, SwsKind kind, bool fields) {
   };
 }
 
+Body SwsFullRangeBody(const Picture& source, const AVFrame& target) {
+  const std::shared_ptr<SwsContext> context(
+      sws_getContext(source.Width(), source.Height(), FormatOf(source.Tag()), target.width,
+                     target.height, static_cast<AVPixelFormat>(target.format), SWS_BILINEAR,
+                     nullptr, nullptr, nullptr),
+      sws_freeContext);
+  if (!context) return nullptr;
+  const int* matrix = sws_getCoefficients(SWS_CS_ITU601);
+  sws_setColorspaceDetails(context.get(), matrix, 0, matrix, 1, 0, 1 << 16, 1 << 16);
+  return [=, from = Side(source.View(), 0, 1), &target] {
+    sws_scale(context.get(), from.data, from.step, 0, target.height, target.data, target.linesize);
+  };
+}
+
 }  // namespace xv::bench

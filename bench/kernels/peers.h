@@ -1,5 +1,6 @@
 #pragma once
 
+#include "contracts/av_handles.h"
 #include "harness.h"
 #include "picture.h"
 
@@ -20,6 +21,8 @@ enum class Filter { kBilinear, kBicubic };
 Body LibyuvBody(const Work& work);
 // libswscale; `fields` scales each field of both pictures on its own.
 Body SwsBody(const Work& work, SwsKind kind, bool fields = false);
+// libswscale from video range into a picture of full range.
+Body SwsFullRangeBody(const Picture& source, const AVFrame& target);
 // zimg between planes, packed layouts through libyuv on both sides; `fields` with the parities of
 // both fields.
 Body ZimgBody(const Work& work, Filter filter = Filter::kBicubic, bool fields = false);

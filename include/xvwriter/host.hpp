@@ -380,13 +380,15 @@ class PresetReader {
       const std::string path = nodes + "[" + std::to_string(i) + "]";
       const std::optional<EntryAttributes> attributes = list_.At(path);
       if (!attributes) return std::nullopt;
-      for (const auto& [name, value] : *attributes) {
-        const bool names = SameText(name, "id") || SameText(name, "name");
-        if (wanted.empty() || (names && SameText(value, wanted))) return Entry(path, *attributes);
-      }
+      const bool found = std::any_of(attributes->begin(), attributes->end(), [&](const auto& one) {
+        return (SameText(one.first, "id") || SameText(one.first, "name")) &&
+               SameText(one.second, wanted);
+      });
+      if (found || wanted.empty()) return Entry(path, *attributes);
     }
   }
-  // The entry's id under `idName`, then its presets, each behind `prefix`.
+  // The entry's id under `idName` and its presets, each behind `prefix`. A value of a list came
+  // out of quotes and holds those of the other kind at most.
   static void Append(const EntryAttributes& entry, const std::string& idName,
                      const std::string& prefix, std::string* text) {
     for (const auto& [name, value] : entry) {

@@ -8,7 +8,6 @@ namespace {
 
 constexpr std::uint8_t kPrefix[] = {0, 0, 1};
 constexpr std::uint8_t kSequenceHeader = 0xB3;
-constexpr std::size_t kSequenceHeaderBytes = 8;  // behind its code, without matrices
 constexpr std::uint8_t kFirstSlice = 0x01;
 constexpr std::uint8_t kLastSlice = 0xAF;
 constexpr std::uint8_t kVop = 0xB6;
@@ -26,6 +25,19 @@ bool StandsAheadOfSlices(std::uint8_t nalHeader) {
   return type >= 6 && type < 10;
 }
 
+// Behind its code: eight bytes and up to two matrices of 64 (ISO/IEC 13818-2, 6.2.2.1). What bytes
+// are missing count as there.
+std::size_t SequenceHeaderBytes(std::span<const std::uint8_t> header) {
+  constexpr std::size_t kPlain = 8;
+  constexpr std::size_t kMatrix = 64;
+  constexpr std::uint8_t kIntraMatrix = 2;
+  constexpr std::uint8_t kOtherMatrix = 1;  // the last bit ahead of where that matrix would stand
+  const auto has = [&](std::size_t at, int bit) { return at < header.size() && header[at] & bit; };
+  const std::size_t intra = has(kPlain - 1, kIntraMatrix) ? kMatrix : 0;
+  const std::size_t other = has(kPlain - 1 + intra, kOtherMatrix) ? kMatrix : 0;
+  return kPlain + intra + other;
+}
+
 }  // namespace
 
 std::size_t FindInsertOffset(std::span<const std::uint8_t> packet, bool isH264) {
@@ -40,7 +52,9 @@ std::size_t FindInsertOffset(std::span<const std::uint8_t> packet, bool isH264) 
     if (next == packet.size() || next == codeAt) return packet.size();
     // A four-byte start code stays whole. The zero that a sequence header ends with, as those of
     // low rates do, is its own.
-    const std::size_t headerEnd = codeAt + 1 + (isH264 ? 0 : kSequenceHeaderBytes);
+    const std::size_t content = codeAt + 1;
+    const std::size_t headerEnd =
+        content + (isH264 ? 0 : SequenceHeaderBytes(packet.subspan(content)));
     cursor = packet[next - 1] == 0 && next > headerEnd ? next - 1 : next;
   }
   return cursor;

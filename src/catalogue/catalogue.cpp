@@ -104,9 +104,4 @@ Status Catalogue::Read(std::string* xml) {
   return S_OK;
 }
 
-XMLNodePtr Catalogue::Tree() {
-  const std::lock_guard guard(lock_);
-  return Build()->DeepCopy();
-}
-
 }  // namespace xv

@@ -28,8 +28,6 @@ class Catalogue {
   // Loads the list where there is none yet, builds it anew where it is empty or "config.update" is
   // set, takes out what cannot run and gives the rest as XML on one line.
   Status Read(std::string* xml);
-  // The same, for callers of this library: a copy of the tree.
-  XMLParse::XMLNodePtr Tree();
 
  private:
   // Brings the list up to date and gives its node. Under lock_.

@@ -28,8 +28,6 @@ constexpr Cell kCells[] = {
     {"rtsp", "ac3_fixed", "RTP has no packets for AC-3 here"},
     {"hls", "mpeg4", "HLS keeps MPEG-4's headers out of the segments"},
     {"mxf", kNoVideoCell, "MXF is written with pictures only"},
-    {"rtsp", "ac3", "RTP has no payload of this codec here"},
-    {"rtsp", "ac3_fixed", "RTP has no payload of this codec here"},
 };
 
 // The muxer behind an id of the list; null for a container that FFmpeg does not write.

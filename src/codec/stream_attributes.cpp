@@ -38,9 +38,9 @@ constexpr AttributeSpec kVideo[] = {
     {"scaling_quality", "video", "string", "", "auto or a code", "Scaling filter."},
     {"scaling_siting", "video", "list", "classic", "classic, centred",
      "Sample positions in scaling."},
-    {"crop", "video", "string", "", "", "Pixels cut from the edges."},
-    {"rotate", "video", "int", "", "0, 1", "Rotation by a quarter turn."},
-    {"mirror", "video", "int", "", "", "Mirroring."},
+    {"crop", "video", "string", "", "1 to 4 numbers", "Pixels cut from the edges."},
+    {"rotate", "video", "list", "", "right, left", "Rotation by a quarter turn."},
+    {"mirror", "video", "list", "", "horz, vert, both", "Mirroring."},
 };
 
 constexpr AttributeSpec kAudio[] = {

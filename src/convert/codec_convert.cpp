@@ -107,7 +107,7 @@ int FromV210(const ImageView& source, AVFrame* target, const CodecConvertOptions
   view.step[0] = (source.width + 1) / 2 * 4;
   unpacked.resize(static_cast<std::size_t>(view.step[0]) * static_cast<std::size_t>(view.height));
   view.data[0] = unpacked.data();
-  if (const int result = UnpackV210(source, view); result != 0) return result;
+  if (const int result = UnpackV210(WholePairs(source), view); result != 0) return result;
   const Status status = ConvertToCodecFormat(view, target, options);
   return status.NothingDone() ? kNoRoutine : status.code();
 }

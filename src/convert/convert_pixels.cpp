@@ -30,7 +30,8 @@ int Through(std::uint32_t tag, const ImageView& source, const ImageView& target,
   between.height = 1;
   between.data[0] = RowScratch(7, static_cast<std::size_t>(source.width + 8) * 4);
   for (int y = 0; y < source.height; ++y) {
-    if (const int result = first(OneRow(source, y), between); result != 0) return result;
+    if (const int result = first(WholePairs(OneRow(source, y)), between); result != 0)
+      return result;
     if (const int result = second(between, OneRow(target, y)); result != 0) return result;
   }
   return 0;

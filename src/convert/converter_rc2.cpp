@@ -72,7 +72,7 @@ Status CopyCropped(FrameMemory& memory, std::vector<std::uint8_t>& unpacked,
     from.step[0] = NaturalRowBytes(kFccUYVY, from.width);
     unpacked.resize(static_cast<std::size_t>(from.step[0] * from.height));
     from.data[0] = unpacked.data();
-    if (ConvertPixels(source, from) != 0) return E_FAIL;
+    if (ConvertPixels(WholePairs(source), from) != 0) return E_FAIL;
   }
   vid.eVideoFormat = eXvVF_Custom;
   vid.nWidth = rect.Width();

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <new>
 
+#include "convert/image_view.h"
 #include "convert/pixel_map.h"
 #include "media/pixel_layout.h"
 #include "media/validity.h"
@@ -146,8 +147,8 @@ Status XvFrameFFM::AttachMemory(const XV_VID_PROPS& given, const std::uint8_t* d
                                 std::uint32_t size, Ref<IUnknown> owner) {
   Reset();
   const int format = PixelFormatFromFourCC(given.fccColor);
-  if (format == AV_PIX_FMT_NONE || !VideoPropsValid(given, true) || data == nullptr ||
-      given.nWidth < 1 || given.nHeight == 0) {
+  if (format == AV_PIX_FMT_NONE || !VideoPropsValid(given, true) || !SizeIsPlausible(given) ||
+      data == nullptr || given.nWidth < 1 || given.nHeight == 0) {
     return XV_E_NO_PIXEL_FORMAT;
   }
   XV_VID_PROPS vid = given;

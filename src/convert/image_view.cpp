@@ -56,6 +56,13 @@ int PixelRowBytes(std::uint32_t tag, int width) {
   return IsPlanar(tag) ? width : width * BitsPerPixel(tag) / 8;
 }
 
+bool SizeIsPlausible(const XV_VID_PROPS& vid) {
+  constexpr int kLongestSide = 1 << 16;
+  return vid.nWidth <= kLongestSide && vid.nHeight <= kLongestSide &&
+         vid.nHeight >= -kLongestSide && vid.nRowBytes <= 16 * kLongestSide &&
+         vid.nRowBytes >= -16 * kLongestSide;
+}
+
 ImageView MakeImageView(const XV_VID_PROPS& vid, const std::uint8_t* data) {
   ImageView view;
   view.tag = vid.fccColor;
@@ -97,7 +104,9 @@ ImageView RegionView(const ImageView& view, int left, int top, int width, int he
   ImageView region = view;
   region.width = width;
   region.height = height;
-  const int leftBytes = view.tag == kFccV210 ? left / 6 * 16 : PixelRowBytes(view.tag, left);
+  const int leftBytes = view.tag == kFccV210        ? left / 6 * 16
+                        : FindPackedOrder(view.tag) ? left / 2 * 4
+                                                    : PixelRowBytes(view.tag, left);
   region.data[0] += top * view.step[0] + leftBytes;
   region.chromaHeight = std::min(view.chromaHeight - top / 2, (height + 1) / 2);
   if (view.data[1] != nullptr) {
@@ -105,6 +114,12 @@ ImageView RegionView(const ImageView& view, int left, int top, int width, int he
   }
   if (view.data[2] != nullptr) region.data[2] += top / 2 * view.step[2] + left / 2;
   return region;
+}
+
+ImageView WholePairs(const ImageView& view) {
+  ImageView whole = view;
+  if (view.tag == kFccV210) whole.width = (view.width + 1) & ~1;
+  return whole;
 }
 
 ImageView FieldRows(const ImageView& view, int parity) {

@@ -33,6 +33,9 @@ struct ImageView {
   bool Interlaced() const { return Order() != 0; }
 };
 
+// Neither side is longer than 65536, so that no sum of bytes leaves its type.
+bool SizeIsPlausible(const XV_VID_PROPS& vid);
+
 // The view of a picture with complete properties. Planes lie one behind the other; those of YV12
 // are exchanged, so that plane 1 is always U.
 ImageView MakeImageView(const XV_VID_PROPS& vid, const std::uint8_t* data);
@@ -42,8 +45,11 @@ ImageView MakeImageView(const XV_VID_PROPS& vid, const std::uint8_t* data);
 std::int64_t PictureSpan(const XV_VID_PROPS& vid);
 
 // The same picture from (left, top) on, `width` x `height`. Subsampled planes move by half,
-// v210 by whole groups of 6 pixels.
+// packed 4:2:2 by whole pairs of pixels, v210 by whole groups of 6.
 ImageView RegionView(const ImageView& view, int left, int top, int width, int height);
+// The same picture with its width rounded up to whole pairs of pixels, where its rows have them all
+// the same (v210): for temporaries, whose last pair would otherwise stay as it was.
+ImageView WholePairs(const ImageView& view);
 // Every second row from `parity` on.
 ImageView FieldRows(const ImageView& view, int parity);
 

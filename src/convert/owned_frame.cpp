@@ -50,7 +50,7 @@ Status ReadContents(IXvFrame* frame, FrameContents* contents) {
   RETURN_IF_FAILED(frame->FrameAllGet(&contents->time, &contents->props, &audioBytes, &audio,
                                       &contents->videoBytes, &contents->video));
   XV_VID_PROPS& vid = contents->props.vid;
-  if (!VideoPropsValid(vid, true)) return XV_E_NO_PIXEL_FORMAT;
+  if (!VideoPropsValid(vid, true) || !SizeIsPlausible(vid)) return XV_E_NO_PIXEL_FORMAT;
   if (contents->video == nullptr) return E_UNEXPECTED;
   NormaliseVideoProps(&vid, true);
   if (vid.nWidth < 1 || vid.nHeight == 0 || vid.nRowBytes < 1) return XV_E_NO_PIXEL_FORMAT;

@@ -1,6 +1,7 @@
 #include "convert/plane_scaler.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 #include "convert/image_view.h"
 
@@ -38,23 +39,34 @@ Status PlaneScaler::Scale(const Plane& source, const Plane& target, int sampleBy
   const auto sourceBytes = static_cast<std::size_t>(source.width * sampleBytes);
   const auto targetBytes = static_cast<std::size_t>(target.width * sampleBytes);
   const std::size_t madeStep = (targetBytes + kPadding) / kPadding * kPadding;
-  if (edge_.size() < sourceBytes + kPadding) edge_.resize(sourceBytes + kPadding);
   const std::size_t madeBytes = madeStep * static_cast<std::size_t>(target.height) + kPadding;
   if (made_.size() < madeBytes) made_.resize(madeBytes);
 
-  const int edgeRow = source.step < 0 ? 0 : source.height - 1;
-  std::copy_n(source.data + edgeRow * source.step, sourceBytes, edge_.data());
+  // Rows so near the end of the memory that a read behind them leaves it are read from a copy.
+  const std::ptrdiff_t apart = std::max<std::ptrdiff_t>(std::abs(source.step), 1);
+  const int edgeRows =
+      std::min(source.height, 1 + static_cast<int>(static_cast<std::ptrdiff_t>(kPadding) / apart));
+  const int edgeTop = source.step < 0 ? 0 : source.height - edgeRows;
+  const std::size_t edgeStep = (sourceBytes + kPadding) / kPadding * kPadding;
+  const std::size_t edgeBytes = edgeStep * static_cast<std::size_t>(edgeRows) + kPadding;
+  if (edge_.size() < edgeBytes) edge_.resize(edgeBytes);
+  CopyPlane(source.data + edgeTop * source.step, source.step, edge_.data(),
+            static_cast<std::ptrdiff_t>(edgeStep), sourceBytes, edgeRows);
+
   std::uint8_t* to[4] = {made_.data()};
   const int toStep[4] = {static_cast<int>(madeStep)};
-  const auto slice = [&](const std::uint8_t* data, int top, int rows) {
+  const auto slice = [&](const std::uint8_t* data, std::ptrdiff_t step, int top, int rows) {
     const std::uint8_t* from[4] = {data};
-    const int fromStep[4] = {static_cast<int>(source.step)};
+    const int fromStep[4] = {static_cast<int>(step)};
     return rows < 1 || sws_scale(context_.get(), from, fromStep, top, rows, to, toStep) >= 0;
   };
-  const bool done =
-      edgeRow == 0 && source.height > 1
-          ? slice(edge_.data(), 0, 1) && slice(source.data + source.step, 1, source.height - 1)
-          : slice(source.data, 0, edgeRow) && slice(edge_.data(), edgeRow, 1);
+  const auto edge = [&] {
+    return slice(edge_.data(), static_cast<std::ptrdiff_t>(edgeStep), edgeTop, edgeRows);
+  };
+  const int rest = source.height - edgeRows;
+  const bool done = edgeTop == 0 ? edge() && slice(source.data + edgeRows * source.step,
+                                                   source.step, edgeRows, rest)
+                                 : slice(source.data, source.step, 0, rest) && edge();
   if (!done) return E_FAIL;
   CopyPlane(made_.data(), static_cast<std::ptrdiff_t>(madeStep),
             const_cast<std::uint8_t*>(target.data), target.step, targetBytes, target.height);

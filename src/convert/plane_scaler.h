@@ -10,8 +10,8 @@
 namespace xv {
 
 // Scales bytes of planes or pixels through libswscale, with what it builds kept from picture to
-// picture. The library reads and writes past the end of rows: it gets the row that ends in unknown
-// memory as a copy, and writes rows of its own. One caller at a time.
+// picture. The library reads and writes past the end of rows: it gets the rows near unknown memory
+// as a copy, and writes rows of its own. One caller at a time.
 class PlaneScaler {
  public:
   struct Plane {
@@ -28,7 +28,7 @@ class PlaneScaler {
 
  private:
   AvPtr<SwsContext> context_;
-  std::vector<std::uint8_t> edge_;  // the source row that lies last in memory
+  std::vector<std::uint8_t> edge_;  // the source rows that lie last in memory
   std::vector<std::uint8_t> made_;  // the target with padded rows
 };
 

@@ -214,7 +214,7 @@ Status ScaleEngine::Dispatch(const ImageView& source, const ImageView& target, c
   ImageView from = source;
   if (source.tag != scaled) {
     from = Temporary(2, source, scaled, source.width, source.height);
-    if (ConvertPixels(source, from) != 0) return E_FAIL;
+    if (ConvertPixels(WholePairs(source), from) != 0) return E_FAIL;
   }
   if (target.tag == scaled) return Dispatch(from, target, job);
   const ImageView to = Temporary(6, target, scaled, target.width, target.height);

@@ -86,19 +86,46 @@ struct Source {
   int index = -1;
 };
 
-void TakePictures(AVCodecContext& decoder, AVRational timeBase, std::int64_t* first, Cea608* text,
-                  ReadCaptions* out) {
-  const AvPtr<AVFrame> picture(av_frame_alloc());
-  while (avcodec_receive_frame(&decoder, picture.get()) >= 0) {
-    if (out->pictures++ == 0) *first = picture->best_effort_timestamp;
-    out->bPictures += picture->pict_type == AV_PICTURE_TYPE_B;
-    out->errors += picture->decode_error_flags != 0;
-    const AVFrameSideData* constructs = av_frame_get_side_data(picture.get(), AV_FRAME_DATA_A53_CC);
-    const std::int64_t time =
-        av_rescale_q(picture->best_effort_timestamp - *first, timeBase, AV_TIME_BASE_Q);
-    if (constructs != nullptr) text->Take(constructs, time, &out->shown);
+class PictureReader {
+ public:
+  PictureReader(const Source& source, ReadCaptions* out)
+      : decoder_(avcodec_alloc_context3(avcodec_find_decoder(source.Stream().codecpar->codec_id))),
+        timeBase_(source.Stream().time_base),
+        step_(av_rescale_q(1, av_inv_q(source.Stream().avg_frame_rate), timeBase_)),
+        out_(out) {
+    avcodec_parameters_to_context(decoder_.get(), source.Stream().codecpar);
+    avcodec_open2(decoder_.get(), decoder_->codec, nullptr);
   }
-}
+
+  // Null drains.
+  void Take(const AVPacket* packet) {
+    out_->errors += avcodec_send_packet(decoder_.get(), packet) < 0;
+    const AvPtr<AVFrame> picture(av_frame_alloc());
+    while (avcodec_receive_frame(decoder_.get(), picture.get()) >= 0) TakePicture(*picture);
+    if (packet == nullptr) text_.Take(nullptr, 0, &out_->shown);
+  }
+
+ private:
+  void TakePicture(const AVFrame& picture) {
+    // In a program stream not every picture has a time of its own.
+    const bool timed = picture.best_effort_timestamp != AV_NOPTS_VALUE;
+    time_ = timed ? picture.best_effort_timestamp : time_ + step_;
+    if (out_->pictures++ == 0) first_ = time_;
+    out_->bPictures += picture.pict_type == AV_PICTURE_TYPE_B;
+    out_->errors += picture.decode_error_flags != 0;
+    const AVFrameSideData* constructs = av_frame_get_side_data(&picture, AV_FRAME_DATA_A53_CC);
+    const std::int64_t time = av_rescale_q(time_ - first_, timeBase_, AV_TIME_BASE_Q);
+    if (constructs != nullptr) text_.Take(constructs, time, &out_->shown);
+  }
+
+  const AvPtr<AVCodecContext> decoder_;
+  const AVRational timeBase_;
+  const std::int64_t step_;  // from picture to picture
+  ReadCaptions* const out_;
+  Cea608 text_;
+  std::int64_t first_ = 0;
+  std::int64_t time_ = 0;
+};
 
 }  // namespace
 
@@ -106,19 +133,12 @@ ReadCaptions ReadCaptionsOf(const std::string& path) {
   ReadCaptions out;
   Source source(path);
   if (source.index < 0) return out;
-  const AVCodec* codec = avcodec_find_decoder(source.Stream().codecpar->codec_id);
-  const AvPtr<AVCodecContext> decoder(avcodec_alloc_context3(codec));
-  avcodec_parameters_to_context(decoder.get(), source.Stream().codecpar);
-  avcodec_open2(decoder.get(), codec, nullptr);
-  Cea608 text;
-  std::int64_t first = 0;
+  PictureReader pictures(source, &out);
   AvPtr<AVPacket> packet;
   do {
     packet = source.Next();
-    out.errors += avcodec_send_packet(decoder.get(), packet.get()) < 0;
-    TakePictures(*decoder, source.Stream().time_base, &first, &text, &out);
+    pictures.Take(packet.get());
   } while (packet);
-  text.Take(nullptr, 0, &out.shown);
   return out;
 }
 

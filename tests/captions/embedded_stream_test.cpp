@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <random>
 
 #include "captions/caption_reader.h"
 #include "captions/cea608_text.h"
@@ -168,6 +169,41 @@ TEST(EmbeddedStream, FramesOwnAttributeWins) {
     const std::map<int, std::uint16_t> read = UserDataPairsOf(path);
     EXPECT_EQ(read.count(2), session ? 0u : 1u);
     EXPECT_EQ(read.size(), session ? 3u : 1u);
+  }
+}
+
+// Whatever hosts attach, the recording goes on, and each block is embedded or counted as lost.
+TEST(EmbeddedStream, BlocksOfAnySizeAndContentLeaveTheRecordingWhole) {
+  const TemporaryFolder folder;
+  const Feed feed{.width = 176, .height = 144, .channels = 0};
+  const std::size_t sizes[] = {1, 2, 3, 4, 7, 252, 253, 254, 1000, 65535, 65536};
+  std::mt19937 random(5);
+  for (const char* codec : {"libx264", "mpeg2video", "mpeg4", "mjpeg"}) {
+    const std::string path = folder / "a.mkv";
+    host::Writer writer;
+    ASSERT_EQ(
+        writer.Start(path, std::string("embed_cc=true anc_capture=true video::codec=") + codec),
+        S_OK);
+    constexpr int kFrames = 44;
+    for (int n = 0; n < kFrames; ++n) {
+      const auto frame = MakeFrame(feed, n);
+      for (const char* key : {"ATSC", "GA94", "C708", "C608"}) {
+        const auto block = std::make_shared<std::string>(sizes[random() % std::size(sizes)], '\0');
+        for (char& byte : *block) byte = static_cast<char>(random() % 4 == 0 ? random() : 0xFC);
+        const char code[] = {key[0], key[1], key[2], key[3], 0};
+        host::AddExtra(frame, FourCC(code), block->data(), block->size(), block);
+      }
+      ASSERT_EQ(writer.Put(frame), S_OK) << codec;
+    }
+    writer.Stop();
+    EXPECT_EQ(writer.LastError(), "") << codec;
+    EXPECT_EQ(writer.Get("quality::packets.0"), std::to_string(kFrames)) << codec;
+    const auto count = [&](const char* what) {
+      return std::stoll(writer.Get(std::string("quality::captions.") + what));
+    };
+    const bool carries = std::string(codec) != "mjpeg";
+    EXPECT_EQ(count("embedded"), carries ? kFrames : 0) << codec;
+    EXPECT_GE(count("lost"), carries ? 0 : kFrames) << codec;
   }
 }
 

@@ -19,6 +19,8 @@ std::atomic<int> largeAllocations{0};
 
 }  // namespace
 
+// The sanitizers have an allocator of their own: there only the places of the pictures tell.
+#ifndef XV_SANITIZED
 void* operator new(std::size_t bytes) {
   if (bytes >= kLarge) ++largeAllocations;
   if (void* memory = std::malloc(bytes)) return memory;
@@ -26,6 +28,7 @@ void* operator new(std::size_t bytes) {
 }
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+#endif
 
 namespace xv {
 namespace {

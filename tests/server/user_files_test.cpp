@@ -111,28 +111,28 @@ TEST_F(UserFiles, ListThatMayNotBeRead) {
   EXPECT_EQ(folder_.Read("list.xml"), text);
 }
 
-TEST_F(UserFiles, SettingsThatCannotBeUsed) {
-  for (const std::string text : {"a = ", "\x01\x02", "diskspace.min = '5M'\n[["}) {
-    folder_.Write("settings.toml", text);
+TEST_F(UserFiles, SettingsThatAreBrokenOrReadOnly) {
+  struct Settings {
+    std::string text;
+    mode_t mode;
+    const char* read;  // what the writer has of it
+  };
+  for (const Settings& one : {Settings{"a = ", 0644, "300M"},
+                              {"\x01\x02", 0644, "300M"},
+                              {"\"diskspace.min\" = '5M'\n[[", 0644, "300M"},
+                              {"\"diskspace.min\" = '50M'\n", 0444, "50M"}}) {
+    fs::remove(folder_.Path("settings.toml"));
+    chmod(folder_.Write("settings.toml", one.text).c_str(), one.mode);
     host::Writer writer;
-    EXPECT_EQ(writer.Get("diskspace.min"), "300M");
+    EXPECT_EQ(writer.Get("diskspace.min"), one.read);
     ExpectRecords(writer);
-    EXPECT_EQ(folder_.Read("settings.toml"), text);
+    EXPECT_EQ(folder_.Read("settings.toml"), one.text);
   }
   fs::remove(folder_.Path("settings.toml"));
   fs::create_directory(folder_.Path("settings.toml"));
   host::Writer writer;
   ExpectRecords(writer);
   EXPECT_TRUE(fs::is_empty(folder_.Path("settings.toml")));
-}
-
-TEST_F(UserFiles, SettingsThatMayNotBeWritten) {
-  const std::string text = "\"diskspace.min\" = '50M'\n";
-  chmod(folder_.Write("settings.toml", text).c_str(), 0444);
-  host::Writer writer;
-  EXPECT_EQ(writer.Get("diskspace.min"), "50M");
-  ExpectRecords(writer);
-  EXPECT_EQ(folder_.Read("settings.toml"), text);
 }
 
 // A limit on the size of files fails a write where a full disk would, after a part of it.

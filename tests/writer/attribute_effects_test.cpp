@@ -1,14 +1,12 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <array>
+#include <cstdlib>
 
 #include "support/host_frames.h"
 #include "support/media_probe.h"
-
-extern "C" {
-#include <libavformat/avformat.h>
-#include <libavutil/pixdesc.h>
-}
+#include "support/video_packets.h"
 
 // What single attributes change in the recording.
 namespace xv::test {
@@ -22,33 +20,28 @@ constexpr int kFrames = 12;
 using Quarters = std::array<int, 4>;
 constexpr Quarters kPushed = {50, 100, 150, 200};
 
-struct Track {
-  AVMediaType type = AVMEDIA_TYPE_UNKNOWN;
-  AVCodecID codec = AV_CODEC_ID_NONE;
-  int id = 0;
-  std::string tag;
-  std::int64_t bitRate = 0;
-  int sampleRate = 0;
-  int width = 0;
-  int height = 0;
-};
-
 struct Recording {
   HRESULT status = E_FAIL;
-  std::string unused;  // options that nobody took
-  std::vector<Track> tracks;
-  std::string packet;  // the first of the video
-  std::string keys;    // a "K" or a "-" for each picture
-  Quarters quarters{};
-  std::string pixelFormat;
-  std::string order;  // "progressive", "top", "bottom"
-  std::vector<std::uint8_t> luma;
+  std::string unused;           // options that nobody took
+  double firstTrackPacket = 0;  // bytes of one, on average
+  ProbedFile file;
+  VideoPackets video;
 
-  const Track* Of(AVMediaType type) const {
-    for (const Track& track : tracks) {
-      if (track.type == type) return &track;
+  // Near the corners, away from the edges between the quarters.
+  Quarters LumaOfQuarters() const {
+    Quarters quarters{};
+    for (int i = 0; i < 4 && !video.luma.empty(); ++i) {
+      const int x = i % 2 == 0 ? 8 : video.width - 8;
+      const int y = i < 2 ? 8 : video.height - 8;
+      quarters[static_cast<std::size_t>(i)] =
+          video.luma[static_cast<std::size_t>(y * video.width + x)];
     }
-    return nullptr;
+    return quarters;
+  }
+  std::string Order() const {
+    const ProbedStream* stream = file.Video();
+    if (stream == nullptr || !stream->interlaced) return stream == nullptr ? "none" : "progressive";
+    return stream->topFirst ? "top" : "bottom";
   }
 };
 
@@ -72,69 +65,6 @@ host::Ptr<IXvFrame> QuarteredFrame(const Feed& feed, int number) {
   return builder.Time(number * 400'000LL, (number + 1) * 400'000LL).Build();
 }
 
-void TakePicture(const AVFrame& frame, Recording* out) {
-  const auto& desc = *av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
-  const AVComponentDescriptor& luma = desc.comp[0];
-  for (int y = 0; y < frame.height; ++y) {
-    for (int x = 0; x < frame.width; ++x) {
-      out->luma.push_back(
-          frame.data[luma.plane][y * frame.linesize[luma.plane] + luma.offset + x * luma.step]);
-    }
-  }
-  // Near the corners, away from the edges between the quarters.
-  for (int i = 0; i < 4; ++i) {
-    const int x = i % 2 == 0 ? 8 : frame.width - 8;
-    const int y = i < 2 ? 8 : frame.height - 8;
-    out->quarters[static_cast<std::size_t>(i)] =
-        out->luma[static_cast<std::size_t>(y * frame.width + x)];
-  }
-  out->pixelFormat = desc.name;
-  out->order = frame.interlaced_frame == 0 ? "progressive"
-               : frame.top_field_first     ? "top"
-                                           : "bottom";
-}
-
-void DecodeFirst(const AVCodecParameters& par, const AVPacket& packet, Recording* out) {
-  const AVCodec* codec = avcodec_find_decoder(par.codec_id);
-  AVCodecContext* decoder = avcodec_alloc_context3(codec);
-  AVFrame* frame = av_frame_alloc();
-  avcodec_parameters_to_context(decoder, &par);
-  avcodec_open2(decoder, codec, nullptr);
-  avcodec_send_packet(decoder, &packet);
-  avcodec_send_packet(decoder, nullptr);
-  if (avcodec_receive_frame(decoder, frame) >= 0) TakePicture(*frame, out);
-  av_frame_free(&frame);
-  avcodec_free_context(&decoder);
-}
-
-void ReadBack(const std::string& path, Recording* out) {
-  AVFormatContext* input = nullptr;
-  if (avformat_open_input(&input, path.c_str(), nullptr, nullptr) < 0) return;
-  avformat_find_stream_info(input, nullptr);
-  for (unsigned i = 0; i < input->nb_streams; ++i) {
-    const AVCodecParameters& par = *input->streams[i]->codecpar;
-    char tag[AV_FOURCC_MAX_STRING_SIZE];
-    out->tracks.push_back({par.codec_type, par.codec_id, input->streams[i]->id,
-                           av_fourcc_make_string(tag, par.codec_tag), par.bit_rate, par.sample_rate,
-                           par.width, par.height});
-  }
-  AVPacket* packet = av_packet_alloc();
-  while (av_read_frame(input, packet) >= 0) {
-    const AVCodecParameters& par = *input->streams[packet->stream_index]->codecpar;
-    if (par.codec_type == AVMEDIA_TYPE_VIDEO) {
-      if (out->keys.empty()) {
-        out->packet.assign(reinterpret_cast<const char*>(packet->data),
-                           static_cast<std::size_t>(packet->size));
-        DecodeFirst(par, *packet, out);
-      }
-      out->keys += (packet->flags & AV_PKT_FLAG_KEY) != 0 ? 'K' : '-';
-    }
-    av_packet_unref(packet);
-  }
-  av_packet_free(&packet);
-  avformat_close_input(&input);
-}
-
 class AttributeEffects : public testing::Test {
  protected:
   // Records into a file with that extension; the sound is there where it is asked for.
@@ -148,7 +78,10 @@ class AttributeEffects : public testing::Test {
     }
     writer.Stop();
     out.unused = writer.Get("quality::unused_options");
-    ReadBack(path, &out);
+    out.firstTrackPacket = std::atof(writer.Get("quality::bytes.0").c_str()) /
+                           std::max(1, std::atoi(writer.Get("quality::packets.0").c_str()));
+    out.file = Probe(path);
+    out.video = ReadVideoPackets(path);
     return out;
   }
   Recording Pictures(const std::string& extension, const std::string& attributes,
@@ -156,7 +89,7 @@ class AttributeEffects : public testing::Test {
     return Of(extension, attributes, {.interlace = order, .channels = 0});
   }
   Quarters Raw(const std::string& attributes) {
-    return Pictures("avi", "video::codec=rawvideo " + attributes).quarters;
+    return Pictures("avi", "video::codec=rawvideo " + attributes).LumaOfQuarters();
   }
 
   TemporaryFolder folder_;
@@ -184,14 +117,12 @@ TEST_F(AttributeEffects, SizeAspectAndFilterOfScaling) {
     return Pictures("avi", "video::codec=rawvideo video::video_size=352x288 " + more);
   };
   const Recording plain = scaled("");
-  ASSERT_NE(plain.Of(AVMEDIA_TYPE_VIDEO), nullptr);
-  EXPECT_EQ(plain.Of(AVMEDIA_TYPE_VIDEO)->width, 352);
-  EXPECT_EQ(plain.Of(AVMEDIA_TYPE_VIDEO)->height, 288);
-  const auto nearest = scaled("video::scaling_quality=0").luma;
-  EXPECT_EQ(scaled("scaling_quality=0 video::scaling_quality=2").luma, nearest)
+  EXPECT_TRUE(plain.video.width == 352 && plain.video.height == 288);
+  const auto nearest = scaled("video::scaling_quality=0").video.luma;
+  EXPECT_EQ(scaled("scaling_quality=0 video::scaling_quality=2").video.luma, nearest)
       << "the session's wins";
-  EXPECT_NE(nearest, plain.luma);
-  EXPECT_NE(scaled("video::scaling_siting=centred").luma, plain.luma);
+  EXPECT_NE(nearest, plain.video.luma);
+  EXPECT_NE(scaled("video::scaling_siting=centred").video.luma, plain.video.luma);
   const std::string tall = "video::size=176x288 video::ar_type=";
   EXPECT_EQ(Raw(tall + "ignore-ar"), kPushed);
   EXPECT_EQ(Raw(tall + "letter-box"), (Quarters{16, 16, 16, 16}));
@@ -199,73 +130,63 @@ TEST_F(AttributeEffects, SizeAspectAndFilterOfScaling) {
 
 TEST_F(AttributeEffects, FieldOrderAndSampling) {
   const std::string mpeg2 = "video::codec=mpeg2video ";
-  EXPECT_EQ(Pictures("mov", mpeg2).order, "progressive");
-  EXPECT_EQ(Pictures("mov", mpeg2 + "video::top=0").order, "bottom");
-  EXPECT_EQ(Pictures("mov", mpeg2 + "video::top=1").order, "top");
-  EXPECT_EQ(Pictures("mov", mpeg2 + "video::interlace=false", eXvI_TopFirst).order, "progressive");
-  EXPECT_EQ(Pictures("mov", mpeg2, eXvI_TopFirst).order, "top");
-  EXPECT_EQ(Pictures("mov", mpeg2).pixelFormat, "yuv420p");
-  EXPECT_EQ(Pictures("mov", mpeg2 + "video::V422=true").pixelFormat, "yuv422p");
-  EXPECT_EQ(Pictures("mov", mpeg2 + "video::use_vpp=true").pixelFormat, "yuv422p");
+  EXPECT_EQ(Pictures("mov", mpeg2).Order(), "progressive");
+  EXPECT_EQ(Pictures("mov", mpeg2 + "video::top=0").Order(), "bottom");
+  EXPECT_EQ(Pictures("mov", mpeg2 + "video::top=1").Order(), "top");
+  EXPECT_EQ(Pictures("mov", mpeg2 + "video::interlace=false", eXvI_TopFirst).Order(),
+            "progressive");
+  EXPECT_EQ(Pictures("mov", mpeg2, eXvI_TopFirst).Order(), "top");
+  EXPECT_EQ(Pictures("mov", mpeg2).video.pixelFormat, "yuv420p");
+  EXPECT_EQ(Pictures("mov", mpeg2 + "video::V422=true").video.pixelFormat, "yuv422p");
+  EXPECT_EQ(Pictures("mov", mpeg2 + "video::use_vpp=true").video.pixelFormat, "yuv422p");
 }
 
-// What the bits of an MPEG-2 picture say.
+// The bits from `first` on of a text of bytes.
+unsigned BitsOf(const std::string& bytes, int first, int count) {
+  unsigned value = 0;
+  for (int i = first; i < first + count; ++i) {
+    const auto byte = static_cast<std::uint8_t>(bytes.at(static_cast<std::size_t>(i / 8)));
+    value = value << 1 | (byte >> (7 - i % 8) & 1);
+  }
+  return value;
+}
+
 TEST_F(AttributeEffects, CodingOfPictures) {
-  const Recording mpeg2 =
+  const Recording recording =
       Pictures("ts",
                "video::codec=mpeg2video video::bitrate=3M video::gop_size=5 video::dc=10 "
                "video::gop_timecode=01:02:03:04");
+  ASSERT_NE(recording.file.Video(), nullptr);
+  EXPECT_EQ(recording.file.Video()->gopTimecode, "01:02:03:04");
+  const VideoPackets& mpeg2 = recording.video;
   EXPECT_EQ(mpeg2.keys.substr(0, 11), "K----K----K");
-  // The 32 bits that stand so many bytes behind the first of these start codes.
-  const auto behind = [&](char code, std::size_t bytes) {
-    const std::size_t at = mpeg2.packet.find(std::string("\0\0\1", 3) + code);
-    std::uint32_t bits = 0;
-    for (std::size_t i = 0; i < 4 && at != std::string::npos; ++i) {
-      bits = bits << 8 | static_cast<std::uint8_t>(mpeg2.packet.at(at + 4 + bytes + i));
-    }
-    return bits;
-  };
-  EXPECT_EQ((behind('\xB3', 4) >> 14) * 400, 3'000'000u);
-  // Drop flag, hours, minutes, marker, seconds, pictures.
-  EXPECT_EQ(behind('\xB8', 0) >> 7, 1u << 19 | 2u << 13 | 1u << 12 | 3u << 6 | 4);
-  // The coding extension of the picture stands behind its header.
-  const std::string picture =
-      mpeg2.packet.substr(mpeg2.packet.find(std::string("\0\0\1\0", 4)) + 4);
-  const std::size_t extension = picture.find(std::string("\0\0\1\xB5", 4));
-  ASSERT_NE(extension, std::string::npos);
-  EXPECT_EQ(static_cast<std::uint8_t>(picture.at(extension + 6)) >> 2 & 3, 10 - 8);
+  // ISO/IEC 13818-2, 6.2.2: the rate in the sequence header, and the precision in the coding
+  // extension, which stands behind the picture's header.
+  EXPECT_EQ(BitsOf(mpeg2.BehindStartCode('\xB3'), 32, 18) * 400, 3'000'000u);
+  VideoPackets picture;
+  picture.packets = {mpeg2.BehindStartCode('\0')};
+  EXPECT_EQ(BitsOf(picture.BehindStartCode('\xB5'), 20, 2), 10u - 8);
 
-  const Recording h264 =
-      Pictures("ts", "video::codec=libx264 video::preset=ultrafast video::slices=4");
+  const std::string h264 =
+      Pictures("ts", "video::codec=libx264 video::preset=ultrafast video::slices=4")
+          .video.packets.at(0);
+  const std::string code("\0\0\1\x65", 4);  // a slice of a key picture
   int slices = 0;
-  for (std::size_t at = 0;
-       (at = h264.packet.find(std::string("\0\0\1", 3), at)) != std::string::npos; at += 3) {
-    slices += (h264.packet.at(at + 3) & 31) == 5;
-  }
+  for (std::size_t at = 0; (at = h264.find(code, at)) != std::string::npos; ++at) ++slices;
   EXPECT_EQ(slices, 4);
 }
 
-TEST_F(AttributeEffects, NumbersAndTagsOfStreams) {
-  // A codec's number wins over a name that is no encoder of FFmpeg's.
-  const Recording ids =
-      Of("ts",
-         "video::codec=n264 video::codec_id=" + std::to_string(AV_CODEC_ID_MPEG2VIDEO) +
-             " audio::codec_id=" + std::to_string(AV_CODEC_ID_AC3) +
-             " split_channels=2 video::streamid=300 audio::streamid=400 audio::streamid.1=500",
-         {.channels = 4});
-  ASSERT_EQ(ids.tracks.size(), 3u) << host::Describe(ids.status);
-  EXPECT_EQ(ids.tracks[0].codec, AV_CODEC_ID_MPEG2VIDEO);
-  EXPECT_EQ(ids.tracks[1].codec, AV_CODEC_ID_AC3);
-  EXPECT_EQ(ids.tracks[0].id, 300);
-  EXPECT_EQ(ids.tracks[1].id, 400);
-  EXPECT_EQ(ids.tracks[2].id, 500);
-  EXPECT_EQ(Pictures("avi", "video::codec=mpeg4 video::vtag=DX50").tracks.at(0).tag, "DX50");
-  EXPECT_EQ(Pictures("avi", "video::codec=mpeg4 video::tag=ABCD").tracks.at(0).tag, "ABCD");
-  const Recording sound = Of(
-      "mpg", "video::enabled=false audio::codec=mp2 audio::bitrate=96k audio::sample_rate=44100");
-  ASSERT_EQ(sound.tracks.size(), 1u);
-  EXPECT_EQ(sound.tracks[0].bitRate, 96000);
-  EXPECT_EQ(sound.tracks[0].sampleRate, 44100);
+TEST_F(AttributeEffects, NumberOverANameThatIsNoEncoderOfFFmpegs) {
+  const Recording numbered =
+      Pictures("ts", "video::codec=n264 video::codec_id=" + std::to_string(AV_CODEC_ID_MPEG2VIDEO));
+  ASSERT_NE(numbered.file.Video(), nullptr) << host::Describe(numbered.status);
+  EXPECT_EQ(numbered.file.Video()->codec, "mpeg2video");
+}
+
+TEST_F(AttributeEffects, RateOfTheSound) {
+  const Recording sound = Of("mkv", "video::enabled=false audio::codec=ac3 audio::bitrate=96k");
+  ASSERT_EQ(sound.file.streams.size(), 1u);
+  EXPECT_EQ(sound.firstTrackPacket, 96000 / 8 * 1536 / 48000) << "1536 samples in each";
 }
 
 TEST_F(AttributeEffects, FilesBesideTheRecording) {
@@ -305,7 +226,7 @@ TEST_F(AttributeEffects, KeptNamesDoNothing) {
       Pictures("avi", "video::codec=mpeg4 mpeg.timecode=1 protocol=udp video::video_format=PAL");
   EXPECT_EQ(kept.status, S_OK);
   EXPECT_EQ(kept.unused, "");
-  EXPECT_EQ(kept.packet, plain.packet);
+  EXPECT_EQ(kept.video.packets, plain.video.packets);
 }
 
 TEST_F(AttributeEffects, ComponentPathIsAskedForByAttribute) {

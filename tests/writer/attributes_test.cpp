@@ -194,34 +194,5 @@ TEST(Attributes, TracksOfUnlikeEncodersStayWhole) {
   for (const int track : {0, 1}) EXPECT_NEAR(file.Audio(track)->seconds, 2.0, 0.05) << track;
 }
 
-TEST(Attributes, RtpTargetsDescribeThemselves) {
-  TemporaryFolder folder;
-  Feed feed;
-  feed.channels = 0;
-  host::Writer writer;
-  ASSERT_EQ(writer.Start("rtp://127.0.0.1:35004",
-                         "format=rtp video::codec=mpeg2video sdp=" + (folder / "s.sdp")),
-            S_OK);
-  ASSERT_EQ(PushFrames(writer, feed, 5), S_OK);
-  writer.Stop();
-  std::ifstream text(folder / "s.sdp");
-  const std::string sdp{std::istreambuf_iterator<char>(text), {}};
-  EXPECT_THAT(sdp, testing::AllOf(testing::HasSubstr("m=video 35004 RTP/AVP"),
-                                  testing::HasSubstr("c=IN IP4 127.0.0.1")));
-}
-
-TEST(Attributes, HlsWritesPlaylistAndSegments) {
-  TemporaryFolder folder;
-  ASSERT_EQ(Record(folder / "a.m3u8",
-                   "format=hls hls_time=1 hls_list_size=0 video::codec=libx264 "
-                   "video::preset=ultrafast video::g=25",
-                   Feed(), 60),
-            S_OK);
-  const ProbedFile file = Probe(folder / "a.m3u8");
-  ASSERT_NE(file.Video(), nullptr);
-  EXPECT_EQ(file.Video()->frames, 60);
-  EXPECT_TRUE(std::filesystem::exists(folder / "a2.ts"));
-}
-
 }  // namespace
 }  // namespace xv::test

@@ -199,6 +199,8 @@ int Record(const Options& options, xv::host::Writer& writer) {
     const std::string unused = writer.Get("quality::unused_options");
     if (!unused.empty())
       std::fprintf(stderr, "xvrecord: nobody took these options: %s\n", unused.c_str());
+    const std::string lost = writer.Get("quality::captions.lost");
+    if (lost != "0") std::fprintf(stderr, "xvrecord: captions lost: %s\n", lost.c_str());
     if (!input->Trouble().empty()) std::fprintf(stderr, "xvrecord: %s\n", input->Trouble().c_str());
   }
   return 0;

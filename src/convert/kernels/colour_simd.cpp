@@ -7,7 +7,7 @@
 #include "convert/simd/vec-inl.h"
 #include "hwy/highway.h"
 
-HWY_BEFORE_NAMESPACE();
+XV_BEFORE_NAMESPACE();
 namespace xv {
 namespace HWY_NAMESPACE {
 #if XV_VECTORS
@@ -47,8 +47,8 @@ struct Row {
 
   template <int kShift>
   HWY_INLINE Vec Of(const Words& words) const {
-    const Vec sum = Add32(MulPairs(words.blueRed, blueRed), MulPairs(words.green, green));
-    return ShiftRight32<kShift>(Add32(sum, sumOffset));
+    return ShiftRight32<kShift>(
+        AddMulPairs(AddMulPairs(sumOffset, words.blueRed, blueRed), words.green, green));
   }
 };
 
@@ -101,64 +101,78 @@ void RgbChroma422(const std::uint8_t* bgra, std::uint8_t* u, std::uint8_t* v, in
   plain::RgbChroma422(bgra + 4 * x, u + x / 2, v + x / 2, width - x, m);
 }
 
-// kVecBytes pixels of row b: stores their luma and gives u v u v, together with row a.
+// 2 * kVecBytes pixels of row b: stores their luma and gives u and v together with row a.
 template <bool kStream>
-HWY_INLINE Vec LumaAndUv(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* yb,
-                         const Row& row, const ChromaRows& chroma) {
-  PrefetchAhead<4 * kVecBytes>(b);
-  Words words[4];
-  Vec luma[4];
-  for (int k = 0; k < 4; ++k) {
-    words[k] = LoadWords(b + k * kVecBytes);
-    luma[k] = row.Of<15>(words[k]);
-    words[k] = Sum(words[k], LoadWords(a + k * kVecBytes));
+HWY_INLINE void LumaAndChroma(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* yb,
+                              const Row& row, const ChromaRows& chroma, Vec& u, Vec& v) {
+  Vec us[4], vs[4];
+  for (int half = 0; half < 2; ++half) {
+    PrefetchAhead<4 * kVecBytes>(b + half * 4 * kVecBytes);
+    Words words[4];
+    Vec luma[4];
+    for (int k = 0; k < 4; ++k) {
+      const int at = (4 * half + k) * kVecBytes;
+      words[k] = LoadWords(b + at);
+      luma[k] = row.Of<15>(words[k]);
+      words[k] = Sum(words[k], LoadWords(a + at));
+    }
+    const Vec words16[2] = {PackS16(luma[0], luma[1]), PackS16(luma[2], luma[3])};
+    Put<kStream>(yb + half * kVecBytes, QuadOrder(PackU8(words16[0], words16[1])));
+    for (int k = 0; k < 2; ++k) {
+      const Words sums = SumPairs(words[2 * k], words[2 * k + 1]);
+      us[2 * half + k] = chroma.u.Of<17>(sums);
+      vs[2 * half + k] = chroma.v.Of<17>(sums);
+    }
   }
-  Put<kStream>(yb, QuadOrder(PackU8(PackS16(luma[0], luma[1]), PackS16(luma[2], luma[3]))));
-  const Vec first = LaneOrder(chroma.Of<17>(SumPairs(words[0], words[1])));
-  const Vec second = LaneOrder(chroma.Of<17>(SumPairs(words[2], words[3])));
-  return LaneOrder(PackU8(first, second));
+  u = EighthOrder(PackU8(PackS16(us[0], us[1]), PackS16(us[2], us[3])));
+  v = EighthOrder(PackU8(PackS16(vs[0], vs[1]), PackS16(vs[2], vs[3])));
 }
 
-// Row a first, then row b with a in the first-level cache: memory is read in one stream.
-template <bool kStream>
-void RgbTo420(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya, std::uint8_t* yb,
-              std::uint8_t* u, std::uint8_t* v, int width, const RgbToYuv& m) {
+// Row a first, then row b with a in the first-level cache: memory is read in one stream. Gives the
+// first pixel that is left.
+template <bool kStream, class StoreChroma>
+HWY_INLINE int RgbRows(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya,
+                       std::uint8_t* yb, int width, const RgbToYuv& m, const StoreChroma& store) {
   RgbLuma<kStream>(a, ya, width, m);
   const Row luma(m.y, m.yOffset);
   const ChromaRows chroma(m, 2);
-  const Vec mask = Set16(0xFF);
   int x = 0;
   for (; x + 2 * kVecBytes <= width; x += 2 * kVecBytes) {
-    Vec uv[2];
-    for (int k = 0; k < 2; ++k) {
-      const int at = x + k * kVecBytes;
-      uv[k] = LumaAndUv<kStream>(a + 4 * at, b + 4 * at, yb + at, luma, chroma);
-    }
-    Put<kStream>(u + x / 2, LaneOrder(PackU8(And(uv[0], mask), And(uv[1], mask))));
-    Put<kStream>(v + x / 2, LaneOrder(PackU8(ShiftRightU16<8>(uv[0]), ShiftRightU16<8>(uv[1]))));
+    Vec u, v;
+    LumaAndChroma<kStream>(a + 4 * x, b + 4 * x, yb + x, luma, chroma, u, v);
+    store(x, u, v);
   }
   plain::RgbLuma(b + 4 * x, yb + x, width - x, m);
+  return x;
+}
+
+template <bool kStream>
+void RgbTo420(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya, std::uint8_t* yb,
+              std::uint8_t* u, std::uint8_t* v, int width, const RgbToYuv& m) {
+  const int x = RgbRows<kStream>(a, b, ya, yb, width, m, [=](int at, Vec us, Vec vs) XV_ATTR {
+    Put<kStream>(u + at / 2, us);
+    Put<kStream>(v + at / 2, vs);
+  });
   plain::RgbChroma420(a + 4 * x, b + 4 * x, u + x / 2, v + x / 2, width - x, m);
 }
 
 template <bool kStream>
 void RgbToNv12(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya, std::uint8_t* yb,
                std::uint8_t* uv, int width, const RgbToYuv& m) {
-  RgbLuma<kStream>(a, ya, width, m);
-  const Row luma(m.y, m.yOffset);
-  const ChromaRows chroma(m, 2);
-  int x = 0;
-  for (; x + kVecBytes <= width; x += kVecBytes) {
-    Put<kStream>(uv + x, LumaAndUv<kStream>(a + 4 * x, b + 4 * x, yb + x, luma, chroma));
-  }
-  plain::RgbLuma(b + 4 * x, yb + x, width - x, m);
+  const int x = RgbRows<kStream>(a, b, ya, yb, width, m, [=](int at, Vec us, Vec vs) XV_ATTR {
+    Vec low = LowBytes(us, vs);
+    Vec high = HighBytes(us, vs);
+    LanesInOrder(low, high);
+    Put<kStream>(uv + at, low);
+    Put<kStream>(uv + at + kVecBytes, high);
+  });
   plain::RgbChromaNv12(a + 4 * x, b + 4 * x, uv + x, width - x, m);
 }
 
 void RgbChroma411(const std::uint8_t* bgra, std::uint8_t* u, std::uint8_t* v, int width,
                   const RgbToYuv& m) {
   const ChromaRows rows(m, 2);
-  const auto pairs = [&](const std::uint8_t* at) {
+  const auto pairs = [&](const std::uint8_t* at) XV_ATTR {
     const Words sums = SumPairs(LoadWords(at), LoadWords(at + kVecBytes));
     return Words{LaneOrder(sums.blueRed), LaneOrder(sums.green)};
   };

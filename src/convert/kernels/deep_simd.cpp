@@ -7,33 +7,51 @@
 #include "convert/simd/vec-inl.h"
 #include "hwy/highway.h"
 
-HWY_BEFORE_NAMESPACE();
+XV_BEFORE_NAMESPACE();
 namespace xv {
 namespace HWY_NAMESPACE {
 #if XV_VECTORS
 namespace {
 
 constexpr int kStepPixels = 6 * kVecLanes;
+// Vectors of which 12 bytes a lane count are loaded and stored whole: so many pixels of 2 bytes lie
+// behind a step's own.
+constexpr int kSurplusPixels = 2 * kVecLanes;
 
-// 16 bytes from each of some places that lie `apart` bytes from one another.
-HWY_INLINE Vec LoadLanes(const std::uint8_t* p, int apart) {
-  return GatherLanes([=](int i) { return p + i * apart; });
+// 12 bytes into each lane, one group behind the other in memory.
+HWY_INLINE Vec LoadGroups(const std::uint8_t* p) {
+#if XV_VEC_BYTES == 64
+  return _mm512_permutexvar_epi32(
+      _mm512_setr_epi32(0, 1, 2, 2, 3, 4, 5, 5, 6, 7, 8, 8, 9, 10, 11, 11), Load(p));
+#elif XV_VEC_BYTES == 32
+  return _mm256_permutevar8x32_epi32(Load(p), _mm256_setr_epi32(0, 1, 2, 2, 3, 4, 5, 5));
+#else
+  return Load(p);
+#endif
 }
-HWY_INLINE void StoreLanes(void* p, int apart, Vec v) {
-  auto* bytes = static_cast<std::uint8_t*>(p);
-  EachLane(v, [=](int i, __m128i lane) { Store128(bytes + i * apart, lane); });
+// The lower 12 bytes of each lane, one behind the other; what lies behind them in a vector's width
+// is overwritten.
+HWY_INLINE void StoreGroups(void* p, Vec v) {
+#if XV_VEC_BYTES == 64
+  Store(p, _mm512_permutexvar_epi32(
+               _mm512_setr_epi32(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, 15, 15, 15, 15), v));
+#elif XV_VEC_BYTES == 32
+  Store(p, _mm256_permutevar8x32_epi32(v, _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 7, 7)));
+#else
+  Store(p, v);
+#endif
 }
 // The lower or upper 8 bytes of each lane.
 template <bool kUpper>
 HWY_INLINE void StoreHalves(void* p, int apart, Vec v) {
   auto* bytes = static_cast<std::uint8_t*>(p);
-  EachLane(v, [=](int i, __m128i lane) {
+  EachLane(v, [=](int i, __m128i lane) XV_ATTR {
     _mm_storel_epi64(reinterpret_cast<__m128i*>(bytes + i * apart),
                      kUpper ? _mm_srli_si128(lane, 8) : lane);
   });
 }
 
-// Loads of 16 bytes read over the 12 of a group, so the last groups are the reference's.
+// The last groups are the reference's.
 template <bool kStream, bool kLumaFirst>
 void PackV210(const std::uint8_t* source, std::uint8_t* target, int width) {
   alignas(16) std::uint8_t lowerTable[16], upperTable[16];
@@ -53,9 +71,9 @@ void PackV210(const std::uint8_t* source, std::uint8_t* target, int width) {
   const Vec upper = LoadTable(upperTable);
   const Vec places = Set32(4096 << 16 | 4);
   int x = 0;
-  for (; x + kStepPixels + 2 <= width; x += kStepPixels) {
+  for (; x + kStepPixels + kSurplusPixels <= width; x += kStepPixels) {
     PrefetchAhead(source + 2 * x);
-    const Vec v = LoadLanes(source + 2 * x, 12);
+    const Vec v = LoadGroups(source + 2 * x);
     const Vec low = MulPairs(Shuffle(v, lower), places);
     const Vec high = ShiftLeft32<6>(Shuffle(v, upper));
     Put<kStream>(target + x / 6 * 16, Or(low, high));
@@ -89,12 +107,12 @@ void UnpackV210(const std::uint8_t* source, std::uint8_t* target, int width) {
   constexpr Extract kLast({8, 9, 10, 11, -1, -1, -1, -1});
   const Vec half = Set16(2);
   int x = 0;
-  for (; x + kStepPixels + 2 <= width; x += kStepPixels) {
+  for (; x + kStepPixels + kSurplusPixels <= width; x += kStepPixels) {
     PrefetchAhead(source + x / 6 * 16);
     const Vec groups = Load(source + x / 6 * 16);
     const Vec first = ShiftRightU16<2>(Add16(kFirst.Of(groups), half));
     const Vec last = ShiftRightU16<2>(Add16(kLast.Of(groups), half));
-    StoreLanes(target + 2 * x, 12, PackU8(first, last));
+    StoreGroups(target + 2 * x, PackU8(first, last));
   }
   plain::UnpackV210(source + x / 6 * 16, target + 2 * x, width - x);
 }
@@ -104,11 +122,11 @@ void PlanesFromV210(const std::uint8_t* source, std::uint16_t* y, std::uint16_t*
   constexpr Extract kLuma({1, 3, 5, 7, 9, 11, -1, -1});
   constexpr Extract kChroma({0, 4, 8, -1, 2, 6, 10, -1});
   int x = 0;
-  for (; x + kStepPixels + 2 <= width; x += kStepPixels) {
+  for (; x + kStepPixels + kSurplusPixels <= width; x += kStepPixels) {
     PrefetchAhead(source + x / 6 * 16);
     const Vec groups = Load(source + x / 6 * 16);
     const Vec chroma = kChroma.Of(groups);
-    StoreLanes(y + x, 12, kLuma.Of(groups));
+    StoreGroups(y + x, kLuma.Of(groups));
     StoreHalves<false>(u + x / 2, 6, chroma);
     StoreHalves<true>(v + x / 2, 6, chroma);
   }

@@ -25,7 +25,7 @@ inline void FilterRest(const std::uint8_t* const* rows, const std::uint8_t* weig
 }  // namespace xv::plain
 #endif
 
-HWY_BEFORE_NAMESPACE();
+XV_BEFORE_NAMESPACE();
 namespace xv {
 namespace HWY_NAMESPACE {
 #if XV_VECTORS

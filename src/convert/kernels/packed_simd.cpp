@@ -7,7 +7,7 @@
 #include "convert/simd/vec-inl.h"
 #include "hwy/highway.h"
 
-HWY_BEFORE_NAMESPACE();
+XV_BEFORE_NAMESPACE();
 namespace xv {
 namespace HWY_NAMESPACE {
 #if XV_VECTORS

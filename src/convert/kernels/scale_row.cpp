@@ -34,7 +34,7 @@ void ScaleRest(const RowFilter& filter, const std::uint8_t* source, int from,
 }  // namespace xv::plain
 #endif
 
-HWY_BEFORE_NAMESPACE();
+XV_BEFORE_NAMESPACE();
 namespace xv {
 namespace HWY_NAMESPACE {
 #if XV_VECTORS
@@ -67,7 +67,7 @@ class Samples {
   HWY_INLINE Vec Sums(int x) const {
     const Vec shuffle = Load(&filter_.shuffle64[static_cast<std::size_t>(4 * x)]);
     const std::uint8_t* at = source_ + filter_.first[static_cast<std::size_t>(x)];
-    return Sum(x, [&](int j) {
+    return Sum(x, [&](int j) XV_ATTR {
       return _mm512_maskz_permutexvar_epi8(0x5555555555555555, shuffle, Load(at + 2 * j));
     });
   }
@@ -77,7 +77,7 @@ class Samples {
   HWY_INLINE Vec Sums(int x) const {
     const Vec shuffle = Load(&filter_.shuffle16[static_cast<std::size_t>(4 * x)]);
     const std::int32_t* first = &filter_.first[static_cast<std::size_t>(x)];
-    return Sum(x, [&](int j) {
+    return Sum(x, [&](int j) XV_ATTR {
       const std::uint8_t* at = source_ + 2 * j;
       return Shuffle(GatherLanes([=](int lane) { return at + first[4 * lane]; }), shuffle);
     });
@@ -90,7 +90,7 @@ class Samples {
     const std::int16_t* weights = &filter_.weights[static_cast<std::size_t>(2 * x)];
     Vec sums = Rounding();
     for (int j = 0; j < filter_.pairs; ++j, weights += filter_.step) {
-      sums = Add32(sums, MulPairs(words(j), Load(weights)));
+      sums = AddMulPairs(sums, words(j), Load(weights));
     }
     return Shifted(sums);
   }
@@ -146,7 +146,7 @@ HWY_INLINE Vec PixelSums(const RowFilter& filter, const std::uint8_t* source, in
   for (int j = 0; j < filter.pairs; ++j, weights += filter.step) {
     const std::uint8_t* at = source + 8 * j;
     const Vec pixels = GatherLanes([=](int lane) { return at + 4 * first[lane]; });
-    sums = Add32(sums, MulPairs(Shuffle(pixels, table), LaneWeights(weights)));
+    sums = AddMulPairs(sums, Shuffle(pixels, table), LaneWeights(weights));
   }
   return Shifted(sums);
 }

@@ -19,7 +19,21 @@
 #include <immintrin.h>
 #endif
 
-HWY_BEFORE_NAMESPACE();
+// In place of HWY_BEFORE_NAMESPACE and HWY_ATTR (for lambdas): every processor of this target has
+// VNNI, which Highway leaves to the caller.
+#undef XV_BEFORE_NAMESPACE
+#undef XV_ATTR
+#if HWY_TARGET == HWY_AVX3_DL
+#define XV_BEFORE_NAMESPACE()                       \
+  HWY_PUSH_ATTRIBUTES(HWY_TARGET_STR ",avx512vnni") \
+  static_assert(true, "For requiring trailing semicolon")
+#define XV_ATTR __attribute__((target(HWY_TARGET_STR ",avx512vnni")))
+#else
+#define XV_BEFORE_NAMESPACE() HWY_BEFORE_NAMESPACE()
+#define XV_ATTR HWY_ATTR
+#endif
+
+XV_BEFORE_NAMESPACE();
 namespace xv {
 namespace HWY_NAMESPACE {
 
@@ -117,6 +131,14 @@ HWY_INLINE Vec MulHighU16(Vec a, Vec b) { return XV_MM(mulhi_epu16)(a, b); }
 HWY_INLINE Vec MulRound15(Vec a, Vec b) { return XV_MM(mulhrs_epi16)(a, b); }
 // Sums of the products of neighbouring signed words, as 32 bits.
 HWY_INLINE Vec MulPairs(Vec a, Vec b) { return XV_MM(madd_epi16)(a, b); }
+// Those sums, added to `sums`.
+HWY_INLINE Vec AddMulPairs(Vec sums, Vec a, Vec b) {
+#if HWY_TARGET == HWY_AVX3_DL
+  return _mm512_dpwssd_epi32(sums, a, b);
+#else
+  return XV_MM(add_epi32)(sums, MulPairs(a, b));
+#endif
+}
 // Sums of the products of neighbouring bytes, unsigned by signed, saturated to 16 bits.
 HWY_INLINE Vec MulPairs8(Vec a, Vec b) { return XV_MM(maddubs_epi16)(a, b); }
 HWY_INLINE Vec Add32(Vec a, Vec b) { return XV_MM(add_epi32)(a, b); }
@@ -187,6 +209,22 @@ HWY_INLINE Vec QuadOrder(Vec v) {
       _mm512_setr_epi32(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15), v);
 #elif XV_VEC_BYTES == 32
   return _mm256_permutevar8x32_epi32(v, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
+#else
+  return v;
+#endif
+}
+// After packing the results of Select32 from 32 to 8 bits, four vectors of two halves each: the
+// eighths a.0, b.0 ... h.0, a.1 ... come into the order of memory.
+HWY_INLINE Vec EighthOrder(Vec v) {
+#if XV_VEC_BYTES == 64
+  alignas(64) static constexpr std::uint16_t kOrder[32] = {
+      0, 8,  16, 24, 1, 9,  17, 25, 2, 10, 18, 26, 3, 11, 19, 27,
+      4, 12, 20, 28, 5, 13, 21, 29, 6, 14, 22, 30, 7, 15, 23, 31};
+  return _mm512_permutexvar_epi16(Load(kOrder), v);
+#elif XV_VEC_BYTES == 32
+  alignas(16) static constexpr std::uint8_t kOrder[16] = {0, 1, 8,  9,  2, 3, 10, 11,
+                                                          4, 5, 12, 13, 6, 7, 14, 15};
+  return Shuffle(LaneOrder(v), LoadTable(kOrder));
 #else
   return v;
 #endif
