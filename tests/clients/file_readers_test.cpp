@@ -3,8 +3,8 @@
 #include <fstream>
 #include <sstream>
 
-#include "support/peer_process.h"
 #include "clients/received_media.h"
+#include "support/peer_process.h"
 #include "support/run_program.h"
 
 // Playlists, segments and picture sequences, read from the disk or from a web server's folder.

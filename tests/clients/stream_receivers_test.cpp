@@ -3,8 +3,8 @@
 #include <fstream>
 #include <sstream>
 
-#include "support/peer_process.h"
 #include "clients/received_media.h"
+#include "support/peer_process.h"
 
 // Streams as the programs at the other end see them.
 namespace xv::test {
