@@ -116,6 +116,26 @@ TEST(Faults, FailingSecondOutputLeavesTheMainOneAlone) {
   EXPECT_THAT(noted, testing::HasSubstr("second output"));
 }
 
+// The folder goes away with the recording and its index: what is open is written to its end,
+// nothing appears anew, and the next recording finds its folder missing.
+TEST(Faults, TargetThatVanishesHarmsNobody) {
+  TemporaryFolder folder;
+  const std::string inner = folder / "inner";
+  const std::string target = inner + "/a.mov";
+  std::filesystem::create_directory(inner);
+  host::Writer writer;
+  ASSERT_EQ(writer.Start(target, "play_while_rec=true video::codec=mpeg2video"), S_OK);
+  ASSERT_EQ(PushFrames(writer, Feed(), 30), S_OK);
+  std::filesystem::remove_all(inner);
+  EXPECT_EQ(PushFrames(writer, Feed(), 30, 30), S_OK);
+  EXPECT_EQ(writer.Stop(), S_OK);
+  EXPECT_EQ(writer.Get("quality::packets.0"), "60");
+  EXPECT_FALSE(std::filesystem::exists(inner));
+  ASSERT_EQ(writer.Start(target, "video::codec=mpeg2video"), S_OK);
+  EXPECT_EQ(writer.Put(MakeFrame(Feed(), 0)), E_FAIL);
+  EXPECT_THAT(writer.LastError(), testing::HasSubstr("output"));
+}
+
 std::size_t Entries(const char* folder) {
   return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(folder), {}));
 }
