@@ -427,9 +427,10 @@ int Pack422ToV210(const ImageView& source, const ImageView& target) {
 }
 
 int UnpackV210(const ImageView& source, const ImageView& target) {
-  return MakeRows(
-      target, source.height, Bytes((source.width & ~1) * 2),
-      [&](int y, std::uint8_t* row) { Deep().unpackV210(Row(source, y), row, source.width); });
+  return StreamRows(target, source.height, Bytes((source.width & ~1) * 2),
+                    [&](int y, std::uint8_t* row, Stores stores) {
+                      Deep().unpackV210(Row(source, y), row, source.width, stores);
+                    });
 }
 
 int UnpackV210ToPlanes(const ImageView& source, const PlanarView& target) {

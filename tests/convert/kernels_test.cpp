@@ -148,7 +148,7 @@ Cases DeepCases() {
   const auto words = [](std::uint8_t* row) { return reinterpret_cast<std::uint16_t*>(row); };
   // clang-format off
   Cases cases = {
-      {"unpackV210", {V210}, {Groups}, [](const Run& r) { r.deep.unpackV210(r.s[0], r.t[0], r.w); }},
+      {"unpackV210", {V210}, {Groups}, [](const Run& r) { r.deep.unpackV210(r.s[0], r.t[0], r.w, r.stores); }},
       {"planesFromV210", {V210}, {Two, Groups, Groups}, [=](const Run& r) { r.deep.planesFromV210(r.s[0], words(r.t[0]), words(r.t[1]), words(r.t[2]), r.w); }},
       {"packV210", {Groups}, {V210}, [](const Run& r) { r.deep.packV210[0](r.s[0], r.t[0], r.w, r.stores); }},
       {"packV210", {Groups}, {V210}, [](const Run& r) { r.deep.packV210[1](r.s[0], r.t[0], r.w, r.stores); }},
