@@ -90,6 +90,21 @@ class PlanarWriter {
     sink_.Commit(u, uTo, Bytes(count));
     sink_.Commit(v, vTo, Bytes(count));
   }
+  // Row y of 4:2:2 by `make(y, u, v, fullRange, stores)`, in the range that is wanted.
+  template <class Make>
+  void Row422(int y, Make&& make) {
+    const std::size_t bytes[3] = {Bytes(width_), Bytes(ChromaWidth()), Bytes(ChromaWidth())};
+    std::uint8_t* to[3];
+    for (std::size_t i = 0; i < 3; ++i) to[i] = target_.data[i] + y * target_.step[i];
+    const Stores stores = sink_.StoresTo(to[0], to[1], to[2]);
+    std::uint8_t* rows[3];
+    for (std::size_t i = 0; i < 3; ++i) {
+      rows[i] =
+          stores == Stores::kStreamed ? to[i] : sink_.Open(static_cast<int>(i), to[i], bytes[i]);
+    }
+    make(rows[0], rows[1], rows[2], fullRange_, stores);
+    for (std::size_t i = 0; i < 3; ++i) sink_.Commit(rows[i], to[i], bytes[i]);
+  }
   // Rows y and y + 1 of 4:2:0 by `make(ya, yb, u, v, stores)`; for kNv12 u is the row of U and V.
   template <class Make>
   void PairOfRows(int y, bool both, Make&& make) {
@@ -274,18 +289,22 @@ int PackedToPlanar(const ImageView& view, const PlanarView& target, FieldForm fo
   const PackedKernels& kernels = Packed();
   for (int y = 0; y < view.height; ++y) {
     const std::uint8_t* row = Row(view, y);
+    if (target.kind == Kind::k422) {
+      writer.Row422(
+          y, [&](std::uint8_t* luma, std::uint8_t* u, std::uint8_t* v, bool full, Stores stores) {
+            if (source.vFirst) std::swap(u, v);
+            kernels.to422[source.first](row, luma, u, v, view.width, full, stores);
+          });
+      continue;
+    }
     writer.Luma(y, [&](std::uint8_t* luma) { kernels.luma[source.first](row, luma, view.width); });
     writer.Chroma(y, [&](std::uint8_t* u, std::uint8_t* v) {
       if (source.vFirst) std::swap(u, v);
-      if (target.kind == Kind::k422) {
-        kernels.chroma[source.first](row, row, u, v, source.Pairs());
-      } else {
-        // A last pair without a partner counts for both.
-        const int quads = view.width / 4;
-        kernels.chroma411[source.first](row, u, v, quads);
-        if (writer.ChromaWidth() > quads) {
-          kernels.chroma[source.first](row + 8 * quads, row + 8 * quads, u + quads, v + quads, 1);
-        }
+      // A last pair without a partner counts for both.
+      const int quads = view.width / 4;
+      kernels.chroma411[source.first](row, u, v, quads);
+      if (writer.ChromaWidth() > quads) {
+        kernels.chroma[source.first](row + 8 * quads, row + 8 * quads, u + quads, v + quads, 1);
       }
     });
   }
