@@ -25,7 +25,7 @@ struct PackedKernels {
   void (*chroma31[2])(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* u,
                       std::uint8_t* v, int pairs);
   // Two rows of 4:2:0 at once: luma of rows a and b, and the average of their chroma, (width + 1) /
-  // 2 samples. The rows may be the same one, with the same target.
+  // 2 samples. The rows may be the same.
   void (*to420[2])(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya, std::uint8_t* yb,
                    std::uint8_t* u, std::uint8_t* v, int width, Stores stores);
   // The same with chroma as U V U V.
