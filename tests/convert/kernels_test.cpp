@@ -90,6 +90,8 @@ Cases PackedCases() {
         {"chroma31", {Four, Four}, {One, One}, [i](const Run& r) { r.packed.chroma31[i](r.s[0], r.s[1], r.t[0], r.t[1], r.w); }},
         {"packedTo420", {Groups, Groups}, {One, One, Half, Half}, [i](const Run& r) { r.packed.to420[i](r.s[0], r.s[1], r.t[0], r.t[1], r.t[2], r.t[3], r.w, r.stores); }},
         {"packedToNv12", {Groups, Groups}, {One, One, Pairs}, [i](const Run& r) { r.packed.toNv12[i](r.s[0], r.s[1], r.t[0], r.t[1], r.t[2], r.w, r.stores); }},
+        {"packedTo422", {Groups}, {One, Half, Half}, [i](const Run& r) { r.packed.to422[i](r.s[0], r.t[0], r.t[1], r.t[2], r.w, false, r.stores); }},
+        {"packedTo422Full", {Groups}, {One, Half, Half}, [i](const Run& r) { r.packed.to422[i](r.s[0], r.t[0], r.t[1], r.t[2], r.w, true, r.stores); }},
         {"chroma411", {Eight}, {One, One}, [i](const Run& r) { r.packed.chroma411[i](r.s[0], r.t[0], r.t[1], r.w); }},
         {"join", {One, Half, Half}, {Groups}, [i](const Run& r) { r.packed.join[i](r.s[0], r.s[1], r.s[2], r.t[0], r.w, r.stores); }},
     };
