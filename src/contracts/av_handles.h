@@ -22,7 +22,6 @@ struct AvDeleter {
   // The AVIOContext in `pb` is not this context's: its owner closes it.
   void operator()(AVFormatContext* p) const { avformat_free_context(p); }
   void operator()(AVCodecParameters* p) const { avcodec_parameters_free(&p); }
-  void operator()(AVBufferPool* p) const { av_buffer_pool_uninit(&p); }
   void operator()(AVBufferRef* p) const { av_buffer_unref(&p); }
   void operator()(AVBSFContext* p) const { av_bsf_free(&p); }
   void operator()(SwsContext* p) const { sws_freeContext(p); }

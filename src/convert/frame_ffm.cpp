@@ -7,6 +7,7 @@
 #include "convert/pixel_map.h"
 #include "media/pixel_layout.h"
 #include "media/validity.h"
+#include "platform/handover.h"
 
 extern "C" {
 #include <libavutil/imgutils.h>
@@ -28,6 +29,28 @@ AvPtr<AVBufferRef> WrapMemory(const std::uint8_t* data, std::uint32_t size, Ref<
       const_cast<std::uint8_t*>(data), size,
       held == nullptr ? [](void*, std::uint8_t*) {} : ReleaseOwner, held, AV_BUFFER_FLAG_READONLY));
   if (!buffer && held != nullptr) held->Release();
+  return buffer;
+}
+
+// A block of the shelf that goes back with the last reference.
+AVBufferRef* ShelvedBuffer(const std::shared_ptr<MemoryShelf>& shelf) {
+  std::uint8_t* block = shelf->Take();
+  if (block == nullptr) return nullptr;
+  auto holder = std::make_unique<std::shared_ptr<MemoryShelf>>(shelf);
+  // An encoder's threads may be the last that use it.
+  const auto giveBack = [](void* opaque, std::uint8_t* data) {
+    TakeOver(opaque);
+    const std::unique_ptr<std::shared_ptr<MemoryShelf>> owner(
+        static_cast<std::shared_ptr<MemoryShelf>*>(opaque));
+    (*owner)->GiveBack(data);
+  };
+  HandOver(holder.get());
+  AVBufferRef* buffer = av_buffer_create(block, shelf->bytes(), giveBack, holder.get(), 0);
+  if (buffer == nullptr) {
+    shelf->GiveBack(block);
+  } else {
+    (void)holder.release();
+  }
   return buffer;
 }
 
@@ -62,20 +85,20 @@ void LayPlanes(const XV_VID_PROPS& vid, const std::uint8_t* data, AVFrame* pictu
 
 AvPtr<AVFrame> PicturePool::Get(int format, int width, int height) {
   const auto pixelFormat = static_cast<AVPixelFormat>(format);
-  if (!pool_ || format != format_ || width != width_ || height != height_) {
+  if (!shelf_ || format != format_ || width != width_ || height != height_) {
     const int bytes = format == kPixFmtV210
                           ? NaturalRowBytes(kFccV210, width) * height
                           : av_image_get_buffer_size(pixelFormat, FFALIGN(width, 16),
                                                      FFALIGN(height, 16), kPlaneAlignment);
     if (bytes <= 0) return nullptr;
-    pool_.reset(av_buffer_pool_init(static_cast<std::size_t>(bytes) + kPoolPadding, nullptr));
+    shelf_ = std::make_shared<MemoryShelf>(static_cast<std::size_t>(bytes) + kPoolPadding);
     format_ = format;
     width_ = width;
     height_ = height;
   }
   AvPtr<AVFrame> picture(av_frame_alloc());
-  if (!picture || !pool_) return nullptr;
-  picture->buf[0] = av_buffer_pool_get(pool_.get());
+  if (!picture) return nullptr;
+  picture->buf[0] = ShelvedBuffer(shelf_);
   if (picture->buf[0] == nullptr) return nullptr;
   picture->format = format;
   picture->width = width;

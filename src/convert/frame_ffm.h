@@ -1,11 +1,13 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "base/auto_obj_base.h"
 #include "base/blob.h"
 #include "base/ref.h"
 #include "contracts/av_handles.h"
+#include "convert/memory_shelf.h"
 #include "xvwriter/frames.h"
 
 namespace xv {
@@ -31,7 +33,7 @@ class PicturePool {
   AvPtr<AVFrame> Get(int format, int width, int height);
 
  private:
-  AvPtr<AVBufferPool> pool_;
+  std::shared_ptr<MemoryShelf> shelf_;
   int format_ = AV_PIX_FMT_NONE;
   int width_ = 0;
   int height_ = 0;

@@ -12,26 +12,28 @@ namespace {
 // Kernels may not read past a picture, but libraries do.
 constexpr std::size_t kPadding = 64;
 
-class PooledMemory final : public AutoObjBase<PooledMemory> {
+// Gives a block back with the frame that it belongs to.
+class ShelvedMemory final : public AutoObjBase<ShelvedMemory> {
  public:
-  explicit PooledMemory(AvPtr<AVBufferRef> memory) : memory_(std::move(memory)) {}
+  ShelvedMemory(std::shared_ptr<MemoryShelf> shelf, std::uint8_t* block)
+      : shelf_(std::move(shelf)), block_(block) {}
+  ~ShelvedMemory() override { shelf_->GiveBack(block_); }
 
  private:
-  AvPtr<AVBufferRef> memory_;
+  std::shared_ptr<MemoryShelf> shelf_;
+  std::uint8_t* block_;
 };
 
 }  // namespace
 
 Status FrameMemory::MakeFrame(const XV_TIME& time, const XV_AV_PROPS& props, std::size_t bytes,
                               Ref<IXvFrame>* frame, std::uint8_t** data) {
-  if (!pool_ || bytes_ != bytes) {
-    pool_.reset(av_buffer_pool_init(bytes + kPadding, nullptr));
-    bytes_ = bytes;
+  if (!shelf_ || shelf_->bytes() != bytes + kPadding) {
+    shelf_ = std::make_shared<MemoryShelf>(bytes + kPadding);
   }
-  AvPtr<AVBufferRef> memory(pool_ ? av_buffer_pool_get(pool_.get()) : nullptr);
-  if (!memory) return E_OUTOFMEMORY;
-  *data = memory->data;
-  const Ref<PooledMemory> owner = MakeRef<PooledMemory>(std::move(memory));
+  *data = shelf_->Take();
+  if (*data == nullptr) return E_OUTOFMEMORY;
+  const Ref<ShelvedMemory> owner = MakeRef<ShelvedMemory>(shelf_, *data);
   XvFrameDesc desc{};
   desc.cbSize = sizeof desc;
   desc.time = time;

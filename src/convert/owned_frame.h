@@ -5,7 +5,7 @@
 
 #include "base/ref.h"
 #include "base/status.h"
-#include "contracts/av_handles.h"
+#include "convert/memory_shelf.h"
 #include "xvwriter/frames.h"
 
 namespace xv {
@@ -21,8 +21,7 @@ class FrameMemory {
                    Ref<IXvFrame>* frame, std::uint8_t** data);
 
  private:
-  AvPtr<AVBufferPool> pool_;
-  std::size_t bytes_ = 0;
+  std::shared_ptr<MemoryShelf> shelf_;
 };
 
 // A frame's properties, completed, with its time and picture.
