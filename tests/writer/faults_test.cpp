@@ -7,10 +7,8 @@
 #include <chrono>
 #include <csignal>
 #include <fstream>
-#include <sstream>
 #include <thread>
 
-#include "support/host_frames.h"
 #include "support/media_probe.h"
 
 namespace xv::test {
@@ -25,16 +23,14 @@ constexpr int kCycles = 1000;
 using Clock = std::chrono::steady_clock;
 
 std::string Numbered(const char* stem, int number, const char* end) {
-  std::ostringstream text;
-  text << stem << number << end;
-  return text.str();
+  return stem + std::to_string(number) + end;
 }
 
 double SecondsSince(Clock::time_point begin) {
   return std::chrono::duration<double>(Clock::now() - begin).count();
 }
 
-// Listens on loopback; the first connection is taken and then left alone, or closed.
+// Listens on loopback. The kernel takes the connection, and nobody reads what comes by it.
 class Receiver {
  public:
   Receiver() : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
@@ -47,38 +43,15 @@ class Receiver {
     ::getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size);
     port_ = ntohs(address.sin_port);
   }
-  ~Receiver() {
-    if (accepting_.joinable()) accepting_.join();
-    Hangup();
-    ::close(socket_);
-  }
-  void AcceptOne(bool hangUp) {
-    accepting_ = std::thread([this, hangUp] {
-      connection_ = ::accept(socket_, nullptr, nullptr);
-      if (hangUp) Hangup();
-    });
-  }
+  ~Receiver() { ::close(socket_); }
   std::string Url() const { return Numbered("tcp://127.0.0.1:", port_, ""); }
 
  private:
-  void Hangup() {
-    if (connection_ >= 0) ::close(connection_);
-    connection_ = -1;
-  }
   int socket_;
-  int connection_ = -1;
   int port_ = 0;
-  std::thread accepting_;
 };
 
 constexpr char kStream[] = "format=mpegts video::codec=mpeg2video video::b=40M io_timeout=1";
-
-Feed NoisyFeed() {
-  Feed feed;
-  feed.width = 1280;
-  feed.height = 720;
-  return feed;
-}
 
 // Noise that no encoder makes small, so that a socket's buffers fill.
 host::Ptr<IXvFrame> NoiseFrame(int number) {
@@ -97,8 +70,7 @@ host::Ptr<IXvFrame> NoiseFrame(int number) {
 TEST(Faults, ReceiverThatStopsReadingEndsItsOwnWriterOnly) {
   std::signal(SIGPIPE, SIG_IGN);
   TemporaryFolder folder;
-  Receiver receiver;
-  receiver.AcceptOne(false);
+  const Receiver receiver;
   host::Writer stalled;
   ASSERT_EQ(stalled.Start(receiver.Url(), kStream), S_OK);
   std::thread pushing([&] {
@@ -117,20 +89,6 @@ TEST(Faults, ReceiverThatStopsReadingEndsItsOwnWriterOnly) {
   EXPECT_LT(neighbour, 20.0);
   EXPECT_EQ(Probe(folder / "a.mp4").Video()->frames, 50);
   EXPECT_THAT(stalled.LastError(), testing::HasSubstr("packet"));
-}
-
-TEST(Faults, ReceiverThatHangsUpGivesAStatus) {
-  std::signal(SIGPIPE, SIG_IGN);
-  Receiver receiver;
-  receiver.AcceptOne(true);
-  host::Writer writer;
-  ASSERT_EQ(writer.Start(receiver.Url(), kStream), S_OK);
-  HRESULT result = S_OK;
-  for (int i = 0; i < 400 && Succeeded(result); ++i) result = writer.Put(NoiseFrame(i));
-  EXPECT_LT(result, 0);
-  const auto stopping = Clock::now();
-  writer.Stop();
-  EXPECT_LT(SecondsSince(stopping), 3.0);
 }
 
 TEST(Faults, NobodyListensIsAFailureOfTheFirstFrame) {
@@ -171,21 +129,14 @@ TEST(Faults, FullDiskKeepsWhatWasWrittenPlayable) {
     writer.Stop();
     EXPECT_THAT(writer.LastError(), testing::HasSubstr("0x80070070")) << name;
     const ProbedFile file = Probe(disk / name);
-    ASSERT_TRUE(file.opened && file.Video() != nullptr) << name;
-    EXPECT_GE(file.Video()->frames, 10) << name;
+    EXPECT_GE(file.Pictures().frames, 10) << name;
     std::filesystem::remove(disk / name);
   }
 }
 
-std::string Bytes(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
 TEST(Faults, FailingSecondOutputLeavesTheMainOneAlone) {
   TemporaryFolder folder;
-  Feed feed = NoisyFeed();
-  feed.channels = 1;
+  const Feed feed{.width = 1280, .height = 720, .channels = 1};
   const std::string common =
       "video::codec=mpeg2video video::threads=1 audio::codec=mp2 start_timecode=10:00:00:00 ";
   ASSERT_EQ(Record(folder / "alone.ts", common, feed, 60), S_OK);
@@ -195,7 +146,7 @@ TEST(Faults, FailingSecondOutputLeavesTheMainOneAlone) {
              feed, 60, &noted),
       S_OK);
   EXPECT_THAT(noted, testing::HasSubstr("second output"));
-  EXPECT_TRUE(Bytes(folder / "alone.ts") == Bytes(folder / "both.ts"));
+  EXPECT_TRUE(folder.Read("alone.ts") == folder.Read("both.ts"));
   ASSERT_EQ(Record(folder / "third.ts", common + "second_encoder=" + (folder / "no/such.mp4"), feed,
                    10, &noted),
             S_OK);
@@ -215,9 +166,7 @@ long ResidentKilobytes() {
 
 TEST(Faults, StartAndStopGrowNothing) {
   TemporaryFolder folder;
-  Feed feed;
-  feed.width = 64;
-  feed.height = 48;
+  const Feed feed{.width = 64, .height = 48};
   host::Writer writer;
   const auto cycle = [&](int i) {
     ASSERT_EQ(writer.Start(folder / Numbered("a", i % 4, ".mp4"), "video::codec=mpeg4"), S_OK);
@@ -253,9 +202,8 @@ TEST(Faults, EightWritersShareOneProcess) {
   for (std::size_t i = 0; i < results.size(); ++i) {
     EXPECT_EQ(results[i], S_OK);
     const ProbedFile file = Probe(folder / Numbered("w", static_cast<int>(i), ".mkv"));
-    ASSERT_NE(file.Video(), nullptr);
-    EXPECT_EQ(file.Video()->frames, 40);
-    EXPECT_EQ(file.Video()->errors, 0);
+    EXPECT_EQ(file.Pictures().frames, 40);
+    EXPECT_EQ(file.Pictures().errors, 0);
   }
 }
 
