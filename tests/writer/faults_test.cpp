@@ -1,4 +1,3 @@
-#include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <sys/mount.h>
 #include <sys/socket.h>
@@ -9,6 +8,7 @@
 #include <fstream>
 #include <thread>
 
+#include "support/loopback.h"
 #include "support/media_probe.h"
 
 namespace xv::test {
@@ -30,27 +30,6 @@ double SecondsSince(Clock::time_point begin) {
   return std::chrono::duration<double>(Clock::now() - begin).count();
 }
 
-// Listens on loopback. The kernel takes the connection, and nobody reads what comes by it.
-class Receiver {
- public:
-  Receiver() : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof(address);
-    ::bind(socket_, reinterpret_cast<sockaddr*>(&address), size);
-    ::listen(socket_, 1);
-    ::getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size);
-    port_ = ntohs(address.sin_port);
-  }
-  ~Receiver() { ::close(socket_); }
-  std::string Url() const { return Numbered("tcp://127.0.0.1:", port_, ""); }
-
- private:
-  int socket_;
-  int port_ = 0;
-};
-
 constexpr char kStream[] = "format=mpegts video::codec=mpeg2video video::b=40M io_timeout=1";
 
 // Noise that no encoder makes small, so that a socket's buffers fill.
@@ -70,9 +49,11 @@ host::Ptr<IXvFrame> NoiseFrame(int number) {
 TEST(Faults, ReceiverThatStopsReadingEndsItsOwnWriterOnly) {
   std::signal(SIGPIPE, SIG_IGN);
   TemporaryFolder folder;
-  const Receiver receiver;
+  // The kernel takes the connection, and nobody reads what comes by it.
+  const BoundSocket receiver(SOCK_STREAM, 0);
+  ::listen(receiver.socket, 1);
   host::Writer stalled;
-  ASSERT_EQ(stalled.Start(receiver.Url(), kStream), S_OK);
+  ASSERT_EQ(stalled.Start(Numbered("tcp://127.0.0.1:", receiver.port, ""), kStream), S_OK);
   std::thread pushing([&] {
     HRESULT result = S_OK;
     for (int i = 0; i < 400 && Succeeded(result); ++i) result = stalled.Put(NoiseFrame(i));

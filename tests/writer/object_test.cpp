@@ -64,6 +64,15 @@ TEST(WriterObject, RecordsAgainWithTheSameSettingsAfterStop) {
   }
 }
 
+TEST(WriterObject, ReservedPlacesAnswerAsDocumented) {
+  const auto writer = NewWriter();
+  EXPECT_EQ(QueryAs<IXvObject_I>(writer)->ObjectReserved3(nullptr), E_NOTIMPL);
+  EXPECT_EQ(QueryAs<IXvReceiver_I>(writer)->ReceiverReserved2(nullptr), S_OK);
+  EXPECT_EQ(writer->WriterReserved3(nullptr), E_NOTIMPL);
+  EXPECT_EQ(QueryAs<IXfWriter>(writer)->XfWriterReserved1(nullptr), E_NOTIMPL);
+  EXPECT_EQ(QueryAs<IXfWriter>(writer)->XfReceiverReserved2(nullptr), E_NOTIMPL);
+}
+
 TEST(WriterObject, NameGetShowsTargetAndAttributes) {
   const auto component = QueryAs<IXfWriter>(NewWriter());
   ASSERT_EQ(component->WriterNameSet(u"x.mp4", nullptr, u"format=mp4 qs_impl=7 title='a b'"), S_OK);
