@@ -198,12 +198,5 @@ TEST(SetupStream, OffsetAndRateOfTheSound) {
   EXPECT_EQ(sound.holder.codec->sample_rate, 48000);
 }
 
-TEST(SetupStream, OtherNodesAndMissingVendorsFail) {
-  EXPECT_EQ(OpenTrack("mov", "subtitle", "codec=mpeg4", Media()).status.code(), E_FAIL);
-  const OpenTrack vendor("mov", "video", "codec=n264", Media());
-  EXPECT_EQ(vendor.status.code(), E_FAIL);
-  EXPECT_THAT(vendor.holder.failure, testing::HasSubstr("not available"));
-}
-
 }  // namespace
 }  // namespace xv
