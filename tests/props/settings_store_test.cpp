@@ -106,18 +106,6 @@ TEST_F(SettingsStoreTest, PlacesThatCannotBeWrittenLeaveTheDefaults) {
   }
 }
 
-TEST_F(SettingsStoreTest, FileBehindALinkIsWritten) {
-  Write("a = 1\n");
-  const std::string link = folder_.Path() + "/link.toml";
-  fs::create_symlink(path_, link);
-  SettingsStore store(link);
-  SettingsTable table;
-  EXPECT_EQ(store.Read(&table).code(), S_OK);
-  EXPECT_EQ(store.AddMissing({{"b", "2"}}).code(), S_OK);
-  EXPECT_TRUE(fs::is_symlink(link));
-  EXPECT_EQ(FileText(), "a = 1\n\"b\" = 2\n");
-}
-
 TEST(SettingsPath, ComesFromTheEnvironment) {
   const auto with = [](const char* given, const char* config, const char* home) {
     setenv("XVWRITER_SETTINGS", given, 1);
