@@ -248,7 +248,8 @@ TEST(Xvfollow, InterruptLeavesAPlayableCopy) {
   ASSERT_EQ(writer.Start(recording, std::string("play_while_rec=true ") + kMpeg), S_OK);
   PushSlowly(writer, 60, 0);
   PeerProcess follower({kFollow, "--follow", "--copy", copy, recording}, folder / "log");
-  ASSERT_TRUE(Eventually(kPatience, [&] { return SizeOf(copy) > 10'000; }));
+  // Some twenty-five frames: the sound of each is 7,680 bytes.
+  ASSERT_TRUE(Eventually(kPatience, [&] { return SizeOf(copy) > 250'000; }));
   follower.Send(SIGINT);
   ASSERT_TRUE(follower.WaitForEnd(kPatience));
   EXPECT_EQ(follower.ExitStatus(), 0);
