@@ -95,21 +95,17 @@ TEST(Attributes, FormatsThatNeedAPictureGetAPlaceholder) {
 }
 
 TEST(Attributes, DvFamilyGetsItsRasters) {
-  struct Case {
-    const char* attribute;
-    int width, height, outWidth;
+  const auto widthOf = [](const std::string& attribute, int width, int height) {
+    const Feed feed{.width = width, .height = height, .interlace = eXvI_TopFirst};
+    const ProbedStream video =
+        RecordAndProbe("a.mov", "video::codec=dvvideo " + attribute, feed, 5).Pictures();
+    EXPECT_TRUE(video.frames == 5 && video.height == height);
+    EXPECT_NEAR(video.lumaMeans.at(0), 40, 3);
+    return video.width;
   };
-  for (const Case& c : {Case{"video::dv_format=dvsd", 720, 576, 720},
-                        {"video::dv_format=dv50", 720, 576, 720},
-                        {"", 1920, 1080, 1440}}) {
-    const Feed feed{.width = c.width, .height = c.height, .interlace = eXvI_TopFirst};
-    const ProbedFile file =
-        RecordAndProbe("a.mov", std::string("video::codec=dvvideo ") + c.attribute, feed, 5);
-    const ProbedStream& video = file.Pictures();
-    EXPECT_EQ(video.frames, 5);
-    EXPECT_TRUE(video.width == c.outWidth && video.height == c.height) << c.attribute;
-    EXPECT_NEAR(video.lumaMeans[0], 40, 3) << c.attribute;
-  }
+  EXPECT_EQ(widthOf("video::dv_format=dvsd", 720, 576), 720);
+  EXPECT_EQ(widthOf("video::dv_format=dv50", 720, 576), 720);
+  EXPECT_EQ(widthOf("", 1920, 1080), 1440);
 }
 
 TEST(Attributes, SizeScalesPictures) {

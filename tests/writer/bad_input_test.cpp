@@ -99,8 +99,7 @@ TEST(BadInput, TruncatedPicturesAreRefusedAndTheRecordingGoesOn) {
 
 TEST(BadInput, SoundThatIsNotValidIsLeftOut) {
   TemporaryFolder folder;
-  Feed feed;
-  feed.channels = 33;
+  Feed feed{.channels = 33};
   ASSERT_EQ(Record(folder / "a.mp4", kAttributes, feed, 3), S_OK);
   EXPECT_EQ(Probe(folder / "a.mp4").Count(AVMEDIA_TYPE_AUDIO), 0);
   feed.width = 0;

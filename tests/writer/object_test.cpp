@@ -36,9 +36,8 @@ TEST(WriterObject, StatesFollowStartAndStop) {
   ASSERT_EQ(writer->WriterSet(host::Wide(folder / "a.mov").c_str(), u"video::codec=mpeg4"), S_OK);
   EXPECT_EQ(object->ObjectStart(writer.get()), S_OK);
   EXPECT_EQ(object->ObjectStart(writer.get()), S_FALSE);
-  Feed feed;
   const auto receiver = QueryAs<IXvReceiver_I>(writer);
-  ASSERT_EQ(receiver->ReceiverPut(nullptr, nullptr, MakeFrame(feed, 0).get()), S_OK);
+  ASSERT_EQ(receiver->ReceiverPut(nullptr, nullptr, MakeFrame(Feed(), 0).get()), S_OK);
   EXPECT_EQ(writer->WriterSet(u"other", u""), XV_E_IN_USE);
   char16_t* name = nullptr;
   EXPECT_EQ(object->ObjectStop(), S_OK);
@@ -194,9 +193,7 @@ TEST(HostFrame, CarriesExtrasByKeyAndName) {
 }
 
 TEST(HostFrame, CropViewSharesMemoryAndRefusesWhatLiesOutside) {
-  Feed feed;
-  feed.channels = 0;
-  const auto frame = MakeFrame(feed, 0);
+  const auto frame = MakeFrame({.channels = 0}, 0);
   const auto extras = QueryAs<IXvFrameExtras>(frame);
   Ptr<IXvFrame> view;
   ASSERT_EQ(extras->CropView(16, 8, 100, 50, view.Receive()), S_OK);
