@@ -14,7 +14,7 @@ struct Candidate {
 };
 
 struct Options {
-  int rounds = 40;
+  int rounds = 15;
   bool cold = true;  // also with the caches swept before each picture
   std::string only;  // rows whose title holds this text
 };

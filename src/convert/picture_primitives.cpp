@@ -90,45 +90,69 @@ class PlanarWriter {
     sink_.Commit(u, uTo, Bytes(count));
     sink_.Commit(v, vTo, Bytes(count));
   }
-  // Rows y and y + 1 of 4:2:0 by `make(ya, yb, u, v, stores)`; for kNv12 u is the row of U and V.
+  // Row y of 4:2:2 by `make({y, u, v}, fullRange, stores)`, in the range that is wanted.
+  template <class Make>
+  void Row422(int y, Make&& make) {
+    const auto place = [&](std::size_t plane) {
+      return Place{target_.data[plane] + y * target_.step[plane],
+                   Bytes(plane == 0 ? width_ : ChromaWidth()), nullptr};
+    };
+    Rows(std::array{place(0), place(1), place(2)},
+         [&](const auto& rows, Stores stores) { make(rows, fullRange_, stores); });
+  }
+  // Rows y and, with `both`, y + 1 of 4:2:0 by `make({ya, yb, u, v}, stores)`; for kNv12 u is the
+  // row of U and V, and v is none.
   template <class Make>
   void PairOfRows(int y, bool both, Make&& make) {
     const bool nv12 = target_.kind == Kind::kNv12;
-    const std::size_t lumaBytes = Bytes(width_);
-    const std::size_t chromaBytes = Bytes(nv12 ? 2 * ChromaWidth() : ChromaWidth());
     const bool hasChroma = y / 2 < target_.chromaHeight;
-    std::uint8_t* to[4] = {target_.data[0] + y * target_.step[0], nullptr, nullptr, nullptr};
-    to[1] = both ? to[0] + target_.step[0] : to[0];
-    for (std::size_t i = 1; i < (nv12 ? 2u : 3u) && hasChroma; ++i) {
-      to[1 + i] = target_.data[i] + y / 2 * target_.step[i];
-    }
-    const bool direct = hasChroma && !fullRange_;
-    const Stores stores = direct ? sink_.StoresTo(to[0], to[1], to[2], to[3]) : Stores::kCached;
-    std::uint8_t* rows[4];
-    const auto open = [&](std::size_t i, std::size_t bytes) {
-      rows[i] = stores == Stores::kStreamed ? to[i]
-                : to[i] == nullptr          ? RowScratch(static_cast<int>(i), bytes)
-                                            : sink_.Open(static_cast<int>(i), to[i], bytes);
+    const auto luma = [&](int row, bool wanted) {
+      return Place{wanted ? target_.data[0] + row * target_.step[0] : nullptr, Bytes(width_),
+                   fullRange_ ? Packed().expandLuma : nullptr};
     };
-    open(0, lumaBytes);
-    open(1, lumaBytes);
-    if (!both) rows[1] = rows[0];
-    open(2, chromaBytes);
-    open(3, chromaBytes);
-    make(rows[0], rows[1], rows[2], rows[3], stores);
-    const auto close = [&](std::size_t i, std::size_t bytes) {
-      if (to[i] == nullptr) return;
-      if (fullRange_)
-        (i < 2 ? Packed().expandLuma : Packed().expandChroma)(rows[i], static_cast<int>(bytes));
-      sink_.Commit(rows[i], to[i], bytes);
+    const auto chroma = [&](std::size_t plane) {
+      return Place{hasChroma ? target_.data[plane] + y / 2 * target_.step[plane] : nullptr,
+                   Bytes(nv12 ? 2 * ChromaWidth() : ChromaWidth()),
+                   fullRange_ ? Packed().expandChroma : nullptr};
     };
-    close(0, lumaBytes);
-    if (both) close(1, lumaBytes);
-    close(2, chromaBytes);
-    close(3, chromaBytes);
+    Rows(std::array{luma(y, true), luma(y + 1, both), chroma(1), nv12 ? Place{} : chroma(2)}, make);
   }
 
  private:
+  // A row that a kernel makes. Without a target it is made and dropped, without bytes it is none.
+  struct Place {
+    std::uint8_t* to = nullptr;
+    std::size_t bytes = 0;
+    void (*expand)(std::uint8_t* row, int count) = nullptr;  // what is done to it afterwards
+
+    bool MayStream() const { return bytes == 0 || (to != nullptr && expand == nullptr); }
+  };
+
+  template <std::size_t N, class Make>
+  void Rows(const std::array<Place, N>& places, Make&& make) {
+    Stores stores = Stores::kStreamed;
+    for (const Place& place : places) {
+      if (!place.MayStream() || sink_.StoresTo(place.to) == Stores::kCached) {
+        stores = Stores::kCached;
+      }
+    }
+    std::array<std::uint8_t*, N> rows{};
+    for (std::size_t i = 0; i < N; ++i) {
+      const Place& place = places[i];
+      const int slot = static_cast<int>(i);
+      rows[i] = stores == Stores::kStreamed ? place.to
+                : place.to == nullptr       ? RowScratch(slot, place.bytes)
+                                            : sink_.Open(slot, place.to, place.bytes);
+    }
+    make(rows, stores);
+    for (std::size_t i = 0; i < N; ++i) {
+      const Place& place = places[i];
+      if (place.to == nullptr) continue;
+      if (place.expand != nullptr) place.expand(rows[i], static_cast<int>(place.bytes));
+      sink_.Commit(rows[i], place.to, place.bytes);
+    }
+  }
+
   const PlanarView& target_;
   RowSink sink_;
   int width_;
@@ -154,21 +178,20 @@ void PackedFrameTo420(const PackedSource& source, PlanarWriter& writer, bool nv1
     const bool both = y + 1 < view.height;
     const std::uint8_t* a = Row(view, y);
     const std::uint8_t* b = both ? Row(view, y + 1) : a;
-    writer.PairOfRows(
-        y, both,
-        [&](std::uint8_t* ya, std::uint8_t* yb, std::uint8_t* u, std::uint8_t* v, Stores stores) {
-          if (nv12 && !source.vFirst) {
-            kernels.toNv12[source.first](a, b, ya, yb, u, view.width, stores);
-          } else if (nv12) {
-            std::uint8_t* planes = RowScratch(7, Bytes(2 * pairs));
-            kernels.to420[source.first](a, b, ya, yb, planes + pairs, planes, view.width,
-                                        Stores::kCached);
-            kernels.interleave(planes, planes + pairs, u, pairs);
-          } else {
-            if (source.vFirst) std::swap(u, v);
-            kernels.to420[source.first](a, b, ya, yb, u, v, view.width, stores);
-          }
-        });
+    writer.PairOfRows(y, both, [&](const auto& rows, Stores stores) {
+      const auto& [ya, yb, u, v] = rows;
+      if (nv12 && !source.vFirst) {
+        kernels.toNv12[source.first](a, b, ya, yb, u, view.width, stores);
+      } else if (nv12) {
+        std::uint8_t* planes = RowScratch(7, Bytes(2 * pairs));
+        kernels.to420[source.first](a, b, ya, yb, planes + pairs, planes, view.width,
+                                    Stores::kCached);
+        kernels.interleave(planes, planes + pairs, u, pairs);
+      } else {
+        kernels.to420[source.first](a, b, ya, yb, source.vFirst ? v : u, source.vFirst ? u : v,
+                                    view.width, stores);
+      }
+    });
   }
 }
 
@@ -274,18 +297,22 @@ int PackedToPlanar(const ImageView& view, const PlanarView& target, FieldForm fo
   const PackedKernels& kernels = Packed();
   for (int y = 0; y < view.height; ++y) {
     const std::uint8_t* row = Row(view, y);
+    if (target.kind == Kind::k422) {
+      writer.Row422(y, [&](const auto& rows, bool full, Stores stores) {
+        const auto& [luma, u, v] = rows;
+        kernels.to422[source.first](row, luma, source.vFirst ? v : u, source.vFirst ? u : v,
+                                    view.width, full, stores);
+      });
+      continue;
+    }
     writer.Luma(y, [&](std::uint8_t* luma) { kernels.luma[source.first](row, luma, view.width); });
     writer.Chroma(y, [&](std::uint8_t* u, std::uint8_t* v) {
       if (source.vFirst) std::swap(u, v);
-      if (target.kind == Kind::k422) {
-        kernels.chroma[source.first](row, row, u, v, source.Pairs());
-      } else {
-        // A last pair without a partner counts for both.
-        const int quads = view.width / 4;
-        kernels.chroma411[source.first](row, u, v, quads);
-        if (writer.ChromaWidth() > quads) {
-          kernels.chroma[source.first](row + 8 * quads, row + 8 * quads, u + quads, v + quads, 1);
-        }
+      // A last pair without a partner counts for both.
+      const int quads = view.width / 4;
+      kernels.chroma411[source.first](row, u, v, quads);
+      if (writer.ChromaWidth() > quads) {
+        kernels.chroma[source.first](row + 8 * quads, row + 8 * quads, u + quads, v + quads, 1);
       }
     });
   }
@@ -313,15 +340,14 @@ int RgbToPlanar(const ImageView& source, const PlanarView& target, const RgbToYu
       const bool both = y + 1 < source.height;
       const std::uint8_t* a = BgraRow(source, y, 4);
       const std::uint8_t* b = both ? BgraRow(source, y + 1, 5) : a;
-      writer.PairOfRows(
-          y, both,
-          [&](std::uint8_t* ya, std::uint8_t* yb, std::uint8_t* u, std::uint8_t* v, Stores stores) {
-            if (target.kind == Kind::kNv12) {
-              kernels.toNv12(a, b, ya, yb, u, width, matrix, stores);
-            } else {
-              kernels.to420(a, b, ya, yb, u, v, width, matrix, stores);
-            }
-          });
+      writer.PairOfRows(y, both, [&](const auto& rows, Stores stores) {
+        const auto& [ya, yb, u, v] = rows;
+        if (target.kind == Kind::kNv12) {
+          kernels.toNv12(a, b, ya, yb, u, width, matrix, stores);
+        } else {
+          kernels.to420(a, b, ya, yb, u, v, width, matrix, stores);
+        }
+      });
     }
     return 0;
   }
@@ -427,9 +453,10 @@ int Pack422ToV210(const ImageView& source, const ImageView& target) {
 }
 
 int UnpackV210(const ImageView& source, const ImageView& target) {
-  return MakeRows(
-      target, source.height, Bytes((source.width & ~1) * 2),
-      [&](int y, std::uint8_t* row) { Deep().unpackV210(Row(source, y), row, source.width); });
+  return StreamRows(target, source.height, Bytes((source.width & ~1) * 2),
+                    [&](int y, std::uint8_t* row, Stores stores) {
+                      Deep().unpackV210(Row(source, y), row, source.width, stores);
+                    });
 }
 
 int UnpackV210ToPlanes(const ImageView& source, const PlanarView& target) {

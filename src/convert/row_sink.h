@@ -32,12 +32,11 @@ class RowSink {
     if (streams_) Channels().fence();
   }
 
-  // How a kernel that streams may write all of these rows itself: with kStreamed no place is to be
-  // opened for them.
-  template <class... Rows>
-  Stores StoresTo(const Rows*... rows) const {
-    const auto bits = (reinterpret_cast<std::uintptr_t>(rows) | ...);
-    return streams_ && bits % kStreamAlignment == 0 ? Stores::kStreamed : Stores::kCached;
+  // How a kernel that can stream may write this row itself: with kStreamed no place is to be opened
+  // for it.
+  Stores StoresTo(const std::uint8_t* row) const {
+    const bool aligned = reinterpret_cast<std::uintptr_t>(row) % kStreamAlignment == 0;
+    return streams_ && aligned ? Stores::kStreamed : Stores::kCached;
   }
   // The place to make a row in; Commit brings it to `target`.
   std::uint8_t* Open(int slot, std::uint8_t* target, std::size_t bytes) {

@@ -45,13 +45,14 @@ Status Output::WriteHeader(AvDictionary& options) {
     result = avformat_write_header(context.get(), nullptr);
   }
   headerWritten = result >= 0;
-  return StatusFromAvError(result);
+  headerFailure = StatusFromAvError(result);
+  return headerFailure;
 }
 
 Status Output::WriteInterleaved(AVPacket* packet) {
   const std::lock_guard guard(lock);
   // A muxer without a header reads what it never set up.
-  if (!headerWritten) return E_UNEXPECTED;
+  if (!headerWritten) return headerFailure.Failed() ? headerFailure : Status(E_UNEXPECTED);
   const IoCall call(interrupt);
   const int result = locator != nullptr ? locator->Write(packet)
                                         : av_interleaved_write_frame(context.get(), packet);

@@ -23,6 +23,7 @@ struct Output {
   FileSink sink;               // behind the muxer when it is a local file
   bool ownsUrlIo = false;      // pb was opened by FFmpeg for a URL
   bool headerWritten = false;  // only then may packets and a trailer follow
+  Status headerFailure;        // what packets answer that find no header
   // Makes the index of a recording that grows, or null. The growing files own it.
   PacketLocator* locator = nullptr;
   IoInterrupt interrupt;

@@ -13,9 +13,9 @@ int Session::AudioTracks() const {
 void Session::KeepError(Status error, const char* stage, const std::string& words) {
   if (!error.Failed()) return;
   HRESULT none = S_OK;
-  if (sticky_.compare_exchange_strong(none, error.code()) && stats != nullptr) {
-    stats->Fail(stage, words, error);
-  }
+  if (!sticky_.compare_exchange_strong(none, error.code()) || stats == nullptr) return;
+  // What the header's failure said is the cause; a packet that finds no header adds nothing.
+  if (error != main.headerFailure) stats->Fail(stage, words, error);
 }
 
 }  // namespace xv

@@ -3,8 +3,8 @@
 #include <fstream>
 #include <sstream>
 
-#include "support/peer_process.h"
 #include "clients/received_media.h"
+#include "support/peer_process.h"
 #include "support/run_program.h"
 
 // Playlists, segments and picture sequences, read from the disk or from a web server's folder.
@@ -22,6 +22,15 @@ std::vector<std::string> LinesOf(const std::string& path) {
   std::vector<std::string> lines;
   for (std::string line; std::getline(file, line);) lines.push_back(line);
   return lines;
+}
+
+// Closed, and with every file that it names.
+bool IsWhole(const TemporaryFolder& folder, const std::string& playlist) {
+  const auto lines = LinesOf(folder / playlist);
+  return !lines.empty() && lines.back() == "#EXT-X-ENDLIST" &&
+         std::all_of(lines.begin(), lines.end(), [&](const std::string& line) {
+           return line.empty() || line[0] == '#' || std::filesystem::exists(folder / line);
+         });
 }
 
 // The playlist is closed and its segments, one after the other, hold all pictures: each decodes
@@ -75,10 +84,7 @@ TEST(HlsReader, WebServerGetsPlaylistAndSegments) {
   writer.Stop();
   EXPECT_EQ(writer.LastError(), "");
   // The server may still be at work on what its client has sent to the end.
-  EXPECT_TRUE(Eventually(5, [&] {
-    const auto lines = LinesOf(folder / "a.m3u8");
-    return !lines.empty() && lines.back() == "#EXT-X-ENDLIST";
-  }));
+  EXPECT_TRUE(Eventually(5, [&] { return IsWhole(folder, "a.m3u8"); }));
   ExpectPlaylist(folder, "a.m3u8");
 }
 

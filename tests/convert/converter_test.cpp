@@ -32,6 +32,12 @@ struct Result {
   }
 };
 
+Picture Filled(const XV_VID_PROPS& vid, std::uint32_t colour) {
+  Picture picture(vid);
+  EXPECT_EQ(FillBackground(picture.View(), colour, 1.0), S_OK);
+  return picture;
+}
+
 Result Convert(const Picture& source, const XV_VID_PROPS* target, const char* attributes,
                int field = -1) {
   const auto node = CoXMLNode::Create("props");
@@ -154,16 +160,6 @@ TEST(RotatePlane, EverySampleLandsWhereItBelongs) {
   }
 }
 
-TEST(Converter, MirrorOfAHostFrameLeavesTheHostsMemoryAlone) {
-  Picture source(kFccUYVY, 32, 4);
-  source.Randomise(5);
-  const Picture before = source;
-  const Result result = Convert(source, nullptr, "mirror=vert");
-  ASSERT_EQ(result.status, S_OK);
-  EXPECT_EQ(source.bytes, before.bytes);
-  EXPECT_TRUE(std::equal(result.Row(0), result.Row(0) + 64, source.Row(3)));
-}
-
 XV_VID_PROPS TargetProps(std::uint32_t tag, int width, int height, std::uint32_t interlace,
                          int aspectX, int aspectY, std::uint32_t fit = eXvAF_Default) {
   XV_VID_PROPS vid = test::VidProps(tag, width, height, interlace);
@@ -206,30 +202,33 @@ TEST(RegionPlan, LetterBoxCropAndOneToOne) {
 }
 
 TEST(Converter, LetterBoxMarginsAreBlackAndThePictureFillsTheRest) {
-  Picture source(TargetProps(kFccUYVY, 160, 90, eXvI_Progressive, 16, 9));
-  ASSERT_EQ(FillBackground(source.View(), 0xFFFFFFFF, 1.0), S_OK);
+  const Picture source =
+      Filled(TargetProps(kFccUYVY, 160, 90, eXvI_Progressive, 16, 9), 0xFFFFFFFF);
   for (const std::uint32_t tag : {kFccUYVY, kFccI420, kFccRGB32}) {
     const XV_VID_PROPS target =
         TargetProps(tag, 80, tag == kFccRGB32 ? -60 : 60, eXvI_Progressive, 4, 3, eXvAF_LetterBox);
     const Result result = Convert(source, &target, "scaling_quality=4");
     ASSERT_EQ(result.status, S_OK);
-    const int black = tag == kFccRGB32 ? 0 : 16;
-    EXPECT_EQ(LumaAt(result, 40, 2), black);
-    EXPECT_EQ(LumaAt(result, 40, 57), black);
-    EXPECT_NEAR(LumaAt(result, 40, 30), tag == kFccRGB32 ? 255 : 235, 2);
-    EXPECT_NEAR(LumaAt(result, 40, 9), tag == kFccRGB32 ? 255 : 235, 2);
+    const bool rgb = tag == kFccRGB32;
+    for (const int y : {2, 57}) EXPECT_EQ(LumaAt(result, 40, y), rgb ? 0 : 16);
+    for (const int y : {9, 30}) EXPECT_NEAR(LumaAt(result, 40, y), rgb ? 255 : 235, 2);
   }
 }
 
-TEST(Converter, SameGeometryOnlyConvertsTheLayout) {
+TEST(Converter, SameGeometryMovesSamplesAndLeavesTheHostsMemoryAlone) {
   Picture source(kFccUYVY, 64, 48);
   source.Randomise(7);
+  const Picture before = source;
   const XV_VID_PROPS target = test::VidProps(kFccYUY2, 64, 48);
   const Result result = Convert(source, &target, "scaling_quality=4");
   ASSERT_EQ(result.status, S_OK);
   for (int x = 0; x < 64; ++x) ASSERT_EQ(LumaAt(result, x, 11), source.Row(11)[2 * x + 1]);
   EXPECT_EQ(result.contents.props.aud.nChannels, 2);
   EXPECT_EQ(result.vid().nRowBytes, 128);
+  const Result mirrored = Convert(source, nullptr, "mirror=vert");
+  ASSERT_EQ(mirrored.status, S_OK);
+  EXPECT_TRUE(std::equal(mirrored.Row(0), mirrored.Row(0) + 128, source.Row(47)));
+  EXPECT_EQ(source.bytes, before.bytes);
 }
 
 // Two moments in the two fields: the earlier one dark, the later one bright.
@@ -282,10 +281,9 @@ TEST(Converter, ScalingKeepsFieldsApartAndInOrder) {
 }
 
 TEST(Weave, TakesTurnsByRowAndExchangesForBottomFirst) {
-  Picture dark(kFccUYVY, 8, 6);
-  Picture bright(kFccUYVY, 8, 6);
-  FillBackground(dark.View(), 0xFF202020, 1.0).code();
-  FillBackground(bright.View(), 0xFFE0E0E0, 1.0).code();
+  const XV_VID_PROPS vid = test::VidProps(kFccUYVY, 8, 6);
+  const Picture dark = Filled(vid, 0xFF202020);
+  const Picture bright = Filled(vid, 0xFFE0E0E0);
   for (const std::uint32_t order : {eXvI_TopFirst, eXvI_BottomFirst}) {
     Picture target(kFccYUY2, 8, 6, order);
     Weave(dark.View(), bright.View(), target.View());
@@ -297,31 +295,21 @@ TEST(Weave, TakesTurnsByRowAndExchangesForBottomFirst) {
   Picture untouched(test::VidProps(kFccI420, 8, 6), 9);
   Weave(dark.View(), bright.View(), untouched.View());
   EXPECT_THAT(untouched.bytes, testing::Each(9));
-}
 
-TEST(Converter, TwoFramesAreWovenBeforeTheRest) {
-  const Picture first = Steps(kFccUYVY, 32, 16);
-  Picture second = first;
-  FillBackground(second.View(), 0xFFE0E0E0, 1.0).code();
-  const Ref<XvConverterRC2> converter = MakeRef<XvConverterRC2>();
-  Ref<IXvFrame> result;
-  const Ref<IXvFrame> frames[2] = {FrameOf(first), FrameOf(second)};
-  ASSERT_EQ(converter->Convert(frames[0].get(), frames[1].get(), nullptr, -1, &result, nullptr),
+  // The converter weaves two frames before all else.
+  Result woven;
+  const Ref<IXvFrame> frames[2] = {FrameOf(dark), FrameOf(bright)};
+  ASSERT_EQ(MakeRef<XvConverterRC2>()->Convert(frames[0].get(), frames[1].get(), nullptr, -1,
+                                               &woven.frame, nullptr),
             S_OK);
-  FrameContents contents;
-  ASSERT_EQ(ReadContents(result.get(), &contents), S_OK);
-  const ImageView view = MakeImageView(contents.props.vid, contents.video);
-  EXPECT_TRUE(std::equal(view.data[0], view.data[0] + 64, first.Row(0)));
-  EXPECT_TRUE(
-      std::equal(view.data[0] + view.step[0], view.data[0] + view.step[0] + 64, second.Row(1)));
+  ASSERT_EQ(ReadContents(woven.frame.get(), &woven.contents), S_OK);
+  for (int y = 0; y < 6; ++y) EXPECT_NEAR(LumaAt(woven, 3, y), y % 2 == 0 ? kEarly : kLate, 1);
 }
 
 TEST(Converter, StereoPicturesScaleSideBySide) {
-  Picture source(kFccUYVY, 64, 32);
-  const ImageView view = source.View();
-  FillBackground(RegionView(view, 0, 0, 32, 32), 0xFF202020, 1.0).code();
-  FillBackground(RegionView(view, 32, 0, 32, 32), 0xFFE0E0E0, 1.0).code();
-  ImageView from = view;
+  const Picture source = Filled(test::VidProps(kFccUYVY, 64, 32), 0xFF202020);
+  ImageView from = source.View();
+  ASSERT_EQ(FillBackground(RegionView(from, 32, 0, 32, 32), 0xFFE0E0E0, 1.0), S_OK);
   from.format = eXvVF_HorizontalSplit;
   Picture target(kFccUYVY, 48, 48);
   ImageView to = target.View();

@@ -90,6 +90,8 @@ Cases PackedCases() {
         {"chroma31", {Four, Four}, {One, One}, [i](const Run& r) { r.packed.chroma31[i](r.s[0], r.s[1], r.t[0], r.t[1], r.w); }},
         {"packedTo420", {Groups, Groups}, {One, One, Half, Half}, [i](const Run& r) { r.packed.to420[i](r.s[0], r.s[1], r.t[0], r.t[1], r.t[2], r.t[3], r.w, r.stores); }},
         {"packedToNv12", {Groups, Groups}, {One, One, Pairs}, [i](const Run& r) { r.packed.toNv12[i](r.s[0], r.s[1], r.t[0], r.t[1], r.t[2], r.w, r.stores); }},
+        {"packedTo422", {Groups}, {One, Half, Half}, [i](const Run& r) { r.packed.to422[i](r.s[0], r.t[0], r.t[1], r.t[2], r.w, false, r.stores); }},
+        {"packedTo422Full", {Groups}, {One, Half, Half}, [i](const Run& r) { r.packed.to422[i](r.s[0], r.t[0], r.t[1], r.t[2], r.w, true, r.stores); }},
         {"chroma411", {Eight}, {One, One}, [i](const Run& r) { r.packed.chroma411[i](r.s[0], r.t[0], r.t[1], r.w); }},
         {"join", {One, Half, Half}, {Groups}, [i](const Run& r) { r.packed.join[i](r.s[0], r.s[1], r.s[2], r.t[0], r.w, r.stores); }},
     };
@@ -148,7 +150,7 @@ Cases DeepCases() {
   const auto words = [](std::uint8_t* row) { return reinterpret_cast<std::uint16_t*>(row); };
   // clang-format off
   Cases cases = {
-      {"unpackV210", {V210}, {Groups}, [](const Run& r) { r.deep.unpackV210(r.s[0], r.t[0], r.w); }},
+      {"unpackV210", {V210}, {Groups}, [](const Run& r) { r.deep.unpackV210(r.s[0], r.t[0], r.w, r.stores); }},
       {"planesFromV210", {V210}, {Two, Groups, Groups}, [=](const Run& r) { r.deep.planesFromV210(r.s[0], words(r.t[0]), words(r.t[1]), words(r.t[2]), r.w); }},
       {"packV210", {Groups}, {V210}, [](const Run& r) { r.deep.packV210[0](r.s[0], r.t[0], r.w, r.stores); }},
       {"packV210", {Groups}, {V210}, [](const Run& r) { r.deep.packV210[1](r.s[0], r.t[0], r.w, r.stores); }},

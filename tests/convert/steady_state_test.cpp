@@ -19,13 +19,17 @@ std::atomic<int> largeAllocations{0};
 
 }  // namespace
 
-void* operator new(std::size_t bytes) {
+// Not inlined: the compiler would see memory of new go to free.
+[[gnu::noinline]] void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
   if (bytes >= kLarge) ++largeAllocations;
-  if (void* memory = std::malloc(bytes)) return memory;
+  return std::malloc(bytes);
+}
+[[gnu::noinline]] void* operator new(std::size_t bytes) {
+  if (void* memory = operator new(bytes, std::nothrow)) return memory;
   throw std::bad_alloc();
 }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace xv {
 namespace {

@@ -114,6 +114,8 @@ void Take(const AVFrame& frame, const AVStream& stream, ProbedStream& out) {
   out.height = frame.height;
   out.interlaced = frame.interlaced_frame != 0;
   out.topFirst = frame.top_field_first != 0;
+  const AVPixFmtDescriptor& desc = *av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+  out.fullRange = frame.color_range == AVCOL_RANGE_JPEG || (desc.flags & AV_PIX_FMT_FLAG_RGB) != 0;
   TakePicture(frame, time, out);
 }
 

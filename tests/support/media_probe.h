@@ -50,6 +50,7 @@ struct ProbedStream {
   int profile = 0;
   std::string pixelFormat;
   std::string pictureTypes;             // a letter for each: I, P, B
+  bool fullRange = false;               // levels from 0 to 255
   std::vector<std::uint8_t> lumaMeans;  // mean of the first plane, a picture each
   std::vector<std::uint8_t> firstLuma;  // of the first picture, 8 bits, rows without padding
   std::vector<ProbedCaptions> captions;

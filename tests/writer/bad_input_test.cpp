@@ -34,6 +34,20 @@ TEST(BadInput, TargetsThatCannotBeWritten) {
   }
 }
 
+TEST(BadInput, HeaderThatAStreamRefusesStaysTheCause) {
+  TemporaryFolder folder;
+  host::Writer writer;
+  // This protocol carries one track.
+  ASSERT_EQ(writer.Start("rtp://127.0.0.1:9",
+                         "format=rtp video::codec=mpeg2video video.buffers=0 "
+                         "audio::codec=mp2 sdp=" +
+                             folder / "a.sdp"),
+            S_OK);
+  EXPECT_TRUE(Failed(PushFrames(writer, Feed(), 10)));
+  EXPECT_THAT(writer.LastError(), testing::HasSubstr("header"));
+  ExpectUsable(writer, folder);
+}
+
 TEST(BadInput, FormatsAndCodecsThatDoNotExist) {
   TemporaryFolder folder;
   host::Writer writer;

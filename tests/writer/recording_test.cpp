@@ -5,59 +5,16 @@
 namespace xv::test {
 namespace {
 
-struct Cell {
-  const char* file;
-  const char* video;
-  const char* audio;
-  const char* timecode = "10:00:00:00";
-  double longer = 0.045;  // what the container adds to the length, in seconds
-  bool fields = true;     // there is a place for their order
-  bool fullRange = false;
-};
-
-// Each video encoder with its length, time code, field order and level, in unlike containers.
-constexpr Cell kCells[] = {
-    {"a.mp4", "libx264 video::preset=ultrafast", "aac"},
-    {"a.mkv", "mpeg2video video::b=8M", "mp2"},
-    {"a.ts", "mpeg4 video::b=8M", "ac3", ""},
-    // Counts the sound encoder's delay as length.
-    {"a.avi", "libx264 video::preset=ultrafast", "ac3", "10:00:00:00", 0.085},
-    {"a.mov", "prores", "pcm_s24le"},
-    {"a.mxf", "dnxhd video::b=120M", "pcm_s24le"},
-    {"a.mov", "rawvideo", "pcm_s16le", "10:00:00:00", 0.045, false},
-    {"a.mkv", "mjpeg", "pcm_s24le", "10:00:00:00", 0.045, false, true},
-};
-
-TEST(Recording, DecodesWithAllThatWasPushed) {
-  constexpr int kFrames = 30;
-  for (const Cell& cell : kCells) {
-    SCOPED_TRACE(std::string(cell.file) + " " + cell.video + " " + cell.audio);
-    Feed feed{.interlace = eXvI_TopFirst};
-    if (std::string_view(cell.file) == "a.mxf") {
-      feed.layout = kFccHDYC;
-      feed.width = 1920;
-      feed.height = 1080;
-    }
-    if (std::string_view(cell.audio) == "pcm_s24le") feed.bits = 24;
-    const ProbedFile file = RecordAndProbe(
-        cell.file, std::string("video::codec=") + cell.video + " audio::codec=" + cell.audio, feed,
-        kFrames);
-    const ProbedStream& video = file.Pictures();
-    const ProbedStream& audio = file.Sound();
-    EXPECT_EQ(video.frames, kFrames);
-    EXPECT_EQ(video.errors + audio.errors, 0);
-    EXPECT_TRUE(video.width == feed.width && video.height == feed.height);
-    EXPECT_NEAR(video.seconds, kFrames / 25.0, 0.001);
-    // Encoders round sound up to whole frames of their own.
-    EXPECT_NEAR(audio.seconds, kFrames / 25.0, 0.04);
-    EXPECT_NEAR(file.seconds, kFrames / 25.0, cell.longer);
-    EXPECT_TRUE(audio.channels == 2 && audio.sampleRate == 48000);
-    EXPECT_TRUE(!cell.fields || (video.interlaced && video.topFirst));
-    EXPECT_EQ(file.timecode, cell.timecode);
-    for (std::size_t i = 0; i < video.lumaMeans.size(); ++i) {
-      const double pushed = 40.0 + 5.0 * static_cast<double>(i);
-      EXPECT_NEAR(video.lumaMeans[i], cell.fullRange ? (pushed - 16) * 255 / 219 : pushed, 3) << i;
-    }
+// Codecs that the served list does not name for this container.
+TEST(Recording, MxfTakesWhatItsMuxerTakes) {
+  for (const char* codec : {"libx264", "prores"}) {
+    const ProbedFile file =
+        RecordAndProbe("a.mxf", std::string("video::codec=") + codec, {.interlace = eXvI_TopFirst});
+    EXPECT_EQ(file.Pictures().frames, 10) << codec;
+    EXPECT_EQ(file.Pictures().errors + file.Sound().errors, 0) << codec;
+    EXPECT_TRUE(file.Pictures().interlaced && file.Pictures().topFirst) << codec;
+    EXPECT_NEAR(file.Sound().seconds, 0.4, 0.001) << codec;
+    EXPECT_EQ(file.timecode, "10:00:00:00") << codec;
   }
 }
 

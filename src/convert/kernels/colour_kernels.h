@@ -17,8 +17,8 @@ struct ColourKernels {
                     const RgbToYuv& m);
   void (*chroma411)(const std::uint8_t* bgra, std::uint8_t* u, std::uint8_t* v, int width,
                     const RgbToYuv& m);
-  // Two rows of 4:2:0 at once: luma of rows a and b, chroma of 2x2 pixels. The rows may be the same
-  // one, with the same target.
+  // Two rows of 4:2:0 at once: luma of rows a and b, chroma of 2x2 pixels. The rows may be the
+  // same.
   void (*to420)(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya, std::uint8_t* yb,
                 std::uint8_t* u, std::uint8_t* v, int width, const RgbToYuv& m, Stores stores);
   // The same with chroma as U V U V.

@@ -14,7 +14,7 @@ struct DeepKernels {
   // of its 10 bits. Samples past the row repeat its last pair.
   void (*packV210[2])(const std::uint8_t* source, std::uint8_t* target, int width, Stores stores);
   // Into U Y V Y, rounded: width / 6 groups, then 4 or 2 pixels. An odd pixel is left out.
-  void (*unpackV210)(const std::uint8_t* source, std::uint8_t* target, int width);
+  void (*unpackV210)(const std::uint8_t* source, std::uint8_t* target, int width, Stores stores);
   // Into planes of 10 bits in 16: `width` luma and (width + 1) / 2 chroma samples.
   void (*planesFromV210)(const std::uint8_t* source, std::uint16_t* y, std::uint16_t* u,
                          std::uint16_t* v, int width);

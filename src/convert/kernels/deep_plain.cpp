@@ -39,7 +39,7 @@ void PackV210(const std::uint8_t* source, std::uint8_t* target, int width, Store
 template void PackV210<false>(const std::uint8_t*, std::uint8_t*, int, Stores);
 template void PackV210<true>(const std::uint8_t*, std::uint8_t*, int, Stores);
 
-void UnpackV210(const std::uint8_t* source, std::uint8_t* target, int width) {
+void UnpackV210(const std::uint8_t* source, std::uint8_t* target, int width, Stores) {
   int samples[12];
   for (int x = 0; x < (width & ~1); x += kGroupPixels) {
     ReadGroup(source + x / kGroupPixels * kGroupBytes, samples);

@@ -10,7 +10,8 @@ namespace xv::plain {
 template <bool kLumaFirst>
 void PackV210(const std::uint8_t* source, std::uint8_t* target, int width,
               Stores = Stores::kCached);
-void UnpackV210(const std::uint8_t* source, std::uint8_t* target, int width);
+void UnpackV210(const std::uint8_t* source, std::uint8_t* target, int width,
+                Stores = Stores::kCached);
 void PlanesFromV210(const std::uint8_t* source, std::uint16_t* y, std::uint16_t* u,
                     std::uint16_t* v, int width);
 

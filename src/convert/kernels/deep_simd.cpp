@@ -41,6 +41,50 @@ HWY_INLINE void StoreGroups(void* p, Vec v) {
   Store(p, v);
 #endif
 }
+#if XV_VEC_BYTES > 16
+// 32-bit words of a vector, and those of them in the lower 12 bytes of lanes.
+constexpr int kWords = kVecBytes / 4;
+constexpr int kFilled = kWords / 4 * 3;
+
+// Where the words of vector i of three come from: words of vector i of four, then of the next one.
+struct alignas(kVecBytes) FourGroups {
+  std::int32_t from[3][kWords];
+
+  constexpr FourGroups() : from{} {
+    for (int i = 0; i < 3; ++i) {
+      for (int k = 0; k < kWords; ++k) {
+        const int word = i * kWords + k - i * kFilled;
+        const int own = word % kFilled;
+        from[i][k] = own / 3 * 4 + own % 3 + (word < kFilled ? 0 : kWords);
+      }
+    }
+  }
+};
+#endif
+
+// The lower 12 bytes of each lane of four vectors, one behind the other: three vectors.
+template <bool kStream>
+HWY_INLINE void StoreFourGroups(std::uint8_t* p, const Vec v[4]) {
+#if XV_VEC_BYTES == 16
+  Put<kStream>(p, _mm_or_si128(_mm_slli_si128(v[1], 12), v[0]));
+  Put<kStream>(p + 16, _mm_or_si128(_mm_srli_si128(v[1], 4), _mm_slli_si128(v[2], 8)));
+  Put<kStream>(p + 32, _mm_or_si128(_mm_srli_si128(v[2], 8), _mm_slli_si128(v[3], 4)));
+#else
+  static constexpr FourGroups kOrder;
+  for (int i = 0; i < 3; ++i) {
+    const Vec order = Load(kOrder.from[i]);
+#if XV_VEC_BYTES == 64
+    Put<kStream>(p + i * kVecBytes, _mm512_permutex2var_epi32(v[i], order, v[i + 1]));
+#else
+    const Vec second = _mm256_cmpgt_epi32(order, Set32(kWords - 1));
+    Put<kStream>(p + i * kVecBytes,
+                 _mm256_blendv_epi8(_mm256_permutevar8x32_epi32(v[i], order),
+                                    _mm256_permutevar8x32_epi32(v[i + 1], order), second));
+#endif
+  }
+#endif
+}
+
 // The lower or upper 8 bytes of each lane.
 template <bool kUpper>
 HWY_INLINE void StoreHalves(void* p, int apart, Vec v) {
@@ -102,17 +146,29 @@ struct Extract {
   }
 };
 
-void UnpackV210(const std::uint8_t* source, std::uint8_t* target, int width) {
-  constexpr Extract kFirst({0, 1, 2, 3, 4, 5, 6, 7});
-  constexpr Extract kLast({8, 9, 10, 11, -1, -1, -1, -1});
+constexpr Extract kFirstSamples({0, 1, 2, 3, 4, 5, 6, 7});
+constexpr Extract kLastSamples({8, 9, 10, 11, -1, -1, -1, -1});
+
+// 8-bit samples of a vector of groups, 12 bytes a lane.
+HWY_INLINE Vec Unpacked(const std::uint8_t* groups) {
+  const Vec v = Load(groups);
   const Vec half = Set16(2);
+  return PackU8(ShiftRightU16<2>(Add16(kFirstSamples.Of(v), half)),
+                ShiftRightU16<2>(Add16(kLastSamples.Of(v), half)));
+}
+
+template <bool kStream>
+void UnpackV210(const std::uint8_t* source, std::uint8_t* target, int width) {
   int x = 0;
+  for (; x + 4 * kStepPixels <= width; x += 4 * kStepPixels) {
+    const std::uint8_t* at = source + x / 6 * 16;
+    PrefetchAhead<4 * kVecBytes>(at);
+    const Vec samples[4] = {Unpacked(at), Unpacked(at + kVecBytes), Unpacked(at + 2 * kVecBytes),
+                            Unpacked(at + 3 * kVecBytes)};
+    StoreFourGroups<kStream>(target + 2 * x, samples);
+  }
   for (; x + kStepPixels + kSurplusPixels <= width; x += kStepPixels) {
-    PrefetchAhead(source + x / 6 * 16);
-    const Vec groups = Load(source + x / 6 * 16);
-    const Vec first = ShiftRightU16<2>(Add16(kFirst.Of(groups), half));
-    const Vec last = ShiftRightU16<2>(Add16(kLast.Of(groups), half));
-    StoreGroups(target + 2 * x, PackU8(first, last));
+    StoreGroups(target + 2 * x, Unpacked(source + x / 6 * 16));
   }
   plain::UnpackV210(source + x / 6 * 16, target + 2 * x, width - x);
 }
@@ -138,7 +194,9 @@ constexpr auto kPackV210 = Either<PackV210<false, kLumaFirst>, PackV210<true, kL
 
 }  // namespace
 
-const DeepKernels kDeepTable = {{kPackV210<false>, kPackV210<true>}, UnpackV210, PlanesFromV210};
+const DeepKernels kDeepTable = {{kPackV210<false>, kPackV210<true>},
+                                Either<UnpackV210<false>, UnpackV210<true>>::Run,
+                                PlanesFromV210};
 
 #endif  // XV_VECTORS
 }  // namespace HWY_NAMESPACE

@@ -25,12 +25,15 @@ struct PackedKernels {
   void (*chroma31[2])(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* u,
                       std::uint8_t* v, int pairs);
   // Two rows of 4:2:0 at once: luma of rows a and b, and the average of their chroma, (width + 1) /
-  // 2 samples. The rows may be the same one, with the same target.
+  // 2 samples. The rows may be the same.
   void (*to420[2])(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya, std::uint8_t* yb,
                    std::uint8_t* u, std::uint8_t* v, int width, Stores stores);
   // The same with chroma as U V U V.
   void (*toNv12[2])(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya,
                     std::uint8_t* yb, std::uint8_t* uv, int width, Stores stores);
+  // 4:2:2 in planes; `fullRange` stretches video range as expandLuma and expandChroma do.
+  void (*to422[2])(const std::uint8_t* source, std::uint8_t* y, std::uint8_t* u, std::uint8_t* v,
+                   int width, bool fullRange, Stores stores);
   // The average of two neighbouring pairs: 4:1:1. Reads 8 bytes for each of `quads`.
   void (*chroma411[2])(const std::uint8_t* source, std::uint8_t* u, std::uint8_t* v, int quads);
   // Three planes to packed rows, (width + 1) / 2 groups; an odd row repeats its last luma sample.

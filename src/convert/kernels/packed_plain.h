@@ -60,6 +60,21 @@ void ToNv12(const std::uint8_t* a, const std::uint8_t* b, std::uint8_t* ya, std:
   ChromaNv12<kLumaFirst>(a, b, uv, (width + 1) / 2);
 }
 
+void ExpandLuma(std::uint8_t* row, int count);
+void ExpandChroma(std::uint8_t* row, int count);
+
+template <bool kLumaFirst>
+void To422(const std::uint8_t* source, std::uint8_t* y, std::uint8_t* u, std::uint8_t* v, int width,
+           bool fullRange, Stores = Stores::kCached) {
+  const int pairs = (width + 1) / 2;
+  Luma<kLumaFirst>(source, y, width);
+  Chroma<kLumaFirst>(source, source, u, v, pairs);
+  if (!fullRange) return;
+  ExpandLuma(y, width);
+  ExpandChroma(u, pairs);
+  ExpandChroma(v, pairs);
+}
+
 template <bool kLumaFirst>
 void Chroma411(const std::uint8_t* source, std::uint8_t* u, std::uint8_t* v, int quads) {
   constexpr int kAt = kLumaFirst ? 1 : 0;
@@ -96,7 +111,5 @@ inline constexpr RangeStep kLumaRange = {2693, 373};   // gain 255/219, 16 goes 
 inline constexpr RangeStep kChromaRange = {2267, 64};  // gain 255/224
 
 std::uint8_t ExpandSample(std::uint8_t value, const RangeStep& step);
-void ExpandLuma(std::uint8_t* row, int count);
-void ExpandChroma(std::uint8_t* row, int count);
 
 }  // namespace xv::plain

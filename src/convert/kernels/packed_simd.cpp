@@ -222,25 +222,67 @@ HWY_INLINE Vec ExpandWords(Vec centred, const plain::RangeStep& step) {
   const Vec sum = Add16(Add16(ShiftRight16<1>(centred), gain), Set16(step.offset));
   return ShiftRight16<7>(sum);
 }
+HWY_INLINE Vec ExpandBytes(Vec bytes, const plain::RangeStep& step) {
+  const Vec sign = Set8(0x80);
+  const Vec centred = Xor(bytes, sign);
+  const Vec low = ExpandWords(LowBytes(Zero(), centred), step);
+  const Vec high = ExpandWords(HighBytes(Zero(), centred), step);
+  return Xor(PackS8(low, high), sign);
+}
 
 HWY_INLINE void Expand(std::uint8_t* row, int count, const plain::RangeStep& step) {
-  const Vec sign = Set8(0x80);
   int i = 0;
-  for (; i + kVecBytes <= count; i += kVecBytes) {
-    const Vec centred = Xor(Load(row + i), sign);
-    const Vec low = ExpandWords(LowBytes(Zero(), centred), step);
-    const Vec high = ExpandWords(HighBytes(Zero(), centred), step);
-    Store(row + i, Xor(PackS8(low, high), sign));
-  }
+  for (; i + kVecBytes <= count; i += kVecBytes) Store(row + i, ExpandBytes(Load(row + i), step));
   for (; i < count; ++i) row[i] = plain::ExpandSample(row[i], step);
 }
 void ExpandLuma(std::uint8_t* row, int count) { Expand(row, count, plain::kLumaRange); }
 void ExpandChroma(std::uint8_t* row, int count) { Expand(row, count, plain::kChromaRange); }
 
+template <bool kFull, bool kStream>
+HWY_INLINE void PutInRange(std::uint8_t* p, Vec bytes, const plain::RangeStep& step) {
+  if constexpr (kFull) bytes = ExpandBytes(bytes, step);
+  Put<kStream>(p, bytes);
+}
+
+// Gives the first pixel that is left.
+template <bool kFull, bool kStream, bool kLumaFirst>
+HWY_INLINE int To422InRange(const std::uint8_t* source, std::uint8_t* y, std::uint8_t* u,
+                            std::uint8_t* v, int width) {
+  const Vec mask = Set16(0xFF);
+  int x = 0;
+  for (; x + 2 * kVecBytes <= width; x += 2 * kVecBytes) {
+    PrefetchAhead<4 * kVecBytes>(source + 2 * x);
+    Vec uv[2];
+    for (int k = 0; k < 2; ++k) {
+      const std::uint8_t* at = source + 2 * x + 2 * k * kVecBytes;
+      const Vec a = Load(at);
+      const Vec b = Load(at + kVecBytes);
+      const Vec luma = PackU8(LumaWords<kLumaFirst>(a), LumaWords<kLumaFirst>(b));
+      PutInRange<kFull, kStream>(y + x + k * kVecBytes, LaneOrder(luma), plain::kLumaRange);
+      uv[k] = LaneOrder(PackU8(ChromaWords<kLumaFirst>(a), ChromaWords<kLumaFirst>(b)));
+    }
+    const Vec us = LaneOrder(PackU8(And(uv[0], mask), And(uv[1], mask)));
+    const Vec vs = LaneOrder(PackU8(ShiftRightU16<8>(uv[0]), ShiftRightU16<8>(uv[1])));
+    PutInRange<kFull, kStream>(u + x / 2, us, plain::kChromaRange);
+    PutInRange<kFull, kStream>(v + x / 2, vs, plain::kChromaRange);
+  }
+  return x;
+}
+
+template <bool kStream, bool kLumaFirst>
+void To422(const std::uint8_t* source, std::uint8_t* y, std::uint8_t* u, std::uint8_t* v, int width,
+           bool fullRange) {
+  const int x = fullRange ? To422InRange<true, kStream, kLumaFirst>(source, y, u, v, width)
+                          : To422InRange<false, kStream, kLumaFirst>(source, y, u, v, width);
+  plain::To422<kLumaFirst>(source + 2 * x, y + x, u + x / 2, v + x / 2, width - x, fullRange);
+}
+
 template <bool kLumaFirst>
 constexpr auto kTo420 = Either<To420<false, kLumaFirst>, To420<true, kLumaFirst>>::Run;
 template <bool kLumaFirst>
 constexpr auto kToNv12 = Either<ToNv12<false, kLumaFirst>, ToNv12<true, kLumaFirst>>::Run;
+template <bool kLumaFirst>
+constexpr auto kTo422 = Either<To422<false, kLumaFirst>, To422<true, kLumaFirst>>::Run;
 template <bool kLumaFirst>
 constexpr auto kJoin = Either<Join<false, kLumaFirst>, Join<true, kLumaFirst>>::Run;
 
@@ -252,6 +294,7 @@ const PackedKernels kPackedTable = {Either<Swizzle4<false>, Swizzle4<true>>::Run
                                     {Chroma31<false>, Chroma31<true>},
                                     {kTo420<false>, kTo420<true>},
                                     {kToNv12<false>, kToNv12<true>},
+                                    {kTo422<false>, kTo422<true>},
                                     {Chroma411<false>, Chroma411<true>},
                                     {kJoin<false>, kJoin<true>},
                                     Interleave,
@@ -274,6 +317,7 @@ const PackedKernels kPackedTable = {Swizzle4,
                                     {Chroma31<false>, Chroma31<true>},
                                     {To420<false>, To420<true>},
                                     {ToNv12<false>, ToNv12<true>},
+                                    {To422<false>, To422<true>},
                                     {Chroma411<false>, Chroma411<true>},
                                     {Join<false>, Join<true>},
                                     Interleave,

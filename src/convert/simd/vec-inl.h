@@ -94,7 +94,7 @@ struct Either<kCached, kStreamed> {
 // address is harmless.
 template <int kBytes = kVecBytes>
 HWY_INLINE void PrefetchAhead(const void* p) {
-  constexpr int kAhead = 1536;
+  constexpr int kAhead = 3072;
   for (int i = 0; i < kBytes; i += 64) {
     _mm_prefetch(static_cast<const char*>(p) + kAhead + i, _MM_HINT_T0);
   }
