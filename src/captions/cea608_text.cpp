@@ -8,7 +8,6 @@ namespace {
 // Miscellaneous control codes of channel 1 (CEA-608-E, table 52).
 constexpr std::uint8_t kMisc = 0x14;
 constexpr std::uint8_t kResumeCaptionLoading = 0x20;
-constexpr std::uint8_t kEraseDisplayed = 0x2C;
 constexpr std::uint8_t kEraseNonDisplayed = 0x2E;
 constexpr std::uint8_t kEndOfCaption = 0x2F;
 
@@ -60,8 +59,6 @@ void Cea608Text::Say(std::string_view text) {
   }
   Control(kMisc, kEndOfCaption);
 }
-
-void Cea608Text::Erase() { Control(kMisc, kEraseDisplayed); }
 
 std::uint16_t Cea608Text::NextPair() {
   if (pairs_.empty()) return kNullPair;

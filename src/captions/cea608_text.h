@@ -16,8 +16,6 @@ class Cea608Text {
   // Queues a caption that replaces the one on display when its last pair is out. Up to two rows,
   // split at a line end, of kColumns characters; what CEA-608 does not have becomes a blank.
   void Say(std::string_view text);
-  // Queues the erasure of the display.
-  void Erase();
   // The next pair, first byte low; kNullPair when nothing is queued.
   std::uint16_t NextPair();
   bool IsIdle() const { return pairs_.empty(); }

@@ -2,11 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cstring>
-#include <thread>
 
 #include "captions/caption_frame.h"
+#include "support/loopback.h"
 #include "support/temporary_folder.h"
 
 namespace xv {
@@ -35,13 +34,6 @@ std::string Item(const std::string& tag, const std::string& data, bool text = fa
   return Number(static_cast<std::uint32_t>(tag.size()) + size + 8) +
          Number(static_cast<std::uint32_t>(tag.size())) + tag +
          Number(size | (text ? kAncTextFlag : 0)) + data;
-}
-
-bool WaitUntil(const std::function<bool()>& condition) {
-  for (int i = 0; i < 5000 && !condition(); ++i) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  return condition();
 }
 
 TEST(AncDataFile, WritesWhatTheFrameHas) {
@@ -157,7 +149,7 @@ TEST(AncDataFile, ThreadFollowsAFileThatGrows) {
       ASSERT_EQ(reader.SetPath(folder.Path("a.anc"), true, true), S_OK);
     }
     if (i % 50 == 0) {
-      EXPECT_TRUE(WaitUntil([&] {
+      EXPECT_TRUE(test::Eventually(5, [&] {
         TimedValue value;
         return reader.LastTime() == i && reader.ItemAt(i, "note", &value);
       }));

@@ -58,8 +58,6 @@ TEST(CaptureOptions, TagLists) {
   const std::vector<std::string> both = CaptureTags("Default,mine");
   EXPECT_EQ(both.size(), 34u);
   EXPECT_EQ(both.front(), "mine");
-  EXPECT_EQ(both.back(), "ANC.Line.30");
-  EXPECT_THAT(both, testing::IsSupersetOf({"C608", "C708", "GA94", "ANC.Line.1"}));
 }
 
 struct Session {

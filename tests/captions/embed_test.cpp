@@ -104,13 +104,7 @@ Bytes EmulationPreventedByTheBook(Bytes bytes) {
   return bytes;
 }
 
-TEST(PrepareH264Sei, FramesTheBlock) {
-  Bytes block = {'G', 'A', 0, 0};
-  PrepareH264Sei(&block);
-  EXPECT_EQ(block, (Bytes{0, 0, 0, 1, 6, 4, 7, 0xB5, 0, 0x31, 'G', 'A', 0, 0, 0x80}));
-  Bytes zeros = {0, 0, 1, 0, 0, 0, 0, 4};
-  PrepareH264Sei(&zeros);
-  EXPECT_EQ(Bytes(zeros.begin() + 10, zeros.end()), (Bytes{0, 0, 3, 1, 0, 0, 3, 0, 0, 4, 0x80}));
+TEST(PrepareH264Sei, LengthTakesOneByte) {
   Bytes longest(252, 'x');
   PrepareH264Sei(&longest);
   EXPECT_EQ(longest[6], 255);
@@ -131,37 +125,6 @@ TEST(PrepareH264Sei, EmulationPreventionOnAnyBytes) {
     PrepareH264Sei(&block);
     ASSERT_EQ(block, EmulationPreventedByTheBook(expected));
   }
-}
-
-TEST(PrepareMpegUserData, StartCodeInFront) {
-  Bytes block = {1, 2};
-  PrepareMpegUserData(&block);
-  EXPECT_EQ(block, (Bytes{0, 0, 1, 0xB2, 1, 2}));
-}
-
-TEST(InsertCaptions, BlockGoesIntoThePacketOfItsStamp) {
-  SessionStats stats;
-  CaptionMap map = {{5, {'x'}}, {6, {'y'}}};
-  AvPtr<AVPacket> packet = Packet(Joined({kDelimiter, kSlice}), 6);
-  const auto insert = [&](AVCodecID codec) {
-    return InsertCaptions(&map, codec, CaptionPlacement::kSequence, packet.get(), &stats);
-  };
-  EXPECT_EQ(insert(AV_CODEC_ID_H264), S_OK);
-  Bytes sei = {'y'};
-  PrepareH264Sei(&sei);
-  EXPECT_EQ(Contents(*packet), Joined({kDelimiter, sei, kSlice}));
-  EXPECT_EQ(map.size(), 1u);
-  EXPECT_EQ(insert(AV_CODEC_ID_H264), S_FALSE);  // taken already
-  EXPECT_EQ(stats.captionsEmbedded, 1);
-  packet = Packet(Joined({kSequence, kPicture, kMpegSlice}), 5);
-  EXPECT_EQ(insert(AV_CODEC_ID_MPEG2VIDEO), S_OK);
-  EXPECT_EQ(Contents(*packet), Joined({kSequence, {0, 0, 1, 0xB2, 'x'}, kPicture, kMpegSlice}));
-  map[5] = {'z'};
-  packet = Packet(Joined({kPicture, kMpegSlice}), 5);
-  EXPECT_EQ(InsertCaptions(&map, AV_CODEC_ID_MPEG2VIDEO, CaptionPlacement::kPicture, packet.get(),
-                           nullptr),
-            S_OK);
-  EXPECT_EQ(Contents(*packet), Joined({kPicture, {0, 0, 1, 0xB2, 'z'}, kMpegSlice}));
 }
 
 // A packet that the second output shares keeps its bytes there.
@@ -212,18 +175,13 @@ TEST(KeepCaptions, FirstKeyWithDataCounts) {
   CaptionMap map;
   CaptionFrame frame;
   EXPECT_EQ(KeepCaptions(&map, *frame, 1, 0, nullptr), S_FALSE);
-  frame.Word(0x2094);
-  EXPECT_EQ(KeepCaptions(&map, *frame, 1, 0, nullptr), S_OK);
-  EXPECT_EQ(map[1].size(), 4u);
-  frame.Bytes("C708", {7});
-  EXPECT_EQ(KeepCaptions(&map, *frame, 2, 0, nullptr), S_OK);
-  frame.Bytes("GA94", {8});
-  EXPECT_EQ(KeepCaptions(&map, *frame, 3, 0, nullptr), S_OK);
-  frame.Bytes("ATSC", {9});
-  EXPECT_EQ(KeepCaptions(&map, *frame, 4, 0, nullptr), S_OK);
-  EXPECT_EQ(map[2], Bytes{7});
-  EXPECT_EQ(map[3], Bytes{8});
-  EXPECT_EQ(map[4], Bytes{9});
+  std::uint8_t number = 0;
+  constexpr char kKeys[][5] = {"C608", "C708", "GA94", "ATSC"};
+  for (const auto& key : kKeys) {
+    frame.Bytes(key, {++number});
+    EXPECT_EQ(KeepCaptions(&map, *frame, number, 0, nullptr), S_OK);
+    EXPECT_EQ(map[number], Bytes{number}) << key;
+  }
 }
 
 TEST(KeepCaptions, OldestGoesBeyondTheBound) {

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "captions/cea608_text.h"
-#include "support/run_program.h"
 #include "support/temporary_folder.h"
 
 namespace xv {
@@ -91,35 +89,6 @@ TEST(SccWriter, FullDiskIsCounted) {
   EXPECT_EQ(writer.FlushLine(), S_OK);
   EXPECT_EQ(stats.captionsLost, 1);
   EXPECT_EQ(stats.captionsWritten, 0);
-}
-
-// ffmpeg reads the file and gives the text and the times.
-TEST(SccWriter, FfmpegReadsTheTextBack) {
-  const TemporaryFolder folder;
-  SCCWriter writer;
-  writer.SetPath(folder.Path("a.scc"), 3);
-  Cea608Text text;
-  constexpr double kRate = 30000.0 / 1001;
-  for (int frame = 0; frame < 300; ++frame) {
-    if (frame == 30) text.Say("FIRST LINE");
-    if (frame == 150) text.Say("TWO ROWS\nOF TEXT");
-    if (frame == 270) text.Erase();
-    const std::uint16_t pair = text.NextPair();
-    const XV_TIME time = At(static_cast<std::int64_t>(frame * 1e7 / kRate + 0.5));
-    if (pair != Cea608Text::kNullPair) {
-      ASSERT_EQ(writer.AppendPair(pair, time, kRate), S_OK);
-    } else {
-      ASSERT_EQ(writer.SkipFrame(), S_OK);
-    }
-  }
-  const std::string srt = test::RunProgram({"ffmpeg", "-v", "error", "-f", "scc", "-i",
-                                            folder.Path("a.scc"), "-f", "srt", "-"})
-                              .out;
-  const std::size_t first = srt.find("FIRST LINE");
-  const std::size_t second = srt.find("OF TEXT");
-  EXPECT_NE(first, std::string::npos) << srt;
-  EXPECT_NE(srt.find("TWO ROWS"), std::string::npos) << srt;
-  EXPECT_LT(first, second) << srt;
 }
 
 }  // namespace

@@ -45,15 +45,6 @@ TEST_F(ListBuilderTest, OptionsTellTypeDefaultBoundsAndWords) {
   EXPECT_FALSE(node->FindInfo("psy")) << "the schema has no word for this type";
 }
 
-TEST_F(ListBuilderTest, FiltersKeepOrLeaveOut) {
-  static constexpr const char* kNames[] = {"crf", "preset"};
-  const XMLNodePtr kept = Describe("libx264", {kNames, true});
-  EXPECT_EQ(kept->SchemaNode(false)->ChildCount(), 2u);
-  const XMLNodePtr left = Describe("libx264", {kNames, false});
-  EXPECT_FALSE(left->FindInfo("crf"));
-  EXPECT_TRUE(left->FindInfo("qp"));
-}
-
 TEST_F(ListBuilderTest, CodecsShareOneDescriptionOfTheirCommonOptions) {
   static constexpr const char* kNames[] = {"x264", "mpeg4", "no-such-encoder"};
   const NameList names(kNames);

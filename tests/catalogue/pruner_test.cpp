@@ -110,16 +110,11 @@ TEST_F(PrunerTest, WithHardwareItsCodecsStayAndTellTheirSession) {
             (std::map<std::string, std::string>{{"q264", "MFX_IMPL_HARDWARE(0402) 1.35"},
                                                 {"q264hw", "MFX_IMPL_HARDWARE(0402) 1.35"},
                                                 {"q264sw", "MFX_IMPL_SOFTWARE 1.35"}}));
-}
-
-TEST_F(PrunerTest, SoftwareSessionLeavesWhatItCanRun) {
-  HardwareReport report = AllWorks();
-  report.quickSync.hardware = false;
-  Load(BuiltinList());
-  Pruner(report).Run(*list_);
+  HardwareReport software = AllWorks();
+  software.quickSync.hardware = false;
+  Pruner(software).Run(*list_);
   EXPECT_TRUE(Offers("mp4", "q264sw"));
-  EXPECT_FALSE(Offers("mp4", "q264hw"));
-  EXPECT_FALSE(Offers("mp4", "h264_qsv"));
+  EXPECT_FALSE(Offers("mp4", "q264hw") || Offers("mp4", "h264_qsv"));
 }
 
 TEST_F(PrunerTest, CellsGoWhereTheContainerRefuses) {

@@ -38,19 +38,6 @@ XV_VID_PROPS Raster(int width, int height, double rate,
   return vid;
 }
 
-TEST(CodecChoice, NumberWinsOverNameAndNameOverDefault) {
-  const auto mp4 = Output("mp4", "a.mp4");
-  const auto choose = [&](const char* text, AVCodecID fallback) {
-    const XMLNodePtr node = Options("video", text);
-    return ChooseCodec(*node, *mp4, fallback).id;
-  };
-  EXPECT_EQ(choose("codec=libx264", AV_CODEC_ID_MPEG4), AV_CODEC_ID_H264);
-  EXPECT_EQ(choose("", AV_CODEC_ID_MPEG2VIDEO), AV_CODEC_ID_MPEG2VIDEO);
-  EXPECT_EQ(choose("codec=nonsense", AV_CODEC_ID_NONE), AV_CODEC_ID_MPEG4);
-  const std::string number = "codec=n264 codec_id=" + std::to_string(AV_CODEC_ID_MPEG4);
-  EXPECT_EQ(choose(number.c_str(), AV_CODEC_ID_H264), AV_CODEC_ID_MPEG4);
-}
-
 TEST(CodecChoice, VendorNamesPresetTheirOptions) {
   const auto mp4 = Output("mp4", "a.mp4");
   struct Case {
@@ -69,17 +56,6 @@ TEST(CodecChoice, VendorNamesPresetTheirOptions) {
     EXPECT_EQ(ChooseCodec(*node, *mp4, AV_CODEC_ID_H264).pseudo, c.code) << c.text;
     EXPECT_EQ(node->Text(c.key), c.value) << c.text;
   }
-}
-
-TEST(CodecChoice, ImageSequencesTellTheirCodecByExtension) {
-  const XMLNodePtr node = Options("video", "");
-  EXPECT_EQ(ChooseCodec(*node, *Output("image2", "frame%04d.png"), AV_CODEC_ID_MJPEG).id,
-            AV_CODEC_ID_PNG);
-  EXPECT_EQ(ChooseCodec(*node, *Output("image2", "a.b/frame.tga"), AV_CODEC_ID_MJPEG).id,
-            AV_CODEC_ID_TARGA);
-  EXPECT_EQ(ChooseCodec(*node, *Output("image2", "x.j2c"), AV_CODEC_ID_MJPEG).id,
-            AV_CODEC_ID_JPEG2000);
-  EXPECT_EQ(ChooseCodec(*node, *Output("image2", "x.jpg"), AV_CODEC_ID_PNG).id, AV_CODEC_ID_MJPEG);
 }
 
 TEST(VideoGeometry, TimeBasesOfTheRates) {
@@ -199,70 +175,27 @@ TEST(SetupStream, MpegRateLimitsComeFromTheBitRate) {
   EXPECT_EQ(unset.holder.codec->rc_buffer_size, 524288);
 }
 
-TEST(SetupStream, InterlaceFlagsFollowSourceAttributeAndLadder) {
+TEST(SetupStream, EncodersThatRefuseFieldsOrChannelsAreOfferedLess) {
   const int flags = AV_CODEC_FLAG_INTERLACED_DCT | AV_CODEC_FLAG_INTERLACED_ME;
-  EXPECT_EQ(
-      OpenTrack("mov", "video", "codec=mpeg2video", Media(eXvI_TopFirst)).holder.codec->flags &
-          flags,
-      flags);
-  EXPECT_EQ(OpenTrack("mov", "video", "codec=mpeg2video interlace=false", Media(eXvI_TopFirst))
-                    .holder.codec->flags &
-                flags,
-            0);
-  EXPECT_EQ(
-      OpenTrack("mov", "video", "codec=mpeg2video interlace=true", Media()).holder.codec->flags &
-          flags,
-      flags);
+  const OpenTrack fields("mov", "video", "codec=mpeg2video interlace=true", Media());
+  EXPECT_EQ(fields.holder.codec->flags & flags, flags);
   const OpenTrack refused("avi", "video", "codec=mjpeg", Media(eXvI_TopFirst));
   ASSERT_EQ(refused.status.code(), S_OK) << refused.holder.failure;
   EXPECT_EQ(refused.holder.codec->flags & flags, 0);
+  const OpenTrack sound("mpegts", "audio", "codec=ac3", Media(eXvI_Progressive, 8));
+  EXPECT_EQ(sound.holder.codec->ch_layout.nb_channels, 6);
 }
 
-TEST(SetupStream, IntraDcPrecisionIsWrittenByItsRuleAlone) {
-  EXPECT_EQ(OpenTrack("mpegts", "video", "codec=mpeg2video dc=10", Media())
-                .holder.codec->intra_dc_precision,
-            2);
-  EXPECT_EQ(OpenTrack("mpegts", "video", "codec=mpeg2video dc=8", Media())
-                .holder.codec->intra_dc_precision,
-            0);
-}
-
-TEST(SetupStream, TagsAndIds) {
-  EXPECT_EQ(OpenTrack("mov", "video", "codec=mpeg4 vtag=abcd", Media()).holder.codec->codec_tag,
-            FourCC("abcd"));
+TEST(SetupStream, TagOfTheWrongLengthIsNone) {
   EXPECT_NE(OpenTrack("mov", "video", "codec=mpeg4 vtag=abc", Media()).holder.codec->codec_tag,
             FourCC("abc\0"));
-  EXPECT_EQ(
-      OpenTrack("mpegts", "video", "codec=mpeg2video streamid=300", Media()).holder.stream->id,
-      300);
-  EXPECT_EQ(OpenTrack("mpegts", "audio", "codec=mp2 streamid=300 streamid.0=310", Media())
-                .holder.stream->id,
-            310);
 }
 
-TEST(SetupStream, AudioEncodersThatRefuseChannelsAreOfferedFewer) {
-  const OpenTrack mp2("mpegts", "audio", "codec=mp2", Media(eXvI_Progressive, 8));
-  ASSERT_EQ(mp2.status.code(), S_OK);
-  EXPECT_EQ(mp2.holder.codec->ch_layout.nb_channels, 2);
-  EXPECT_EQ(OpenTrack("mpegts", "audio", "codec=ac3", Media(eXvI_Progressive, 8))
-                .holder.codec->ch_layout.nb_channels,
-            6);
-  EXPECT_EQ(
-      OpenTrack("mov", "audio", "codec=pcm_s16le offset_msec=-100", Media()).holder.offsetSamples,
-      -4800);
-  EXPECT_EQ(OpenTrack("mov", "audio", "codec=pcm_s16le sample_rate=44100", Media())
-                .holder.codec->sample_rate,
-            44100);
-  EXPECT_EQ(OpenTrack("mov", "audio", "codec=pcm_s16le sample_rate=auto", Media())
-                .holder.codec->sample_rate,
-            48000);
-}
-
-TEST(SetupStream, OtherNodesAndMissingVendorsFail) {
-  EXPECT_EQ(OpenTrack("mov", "subtitle", "codec=mpeg4", Media()).status.code(), E_FAIL);
-  const OpenTrack vendor("mov", "video", "codec=n264", Media());
-  EXPECT_EQ(vendor.status.code(), E_FAIL);
-  EXPECT_THAT(vendor.holder.failure, testing::HasSubstr("not available"));
+TEST(SetupStream, OffsetAndRateOfTheSound) {
+  const OpenTrack sound("mov", "audio", "codec=pcm_s16le offset_msec=-100 sample_rate=auto",
+                        Media());
+  EXPECT_EQ(sound.holder.offsetSamples, -4800);
+  EXPECT_EQ(sound.holder.codec->sample_rate, 48000);
 }
 
 }  // namespace

@@ -72,51 +72,42 @@ TEST(VideoFormat, LookupsOutsideTheTable) {
   EXPECT_EQ(FormatLines(eXvVF_PAL) + FormatLines(eXvVF_NTSC) + FormatLines(eXvVF_HD720_60p), 118);
 }
 
-TEST(VideoFormat, FullSizeDoublesTheSplitSide) {
-  const auto size = [](std::int32_t flags) { return FormatSize(eXvVF_HD1080_25p | flags); };
-  EXPECT_EQ(size(0x1200).width, 3840);
-  EXPECT_EQ(size(0x1200).height, 1080);
-  EXPECT_EQ(size(0x1400).width, 1920);
-  EXPECT_EQ(size(0x1400).height, 2160);
-  EXPECT_EQ(size(0x200).width, 1920);
-  EXPECT_EQ(size(0x1000).width, 1920);
-}
-
-TEST(Validity, StrictVideoNeedsAFormatOrAWholeRaster) {
-  EXPECT_TRUE(VideoPropsValid(Raster(1920, -1080, kFccRGB32), true));
-  EXPECT_FALSE(VideoPropsValid(Raster(1920, 1080, 0), true));
-  EXPECT_FALSE(VideoPropsValid(Raster(0, 1080, kFccUYVY), true));
-  EXPECT_FALSE(VideoPropsValid(Raster(-16, 1080, kFccUYVY), true));
-  EXPECT_FALSE(VideoPropsValid(Raster(1920, 0, kFccUYVY), true));
-  XV_VID_PROPS disabled = Raster(1920, 1080, kFccUYVY);
-  disabled.eVideoFormat = eXvVF_Disabled;
-  EXPECT_FALSE(VideoPropsValid(disabled, true));
-  XV_VID_PROPS named{};
-  named.eVideoFormat = eXvVF_HD1080_25p;
-  EXPECT_TRUE(VideoPropsValid(named, true));
-  EXPECT_FALSE(VideoPropsValid(nullptr, true));
-  EXPECT_FALSE(VideoPropsValid(nullptr, false));
-}
-
-TEST(Validity, LooseVideoNeedsOneWord) {
-  XV_VID_PROPS vid{};
-  EXPECT_FALSE(VideoPropsValid(vid, false));
-  vid.nWidth = 1;
-  EXPECT_FALSE(VideoPropsValid(vid, false));
-  vid.nHeight = -1;
-  EXPECT_TRUE(VideoPropsValid(vid, false));
-  vid = {};
-  vid.nAspectX = 16;
-  EXPECT_FALSE(VideoPropsValid(vid, false));
-  vid.nAspectY = 9;
-  EXPECT_TRUE(VideoPropsValid(vid, false));
-  vid = {};
-  vid.dblRate = -25;
-  EXPECT_FALSE(VideoPropsValid(vid, false));
-  vid.dblRate = std::numeric_limits<double>::quiet_NaN();
-  EXPECT_FALSE(VideoPropsValid(vid, false));
-  vid.eInterlace = eXvI_Field;
-  EXPECT_TRUE(VideoPropsValid(vid, false));
+TEST(Validity, StrictVideoNeedsAWholeRasterAndLooseOneWord) {
+  struct Case {
+    int width, height;
+    std::uint32_t fourcc;
+    int format;
+    std::int16_t aspectX, aspectY;
+    double rate;
+    std::uint32_t interlace;
+    bool strict, loose;
+  };
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  for (const Case& c : {Case{0, 0, 0, 0, 0, 0, 0, 0, false, false},
+                        {1920, -1080, kFccRGB32, 0, 0, 0, 0, 0, true, true},
+                        {1920, 1080, 0, 0, 0, 0, 0, 0, false, true},
+                        {0, 1080, kFccUYVY, 0, 0, 0, 0, 0, false, true},
+                        {-16, 1080, kFccUYVY, 0, 0, 0, 0, 0, false, true},
+                        {1920, 0, kFccUYVY, 0, 0, 0, 0, 0, false, true},
+                        {1920, 1080, kFccUYVY, eXvVF_Disabled, 0, 0, 0, 0, false, true},
+                        {0, 0, 0, eXvVF_HD1080_25p, 0, 0, 0, 0, true, false},
+                        {1, 0, 0, 0, 0, 0, 0, 0, false, false},
+                        {1, -1, 0, 0, 0, 0, 0, 0, false, true},
+                        {0, 0, 0, 0, 16, 0, 0, 0, false, false},
+                        {0, 0, 0, 0, 16, 9, 0, 0, false, true},
+                        {0, 0, 0, 0, 0, 0, -25, 0, false, false},
+                        {0, 0, 0, 0, 0, 0, nan, 0, false, false},
+                        {0, 0, 0, 0, 0, 0, nan, eXvI_Field, false, true}}) {
+    XV_VID_PROPS vid = Raster(c.width, c.height, c.fourcc);
+    vid.eVideoFormat = c.format;
+    vid.nAspectX = c.aspectX;
+    vid.nAspectY = c.aspectY;
+    vid.dblRate = c.rate;
+    vid.eInterlace = c.interlace;
+    EXPECT_EQ(VideoPropsValid(vid, true), c.strict) << c.width << " " << c.height << " " << c.rate;
+    EXPECT_EQ(VideoPropsValid(vid, false), c.loose) << c.width << " " << c.height << " " << c.rate;
+  }
+  EXPECT_FALSE(VideoPropsValid(nullptr, true) || VideoPropsValid(nullptr, false));
 }
 
 TEST(Validity, AudioRangeAndDisabled) {

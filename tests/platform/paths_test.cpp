@@ -61,33 +61,6 @@ TEST(Paths, CreateFoldersMakesEveryLevel) {
   EXPECT_EQ(CreateFolders("/proc/no/way").Failed(), true);
 }
 
-TEST(Paths, FilesOpenBehindPathsLongerThanOneCallTakes) {
-  const test::TemporaryFolder folder;
-  const std::filesystem::path before = std::filesystem::current_path();
-  std::string path = folder.Path();
-  int at = ::open(path.c_str(), O_PATH | O_DIRECTORY);
-  while (path.size() < 2 * PATH_MAX + 100) {
-    const std::string level(200, static_cast<char>('a' + path.size() % 26));
-    ASSERT_EQ(::mkdirat(at, level.c_str(), 0700), 0);
-    const int next = ::openat(at, level.c_str(), O_PATH | O_DIRECTORY);
-    ::close(std::exchange(at, next));
-    path += "//" + level;
-  }
-  ::close(at);
-  EXPECT_TRUE(FreeDiskSpace(path).has_value());
-  path += "/a.mov";
-  ASSERT_EQ(WriteWholeFile(path, "bytes", 5), S_OK);
-  std::vector<std::uint8_t> read;
-  ASSERT_EQ(ReadWholeFile(path, &read), S_OK);
-  EXPECT_EQ(std::string(read.begin(), read.end()), "bytes");
-  EXPECT_TRUE(FileExists(path));
-  EXPECT_EQ(RemoveFile(path), S_OK);
-  EXPECT_FALSE(FileExists(path));
-  EXPECT_EQ(WriteWholeFile(folder.Path() + "/no" + path, "x", 1), StatusFromErrno(ENOENT));
-  EXPECT_EQ(WriteWholeFile(std::string(PATH_MAX, 'x'), "x", 1), StatusFromErrno(ENAMETOOLONG));
-  EXPECT_EQ(std::filesystem::current_path(), before);
-}
-
 TEST(FileTemplate, KnowsThreeFormsAndNothingElse) {
   EXPECT_EQ(ExpandFileTemplate("a%03d.jpg", 7), "a007.jpg");
   EXPECT_EQ(ExpandFileTemplate("a%d.jpg", 12345), "a12345.jpg");

@@ -33,13 +33,6 @@ TEST(DynamicLibrary, SymbolsComeAllOrNotAtAll) {
   EXPECT_FALSE(library.IsOpen());  // NOLINT(bugprone-use-after-move)
 }
 
-TEST(Module, NamesItsOwnFile) {
-  EXPECT_EQ(ModulePath(), ProcessPath());  // the test program links the library statically
-  EXPECT_EQ(std::filesystem::path(ProcessPath()).filename(), "platform_test");
-  EXPECT_GE(ModuleDate().year, 2024);
-  EXPECT_EQ(ProcessId(), static_cast<std::uint32_t>(getpid()));
-}
-
 TEST(Clock, LocalTimeAndSteadyTime) {
   setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
   tzset();

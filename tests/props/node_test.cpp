@@ -128,15 +128,6 @@ TEST(AttributeText, WritesWhatItsOptionsSay) {
             " b=\"it's\" c=\"it's 'so'\"");
 }
 
-TEST(ClassifyValue, LooksOutsideQuotes) {
-  EXPECT_EQ(ClassifyValue(""), ValueClass::kClear);
-  EXPECT_EQ(ClassifyValue("libx264"), ValueClass::kPlain);
-  EXPECT_EQ(ClassifyValue("'a=b'"), ValueClass::kPlain);
-  EXPECT_EQ(ClassifyValue("b=5M g=25"), ValueClass::kAttributes);
-  EXPECT_EQ(ClassifyValue("a='<b>'"), ValueClass::kAttributes);
-  EXPECT_EQ(ClassifyValue("<a b='1'/>"), ValueClass::kXml);
-}
-
 TEST(Node, MovesAndRemovesChildren) {
   const XMLNodePtr a = Parse("<a><b n=1/><c/><b n=2/></a>");
   const XMLNodePtr b = a->FindChild("b");

@@ -65,6 +65,9 @@ TEST_F(PropsTest, PlainValuesMakeTheirPath) {
   EXPECT_EQ(Tree(), "<xv-props x='\u00FC'><video codec='libx264'/></xv-props>");
   EXPECT_EQ(Get(u"VIDEO::Codec"), "libx264");
   EXPECT_EQ(Get(u"none"), "(null)") << "absent is no failure";
+  EXPECT_EQ(Set(u"quoted", u"'a=b'"), S_OK);
+  EXPECT_EQ(Get(u"quoted"), "'a=b'");
+  EXPECT_EQ(props_->PropsRemove(u"quoted"), S_OK);
   EXPECT_EQ(Get(u""), Tree());
   EXPECT_EQ(Set(u"a::::b", u"1"), XV_E_FILE_NOT_FOUND);
   EXPECT_EQ(Set(u"", u"plain"), E_INVALIDARG);

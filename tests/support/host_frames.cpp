@@ -13,12 +13,6 @@ bool IsPlanarLayout(std::uint32_t layout) {
 }
 
 void PutSample(std::vector<std::uint8_t>& out, double value, int bits) {
-  if (bits == -32) {
-    const auto sample = static_cast<float>(value);
-    const auto* bytes = reinterpret_cast<const std::uint8_t*>(&sample);
-    out.insert(out.end(), bytes, bytes + 4);
-    return;
-  }
   const int width = bits == 16 ? 2 : bits == 32 ? 4 : 3;
   const auto sample =
       static_cast<std::int64_t>(std::llround(value * (std::pow(2.0, width * 8 - 1) - 1)));

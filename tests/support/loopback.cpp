@@ -13,26 +13,6 @@
 namespace xv::test {
 namespace {
 
-// A socket bound to a port of loopback, 0 for any; `bound` 0 when it is taken.
-struct BoundSocket {
-  BoundSocket(int type, int port) : socket(::socket(AF_INET, type | SOCK_CLOEXEC, 0)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    socklen_t size = sizeof(address);
-    if (::bind(socket, reinterpret_cast<sockaddr*>(&address), size) != 0) return;
-    ::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size);
-    bound = ntohs(address.sin_port);
-  }
-  ~BoundSocket() { ::close(socket); }
-  BoundSocket(const BoundSocket&) = delete;
-  BoundSocket& operator=(const BoundSocket&) = delete;
-
-  int socket;
-  int bound = 0;
-};
-
 // The kernel's socket table: "sl local_address rem_address st ...", the port in hex.
 bool IsBound(const char* table, const char* state, int port) {
   std::ifstream file(table);
@@ -49,13 +29,26 @@ bool IsBound(const char* table, const char* state, int port) {
 
 }  // namespace
 
+BoundSocket::BoundSocket(int type, int wanted) : socket(::socket(AF_INET, type | SOCK_CLOEXEC, 0)) {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  address.sin_port = htons(static_cast<std::uint16_t>(wanted));
+  socklen_t size = sizeof(address);
+  if (::bind(socket, reinterpret_cast<sockaddr*>(&address), size) != 0) return;
+  ::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size);
+  port = ntohs(address.sin_port);
+}
+
+BoundSocket::~BoundSocket() { ::close(socket); }
+
 int FreePort(Transport transport) {
   const int type = transport == Transport::kTcp ? SOCK_STREAM : SOCK_DGRAM;
   for (int attempt = 0; attempt < 100; ++attempt) {
     const BoundSocket any(type, 0);
-    const BoundSocket even(type, any.bound + 2 - any.bound % 2);
-    const BoundSocket odd(type, even.bound + 1);
-    if (even.bound > 0 && odd.bound == even.bound + 1) return even.bound;
+    const BoundSocket even(type, any.port + 2 - any.port % 2);
+    const BoundSocket odd(type, even.port + 1);
+    if (even.port > 0 && odd.port == even.port + 1) return even.port;
   }
   throw std::runtime_error("no free port");
 }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <chrono>
 #include <memory>
+#include <numeric>
+#include <stdexcept>
 
 extern "C" {
 #include <libavformat/avformat.h>
@@ -28,21 +30,25 @@ std::string Meta(const AVDictionary* dict, const char* key) {
   return entry == nullptr ? std::string() : entry->value;
 }
 
-// In 8 bits, of whatever layout the decoder gives.
-std::uint8_t LumaMean(const AVFrame& frame) {
+// In 8 bits, of whatever layout the decoder gives, rows without padding.
+std::vector<std::uint8_t> LumaOf(const AVFrame& frame) {
   const AVPixFmtDescriptor& desc = *av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
   const AVComponentDescriptor& luma = desc.comp[0];
-  std::uint64_t sum = 0;
+  std::vector<std::uint8_t> out;
+  out.reserve(static_cast<std::size_t>(frame.width * frame.height));
   for (int y = 0; y < frame.height; ++y) {
     const std::uint8_t* row = frame.data[luma.plane] + y * frame.linesize[luma.plane] + luma.offset;
     for (int x = 0; x < frame.width; ++x) {
       const std::uint8_t* at = row + x * luma.step;
       const int value = luma.depth > 8 ? at[0] | at[1] << 8 : at[0];
-      sum += static_cast<std::uint64_t>(value >> (luma.depth - 8));
+      out.push_back(static_cast<std::uint8_t>(value >> (luma.depth - 8)));
     }
   }
-  return static_cast<std::uint8_t>(
-      sum / (static_cast<std::uint64_t>(frame.width) * static_cast<std::uint64_t>(frame.height)));
+  return out;
+}
+
+std::string BytesOf(const std::uint8_t* data, std::size_t size) {
+  return {reinterpret_cast<const char*>(data), size};
 }
 
 std::string LayoutName(const AVChannelLayout& layout) {
@@ -75,12 +81,25 @@ struct Patience {
   void Renew() { end = Clock::now() + std::chrono::seconds(10); }
 };
 
+void TakePicture(const AVFrame& frame, double time, ProbedStream& out) {
+  std::vector<std::uint8_t> luma = LumaOf(frame);
+  const std::uint64_t sum = std::accumulate(luma.begin(), luma.end(), std::uint64_t{0});
+  out.lumaMeans.push_back(static_cast<std::uint8_t>(sum / luma.size()));
+  if (++out.frames == 1) out.firstLuma = std::move(luma);
+  out.pixelFormat = av_get_pix_fmt_name(static_cast<AVPixelFormat>(frame.format));
+  out.pictureTypes += av_get_picture_type_char(frame.pict_type);
+  const AVFrameSideData* captions = av_frame_get_side_data(&frame, AV_FRAME_DATA_A53_CC);
+  if (captions != nullptr)
+    out.captions.push_back({time - out.start, BytesOf(captions->data, captions->size)});
+}
+
 void Take(const AVFrame& frame, const AVStream& stream, ProbedStream& out) {
-  if (out.frames == 0 && out.samples == 0) {
-    out.start = frame.best_effort_timestamp == AV_NOPTS_VALUE
-                    ? 0
-                    : static_cast<double>(frame.best_effort_timestamp) * av_q2d(stream.time_base);
-  }
+  // In a program stream not every picture has a time of its own.
+  const double time =
+      frame.best_effort_timestamp == AV_NOPTS_VALUE
+          ? out.next
+          : static_cast<double>(frame.best_effort_timestamp) * av_q2d(stream.time_base);
+  if (out.frames == 0 && out.samples == 0) out.start = time;
   if (out.type == AVMEDIA_TYPE_AUDIO) {
     out.samples += frame.nb_samples;
     out.channels = frame.ch_layout.nb_channels;
@@ -89,16 +108,15 @@ void Take(const AVFrame& frame, const AVStream& stream, ProbedStream& out) {
     out.seconds = static_cast<double>(out.samples) / frame.sample_rate;
     return;
   }
-  if (++out.frames == 1 && out.sampleAspect.num == 0) {
-    out.sampleAspect = frame.sample_aspect_ratio;
-  }
+  if (stream.avg_frame_rate.num > 0) out.next = time + 1 / av_q2d(stream.avg_frame_rate);
+  if (out.frames == 0 && out.sampleAspect.num == 0) out.sampleAspect = frame.sample_aspect_ratio;
   out.width = frame.width;
   out.height = frame.height;
   out.interlaced = frame.interlaced_frame != 0;
   out.topFirst = frame.top_field_first != 0;
   const AVPixFmtDescriptor& desc = *av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
   out.fullRange = frame.color_range == AVCOL_RANGE_JPEG || (desc.flags & AV_PIX_FMT_FLAG_RGB) != 0;
-  out.lumaMeans.push_back(LumaMean(frame));
+  TakePicture(frame, time, out);
 }
 
 void Decode(AVCodecContext& decoder, const AVPacket* packet, const AVStream& stream,
@@ -128,6 +146,16 @@ const ProbedStream* ProbedFile::Audio(int track) const {
     if (stream.type == AVMEDIA_TYPE_AUDIO && track-- == 0) return &stream;
   }
   return nullptr;
+}
+
+const ProbedStream& ProbedFile::Pictures() const {
+  if (Video() == nullptr) throw std::runtime_error("no pictures");
+  return *Video();
+}
+
+const ProbedStream& ProbedFile::Sound(int track) const {
+  if (Audio(track) == nullptr) throw std::runtime_error("no sound");
+  return *Audio(track);
 }
 
 int ProbedFile::Count(AVMediaType type) const {
@@ -162,6 +190,7 @@ ProbedFile Probe(const std::string& path,
     out.codec = avcodec_get_name(par.codec_id);
     out.id = raw->streams[i]->id;
     out.tag = par.codec_tag;
+    out.profile = par.profile;
     out.sampleAspect = raw->streams[i]->sample_aspect_ratio;
     out.fieldOrder = par.field_order;
     out.language = Meta(raw->streams[i]->metadata, "language");
@@ -183,6 +212,11 @@ ProbedFile Probe(const std::string& path,
         file.streams[i].gopTimecode.empty()) {
       file.streams[i].gopTimecode = GopTimecode(*packet);
     }
+    if (i < file.streams.size()) {
+      const auto size = static_cast<std::size_t>(packet->size);
+      file.streams[i].packets.push_back({packet->pts, BytesOf(packet->data, size)});
+      file.streams[i].keys += (packet->flags & AV_PKT_FLAG_KEY) != 0 ? 'K' : '-';
+    }
     if (i < decoders.size() && decoders[i])
       Decode(*decoders[i], packet.get(), *raw->streams[i], file.streams[i]);
     av_packet_unref(packet.get());
@@ -196,6 +230,16 @@ ProbedFile Probe(const std::string& path,
     }
   }
   return file;
+}
+
+ProbedFile RecordAndProbe(const std::string& name, const std::string& attributes, const Feed& feed,
+                          int count) {
+  const TemporaryFolder folder;
+  std::string noted;
+  const HRESULT result = Record(folder / name, attributes, feed, count, &noted);
+  if (result != S_OK || !noted.empty())
+    throw std::runtime_error(attributes + ": " + host::Describe(result) + " " + noted);
+  return Probe(folder / name);
 }
 
 }  // namespace xv::test

@@ -5,12 +5,25 @@
 #include <utility>
 #include <vector>
 
+#include "support/host_frames.h"
+
 extern "C" {
 #include <libavcodec/avcodec.h>
 }
 
 // Reads a recording back with FFmpeg's demuxers and decoders, as any reader would.
 namespace xv::test {
+
+struct ProbedPacket {
+  std::int64_t pts = 0;
+  std::string bytes;
+};
+
+// The constructs of CEA-608 and CEA-708 that a picture carries, three bytes each.
+struct ProbedCaptions {
+  double start = 0;  // seconds behind the first picture
+  std::string constructs;
+};
 
 struct ProbedStream {
   AVMediaType type = AVMEDIA_TYPE_UNKNOWN;
@@ -19,6 +32,7 @@ struct ProbedStream {
   std::int64_t samples = 0;  // decoded samples of a channel
   double seconds = 0;        // of what was decoded
   double start = 0;          // time of the first decoded frame
+  double next = 0;           // time of the picture behind the last one
   int errors = 0;            // of the decoder
   int channels = 0;
   std::string layout;  // of the channels, such as "stereo"
@@ -33,8 +47,15 @@ struct ProbedStream {
   int id = 0;
   std::uint32_t tag = 0;
   std::string language;
+  int profile = 0;
+  std::string pixelFormat;
+  std::string pictureTypes;             // a letter for each: I, P, B
   bool fullRange = false;               // levels from 0 to 255
   std::vector<std::uint8_t> lumaMeans;  // mean of the first plane, a picture each
+  std::vector<std::uint8_t> firstLuma;  // of the first picture, 8 bits, rows without padding
+  std::vector<ProbedCaptions> captions;
+  std::vector<ProbedPacket> packets;  // in the order of the file
+  std::string keys;                   // a "K" or a "-" for each packet
 };
 
 struct ProbedFile {
@@ -46,11 +67,19 @@ struct ProbedFile {
 
   const ProbedStream* Video() const;
   const ProbedStream* Audio(int track = 0) const;
+  // The same for tests that cannot go on without: they fail by an exception.
+  const ProbedStream& Pictures() const;
+  const ProbedStream& Sound(int track = 0) const;
   int Count(AVMediaType type) const;
 };
 
 // `options` go to the demuxer and the protocol. A URL that gives nothing for ten seconds is left.
 ProbedFile Probe(const std::string& path,
                  const std::vector<std::pair<std::string, std::string>>& options = {});
+
+// Records `count` frames into a file of that name in a fresh folder and reads it back. The test
+// fails unless all went well.
+ProbedFile RecordAndProbe(const std::string& name, const std::string& attributes,
+                          const Feed& feed = {}, int count = 10);
 
 }  // namespace xv::test

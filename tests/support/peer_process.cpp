@@ -10,15 +10,21 @@
 
 namespace xv::test {
 
-PeerProcess::PeerProcess(const std::vector<std::string>& command, const std::string& log) {
+PeerProcess::PeerProcess(const std::vector<std::string>& command, const std::string& log,
+                         const std::string& errors) {
   std::vector<char*> words;
   for (const std::string& word : command) words.push_back(const_cast<char*>(word.c_str()));
   words.push_back(nullptr);
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_addopen(&actions, 1, log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-  posix_spawn_file_actions_adddup2(&actions, 1, 2);
+  constexpr int kFresh = O_WRONLY | O_CREAT | O_TRUNC;
+  posix_spawn_file_actions_addopen(&actions, 1, log.c_str(), kFresh, 0644);
+  if (errors.empty()) {
+    posix_spawn_file_actions_adddup2(&actions, 1, 2);
+  } else {
+    posix_spawn_file_actions_addopen(&actions, 2, errors.c_str(), kFresh, 0644);
+  }
   const int result = posix_spawnp(&child_, words[0], &actions, nullptr, words.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
   if (result != 0) throw std::runtime_error("cannot run " + command[0]);

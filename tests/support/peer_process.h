@@ -10,10 +10,12 @@
 // Programs at work beside the test, such as those at the other end of a connection.
 namespace xv::test {
 
-// A child process with nothing to read and its words in a file. It is killed with the object.
+// A child process with nothing to read and its words in files; those of its standard error in
+// `log` too where they have none of their own. It is killed with the object.
 class PeerProcess {
  public:
-  PeerProcess(const std::vector<std::string>& command, const std::string& log);
+  PeerProcess(const std::vector<std::string>& command, const std::string& log,
+              const std::string& errors = {});
   ~PeerProcess();
   PeerProcess(const PeerProcess&) = delete;
   PeerProcess& operator=(const PeerProcess&) = delete;

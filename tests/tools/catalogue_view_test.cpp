@@ -1,6 +1,5 @@
 #include <gmock/gmock.h>
 
-#include "support/host_frames.h"
 #include "support/media_probe.h"
 #include "support/run_program.h"
 #include "xvrecord/catalogue_view.h"
@@ -19,7 +18,7 @@ const std::string kProgram = XVRECORD;
 XMLParse::XMLNodePtr SmallList() {
   return xvrecord::ParseList(R"(<supported_list><formats>
     <format name='Auto Select'><video><codec id='mpeg4' name='MPEG-4' b='5M'/></video></format>
-    <format id='mov' name='Movie' extensions='mov,qt' split_channels='1' note='two words'>
+    <format id='mov' name='Movie' extensions='mov,qt' split_channels='1' note="it's two">
       <attributes_info><movflags type='string' default=''>Flags</movflags></attributes_info>
       <video><codec name='Default'/><codec id='dnxhd' name='DNxHD 120' b='120M' size='1280x720P'/></video>
       <audio><codec id='aac' name='AAC' b='128000'/></audio></format>
@@ -36,7 +35,7 @@ TEST(CatalogueView, PresetsBecomeTheTextOfASession) {
   const auto list = SmallList();
   EXPECT_EQ(
       PresetText(*list, "mov", "dnxhd 120", "AAC"),
-      " format='mov' split_channels='1' note='two words' video::codec='dnxhd' video::b='120M' "
+      " format='mov' split_channels='1' note=\"it's two\" video::codec='dnxhd' video::b='120M' "
       "video::size='1280x720P' audio::codec='aac' audio::b='128000'");
   EXPECT_EQ(PresetText(*list, "", "mpeg4", ""), " video::codec='mpeg4' video::b='5M'");
   EXPECT_EQ(PresetText(*list, "Stream", "", ""), " format='flv'");
@@ -91,24 +90,19 @@ TEST(CatalogueView, CommandPrintsTheServedList) {
 
 TEST(CatalogueView, RecordingTakesThePresetsAndAttributesWin) {
   TemporaryFolder folder;
-  const std::string output = folder / "out.mov";
-  const std::vector<std::string> input = {"test:size=1280x720,seconds=0.4", output};
-  std::vector<std::string> command = {kProgram,        "--quiet",  "--format",
-                                      "mov_dnxhd",     "--codec",  "DNxHD 120 Mbit/s 720p",
-                                      "--audio-codec", "pcm_s24le"};
-  command.insert(command.end(), input.begin(), input.end());
-  auto run = RunProgram(command);
-  ASSERT_EQ(run.status, 0) << run.err;
-  ProbedFile file = Probe(output);
-  ASSERT_TRUE(file.Video() != nullptr && file.Audio() != nullptr);
-  EXPECT_EQ(file.Video()->codec, "dnxhd");
-  EXPECT_EQ(file.Audio()->codec, "pcm_s24le");
-
-  command = {kProgram, "--quiet", "--codec", "mpeg2video", "-a", "video::codec=mpeg4"};
-  command.insert(command.end(), input.begin(), input.end());
-  run = RunProgram(command);
-  ASSERT_EQ(run.status, 0) << run.err;
-  EXPECT_EQ(Probe(output).Video()->codec, "mpeg4");
+  const auto record = [&](std::vector<std::string> command) {
+    command.insert(command.begin(), {kProgram, "--quiet"});
+    command.insert(command.end(), {"test:size=1280x720,seconds=0.4", folder / "out.mov"});
+    const ProgramResult run = RunProgram(command);
+    EXPECT_EQ(run.status, 0) << run.err;
+    return Probe(folder / "out.mov");
+  };
+  const ProbedFile file = record(
+      {"--format", "mov_dnxhd", "--codec", "DNxHD 120 Mbit/s 720p", "--audio-codec", "pcm_s24le"});
+  EXPECT_EQ(file.Pictures().codec, "dnxhd");
+  EXPECT_EQ(file.Sound().codec, "pcm_s24le");
+  EXPECT_EQ(record({"--codec", "mpeg2video", "-a", "video::codec=mpeg4"}).Pictures().codec,
+            "mpeg4");
 }
 
 }  // namespace

@@ -1,4 +1,3 @@
-#include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -8,7 +7,6 @@
 #include <csignal>
 #include <thread>
 
-#include "support/host_frames.h"
 #include "support/loopback.h"
 #include "support/media_probe.h"
 
@@ -24,31 +22,23 @@ constexpr double kStopWithin = 3.0;  // seconds
 // reads no more.
 class BrokenReceiver {
  public:
-  explicit BrokenReceiver(bool hangsUp)
-      : port_(FreePort(Transport::kTcp)),
-        socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<std::uint16_t>(port_));
-    ::bind(socket_, reinterpret_cast<sockaddr*>(&address), sizeof(address));
-    ::listen(socket_, 1);
+  explicit BrokenReceiver(bool hangsUp) {
+    ::listen(bound_.socket, 1);
     reading_ = std::thread([this, hangsUp] { Read(hangsUp); });
   }
   ~BrokenReceiver() {
-    ::shutdown(socket_, SHUT_RDWR);
+    ::shutdown(bound_.socket, SHUT_RDWR);
     reading_.join();
-    ::close(socket_);
     if (connection_ >= 0) ::close(connection_);
   }
   std::string Url(const char* scheme) const {
-    return std::string(scheme) + "://127.0.0.1:" + std::to_string(port_) + "/a.ts";
+    return std::string(scheme) + "://127.0.0.1:" + std::to_string(bound_.port) + "/a.ts";
   }
   bool HasTakenItsPart() const { return taken_ >= kTaken; }
 
  private:
   void Read(bool hangsUp) {
-    connection_ = ::accept4(socket_, nullptr, nullptr, SOCK_CLOEXEC);
+    connection_ = ::accept4(bound_.socket, nullptr, nullptr, SOCK_CLOEXEC);
     char buffer[4096];
     while (taken_ < kTaken) {
       const ssize_t got = ::recv(connection_, buffer, sizeof(buffer), 0);
@@ -59,8 +49,7 @@ class BrokenReceiver {
     ::close(connection_);
     connection_ = -1;
   }
-  int port_;
-  int socket_;
+  const BoundSocket bound_{SOCK_STREAM, 0};
   int connection_ = -1;
   std::atomic<int> taken_{0};
   std::thread reading_;
