@@ -11,8 +11,8 @@ namespace xv {
 // Locates packets through FFmpeg's public interface alone: a table holds what was handed to the
 // muxer, the file sink shows what the muxer writes, and AVStream.nb_frames tells between two writes
 // which packets are through. A packet whose own bytes are written lies where they go; one that the
-// muxer packs otherwise lies where its writing began. Stamps are those handed over: the hooks also see
-// the shift by which some muxers avoid negative ones, and mxf's edit units.
+// muxer packs otherwise lies where its writing began. Stamps are those handed over: the hooks also
+// see the shift by which some muxers avoid negative ones, and mxf's edit units.
 class GrowingTable final : public PacketLocator, private SinkObserver {
  public:
   explicit GrowingTable(GrowingIndex& index) : index_(index) {}

@@ -6,6 +6,7 @@
 
 extern "C" {
 #include <libavutil/avstring.h>
+#include <libavutil/opt.h>
 }
 
 namespace xv {
@@ -36,14 +37,14 @@ Status Output::OpenFile(AvDictionary& options) {
 Status Output::WriteHeader(AvDictionary& options) {
   const std::lock_guard guard(lock);
   const IoCall call(interrupt);
+  // The options are tried ahead of the header: after a refused value it is written without them,
+  // but a muxer that has refused the header itself must not be asked again, since it has let go of
+  // what it needs.
   AvDictionary offered(options);
-  int result = avformat_write_header(context.get(), offered.Address());
-  if (result >= 0) {
+  if (av_opt_set_dict2(context.get(), offered.Address(), AV_OPT_SEARCH_CHILDREN) >= 0) {
     options = std::move(offered);
-  } else if (av_match_name(context->oformat->name, "rtsp") == 0) {
-    // The rtsp muxer trips over what a refused attempt has left of its connection.
-    result = avformat_write_header(context.get(), nullptr);
   }
+  const int result = avformat_write_header(context.get(), nullptr);
   headerWritten = result >= 0;
   headerFailure = StatusFromAvError(result);
   return headerFailure;

@@ -39,8 +39,8 @@ struct Output {
   // Opens the file or URL for the muxer; formats that open their own outputs need none. `options`
   // are offered to the protocol of a URL, which takes out what it knows.
   Status OpenFile(AvDictionary& options);
-  // Writes the header: with `options`, and once more without where the muxer refuses them. What was
-  // not taken stays in `options`.
+  // Writes the header with `options`, or without them where one has a value that the muxer refuses.
+  // What was not taken stays in `options`.
   Status WriteHeader(AvDictionary& options);
   // Hands the packet to the muxer, which takes its reference.
   Status WriteInterleaved(AVPacket* packet);

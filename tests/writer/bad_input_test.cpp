@@ -48,6 +48,24 @@ TEST(BadInput, HeaderThatAStreamRefusesStaysTheCause) {
   ExpectUsable(writer, folder);
 }
 
+TEST(BadInput, MuxersThatRefuseTheirHeaderOrAnOptionOfIt) {
+  TemporaryFolder folder;
+  host::Writer writer;
+  ASSERT_EQ(writer.Start(folder / "a.ts",
+                         "video::codec=mpeg2video audio::codec=mp2 split_channels=1 "
+                         "audio::streamid=310 audio::streamid.1=310"),
+            S_OK);
+  EXPECT_EQ(writer.Put(MakeFrame(Feed(), 0)), E_FAIL) << "two streams of one number";
+  EXPECT_THAT(writer.LastError(), testing::HasSubstr("header"));
+  ExpectUsable(writer, folder);
+
+  ASSERT_EQ(writer.Start(folder / "b.mp4", "video::codec=mpeg4 movflags=junk"), S_OK);
+  ASSERT_EQ(PushFrames(writer, Feed(), 5), S_OK);
+  writer.Stop();
+  EXPECT_EQ(Probe(folder / "b.mp4").Video()->frames, 5) << "a recording without its options";
+  EXPECT_EQ(writer.Get("quality::unused_options"), "movflags");
+}
+
 TEST(BadInput, FormatsAndCodecsThatDoNotExist) {
   TemporaryFolder folder;
   host::Writer writer;

@@ -95,7 +95,8 @@ TEST(Recording, DropFramesDropsInsteadOfWaiting) {
                 folder / "a.mp4",
                 "video::codec=libx264 video::preset=veryslow video.buffers=1 video.drop_frames=1"),
             S_OK);
-  const Feed feed{.width = 1280, .height = 720, .channels = 0};
+  // Pictures that the encoder takes as they are: a put costs nothing.
+  const Feed feed{.layout = kFccI420, .width = 1280, .height = 720, .channels = 0};
   std::vector<host::Ptr<IXvFrame>> frames;
   for (int i = 0; i < 60; ++i) frames.push_back(MakeFrame(feed, i));
   int dropped = 0;
