@@ -138,6 +138,31 @@ int ToV210(const ImageView& source, const AVFrame& target) {
   return 0;
 }
 
+// 8-bit 4:2:2 at the top of 10 bits: ITU-R BT.709 gives each code of 8 bits four of 10.
+int ToDeep422(const ImageView& source, const AVFrame& target) {
+  const auto luma = static_cast<std::size_t>(source.width);
+  const std::size_t chroma = (luma + 1) / 2;
+  static thread_local std::vector<std::uint8_t> scratch;
+  scratch.resize(luma + 2 * chroma);
+  ImageView from = source;
+  from.height = 1;
+  PlanarView row;
+  row.kind = PlanarView::Kind::k422;
+  row.data = {scratch.data(), scratch.data() + luma, scratch.data() + luma + chroma};
+  for (int y = 0; y < source.height; ++y) {
+    if (const int result = PackedToPlanar(from, row, FieldForm::kFrame, false); result != 0)
+      return result;
+    for (std::size_t plane = 0; plane < 3; ++plane) {
+      auto* deep = reinterpret_cast<std::uint16_t*>(
+          target.data[plane] + static_cast<std::ptrdiff_t>(target.linesize[plane]) * y);
+      std::transform(row.data[plane], row.data[plane] + (plane == 0 ? luma : chroma), deep,
+                     [](std::uint8_t code) { return static_cast<std::uint16_t>(code << 2); });
+    }
+    from.data[0] += source.step[0];
+  }
+  return 0;
+}
+
 int Run(const ImageView& source, AVFrame* target, const CodecConvertOptions& options) {
   using Kind = PlanarView::Kind;
   if (source.tag == kFccV210) return FromV210(source, target, options);
@@ -147,6 +172,9 @@ int Run(const ImageView& source, AVFrame* target, const CodecConvertOptions& opt
   switch (target->format) {
     case kPixFmtV210:
       return ToV210(source, *target);
+    case AV_PIX_FMT_YUV422P10LE:
+      return options.fullRange || !FindPackedOrder(source.tag) ? kNoRoutine
+                                                               : ToDeep422(source, *target);
     case AV_PIX_FMT_YUV420P:
       return ToPlanar(source, *target, Kind::k420, options.fullRange);
     case AV_PIX_FMT_YUVJ420P:

@@ -73,7 +73,8 @@ TEST(CodecConvert, EveryCellGivesTheColour) {
         Cell{AV_PIX_FMT_YUV411P, all}, Cell{AV_PIX_FMT_UYVY422, all}, Cell{AV_PIX_FMT_NV12, all},
         Cell{AV_PIX_FMT_ARGB, all}, Cell{AV_PIX_FMT_RGBA, all}, Cell{AV_PIX_FMT_BGRA, all},
         Cell{AV_PIX_FMT_0RGB, all}, Cell{AV_PIX_FMT_RGB48LE, {kFccR210}},
-        Cell{AV_PIX_FMT_YUV422P10LE, {kFccV210}}, Cell{AV_PIX_FMT_YUV420P, {kFccV210, kFccR210}},
+        Cell{AV_PIX_FMT_YUV422P10LE, {kFccV210, kFccUYVY, kFccYUY2, kFccYVYU}},
+        Cell{AV_PIX_FMT_YUV420P, {kFccV210, kFccR210}},
         Cell{AV_PIX_FMT_BGRA, {kFccV210, kFccYVYU, kFccR210}}}) {
     for (const std::uint32_t tag : cell.sources) {
       for (const int width : {48, 34}) {

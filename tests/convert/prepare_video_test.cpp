@@ -117,7 +117,7 @@ TEST(PrepareVideo, V210KeepsItsTenBits) {
 }
 
 // The bytes that FFmpeg's encoder makes of the same picture, whatever the width.
-TEST(PrepareVideo, EightBitsBecomeV210AsTheEncoderWouldPackThem) {
+TEST(PrepareVideo, EightBitsBecomeTenAndV210AsTheEncoderWouldPackThem) {
   for (const int width : {96, 98, 100, 134}) {
     for (const std::uint32_t layout : {kFccUYVY, kFccHDYC, kFccYUY2}) {
       Picture source(layout, width, 4);
@@ -135,6 +135,21 @@ TEST(PrepareVideo, EightBitsBecomeV210AsTheEncoderWouldPackThem) {
       preparation = Preparation(source.vid, AV_PIX_FMT_YUV422P, AV_CODEC_ID_FFV1);
       Ref<XvFrameFFM> planes;
       ASSERT_EQ(Prepare(preparation, FrameOf(source), &planes), S_OK);
+      preparation = Preparation(source.vid, AV_PIX_FMT_YUV422P10LE, AV_CODEC_ID_PRORES);
+      Ref<XvFrameFFM> deep;
+      ASSERT_EQ(Prepare(preparation, FrameOf(source), &deep), S_OK);
+      for (int plane = 0; plane < 3; ++plane) {
+        for (int i = 0; i < 4 * (plane == 0 ? width : width / 2); ++i) {
+          const int columns = plane == 0 ? width : width / 2;
+          const AVFrame& eight = *planes->picture();
+          const AVFrame& ten = *deep->picture();
+          const int y = i / columns;
+          const auto* row =
+              reinterpret_cast<const std::uint16_t*>(ten.data[plane] + y * ten.linesize[plane]);
+          ASSERT_EQ(row[i % columns],
+                    4 * eight.data[plane][y * eight.linesize[plane] + i % columns]);
+        }
+      }
       const AvPtr<AVPacket> packet = EncodeOne(AV_CODEC_ID_V210, *planes->picture());
       ASSERT_EQ(packet->size, rowBytes * 4);
       EXPECT_EQ(std::memcmp(packet->data, packed->picture()->data[0],
