@@ -3,7 +3,6 @@
 #include <cmath>
 #include <map>
 #include <random>
-#include <regex>
 
 #include "captions/cea608_text.h"
 #include "captions/host_items.h"
@@ -45,8 +44,18 @@ struct ShownCaption {
 // The text of an ASS event behind its eight fields, without overrides and hard spaces.
 std::string TextOf(std::string event) {
   for (int field = 0; field < 8; ++field) event.erase(0, event.find(',') + 1);
-  event = std::regex_replace(event, std::regex(R"(\{[^}]*\}|\\h)"), "");
-  return std::regex_replace(event, std::regex(R"(\\N)"), "\n");
+  std::string text;
+  for (std::size_t i = 0; i < event.size(); ++i) {
+    if (event[i] == '{') {
+      i = event.find('}', i);
+      if (i == std::string::npos) break;
+    } else if (event[i] == '\\' && i + 1 < event.size()) {
+      if (event[++i] == 'N') text += '\n';
+    } else {
+      text += event[i];
+    }
+  }
+  return text;
 }
 
 // What FFmpeg's CEA-608 decoder makes of the pictures' captions, in order of display.

@@ -3,7 +3,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <regex>
 #include <set>
 
 #include "catalogue/attribute_tables.h"
@@ -17,8 +16,16 @@ bool IsNameLetter(char c) {
 
 // Numbers of tracks are no part of a name: "audio.1::b" is "audio::b", "streamid.2" "streamid.N".
 std::string WithoutNumbers(const std::string& name) {
-  static const std::regex kTrack("[.0-9]+::"), kNumber("[.][0-9]+$");
-  return std::regex_replace(std::regex_replace(name, kTrack, "::"), kNumber, ".N");
+  const auto beforeNumber = [](const std::string& text) {
+    return text.substr(0, text.find_last_not_of(".0123456789") + 1);
+  };
+  std::string out;
+  std::size_t begin = 0;
+  for (std::size_t end; (end = name.find("::", begin)) != std::string::npos; begin = end + 2)
+    out += beforeNumber(name.substr(begin, end - begin)) + "::";
+  const std::string last = name.substr(begin);
+  const std::string stem = beforeNumber(last);
+  return out + (stem.size() < last.size() && last[stem.size()] == '.' ? stem + ".N" : last);
 }
 
 // The names that a line sets: "node::key=value" in an attribute text, or a name in quotes.
