@@ -12,8 +12,8 @@ extern "C" {
 namespace xv {
 namespace {
 
-// The sizes that the muxer would cut sound into: mxf a picture's worth, gxf 32768 bytes' worth
-// (SMPTE ST 360 media packets of 16 bits). "" for a muxer that leaves sound as it is.
+// The sizes that the muxer would cut sound into: mxf a picture's worth, gxf 32768 samples, which
+// are 65536 bytes. "" for a muxer that leaves sound as it is.
 std::string ChunkOptions(const AVFormatContext& context) {
   const std::string_view name = context.oformat->name;
   if (name == "gxf") return "n=32768";
