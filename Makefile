@@ -55,7 +55,7 @@ format-check:
 
 FUZZ_SECONDS ?= 60
 fuzz: build
-	cmake --build --preset release --target captions_fuzz convert_fuzz -j $(JOBS)
+	cmake --build --preset release --target captions_fuzz picture_fuzz -j $(JOBS)
 	for f in caption_pairs insert_offset anc_reader picture_conversion; do \
 	  build/release/bin/fuzz_$$f -max_total_time=$(FUZZ_SECONDS) -max_len=65536 -verbosity=0 || exit 1; done
 

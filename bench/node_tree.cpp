@@ -5,7 +5,7 @@
 #include <cstring>
 #include <string>
 
-#include "props/node.h"
+#include "tree/node.h"
 
 namespace {
 

@@ -6,8 +6,9 @@ failed=0
 complain() { echo "lint: $*"; failed=1; }
 
 # A room may include rooms of lower floors only. Rooms with the same number share a floor.
-declare -A floor=([base]=0 [platform]=1 [media]=2 [props]=3 [contracts]=4 [convert]=5 [captions]=5
-  [hw]=6 [codec]=7 [catalogue]=8 [ffm]=8 [component]=8 [writer]=9 [server]=10)
+declare -A floor=([base]=0 [platform]=1 [values]=2 [tree]=3 [settings]=4 [props]=5 [media]=5
+  [contracts]=6 [kernels]=7 [picture]=8 [audio]=8 [frames]=9 [captions]=9 [hw]=10 [codec]=11
+  [catalogue]=12 [output]=12 [growing]=13 [session]=14 [component]=14 [writer]=15 [server]=16)
 while IFS=: read -r file include; do
   from=$(echo "$file" | cut -d/ -f2)
   to=$(echo "$include" | sed -E 's/.*"([a-z]+)\/.*/\1/')

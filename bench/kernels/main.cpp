@@ -13,13 +13,13 @@
 #include <cstdio>
 #include <cstring>
 
-#include "convert/codec_convert.h"
-#include "convert/convert_pixels.h"
-#include "convert/frame_ffm.h"
-#include "convert/kernels/channel_kernels.h"
-#include "convert/rotate_image.h"
-#include "convert/scale_engine.h"
+#include "kernels/channel_kernels.h"
 #include "peers.h"
+#include "picture/layout_conversion.h"
+#include "picture/picture_pool.h"
+#include "picture/rotate.h"
+#include "picture/scale_engine.h"
+#include "picture/to_codec_format.h"
 
 namespace xv::bench {
 namespace {

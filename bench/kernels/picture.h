@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "convert/image_view.h"
 #include "media/pixel_layout.h"
+#include "picture/image_view.h"
 
 namespace xv::bench {
 

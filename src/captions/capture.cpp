@@ -26,7 +26,7 @@ double RateOf(IXvFrame& frame) {
 }  // namespace
 
 void CaptionCapture::SetupCapture(const std::string& outputPath, const XMLNodePtr& session,
-                                  const XMLNodePtr& own, SessionStats* stats) {
+                                  const XMLNodePtr& own, CaptionCounters* stats) {
   ResetCapture();
   stats_ = stats;
   outputPath_ = outputPath;
@@ -63,7 +63,7 @@ void CaptionCapture::UseFrameNode(const XMLNodePtr& node) {
 
 int CaptionCapture::CaptureFrame(IXvFrame* frame, const XV_TIME* time) {
   if (frame == nullptr || !scc_) return 0;
-  if (stats_ != nullptr && FrameCarriesCaptions(*frame)) ++stats_->captionsSeen;
+  if (stats_ != nullptr && FrameCarriesCaptions(*frame)) ++stats_->seen;
   const XMLNodePtr node = NodeOfFrame(frame);
   if (!node) return CaptureWith(sessionOptions_, *frame, time);
   UseFrameNode(node);

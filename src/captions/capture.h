@@ -4,10 +4,10 @@
 #include <string>
 
 #include "captions/anc_data_file.h"
+#include "captions/caption_counters.h"
 #include "captions/capture_options.h"
 #include "captions/scc_writer.h"
-#include "media/session_stats.h"
-#include "props/node.h"
+#include "tree/node.h"
 #include "xvwriter/frames.h"
 
 namespace xv {
@@ -28,7 +28,7 @@ class CaptionCapture {
   // At the start of a session. The options are read now from `session`, else `own` (either may be
   // null); a running session does not see later changes. `stats` may be null and outlives this.
   void SetupCapture(const std::string& outputPath, const XMLParse::XMLNodePtr& session,
-                    const XMLParse::XMLNodePtr& own, SessionStats* stats);
+                    const XMLParse::XMLNodePtr& own, CaptionCounters* stats);
 
   // For each frame that the encoder has taken. `time` is the corrected one; null takes the frame's.
   // Options in the frame's own node win for this frame; a path given there stays.
@@ -49,7 +49,7 @@ class CaptionCapture {
   std::string outputPath_;
   CaptureOptions sessionOptions_;
   CaptureOptions frameOptions_;
-  SessionStats* stats_ = nullptr;
+  CaptionCounters* stats_ = nullptr;
   Ref<SCCWriter> scc_;
   Ref<CANCDataFile> anc_;
 };

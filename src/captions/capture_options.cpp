@@ -9,7 +9,7 @@
 #include "base/text.h"
 #include "captions/frame_items.h"
 #include "platform/paths.h"
-#include "props/value_syntax.h"
+#include "values/value_syntax.h"
 
 namespace xv {
 namespace {

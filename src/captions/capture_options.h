@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "props/attribute_spec.h"
-#include "props/node.h"
+#include "tree/node.h"
 
 namespace xv {
 

@@ -16,8 +16,8 @@ namespace {
 constexpr std::uint32_t kKeys[] = {FourCC("ATSC"), FourCC("GA94"), FourCC("C708"), FourCC("C608")};
 
 // Blocks without anything for a viewer do not count; those of unknown form do.
-void Count(std::atomic<std::int64_t> SessionStats::*counter, const CaptionBlock& block,
-           SessionStats* stats) {
+void Count(std::atomic<std::int64_t> CaptionCounters::*counter, const CaptionBlock& block,
+           CaptionCounters* stats) {
   const std::span<const std::uint8_t> constructs = ConstructsOfA53(block);
   if (!constructs.empty() && !CarriesCaptions(constructs)) return;
   if (stats != nullptr) ++(stats->*counter);
@@ -66,7 +66,7 @@ Status Insert(AVCodecID codec, CaptionPlacement placement, CaptionBlock block, A
 }  // namespace
 
 Status KeepCaptions(CaptionMap* map, IXvFrame& frame, std::int64_t pts, std::int64_t held,
-                    SessionStats* stats) {
+                    CaptionCounters* stats) {
   std::uint32_t size = 0;
   const std::uint8_t* data = nullptr;
   for (const std::uint32_t key : kKeys) {
@@ -77,7 +77,7 @@ Status KeepCaptions(CaptionMap* map, IXvFrame& frame, std::int64_t pts, std::int
   const std::size_t most =
       kCaptionBlocks + static_cast<std::size_t>(std::max<std::int64_t>(held, 0));
   if (map->size() >= most) {
-    Count(&SessionStats::captionsLost, map->begin()->second, stats);
+    Count(&CaptionCounters::lost, map->begin()->second, stats);
     map->erase(map->begin());
   }
   map->insert_or_assign(pts, CaptionBlock(data, data + size));
@@ -85,19 +85,19 @@ Status KeepCaptions(CaptionMap* map, IXvFrame& frame, std::int64_t pts, std::int
 }
 
 Status InsertCaptions(CaptionMap* map, AVCodecID codec, CaptionPlacement placement,
-                      AVPacket* packet, SessionStats* stats) {
+                      AVPacket* packet, CaptionCounters* stats) {
   if ((packet->data == nullptr) != (packet->size == 0)) return E_UNEXPECTED;
   const auto found = map->find(packet->pts);
   if (found == map->end()) return S_FALSE;
   const CaptionBlock block = std::move(found->second);
   map->erase(found);
   const Status status = Insert(codec, placement, block, packet);
-  Count(status.Ok() ? &SessionStats::captionsEmbedded : &SessionStats::captionsLost, block, stats);
+  Count(status.Ok() ? &CaptionCounters::embedded : &CaptionCounters::lost, block, stats);
   return status;
 }
 
-void DropCaptions(CaptionMap* map, SessionStats* stats) {
-  for (const auto& [pts, block] : *map) Count(&SessionStats::captionsLost, block, stats);
+void DropCaptions(CaptionMap* map, CaptionCounters* stats) {
+  for (const auto& [pts, block] : *map) Count(&CaptionCounters::lost, block, stats);
   map->clear();
 }
 

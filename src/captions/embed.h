@@ -5,8 +5,8 @@
 #include <string_view>
 
 #include "base/status.h"
+#include "captions/caption_counters.h"
 #include "captions/user_data.h"
-#include "media/session_stats.h"
 #include "xvwriter/frames.h"
 
 extern "C" {
@@ -35,7 +35,7 @@ inline constexpr std::size_t kCaptionBlocks = 15;
 // with more than kCaptionBlocks beyond them the oldest block goes, and counts as lost. S_FALSE when
 // the frame has none, a failed lookup as it is. `stats` may be null.
 Status KeepCaptions(CaptionMap* map, IXvFrame& frame, std::int64_t pts, std::int64_t held,
-                    SessionStats* stats);
+                    CaptionCounters* stats);
 
 // Puts the block of the packet's stamp into the packet. The block leaves the map, whatever follows.
 //   S_OK          inserted.
@@ -45,9 +45,9 @@ Status KeepCaptions(CaptionMap* map, IXvFrame& frame, std::int64_t pts, std::int
 //   E_OUTOFMEMORY
 // A failure leaves the packet as it was and never concerns its fate; it counts as lost.
 Status InsertCaptions(CaptionMap* map, AVCodecID codec, CaptionPlacement placement,
-                      AVPacket* packet, SessionStats* stats);
+                      AVPacket* packet, CaptionCounters* stats);
 
 // Forgets what is left at the end; it counts as lost.
-void DropCaptions(CaptionMap* map, SessionStats* stats);
+void DropCaptions(CaptionMap* map, CaptionCounters* stats);
 
 }  // namespace xv

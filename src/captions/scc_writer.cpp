@@ -94,16 +94,16 @@ Status SCCWriter::FlushLocked() {
   const std::string text = LineText();
   Status written = file_.Write(text.data(), text.size());
   written.Update(file_.Flush());
-  CountPairs(written.Ok() ? &SessionStats::captionsWritten : &SessionStats::captionsLost);
+  CountPairs(written.Ok() ? &CaptionCounters::written : &CaptionCounters::lost);
   return line_.Resize(0);
 }
 
-void SCCWriter::CountPairs(std::atomic<std::int64_t> SessionStats::*counter) {
+void SCCWriter::CountPairs(std::atomic<std::int64_t> CaptionCounters::*counter) {
   if (stats_ != nullptr) stats_->*counter += line_.size() / 2;
 }
 
 void SCCWriter::DropLocked() {
-  CountPairs(&SessionStats::captionsLost);
+  CountPairs(&CaptionCounters::lost);
   (void)line_.Resize(0);
   skipped_ = 0;
 }

@@ -6,7 +6,7 @@
 
 #include "base/auto_obj_base.h"
 #include "base/blob.h"
-#include "media/session_stats.h"
+#include "captions/caption_counters.h"
 #include "platform/file.h"
 #include "xvwriter/media.h"
 
@@ -27,7 +27,7 @@ class SCCWriter final : public AutoObjBase<SCCWriter> {
   static constexpr std::int32_t kDefaultMaxSkip = 3;
 
   // `stats` counts pairs written and lost; it must outlive this object. May be null.
-  explicit SCCWriter(SessionStats* stats = nullptr) : stats_(stats) {}
+  explicit SCCWriter(CaptionCounters* stats = nullptr) : stats_(stats) {}
   ~SCCWriter() override;
 
   // Stores the path and closes an open file; nothing is opened here. Negative `maxSkip` counts as
@@ -53,10 +53,10 @@ class SCCWriter final : public AutoObjBase<SCCWriter> {
   Status OpenLocked();
   std::string LineText() const;
   void DropLocked();
-  void CountPairs(std::atomic<std::int64_t> SessionStats::*counter);
+  void CountPairs(std::atomic<std::int64_t> CaptionCounters::*counter);
 
   mutable std::mutex lock_;
-  SessionStats* const stats_;
+  CaptionCounters* const stats_;
   File file_;
   CBLOBHolder<CHeapAlloc> line_;  // pairs, first byte first
   XV_TIME lineTime_{};

@@ -4,7 +4,7 @@
 #include "catalogue/fixed_lists.h"
 #include "catalogue/list_builder.h"
 #include "catalogue/list_file.h"
-#include "props/value_syntax.h"
+#include "values/value_syntax.h"
 
 namespace xv {
 

@@ -8,7 +8,7 @@
 #include "catalogue/hardware_report.h"
 #include "catalogue/pruner.h"
 #include "props/attribute_spec.h"
-#include "props/node.h"
+#include "tree/node.h"
 
 namespace xv {
 

@@ -1,7 +1,7 @@
 #include "catalogue/component_classes.h"
 
 #include "base/text.h"
-#include "platform/class_registry.h"
+#include "settings/class_registry.h"
 
 namespace xv {
 namespace {

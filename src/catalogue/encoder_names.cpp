@@ -1,7 +1,7 @@
 #include "catalogue/encoder_names.h"
 
 #include "base/text.h"
-#include "props/value_syntax.h"
+#include "values/value_syntax.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>

@@ -6,7 +6,7 @@
 #include "catalogue/encoder_names.h"
 #include "catalogue/ffmpeg_options.h"
 #include "contracts/av_handles.h"
-#include "props/value_syntax.h"
+#include "values/value_syntax.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>

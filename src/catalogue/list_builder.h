@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "props/node.h"
+#include "tree/node.h"
 
 // Builds a list of formats and codecs from what FFmpeg itself reports.
 namespace xv {

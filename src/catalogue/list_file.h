@@ -3,7 +3,7 @@
 #include <string>
 
 #include "base/status.h"
-#include "props/node.h"
+#include "tree/node.h"
 
 // The user's file of formats and codecs.
 namespace xv {

@@ -6,7 +6,7 @@
 #include "catalogue/component_classes.h"
 #include "catalogue/encoder_names.h"
 #include "catalogue/refused_cells.h"
-#include "props/value_syntax.h"
+#include "values/value_syntax.h"
 
 namespace xv {
 

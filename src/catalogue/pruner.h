@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "catalogue/hardware_report.h"
-#include "props/node.h"
+#include "tree/node.h"
 
 namespace xv {
 

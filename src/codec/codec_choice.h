@@ -5,7 +5,7 @@
 
 #include "contracts/av_handles.h"
 #include "hw/pseudo_codecs.h"
-#include "props/node.h"
+#include "tree/node.h"
 
 namespace xv {
 

@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "convert/prepare_video.h"
+#include "frames/prepare_video.h"
 #include "media/pixel_layout.h"
 
 namespace xv {

@@ -1,8 +1,8 @@
 #include "codec/encode.h"
 
 #include "codec/ffmpeg.h"
-#include "convert/pixel_map.h"
 #include "media/pixel_layout.h"
+#include "picture/pixel_formats.h"
 
 extern "C" {
 #include <libavutil/imgutils.h>

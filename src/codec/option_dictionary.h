@@ -3,7 +3,7 @@
 #include <span>
 
 #include "contracts/av_handles.h"
-#include "props/node.h"
+#include "tree/node.h"
 
 namespace xv {
 

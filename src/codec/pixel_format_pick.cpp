@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <set>
 
-#include "convert/pixel_map.h"
 #include "media/pixel_layout.h"
+#include "picture/pixel_formats.h"
 
 namespace xv {
 namespace {

@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "audio/audio_buffer.h"
 #include "captions/embed.h"
 #include "contracts/av_handles.h"
-#include "convert/audio_buffer.h"
 #include "hw/pseudo_codecs.h"
-#include "props/node.h"
+#include "tree/node.h"
 #include "xvwriter/media.h"
 
 namespace xv {

@@ -9,8 +9,8 @@
 #include "media/normalise.h"
 #include "media/pixel_layout.h"
 #include "media/validity.h"
-#include "props/value_syntax.h"
-#include "props/words.h"
+#include "values/value_syntax.h"
+#include "values/words.h"
 
 namespace xv {
 namespace {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "contracts/av_handles.h"
-#include "props/node.h"
+#include "tree/node.h"
 #include "xvwriter/media.h"
 
 namespace xv {

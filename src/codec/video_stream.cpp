@@ -11,12 +11,12 @@
 #include "codec/pixel_format_pick.h"
 #include "codec/setup_stream.h"
 #include "codec/video_geometry.h"
-#include "convert/pixel_map.h"
 #include "media/normalise.h"
 #include "media/pixel_layout.h"
 #include "media/validity.h"
+#include "picture/pixel_formats.h"
 #include "platform/warning.h"
-#include "props/value_syntax.h"
+#include "values/value_syntax.h"
 
 namespace xv {
 namespace {

@@ -25,10 +25,6 @@ struct AvDeleter {
   void operator()(AVBufferRef* p) const { av_buffer_unref(&p); }
   void operator()(AVBSFContext* p) const { av_bsf_free(&p); }
   void operator()(SwsContext* p) const { sws_freeContext(p); }
-  void operator()(AVSubtitle* p) const {
-    avsubtitle_free(p);
-    delete p;
-  }
 };
 
 template <class T>

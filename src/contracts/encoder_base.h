@@ -4,7 +4,7 @@
 
 #include "base/auto_obj_base.h"
 #include "base/status.h"
-#include "props/node.h"
+#include "tree/node.h"
 #include "xvwriter/frames.h"
 
 namespace xv {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "props/node.h"
+#include "tree/node.h"
 #include "xvwriter/frames.h"
 
 namespace xv {

@@ -67,6 +67,9 @@ Status ReplaceWholeFile(const std::string& path, const void* data, std::size_t b
 // A missing file is the status of ENOENT.
 Status RemoveFile(const std::string& path);
 bool FileExists(const std::string& path);
+// The file is there and this process may write it. Whoever takes the write permission away wants
+// the file to stay as it is, also before root.
+bool MayWriteFile(const std::string& path);
 // Hidden files have no counterpart here: a name with a dot would be another name. Does nothing.
 void HideFile(const std::string& path);
 // Bytes that an ordinary user may still write in the file system of `folder`; nothing when it

@@ -97,6 +97,12 @@ bool FileExists(const std::string& path) {
   return StatOf(path, &info).Ok();
 }
 
+bool MayWriteFile(const std::string& path) {
+  struct stat info {};
+  if (stat(path.c_str(), &info) != 0) return false;
+  return (info.st_mode & 0222) != 0 && access(path.c_str(), W_OK) == 0;
+}
+
 void HideFile(const std::string&) {}
 
 std::optional<std::uint64_t> FreeDiskSpace(const std::string& folder) {

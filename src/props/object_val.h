@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "base/auto_obj_base.h"
-#include "props/node.h"
+#include "tree/node.h"
 
 namespace xv {
 

@@ -2,8 +2,8 @@
 
 #include "base/guard.h"
 #include "base/text.h"
-#include "props/node_path.h"
 #include "props/reserved_names.h"
+#include "tree/node_path.h"
 
 namespace xv {
 

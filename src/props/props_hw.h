@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/settings_store.h"
-#include "props/node.h"
+#include "settings/settings_store.h"
+#include "tree/node.h"
 
 namespace xv {
 

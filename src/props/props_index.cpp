@@ -1,7 +1,7 @@
 #include "base/guard.h"
 #include "base/text.h"
-#include "props/node_impl.h"
 #include "props/props_core.h"
+#include "tree/node_impl.h"
 
 // The operations that walk: by index over a node's attributes and children, and over its schema.
 namespace xv {

@@ -4,7 +4,7 @@
 
 #include "base/text.h"
 #include "platform/module.h"
-#include "props/time_syntax.h"
+#include "values/time_syntax.h"
 
 namespace xv {
 namespace {

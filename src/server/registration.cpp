@@ -5,10 +5,10 @@
 #include <string>
 
 #include "base/text.h"
-#include "platform/class_registry.h"
 #include "platform/dynamic_library.h"
 #include "platform/module.h"
-#include "props/value_syntax.h"
+#include "settings/class_registry.h"
+#include "values/value_syntax.h"
 #include "xvwriter/writer.h"
 
 namespace xv {

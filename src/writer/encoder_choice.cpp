@@ -1,8 +1,8 @@
 #include "writer/encoder_choice.h"
 
 #include "base/text.h"
-#include "ffm/encoder_ffm.h"
 #include "media/validity.h"
+#include "session/encoder_ffm.h"
 
 namespace xv {
 namespace {

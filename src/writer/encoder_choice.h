@@ -4,7 +4,7 @@
 
 #include "base/ref.h"
 #include "contracts/encoder_base.h"
-#include "media/session_stats.h"
+#include "session/session_stats.h"
 #include "xvwriter/writer.h"
 
 namespace xv {

@@ -140,7 +140,7 @@ EncoderRequest CCoXvWriterFFM_I::Request() const {
 
 Status CCoXvWriterFFM_I::OpenForFrame(const XV_AV_PROPS& props, const XV_TIME& time) {
   stats_.Reset();
-  SetupCapture(target_, session_, own_, &stats_);
+  SetupCapture(target_, session_, own_, &stats_.captions);
   const Status opened = OpenEncoder(Request(), &props, &time, encoder_);
   // A stage that failed has said more than this could.
   if (opened.Failed() && stats_.Render("last_error").value_or("").empty()) {

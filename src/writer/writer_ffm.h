@@ -6,10 +6,10 @@
 
 #include "captions/capture.h"
 #include "catalogue/catalogue.h"
-#include "media/session_stats.h"
-#include "props/node.h"
 #include "props/props_hw.h"
 #include "props/props_impl.h"
+#include "session/session_stats.h"
+#include "tree/node.h"
 #include "writer/encoder_choice.h"
 #include "writer/time_corrector.h"
 #include "xvwriter/writer.h"

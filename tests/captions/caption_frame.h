@@ -9,8 +9,8 @@
 
 #include "base/ref.h"
 #include "base/text.h"
-#include "captions/host_items.h"
-#include "convert/host_frame.h"
+#include "frames/host_frame.h"
+#include "xvrecord/host_items.h"
 #include "xvwriter/frames.h"
 
 namespace xv::test {

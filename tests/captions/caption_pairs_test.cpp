@@ -5,9 +5,9 @@
 #include <random>
 #include <vector>
 
-#include "captions/cea608_text.h"
 #include "captions/frame_items.h"
-#include "captions/host_items.h"
+#include "xvrecord/cea608_text.h"
+#include "xvrecord/host_items.h"
 
 namespace xv {
 namespace {

@@ -3,10 +3,10 @@
 #include <gmock/gmock.h>
 
 #include "captions/caption_frame.h"
-#include "captions/cea608_text.h"
-#include "captions/host_items.h"
 #include "platform/file.h"
 #include "support/temporary_folder.h"
+#include "xvrecord/cea608_text.h"
+#include "xvrecord/host_items.h"
 
 namespace xv {
 namespace {
@@ -77,7 +77,7 @@ struct Session {
   }
 
   TemporaryFolder folder;
-  SessionStats stats;
+  CaptionCounters stats;
   CaptionCapture capture;
 };
 
@@ -100,8 +100,8 @@ TEST(Capture, PairComesFromThePacketElseFromTheWord) {
   session.Gap(3);
   EXPECT_EQ(session.folder.Read("rec.scc"),
             "Scenarist_SCC V1.0\r\n\r\n00:00:01:00\t9420 2222 3333\r\n");
-  EXPECT_EQ(session.stats.captionsSeen, 3);
-  EXPECT_EQ(session.stats.captionsWritten, 3);
+  EXPECT_EQ(session.stats.seen, 3);
+  EXPECT_EQ(session.stats.written, 3);
 }
 
 TEST(Capture, NullPairsNeverOpenALine) {
@@ -117,9 +117,9 @@ TEST(Capture, NullPairsNeverOpenALine) {
   EXPECT_TRUE(FileExists(session.folder.Path("rec.scc")));
   session.Put(pair, 2);
   session.capture.ResetCapture();
-  EXPECT_EQ(session.stats.captionsSeen, 2);
-  EXPECT_EQ(session.stats.captionsWritten, 1);
-  EXPECT_EQ(session.stats.captionsLost, 1);
+  EXPECT_EQ(session.stats.seen, 2);
+  EXPECT_EQ(session.stats.written, 1);
+  EXPECT_EQ(session.stats.lost, 1);
 }
 
 TEST(Capture, FramesOwnAttributesWinForThatFrame) {
@@ -138,8 +138,8 @@ TEST(Capture, FramesOwnAttributesWinForThatFrame) {
   ASSERT_EQ(file.SetPath(session.folder.Path("rec.anc"), true, false), S_OK);
   EXPECT_EQ(file.Count(), 1u);
   EXPECT_EQ(file.FindAt(400000)->items.size(), 1u);
-  EXPECT_EQ(session.stats.captionsSeen, 3);
-  EXPECT_EQ(session.stats.captionsLost, 1);
+  EXPECT_EQ(session.stats.seen, 3);
+  EXPECT_EQ(session.stats.lost, 1);
 }
 
 TEST(Capture, PathOfAFrameStays) {

@@ -140,7 +140,7 @@ TEST(InsertCaptions, SharedPacketBecomesItsOwn) {
 }
 
 TEST(InsertCaptions, FailuresLeaveThePacketAndCountTheLoss) {
-  SessionStats stats;
+  CaptionCounters stats;
   const Bytes prefixed = {0, 0, 0, 7, 0x65, 1, 2, 3, 4, 5, 6};
   const auto insert = [&](AVCodecID codec, const Bytes& bytes, Bytes block) {
     CaptionMap map = {{1, std::move(block)}};
@@ -154,7 +154,7 @@ TEST(InsertCaptions, FailuresLeaveThePacketAndCountTheLoss) {
   EXPECT_EQ(insert(AV_CODEC_ID_H264, prefixed, {'x'}), E_NOTIMPL);
   EXPECT_EQ(insert(AV_CODEC_ID_HEVC, kSlice, {'x'}), E_NOTIMPL);
   EXPECT_EQ(insert(AV_CODEC_ID_H264, kSlice, {}), E_UNEXPECTED);
-  EXPECT_EQ(stats.captionsLost, 3);
+  EXPECT_EQ(stats.lost, 3);
   CaptionMap map = {{1, {'x'}}};
   const AvPtr<AVPacket> packet(av_packet_alloc());
   packet->size = 4;
@@ -185,24 +185,24 @@ TEST(KeepCaptions, FirstKeyWithDataCounts) {
 }
 
 TEST(KeepCaptions, OldestGoesBeyondTheBound) {
-  SessionStats stats;
+  CaptionCounters stats;
   CaptionMap map;
   CaptionFrame frame;
   frame.Word(0x2094);
   for (int pts = 0; pts < 16; ++pts) EXPECT_EQ(KeepCaptions(&map, *frame, pts, 0, &stats), S_OK);
   EXPECT_EQ(map.size(), 15u);
   EXPECT_EQ(map.begin()->first, 1);
-  EXPECT_EQ(stats.captionsLost, 1);
+  EXPECT_EQ(stats.lost, 1);
   // An encoder that holds 40 frames.
   for (int pts = 16; pts < 56; ++pts) EXPECT_EQ(KeepCaptions(&map, *frame, pts, 40, &stats), S_OK);
   EXPECT_EQ(map.size(), 55u);
-  EXPECT_EQ(stats.captionsLost, 1);
+  EXPECT_EQ(stats.lost, 1);
   // Blocks without captions do not count.
   map.clear();
   map[0] = MakeCaptionItems(ConstructsForPair(0x8080, 25), 25, 0).ga94;
   map[1] = MakeCaptionItems(ConstructsForPair(0x2094, 25), 25, 0).ga94;
   DropCaptions(&map, &stats);
-  EXPECT_EQ(stats.captionsLost, 2);
+  EXPECT_EQ(stats.lost, 2);
   EXPECT_TRUE(map.empty());
 }
 

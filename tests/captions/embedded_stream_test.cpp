@@ -4,12 +4,12 @@
 #include <map>
 #include <random>
 
-#include "captions/cea608_text.h"
-#include "captions/host_items.h"
 #include "contracts/av_handles.h"
-#include "props/node.h"
 #include "support/host_frames.h"
 #include "support/media_probe.h"
+#include "tree/node.h"
+#include "xvrecord/cea608_text.h"
+#include "xvrecord/host_items.h"
 
 // Captions that a host attaches, recorded by the writer and read back by FFmpeg's decoders.
 namespace xv::test {

@@ -17,7 +17,7 @@ XV_TIME At(std::int64_t start) {
 
 TEST(SccWriter, LinesAsTheFormatWantsThem) {
   const TemporaryFolder folder;
-  SessionStats stats;
+  CaptionCounters stats;
   SCCWriter writer(&stats);
   writer.SetPath(folder.Path("a.scc"), 0);
   EXPECT_EQ(writer.FlushLine(), E_UNEXPECTED);
@@ -32,12 +32,12 @@ TEST(SccWriter, LinesAsTheFormatWantsThem) {
             "Scenarist_SCC V1.0\r\n"
             "\r\n01:00:00;12\t9420 9420 94ae\r\n"
             "\r\n00:00:00:00\t9170\r\n");
-  EXPECT_EQ(stats.captionsWritten, 4);
+  EXPECT_EQ(stats.written, 4);
 }
 
 TEST(SccWriter, LineEndsAfterTheFramesThatMayBeSkipped) {
   const TemporaryFolder folder;
-  SessionStats stats;
+  CaptionCounters stats;
   SCCWriter writer(&stats);
   writer.SetPath(folder.Path("a.scc"), 2);
   const auto lines = [&] {
@@ -64,8 +64,8 @@ TEST(SccWriter, LineEndsAfterTheFramesThatMayBeSkipped) {
   writer.AppendPair(0x2094, At(0), 25).Ok();
   writer.Close();
   EXPECT_EQ(lines(), 2u);
-  EXPECT_EQ(stats.captionsWritten, 5);
-  EXPECT_EQ(stats.captionsLost, 1);
+  EXPECT_EQ(stats.written, 5);
+  EXPECT_EQ(stats.lost, 1);
 }
 
 TEST(SccWriter, LineStaysUntilThereIsAFile) {
@@ -82,13 +82,13 @@ TEST(SccWriter, LineStaysUntilThereIsAFile) {
 }
 
 TEST(SccWriter, FullDiskIsCounted) {
-  SessionStats stats;
+  CaptionCounters stats;
   SCCWriter writer(&stats);
   writer.SetPath("/dev/full", 3);
   writer.AppendPair(0x2094, At(0), 25).Ok();
   EXPECT_EQ(writer.FlushLine(), S_OK);
-  EXPECT_EQ(stats.captionsLost, 1);
-  EXPECT_EQ(stats.captionsWritten, 0);
+  EXPECT_EQ(stats.lost, 1);
+  EXPECT_EQ(stats.written, 0);
 }
 
 }  // namespace

@@ -6,9 +6,9 @@
 #include <map>
 #include <set>
 
-#include "catalogue/list_comparison.h"
-#include "catalogue/selection.h"
-#include "props/value_syntax.h"
+#include "lists/list_comparison.h"
+#include "lists/selection.h"
+#include "values/value_syntax.h"
 
 namespace xv {
 namespace {

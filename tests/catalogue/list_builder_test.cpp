@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 
 #include "catalogue/fixed_lists.h"
-#include "catalogue/selection.h"
 #include "contracts/av_handles.h"
+#include "lists/selection.h"
 
 extern "C" {
 #include <libavutil/opt.h>

@@ -7,8 +7,8 @@
 
 #include "catalogue/builtin_list.h"
 #include "catalogue/refused_cells.h"
-#include "catalogue/selection.h"
-#include "platform/class_registry.h"
+#include "lists/selection.h"
+#include "settings/class_registry.h"
 #include "support/temporary_folder.h"
 
 namespace xv {

@@ -6,7 +6,7 @@
 #include "codec/pixel_format_pick.h"
 #include "codec/setup_stream.h"
 #include "codec/video_geometry.h"
-#include "convert/pixel_map.h"
+#include "picture/pixel_formats.h"
 
 namespace xv {
 namespace {

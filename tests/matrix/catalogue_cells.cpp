@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "catalogue/selection.h"
+#include "lists/selection.h"
 #include "xvrecord/catalogue_view.h"
 #include "xvwriter/host.hpp"
 

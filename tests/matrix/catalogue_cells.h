@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "props/node.h"
+#include "tree/node.h"
 
 // The cells of the served list: what this machine offers to write, format by codec by codec.
 namespace xv::test {

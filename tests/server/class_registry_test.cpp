@@ -1,4 +1,4 @@
-#include "platform/class_registry.h"
+#include "settings/class_registry.h"
 
 #include <gmock/gmock.h>
 

@@ -5,7 +5,7 @@
 #include <fstream>
 #include <set>
 
-#include "catalogue/attribute_tables.h"
+#include "lists/attribute_tables.h"
 
 namespace xv::test {
 namespace {

@@ -5,8 +5,8 @@
 #include <map>
 #include <thread>
 
-#include "ffm/growing_index.h"
-#include "ffm/header_file.h"
+#include "growing/growing_files.h"
+#include "growing/index.h"
 #include "support/media_probe.h"
 #include "support/peer_process.h"
 #include "support/run_program.h"

@@ -1,7 +1,7 @@
 #include <cstring>
 #include <map>
 
-#include "ffm/growing_index.h"
+#include "growing/index.h"
 #include "platform/file.h"
 #include "xvfollow/recording.h"
 

@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "ffm/growing_index.h"
+#include "growing/index.h"
 #include "platform/file.h"
 #include "xvfollow/recording.h"
 

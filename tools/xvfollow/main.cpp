@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "ffm/growing_index.h"
+#include "growing/index.h"
 #include "xvfollow/recording.h"
 
 extern "C" {

@@ -3,8 +3,8 @@
 #include <cstring>
 #include <map>
 
-#include "ffm/growing_index.h"
-#include "ffm/header_file.h"
+#include "growing/growing_files.h"
+#include "growing/index.h"
 #include "platform/file.h"
 
 namespace xvfollow {

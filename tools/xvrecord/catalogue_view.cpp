@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "base/text.h"
-#include "catalogue/selection.h"
+#include "lists/selection.h"
 #include "xvrecord/input.h"
 #include "xvwriter/host.hpp"
 

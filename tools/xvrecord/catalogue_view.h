@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "props/node.h"
+#include "tree/node.h"
 
 // The list of what can be written here, as tables that a person reads and as presets of a session.
 // `format` and `codec` are ids or display names of the list, in any case. Without a format the

@@ -5,8 +5,8 @@
 #include <sstream>
 
 #include "base/text.h"
-#include "catalogue/attribute_tables.h"
-#include "catalogue/selection.h"
+#include "lists/attribute_tables.h"
+#include "lists/selection.h"
 #include "xvrecord/input.h"
 
 namespace xvrecord {

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "props/node.h"
+#include "tree/node.h"
 
 namespace xvrecord {
 

@@ -8,9 +8,9 @@
 #include <iostream>
 #include <thread>
 
-#include "captions/host_items.h"
 #include "xvrecord/catalogue_view.h"
 #include "xvrecord/completion.h"
+#include "xvrecord/host_items.h"
 #include "xvrecord/input.h"
 #include "xvrecord/progress.h"
 #include "xvrecord/report.h"

@@ -3,8 +3,8 @@
 #include <map>
 #include <sstream>
 
-#include "captions/cea608_text.h"
-#include "captions/host_items.h"
+#include "xvrecord/cea608_text.h"
+#include "xvrecord/host_items.h"
 #include "xvrecord/input.h"
 #include "xvrecord/layout.h"
 

@@ -1,0 +1,244 @@
+#include "frames/prepare_video.h"
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+
+#include "contracts/frame_node.h"
+#include "frames/owned_frame.h"
+#include "media/normalise.h"
+#include "media/pixel_layout.h"
+#include "media/validity.h"
+#include "picture/host_picture.h"
+#include "picture/pixel_formats.h"
+
+namespace xv {
+namespace {
+
+using XMLParse::CoXMLNode;
+using XMLParse::XMLNodePtr;
+
+constexpr double kAspectTolerance = 0.01;
+constexpr std::uint32_t kSmallestPicture = 4;  // bytes
+// High-definition DV has one fixed filter.
+constexpr int kHighDvLines = 626;
+constexpr int kHighDvQuality = 2;
+constexpr int kDefaultQuality = 2;
+
+// Preparation of all encoders of the process is serialised by this one lock.
+std::recursive_mutex& PreparationLock() {
+  static std::recursive_mutex lock;
+  return lock;
+}
+
+// The black NV12 picture of a placeholder stream.
+Status MakeSyntheticPicture(VideoPreparation& preparation, AvPtr<AVFrame>* out) {
+  const CodecView& codec = preparation.codec;
+  AvPtr<AVFrame> picture = preparation.pool.Get(codec.pixelFormat, codec.width, codec.height);
+  if (!picture) return E_OUTOFMEMORY;
+  const auto fill = [&](int plane, int value, int lines) {
+    std::memset(
+        picture->data[plane], value,
+        static_cast<std::size_t>(picture->linesize[plane]) * static_cast<std::size_t>(lines));
+  };
+  fill(0, 0, codec.height);
+  const int chromaPlanes = codec.pixelFormat == AV_PIX_FMT_NV12 ? 1 : 2;
+  for (int plane = 1; plane <= chromaPlanes; ++plane) fill(plane, 0x80, codec.height / 2);
+  *out = std::move(picture);
+  return S_OK;
+}
+
+// A frame on its way, with complete properties.
+struct WorkingFrame {
+  Ref<IXvFrame> frame;
+  FrameContents contents;
+  const XV_VID_PROPS& vid() const { return contents.props.vid; }
+};
+
+// S_FALSE when the frame has no picture.
+Status ReadSource(IXfFrame* frame, WorkingFrame* source) {
+  source->frame = Query<IXvFrame>(frame);
+  if (!source->frame) return E_NOINTERFACE;
+  XV_AV_PROPS props{};
+  std::uint32_t size = 0;
+  const std::uint8_t* data = nullptr;
+  RETURN_IF_FAILED(frame->FramePropsGet(&props, nullptr));
+  RETURN_IF_FAILED(frame->FrameVideoGet(&size, &data));
+  if (!VideoPropsValid(props.vid, true) || data == nullptr || size < kSmallestPicture) {
+    return S_FALSE;
+  }
+  const Status read = ReadContents(source->frame.get(), &source->contents);
+  return read == Status(XV_E_NO_PIXEL_FORMAT) ? Status(S_FALSE) : read;
+}
+
+bool SameGeometry(const XV_VID_PROPS& a, const XV_VID_PROPS& b) {
+  return a.nWidth == b.nWidth && std::abs(a.nHeight) == std::abs(b.nHeight);
+}
+
+bool GeometryDiffers(const XV_VID_PROPS& source, const XV_VID_PROPS& target) {
+  if (!SameGeometry(source, target) || InterlaceOrder(source) != InterlaceOrder(target)) {
+    return true;
+  }
+  const bool aspectsDiffer =
+      std::fabs(DisplayAspect(source) - DisplayAspect(target)) > kAspectTolerance;
+  const bool fits = target.eAspectFit == eXvAF_LetterBox || target.eAspectFit == eXvAF_Crop;
+  return aspectsDiffer && fits;
+}
+
+int ChooseQuality(const VideoPreparation& preparation, const XV_VID_PROPS& source) {
+  const XV_VID_PROPS& target = preparation.target;
+  const auto textOf = [](const XMLNodePtr& node) {
+    return node ? node->Text("scaling_quality") : std::string();
+  };
+  const bool session = !textOf(preparation.sessionNode).empty();
+  if (!session && textOf(preparation.streamNode) == "auto" &&
+      preparation.codec.codecId == AV_CODEC_ID_DVVIDEO &&
+      std::abs(target.nHeight) >= kHighDvLines) {
+    return kHighDvQuality;
+  }
+  const XMLNodePtr& node = session ? preparation.sessionNode : preparation.streamNode;
+  const int value = node ? node->Int("scaling_quality", kDefaultQuality) : kDefaultQuality;
+  return ResolveScalingQuality(value, source, target, XvConverterRC2::kWholeFrame);
+}
+
+// "crop", "rotate" and "mirror": the frame's own, else the stream's. True when there is one.
+bool TakeEdits(const VideoPreparation& preparation, IUnknown* frame, CoXMLNode& props) {
+  const XMLNodePtr own = NodeOfFrame(frame);
+  bool any = false;
+  for (const char* name : {"crop", "rotate", "mirror"}) {
+    std::optional<std::string> value = own ? own->FindText(name) : std::nullopt;
+    if (!value && preparation.streamNode) value = preparation.streamNode->FindText(name);
+    if (!value || value->empty()) continue;
+    static_cast<void>(props.SetText(name, *value));
+    any = true;
+  }
+  return any;
+}
+
+// What the converter makes: the encoder's geometry in a layout that scales well. The layout of the
+// encoder comes later, where fields are known.
+XV_VID_PROPS ConversionTarget(const VideoPreparation& preparation, const XV_VID_PROPS& source) {
+  XV_VID_PROPS target = VideoPropsValid(preparation.target, true) ? preparation.target : source;
+  target.fccColor = source.fccColor == kFccV210   ? kFccUYVY
+                    : source.fccColor == kFccR210 ? kFccRGB32
+                                                  : source.fccColor;
+  if (preparation.codec.width > 0) target.nWidth = preparation.codec.width;
+  const int lines =
+      preparation.codec.height > 0 ? preparation.codec.height : std::abs(target.nHeight);
+  target.nHeight = IsRgb(target.fccColor) ? -lines : lines;
+  target.nRowBytes = NaturalRowBytes(target.fccColor, target.nWidth);
+  return target;
+}
+
+Status ConvertGeometry(VideoPreparation& preparation, const XMLNodePtr& props,
+                       WorkingFrame* working) {
+  static_cast<void>(
+      props->SetInteger("scaling_quality", ChooseQuality(preparation, working->vid())));
+  for (const XMLNodePtr& node : {preparation.streamNode, preparation.sessionNode}) {
+    if (node && node->Has("scaling_siting")) {
+      props->SetTextIfAbsent("scaling_siting", node->Text("scaling_siting"));
+    }
+  }
+  if (!preparation.geometry) preparation.geometry = MakeRef<XvConverterRC2>();
+  const XV_VID_PROPS target = ConversionTarget(preparation, working->vid());
+  Ref<IXvFrame> converted;
+  RETURN_IF_FAILED(preparation.geometry->Convert(working->frame.get(), nullptr, &target,
+                                                 XvConverterRC2::kWholeFrame, &converted,
+                                                 props.get()));
+  working->frame = std::move(converted);
+  return ReadContents(working->frame.get(), &working->contents);
+}
+
+// The picture of the frame's attached mask, if it has one.
+Ref<IXvFrame> MaskOf(IUnknown* frame) {
+  const Ref<IXvFrameExtras> extras = Query<IXvFrameExtras>(frame);
+  for (const char16_t* name : {u"mask", u"mask8"}) {
+    Ref<IUnknown> object;
+    if (!extras || extras->ObjectGet(name, object.Receive()) != S_OK) continue;
+    if (Ref<IXvFrame> mask = Query<IXvFrame>(object.get())) return mask;
+  }
+  return nullptr;
+}
+
+// The picture in the codec's format.
+Status MakePicture(VideoPreparation& preparation, const WorkingFrame& source, IUnknown* original,
+                   AvPtr<AVFrame>* out) {
+  const CodecView& codec = preparation.codec;
+  const int format = PixelFormatFromFourCC(source.vid().fccColor);
+  const bool v210Wrap = source.vid().fccColor == kFccV210 && codec.codecId == AV_CODEC_ID_V210;
+  const bool sameFormat =
+      format != AV_PIX_FMT_NONE && format != kPixFmtV210 && format == codec.pixelFormat;
+  if (v210Wrap || sameFormat) {
+    return WrapPicture(source.vid(), source.contents.video, source.contents.videoBytes,
+                       Ref<IUnknown>(source.frame), out);
+  }
+  // 8-bit 4:2:2 is packed straight into the encoder's bytes; planes would be written and read
+  // again.
+  const auto packed = FindPackedOrder(source.vid().fccColor);
+  const bool packV210 = codec.codecId == AV_CODEC_ID_V210 && packed && !packed->vFirst;
+  AvPtr<AVFrame> picture =
+      preparation.pool.Get(packV210 ? kPixFmtV210 : codec.pixelFormat, source.vid().nWidth,
+                           std::abs(source.vid().nHeight));
+  if (!picture) return E_OUTOFMEMORY;
+  DescribePicture(source.vid(), picture.get());
+  CodecConvertOptions options{codec.fullRange, nullptr, codec.codecId != AV_CODEC_ID_PNG};
+  FrameContents maskContents;
+  ImageView mask;
+  if (const Ref<IXvFrame> maskFrame = MaskOf(original);
+      maskFrame && ReadContents(maskFrame.get(), &maskContents).Ok()) {
+    mask = MakeImageView(maskContents.props.vid, maskContents.video);
+    options.mask = &mask;
+  }
+  RETURN_IF_FAILED(
+      preparation.converter.Convert({source.vid(), source.contents.video}, picture.get(), options));
+  *out = std::move(picture);
+  return S_OK;
+}
+
+// S_FALSE when the frame has no picture.
+Status PreparePicture(VideoPreparation& preparation, IXfFrame* frame, AvPtr<AVFrame>* out) {
+  WorkingFrame working;
+  const Status read = ReadSource(frame, &working);
+  if (read.Failed() || read.NothingDone()) return read;
+  const bool hasTarget = VideoPropsValid(preparation.target, true);
+  const XMLNodePtr props = CoXMLNode::Create("props");
+  const bool edits = TakeEdits(preparation, frame, *props);
+  const bool convert = edits || (hasTarget && GeometryDiffers(working.vid(), preparation.target));
+  if (convert) RETURN_IF_FAILED(ConvertGeometry(preparation, props, &working));
+  RETURN_IF_FAILED(MakePicture(preparation, working, frame, out));
+  if (!convert && hasTarget) (*out)->sample_aspect_ratio = SampleAspect(preparation.target);
+  return S_OK;
+}
+
+}  // namespace
+
+Status PrepareVideoFrame(VideoPreparation& preparation, const XV_TIME* timeOverride,
+                         IXfFrame* frame, Ref<XvFrameFFM>* out, int* status) {
+  const std::lock_guard lock(PreparationLock());
+  if (preparation.codec.closed) return E_UNEXPECTED;
+  XV_TIME time{};
+  RETURN_IF_FAILED(frame->FrameTimeGet(&time));
+  if (timeOverride != nullptr) time = *timeOverride;
+
+  int clockStatus = 0;
+  const std::int64_t pts =
+      ComputeFramePts(preparation.clock, time.rtStart, preparation.codec.timeBase,
+                      preparation.target.dblRate, &clockStatus);
+  if (clockStatus < 0) return XV_S_SKIP_FRAME;
+  if (status != nullptr) *status = clockStatus;
+
+  AvPtr<AVFrame> picture;
+  if (preparation.synthetic) {
+    RETURN_IF_FAILED(MakeSyntheticPicture(preparation, &picture));
+    picture->pts = AVTimeFromRefTime(time.rtStart, preparation.codec.timeBase);
+  } else {
+    const Status made = PreparePicture(preparation, frame, &picture);
+    if (made.Failed() || made.NothingDone()) return made;
+    picture->pts = pts;
+  }
+  *out = MakeRef<XvFrameFFM>(std::move(picture));
+  return S_OK;
+}
+
+}  // namespace xv

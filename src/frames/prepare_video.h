@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstdint>
+
+#include "base/ref.h"
+#include "frames/frame_ffm.h"
+#include "frames/geometry_converter.h"
+#include "frames/pts_clock.h"
+#include "frames/scaling_choice.h"
+#include "picture/codec_picture.h"
+#include "picture/picture_pool.h"
+#include "tree/node.h"
+
+namespace xv {
+
+// What preparation needs to know of a codec.
+struct CodecView {
+  bool closed = true;
+  AVRational timeBase{0, 1};
+  int width = 0;
+  int height = 0;
+  int pixelFormat = AV_PIX_FMT_NONE;  // or kPixFmtV210
+  AVCodecID codecId = AV_CODEC_ID_NONE;
+  bool fullRange = false;  // the encoder wants 0-255 YUV
+};
+
+// One video stream's road from host frames to encoder pictures, with what it keeps between frames.
+struct VideoPreparation {
+  XV_VID_PROPS target{};  // zero: as the source is
+  CodecView codec;
+  bool synthetic = false;           // a placeholder stream: black pictures, frames only give time
+  XMLParse::XMLNodePtr streamNode;  // the stream's own attributes
+  XMLParse::XMLNodePtr sessionNode;
+  PtsClock clock;
+  PicturePool pool;
+  PictureConverter converter;
+  Ref<XvConverterRC2> geometry;  // made when a frame first needs it
+};
+
+// Makes the picture that the encoder takes, with its stamp in the codec's time base. Geometry that
+// differs from the target's goes through XvConverterRC2, as do "crop", "rotate" and "mirror" of the
+// frame's own node or else of the stream's; then the pixel format: the host's memory without a copy
+// where it has it already. 32-bit formats with alpha take the frame's attached "mask" or "mask8".
+// The frame's
+// own time counts unless `timeOverride` is given. `status` (may be null) gets the clock's answer.
+// Runs under one process-wide lock.
+//   XV_S_SKIP_FRAME  the frame's time leaves no place for it; the clock has moved on.
+//   S_FALSE          the frame has no valid picture; nothing to encode.
+//   E_INVALIDARG     the buffer is shorter than the properties say.
+//   E_UNEXPECTED     the codec is closed, or no picture came out.
+Status PrepareVideoFrame(VideoPreparation& preparation, const XV_TIME* timeOverride,
+                         IXfFrame* frame, Ref<XvFrameFFM>* out, int* status);
+
+}  // namespace xv

@@ -1,0 +1,98 @@
+#include "output/file_sink.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+
+#include "platform/paths.h"
+
+namespace xv {
+namespace {
+
+constexpr int kIoBufferBytes = 64 << 10;        // FFmpeg's own, for single numbers
+constexpr std::size_t kGatherBytes = 1 << 20;   // small writes gather up to this much
+constexpr std::size_t kLargeWrite = 128 << 10;  // from here on a write is not copied
+constexpr std::int64_t kTrailerReserve = 2 << 20;
+
+}  // namespace
+
+Status FileSink::Open(const std::string& path) {
+  RETURN_IF_FAILED(file_.Create(path));
+  // Without this space a full disk would also cost the trailer, and with it the whole recording.
+  (void)reserve_.Take(std::string(FolderOf(path)), kTrailerReserve);
+  auto* buffer = static_cast<std::uint8_t*>(av_malloc(kIoBufferBytes));
+  if (buffer == nullptr) return E_OUTOFMEMORY;
+  io_.reset(avio_alloc_context(buffer, kIoBufferBytes, 1, this, nullptr, &OnWrite, &OnSeek));
+  if (!io_) {
+    av_free(buffer);
+    return E_OUTOFMEMORY;
+  }
+  io_->direct = 1;
+  pending_.reserve(kGatherBytes);
+  return S_OK;
+}
+
+int FileSink::OnWrite(void* opaque, WrittenBytes data, int bytes) {
+  auto& self = *static_cast<FileSink*>(opaque);
+  if (bytes <= 0) return 0;
+  if (self.observer_ != nullptr) self.observer_->OnSinkWrite(data, bytes, self.position_);
+  const Status written = self.Write(data, static_cast<std::size_t>(bytes));
+  self.position_ += bytes;
+  self.size_ = std::max(self.size_, self.position_);
+  if (!written.Failed()) return bytes;
+  self.failure_.Update(written);
+  return written == Status(XV_E_DISK_FULL) ? AVERROR(ENOSPC) : AVERROR(EIO);
+}
+
+std::int64_t FileSink::OnSeek(void* opaque, std::int64_t offset, int whence) {
+  auto& self = *static_cast<FileSink*>(opaque);
+  if ((whence & AVSEEK_SIZE) != 0) return self.size_;
+  std::int64_t target = offset;
+  if ((whence & ~AVSEEK_FORCE) == SEEK_CUR) target += self.position_;
+  if ((whence & ~AVSEEK_FORCE) == SEEK_END) target += self.size_;
+  if (target < 0) return AVERROR(EINVAL);
+  self.position_ = target;
+  return target;
+}
+
+Status FileSink::Write(const std::uint8_t* data, std::size_t bytes) {
+  const bool continues = position_ == pendingAt_ + static_cast<std::int64_t>(pending_.size());
+  if (!pending_.empty() &&
+      (!continues || bytes >= kLargeWrite || pending_.size() + bytes > kGatherBytes)) {
+    RETURN_IF_FAILED(Flush());
+  }
+  if (bytes >= kLargeWrite) return WriteThrough(data, bytes, position_);
+  if (pending_.empty()) pendingAt_ = position_;
+  pending_.insert(pending_.end(), data, data + bytes);
+  return S_OK;
+}
+
+Status FileSink::WriteThrough(const std::uint8_t* data, std::size_t bytes, std::int64_t at) {
+  return file_.WriteAt(at, data, bytes);
+}
+
+Status FileSink::Flush() {
+  if (pending_.empty()) return S_OK;
+  // What a full disk refuses stays here: the trailer's space may yet take it.
+  const Status written = WriteThrough(pending_.data(), pending_.size(), pendingAt_);
+  failure_.Update(written);
+  if (!written.Failed()) pending_.clear();
+  return written;
+}
+
+void FileSink::PrepareForTrailer() {
+  reserve_.Release();
+  failure_ = S_OK;
+  if (io_) io_->error = 0;
+}
+
+Status FileSink::Close() {
+  if (io_) avio_flush(io_.get());
+  Status result = Flush();
+  io_.reset();
+  reserve_.Release();
+  result.Update(file_.Close());
+  return result;
+}
+
+}  // namespace xv

@@ -1,0 +1,106 @@
+#include "output/output.h"
+
+#include "codec/ffmpeg.h"
+#include "platform/paths.h"
+
+extern "C" {
+#include <libavutil/avstring.h>
+#include <libavutil/opt.h>
+}
+
+namespace xv {
+
+bool OpensOwnFiles(const AVOutputFormat& format) {
+  constexpr const char* kNames = "rtsp,hls,ssegment,stream_segment,segment,dash,tee";
+  return av_match_name(format.name, kNames) != 0;
+}
+
+Status Output::Allocate(const std::string& target, const std::string& formatName) {
+  AVFormatContext* made = nullptr;
+  const int result = avformat_alloc_output_context2(
+      &made, nullptr, formatName.empty() ? nullptr : formatName.c_str(), target.c_str());
+  context.reset(made);
+  path = target;
+  if (result < 0 || made == nullptr) return E_FAIL;
+  if (made->oformat == nullptr) return E_UNEXPECTED;
+  made->interrupt_callback = interrupt.Callback();
+  format = made->oformat;
+  return S_OK;
+}
+
+Status Output::OpenFile(AvDictionary& options) {
+  const bool preset = (context->flags & AVFMT_FLAG_CUSTOM_IO) != 0 && context->pb != nullptr;
+  if (preset || (context->oformat->flags & AVFMT_NOFILE) != 0) return S_OK;
+  if (!IsUrl(path)) {
+    RETURN_IF_FAILED(sink.Open(path));
+    context->pb = sink.io();
+    context->flags |= AVFMT_FLAG_CUSTOM_IO;
+    return S_OK;
+  }
+  const IoCall call(interrupt);
+  const AVIOInterruptCB callback = interrupt.Callback();
+  const int result =
+      avio_open2(&context->pb, path.c_str(), AVIO_FLAG_WRITE, &callback, options.Address());
+  if (result < 0) return StatusFromAvError(result);
+  ownsUrlIo = true;
+  return S_OK;
+}
+
+Status Output::WriteHeader(AvDictionary& options) {
+  const std::lock_guard guard(lock);
+  const IoCall call(interrupt);
+  // The options are tried ahead of the header: after a refused value it is written without them,
+  // but a muxer that has refused the header itself must not be asked again, since it has let go of
+  // what it needs.
+  AvDictionary offered(options);
+  if (av_opt_set_dict2(context.get(), offered.Address(), AV_OPT_SEARCH_CHILDREN) >= 0) {
+    options = std::move(offered);
+  }
+  const int result = avformat_write_header(context.get(), nullptr);
+  headerWritten = result >= 0;
+  headerFailure = StatusFromAvError(result);
+  return headerFailure;
+}
+
+Status Output::WriteInterleaved(AVPacket* packet) {
+  const std::lock_guard guard(lock);
+  // A muxer without a header reads what it never set up.
+  if (!headerWritten) return headerFailure.Failed() ? headerFailure : Status(E_UNEXPECTED);
+  const IoCall call(interrupt);
+  const int result =
+      writer != nullptr ? writer->Write(packet) : av_interleaved_write_frame(context.get(), packet);
+  if (result < 0 && sink.failure().Failed()) return sink.failure();
+  return StatusFromAvError(result);
+}
+
+Status Output::WriteTrailer() {
+  const std::lock_guard guard(lock);
+  if (!headerWritten || context == nullptr) return S_OK;
+  const Status earlier = sink.failure();
+  sink.PrepareForTrailer();
+  const IoCall call(interrupt);
+  const int finished = writer != nullptr ? writer->Finish() : 0;
+  const int result = av_write_trailer(context.get());
+  headerWritten = false;
+  Status status = earlier;
+  status.Update(StatusFromAvError(finished));
+  status.Update(StatusFromAvError(result));
+  return status;
+}
+
+Status Output::CloseFile() {
+  const std::lock_guard guard(lock);
+  if (context == nullptr) return S_OK;
+  Status status;
+  if (ownsUrlIo) {
+    const IoCall call(interrupt);
+    status = StatusFromAvError(avio_closep(&context->pb));
+    ownsUrlIo = false;
+  } else if (context->pb != nullptr && context->pb == sink.io()) {
+    status = sink.Close();
+    context->pb = nullptr;
+  }
+  return status;
+}
+
+}  // namespace xv

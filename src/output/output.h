@@ -1,0 +1,68 @@
+#pragma once
+
+#include <mutex>
+#include <string>
+
+#include "base/status.h"
+#include "codec/option_dictionary.h"
+#include "output/file_sink.h"
+#include "output/interrupt.h"
+
+namespace xv {
+
+// Takes an output's packets to its muxer in place of av_interleaved_write_frame. One caller at a
+// time (the output's lock). Results are FFmpeg's.
+class PacketWriter {
+ public:
+  virtual ~PacketWriter() = default;
+  // The packet's reference is taken.
+  virtual int Write(AVPacket* packet) = 0;
+  // Ahead of the trailer: packets that are still held go to the muxer.
+  virtual int Finish() = 0;
+};
+
+// One container that packets go to: the main output, or the second one. The stages open, write and
+// close it; writes to the muxer and the close of its file take `lock`.
+struct Output {
+  std::string path;  // file or URL
+  AvPtr<AVFormatContext> context;
+  // The muxer's own table. The context's pointer changes while a hooked packet is written, so other
+  // threads read this one.
+  const AVOutputFormat* format = nullptr;
+  FileSink sink;               // behind the muxer when it is a local file
+  bool ownsUrlIo = false;      // pb was opened by FFmpeg for a URL
+  bool headerWritten = false;  // only then may packets and a trailer follow
+  Status headerFailure;        // what packets answer that find no header
+  // Borrowed; null: packets go straight to the muxer.
+  PacketWriter* writer = nullptr;
+  IoInterrupt interrupt;
+  std::mutex lock;  // rank: behind audioLock, ahead of nothing
+
+  Output() = default;
+  Output(const Output&) = delete;
+  Output& operator=(const Output&) = delete;
+  ~Output() { (void)CloseFile(); }
+
+  bool exists() const { return context != nullptr; }
+
+  // Makes the context for a file or URL; "" for `formatName` leaves the choice to the name.
+  //   E_FAIL        no muxer fits.
+  //   E_UNEXPECTED  the context has no format.
+  Status Allocate(const std::string& target, const std::string& formatName);
+  // Opens the file or URL for the muxer; formats that open their own outputs need none. `options`
+  // are offered to the protocol of a URL, which takes out what it knows.
+  Status OpenFile(AvDictionary& options);
+  // Writes the header with `options`, or without them where one has a value that the muxer refuses.
+  // What was not taken stays in `options`.
+  Status WriteHeader(AvDictionary& options);
+  // Hands the packet to the muxer, which takes its reference.
+  Status WriteInterleaved(AVPacket* packet);
+  // The trailer, if there was a header.
+  Status WriteTrailer();
+  Status CloseFile();
+};
+
+// The muxer opens files of its own ("hls", "rtsp", ...): its header needs no pb.
+bool OpensOwnFiles(const AVOutputFormat& format);
+
+}  // namespace xv

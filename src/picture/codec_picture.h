@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "base/status.h"
+#include "contracts/av_handles.h"
+#include "picture/to_codec_format.h"
+#include "xvwriter/media.h"
+
+namespace xv {
+
+// A picture in host memory: properties with complete row bytes, and its first byte.
+struct PictureView {
+  XV_VID_PROPS vid;
+  const std::uint8_t* data;
+};
+
+// Fills pictures for the encoder from host pictures of the same size: by our own kernels where they
+// know the pair, else through libswscale, whose context is kept from one frame to the next. One
+// caller at a time.
+class PictureConverter {
+ public:
+  // `target` has its planes.
+  //   XV_E_NO_VALID_MEDIA  a kernel failed.
+  //   XV_E_NO_PIXEL_FORMAT neither knows the pair.
+  //   E_FAIL               the library refused.
+  Status Convert(const PictureView& source, AVFrame* target, const CodecConvertOptions& options);
+
+ private:
+  Status ThroughLibrary(const PictureView& source, AVFrame* target, bool fullRange);
+  Status Scale(const AVFrame& source, AVFrame* target, bool bt709, bool fullRange, bool fields);
+
+  AvPtr<SwsContext> sws_;
+  std::vector<std::uint8_t> between_;  // a layout that the library knows
+};
+
+}  // namespace xv

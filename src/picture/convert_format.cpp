@@ -1,0 +1,142 @@
+#include "picture/convert_format.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+
+#include "kernels/channel_kernels.h"
+#include "media/pixel_layout.h"
+#include "picture/layout_conversion.h"
+#include "platform/work_items.h"
+
+namespace xv {
+namespace {
+
+PixelRect Whole(const ImageView& view) { return {0, 0, view.width, view.height}; }
+
+void MakeEven(PixelRect& rect) {
+  rect.left = (rect.left + 1) & ~1;
+  rect.right &= ~1;
+}
+
+int Round(double value) { return static_cast<int>(std::lround(value)); }
+
+// Takes `over` off one side of a pair of intervals, and its counterpart off the other.
+struct Side {
+  int* source;
+  int* target;
+  double factor;  // target over source
+  int sign;       // +1 moves to the right
+
+  void TakeSource(int over) const {
+    *source += sign * over;
+    *target += sign * Round(over * factor);
+  }
+  void TakeTarget(int over) const {
+    *target += sign * over;
+    *source += sign * Round(over / factor);
+  }
+};
+
+void FitInterval(int* sourceLow, int* sourceHigh, int sourceLimit, int* targetLow, int* targetHigh,
+                 int targetLimit) {
+  const int sourceSize = *sourceHigh - *sourceLow;
+  const int targetSize = *targetHigh - *targetLow;
+  if (sourceSize < 1 || targetSize < 1) return;
+  const double factor = static_cast<double>(targetSize) / sourceSize;
+  const Side low{sourceLow, targetLow, factor, 1};
+  const Side high{sourceHigh, targetHigh, factor, -1};
+  if (*sourceLow < 0) low.TakeSource(-*sourceLow);
+  if (*targetLow < 0) low.TakeTarget(-*targetLow);
+  if (*sourceHigh > sourceLimit) high.TakeSource(*sourceHigh - sourceLimit);
+  if (*targetHigh > targetLimit) high.TakeTarget(*targetHigh - targetLimit);
+}
+
+// What rounding has left outside is cut.
+void Clip(PixelRect& rect, const ImageView& view) {
+  rect.left = std::clamp(rect.left, 0, view.width);
+  rect.top = std::clamp(rect.top, 0, view.height);
+  rect.right = std::clamp(rect.right, rect.left, view.width);
+  rect.bottom = std::clamp(rect.bottom, rect.top, view.height);
+}
+
+}  // namespace
+
+Status FitRectangles(const ImageView& source, const ImageView& target, PixelRect* sourceRect,
+                     PixelRect* targetRect, bool scaled) {
+  for (const auto& [rect, view] :
+       {std::pair{sourceRect, &source}, std::pair{targetRect, &target}}) {
+    if (rect->left >= view->width || rect->top >= view->height) return E_INVALIDARG;
+  }
+  const bool even = !IsRgb(source.tag) && !IsRgb(target.tag);
+  if (even) {
+    MakeEven(*sourceRect);
+    MakeEven(*targetRect);
+  }
+  if (scaled) {
+    FitInterval(&sourceRect->left, &sourceRect->right, source.width, &targetRect->left,
+                &targetRect->right, target.width);
+    FitInterval(&sourceRect->top, &sourceRect->bottom, source.height, &targetRect->top,
+                &targetRect->bottom, target.height);
+  }
+  Clip(*sourceRect, source);
+  Clip(*targetRect, target);
+  if (!scaled) {
+    const int width = std::min(sourceRect->Width(), targetRect->Width());
+    const int height = std::min(sourceRect->Height(), targetRect->Height());
+    for (PixelRect* rect : {sourceRect, targetRect}) {
+      rect->right = rect->left + width;
+      rect->bottom = rect->top + height;
+    }
+  }
+  if (even) {
+    MakeEven(*sourceRect);
+    MakeEven(*targetRect);
+  }
+  return S_OK;
+}
+
+ImageView RegionView(const ImageView& view, const PixelRect& rect) {
+  return RegionView(view, rect.left, rect.top, std::max(rect.Width(), 0),
+                    std::max(rect.Height(), 0));
+}
+
+Status StatusFromPrimitive(int result) {
+  return result < 1 ? Status(result)
+                    : Status(StatusFromSystemError(static_cast<std::uint32_t>(result)));
+}
+
+Status ConvertFormat(const ImageView& source, const ImageView& target, const PixelRect* sourceRect,
+                     const PixelRect* targetRect) {
+  if (source.data[0] == nullptr || target.data[0] == nullptr) return E_INVALIDARG;
+  PixelRect from = sourceRect != nullptr ? *sourceRect : Whole(source);
+  PixelRect to = targetRect != nullptr ? *targetRect : Whole(target);
+  RETURN_IF_FAILED(FitRectangles(source, target, &from, &to, false));
+  const ImageView region = RegionView(target, to);
+  const int result = ConvertPixels(RegionView(source, from), region);
+  if (result == kUnsupportedPair) return E_FAIL;
+  if (source.tag == kFccRGB32 && target.tag == kFccARGB32) {
+    for (int y = 0; y < region.height; ++y) {
+      Channels().setChannel(region.data[0] + y * region.step[0], region.width, 3, 255);
+    }
+  }
+  return StatusFromPrimitive(result);
+}
+
+Status ConvertRegion(const ImageView& source, const ImageView& target, int strips) {
+  // Bands begin on even rows, so that subsampled planes split with them.
+  const int bands = std::clamp(strips, 1, std::max(source.height / 2, 1));
+  std::atomic<int> failure{0};
+  RunWorkItems(bands, [&](int band) {
+    const int top = static_cast<int>(std::int64_t{source.height} * band / bands) & ~1;
+    const int bottom =
+        band + 1 == bands ? source.height
+                          : static_cast<int>(std::int64_t{source.height} * (band + 1) / bands) & ~1;
+    const int result = ConvertPixels(RegionView(source, 0, top, source.width, bottom - top),
+                                     RegionView(target, 0, top, source.width, bottom - top));
+    if (result != 0) failure = result;
+  });
+  return failure == kUnsupportedPair ? Status(E_FAIL) : StatusFromPrimitive(failure);
+}
+
+}  // namespace xv

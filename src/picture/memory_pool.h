@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace xv {
+
+// Memory blocks of one size, 64-byte aligned: what is given back serves the next taker, so that the
+// steady state allocates nothing. Whoever holds a block holds the pool too. Thread-safe; the lock
+// also hands on what the last user of a block has done to it.
+class MemoryPool {
+ public:
+  explicit MemoryPool(std::size_t bytes) : bytes_(bytes) {}
+  ~MemoryPool();
+  MemoryPool(const MemoryPool&) = delete;
+  MemoryPool& operator=(const MemoryPool&) = delete;
+
+  std::size_t bytes() const { return bytes_; }
+  // A block with whatever it held; null when there is no memory.
+  std::uint8_t* Take();
+  void GiveBack(std::uint8_t* block);
+
+ private:
+  const std::size_t bytes_;
+  std::mutex lock_;
+  std::vector<std::uint8_t*> free_;
+};
+
+}  // namespace xv

@@ -1,0 +1,104 @@
+#include "session/open_output.h"
+
+#include "base/text.h"
+#include "codec/ffmpeg.h"
+#include "codec/option_dictionary.h"
+#include "codec/stream_attributes.h"
+#include "output/sdp.h"
+#include "platform/paths.h"
+#include "session/close.h"
+#include "session/session_attributes.h"
+
+namespace xv {
+namespace {
+
+// QuickTime's time scale gets a thousandfold precision where a frame is one tick; the DV muxing
+// picks its tags by the plain base.
+void RefineTimeBase(const Session& session, const AVFormatContext& context) {
+  if (!EqualsNoCase(context.oformat->name, "mov")) return;
+  const AVCodecContext& first = *session.streams.front()->codec;
+  if (first.time_base.num != 1 || first.codec_id == AV_CODEC_ID_DVVIDEO) return;
+  AVStream* stream = context.streams[0];
+  stream->time_base = {first.time_base.num * 1000, first.time_base.den * 1000};
+}
+
+void SetMetadata(const XMLParse::CoXMLNode& attributes, AVFormatContext& context) {
+  const XMLParse::XMLNodePtr metadata = attributes.FindChild("metadata");
+  if (!metadata) return;
+  for (const auto& [name, value] : metadata->Attributes()) {
+    av_dict_set(&context.metadata, name.c_str(), value.c_str(), 0);
+  }
+}
+
+// What neither we, nor a protocol, nor the muxer took.
+void NoteUnused(SessionStats& stats, const AvDictionary& left, const char* prefix) {
+  left.ForEach([&](const char* key, const char*) {
+    if (!IsKnownAttribute(SessionAttributes(), key))
+      stats.AddUnusedOption(std::string(prefix) + key);
+  });
+}
+
+Status WriteHeaderOf(Session& session, Output& output, AvDictionary& options) {
+  for (const auto& holder : session.streams) (void)FillStreamParameters(*holder);
+  RefineTimeBase(session, *output.context);
+  return output.WriteHeader(options);
+}
+
+Status OpenMain(Session& session) {
+  Output& main = session.main;
+  AvDictionary options;
+  DictFromNode(*session.props, options, {}, MuxerLeaveOut(), 0);
+  const Status opened = main.OpenFile(options);
+  if (opened.Failed()) {
+    session.stats->Fail("output", main.path, opened);
+    Cleanup(session);
+    return E_FAIL;
+  }
+  SetMetadata(*session.props, *main.context);
+  if (main.context->pb == nullptr && !OpensOwnFiles(*main.context->oformat)) return S_OK;
+  const Status header = WriteHeaderOf(session, main, options);
+  if (header.Failed()) {
+    session.stats->Fail("header", main.path, header);
+    if (!IsUrl(main.path)) {
+      Cleanup(session);
+      return E_FAIL;
+    }
+  }
+  // The muxer settles the payload type with its header.
+  WriteSdp(main, session.props->Text("sdp", DefaultSdpPath()), *session.stats);
+  if (session.growing) {
+    const bool mxf = EqualsNoCase(main.format->name, "mxf");
+    session.growing->Locate(main, session.props->Bool("play_while_rec.low_level_io", mxf));
+  }
+  NoteUnused(*session.stats, options, "");
+  return S_OK;
+}
+
+void OpenSecond(Session& session) {
+  Output& output = session.second->output();
+  AvDictionary options;
+  const XMLParse::XMLNodePtr node = session.props->FindChild("second_encoder");
+  if (node) DictFromNode(*node, options, {}, MuxerLeaveOut(), 0);
+  Status result = output.OpenFile(options);
+  if (!result.Failed()) {
+    SetMetadata(*session.props, *output.context);
+    result = WriteHeaderOf(session, output, options);
+  }
+  if (!result.Failed()) result = session.second->Start();
+  if (result.Failed()) {
+    session.stats->Fail("second output", output.path, result);
+    session.second.reset();
+    return;
+  }
+  NoteUnused(*session.stats, options, "second_encoder::");
+}
+
+}  // namespace
+
+Status OpenOutputs(Session& session) {
+  RETURN_IF_FAILED(OpenMain(session));
+  if (session.second) OpenSecond(session);
+  return S_OK;
+}
+
+}  // namespace xv

@@ -1,0 +1,80 @@
+#include "session/open_target.h"
+
+#include "base/text.h"
+#include "growing/growing_files.h"
+#include "output/second_output.h"
+#include "platform/file.h"
+#include "platform/paths.h"
+
+namespace xv {
+namespace {
+
+// "null" names no format, as an empty text does.
+std::string FormatName(const XMLParse::CoXMLNode& attributes, const char* path) {
+  const std::string name = attributes.Text(path);
+  if (EqualsNoCase(name, "null")) return {};
+  return EqualsNoCase(name, "mov_dnxhd") ? "mov" : name;
+}
+
+// The path up to its last "%", then up to its extension point.
+std::string StemOf(const std::string& path) {
+  std::string stem = path.substr(0, path.rfind('%'));
+  return stem.substr(0, ExtensionPoint(stem));
+}
+
+// "a/b%03d.jpg" is written to "a/b/b%03d.jpg".
+std::string MakeSequenceFolder(const std::string& target) {
+  const std::string folder = StemOf(target) + "/";
+  (void)CreateFolders(folder);
+  return folder + std::string(FileNamePart(target));
+}
+
+}  // namespace
+
+AVCodecID DefaultCodec(const AVOutputFormat& format, AVMediaType type) {
+  if (type == AVMEDIA_TYPE_AUDIO) return format.audio_codec;
+  const bool coverOnly = EqualsNoCase(format.name, "mp3") || EqualsNoCase(format.name, "flac");
+  return coverOnly ? AV_CODEC_ID_NONE : format.video_codec;
+}
+
+TargetPlan PlanTarget(const std::string& target, const XMLParse::CoXMLNode& attributes) {
+  TargetPlan plan;
+  plan.target = target;
+  plan.format = FormatName(attributes, "format");
+  plan.noFormat = plan.format.empty();
+  plan.playWhileRec = attributes.Bool("play_while_rec") && !IsUrl(target);
+  plan.secondTarget = attributes.Text("second_encoder", attributes.Text("capture_file"));
+  if (!plan.secondTarget.empty()) plan.playWhileRec = false;
+  if (plan.format == "image2" && attributes.Bool("create_folder", true)) {
+    plan.target = MakeSequenceFolder(target);
+  }
+  return plan;
+}
+
+Status CreateOutputs(Session& session, TargetPlan& plan, const XMLParse::CoXMLNode& attributes) {
+  RETURN_IF_FAILED(session.main.Allocate(plan.target, plan.format));
+  const AVOutputFormat& format = *session.main.context->oformat;
+  plan.ismv = EqualsNoCase(format.name, "ismv");
+  if (DefaultCodec(format, AVMEDIA_TYPE_VIDEO) != AV_CODEC_ID_NONE) plan.noFormat = false;
+  if ((format.flags & AVFMT_NOFILE) != 0) plan.playWhileRec = false;
+  if (!plan.playWhileRec && !IsUrl(plan.target)) {
+    // Left behind by a recording that was cut off, they would mislead a reader of the new one.
+    (void)RemoveFile(HeaderPath(plan.target));
+    (void)RemoveFile(IndexPath(plan.target));
+  }
+  if (plan.playWhileRec) {
+    session.growing = GrowingFiles::Open(plan.target, format, *session.stats, &session.second);
+  }
+  if (plan.secondTarget.empty()) return S_OK;
+  auto second = std::make_unique<SecondOutput>(*session.stats);
+  const Status made = second->output().Allocate(plan.secondTarget,
+                                                FormatName(attributes, "second_encoder::format"));
+  if (made.Failed()) {
+    session.stats->Fail("second output", plan.secondTarget, made);
+    return S_OK;
+  }
+  session.second = std::move(second);
+  return S_OK;
+}
+
+}  // namespace xv

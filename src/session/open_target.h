@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+
+#include "base/status.h"
+#include "session/session.h"
+
+namespace xv {
+
+// Names and formats of a session, before any stream exists.
+struct TargetPlan {
+  std::string target;
+  std::string format;     // "" when the name tells
+  bool noFormat = false;  // none was named, and the format guessed has no video codec
+  bool playWhileRec = false;
+  std::string secondTarget;
+  bool ismv = false;
+};
+
+TargetPlan PlanTarget(const std::string& target, const XMLParse::CoXMLNode& attributes);
+
+// Makes the contexts of the outputs. A failing second one is no failure.
+Status CreateOutputs(Session& session, TargetPlan& plan, const XMLParse::CoXMLNode& attributes);
+
+// The format's own codec of a kind. Formats whose "video" is a cover picture have none.
+AVCodecID DefaultCodec(const AVOutputFormat& format, AVMediaType type);
+
+}  // namespace xv

@@ -1,0 +1,84 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/status.h"
+#include "captions/caption_counters.h"
+#include "output/output_report.h"
+
+namespace xv {
+
+// Durations in classes of an eighth of an octave: a percentile is right within 10 percent.
+// Lock-free; any thread may add and read.
+class LatencyHistogram {
+ public:
+  void Add(std::int64_t nanoseconds);
+  void Reset();
+  // Milliseconds below which `fraction` (0 to 1) of the durations lie; 0.0 when there are none.
+  double Percentile(double fraction) const;
+  std::uint64_t Count() const;
+
+ private:
+  static constexpr int kClasses = 8 * 44;
+  std::array<std::atomic<std::uint64_t>, kClasses> counts_{};
+};
+
+// What a session counts, served as "quality::<name>". Writers are the session's threads, readers
+// any thread at any time; values are rendered when they are read. A value stays after the stop,
+// until Reset at the next first frame.
+class SessionStats final : public OutputReport {
+ public:
+  static constexpr int kMaxStreams = 64;  // packets of streams above that are not counted
+
+  // Frames that were refused, replaced or skipped.
+  std::atomic<std::int64_t> drops{0};
+  // Frames waiting for the encoding thread.
+  std::atomic<std::int64_t> videoDeque{0};
+  // Frames whose time was not above the one before.
+  std::atomic<std::int64_t> ptsErrors{0};
+  std::atomic<std::int64_t> framesIn{0};
+  CaptionCounters captions;
+  LatencyHistogram encodeTime;
+  LatencyHistogram writeTime;
+
+  SessionStats() = default;
+  SessionStats(const SessionStats&) = delete;
+  SessionStats& operator=(const SessionStats&) = delete;
+
+  void Reset();
+  void CountPacket(int stream, std::int64_t bytes);
+  std::int64_t Packets(int stream) const;
+  std::int64_t Bytes(int stream) const;
+  // An option that neither this library nor FFmpeg took; once each.
+  void AddUnusedOption(std::string_view name);
+  // The last failure of the session: where it happened, the library's own words (may be empty), the
+  // status that followed.
+  void Fail(std::string_view stage, std::string_view words, Status status) override;
+  void CountDrop() override { drops.fetch_add(1, std::memory_order_relaxed); }
+
+  // The value of the name behind "quality::", or nothing for an unknown one.
+  std::optional<std::string> Render(std::string_view name) const;
+  // Every name that Render knows now; "packets.N" and "bytes.N" for the streams seen so far.
+  std::vector<std::string> Names() const;
+
+ private:
+  struct StreamCounts {
+    std::atomic<std::int64_t> packets{0};
+    std::atomic<std::int64_t> bytes{0};
+  };
+
+  std::array<StreamCounts, kMaxStreams> streams_;
+  std::atomic<int> streamsSeen_{0};
+  mutable std::mutex textLock_;  // guards the two texts; a leaf, nothing is called under it
+  std::string unusedOptions_;
+  std::string lastError_;
+};
+
+}  // namespace xv

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "captions/embed.h"
+#include "tree/node.h"
+
+namespace xv {
+
+// What the stages ask of the attributes for each frame or packet: read once, when the session
+// opens, and fixed until it closes.
+struct StageOptions {
+  bool dropFrames = false;     // "video.drop_frames"
+  bool ignorePts = false;      // "ignore_pts"
+  bool embedCaptions = false;  // "embed_cc"
+  CaptionPlacement captionPlacement = CaptionPlacement::kSequence;
+  bool savePackets = false;                // "save_packets"
+  std::int64_t leastDiskSpace = 0;         // bytes, "diskspace.min"
+  std::string rawVideoPath;                // "" for none
+  std::vector<std::string> rawAudioPaths;  // by audio track; "" for none
+};
+
+// From the session's attributes; "ignore_pts", "embed_cc" and "diskspace.min" fall back to the
+// writer's own node, which may be null. The paths are given for `audioTracks` tracks.
+StageOptions ReadStageOptions(const XMLParse::CoXMLNode& attributes,
+                              const XMLParse::CoXMLNode* ownNode, int audioTracks);
+
+}  // namespace xv

@@ -1,0 +1,46 @@
+#include "session/start_timecode.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "base/text.h"
+#include "media/normalise.h"
+#include "media/video_format.h"
+#include "platform/clock.h"
+
+namespace xv {
+namespace {
+
+std::string Print(const XV_TIMECODE& code) {
+  return fmt::format("{:02}:{:02}:{:02}{}{:02}", code.nHour, code.nMinute, code.nSecond,
+                     (code.eTcFlags & eXvTC_DropFrame) != 0 ? ';' : ':', code.nFrame);
+}
+
+std::string WallClock(Clock& clock) {
+  const LocalClockTime now = clock.LocalTime();
+  return fmt::format("{:02}:{:02}:{:02}:00", now.hour, now.minute, now.second);
+}
+
+bool CountsDropFrames(const XV_VID_PROPS& vid) {
+  XV_VID_PROPS normal = vid;
+  NormaliseVideoProps(&normal, false);
+  const VideoFormatRow* row = FindVideoFormat(normal.eVideoFormat);
+  return row != nullptr && row->rateDen == 1001;
+}
+
+}  // namespace
+
+std::string StartTimecode(const XMLParse::CoXMLNode& attributes, const XV_TIME* time,
+                          const XV_VID_PROPS& vid, Clock& clock) {
+  std::string code = attributes.Text("start_timecode");
+  if (EqualsNoCase(code, "disabled")) return {};
+  const bool local = EqualsNoCase(code, "local_time");
+  if (code.empty() || local || EqualsNoCase(code, "auto")) {
+    code = time != nullptr && !local ? Print(time->tcFrame) : WallClock(clock);
+  }
+  if (!CountsDropFrames(vid)) std::replace(code.begin(), code.end(), ';', ':');
+  return code;
+}
+
+}  // namespace xv

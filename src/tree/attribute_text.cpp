@@ -1,0 +1,122 @@
+#include <algorithm>
+
+#include "base/text.h"
+#include "tree/attribute_scan.h"
+#include "tree/node.h"
+#include "tree/node_impl.h"
+#include "tree/xml_text.h"
+
+namespace xv::XMLParse {
+namespace {
+
+bool IsNamed(std::string_view name, std::span<const char* const> names) {
+  return std::any_of(names.begin(), names.end(),
+                     [&](const char* one) { return one != nullptr && EqualsNoCase(name, one); });
+}
+
+// Writes "name='value'" pieces, the first behind a blank, the others behind the separator.
+class LineWriter {
+ public:
+  LineWriter(const AttributeTextOptions& options, std::string* out)
+      : options_(options), out_(out) {}
+
+  void Write(std::string_view name, std::string_view value) {
+    out_->append(first_ ? std::string_view(" ") : options_.separator);
+    first_ = false;
+    out_->append(options_.prefix).append(name).push_back('=');
+    AppendQuoted(value, out_);
+  }
+
+ private:
+  const AttributeTextOptions& options_;
+  std::string* out_;
+  bool first_ = true;
+};
+
+void WriteSelected(const ObjectsMap& attributes, const AttributeTextOptions& options,
+                   LineWriter* line) {
+  for (const char* name : options.select) {
+    const std::size_t at = name == nullptr ? ObjectsMap::kNone : attributes.Find(name);
+    if (at == ObjectsMap::kNone) continue;
+    line->Write(attributes.NameAt(at), attributes.ValueAt(at).Text());
+  }
+}
+
+}  // namespace
+
+std::string CoXMLNode::AttributeText(std::span<const char* const> leaveOut) const {
+  AttributeTextOptions options;
+  options.leaveOut = leaveOut;
+  return AttributeText(options);
+}
+
+std::string CoXMLNode::AttributeText(const AttributeTextOptions& options) const {
+  std::string out;
+  LineWriter line(options, &out);
+  const ReadLock guard(impl_->lock);
+  const std::string& value = impl_->value.Text();
+  // A node with a value and nothing below it is like an attribute.
+  if (!value.empty() && impl_->children.empty() && !options.withValue) {
+    line.Write(impl_->name, value);
+  }
+  if (!options.select.empty()) {
+    WriteSelected(impl_->attributes, options, &line);
+  } else {
+    for (std::size_t i = 0; i < impl_->attributes.Count(); ++i) {
+      const std::string& name = impl_->attributes.NameAt(i);
+      if (IsNamed(name, options.leaveOut)) continue;
+      line.Write(name, impl_->attributes.ValueAt(i).Text());
+    }
+  }
+  if (options.withValue) line.Write("_node_value", value);
+  return out;
+}
+
+void CoXMLNode::MergeText(std::string_view text, MergeMode mode, bool paths,
+                          std::vector<std::string>* names) {
+  (void)TryMergeText(text, mode, paths, names);  // what is past the limit is garbage by then
+}
+
+Status CoXMLNode::TryMergeText(std::string_view text, MergeMode mode, bool paths,
+                               std::vector<std::string>* names) {
+  if (mode == MergeMode::kClearFirst) ClearAttributes();
+  const bool absentOnly = static_cast<std::int32_t>(mode) < 1;
+  std::size_t left = kMaxItems;
+  const bool whole = ScanAttributes(text, [&](std::string_view name, std::string_view value) {
+    if (left-- == 0) return false;
+    if (names != nullptr) names->emplace_back(name);
+    if (paths && name.find("::") != std::string_view::npos) {
+      if (absentOnly) {
+        SetTextIfAbsent(name, value);
+      } else {
+        (void)SetText(name, value);  // a bad path is no attribute
+      }
+      return true;
+    }
+    const WriteLock guard(impl_->lock);
+    impl_->attributes.Set(name, XMLValue(value), absentOnly);
+    return true;
+  });
+  return whole ? S_OK : E_OUTOFMEMORY;
+}
+
+ValueClass ClassifyValue(std::string_view value) {
+  if (value.empty()) return ValueClass::kClear;
+  bool equals = false;
+  bool bracket = false;
+  char quote = 0;
+  for (const char c : value) {
+    if (quote != 0) {
+      if (c == quote) quote = 0;
+    } else if (c == '\'' || c == '"') {
+      quote = c;
+    } else {
+      equals = equals || c == '=';
+      bracket = bracket || c == '<';
+    }
+  }
+  if (!equals) return ValueClass::kPlain;
+  return bracket ? ValueClass::kXml : ValueClass::kAttributes;
+}
+
+}  // namespace xv::XMLParse

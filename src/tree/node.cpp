@@ -1,0 +1,384 @@
+#include "tree/node.h"
+
+#include "base/auto_obj_base.h"
+#include "base/text.h"
+#include "tree/node_impl.h"
+#include "tree/node_path.h"
+
+namespace xv::XMLParse {
+
+// --- life ---
+
+CoXMLNode::CoXMLNode(std::string_view name) : impl_(std::make_unique<XMLNodeImpl>()) {
+  impl_->name = name;
+  LiveObjectCount().fetch_add(1, std::memory_order_relaxed);
+}
+
+CoXMLNode::~CoXMLNode() {
+  XMLNodeImpl::Orphan(std::move(impl_->children));
+  LiveObjectCount().fetch_sub(1, std::memory_order_relaxed);
+}
+
+XMLNodePtr CoXMLNode::Create(std::string_view name) {
+  return XMLNodePtr::Adopt(new CoXMLNode(name));
+}
+
+HRESULT CoXMLNode::QueryInterface(const Guid& iid, void** out) noexcept {
+  if (out == nullptr) return E_POINTER;
+  *out = nullptr;
+  if (iid == IUnknown::kIid || iid == IXvAttributes::kIid || iid == IXvNode::kIid) {
+    *out = static_cast<IXvNode*>(this);
+  } else if (iid == kMarker) {
+    *out = this;
+  } else {
+    return E_NOINTERFACE;
+  }
+  AddRef();
+  return S_OK;
+}
+
+std::uint32_t CoXMLNode::AddRef() noexcept {
+  return count_.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
+std::uint32_t CoXMLNode::Release() noexcept {
+  const std::uint32_t left = count_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+  if (left > 0) return left;
+  // Deleting a node releases its children. They wait in a list for this thread's outermost Release,
+  // so that the depth of a tree does not become the depth of the stack.
+  static thread_local CoXMLNode* waiting = nullptr;
+  static thread_local bool deleting = false;
+  if (deleting) {
+    impl_->parent = waiting;
+    waiting = this;
+    return 0;
+  }
+  deleting = true;
+  for (CoXMLNode* node = this; node != nullptr;) {
+    delete node;
+    node = waiting;
+    if (node != nullptr) waiting = node->impl_->parent;
+  }
+  deleting = false;
+  return 0;
+}
+
+XMLNodePtr NodeOf(IUnknown* object) {
+  void* out = nullptr;
+  if (object == nullptr || xv::Failed(object->QueryInterface(CoXMLNode::kMarker, &out))) {
+    return nullptr;
+  }
+  return XMLNodePtr::Adopt(static_cast<CoXMLNode*>(out));
+}
+
+// --- state ---
+
+XMLNodePtr XMLNodeImpl::Retain(CoXMLNode* node) {
+  if (node == nullptr) return nullptr;
+  std::uint32_t count = node->count_.load(std::memory_order_relaxed);
+  while (count > 0) {
+    if (node->count_.compare_exchange_weak(count, count + 1, std::memory_order_acquire,
+                                           std::memory_order_relaxed)) {
+      return XMLNodePtr::Adopt(node);
+    }
+  }
+  return nullptr;
+}
+
+std::string_view XMLNodeImpl::SchemaName() const {
+  return schemaName.empty() ? kSchemaName : std::string_view(schemaName);
+}
+
+XMLNodePtr XMLNodeImpl::ChildNamed(std::string_view childName, std::size_t index) const {
+  for (const XMLNodePtr& child : children) {
+    const std::string& one = Of(*child).name;
+    if (one.size() != childName.size() || !EqualsNoCase(one, childName)) continue;
+    if (index-- == 0) return child;
+  }
+  return nullptr;
+}
+
+void XMLNodeImpl::AttachFresh(CoXMLNode& parent, XMLNodePtr child) {
+  XMLNodeImpl& impl = Of(*child);
+  Of(parent).children.push_back(std::move(child));
+  impl.parent = &parent;
+}
+
+void XMLNodeImpl::Orphan(std::vector<XMLNodePtr> children) {
+  for (const XMLNodePtr& child : children) {
+    const WriteLock guard(Of(*child).lock);
+    Of(*child).parent = nullptr;
+  }
+}
+
+void XMLNodeImpl::MoveContent(CoXMLNode& source, CoXMLNode& target, bool withAttributes) {
+  std::vector<XMLNodePtr> old;
+  {
+    XMLNodeImpl& from = Of(source);
+    XMLNodeImpl& to = Of(target);
+    const WriteLock guard(to.lock);
+    to.value = std::move(from.value);
+    from.value = {};
+    if (withAttributes) {
+      to.attributes.Swap(from.attributes);
+      from.attributes.Clear();
+    }
+    old = std::exchange(to.children, std::move(from.children));
+    from.children.clear();
+    for (const XMLNodePtr& child : to.children) Of(*child).parent = &target;
+  }
+  Orphan(std::move(old));
+}
+
+// --- reading ---
+
+XMLNodePtr CoXMLNode::FindNode(std::span<const std::string_view> segments) const {
+  auto node = XMLNodePtr::Retain(const_cast<CoXMLNode*>(this));
+  for (const std::string_view text : segments) {
+    const PathSegment segment = ParseSegment(text);
+    XMLNodePtr child;
+    {
+      const ReadLock guard(node->impl_->lock);
+      child = node->impl_->ChildNamed(segment.name, segment.index);
+    }
+    if (!child) return nullptr;
+    node = std::move(child);
+  }
+  return node;
+}
+
+namespace {
+
+// What `read` makes of the attribute's value, under the node's lock; nothing when it is absent.
+template <class Read>
+auto ReadAttribute(const CoXMLNode& node, std::string_view name, Read&& read)
+    -> std::optional<decltype(read(std::declval<const XMLValue&>()))> {
+  const XMLNodeImpl& impl = XMLNodeImpl::Of(node);
+  const ReadLock guard(impl.lock);
+  const XMLValue* value = impl.attributes.FindValue(name);
+  if (value == nullptr) return std::nullopt;
+  return read(*value);
+}
+
+template <class Read>
+auto ReadPath(const CoXMLNode& node, std::string_view path, Read&& read)
+    -> decltype(ReadAttribute(node, path, read)) {
+  const std::size_t last = path.rfind("::");
+  if (last == std::string_view::npos) return ReadAttribute(node, path, read);
+  const XMLNodePtr holder = node.FindChild(path.substr(0, last));
+  if (!holder) return std::nullopt;
+  return ReadAttribute(*holder, path.substr(last + 2), read);
+}
+
+template <class T>
+std::optional<T> ReadAs(const CoXMLNode& node, std::string_view path) {
+  return ReadPath(node, path, [](const XMLValue& value) { return value.Read<T>(); });
+}
+
+template <class T>
+T ReadOr(const CoXMLNode& node, std::string_view path, T defaultValue, bool* found = nullptr) {
+  const std::optional<T> value = ReadAs<T>(node, path);
+  if (found != nullptr) *found = value.has_value();
+  return value.value_or(defaultValue);
+}
+
+}  // namespace
+
+std::optional<std::string> CoXMLNode::FindText(std::string_view path) const {
+  return ReadPath(*this, path, [](const XMLValue& value) { return value.Text(); });
+}
+
+std::string CoXMLNode::Text(std::string_view path, std::string_view defaultValue) const {
+  std::optional<std::string> text = FindText(path);
+  return text ? std::move(*text) : std::string(defaultValue);
+}
+
+bool CoXMLNode::Bool(std::string_view path, bool defaultValue) const {
+  return ReadOr(*this, path, defaultValue);
+}
+
+int CoXMLNode::TriState(std::string_view path, int defaultValue) const {
+  const std::optional<std::string> text = FindText(path);
+  const int state = text ? ReadTriState(*text) : -1;
+  return state < 0 ? defaultValue : state;
+}
+
+std::int32_t CoXMLNode::Int(std::string_view path, std::int32_t defaultValue, bool* found) const {
+  return ReadOr(*this, path, defaultValue, found);
+}
+
+std::int64_t CoXMLNode::Int64(std::string_view path, std::int64_t defaultValue) const {
+  return ReadOr(*this, path, defaultValue);
+}
+
+std::uint32_t CoXMLNode::Hex(std::string_view path, std::uint32_t defaultValue, bool* found) const {
+  return ReadOr(*this, path, defaultValue, found);
+}
+
+double CoXMLNode::Double(std::string_view path, double defaultValue, bool* found) const {
+  return ReadOr(*this, path, defaultValue, found);
+}
+
+std::int64_t CoXMLNode::Rate(std::string_view path, std::string_view defaultText) const {
+  return ReadRate(Text(path, defaultText));
+}
+
+int CoXMLNode::ListIndex(std::string_view path, std::span<const char* const> words,
+                         int defaultValue) const {
+  const std::optional<std::string> text = FindText(path);
+  return text ? WordIndex(*text, words, defaultValue) : defaultValue;
+}
+
+bool CoXMLNode::Has(std::string_view path) const {
+  return FindChild(path) || FindText(path).has_value();
+}
+
+std::string CoXMLNode::Name() const {
+  const ReadLock guard(impl_->lock);
+  return impl_->name;
+}
+
+std::string CoXMLNode::Value() const {
+  const ReadLock guard(impl_->lock);
+  return impl_->value.Text();
+}
+
+std::size_t CoXMLNode::AttributeCount() const {
+  const ReadLock guard(impl_->lock);
+  return impl_->attributes.Count();
+}
+
+std::vector<std::pair<std::string, std::string>> CoXMLNode::Attributes() const {
+  std::vector<std::pair<std::string, std::string>> out;
+  const ReadLock guard(impl_->lock);
+  const ObjectsMap& attributes = impl_->attributes;
+  out.reserve(attributes.Count());
+  for (std::size_t i = 0; i < attributes.Count(); ++i) {
+    out.emplace_back(attributes.NameAt(i), attributes.ValueAt(i).Text());
+  }
+  return out;
+}
+
+// --- writing ---
+
+Status CoXMLNode::Store(std::string_view path, const XMLValue& value, bool create) {
+  const std::size_t last = path.rfind("::");
+  const bool plain = last == std::string_view::npos;
+  const std::string_view name = plain ? path : path.substr(last + 2);
+  if (name.empty()) return E_INVALIDARG;
+  const XMLNodePtr holder = plain ? XMLNodePtr::Retain(this) : Child(path.substr(0, last), create);
+  if (!holder) return E_INVALIDARG;
+  const WriteLock guard(holder->impl_->lock);
+  holder->impl_->attributes.Set(name, value);
+  return S_OK;
+}
+
+Status CoXMLNode::SetText(std::string_view path, std::string_view value) {
+  return Store(path, XMLValue(value), true);
+}
+
+void CoXMLNode::SetAttribute(std::string_view name, std::string_view value) {
+  const WriteLock guard(impl_->lock);
+  impl_->attributes.Set(name, XMLValue(value));
+}
+
+Status CoXMLNode::SetTextOfExisting(std::string_view path, std::string_view value) {
+  return Store(path, XMLValue(value), false);
+}
+
+Status CoXMLNode::SetBoolean(std::string_view path, bool value) {
+  XMLValue stored;
+  stored.SetBool(value);
+  return Store(path, stored, true);
+}
+
+Status CoXMLNode::SetInteger(std::string_view path, std::int64_t value) {
+  XMLValue stored;
+  if (value == static_cast<std::int32_t>(value)) {
+    stored.SetInt(static_cast<std::int32_t>(value));
+  } else {
+    stored.SetInt64(value);
+  }
+  return Store(path, stored, true);
+}
+
+Status CoXMLNode::SetNumber(std::string_view path, double value) {
+  XMLValue stored;
+  stored.SetDouble(value);
+  return Store(path, stored, true);
+}
+
+bool CoXMLNode::SetTextIfAbsent(std::string_view path, std::string_view value) {
+  const NodePath split(path);
+  if (split.Bad() || split.Segments().empty()) return false;
+  const std::size_t last = path.rfind("::");
+  const XMLNodePtr holder =
+      last == std::string_view::npos ? XMLNodePtr::Retain(this) : Child(path.substr(0, last), true);
+  const WriteLock guard(holder->impl_->lock);
+  return holder->impl_->attributes.Set(split.Last(), XMLValue(value), true);
+}
+
+Status CoXMLNode::RemoveAttribute(std::string_view path) {
+  const std::size_t last = path.rfind("::");
+  const bool plain = last == std::string_view::npos;
+  const XMLNodePtr holder = plain ? XMLNodePtr::Retain(this) : FindChild(path.substr(0, last));
+  if (!holder) return XV_E_NOT_FOUND;
+  const WriteLock guard(holder->impl_->lock);
+  const bool removed = holder->impl_->attributes.Remove(plain ? path : path.substr(last + 2));
+  return removed ? S_OK : XV_E_NOT_FOUND;
+}
+
+void CoXMLNode::ClearAttributes() {
+  const WriteLock guard(impl_->lock);
+  impl_->attributes.Clear();
+}
+
+void CoXMLNode::ClearChildren() {
+  std::vector<XMLNodePtr> old;
+  {
+    const WriteLock guard(impl_->lock);
+    old = std::exchange(impl_->children, {});
+  }
+  XMLNodeImpl::Orphan(std::move(old));
+}
+
+void CoXMLNode::Clear() {
+  const XMLNodePtr nothing = Create({});
+  XMLNodeImpl::MoveContent(*nothing, *this, true);
+}
+
+void CoXMLNode::Rename(std::string_view name) {
+  while (true) {
+    XMLNodePtr parent;
+    bool alone = false;
+    {
+      const ReadLock guard(impl_->lock);
+      parent = XMLNodeImpl::Retain(impl_->parent);
+      alone = impl_->parent == nullptr;
+    }
+    const WriteLock parentGuard = parent ? WriteLock(parent->impl_->lock) : WriteLock();
+    const WriteLock guard(impl_->lock);
+    const bool unchanged =
+        parent ? impl_->parent == parent.get() : alone == (impl_->parent == nullptr);
+    if (!unchanged) continue;
+    impl_->name = name;
+    return;
+  }
+}
+
+void CoXMLNode::SetValue(std::string_view value) {
+  const WriteLock guard(impl_->lock);
+  impl_->value.SetText(value);
+}
+
+void CoXMLNode::SetHold(bool hold) {
+  const WriteLock guard(impl_->lock);
+  impl_->hold = hold;
+}
+
+void CoXMLNode::SetSchemaName(std::string_view name) {
+  const WriteLock guard(impl_->lock);
+  impl_->schemaName = name;
+}
+
+}  // namespace xv::XMLParse

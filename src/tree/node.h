@@ -1,0 +1,196 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "base/ref.h"
+#include "base/status.h"
+#include "tree/node_interface.h"
+
+// The node tree that holds every setting. Text inside is UTF-8; the interface methods convert.
+//
+// Paths: "a::b::c", segments may end in "[n]". Readers and writers take the path of an attribute:
+// its last segment is the attribute's name in the node that the segments ahead of it name. A path
+// without "::" is an attribute of this node. Names compare without regard to case.
+namespace xv::XMLParse {
+
+class CoXMLNode;
+using XMLNodePtr = Ref<CoXMLNode>;
+
+// The most elements and attributes that are read from one text: about 1 GiB of nodes.
+inline constexpr std::size_t kMaxItems = 4'000'000;
+
+// How a text merges into attributes that are there.
+enum class MergeMode : std::int32_t { kAddAbsent = 0, kReplace = 1, kClearFirst = 2 };
+
+// What PropsSet makes of a value: searches for "=" and "<" look outside quotes.
+enum class ValueClass { kClear, kPlain, kAttributes, kXml };
+ValueClass ClassifyValue(std::string_view value);
+
+struct XmlReadOptions {
+  bool keepOuterBlanks = false;  // do not trim the text between tags
+  bool keepControls = false;     // do not turn CR, LF and TAB inside values into blanks
+};
+
+struct XmlWriteOptions {
+  int level = -1;  // starting indent in tabs; negative: no indentation and no line ends
+  int wrap = 0;    // 2: each attribute on a line of its own
+};
+
+// How the attributes become one line of text.
+struct AttributeTextOptions {
+  std::string_view separator = " ";  // between two attributes; the first stands behind a blank
+  std::string_view prefix;           // ahead of each name
+  bool withValue = false;            // also the node's value, as "_node_value"
+  std::span<const char* const> leaveOut;
+  std::span<const char* const> select;  // when not empty: these names only, in this order
+};
+
+struct XMLNodeImpl;
+
+// One node. Thread-safety: safe; each operation holds the node's reader-writer lock for its
+// duration, and readers do not block readers.
+class CoXMLNode final : public IXvNodeImpl {
+ public:
+  // Tells a node of this library from another one's: QueryInterface gives the object itself.
+  static constexpr Guid kMarker{
+      0x1b9f4c1d, 0x8a55, 0x4c0e, {0x9d, 0x37, 0x60, 0x0c, 0xe2, 0x5f, 0x6b, 0x12}};
+
+  // A node without a parent.
+  static XMLNodePtr Create(std::string_view name);
+
+  // --- reading; `path` names an attribute ---
+  std::optional<std::string> FindText(std::string_view path) const;
+  std::string Text(std::string_view path, std::string_view defaultValue = {}) const;
+  bool Bool(std::string_view path, bool defaultValue = false) const;
+  int TriState(std::string_view path, int defaultValue) const;  // 0, 1 or the default
+  std::int32_t Int(std::string_view path, std::int32_t defaultValue, bool* found = nullptr) const;
+  std::int64_t Int64(std::string_view path, std::int64_t defaultValue) const;
+  std::uint32_t Hex(std::string_view path, std::uint32_t defaultValue, bool* found = nullptr) const;
+  double Double(std::string_view path, double defaultValue, bool* found = nullptr) const;
+  // "5M" and the like; the default is text too.
+  std::int64_t Rate(std::string_view path, std::string_view defaultText = {}) const;
+  // Index in `words` without regard to case; the default when absent or unknown.
+  int ListIndex(std::string_view path, std::span<const char* const> words, int defaultValue) const;
+  // A child or an attribute of that path exists.
+  bool Has(std::string_view path) const;
+
+  // --- writing; missing nodes of the path are made ---
+  Status SetText(std::string_view path, std::string_view value);
+  Status SetBoolean(std::string_view path, bool value);
+  Status SetInteger(std::string_view path, std::int64_t value);
+  Status SetNumber(std::string_view path, double value);
+  // Sets this node's attribute of exactly that name, "::" in it or not.
+  void SetAttribute(std::string_view name, std::string_view value);
+  // As SetText, but fails with E_INVALIDARG where a node of the path is missing.
+  Status SetTextOfExisting(std::string_view path, std::string_view value);
+  // Leaves an attribute that exists, even with an empty text. True when it was set.
+  bool SetTextIfAbsent(std::string_view path, std::string_view value);
+  // Removes an attribute; XV_E_NOT_FOUND when absent.
+  Status RemoveAttribute(std::string_view path);
+  void ClearAttributes();
+  void ClearChildren();
+  void Clear();  // value, attributes and children
+
+  // --- structure ---
+  std::string Name() const;
+  void Rename(std::string_view name);
+  std::string Value() const;  // the text between the tags
+  void SetValue(std::string_view value);
+  // The child node of `path`; made when missing and `create` is set, else null.
+  XMLNodePtr Child(std::string_view path, bool create);
+  XMLNodePtr FindChild(std::string_view path) const;
+  XMLNodePtr AppendChild(std::string_view name);
+  // Attaches `node` at the end of the children; it leaves the parent that it had. E_INVALIDARG for
+  // this node itself and for one of its ancestors.
+  Status AttachChild(const XMLNodePtr& node);
+  Status RemoveChildNode(std::string_view path);
+  // Removes exactly this child; XV_E_NOT_FOUND when it is not one.
+  Status RemoveChildNode(const CoXMLNode* child);
+  XMLNodePtr Parent() const;
+  // This node's position among its parent's children, or -1.
+  int IndexInParent() const;
+  // Moves this node to the end of its parent's children; XV_E_NOT_FOUND without a parent.
+  Status MoveToEnd();
+  std::vector<XMLNodePtr> Children() const;  // a snapshot
+  XMLNodePtr ChildAt(std::size_t index) const;
+  std::size_t ChildCount() const;
+  // A view of another tree: writers of XML leave it out.
+  void SetHold(bool hold);
+  std::size_t AttributeCount() const;
+  std::vector<std::pair<std::string, std::string>> Attributes() const;  // a snapshot, in order
+
+  // --- text ---
+  // "name=value name2='value 2'". With `paths` a name may be a "::" path. `names`, if not null,
+  // collects the names seen.
+  void MergeText(std::string_view text, MergeMode mode, bool paths = true,
+                 std::vector<std::string>* names = nullptr);
+  // MergeText with its result: E_OUTOFMEMORY when the text holds more than kMaxItems attributes;
+  // those ahead of the limit are in.
+  Status TryMergeText(std::string_view text, MergeMode mode, bool paths = true,
+                      std::vector<std::string>* names = nullptr);
+  // Attributes as one line, each behind a blank; names of `leaveOut` are skipped.
+  std::string AttributeText(std::span<const char* const> leaveOut = {}) const;
+  std::string AttributeText(const AttributeTextOptions& options) const;
+  // Replaces this node (name included) by the first element of the document. Nothing in a document
+  // is an error but its being empty (E_INVALIDARG; the node is cleared then too) or holding more
+  // than kMaxItems elements and attributes (E_OUTOFMEMORY; the node holds what came before).
+  Status ReadXml(std::string_view text, const XmlReadOptions& options = {});
+  std::string WriteXml(const XmlWriteOptions& options = {}) const;
+  // Replaces the value, or the children where `text` has mark-up or there are children.
+  Status ReplaceContent(std::string_view text);
+
+  // --- copies ---
+  // A deep copy without a parent.
+  XMLNodePtr DeepCopy() const;
+  // A deep copy whose parent, whenever it is asked for, is a root named "clone".
+  XMLNodePtr DeepClone() const;
+  // Children are matched by name and by their number among those of that name.
+  void CopyFrom(const CoXMLNode& source, MergeMode mode, bool withChildren);
+
+  // Takes value, attributes and children out of `source`, which nobody else may hold. The name
+  // stays.
+  void TakeContent(CoXMLNode& source);
+
+  // --- schema ("attributes_info") ---
+  // The entry of attribute `path`, from this node up through its parents until `inherit` is false.
+  XMLNodePtr FindInfo(std::string_view path) const;
+  XMLNodePtr SchemaNode(bool create);
+  // The words that the schema entry of `path` allows: its "values", or those of the entry that its
+  // "select_from" names, searched among its own children first, then beside it.
+  std::optional<std::string> InfoValues(std::string_view path) const;
+  // `key` of the schema entry of `path`; "" is its description, "values" follows "select_from".
+  std::optional<std::string> InfoValue(std::string_view path, std::string_view key) const;
+  // The name of the schema child; "attributes_info" until set.
+  void SetSchemaName(std::string_view name);
+
+  // --- IUnknown; the rest of the interfaces is in props/node_interface.h ---
+  using IXvAttributesImpl::CopyFrom;
+  HRESULT QueryInterface(const Guid& iid, void** out) noexcept override;
+  std::uint32_t AddRef() noexcept override;
+  std::uint32_t Release() noexcept override;
+
+ private:
+  friend struct XMLNodeImpl;
+  explicit CoXMLNode(std::string_view name);
+  ~CoXMLNode();
+
+  XMLNodePtr FindNode(std::span<const std::string_view> segments) const;
+  Status Store(std::string_view path, const class XMLValue& value, bool create);
+
+  std::atomic<std::uint32_t> count_{1};
+  const std::unique_ptr<XMLNodeImpl> impl_;
+};
+
+// The node behind an interface pointer, or null when another library implements it.
+XMLNodePtr NodeOf(IUnknown* object);
+
+}  // namespace xv::XMLParse

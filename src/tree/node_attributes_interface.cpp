@@ -1,0 +1,259 @@
+#include "base/guard.h"
+#include "base/text.h"
+#include "tree/node.h"
+#include "tree/node_impl.h"
+
+namespace xv::XMLParse {
+namespace {
+
+CoXMLNode& Self(IXvAttributesImpl* node) { return static_cast<CoXMLNode&>(*node); }
+
+MergeMode ModeOf(std::int32_t mode) {
+  if (mode < 1) return MergeMode::kAddAbsent;
+  return mode == 2 ? MergeMode::kClearFirst : MergeMode::kReplace;
+}
+
+std::optional<std::pair<std::string, std::string>> AttributeAt(const CoXMLNode& node,
+                                                               std::int32_t index) {
+  const XMLNodeImpl& impl = XMLNodeImpl::Of(node);
+  const ReadLock guard(impl.lock);
+  const auto at = static_cast<std::size_t>(index);
+  if (index < 0 || at >= impl.attributes.Count()) return std::nullopt;
+  return std::pair{impl.attributes.NameAt(at), impl.attributes.ValueAt(at).Text()};
+}
+
+using AttributeList = std::vector<std::pair<std::string, std::string>>;
+
+// The attributes of any implementation of the interface.
+Status ListAttributes(IXvAttributes* source, AttributeList* out) {
+  if (const XMLNodePtr node = NodeOf(source)) {
+    *out = node->Attributes();
+    return S_OK;
+  }
+  std::int32_t count = 0;
+  RETURN_IF_FAILED(source->GetCount(&count));
+  for (std::int32_t i = 0; i < count; ++i) {
+    char16_t* name = nullptr;
+    char16_t* value = nullptr;
+    RETURN_IF_FAILED(source->GetByIndex(i, &name, &value));
+    out->emplace_back(Utf8FromUtf16(name), Utf8FromUtf16(value));
+    XvStringFree(name);
+    XvStringFree(value);
+  }
+  return S_OK;
+}
+
+void StoreAttributes(const AttributeList& attributes, MergeMode mode, CoXMLNode* target) {
+  XMLNodeImpl& impl = XMLNodeImpl::Of(*target);
+  const WriteLock guard(impl.lock);
+  if (mode == MergeMode::kClearFirst) impl.attributes.Clear();
+  for (const auto& [name, value] : attributes) {
+    impl.attributes.Set(name, XMLValue(value), mode == MergeMode::kAddAbsent);
+  }
+}
+
+// A typed getter: S_FALSE and zero when the attribute is absent.
+template <class T, class Find>
+HRESULT GetTyped(const char16_t* name, T* value, Find&& find) noexcept {
+  return Guarded([&]() -> Status {
+    if (value == nullptr) return E_POINTER;
+    *value = {};
+    if (name == nullptr) return E_INVALIDARG;
+    bool found = false;
+    const T read = find(Utf8FromUtf16(name), &found);
+    if (!found) return S_FALSE;
+    *value = read;
+    return S_OK;
+  });
+}
+
+// A typed setter; the write fails for an empty name and for a bad path.
+template <class Store>
+HRESULT SetTyped(const char16_t* name, Store&& store) noexcept {
+  return Guarded([&]() -> Status {
+    if (name == nullptr) return E_INVALIDARG;
+    return store(Utf8FromUtf16(name));
+  });
+}
+
+}  // namespace
+
+HRESULT IXvAttributesImpl::GetCount(std::int32_t* count) noexcept {
+  if (count == nullptr) return E_POINTER;
+  return Guarded([&]() -> Status {
+    *count = static_cast<std::int32_t>(Self(this).AttributeCount());
+    return S_OK;
+  });
+}
+
+HRESULT IXvAttributesImpl::GetByIndex(std::int32_t index, char16_t** name,
+                                      char16_t** value) noexcept {
+  return Guarded([&]() -> Status {
+    if (name == nullptr || value == nullptr) return E_POINTER;
+    *name = *value = nullptr;
+    const auto attribute = AttributeAt(Self(this), index);
+    if (!attribute) return XV_E_NOT_FOUND;
+    RETURN_IF_FAILED(GiveString(attribute->first, name));
+    return GiveString(attribute->second, value);
+  });
+}
+
+HRESULT IXvAttributesImpl::Remove(const char16_t* name) noexcept {
+  return SetTyped(name, [&](const std::string& path) { return Self(this).RemoveAttribute(path); });
+}
+
+HRESULT IXvAttributesImpl::RemoveAll() noexcept {
+  return Guarded([&]() -> Status {
+    Self(this).ClearAttributes();
+    return S_OK;
+  });
+}
+
+HRESULT IXvAttributesImpl::SetString(const char16_t* name, const char16_t* value) noexcept {
+  return SetTyped(name, [&](const std::string& path) {
+    return Self(this).SetText(path, Utf8FromUtf16(value));
+  });
+}
+
+HRESULT IXvAttributesImpl::SetBool(const char16_t* name, std::int32_t value) noexcept {
+  return SetTyped(name,
+                  [&](const std::string& path) { return Self(this).SetBoolean(path, value != 0); });
+}
+
+HRESULT IXvAttributesImpl::SetInt(const char16_t* name, std::int32_t value) noexcept {
+  return SetTyped(name,
+                  [&](const std::string& path) { return Self(this).SetInteger(path, value); });
+}
+
+HRESULT IXvAttributesImpl::SetDouble(const char16_t* name, double value) noexcept {
+  return SetTyped(name, [&](const std::string& path) { return Self(this).SetNumber(path, value); });
+}
+
+HRESULT IXvAttributesImpl::GetStringEx(const char16_t* name, std::int32_t* found,
+                                       char16_t** value) noexcept {
+  return Guarded([&]() -> Status {
+    if (found == nullptr) return E_POINTER;
+    *found = 0;
+    if (value != nullptr) *value = nullptr;
+    if (name == nullptr) return E_INVALIDARG;
+    const std::optional<std::string> text = Self(this).FindText(Utf8FromUtf16(name));
+    *found = text ? 1 : 0;
+    return text && value != nullptr ? GiveString(*text, value) : Status(S_OK);
+  });
+}
+
+HRESULT IXvAttributesImpl::GetString(const char16_t* name, char16_t** value) noexcept {
+  if (value == nullptr) return E_POINTER;
+  std::int32_t found = 0;
+  const HRESULT result = GetStringEx(name, &found, value);
+  return result == S_OK && found == 0 ? S_FALSE : result;
+}
+
+HRESULT IXvAttributesImpl::GetInt(const char16_t* name, std::int32_t* value) noexcept {
+  return GetTyped(name, value, [&](const std::string& path, bool* found) {
+    return Self(this).Int(path, 0, found);
+  });
+}
+
+HRESULT IXvAttributesImpl::GetBool(const char16_t* name, std::int32_t* value) noexcept {
+  return GetTyped(name, value, [&](const std::string& path, bool* found) {
+    const std::optional<std::string> text = Self(this).FindText(path);
+    *found = text.has_value();
+    return text && ReadBool(*text) ? 1 : 0;
+  });
+}
+
+HRESULT IXvAttributesImpl::GetDouble(const char16_t* name, double* value) noexcept {
+  return GetTyped(name, value, [&](const std::string& path, bool* found) {
+    return Self(this).Double(path, 0, found);
+  });
+}
+
+HRESULT IXvAttributesImpl::FromText(const char16_t* text, std::int32_t mode) noexcept {
+  return Guarded([&]() -> Status {
+    if (text == nullptr) return E_INVALIDARG;
+    return Self(this).TryMergeText(Utf8FromUtf16(text), ModeOf(mode));
+  });
+}
+
+HRESULT IXvAttributesImpl::ToText(char16_t** text) noexcept {
+  return Guarded([&]() -> Status {
+    if (text == nullptr) return E_POINTER;
+    return GiveString(Self(this).AttributeText(), text);
+  });
+}
+
+HRESULT IXvAttributesImpl::CopyAs(IXvAttributes** out) noexcept {
+  return Guarded([&]() -> Status {
+    if (out == nullptr) return E_POINTER;
+    *out = nullptr;
+    XMLNodePtr copy = CoXMLNode::Create("m_attributes");
+    StoreAttributes(Self(this).Attributes(), MergeMode::kReplace, copy.get());
+    *out = copy.Detach();
+    return S_OK;
+  });
+}
+
+HRESULT IXvAttributesImpl::CopyFrom(IXvAttributes* source, std::int32_t mode) noexcept {
+  return Guarded([&]() -> Status {
+    if (source == nullptr) return E_INVALIDARG;
+    AttributeList attributes;
+    RETURN_IF_FAILED(ListAttributes(source, &attributes));
+    StoreAttributes(attributes, ModeOf(mode), &Self(this));
+    return S_OK;
+  });
+}
+
+HRESULT IXvAttributesImpl::GetInfo(IXvNode** out) noexcept {
+  return Guarded([&]() -> Status {
+    if (out == nullptr) return E_POINTER;
+    *out = nullptr;
+    XMLNodePtr schema;
+    for (auto node = XMLNodePtr::Retain(&Self(this)); node && !schema; node = node->Parent()) {
+      schema = node->SchemaNode(false);
+    }
+    return GiveNode(std::move(schema), out);
+  });
+}
+
+HRESULT IXvAttributesImpl::GetInfoOf(std::int32_t index, IXvNode** out) noexcept {
+  return Guarded([&]() -> Status {
+    if (out == nullptr) return E_POINTER;
+    *out = nullptr;
+    const auto attribute = AttributeAt(Self(this), index);
+    if (!attribute) return XV_E_NOT_FOUND;
+    return GiveNode(Self(this).FindInfo(attribute->first), out);
+  });
+}
+
+HRESULT IXvAttributesImpl::SetInfo(const char16_t* name, const char16_t* type,
+                                   const char16_t* defaultValue, IXvNode** out) noexcept {
+  return Guarded([&]() -> Status {
+    if (out == nullptr) return E_POINTER;
+    *out = nullptr;
+    const std::string key = Utf8FromUtf16(name);
+    static constexpr const char* kReserved[] = {"", "type", "default", "values"};
+    if (WordIndex(key, kReserved) >= 0) return E_INVALIDARG;
+    const XMLNodePtr entry = Self(this).SchemaNode(true)->Child(key, true);
+    if (!entry) return E_INVALIDARG;
+    if (type != nullptr) RETURN_IF_FAILED(entry->SetText("type", Utf8FromUtf16(type)));
+    if (defaultValue != nullptr) {
+      RETURN_IF_FAILED(entry->SetText("default", Utf8FromUtf16(defaultValue)));
+    }
+    return GiveNode(entry, out);
+  });
+}
+
+HRESULT IXvAttributesImpl::GetInfoValue(const char16_t* name, const char16_t* key,
+                                        const char16_t* defaultValue, char16_t** value) noexcept {
+  return Guarded([&]() -> Status {
+    if (value == nullptr) return E_POINTER;
+    *value = nullptr;
+    if (name == nullptr) return E_INVALIDARG;
+    std::optional<std::string> text = Self(this).InfoValue(Utf8FromUtf16(name), Utf8FromUtf16(key));
+    if (!text && defaultValue != nullptr) text = Utf8FromUtf16(defaultValue);
+    return text ? GiveString(*text, value) : Status(S_FALSE);
+  });
+}
+
+}  // namespace xv::XMLParse

@@ -1,0 +1,135 @@
+#include "audio/wav_writer.h"
+
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+extern "C" {
+#include <libavformat/avformat.h>
+}
+
+namespace xv {
+namespace {
+
+class WavWriterTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string pattern = (std::filesystem::temp_directory_path() / "wavXXXXXX").string();
+    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+    folder_ = pattern;
+    path_ = folder_ / "a.wav";
+  }
+  void TearDown() override { std::filesystem::remove_all(folder_); }
+
+  std::vector<std::uint8_t> Bytes(std::size_t limit) const {
+    std::ifstream file(path_, std::ios::binary);
+    std::vector<std::uint8_t> bytes(limit);
+    file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(limit));
+    bytes.resize(static_cast<std::size_t>(file.gcount()));
+    return bytes;
+  }
+  // What libavformat makes of the file: codec, channels, bits and the payload.
+  struct Reading {
+    std::string codec;
+    int channels = 0;
+    int rate = 0;
+    std::vector<std::uint8_t> data;
+  };
+  Reading ReadBack() const {
+    Reading reading;
+    AVFormatContext* context = nullptr;
+    if (avformat_open_input(&context, path_.c_str(), nullptr, nullptr) < 0) return reading;
+    const AVCodecParameters* parameters = context->streams[0]->codecpar;
+    reading.codec = avcodec_get_name(parameters->codec_id);
+    reading.channels = parameters->ch_layout.nb_channels;
+    reading.rate = parameters->sample_rate;
+    AVPacket* packet = av_packet_alloc();
+    while (av_read_frame(context, packet) >= 0) {
+      reading.data.insert(reading.data.end(), packet->data, packet->data + packet->size);
+      av_packet_unref(packet);
+    }
+    av_packet_free(&packet);
+    avformat_close_input(&context);
+    return reading;
+  }
+
+  std::filesystem::path folder_;
+  std::filesystem::path path_;
+};
+
+std::uint32_t U32(const std::vector<std::uint8_t>& bytes, std::size_t at) {
+  std::uint32_t value;
+  std::memcpy(&value, bytes.data() + at, 4);
+  return value;
+}
+
+TEST_F(WavWriterTest, EveryFormatReadsBackAsWritten) {
+  struct Case {
+    int channels, bits;
+    const char* codec;
+  };
+  for (const Case& c :
+       {Case{2, 16, "pcm_s16le"}, Case{1, 24, "pcm_s24le"}, Case{2, 20, "pcm_s24le"},
+        Case{6, 16, "pcm_s16le"}, Case{2, 32, "pcm_s32le"}, Case{2, -32, "pcm_f32le"},
+        Case{8, -32, "pcm_f32le"}, Case{32, 24, "pcm_s24le"}}) {
+    SCOPED_TRACE(testing::Message() << c.channels << " channels of " << c.bits << " bits");
+    const int width = c.bits == 16 ? 2 : c.bits == 32 || c.bits == -32 ? 4 : 3;
+    std::vector<std::uint8_t> data(static_cast<std::size_t>(11 * c.channels * width));
+    for (std::size_t i = 0; i < data.size(); ++i) data[i] = static_cast<std::uint8_t>(i * 37);
+    WavWriter writer;
+    ASSERT_EQ(writer.Open(path_.string(), {c.channels, 48000, c.bits, 0}), S_OK);
+    ASSERT_EQ(writer.Write(data.data(), static_cast<std::uint32_t>(data.size())), S_OK);
+    ASSERT_EQ(writer.Close(), S_OK);
+    const Reading reading = ReadBack();
+    EXPECT_EQ(reading.codec, c.codec);
+    EXPECT_EQ(reading.channels, c.channels);
+    EXPECT_EQ(reading.rate, 48000);
+    EXPECT_EQ(reading.data, data);
+    const auto size = std::filesystem::file_size(path_);
+    EXPECT_EQ(size % 2, 0u);
+    EXPECT_EQ(U32(Bytes(8), 4), size - 8);
+  }
+}
+
+TEST_F(WavWriterTest, FileBeyondTheRiffLimitBecomesRf64WithTrueSizes) {
+  constexpr std::uint64_t kLimit = 3 << 20;
+  WavWriter writer(kLimit);
+  ASSERT_EQ(writer.Open(path_.string(), {2, 48000, 16, 0}), S_OK);
+  const std::vector<std::uint8_t> block(1 << 20, 7);
+  ASSERT_EQ(writer.Write(block.data(), 1 << 20), S_OK);
+  EXPECT_EQ(U32(Bytes(4), 0), 0x46464952u) << "RIFF below the limit";
+  for (int i = 0; i < 3; ++i) ASSERT_EQ(writer.Write(block.data(), 1 << 20), S_OK);
+  ASSERT_EQ(writer.Close(), S_OK);
+  const std::vector<std::uint8_t> head = Bytes(80);
+  EXPECT_EQ(std::string(head.begin(), head.begin() + 4), "RF64");
+  EXPECT_EQ(U32(head, 4), 0xFFFFFFFFu);
+  EXPECT_EQ(std::string(head.begin() + 12, head.begin() + 16), "ds64");
+  EXPECT_EQ(U32(head, 20), std::filesystem::file_size(path_) - 8);
+  EXPECT_EQ(U32(head, 28), 4u << 20);
+  EXPECT_EQ(U32(head, 36), 1u << 20) << "samples of all channels";
+  EXPECT_EQ(ReadBack().data.size(), 4u << 20);
+}
+
+TEST_F(WavWriterTest, CutOffRecordingStillReads) {
+  WavWriter writer;
+  ASSERT_EQ(writer.Open(path_.string(), {2, 48000, 16, 0}), S_OK);
+  const std::vector<std::uint8_t> block(1 << 20, 1);
+  ASSERT_EQ(writer.Write(block.data(), 1 << 20), S_OK);
+  EXPECT_EQ(ReadBack().data.size(), block.size());
+}
+
+TEST_F(WavWriterTest, MisuseIsReported) {
+  WavWriter writer;
+  EXPECT_EQ(writer.Open(path_.string(), {0, 48000, 16, 0}), E_INVALIDARG);
+  EXPECT_TRUE(writer.Open((folder_ / "none" / "a.wav").string(), {2, 48000, 16, 0}).Failed());
+  EXPECT_EQ(writer.Write(nullptr, 0), E_UNEXPECTED);
+  EXPECT_EQ(writer.Close(), S_OK);
+}
+
+}  // namespace
+}  // namespace xv

@@ -1,0 +1,254 @@
+#include "frames/prepare_video.h"
+
+#include <gmock/gmock.h>
+
+#include <cstring>
+
+#include "frames/frames.h"
+#include "picture/background_fill.h"
+#include "picture/pictures.h"
+#include "picture/pixel_formats.h"
+
+namespace xv {
+namespace {
+
+using test::FrameOf;
+using test::Picture;
+using ::testing::ElementsAre;
+using XMLParse::CoXMLNode;
+
+VideoPreparation Preparation(const XV_VID_PROPS& target, int format,
+                             AVCodecID codec = AV_CODEC_ID_H264) {
+  VideoPreparation preparation;
+  preparation.target = target;
+  preparation.codec = {false,  {1, 25}, target.nWidth, std::abs(target.nHeight),
+                       format, codec,   false};
+  preparation.streamNode = CoXMLNode::Create("video");
+  preparation.sessionNode = CoXMLNode::Create("session");
+  return preparation;
+}
+
+Status Prepare(VideoPreparation& preparation, const Ref<IXvFrame>& frame, Ref<XvFrameFFM>* out,
+               int* status = nullptr) {
+  const Ref<IXfFrame> view = Query<IXfFrame>(frame.get());
+  return PrepareVideoFrame(preparation, nullptr, view.get(), out, status);
+}
+
+constexpr std::int64_t kFrameTime = 400'000;
+
+// One picture through an encoder of FFmpeg's.
+AvPtr<AVPacket> EncodeOne(AVCodecID id, const AVFrame& picture) {
+  AvPtr<AVCodecContext> codec(avcodec_alloc_context3(avcodec_find_encoder(id)));
+  codec->width = picture.width;
+  codec->height = picture.height;
+  codec->pix_fmt = static_cast<AVPixelFormat>(picture.format);
+  codec->time_base = {1, 25};
+  AvPtr<AVPacket> packet(av_packet_alloc());
+  EXPECT_GE(avcodec_open2(codec.get(), nullptr, nullptr), 0);
+  EXPECT_GE(avcodec_send_frame(codec.get(), &picture), 0);
+  EXPECT_GE(avcodec_receive_packet(codec.get(), packet.get()), 0);
+  return packet;
+}
+
+TEST(PtsClock, NudgesByOneTickAndDropsWhatNeedsMore) {
+  PtsClock clock;
+  const AVRational base{1, 25};
+  int status = 9;
+  EXPECT_EQ(ComputeFramePts(clock, 0, base, 25, &status), 0);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(ComputeFramePts(clock, 0, base, 25, &status), 1) << "a second frame of the same time";
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(ComputeFramePts(clock, 0, base, 25, &status), 1);
+  EXPECT_EQ(status, -1) << "a third has no tick of its own";
+  EXPECT_EQ(ComputeFramePts(clock, 4 * kFrameTime, base, 25, &status), 3) << "late by one";
+  EXPECT_EQ(status, 1);
+  // Another rate than the ticks' leaves the stamps alone, another base starts anew.
+  EXPECT_EQ(ComputeFramePts(clock, 4 * kFrameTime, base, 50, &status), 4);
+  EXPECT_EQ(ComputeFramePts(clock, 0, {1, 50}, 50, &status), 0);
+  EXPECT_EQ(ComputeFramePts(clock, 0, {0, 1}, 50, &status), E_INVALIDARG);
+  EXPECT_EQ(AVTimeFromRefTime(200'000, base), 1) << "half a tick goes away from zero";
+  EXPECT_EQ(AVTimeFromRefTime(10, {0, 0}), 1);
+}
+
+TEST(ScalingQuality, FollowsKindAndRatio) {
+  const auto props = [](int height, std::uint32_t order, double rate) {
+    XV_VID_PROPS vid = test::VidProps(kFccUYVY, 720, height, order);
+    vid.dblRate = rate;
+    return vid;
+  };
+  const auto top = eXvI_TopFirst;
+  const auto frame = eXvI_Progressive;
+  EXPECT_EQ(ResolveScalingQuality(5, props(576, top, 25), props(288, top, 25), -1), 5);
+  EXPECT_EQ(ResolveScalingQuality(0, props(1080, top, 25), props(576, top, 25), -1), 18);
+  EXPECT_EQ(ResolveScalingQuality(0, props(1080, top, 25), props(720, top, 25), -1), 16);
+  EXPECT_EQ(ResolveScalingQuality(0, props(576, top, 25), props(1080, top, 25), 0), 18);
+  EXPECT_EQ(ResolveScalingQuality(0, props(1080, top, 25), props(720, frame, 50), -1), 16);
+  EXPECT_EQ(ResolveScalingQuality(0, props(1080, frame, 25), props(480, frame, 25), -1), 8);
+  EXPECT_EQ(ResolveScalingQuality(0, props(1080, frame, 25), props(720, frame, 25), -1), 4);
+}
+
+TEST(PrepareVideo, SameFormatIsWrappedWithoutACopy) {
+  Picture source(kFccI420, 64, 48);
+  VideoPreparation preparation = Preparation(source.vid, AV_PIX_FMT_YUV420P);
+  Ref<XvFrameFFM> frame;
+  ASSERT_EQ(Prepare(preparation, FrameOf(source, 2 * kFrameTime), &frame), S_OK);
+  EXPECT_EQ(frame->picture()->data[0], source.bytes.data());
+  EXPECT_EQ(frame->picture()->data[1], source.bytes.data() + 64 * 48);
+  EXPECT_EQ(frame->picture()->pts, 2);
+
+  const Picture deep(kFccV210, 96, 8);
+  preparation = Preparation(deep.vid, AV_PIX_FMT_YUV422P10LE, AV_CODEC_ID_V210);
+  ASSERT_EQ(Prepare(preparation, FrameOf(deep), &frame), S_OK);
+  EXPECT_EQ(frame->picture()->data[0], deep.bytes.data());
+  EXPECT_EQ(frame->picture()->format, kPixFmtV210);
+}
+
+TEST(PrepareVideo, V210KeepsItsTenBits) {
+  Picture source(kFccV210, 96, 4);
+  for (std::size_t i = 0; i < source.bytes.size(); i += 4) {
+    const std::uint32_t word = 601U | 603U << 10 | 605U << 20;
+    std::copy_n(reinterpret_cast<const std::uint8_t*>(&word), 4, &source.bytes[i]);
+  }
+  VideoPreparation preparation =
+      Preparation(source.vid, AV_PIX_FMT_YUV422P10LE, AV_CODEC_ID_PRORES);
+  Ref<XvFrameFFM> frame;
+  ASSERT_EQ(Prepare(preparation, FrameOf(source), &frame), S_OK);
+  const auto* luma = reinterpret_cast<const std::uint16_t*>(frame->picture()->data[0]);
+  // Samples go Cb Y Cr Y ... through words of three.
+  EXPECT_THAT(std::vector<int>(luma, luma + 6), ElementsAre(603, 601, 605, 603, 601, 605));
+}
+
+// The bytes that FFmpeg's encoder makes of the same picture, whatever the width.
+TEST(PrepareVideo, EightBitsBecomeTenAndV210AsTheEncoderWouldPackThem) {
+  for (const int width : {96, 98, 100, 134}) {
+    for (const std::uint32_t layout : {kFccUYVY, kFccHDYC, kFccYUY2}) {
+      Picture source(layout, width, 4);
+      for (std::size_t i = 0; i < source.bytes.size(); ++i) {
+        source.bytes[i] = static_cast<std::uint8_t>(i * 37 + i / 255);
+      }
+      VideoPreparation preparation =
+          Preparation(source.vid, AV_PIX_FMT_YUV422P10LE, AV_CODEC_ID_V210);
+      Ref<XvFrameFFM> packed;
+      ASSERT_EQ(Prepare(preparation, FrameOf(source), &packed), S_OK);
+      ASSERT_EQ(packed->picture()->format, kPixFmtV210);
+      const int rowBytes = packed->picture()->linesize[0];
+      ASSERT_EQ(rowBytes, (width + 47) / 48 * 128);
+
+      preparation = Preparation(source.vid, AV_PIX_FMT_YUV422P, AV_CODEC_ID_FFV1);
+      Ref<XvFrameFFM> planes;
+      ASSERT_EQ(Prepare(preparation, FrameOf(source), &planes), S_OK);
+      preparation = Preparation(source.vid, AV_PIX_FMT_YUV422P10LE, AV_CODEC_ID_PRORES);
+      Ref<XvFrameFFM> deep;
+      ASSERT_EQ(Prepare(preparation, FrameOf(source), &deep), S_OK);
+      for (int plane = 0; plane < 3; ++plane) {
+        for (int i = 0; i < 4 * (plane == 0 ? width : width / 2); ++i) {
+          const int columns = plane == 0 ? width : width / 2;
+          const AVFrame& eight = *planes->picture();
+          const AVFrame& ten = *deep->picture();
+          const int y = i / columns;
+          const auto* row =
+              reinterpret_cast<const std::uint16_t*>(ten.data[plane] + y * ten.linesize[plane]);
+          ASSERT_EQ(row[i % columns],
+                    4 * eight.data[plane][y * eight.linesize[plane] + i % columns]);
+        }
+      }
+      const AvPtr<AVPacket> packet = EncodeOne(AV_CODEC_ID_V210, *planes->picture());
+      ASSERT_EQ(packet->size, rowBytes * 4);
+      EXPECT_EQ(std::memcmp(packet->data, packed->picture()->data[0],
+                            static_cast<std::size_t>(packet->size)),
+                0)
+          << width << " " << layout;
+    }
+  }
+}
+
+TEST(PrepareVideo, ShortOrInvalidFramesAreNothingAndMoveTheClock) {
+  Picture source(kFccUYVY, 64, 48);
+  VideoPreparation preparation = Preparation(source.vid, AV_PIX_FMT_YUV420P);
+  Ref<XvFrameFFM> frame;
+  Picture cut = source;
+  cut.bytes.resize(3);
+  EXPECT_EQ(Prepare(preparation, FrameOf(cut), &frame), S_FALSE);
+  EXPECT_EQ(preparation.clock.lastPts, 0);
+  EXPECT_EQ(Prepare(preparation, FrameOf(cut), &frame), S_FALSE);
+  EXPECT_EQ(Prepare(preparation, FrameOf(source), &frame), XV_S_SKIP_FRAME);
+  cut.bytes.resize(64 * 2 * 47);
+  EXPECT_EQ(Prepare(preparation, FrameOf(cut, 9 * kFrameTime), &frame), E_INVALIDARG);
+  preparation.codec.closed = true;
+  EXPECT_EQ(Prepare(preparation, FrameOf(source), &frame), E_UNEXPECTED);
+}
+
+TEST(PrepareVideo, AnotherAspectOfTheSameSizeIsOnlyRewritten) {
+  Picture source(kFccUYVY, 720, 576);
+  source.vid.nAspectX = 16;
+  source.vid.nAspectY = 9;
+  XV_VID_PROPS target = source.vid;
+  target.nAspectX = 4;
+  target.nAspectY = 3;
+  VideoPreparation preparation = Preparation(target, AV_PIX_FMT_UYVY422);
+  Ref<XvFrameFFM> frame;
+  ASSERT_EQ(Prepare(preparation, FrameOf(source), &frame), S_OK);
+  EXPECT_EQ(frame->picture()->data[0], source.bytes.data());
+  EXPECT_EQ(av_cmp_q(frame->picture()->sample_aspect_ratio, {16, 15}), 0);
+  preparation.target.eAspectFit = eXvAF_LetterBox;
+  ASSERT_EQ(Prepare(preparation, FrameOf(source, kFrameTime), &frame), S_OK);
+  EXPECT_NE(frame->picture()->data[0], source.bytes.data());
+}
+
+TEST(PrepareVideo, GeometryAndEditsGoThroughTheConverter) {
+  Picture source(kFccUYVY, 64, 48);
+  ASSERT_EQ(FillBackground(source.View(), 0xFF202020, 1.0), S_OK);
+  ASSERT_EQ(FillBackground(RegionView(source.View(), 16, 12, 32, 24), 0xFFE0E0E0, 1.0), S_OK);
+  VideoPreparation preparation = Preparation(test::VidProps(kFccI420, 32, 24), AV_PIX_FMT_YUV420P);
+  Ref<XvFrameFFM> frame;
+  ASSERT_EQ(Prepare(preparation, FrameOf(source), &frame), S_OK);
+  const auto luma = [&](int x, int y) {
+    return frame->picture()->data[0][y * frame->picture()->linesize[0] + x];
+  };
+  EXPECT_EQ(frame->picture()->width, 32);
+  EXPECT_NEAR(luma(16, 12), 208, 3);
+  EXPECT_NEAR(luma(1, 1), 44, 3);
+
+  // The stream's crop leaves the bright middle; the frame's own comes first.
+  ASSERT_EQ(preparation.streamNode->SetText("crop", "16,12"), S_OK);
+  ASSERT_EQ(Prepare(preparation, FrameOf(source, kFrameTime), &frame), S_OK);
+  EXPECT_NEAR(luma(1, 1), 208, 3);
+  const Ref<IXvFrame> own = FrameOf(source, 2 * kFrameTime);
+  const auto node = CoXMLNode::Create("frame");
+  ASSERT_EQ(node->SetText("crop", "0"), S_OK);
+  Query<IXvFrameExtras>(own.get())->NodeSet(node.get());
+  ASSERT_EQ(Prepare(preparation, own, &frame), S_OK);
+  EXPECT_NEAR(luma(1, 1), 44, 3);
+}
+
+TEST(PrepareVideo, AttachedMaskBecomesAlpha) {
+  Picture source(kFccRGB32, 16, -8);
+  ASSERT_EQ(FillBackground(source.View(), 0xFFFFFFFF, 1.0), S_OK);
+  Picture mask(kFccRGB8, 16, 8);
+  std::fill(mask.bytes.begin(), mask.bytes.end(), std::uint8_t{51});
+  for (const auto& [codec, colour] : {std::pair{AV_CODEC_ID_QTRLE, 51}, {AV_CODEC_ID_PNG, 255}}) {
+    VideoPreparation preparation = Preparation(source.vid, AV_PIX_FMT_RGBA, codec);
+    const Ref<IXvFrame> frame = FrameOf(source);
+    const Ref<IXvFrame> maskFrame = FrameOf(mask);
+    Query<IXvFrameExtras>(frame.get())->ObjectSet(u"mask8", maskFrame.get());
+    Ref<XvFrameFFM> prepared;
+    ASSERT_EQ(Prepare(preparation, frame, &prepared), S_OK);
+    const std::uint8_t* pixel = prepared->picture()->data[0];
+    EXPECT_THAT(std::vector<int>(pixel, pixel + 4), ElementsAre(colour, colour, colour, 51));
+  }
+}
+
+TEST(PrepareVideo, PlaceholderIsBlackAndNeverLooksAtTheFrame) {
+  VideoPreparation preparation = Preparation(test::VidProps(kFccNV12, 96, 64), AV_PIX_FMT_NV12);
+  preparation.synthetic = true;
+  Picture empty(kFccUYVY, 8, 8);
+  empty.bytes.clear();
+  Ref<XvFrameFFM> frame;
+  ASSERT_EQ(Prepare(preparation, FrameOf(empty, 3 * kFrameTime), &frame), S_OK);
+  EXPECT_EQ(frame->picture()->data[0][95], 0);
+  EXPECT_EQ(frame->picture()->data[1][95], 0x80);
+  EXPECT_EQ(frame->picture()->pts, 3);
+}
+
+}  // namespace
+}  // namespace xv

@@ -1,0 +1,336 @@
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <numbers>
+#include <numeric>
+
+#include "picture/background_fill.h"
+#include "picture/filter_bank.h"
+#include "picture/pictures.h"
+#include "picture/scale_engine.h"
+#include "picture/scale_vertical.h"
+
+namespace xv {
+namespace {
+
+using test::Picture;
+using ::testing::Each;
+
+int SumOf(const FilterBank::Row& row) {
+  return std::accumulate(row.weight.begin(), row.weight.begin() + row.taps, 0);
+}
+
+// Where the taps of a row have their centre of gravity.
+double CentreOf(const FilterBank::Row& row) {
+  double sum = 0, moment = 0;
+  for (int i = 0; i < row.taps; ++i) {
+    const double weight = row.taps == 1 ? 1.0 : row.weight[static_cast<std::size_t>(i)];
+    sum += weight;
+    moment += weight * row.source[static_cast<std::size_t>(i)];
+  }
+  return moment / sum;
+}
+
+TEST(FilterBank, FieldsTakeOnlyRowsOfTheirParity) {
+  FilterBank bank;
+  for (const Siting siting : {Siting::kClassic, Siting::kCentred}) {
+    for (const int target : {576, 720, 1200, 480}) {
+      bank.Build(1080, target, FieldMode::kFields, 0.8, siting);
+      for (int t = 0; t < target; ++t) {
+        const FilterBank::Row& row = bank.At(t, 0);
+        ASSERT_GE(row.taps, 1);
+        if (row.taps > 1) {
+          ASSERT_EQ(SumOf(row), siting == Siting::kCentred ? 256 : 255) << t;
+        }
+        for (int i = 0; i < row.taps; ++i) {
+          const int source = row.source[static_cast<std::size_t>(i)];
+          ASSERT_TRUE(source >= 0 && source < 1080 && (source & 1) == (t & 1))
+              << t << ' ' << source;
+        }
+      }
+      EXPECT_EQ(bank.At(0, kExchangeParity).source[0] & 1, 1);
+    }
+  }
+}
+
+TEST(FilterBank, LengthsFollowTheHeights) {
+  FilterBank bank;
+  const auto taps = [&](int source, int target, FieldMode mode, double sharpness) {
+    bank.Build(source, target, mode, sharpness, Siting::kClassic);
+    int most = 0;
+    for (int t = 0; t < target; ++t) most = std::max(most, bank.At(t, 0).taps);
+    return most;
+  };
+  EXPECT_EQ(taps(576, 576, FieldMode::kFields, 1), 1);
+  EXPECT_EQ(taps(576, 576, FieldMode::kFrame, 1), 1);
+  EXPECT_EQ(taps(1080, 540, FieldMode::kTopToFrame, 1), 1) << "a field is the frame";
+  EXPECT_EQ(taps(1080, 576, FieldMode::kFrame, -1), 1);
+  EXPECT_LE(taps(1080, 576, FieldMode::kFrame, 0), 2);
+  EXPECT_LE(taps(2160, 240, FieldMode::kFrame, 1), 12);
+  EXPECT_GT(taps(2160, 240, FieldMode::kFrame, 1), taps(1080, 720, FieldMode::kFrame, 1));
+}
+
+TEST(FilterBank, NothingIsRebuiltForTheSameParameters) {
+  FilterBank bank;
+  bank.Build(1080, 576, FieldMode::kFields, 0.8, Siting::kClassic);
+  bank.Build(1080, 576, FieldMode::kFields, 0.8, Siting::kClassic);
+  EXPECT_EQ(bank.BuildCount(), 1);
+  bank.Build(1080, 576, FieldMode::kFields, 0.8, Siting::kCentred);
+  EXPECT_EQ(bank.BuildCount(), 2);
+}
+
+// Classic filters stand at t * ratio, centred ones at (t + 0.5) * ratio - 0.5, in frame lines; the
+// centre of gravity of a centred one is there within a twentieth of a line.
+TEST(FilterBank, CentredTapsStandWhereTheLineIs) {
+  FilterBank bank;
+  struct Case {
+    int source, target;
+    FieldMode mode;
+  };
+  for (const Case& c :
+       {Case{1080, 576, FieldMode::kFields}, Case{1080, 720, FieldMode::kFields},
+        Case{576, 1080, FieldMode::kFields}, Case{1080, 720, FieldMode::kFrame},
+        Case{1080, 720, FieldMode::kTopToFrame}, Case{1080, 720, FieldMode::kBottomToFrame}}) {
+    bank.Build(c.source, c.target, c.mode, 0.75, Siting::kCentred);
+    const double ratio = static_cast<double>(c.source) / c.target;
+    double worst = 0;
+    for (int t = 12; t < c.target - 12; ++t) {
+      worst = std::max(worst, std::fabs(CentreOf(bank.At(t, 0)) - ((t + 0.5) * ratio - 0.5)));
+    }
+    EXPECT_LT(worst, 0.05) << c.source << " to " << c.target;
+  }
+}
+
+TEST(ScaleVertical, FlatPicturesAndEdgesBehaveAsToldForBothSitings) {
+  const std::vector<std::uint8_t> source(64 * 108, 128);
+  for (const auto& [siting, level] : {std::pair{Siting::kClassic, 127}, {Siting::kCentred, 128}}) {
+    FilterBank bank;
+    std::vector<std::uint8_t> target(64 * 72, 1);
+    ScaleVertical(bank, source.data(), target.data(), 108, 72, 64, 64, 64, 0.75, 0, siting);
+    EXPECT_THAT(target, Each(level));
+  }
+  // The flags copy the neighbour over the first and the last row.
+  std::vector<std::uint8_t> ramp(16 * 8);
+  for (std::size_t i = 0; i < ramp.size(); ++i) ramp[i] = static_cast<std::uint8_t>(i / 16 * 10);
+  FilterBank bank;
+  std::vector<std::uint8_t> target(16 * 8);
+  ScaleVertical(bank, ramp.data(), target.data(), 8, 8, 16, 16, 16, 1,
+                static_cast<int>(FieldMode::kFrame) | kCopyFirstRow | kCopyLastRow,
+                Siting::kClassic);
+  EXPECT_EQ(target[0], 10);
+  EXPECT_EQ(target[16 * 7], 60);
+  EXPECT_EQ(target[16 * 3], 30);
+}
+
+TEST(ScaleVertical, NegativeStepsGiveTheSamePictureUpsideDown) {
+  Picture source(kFccRGB8, 64, 96);
+  source.Randomise(1);
+  FilterBank bank;
+  std::vector<std::uint8_t> down(64 * 64), up(64 * 64);
+  const auto flags = static_cast<int>(FieldMode::kFrame);
+  ScaleVertical(bank, source.bytes.data(), down.data(), 96, 64, 64, 64, 64, 0.8, flags,
+                Siting::kClassic);
+  ScaleVertical(bank, source.bytes.data(), up.data() + 63 * 64, 96, 64, 64, 64, -64, 0.8, flags,
+                Siting::kClassic);
+  for (std::size_t y = 0; y < 64; ++y) {
+    ASSERT_TRUE(std::equal(down.begin() + static_cast<std::ptrdiff_t>(64 * y),
+                           down.begin() + static_cast<std::ptrdiff_t>(64 * (y + 1)),
+                           up.end() - static_cast<std::ptrdiff_t>(64 * (y + 1))));
+  }
+}
+
+// What a filter of the horizontal direction is meant to be, in double precision.
+double MeantWeight(int quality, double distance, double ratio) {
+  const double stretch = std::max(ratio, 1.0);
+  const double x = std::fabs(distance) / stretch;
+  const double sinc = x == 0 ? 1.0 : std::sin(std::numbers::pi * x) / (std::numbers::pi * x);
+  switch (quality) {
+    case 2:
+      return std::max(0.0, 1 - x);
+    case 16: {
+      const double slow = x / 3;
+      const double window =
+          slow == 0 ? 1.0 : std::sin(std::numbers::pi * slow) / (std::numbers::pi * slow);
+      return x < 3 ? sinc * window : 0.0;
+    }
+    default:
+      return x < 1   ? 1.5 * x * x * x - 2.5 * x * x + 1
+             : x < 2 ? -0.5 * x * x * x + 2.5 * x * x - 4 * x + 2
+                     : 0.0;
+  }
+}
+
+TEST(RowFilter, SamplesLieWithinHalfACodeOfTheFormula) {
+  Picture source(kFccRGB8, 211, 1);
+  source.Randomise(8);
+  for (const int quality : {2, 4, 16}) {
+    for (const int width : {80, 140, 211, 300, 633}) {
+      const double ratio = 211.0 / width;
+      std::vector<std::uint8_t> row(static_cast<std::size_t>(width));
+      ScaleRow(MakeRowFilter(211, width, quality, 0), source.Row(0), 0, row.data(), 1);
+      double worst = 0;
+      for (int t = 0; t < width; ++t) {
+        const double position = (t + 0.5) * ratio - 0.5;
+        double sum = 0, total = 0;
+        for (int i = -40; i < 260; ++i) {
+          const double weight = MeantWeight(quality, i - position, ratio);
+          total += weight;
+          sum += weight * source.Row(0)[std::clamp(i, 0, 210)];
+        }
+        const double exact = std::clamp(sum / total, 0.0, 255.0);
+        worst = std::max(worst, std::fabs(row[static_cast<std::size_t>(t)] - exact));
+      }
+      EXPECT_LT(worst, 0.56) << "quality " << quality << " to " << width;
+    }
+  }
+}
+
+TEST(RowFilter, AreasAndNearestSamplesAreExact) {
+  const std::vector<std::uint8_t> source = {10, 20, 60, 70, 200, 250, 3, 5};
+  std::vector<std::uint8_t> half(4);
+  ScaleRow(MakeRowFilter(8, 4, 8, 0), source.data(), 0, half.data(), 1);
+  EXPECT_THAT(half, testing::ElementsAre(15, 65, 225, 4));
+  ScaleRow(MakeRowFilter(8, 4, 1, 0), source.data(), 0, half.data(), 1);
+  EXPECT_THAT(half, testing::ElementsAre(10, 60, 200, 3));
+  // One sample is all that there is, for any filter.
+  for (const int quality : {1, 2, 4, 8, 16}) {
+    std::vector<std::uint8_t> many(9);
+    ScaleRow(MakeRowFilter(1, 3, quality, 0), source.data() + 4, 0, many.data(), 1);
+    EXPECT_THAT(std::vector(many.begin(), many.begin() + 3), Each(200));
+    ScaleRow(MakeRowFilter(1, 3, quality, 0), source.data() + 4, 0, many.data(), 3);
+    EXPECT_THAT(many, testing::ElementsAre(200, 250, 3, 200, 250, 3, 200, 250, 3));
+  }
+}
+
+// A zone plate that moves between the two fields of a frame.
+double ZonePlate(double x, double y, double time) {
+  const double dx = x - 60;
+  const double dy = y - 540 - 90 * time;
+  return 128 + 90 * std::cos((dx * dx * 0.5 + dy * dy) * std::numbers::pi / 4000);
+}
+
+Picture InterlacedZonePlate(int height, double ratio) {
+  Picture picture(kFccRGB8, 120, height, eXvI_TopFirst);
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < 120; ++x) {
+      const double line = (y + 0.5) * ratio - 0.5;
+      picture.Row(y)[x] = static_cast<std::uint8_t>(std::lround(ZonePlate(x, line, (y & 1) * 0.5)));
+    }
+  }
+  return picture;
+}
+
+// Mean distance of a field of `picture` from the zone plate at a time.
+double FieldError(const Picture& picture, int parity, double ratio, double time, double shift) {
+  double sum = 0;
+  int count = 0;
+  const int height = picture.vid.nHeight;
+  for (int y = height / 4 + parity; y < height * 3 / 4; y += 2) {
+    for (int x = 0; x < 120; ++x, ++count) {
+      sum += std::fabs(picture.Row(y)[x] - ZonePlate(x, (y + 0.5) * ratio - 0.5 + shift, time));
+    }
+  }
+  return sum / count;
+}
+
+TEST(ScaleEngine, MovingInterlacedZonePlateKeepsItsFields) {
+  const Picture source = InterlacedZonePlate(1080, 1.0);
+  constexpr double kRatio = 1080.0 / 576;
+  for (const Siting siting : {Siting::kClassic, Siting::kCentred}) {
+    ScaleEngine engine;
+    Picture small(kFccRGB8, 120, 576, eXvI_TopFirst);
+    Picture back(kFccRGB8, 120, 1080, eXvI_TopFirst);
+    const int fields = static_cast<int>(FieldMode::kFields);
+    ASSERT_EQ(engine.ScaleImage(source.View(), small.View(), false, 4, 0, fields, siting), S_OK);
+    ASSERT_EQ(engine.ScaleImage(small.View(), back.View(), false, 4, 0, fields, siting), S_OK);
+    // The classic rule stands (ratio - 1) / 2 lines too high, both fields alike; the way back
+    // returns it.
+    const double shift = siting == Siting::kClassic ? -(kRatio - 1) / 2 : 0.0;
+    for (const int parity : {0, 1}) {
+      const double right = FieldError(small, parity, kRatio, parity * 0.5, shift);
+      const double wrong = FieldError(small, parity, kRatio, (1 - parity) * 0.5, shift);
+      EXPECT_LT(right, 4.0) << "field " << parity;
+      EXPECT_GT(wrong, 4 * right) << "field " << parity << " holds the other moment";
+      EXPECT_LT(FieldError(back, parity, 1.0, parity * 0.5, 0), 10.0);
+      EXPECT_GT(FieldError(back, parity, 1.0, (1 - parity) * 0.5, 0), 20.0);
+      if (siting == Siting::kCentred) {
+        // A twentieth of a line off is a worse match, in either direction.
+        EXPECT_LT(right, FieldError(small, parity, kRatio, parity * 0.5, 0.25));
+        EXPECT_LT(right, FieldError(small, parity, kRatio, parity * 0.5, -0.25));
+      }
+    }
+  }
+}
+
+// A grey picture keeps its level through every road; a picture with structure comes back close.
+TEST(ScaleEngine, EveryLayoutScalesBothWays) {
+  struct Pair {
+    std::uint32_t from, to;
+  };
+  for (const Pair& pair :
+       {Pair{kFccUYVY, kFccUYVY}, Pair{kFccUYVY, kFccYUY2}, Pair{kFccYVYU, kFccUYVY},
+        Pair{kFccI420, kFccI420}, Pair{kFccYV12, kFccI420}, Pair{kFccRGB32, kFccRGB32},
+        Pair{kFccRGB24, kFccRGB24}, Pair{kFccRGB24, kFccUYVY}, Pair{kFccUYVY, kFccRGB32},
+        Pair{kFccV210, kFccUYVY}, Pair{kFccUYVY, kFccV210}, Pair{kFccNV12, kFccI420},
+        Pair{kFccI420, kFccNV12}, Pair{kFccR210, kFccRGB32}, Pair{kFccUYVY, kFccI420}}) {
+    for (const int width : {96, 60, 140}) {
+      for (const int flags : {3, 0}) {
+        Picture source(pair.from, 96, 64);
+        ASSERT_EQ(FillBackground(source.View(), 0xFF808080, 1.0), S_OK);
+        Picture target(pair.to, width, 48);
+        Picture expected(pair.to, width, 48);
+        ASSERT_EQ(FillBackground(expected.View(), 0xFF808080, 1.0), S_OK);
+        ScaleEngine engine;
+        ASSERT_EQ(
+            engine.ScaleImage(source.View(), target.View(), false, 4, 0, flags, Siting::kCentred),
+            S_OK)
+            << std::hex << pair.from << " to " << pair.to;
+        const ImageView view = target.View();
+        const int bytes = pair.to == kFccV210 ? 0 : PixelRowBytes(pair.to, width);
+        for (int y = 0; y < view.height; ++y) {
+          for (int x = 0; x < bytes; ++x) {
+            if (pair.to == kFccRGB32 && x % 4 == 3) continue;
+            ASSERT_NEAR(target.Row(y)[x], expected.Row(y)[x], 2) << x << ',' << y;
+          }
+        }
+      }
+    }
+  }
+}
+
+TEST(ScaleEngine, SameSizeIsAConversionAndFlipTurnsUpsideDown) {
+  Picture source(kFccUYVY, 32, 8);
+  source.Randomise(3);
+  Picture target(kFccUYVY, 32, 8);
+  ScaleEngine engine;
+  ASSERT_EQ(engine.ScaleImage(source.View(), target.View(), false, 4, 0, 3), S_OK);
+  EXPECT_EQ(target.bytes, source.bytes);
+  ASSERT_EQ(engine.ScaleImage(source.View(), target.View(), true, 4, 0, 3), S_OK);
+  for (int y = 0; y < 8; ++y) {
+    EXPECT_TRUE(std::equal(target.Row(y), target.Row(y) + 64, source.Row(7 - y)));
+  }
+  EXPECT_EQ(engine.ScaleImage(source.View(), {}, false, 4, 0, 3), E_INVALIDARG);
+}
+
+TEST(ScaleQuality, CodesFoldAsDocumented) {
+  struct Case {
+    int given, code;
+    bool oneToOne;
+  };
+  for (const Case& c :
+       {Case{0, 1, false}, Case{2, 2, false}, Case{3, 2, false}, Case{4, 4, false},
+        Case{6, 4, false}, Case{8, 8, false}, Case{9, 16, false}, Case{10, 1, true},
+        Case{12, 2, true}, Case{16, 4, true}, Case{18, 8, true}, Case{26, 16, true}}) {
+    EXPECT_EQ(NormaliseQuality(c.given).code, c.code) << c.given;
+    EXPECT_EQ(NormaliseQuality(c.given).oneToOne, c.oneToOne) << c.given;
+  }
+  EXPECT_DOUBLE_EQ(SharpnessOfQuality(1, 1, 0), -1);
+  EXPECT_DOUBLE_EQ(SharpnessOfQuality(6, 1, 0), 0.85);
+  EXPECT_DOUBLE_EQ(SharpnessOfQuality(8, 1.5, 0), 0.8);
+  EXPECT_DOUBLE_EQ(SharpnessOfQuality(8, 0.5, 0), 1.0);
+  EXPECT_DOUBLE_EQ(SharpnessOfQuality(4, 1, 25), 0.375);
+  EXPECT_DOUBLE_EQ(SharpnessOfQuality(1, 1, -25), 1.0);
+}
+
+}  // namespace
+}  // namespace xv

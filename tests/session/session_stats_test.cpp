@@ -1,0 +1,80 @@
+#include "session/session_stats.h"
+
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+#include <thread>
+
+namespace xv {
+namespace {
+
+TEST(SessionStats, EveryNameRendersAndResets) {
+  SessionStats stats;
+  stats.drops = 3;
+  stats.CountPacket(0, 1000);
+  stats.CountPacket(2, 10);
+  stats.CountPacket(2, 20);
+  stats.CountPacket(SessionStats::kMaxStreams, 5);
+  stats.CountPacket(-1, 5);
+  stats.encodeTime.Add(2'000'000);
+  stats.AddUnusedOption("tune");
+  stats.AddUnusedOption("tun");
+  stats.AddUnusedOption("tune");
+  stats.Fail("encode", "no luck", E_FAIL);
+  for (const std::string& name : stats.Names()) EXPECT_TRUE(stats.Render(name)) << name;
+  EXPECT_EQ(stats.Render("drops"), "3");
+  EXPECT_EQ(stats.Render("packets.2"), "2");
+  EXPECT_EQ(stats.Render("bytes.2"), "30");
+  EXPECT_EQ(stats.Render("packets.1"), "0");
+  EXPECT_EQ(stats.Render("unused_options"), "tune tun");
+  EXPECT_EQ(stats.Render("last_error"), "encode: no luck (0x80004005)");
+  for (const char* unknown : {"", "packets.", "packets.x", "packets.-1", "packets.1x", "Drops"}) {
+    EXPECT_FALSE(stats.Render(unknown)) << unknown;
+  }
+  EXPECT_THAT(stats.Names(), testing::Contains("bytes.2"));
+  stats.Reset();
+  EXPECT_THAT(stats.Names(), testing::Not(testing::Contains("bytes.0")));
+  for (const std::string& name : stats.Names()) {
+    EXPECT_EQ(std::atof(stats.Render(name)->c_str()), 0.0) << name;
+  }
+  EXPECT_EQ(stats.Render("last_error"), "");
+}
+
+TEST(SessionStats, PercentilesStayWithinATenth) {
+  LatencyHistogram times;
+  EXPECT_EQ(times.Percentile(0.5), 0.0);
+  for (int i = 1; i <= 10000; ++i) times.Add(i * std::int64_t{10'000});  // 0.01 to 100 ms
+  for (const double fraction : {0.01, 0.1, 0.5, 0.9, 0.99, 1.0}) {
+    EXPECT_NEAR(times.Percentile(fraction), 100 * fraction, 10 * fraction) << fraction;
+  }
+  LatencyHistogram ends;
+  ends.Add(-5);
+  EXPECT_LT(ends.Percentile(1), 0.001);
+  ends.Add(INT64_MAX);
+  EXPECT_GT(ends.Percentile(1), 1e9);
+}
+
+TEST(SessionStats, CountsFromManyThreads) {
+  SessionStats stats;
+  const auto work = [&stats] {
+    for (int i = 0; i < 5000; ++i) {
+      ++stats.framesIn;
+      stats.CountPacket(i % 3, 2);
+      stats.writeTime.Add(i);
+      if (i % 1000 == 0) stats.Fail("write", "", E_FAIL);
+      if (i % 100 == 0) {
+        EXPECT_TRUE(stats.Render("last_error"));
+      }
+    }
+  };
+  std::thread other(work);
+  work();
+  other.join();
+  EXPECT_EQ(stats.framesIn, 10000);
+  EXPECT_EQ(stats.Packets(0) + stats.Packets(1) + stats.Packets(2), 10000);
+  EXPECT_EQ(stats.writeTime.Count(), 10000u);
+  EXPECT_EQ(stats.Render("last_error"), "write: The operation failed. (0x80004005)");
+}
+
+}  // namespace
+}  // namespace xv

@@ -1,0 +1,182 @@
+#include "tree/node_interface.h"
+
+#include <gtest/gtest.h>
+
+#include "base/text.h"
+#include "tree/node.h"
+
+namespace xv::XMLParse {
+namespace {
+
+// Takes an out string and frees it.
+class OutString {
+ public:
+  ~OutString() { XvStringFree(text_); }
+  char16_t** operator&() {  // NOLINT(google-runtime-operator): an out argument
+    XvStringFree(text_);
+    text_ = nullptr;
+    return &text_;
+  }
+  bool IsNull() const { return text_ == nullptr; }
+  std::string Get() const { return Utf8FromUtf16(text_); }
+
+ private:
+  char16_t* text_ = nullptr;
+};
+
+class NodeInterface : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(node_->FromXML(u"<root a=1 b=yes c=50%><x n=1/><y/><x n=2>text</x></root>", 0), S_OK);
+  }
+
+  std::string Xml(IXvNode* node) {
+    EXPECT_EQ(node->ToXML(&text_), S_OK);
+    return text_.Get();
+  }
+
+  XMLNodePtr owned_ = CoXMLNode::Create({});
+  IXvNode* node_ = owned_.get();
+  OutString text_;
+  OutString name_;
+  Ref<IXvNode> other_;
+  std::int32_t number_ = -5;
+};
+
+TEST_F(NodeInterface, TypedAttributes) {
+  EXPECT_EQ(node_->GetInt(u"a", &number_), S_OK);
+  EXPECT_EQ(number_, 1);
+  EXPECT_EQ(node_->GetBool(u"b", &number_), S_OK);
+  EXPECT_EQ(number_, 1);
+  double value = 0;
+  EXPECT_EQ(node_->GetDouble(u"c", &value), S_OK);
+  EXPECT_EQ(value, 0.5);
+  EXPECT_EQ(node_->GetDouble(u"none", &value), S_FALSE);
+  EXPECT_EQ(node_->GetInt(u"none", &number_), S_FALSE);
+  EXPECT_EQ(node_->GetBool(u"none", &number_), S_FALSE);
+  EXPECT_EQ(node_->GetString(u"none", &text_), S_FALSE);
+  EXPECT_TRUE(text_.IsNull());
+  EXPECT_EQ(node_->GetStringEx(u"x[1]::n", &number_, &text_), S_OK);
+  EXPECT_EQ(number_, 1);
+  EXPECT_EQ(text_.Get(), "2");
+  EXPECT_EQ(node_->GetStringEx(u"none", &number_, nullptr), S_OK);
+  EXPECT_EQ(number_, 0);
+  EXPECT_EQ(node_->SetBool(u"d", 2), S_OK);
+  EXPECT_EQ(node_->SetInt(u"e", -3), S_OK);
+  EXPECT_EQ(node_->SetDouble(u"f", 1.5), S_OK);
+  EXPECT_EQ(node_->SetString(u"g", nullptr), S_OK);
+  EXPECT_EQ(node_->ToText(&text_), S_OK);
+  EXPECT_EQ(text_.Get(), " a='1' b='yes' c='50%' d='true' e='-3' f='1.5' g=''");
+}
+
+TEST_F(NodeInterface, BadArgumentsHaveTheirResults) {
+  EXPECT_EQ(node_->SetString(nullptr, u"1"), E_INVALIDARG);
+  EXPECT_EQ(node_->SetString(u"", u"1"), E_INVALIDARG);
+  EXPECT_EQ(node_->SetString(u"a::", u"1"), E_INVALIDARG);
+  EXPECT_EQ(node_->Remove(u"none"), XV_E_NOT_FOUND);
+  EXPECT_EQ(node_->GetCount(nullptr), E_POINTER);
+  EXPECT_EQ(node_->GetByIndex(0, nullptr, &text_), E_POINTER);
+  EXPECT_EQ(node_->GetByIndex(3, &name_, &text_), XV_E_NOT_FOUND);
+  EXPECT_EQ(node_->GetByIndex(-1, &name_, &text_), XV_E_NOT_FOUND);
+  EXPECT_EQ(node_->GetString(u"a", nullptr), E_POINTER);
+  EXPECT_EQ(node_->SetName(nullptr), E_INVALIDARG);
+  EXPECT_EQ(node_->FromXML(nullptr, 0), E_INVALIDARG);
+  EXPECT_EQ(node_->FromText(nullptr, 0), E_INVALIDARG);
+  EXPECT_EQ(node_->GetChild(9, &name_, other_.Receive()), XV_E_NOT_FOUND);
+  EXPECT_EQ(node_->GetChildByPath(u"q", 0, other_.Receive()), XV_E_NOT_FOUND);
+  EXPECT_EQ(node_->GetChildByPath(u"q::::r", 1, other_.Receive()), E_INVALIDARG);
+  EXPECT_EQ(node_->RemoveChild(u"q"), XV_E_NOT_FOUND);
+  EXPECT_EQ(node_->GetParent(other_.Receive(), &number_), XV_E_NOT_FOUND);
+  EXPECT_EQ(node_->GetIndex(&number_), XV_E_NOT_FOUND);
+  EXPECT_EQ(node_->Detach(), XV_E_NOT_FOUND);
+  EXPECT_EQ(node_->Merge(node_, 1), E_NOTIMPL);
+  EXPECT_EQ(node_->Merge(nullptr, 0), E_NOTIMPL);
+}
+
+TEST_F(NodeInterface, WalksTheTree) {
+  ASSERT_EQ(node_->GetChild(2, &name_, other_.Receive()), S_OK);
+  EXPECT_EQ(name_.Get(), "x");
+  Ref<IXvNode> parent;
+  EXPECT_EQ(other_->GetParent(parent.Receive(), &number_), S_OK);
+  EXPECT_EQ(parent.get(), node_);
+  EXPECT_EQ(number_, 2);
+  EXPECT_EQ(other_->GetRoot(parent.Receive()), S_OK);
+  EXPECT_EQ(parent.get(), node_);
+  ASSERT_EQ(node_->GetChild(0, &name_, other_.Receive()), S_OK);
+  EXPECT_EQ(other_->Detach(), S_OK);
+  EXPECT_EQ(other_->GetIndex(&number_), S_OK);
+  EXPECT_EQ(number_, 2);
+  EXPECT_EQ(node_->GetChildByName(u"new::one", u"value", other_.Receive()), S_OK);
+  EXPECT_EQ(node_->GetChildByName(u"new::one", u"other", other_.Receive()), S_OK);
+  EXPECT_EQ(Xml(other_.get()), "<one>value</one>");
+  EXPECT_EQ(node_->RemoveChild(u"new"), S_OK);
+  EXPECT_EQ(node_->RemoveChildren(), S_OK);
+  EXPECT_EQ(Xml(node_), "<root/>");
+}
+
+TEST_F(NodeInterface, XmlOfANodeWithoutChildrenIsItsAttributes) {
+  EXPECT_EQ(node_->GetXML(&text_), S_OK);
+  EXPECT_EQ(text_.Get(), Xml(node_));
+  ASSERT_EQ(node_->GetChildByPath(u"x", 0, other_.Receive()), S_OK);
+  EXPECT_EQ(other_->GetXML(&text_), S_OK);
+  EXPECT_EQ(text_.Get(), " n='1'");
+  EXPECT_EQ(other_->SetXML(u"<k/>"), S_OK);
+  EXPECT_EQ(Xml(other_.get()), "<x n='1'><k/></x>");
+  EXPECT_EQ(other_->SetXML(nullptr), S_OK);
+  EXPECT_EQ(Xml(other_.get()), "<x n='1'/>");
+}
+
+TEST_F(NodeInterface, CopiesAttributesAndClones) {
+  Ref<IXvAttributes> copy;
+  EXPECT_EQ(node_->CopyAs(copy.Receive()), S_OK);
+  Ref<IXvNode> copyNode = Query<IXvNode>(copy.get());
+  EXPECT_EQ(Xml(copyNode.get()), "<m_attributes a='1' b='yes' c='50%'/>");
+  EXPECT_EQ(copy->FromText(u"a=9 z=1", 0), S_OK);
+  EXPECT_EQ(node_->CopyFrom(copy.get(), 1), S_OK);
+  EXPECT_EQ(node_->CopyFrom(nullptr, 1), E_INVALIDARG);
+  EXPECT_EQ(node_->ToText(&text_), S_OK);
+  EXPECT_EQ(text_.Get(), " a='1' b='yes' c='50%' z='1'");
+  Ref<IXvNode> clone;
+  Ref<IXvNode> root;
+  EXPECT_EQ(node_->Clone(clone.Receive()), S_OK);
+  EXPECT_EQ(Xml(clone.get()), Xml(node_));
+  EXPECT_EQ(clone->GetRoot(root.Receive()), S_OK);
+  EXPECT_EQ(root->GetName(&name_), S_OK);
+  EXPECT_EQ(name_.Get(), "clone");
+}
+
+TEST_F(NodeInterface, SchemaEntriesAreWrittenAndRead) {
+  EXPECT_EQ(node_->GetInfo(other_.Receive()), XV_E_NOT_FOUND);
+  EXPECT_EQ(node_->SetInfo(u"a", u"int", u"7", other_.Receive()), S_OK);
+  for (const char16_t* refused : {u"", u"Type", u"default", u"values"}) {
+    EXPECT_EQ(node_->SetInfo(refused, u"int", u"7", other_.Receive()), E_INVALIDARG);
+  }
+  EXPECT_EQ(node_->SetInfo(nullptr, u"int", u"7", other_.Receive()), E_INVALIDARG);
+  EXPECT_EQ(node_->GetInfo(other_.Receive()), S_OK);
+  EXPECT_EQ(Xml(other_.get()), "<attributes_info><a type='int' default='7'/></attributes_info>");
+  EXPECT_EQ(node_->GetInfoOf(0, other_.Receive()), S_OK);
+  EXPECT_EQ(node_->GetInfoOf(1, other_.Receive()), XV_E_NOT_FOUND);
+  EXPECT_EQ(node_->GetAttributeInfo(u"x::a", other_.Receive()), S_OK) << "inherited";
+  EXPECT_EQ(Xml(other_.get()), "<a type='int' default='7'/>");
+  EXPECT_EQ(node_->GetInfoValue(u"a", u"default", nullptr, &text_), S_OK);
+  EXPECT_EQ(text_.Get(), "7");
+  EXPECT_EQ(node_->GetInfoValue(u"a", u"min", u"-1", &text_), S_OK);
+  EXPECT_EQ(text_.Get(), "-1");
+  EXPECT_EQ(node_->GetInfoValue(u"a", u"min", nullptr, &text_), S_FALSE);
+  EXPECT_EQ(node_->GetCount(&number_), S_OK);
+  EXPECT_EQ(number_, 3) << "the schema is no attribute";
+}
+
+TEST_F(NodeInterface, OffersItsInterfacesAndKeepsText) {
+  EXPECT_TRUE(Query<IXvAttributes>(node_) && Query<IUnknown>(node_));
+  void* out = &number_;
+  EXPECT_EQ(node_->QueryInterface(Guid{}, &out), E_NOINTERFACE);
+  EXPECT_EQ(out, nullptr);
+  EXPECT_EQ(NodeOf(node_), owned_);
+  EXPECT_EQ(node_->SetString(u"t", u"\u00E4\U0001F600"), S_OK);
+  EXPECT_EQ(node_->GetString(u"T", &text_), S_OK);
+  EXPECT_EQ(text_.Get(), "\u00E4\U0001F600");
+}
+
+}  // namespace
+}  // namespace xv::XMLParse

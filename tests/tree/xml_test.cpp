@@ -1,0 +1,182 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <random>
+
+#include "tree/node.h"
+#include "tree/xml_text.h"
+
+namespace xv::XMLParse {
+namespace {
+
+std::string Round(std::string_view xml, const XmlReadOptions& options = {}) {
+  const XMLNodePtr node = CoXMLNode::Create("before");
+  EXPECT_TRUE(node->ReadXml(xml, options).Ok());
+  return node->WriteXml();
+}
+
+TEST(XmlReader, ForgivesTags) {
+  EXPECT_EQ(Round("<a><b></c></a>"), "<a><b/></a>");
+  EXPECT_EQ(Round("<A x=1 y='2 3' z=\"4\"/>"), "<a x='1' y='2 3' z='4'/>");
+  EXPECT_EQ(Round("<a><b><c></a><d/>"), "<a><b><c/></b></a>") << "an ancestor's tag ends all";
+  EXPECT_EQ(Round("<a>one<br>two<tab><b/></a>"), "<a>two<br/><tab/><b/></a>");
+  EXPECT_EQ(Round("<a><b></x></x></B><c></a>"), "<a><b/><c/></a>");
+  EXPECT_EQ(Round("junk </z><a/><b/>"), "<a/>");
+  EXPECT_EQ(Round("<a><b x='>' y=\"'\"/></a>"), "<a><b x='>' y=\"'\"/></a>");
+  EXPECT_EQ(Round("<a><b x=1"), "<a><b x='1'/></a>") << "the text's end ends the tag";
+  EXPECT_EQ(Round("<a>tail"), "<a>tail</a>");
+  EXPECT_EQ(Round("<a><></a>"), "<a/>");
+  EXPECT_EQ(Round("<a x='open></a>"), "<a x='open></a>'/>");
+}
+
+TEST(XmlReader, SkipsCommentsInstructionsAndDeclarations) {
+  EXPECT_EQ(Round("<?xml version='1'?><!DOCTYPE a><!-- <b> --><a>x<!-- <c/> -->y<?p ?>z</a>"),
+            "<a>xyz</a>");
+  EXPECT_EQ(Round("<a><b/><!-- open <c/></a>"), "<a><b/></a>");
+  EXPECT_EQ(Round("<a><b/><? open"), "<a><b/></a>");
+}
+
+TEST(XmlReader, ReadsCData) {
+  EXPECT_EQ(Round("<a><![CDATA[ x < y &amp; <b/> ]]></a>"), "<a> x &lt; y &amp; &lt;b/&gt; </a>");
+  EXPECT_EQ(Round("<a><![CDATA[text of it</a>"), "<a>text of </a>") << "six characters go";
+  EXPECT_EQ(Round("<a><![CDATA[123</a>"), "<a>1</a>");
+}
+
+TEST(XmlReader, ExpandsEntitiesInValuesOnly) {
+  EXPECT_EQ(Round("<a>text &amp; more</a>"), "<a>text &amp; more</a>");
+  const auto value = [](std::string_view xml, const XmlReadOptions& options = {}) {
+    const XMLNodePtr node = CoXMLNode::Create({});
+    EXPECT_TRUE(node->ReadXml(xml, options).Ok());
+    return node->Value();
+  };
+  EXPECT_EQ(value("<a>&#65;&#x42;C &lt;&gt;&quot;&apos;&copy;&reg;</a>"), "ABC <>\"'\u00A9\u00AE");
+  EXPECT_EQ(value("<a>&amp;lt; R&D &unknown; &#65xyz &#55357;&#56832;</a>"),
+            "&lt; RD unknown; Ayz \U0001F600");
+  EXPECT_EQ(value("<a>x&#65\u00E9y</a>"), "xAy") << "the skipped character may be a long one";
+  EXPECT_EQ(value("<a>&#0;&#;&#xD800;&#99999999999;</a>"), "\uFFFD\uFFFD");
+  EXPECT_EQ(value("<a> \r\n one\ttwo\nthree </a>"), "one two three");
+  EXPECT_EQ(value("<a> one\ttwo </a>", {true, true}), " one\ttwo ");
+  EXPECT_EQ(value("<a>&nbsp;x&nbsp;</a>"), " x ");
+}
+
+TEST(XmlReader, ReplacesTheNodeAndFailsForNothingOnly) {
+  const XMLNodePtr node = CoXMLNode::Create("old");
+  node->MergeText("gone=1", MergeMode::kReplace);
+  node->SetValue("gone");
+  ASSERT_TRUE(node->ReadXml("<new/>").Ok());
+  EXPECT_EQ(node->WriteXml(), "<new/>");
+  node->MergeText("gone=1", MergeMode::kReplace);
+  EXPECT_EQ(node->ReadXml("").code(), E_INVALIDARG);
+  EXPECT_EQ(node->AttributeCount(), 0u);
+  EXPECT_TRUE(node->ReadXml("no mark-up").Ok());
+}
+
+TEST(XmlReader, ContentReplacesValueOrChildren) {
+  const XMLNodePtr node = CoXMLNode::Create("n");
+  node->MergeText("a=1", MergeMode::kReplace);
+  ASSERT_TRUE(node->ReplaceContent("plain & simple").Ok());
+  EXPECT_EQ(node->WriteXml(), "<n a='1'>plain &amp; simple</n>");
+  ASSERT_TRUE(node->ReplaceContent("<b/><c x=1>v</c>").Ok());
+  EXPECT_EQ(node->WriteXml(), "<n a='1'><b/><c x='1'>v</c></n>");
+  ASSERT_TRUE(node->ReplaceContent("plain again").Ok());
+  EXPECT_EQ(node->WriteXml(), "<n a='1'>plain again</n>");
+}
+
+TEST(XmlWriter, IndentsOrWritesOneLine) {
+  const XMLNodePtr node = CoXMLNode::Create({});
+  ASSERT_TRUE(node->ReadXml("<a x=1><b>v</b><c><d/></c></a>").Ok());
+  EXPECT_EQ(node->WriteXml(), "<a x='1'><b>v</b><c><d/></c></a>");
+  EXPECT_EQ(node->WriteXml({0, 0}),
+            "<a x='1'>\r\n\t<b>v</b>\r\n\t<c>\r\n\t\t<d/>\r\n\t</c>\r\n</a>\r\n");
+  EXPECT_EQ(node->WriteXml({1, 2}).substr(0, 20), "\t<a\r\n\t\t\t\tx='1'>\r\n\t\t<");
+  node->FindChild("c")->SetHold(true);
+  EXPECT_EQ(node->WriteXml(), "<a x='1'><b>v</b></a>") << "a view is not written";
+}
+
+TEST(XmlWriter, WhatIsWrittenIsReadBack) {
+  const XMLNodePtr node = CoXMLNode::Create("root");
+  ASSERT_TRUE(node->SetText("path", "C:\\a <b> & \u00FC 'q'").Ok());
+  node->AppendChild("text")->SetValue("1 < 2 && \"x\" > 'y' \U0001F600");
+  for (int level : {-1, 0, 3}) {
+    const XMLNodePtr back = CoXMLNode::Create({});
+    ASSERT_TRUE(back->ReadXml(node->WriteXml({level, level == 3 ? 2 : 0})).Ok());
+    EXPECT_EQ(back->WriteXml(), node->WriteXml());
+    EXPECT_EQ(back->FindChild("text")->Value(), node->FindChild("text")->Value());
+  }
+}
+
+TEST(XmlText, EscapesByMode) {
+  const auto escaped = [](std::string_view text, EscapeMode mode) {
+    std::string out;
+    AppendEscaped(text, mode, &out);
+    return out;
+  };
+  EXPECT_EQ(escaped("a<b>'&\"", EscapeMode::kText), "a&lt;b&gt;'&amp;\"");
+  EXPECT_EQ(escaped("a<b>'&\"", EscapeMode::kQuotes), "a&lt;b&gt;&apos;&amp;&quot;");
+  EXPECT_EQ(escaped("it's", EscapeMode::kAuto), "it&apos;s");
+}
+
+std::string Repeat(std::string_view text, int count) {
+  std::string out;
+  out.reserve(text.size() * static_cast<std::size_t>(count));
+  for (int i = 0; i < count; ++i) out.append(text);
+  return out;
+}
+
+TEST(XmlReader, DeepDocumentsTakeNoStack) {
+  constexpr int kLevels = 100'000;
+  const std::string xml = Repeat("<a>", kLevels) + "<b x=1/>";
+  XMLNodePtr node = CoXMLNode::Create({});
+  ASSERT_TRUE(node->ReadXml(xml).Ok());
+  XMLNodePtr copy = node->DeepClone();
+  EXPECT_EQ(copy->WriteXml(), node->WriteXml());
+  node->CopyFrom(*copy, MergeMode::kReplace, true);
+  int depth = 0;
+  for (XMLNodePtr at = node; at; at = at->ChildAt(0)) ++depth;
+  EXPECT_EQ(depth, kLevels + 1);
+  XMLNodePtr last = node;
+  while (XMLNodePtr child = last->ChildAt(0)) last = std::move(child);
+  EXPECT_FALSE(last->FindInfo("x"));
+  node = nullptr;
+  EXPECT_EQ(last->Text("x"), "1");
+}
+
+TEST(XmlReader, HostileTextsAreReadInLinearTime) {
+  const auto seconds = [](auto&& work) {
+    const auto start = std::chrono::steady_clock::now();
+    work();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  };
+  const XMLNodePtr node = CoXMLNode::Create({});
+  // A quadratic reader would need minutes for any of these.
+  EXPECT_LT(seconds([&] { (void)node->ReadXml(Repeat("<a>", 100'000) + Repeat("</b>", 100'000)); }),
+            20);
+  std::string names;
+  for (int i = 0; i < 200'000; ++i) names += "n" + std::to_string(i) + " ";
+  EXPECT_LT(seconds([&] { node->MergeText(names, MergeMode::kReplace); }), 20);
+  EXPECT_EQ(node->AttributeCount(), 200'000u);
+  EXPECT_LT(seconds([&] { (void)node->ReadXml("<a>" + Repeat("<!--", 300'000)); }), 20);
+  EXPECT_LT(seconds([&] { (void)node->ReadXml("<a>" + Repeat("x<!---->&", 300'000)); }), 20);
+  EXPECT_LT(seconds([&] { (void)node->ReadXml(Repeat("<![", 300'000)); }), 20);
+  EXPECT_LT(seconds([&] { (void)node->ReadXml("<a>" + Repeat("<![[", 300'000)); }), 20);
+}
+
+TEST(XmlReader, GarbageNeverFails) {
+  std::mt19937 random(7);
+  static constexpr std::string_view kPieces[] = {
+      "<",  ">",    "/", "</a>",     "<a ",  "='", "\"", "<!--", "-->", "<![CDATA[", "]]>",
+      "&#", "&lt;", "x", "\xEF\xB7", "\xFF", " ",  "::", "[1]",  "<?",  "=",         "\n"};
+  for (int round = 0; round < 300; ++round) {
+    std::string text;
+    for (int i = 0; i < 200; ++i) text += kPieces[random() % std::size(kPieces)];
+    const XMLNodePtr node = CoXMLNode::Create({});
+    EXPECT_TRUE(node->ReadXml(text).Ok());
+    node->MergeText(text, MergeMode::kReplace);
+    const XMLNodePtr copy = node->DeepCopy();
+    EXPECT_EQ(copy->WriteXml(), node->WriteXml());
+  }
+}
+
+}  // namespace
+}  // namespace xv::XMLParse
