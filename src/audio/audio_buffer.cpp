@@ -18,12 +18,10 @@ constexpr std::uint64_t kMaxChannelBytes = 1ULL << 30;
 int XvAudioBuffer2::StoredBytes() const { return StoredSampleBytes(format_.nBitsPerSample); }
 
 bool XvAudioBuffer2::IsValid() const {
-  const std::lock_guard guard(lock_);
   return AudioPropsValid(format_, true) && channels_.ChannelCount() > 0;
 }
 
 std::int32_t XvAudioBuffer2::AvailableSamples() const {
-  const std::lock_guard guard(lock_);
   const int width = StoredBytes();
   return width == 0
              ? 0
@@ -31,12 +29,10 @@ std::int32_t XvAudioBuffer2::AvailableSamples() const {
 }
 
 XV_AUD_PROPS XvAudioBuffer2::Format() const {
-  const std::lock_guard guard(lock_);
   return format_;
 }
 
 void XvAudioBuffer2::Reset(bool full) {
-  const std::lock_guard guard(lock_);
   calc_.Reset();
   resampler16_.Reset();
   resampler32_.Reset();
@@ -49,7 +45,6 @@ void XvAudioBuffer2::Reset(bool full) {
 Status XvAudioBuffer2::Prepare(const XV_AUD_PROPS* format, std::int32_t samples) {
   if (format == nullptr || samples < 0) return E_POINTER;
   if (!AudioPropsValid(*format, true)) return E_INVALIDARG;
-  const std::lock_guard guard(lock_);
   format_ = *format;
   const std::uint64_t bytes =
       static_cast<std::uint64_t>(samples) * static_cast<unsigned>(StoredBytes());
@@ -60,7 +55,6 @@ Status XvAudioBuffer2::Prepare(const XV_AUD_PROPS* format, std::int32_t samples)
 
 std::int32_t XvAudioBuffer2::SetFormat(const XV_AUD_PROPS* format) {
   if (format == nullptr) return -1;
-  const std::lock_guard guard(lock_);
   if (format->nChannels < 0) {
     Reset(false);
     format_ = *format;
@@ -124,7 +118,6 @@ Status XvAudioBuffer2::ConvertHeldRate(int rate) {
 Status XvAudioBuffer2::Append(const XV_AUD_PROPS& format, const std::uint8_t* data,
                               std::uint32_t byteCount, bool keepTail, bool mixDown) {
   if (!AudioPropsValid(format, true)) return E_INVALIDARG;
-  const std::lock_guard guard(lock_);
   if (!AudioPropsValid(format_, true)) RETURN_IF_FAILED(Prepare(&format, 0));
   const auto blockBytes =
       static_cast<unsigned>(HostSampleBytes(format.nBitsPerSample) * format.nChannels);
@@ -143,7 +136,6 @@ Status XvAudioBuffer2::Append(const XV_AUD_PROPS& format, const std::uint8_t* da
 }
 
 Status XvAudioBuffer2::AppendSilence(std::int32_t samples) {
-  const std::lock_guard guard(lock_);
   if (!AudioPropsValid(format_, true)) return E_UNEXPECTED;
   return samples < 1 ? Status(S_OK) : AppendDirect(format_, nullptr, samples);
 }
@@ -200,7 +192,6 @@ Status XvAudioBuffer2::AppendPlanar(XvChannelsBuffer& source) {
 }
 
 Status XvAudioBuffer2::Flush() {
-  const std::lock_guard guard(lock_);
   for (Resampler* resampler : {&resampler16_, &resampler32_}) {
     if (!resampler->Running()) continue;
     resampled_.Rewind();
@@ -213,7 +204,6 @@ Status XvAudioBuffer2::Flush() {
 Status XvAudioBuffer2::ReadTrack(int firstChannel, int channelCount, int samples,
                                  AVSampleFormat format, std::uint8_t* const* planes, int offset) {
   if (planes == nullptr || samples < 0 || channelCount < 1 || offset < 0) return E_INVALIDARG;
-  const std::lock_guard guard(lock_);
   const bool planar = av_sample_fmt_is_planar(format) != 0;
   const int bytes = av_get_bytes_per_sample(format);
   const int stride = planar ? 1 : channelCount;
@@ -236,7 +226,6 @@ Status XvAudioBuffer2::ReadTrack(int firstChannel, int channelCount, int samples
 }
 
 std::int32_t XvAudioBuffer2::Skip(std::int32_t samples) {
-  const std::lock_guard guard(lock_);
   const std::int32_t dropped = std::clamp(samples, 0, AvailableSamples());
   channels_.Skip(static_cast<std::uint32_t>(dropped) * static_cast<unsigned>(StoredBytes()));
   return dropped;

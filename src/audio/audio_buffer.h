@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 
 #include "audio/channels_buffer.h"
 #include "audio/resampler.h"
@@ -30,7 +29,7 @@ class XvAudioCalc final : public AutoObjBase<XvAudioCalc> {
 // and come out by the sample, planar inside. The buffer keeps 16-bit integers or 32-bit floats;
 // 20- and 24-bit input is exact as a float, 32-bit integers lose their low eight bits. Another rate
 // is resampled on the way in, with the filter's state kept across blocks.
-// Thread-safety: each operation is locked. One thread appends, another reads.
+// One caller at a time: whoever shares it brings the lock.
 class XvAudioBuffer2 final : public AutoObjBase<XvAudioBuffer2> {
  public:
   XvAudioBuffer2() = default;
@@ -89,7 +88,6 @@ class XvAudioBuffer2 final : public AutoObjBase<XvAudioBuffer2> {
                          bool mixDown);
   Status AppendPlanar(XvChannelsBuffer& source);
 
-  mutable std::recursive_mutex lock_;
   XV_AUD_PROPS format_{-1, 0, 0, 0};
   XvChannelsBuffer channels_;
   XvChannelsBuffer intake_;     // a block in the source's rate and channels

@@ -26,7 +26,6 @@ Status XvChannelsBuffer::Enlarge(Channel& channel, std::uint32_t bytes) {
 }
 
 Status XvChannelsBuffer::SetChannels(int count, bool keepSizeAndFill) {
-  const std::lock_guard guard(lock_);
   const auto wanted = static_cast<std::size_t>(std::clamp(count, 0, kMaxChannels));
   const std::uint32_t used = UsedSize();
   if (wanted < channels_.size()) channels_.resize(wanted);
@@ -46,7 +45,6 @@ Status XvChannelsBuffer::SetChannels(int count, bool keepSizeAndFill) {
 }
 
 void XvChannelsBuffer::Reset() {
-  const std::lock_guard guard(lock_);
   planes_.fill(nullptr);
   channels_.clear();
   silence_.Free();
@@ -54,14 +52,12 @@ void XvChannelsBuffer::Reset() {
 }
 
 Status XvChannelsBuffer::SetSize(std::uint32_t bytes, int channels, bool clear) {
-  const std::lock_guard guard(lock_);
   RETURN_IF_FAILED(Reserve(bytes, channels, false));
   if (clear) Clear(0, ChannelCount(), 0, bytes);
   return S_OK;
 }
 
 Status XvChannelsBuffer::Reserve(std::uint32_t bytes, int channels, bool keep) {
-  const std::lock_guard guard(lock_);
   if (!keep) Rewind();
   RETURN_IF_FAILED(SetChannels(channels, true));
   if (channels_.empty()) return S_OK;
@@ -84,7 +80,6 @@ Status XvChannelsBuffer::Reserve(std::uint32_t bytes, int channels, bool keep) {
 }
 
 void XvChannelsBuffer::Clear(int first, int count, std::uint32_t offset, std::uint32_t bytes) {
-  const std::lock_guard guard(lock_);
   const std::uint32_t unread = UnreadSize();
   if (offset >= unread) return;
   const int end = std::min(first + count, ChannelCount());
@@ -95,7 +90,6 @@ void XvChannelsBuffer::Clear(int first, int count, std::uint32_t offset, std::ui
 }
 
 std::uint8_t* XvChannelsBuffer::ChannelPointer(int index, std::uint32_t offset) {
-  const std::lock_guard guard(lock_);
   const std::uint32_t unread = UnreadSize();
   if (index < 0 || index >= ChannelCount()) {
     if (silence_.size() < unread && silence_.Resize(unread, 0).Failed()) return nullptr;
@@ -106,7 +100,6 @@ std::uint8_t* XvChannelsBuffer::ChannelPointer(int index, std::uint32_t offset) 
 }
 
 std::uint8_t* const* XvChannelsBuffer::Planes(int index, std::uint32_t offset, int count) {
-  const std::lock_guard guard(lock_);
   planes_.fill(nullptr);
   for (int i = 0; i < std::min(count, kMaxChannels); ++i) {
     planes_[static_cast<std::size_t>(i)] = ChannelPointer(index + i, offset);
@@ -115,17 +108,14 @@ std::uint8_t* const* XvChannelsBuffer::Planes(int index, std::uint32_t offset, i
 }
 
 std::uint32_t XvChannelsBuffer::Available() const {
-  const std::lock_guard guard(lock_);
   return UnreadSize();
 }
 
 int XvChannelsBuffer::ChannelCount() const {
-  const std::lock_guard guard(lock_);
   return static_cast<int>(channels_.size());
 }
 
 void XvChannelsBuffer::Rewind() {
-  const std::lock_guard guard(lock_);
   readOffset_ = 0;
   for (const Ref<Channel>& channel : channels_) {
     static_cast<void>(channel->Resize(0));  // a decrease cannot fail
@@ -133,7 +123,6 @@ void XvChannelsBuffer::Rewind() {
 }
 
 void XvChannelsBuffer::Skip(std::uint32_t bytes) {
-  const std::lock_guard guard(lock_);
   if (bytes >= UnreadSize()) return Rewind();
   readOffset_ += bytes;
 }
@@ -142,7 +131,6 @@ std::uint32_t XvChannelsBuffer::CopyFrom(XvChannelsBuffer& source, int sourceInd
                                          std::uint32_t offset, int channelLimit,
                                          std::uint32_t byteLimit) {
   if (&source == this) return 0;
-  const std::scoped_lock guard(lock_, source.lock_);
   if (sourceIndex < 0 || targetIndex < 0 || offset >= UnreadSize()) return 0;
   const std::uint32_t bytes = std::min({byteLimit, source.UnreadSize(), UnreadSize() - offset});
   const int count =
@@ -157,7 +145,6 @@ std::uint32_t XvChannelsBuffer::CopyFrom(XvChannelsBuffer& source, int sourceInd
 
 void XvChannelsBuffer::Swap(XvChannelsBuffer& other) {
   if (&other == this) return;
-  const std::scoped_lock guard(lock_, other.lock_);
   channels_.swap(other.channels_);
   std::swap(readOffset_, other.readOffset_);
 }

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cstdint>
-#include <mutex>
 #include <vector>
 
 #include "base/auto_obj_base.h"
@@ -14,8 +13,8 @@ namespace xv {
 
 // A growing planar store: one byte buffer for each channel, all of one used size and with one
 // common read offset. Offsets and sizes are in bytes and count from the read offset.
-// Thread-safety: each operation is locked; a pointer that was handed out is good until the next
-// operation that changes sizes.
+// One caller at a time; a pointer that was handed out is good until the next operation that changes
+// sizes.
 class XvChannelsBuffer final : public AutoObjBase<XvChannelsBuffer> {
  public:
   static constexpr int kMaxChannels = 128;
@@ -65,7 +64,6 @@ class XvChannelsBuffer final : public AutoObjBase<XvChannelsBuffer> {
   std::uint32_t UsedSize() const;
   std::uint32_t UnreadSize() const { return UsedSize() - readOffset_; }
 
-  mutable std::recursive_mutex lock_;
   std::vector<Ref<Channel>> channels_;
   std::uint32_t readOffset_ = 0;
   std::array<std::uint8_t*, kMaxChannels> planes_{};

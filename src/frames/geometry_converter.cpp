@@ -1,6 +1,7 @@
 #include "frames/geometry_converter.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -11,6 +12,7 @@
 #include "media/validity.h"
 #include "picture/layout_conversion.h"
 #include "picture/weave.h"
+#include "platform/work_items.h"
 
 namespace xv {
 
@@ -23,7 +25,6 @@ struct XvConverterRC2::Pair {
 namespace {
 
 constexpr int kOneToOneQuality = 10;
-constexpr std::uint32_t kEndless = 0xFFFFFFFF;
 
 bool IsSingleField(int field) { return field == 0 || field == 1; }
 
@@ -230,26 +231,15 @@ Status XvConverterRC2::TurnFrame(bool left, IXvFrame* frame, Ref<IXvFrame>* resu
   return S_OK;
 }
 
-Status XvConverterRC2::WaitFieldWorkers(std::uint32_t timeout) {
-  const Status first = workers_[0].WaitDone(timeout);
-  if (first == Status(XV_E_TIMEOUT) || first == Status(XV_E_FILE_HANDLE)) return first;
-  const Status second = workers_[1].WaitDone(timeout);
-  return first.Failed() ? first : second;
-}
-
 Status XvConverterRC2::ScaleBothFields(const Pair& pair, int quality) {
-  for (int index = 0; index < 2; ++index) {
-    const Status begun = workers_[static_cast<std::size_t>(index)].Begin(
-        [this, &pair, index, quality] { return ConvertField(pair, index, true, quality); });
-    if (!begun.Failed()) continue;
-    // No thread to be had: what was begun ends before its pictures go.
-    if (index == 1) static_cast<void>(workers_[0].WaitDone(kEndless));
-    return begun;
-  }
-  return WaitFieldWorkers(kEndless);
+  std::array<Status, 2> results;
+  RunWorkItems(2, [&](int field) {
+    results[static_cast<std::size_t>(field)] = ConvertField(pair, field, true, quality);
+  });
+  return results[0].Failed() ? results[0] : results[1];
 }
 
-Status XvConverterRC2::ConvertField(const Pair& pair, int field, bool fromWorker, int quality) {
+Status XvConverterRC2::ConvertField(const Pair& pair, int field, bool bothFields, int quality) {
   ImageView source = pair.source;
   ImageView target = pair.target;
   FrameScaler& scaler = scalers_[field == 1 ? 1 : 0];
@@ -259,14 +249,14 @@ Status XvConverterRC2::ConvertField(const Pair& pair, int field, bool fromWorker
   if (single && ResolveScaleMode(source, target) == eXvAF_NoScale && quality < kOneToOneQuality) {
     quality += kOneToOneQuality;
   }
-  if (single && !fromWorker && quality >= kOneToOneQuality) {
+  if (single && !bothFields && quality >= kOneToOneQuality) {
     ScaleTargets targets;
     targets.field[static_cast<std::size_t>(field)] = target;
     return scaler.ScaleFrame(source, targets, quality);
   }
   if (single) {
     source = MakeFieldView(source, field);
-    if (fromWorker) {
+    if (bothFields) {
       const bool exchanged = pair.target.Order() != pair.source.Order();
       target = MakeFieldView(target, exchanged ? 1 - field : field);
     }

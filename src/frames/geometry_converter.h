@@ -7,7 +7,6 @@
 #include "base/auto_obj_base.h"
 #include "base/ref.h"
 #include "frames/converter_attributes.h"
-#include "frames/field_worker.h"
 #include "frames/owned_frame.h"
 #include "picture/frame_scaler.h"
 #include "picture/rotate.h"
@@ -15,9 +14,9 @@
 
 namespace xv {
 
-// Crop, turn, mirror, and size: makes frames of given properties out of host frames. Keeps its
-// filters, workers and memory from frame to frame. Thread-safety: one conversion at a time, by its
-// lock; the two field workers run inside of it.
+// Crop, rotation, mirror, and size: makes frames of given properties out of host frames. Keeps its
+// filters and memory from frame to frame. Thread-safety: one conversion at a time, by its lock; the
+// two fields of a picture are work items inside of it.
 class XvConverterRC2 final : public AutoObjBase<XvConverterRC2> {
  public:
   static constexpr int kWholeFrame = -1;
@@ -42,10 +41,6 @@ class XvConverterRC2 final : public AutoObjBase<XvConverterRC2> {
   Status RotateFrame(bool left, IXvFrame* frame, Ref<IXvFrame>* result,
                      const XV_VID_PROPS* targetProps, bool keepTime);
 
-  // Waits for both field workers; the first failure of the two. XV_E_TIMEOUT, XV_E_FILE_HANDLE when
-  // no conversion is in progress.
-  Status WaitFieldWorkers(std::uint32_t timeout);
-
  private:
   struct Pair;
 
@@ -57,12 +52,11 @@ class XvConverterRC2 final : public AutoObjBase<XvConverterRC2> {
   Status ConvertFrame(IXvFrame* frame, const XV_VID_PROPS& target, int field,
                       const XMLParse::CoXMLNode* props, Ref<IXvFrame>* result);
   Status ScaleBothFields(const Pair& pair, int quality);
-  Status ConvertField(const Pair& pair, int field, bool fromWorker, int quality);
+  Status ConvertField(const Pair& pair, int field, bool bothFields, int quality);
   Status MirrorFrame(Ref<IXvFrame>* frame, Mirror mirror, bool own);
 
   std::mutex lock_;                     // guards what follows; held for a whole conversion
   std::array<FrameScaler, 2> scalers_;  // one for each field
-  std::array<FieldWorker, 2> workers_;
   FrameMemory memory_;
   FrameMemory cropped_;
   FrameMemory turned_;

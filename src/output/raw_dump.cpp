@@ -2,8 +2,9 @@
 
 namespace xv {
 
-Status RawDump::Append(const std::string& path, const AVPacket& packet) {
-  if (!file_.IsOpen() && file_.Create(path).Failed()) return XV_E_FILE_HANDLE;
+Status RawDump::Append(const AVPacket& packet) {
+  if (path_.empty()) return S_OK;
+  if (!file_.IsOpen() && file_.Create(path_).Failed()) return XV_E_FILE_HANDLE;
   return file_.Write(packet.data, static_cast<std::size_t>(packet.size));
 }
 

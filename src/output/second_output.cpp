@@ -36,6 +36,7 @@ Status SecondOutput::Start() {
   for (unsigned i = 0; i < output_.context->nb_streams; ++i) {
     timeBases.push_back(output_.context->streams[i]->time_base);
   }
+  packets_.Open(kMostPackets);
   RETURN_IF_FAILED(thread_.Start(this, &SecondOutput::Main));
   const std::lock_guard guard(lock_);
   given_.assign(timeBases.size(), false);
@@ -53,13 +54,9 @@ void SecondOutput::Put(const AVPacket& packet, AVRational timeBase) {
   if (!clone) return;
   Rescale(clone.get(), timeBase, timeBases_[stream]);
   given_[stream] = true;
-  if (packets_.size() >= kMostPackets) {
-    report_.CountDrop();
-    report_.Fail("second output", "takes packets too slowly; some are missing there", S_OK);
-    return;
-  }
-  packets_.push_back(std::move(clone));
-  changed_.notify_one();
+  if (packets_.TryPush(std::move(clone))) return;
+  report_.CountDrop();
+  report_.Fail("second output", "takes packets too slowly; some are missing there", S_OK);
 }
 
 bool SecondOutput::EveryStreamHasPacket() {
@@ -72,13 +69,13 @@ void SecondOutput::FinishAndRewrite() {
   if (ending_) return;
   rewrite_ = true;
   ending_ = true;
-  changed_.notify_one();
+  packets_.End();
 }
 
 void SecondOutput::Finish() {
   const std::lock_guard guard(lock_);
   ending_ = true;
-  changed_.notify_one();
+  packets_.End();
 }
 
 void SecondOutput::Wait() {
@@ -95,17 +92,7 @@ void SecondOutput::Wait() {
 }
 
 void SecondOutput::Main() {
-  for (;;) {
-    AvPtr<AVPacket> packet;
-    {
-      std::unique_lock guard(lock_);
-      changed_.wait(guard, [&] { return ending_ || !packets_.empty(); });
-      if (packets_.empty()) break;
-      packet = std::move(packets_.front());
-      packets_.pop_front();
-    }
-    WriteOne(packet.get());
-  }
+  while (const auto packet = packets_.Pop()) WriteOne(packet->get());
   Close();
 }
 
@@ -116,7 +103,7 @@ void SecondOutput::WriteOne(AVPacket* packet) {
   output_.interrupt.GiveUp();
   const std::lock_guard guard(lock_);
   ending_ = true;
-  packets_.clear();
+  packets_.Abort();
 }
 
 void SecondOutput::Close() {

@@ -1,14 +1,12 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
-#include <cstddef>
-#include <deque>
 #include <mutex>
 #include <vector>
 
 #include "output/output.h"
 #include "output/output_report.h"
+#include "platform/bounded_queue.h"
 #include "platform/thread.h"
 
 namespace xv {
@@ -45,13 +43,12 @@ class SecondOutput {
   OutputReport& report_;
   Output output_;
   XvThread<SecondOutput> thread_;
-  std::mutex lock_;  // guards what follows
-  std::condition_variable changed_;
-  std::deque<AvPtr<AVPacket>> packets_;
+  BoundedQueue<AvPtr<AVPacket>> packets_;
+  std::mutex lock_;                    // guards what follows; ahead of the queue's
   std::vector<AVRational> timeBases_;  // of the streams, once the header is written
   std::vector<bool> given_;            // a packet came for the stream
-  bool ending_ = false;
   bool started_ = false;
+  bool ending_ = false;
   bool rewrite_ = false;
   std::atomic<bool> finished_{false};
 };

@@ -8,7 +8,6 @@
 #include "audio/channel_fold.h"
 #include "codec/encode.h"
 #include "codec/ffmpeg.h"
-#include "session/packet_writing.h"
 
 extern "C" {
 #include <libavutil/opt.h>
@@ -18,24 +17,6 @@ namespace xv {
 namespace {
 
 constexpr int kSamplesWithoutVideo = 1024;
-
-const StreamHolder* FirstAudio(const Session& session) {
-  for (const auto& holder : session.streams) {
-    if (holder->type == AVMEDIA_TYPE_AUDIO) return holder.get();
-  }
-  return nullptr;
-}
-
-// Samples that the encoder takes at once; one of any size gets a video frame's worth.
-int FrameSamples(const Session& session, const StreamHolder& holder) {
-  if (holder.codec->frame_size > 0) return holder.codec->frame_size;
-  if (session.videoIndex < 0) return kSamplesWithoutVideo;
-  const AVRational rate =
-      session.streams[static_cast<std::size_t>(session.videoIndex)]->codec->framerate;
-  if (rate.num <= 0) return kSamplesWithoutVideo;
-  return static_cast<int>(
-      av_rescale_rnd(holder.codec->sample_rate, rate.den, rate.num, AV_ROUND_UP));
-}
 
 bool TakesShortFrames(const AVCodecContext& codec) {
   return codec.frame_size == 0 ||
@@ -55,8 +36,40 @@ AvPtr<AVFrame> AllocateFrame(const StreamHolder& holder, int samples) {
   return frame;
 }
 
+// The buffer runs at the first track's rate: its sound is resampled once, on the way in.
+XV_AUD_PROPS BufferFormat(const XV_AUD_PROPS& input, const StreamHolder& first) {
+  const int bits = input.nBitsPerSample == 16 ? 16 : -32;
+  return {input.nChannels, first.codec->sample_rate, bits, input.nTrackMask};
+}
+
+}  // namespace
+
+void AudioStage::Start(const Tracks& tracks, const StageOptions& options) {
+  const std::lock_guard guard(lock_);
+  buffer_.Reset(true);
+  tracks_.clear();
+  for (StreamHolder* holder : tracks.Audio()) {
+    tracks_.push_back({holder, RawDump(options.rawAudioPaths[tracks_.size()])});
+  }
+  pictureRate_ = tracks.video != nullptr ? tracks.video->codec->framerate : AVRational{0, 1};
+}
+
+void AudioStage::Close() {
+  const std::lock_guard guard(lock_);
+  tracks_.clear();
+  buffer_.Reset(true);
+}
+
+// Samples that the encoder takes at once; one of any size gets a video frame's worth.
+int AudioStage::FrameSamples(const StreamHolder& holder) const {
+  if (holder.codec->frame_size > 0) return holder.codec->frame_size;
+  if (pictureRate_.num <= 0) return kSamplesWithoutVideo;
+  return static_cast<int>(
+      av_rescale_rnd(holder.codec->sample_rate, pictureRate_.den, pictureRate_.num, AV_ROUND_UP));
+}
+
 // The track mixed down to fewer channels than it has, in the encoder's format.
-Status ReadFolded(Session& session, StreamHolder& holder, int samples, AVFrame* frame) {
+Status AudioStage::ReadFolded(StreamHolder& holder, int samples, AVFrame* frame) {
   const int channels = holder.codec->ch_layout.nb_channels;
   const XV_AUD_PROPS source{holder.trackChannels, holder.codec->sample_rate, -32, 0};
   const XV_AUD_PROPS folded{channels, holder.codec->sample_rate, -32, 0};
@@ -67,30 +80,29 @@ Status ReadFolded(Session& session, StreamHolder& holder, int samples, AVFrame* 
   if (!holder.folded) holder.folded = std::make_unique<XvAudioBuffer2>();
   XvAudioBuffer2& track = *holder.folded;
   track.Reset(false);
-  RETURN_IF_FAILED(session.audioBuffer.ReadTrack(holder.firstChannel, holder.trackChannels, samples,
-                                                 AV_SAMPLE_FMT_FLT, &plane, holder.readAhead));
+  RETURN_IF_FAILED(buffer_.ReadTrack(holder.firstChannel, holder.trackChannels, samples,
+                                     AV_SAMPLE_FMT_FLT, &plane, holder.readAhead));
   RETURN_IF_FAILED(track.Prepare(&folded, 0));
   RETURN_IF_FAILED(
       track.Append(source, plane, static_cast<std::uint32_t>(interleaved.size()), false, true));
   return track.ReadTrack(0, channels, samples, holder.codec->sample_fmt, frame->extended_data);
 }
 
-Status ReadTrack(Session& session, StreamHolder& holder, int samples, AVFrame* frame) {
+Status AudioStage::ReadTrack(StreamHolder& holder, int samples, AVFrame* frame) {
   if (holder.codec->ch_layout.nb_channels < holder.trackChannels) {
-    return ReadFolded(session, holder, samples, frame);
+    return ReadFolded(holder, samples, frame);
   }
-  return session.audioBuffer.ReadTrack(holder.firstChannel, holder.trackChannels, samples,
-                                       holder.codec->sample_fmt, frame->extended_data,
-                                       holder.readAhead);
+  return buffer_.ReadTrack(holder.firstChannel, holder.trackChannels, samples,
+                           holder.codec->sample_fmt, frame->extended_data, holder.readAhead);
 }
 
 // One codec frame of one track. `consumed` gets the samples taken from the buffer.
-Status EncodeAudio(Session& session, StreamHolder& holder, bool endOfStream, int* consumed) {
+Status AudioStage::EncodeFrame(StreamHolder& holder, bool endOfStream, int* consumed) {
   const FFmpegGuard guard(FFmpegLock());
   *consumed = 0;
-  const int available = session.audioBuffer.AvailableSamples() - holder.readAhead;
+  const int available = buffer_.AvailableSamples() - holder.readAhead;
   if (available <= 0) return endOfStream ? EncodeBackend(holder, nullptr) : Status(S_FALSE);
-  const int wanted = FrameSamples(session, holder);
+  const int wanted = FrameSamples(holder);
   const bool variable = holder.codec->frame_size == 0;
   if (available < wanted && !endOfStream && !variable) return S_FALSE;
   const int taken = std::min(available, wanted);
@@ -98,7 +110,7 @@ Status EncodeAudio(Session& session, StreamHolder& holder, bool endOfStream, int
   const int encoded = TakesShortFrames(*holder.codec) ? taken : wanted;
   AvPtr<AVFrame> frame = AllocateFrame(holder, encoded);
   if (!frame) return E_OUTOFMEMORY;
-  RETURN_IF_FAILED(ReadTrack(session, holder, encoded, frame.get()));
+  RETURN_IF_FAILED(ReadTrack(holder, encoded, frame.get()));
   const Status sent = EncodeBackend(holder, frame.get());
   holder.audioPts += encoded;
   holder.readAhead += taken;
@@ -106,83 +118,57 @@ Status EncodeAudio(Session& session, StreamHolder& holder, bool endOfStream, int
   return sent;
 }
 
-void Dump(Session& session, int track, const AVPacket& packet) {
-  const auto index = static_cast<std::size_t>(track);
-  const std::string& path = session.options.rawAudioPaths[index];
-  if (path.empty()) return;
-  while (session.rawAudio.size() <= index) {
-    session.rawAudio.push_back(std::make_unique<RawDump>());
-  }
-  session.KeepError(session.rawAudio[index]->Append(path, packet), "raw_audio", path);
-}
-
 // True when packets came.
-bool WritePackets(Session& session, StreamHolder& holder, int track) {
+bool AudioStage::DeliverPackets(Track& track) {
   bool any = false;
-  while (AvPtr<AVPacket> packet = TakePacket(holder)) {
+  while (AvPtr<AVPacket> packet = TakePacket(*track.holder)) {
     any = true;
-    ScaleToStream(holder, *packet);
-    Dump(session, track, *packet);
-    session.KeepError(WritePacket(session, std::move(packet)), "audio packet", session.main.path);
+    ScaleToStream(*track.holder, *packet);
+    failure_.Keep(track.dump.Append(*packet), "raw_audio", track.dump.path());
+    delivery_.Deliver(std::move(packet), "audio packet");
   }
   return any;
 }
 
 // One round over all tracks. False when no track moved on.
-bool Round(Session& session, bool endOfStream) {
+bool AudioStage::Round(bool endOfStream) {
   bool moved = false;
-  int track = 0;
-  for (const auto& holder : session.streams) {
-    if (holder->type != AVMEDIA_TYPE_AUDIO) continue;
+  for (Track& track : tracks_) {
     int taken = 0;
-    const Status encoded = EncodeAudio(session, *holder, endOfStream, &taken);
-    if (encoded.Failed()) session.KeepError(encoded, "audio encoder", holder->failure);
-    moved = WritePackets(session, *holder, track) || taken > 0 || moved;
-    ++track;
+    const Status encoded = EncodeFrame(*track.holder, endOfStream, &taken);
+    failure_.Keep(encoded, "audio encoder", track.holder->failure);
+    moved = DeliverPackets(track) || taken > 0 || moved;
   }
   return moved;
 }
 
 // The buffer lets go of what every track has taken: their frames may differ in size.
-void DropTaken(Session& session) {
+void AudioStage::DropTaken() {
   int taken = std::numeric_limits<int>::max();
-  for (const auto& holder : session.streams) {
-    if (holder->type == AVMEDIA_TYPE_AUDIO) taken = std::min(taken, holder->readAhead);
-  }
-  session.audioBuffer.Skip(taken);
-  for (const auto& holder : session.streams) {
-    if (holder->type == AVMEDIA_TYPE_AUDIO) holder->readAhead -= taken;
-  }
+  for (const Track& track : tracks_) taken = std::min(taken, track.holder->readAhead);
+  buffer_.Skip(taken);
+  for (const Track& track : tracks_) track.holder->readAhead -= taken;
 }
 
-// The buffer runs at the first track's rate: its sound is resampled once, on the way in.
-XV_AUD_PROPS BufferFormat(const XV_AUD_PROPS& input, const StreamHolder& first) {
-  const int bits = input.nBitsPerSample == 16 ? 16 : -32;
-  return {input.nChannels, first.codec->sample_rate, bits, input.nTrackMask};
-}
-
-}  // namespace
-
-Status TakeAudio(Session& session, const XV_AUD_PROPS& format, const XV_TIME& frameTime,
-                 const std::uint8_t* data, std::uint32_t bytes) {
-  const std::lock_guard guard(session.audioLock);
-  const StreamHolder* first = FirstAudio(session);
-  if (first == nullptr) return S_FALSE;
-  if (!session.audioBuffer.IsValid()) {
-    const XV_AUD_PROPS buffer = BufferFormat(format, *first);
-    RETURN_IF_FAILED(session.audioBuffer.Prepare(&buffer, 0));
+Status AudioStage::Take(const XV_AUD_PROPS& format, const XV_TIME& frameTime,
+                        const std::uint8_t* data, std::uint32_t bytes) {
+  const std::lock_guard guard(lock_);
+  if (tracks_.empty()) return S_FALSE;
+  if (!buffer_.IsValid()) {
+    const XV_AUD_PROPS buffer = BufferFormat(format, *tracks_.front().holder);
+    RETURN_IF_FAILED(buffer_.Prepare(&buffer, 0));
   }
   const bool endMark = (frameTime.eFlags & eXvTF_EndMark) == eXvTF_EndMark;
-  return session.audioBuffer.Append(format, endMark ? nullptr : data, bytes, true, true);
+  return buffer_.Append(format, endMark ? nullptr : data, bytes, true, true);
 }
 
-void AudioStage(Session& session, bool endOfStream) {
-  if (!session.HasAudio()) return;
-  const std::lock_guard guard(session.audioLock);
-  if (endOfStream) (void)session.audioBuffer.Flush();
-  while (endOfStream || session.audioBuffer.AvailableSamples() > 0) {
-    const bool moved = Round(session, endOfStream);
-    DropTaken(session);
+void AudioStage::Encode(bool endOfStream) {
+  const std::lock_guard guard(lock_);
+  if (tracks_.empty()) return;
+  if (endOfStream) (void)buffer_.Flush();
+  while (endOfStream || buffer_.AvailableSamples() > 0) {
+    const bool moved = Round(endOfStream);
+    DropTaken();
     if (!moved) return;
   }
 }

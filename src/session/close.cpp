@@ -5,44 +5,49 @@
 namespace xv {
 
 Status FinishMain(Session& session) {
-  if (!session.main.exists() || session.streams.empty()) return S_OK;
-  Status result = session.main.WriteTrailer();
-  result.Update(session.main.CloseFile());
-  if (result.Failed() && session.growing) session.growing->Keep();
+  Outputs& outputs = session.outputs;
+  if (!outputs.main.exists() || session.tracks.holders.empty()) return S_OK;
+  Status result = outputs.main.WriteTrailer();
+  result.Update(outputs.main.CloseFile());
+  if (result.Failed() && outputs.growing) outputs.growing->Keep();
   // A packet that failed earlier has said why.
-  if (result.Failed() && !session.stickyError().Failed()) {
-    session.stats->Fail("closing", session.main.path, result);
+  if (result.Failed() && !session.failure.status().Failed()) {
+    session.stats.Fail("closing", outputs.main.path, result);
   }
   return result;
 }
 
+namespace {
+
+void CloseOutputs(Outputs& outputs, Tracks& tracks) {
+  if (outputs.second) {
+    outputs.second->Finish();
+    outputs.second->Wait();
+    outputs.second.reset();
+  }
+  if (outputs.growing) outputs.growing->Close(outputs.main);
+  outputs.growing.reset();
+  const FFmpegGuard guard(FFmpegLock());
+  tracks.Clear();
+  (void)outputs.main.CloseFile();
+  outputs.main.context.reset();
+}
+
+}  // namespace
+
 void Cleanup(Session& session) {
   session.isOpen = false;
-  if (session.second) {
-    session.second->Finish();
-    session.second->Wait();
-    session.second.reset();
-  }
-  if (session.growing) session.growing->Close(session.main);
-  session.growing.reset();
-  session.queue.Clear();
-  {
-    const FFmpegGuard guard(FFmpegLock());
-    session.streams.clear();
-    (void)session.main.CloseFile();
-    session.main.context.reset();
-  }
-  session.videoIndex = -1;
-  session.video.codec = {};
-  session.video.target = {};
-  session.frameCount = 0;
-  session.trackMaskOverride = kNoMaskOverride;
-  session.audioBuffer.Reset(true);
-  const Status wav = session.wav.Close();
-  if (wav.Failed()) session.stats->Fail("wav", session.wavPath, wav);
-  session.wavPath.clear();
-  session.rawVideo = RawDump();
-  session.rawAudio.clear();
+  session.queue.Abort();
+  session.sound.Close();
+  session.pictures.Close();
+  CloseOutputs(session.outputs, session.tracks);
+  session.plan.trackMaskOverride = kNoMaskOverride;
+  HostSide& host = session.host;
+  host.preparation.codec = {};
+  host.preparation.target = {};
+  const Status wav = host.wav.Close();
+  if (wav.Failed()) session.stats.Fail("wav", host.wavPath, wav);
+  host.wavPath.clear();
 }
 
 }  // namespace xv

@@ -1,10 +1,13 @@
 #include "session/encoder_ffm.h"
 
+#include <algorithm>
+
+#include "base/guard.h"
 #include "codec/ffmpeg.h"
-#include "session/audio_stage.h"
 #include "session/close.h"
+#include "session/intake.h"
 #include "session/open.h"
-#include "session/video_stage.h"
+#include "session/open_output.h"
 #include "xvwriter/writer.h"
 
 namespace xv {
@@ -14,69 +17,135 @@ constexpr std::uint32_t kWorkerGrace = 1000;  // ms until the first warning
 
 }  // namespace
 
-CEncoderFFM::CEncoderFFM(SessionStats& stats, XMLParse::XMLNodePtr ownNode) {
+CEncoderFFM::CEncoderFFM(SessionStats& stats, XMLParse::XMLNodePtr ownNode) : session_(stats) {
   StartFFmpeg();
-  session_.stats = &stats;
   session_.ownNode = std::move(ownNode);
 }
 
 CEncoderFFM::~CEncoderFFM() { (void)EncoderClose(kInfinite); }
 
-bool CEncoderFFM::EncoderIsOpen() { return session_.main.exists(); }
+bool CEncoderFFM::EncoderIsOpen() { return session_.outputs.main.exists(); }
+
+bool CEncoderFFM::UsesQueue() const {
+  const StreamHolder* video = session_.tracks.video;
+  return session_.plan.videoBuffers >= 1 && video != nullptr && !video->synthetic;
+}
 
 Status CEncoderFFM::EncoderOpen(const char* target, const XV_AV_PROPS* props, const XV_TIME* time,
                                 XMLParse::XMLNodePtr attributes) {
   if (target == nullptr || props == nullptr || !attributes) return E_POINTER;
-  if (session_.main.exists()) (void)EncoderClose(kInfinite);
+  if (EncoderIsOpen()) (void)EncoderClose(kInfinite);
   RETURN_IF_FAILED(OpenSession(session_, target, *props, time, attributes));
-  if (session_.videoBuffers < 1 || session_.VideoHolder() == nullptr) return S_OK;
+  if (!UsesQueue()) return S_OK;
+  session_.queue.Open(static_cast<std::size_t>(session_.plan.videoBuffers));
   const Status started = worker_.Start(this, &CEncoderFFM::WorkerMain);
   if (started.Failed()) Cleanup(session_);
   return started;
 }
 
 Status CEncoderFFM::EncoderPut(const EncoderInput& input) {
-  const Status result = PutFrame(session_, *this, input);
+  if (!session_.isOpen) return XV_E_NOT_OPEN;
+  RETURN_IF_FAILED(session_.failure.status());
+  if (session_.host.needHeader) RETURN_IF_FAILED(OpenWithFirstFrame());
+  return TakeFrame(input);
+}
+
+Status CEncoderFFM::OpenWithFirstFrame() {
+  const Status opened = OpenOutputs(session_);
   // An output that could not be opened has been cleaned up; the worker has nothing left to serve.
-  if (!session_.main.exists()) (void)worker_.Stop(kWorkerGrace, true);
-  return result;
+  if (!EncoderIsOpen()) (void)worker_.Stop(kWorkerGrace, true);
+  if (!opened.Failed()) session_.host.needHeader = false;
+  return opened;
+}
+
+Status CEncoderFFM::TakeFrame(const EncoderInput& input) {
+  HostSide& host = session_.host;
+  const Output& main = session_.outputs.main;
+  session_.stats.framesIn.fetch_add(1, std::memory_order_relaxed);
+  WriteSideWav(host, input, session_.stats);
+  if (DiskTooFull(host, main, session_.plan.options.leastDiskSpace)) {
+    session_.stats.Fail("disk watch", main.path, XV_E_DISK_FULL);
+    (void)EncoderClose(kInfinite);
+    return XV_E_DISK_FULL;
+  }
+  XV_AUD_PROPS sound = input.props->aud;
+  if (session_.plan.trackMaskOverride != kNoMaskOverride) {
+    sound.nTrackMask = session_.plan.trackMaskOverride;
+  }
+  RETURN_IF_FAILED(TakeSound(session_.sound, input, sound));
+  const StreamHolder* video = session_.tracks.video;
+  if (video != nullptr && HasPicture(*video, input)) return TakePicture(input);
+  EncodeSoundAlone();
+  return S_OK;
+}
+
+Status CEncoderFFM::TakePicture(const EncoderInput& input) {
+  const bool queued = UsesQueue();
+  if (queued) {
+    const Status room = AwaitRoom(session_);
+    if (room.Failed() || room.NothingDone()) return room;
+  }
+  Ref<XvFrameFFM> prepared;
+  int repeats = 0;
+  const Status made = PreparePicture(session_, input, &prepared, &repeats);
+  if (made.Failed() || made.NothingDone()) return made;
+  if (queued) {
+    Enqueue(session_.queue, prepared, std::max(0, repeats), session_.stats);
+    return S_OK;
+  }
+  EncodePass({prepared, prepared->picture()->pts});
+  ++session_.host.frames;
+  return S_OK;
+}
+
+void CEncoderFFM::EncodePass(const QueuedFrame& frame) {
+  session_.pictures.Encode(frame);
+  session_.sound.Encode(!frame.frame);
+  session_.outputs.EndPass(session_.pictures.frames());
+}
+
+void CEncoderFFM::EncodeSoundAlone() {
+  session_.sound.Encode(false);
+  session_.outputs.EndPass(++session_.host.frames);
 }
 
 void CEncoderFFM::WorkerMain() {
-  while (worker_.IsRunning()) {
-    if (!worker_.WaitWake(kInfinite)) continue;
-    bool more = false;
-    const auto frame = session_.queue.Pop(&more);
-    if (!frame) continue;
-    session_.stats->videoDeque.store(static_cast<std::int64_t>(session_.queue.Size()),
-                                     std::memory_order_relaxed);
-    if (more) worker_.Wake();
-    VideoStage(session_, *frame);
-    if (!frame->frame) break;
-  }
+  const Status ended = Guarded([this] {
+    while (const auto frame = session_.queue.Pop()) {
+      session_.stats.videoDeque.store(static_cast<std::int64_t>(session_.queue.Size()),
+                                      std::memory_order_relaxed);
+      EncodePass(*frame);
+    }
+    return Status();
+  });
+  session_.failure.Keep(ended, "encoding thread", "");
+  // Whoever waits for room learns that there will be none.
+  session_.queue.Abort();
 }
 
 // The end mark goes through the queue, so that every frame ahead of it is encoded first.
 void CEncoderFFM::Drain(std::uint32_t timeout) {
-  if (session_.VideoHolder() == nullptr) {
-    AudioStage(session_, true);
+  if (session_.tracks.video == nullptr) {
+    session_.sound.Encode(true);
   } else if (worker_.State() == ThreadState::kNone) {
-    VideoStage(session_, {});
+    EncodePass({});
   } else {
-    session_.queue.Push({});
-    worker_.Wake();
+    (void)session_.queue.Push({});
+    session_.queue.End();
     (void)worker_.AwaitEnd(timeout);
   }
 }
 
 Status CEncoderFFM::EncoderClose(std::uint32_t timeout) {
   const bool wasOpen = session_.isOpen.exchange(false);
-  if (!session_.main.exists()) return S_FALSE;
-  if (wasOpen && !session_.needHeader) Drain(timeout);
+  if (!EncoderIsOpen()) return S_FALSE;
+  const bool written = !session_.host.needHeader;
+  if (wasOpen && written) Drain(timeout);
+  session_.queue.Abort();
   // A worker that is still at work holds what comes next: the trailer's muxer and all contexts.
   (void)worker_.Stop(kWorkerGrace, true);
   Status result;
-  if (!session_.needHeader) result = FinishMain(session_);
+  if (written) result = FinishMain(session_);
   Cleanup(session_);
   return result.Failed() ? result : Status(S_OK);
 }

@@ -2,15 +2,14 @@
 
 #include "contracts/encoder_base.h"
 #include "platform/thread.h"
-#include "session/intake.h"
 #include "session/session.h"
 
 namespace xv {
 
 // The encoder of the main path: a conductor over the stages open, intake, video stage, audio stage,
-// packet writing and output files, which share one Session. The worker runs from the end of open,
-// when there is a video stream and a queue, to the end of close.
-class CEncoderFFM final : public XvEncoderBaseLegacy, private IntakeOwner {
+// packet delivery and output files, which work on the parts of one Session. The worker runs from
+// the end of open, when there is a video stream and a queue, to the end of close.
+class CEncoderFFM final : public XvEncoderBaseLegacy {
  public:
   // `stats` outlives the encoder. `ownNode` may be null.
   CEncoderFFM(SessionStats& stats, XMLParse::XMLNodePtr ownNode);
@@ -19,12 +18,25 @@ class CEncoderFFM final : public XvEncoderBaseLegacy, private IntakeOwner {
   bool EncoderIsOpen() override;
   Status EncoderOpen(const char* target, const XV_AV_PROPS* props, const XV_TIME* time,
                      XMLParse::XMLNodePtr attributes) override;
+  // Takes one frame of the host: opens the outputs with the first one, watches the disk, hands the
+  // sound on, prepares the picture and queues it, or encodes it right here.
+  //   S_OK            taken.
+  //   S_FALSE         dropped or skipped.
+  //   XV_E_NOT_OPEN   not open, or closed while this call waited for room.
+  //   XV_E_DISK_FULL  too little free space; the encoder has been closed.
+  //   E_UNEXPECTED    the worker stopped while this call waited for room.
+  //   others          the worker's earlier failure, or this frame's.
   Status EncoderPut(const EncoderInput& input) override;
   Status EncoderClose(std::uint32_t timeout) override;
 
  private:
-  Status CloseEncoder(std::uint32_t timeout) override { return EncoderClose(timeout); }
-  XvThreadBase& Worker() override { return worker_; }
+  Status OpenWithFirstFrame();
+  Status TakeFrame(const EncoderInput& input);
+  Status TakePicture(const EncoderInput& input);
+  bool UsesQueue() const;
+  // One pass of the stages: a picture, the sound that goes with it, the side files.
+  void EncodePass(const QueuedFrame& frame);
+  void EncodeSoundAlone();
   void WorkerMain();
   void Drain(std::uint32_t timeout);
 

@@ -1,30 +1,41 @@
 #pragma once
 
+#include "base/ref.h"
 #include "base/status.h"
 #include "contracts/encoder_base.h"
-#include "platform/thread.h"
 #include "session/session.h"
 
+// What happens to a frame of the host ahead of the encoders, step by step. All of it runs on the
+// host's thread.
 namespace xv {
 
-// What intake asks of the conductor.
-class IntakeOwner {
- public:
-  virtual Status CloseEncoder(std::uint32_t timeout) = 0;
-  virtual XvThreadBase& Worker() = 0;
+// Writes the sound as it came into the side WAV file, where there is one. A failure is reported,
+// the recording goes on.
+void WriteSideWav(HostSide& host, const EncoderInput& input, OutputReport& report);
 
- protected:
-  ~IntakeOwner() = default;
-};
+// Looks at each thirtieth frame whether the disk of a local output has less room than `least`
+// bytes.
+bool DiskTooFull(HostSide& host, const Output& main, std::int64_t least);
 
-// Takes one frame of the host: opens the outputs with the first one, watches the disk, hands the
-// sound to the audio buffer, prepares the picture and queues it, or encodes it right here.
-//   S_OK            taken.
-//   S_FALSE         dropped or skipped.
-//   XV_E_NOT_OPEN   not open, or closed while this call waited for room.
-//   XV_E_DISK_FULL  too little free space; the encoder has been closed.
-//   E_UNEXPECTED    the worker stopped while this call waited for room.
-//   others          the worker's earlier failure, or this frame's.
-Status PutFrame(Session& session, IntakeOwner& owner, const EncoderInput& input);
+// Hands the frame's sound to the audio stage. S_FALSE when there is none to take.
+Status TakeSound(AudioStage& sound, const EncoderInput& input, const XV_AUD_PROPS& format);
+
+// The frame has a picture for this track.
+bool HasPicture(const StreamHolder& holder, const EncoderInput& input);
+
+// Makes the picture that the encoder takes, with the frame that carries its captions. `repeats`
+// gets the pictures that are missing ahead of it.
+//   S_FALSE        nothing to encode: skipped.
+//   E_NOINTERFACE  the frame has no IXfFrame view.
+Status PreparePicture(Session& session, const EncoderInput& input, Ref<XvFrameFFM>* prepared,
+                      int* repeats);
+
+// Waits for room in the queue. S_FALSE: the frame is dropped instead.
+//   XV_E_NOT_OPEN  closed meanwhile.
+//   E_UNEXPECTED   the worker has stopped.
+Status AwaitRoom(Session& session);
+
+// Queues a picture, ahead of it as many repeats as are missing.
+void Enqueue(VideoQueue& queue, const Ref<XvFrameFFM>& frame, int repeats, SessionStats& stats);
 
 }  // namespace xv

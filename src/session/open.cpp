@@ -29,15 +29,15 @@ bool MuxerTakes(const AVOutputFormat& format, const std::string& timecode) {
   return av_timecode_init_from_string(&parsed, {30, 1}, timecode.c_str(), nullptr) >= 0;
 }
 
-void SetTimecode(Session& session, const std::string& timecode) {
+void SetTimecode(Outputs& outputs, const std::string& timecode, SessionStats& stats) {
   if (timecode.empty()) return;
-  if (!MuxerTakes(*session.main.context->oformat, timecode)) {
-    session.stats->AddUnusedOption("start_timecode");
+  if (!MuxerTakes(*outputs.main.context->oformat, timecode)) {
+    stats.AddUnusedOption("start_timecode");
     return;
   }
-  av_dict_set(&session.main.context->metadata, "timecode", timecode.c_str(), 0);
-  if (session.second) {
-    av_dict_set(&session.second->output().context->metadata, "timecode", timecode.c_str(), 0);
+  av_dict_set(&outputs.main.context->metadata, "timecode", timecode.c_str(), 0);
+  if (outputs.second) {
+    av_dict_set(&outputs.second->output().context->metadata, "timecode", timecode.c_str(), 0);
   }
 }
 
@@ -47,12 +47,12 @@ void SetDelays(const XMLParse::CoXMLNode& attributes, TrackPlan& plan) {
   (offset > 0 ? plan.audioDelay : plan.videoDelay) = std::abs(offset);
 }
 
-void SetTimeouts(Session& session, const XMLParse::CoXMLNode& attributes) {
+void SetTimeouts(Outputs& outputs, const XMLParse::CoXMLNode& attributes) {
   const double seconds = attributes.Double("io_timeout", 10.0);
   const auto timeout = std::chrono::milliseconds(
       static_cast<std::int64_t>(seconds > 0 && seconds < 1e6 ? seconds * 1000 : 10'000));
-  session.main.interrupt.SetTimeout(timeout);
-  if (session.second) session.second->output().interrupt.SetTimeout(timeout);
+  outputs.main.interrupt.SetTimeout(timeout);
+  if (outputs.second) outputs.second->output().interrupt.SetTimeout(timeout);
 }
 
 // "a%03d.jpg" gives "a.wav".
@@ -61,31 +61,36 @@ std::string WavBesideTarget(const std::string& target) {
   return stem.substr(0, ExtensionPoint(stem)) + ".wav";
 }
 
-void SetWavPath(Session& session, const std::string& target,
-                const XMLParse::CoXMLNode& attributes) {
-  session.wavPath = attributes.Text("wav_path", attributes.Text("audio::wav_path"));
-  if (session.wavPath.empty() && attributes.Text("audio::codec") == "wav_file") {
-    session.wavPath = WavBesideTarget(target);
-  }
-  if (!session.wavPath.empty()) (void)RemoveFile(session.wavPath);
+std::string SideWavPath(const std::string& target, const XMLParse::CoXMLNode& attributes) {
+  std::string path = attributes.Text("wav_path", attributes.Text("audio::wav_path"));
+  if (path.empty() && attributes.Text("audio::codec") == "wav_file") path = WavBesideTarget(target);
+  return path;
 }
 
-void PrepareVideo(Session& session) {
-  StreamHolder* holder = session.VideoHolder();
-  if (holder == nullptr) return;
-  VideoPreparation& video = session.video;
-  video.target = holder->vid;
-  video.synthetic = holder->synthetic;
-  video.streamNode = holder->node;
-  video.sessionNode = session.props;
-  video.clock = {};
-  video.codec = {false,
-                 holder->codec->time_base,
-                 holder->codec->width,
-                 holder->codec->height,
-                 holder->pixelFormat,
-                 holder->codec->codec_id,
-                 holder->fullRange};
+void StartPreparation(VideoPreparation& preparation, const StreamHolder& holder,
+                      const XMLParse::XMLNodePtr& attributes) {
+  preparation.target = holder.vid;
+  preparation.synthetic = holder.synthetic;
+  preparation.streamNode = holder.node;
+  preparation.sessionNode = attributes;
+  preparation.clock = {};
+  preparation.codec = {false,
+                       holder.codec->time_base,
+                       holder.codec->width,
+                       holder.codec->height,
+                       holder.pixelFormat,
+                       holder.codec->codec_id,
+                       holder.fullRange};
+}
+
+void StartHostSide(HostSide& host, const Tracks& tracks, const std::string& target,
+                   const XMLParse::XMLNodePtr& attributes) {
+  host.needHeader = true;
+  host.diskWatch = 0;
+  host.frames = 0;
+  host.wavPath = SideWavPath(target, *attributes);
+  if (!host.wavPath.empty()) (void)RemoveFile(host.wavPath);
+  if (tracks.video != nullptr) StartPreparation(host.preparation, *tracks.video, attributes);
 }
 
 Status OpenTracks(Session& session, const TargetPlan& target, const XV_AV_PROPS& props,
@@ -95,20 +100,36 @@ Status OpenTracks(Session& session, const TargetPlan& target, const XV_AV_PROPS&
   plan.props = props;
   plan.attributes = attributes;
   plan.timecode = StartTimecode(*attributes, time, props.vid, SystemClock());
-  SetTimecode(session, plan.timecode);
+  SetTimecode(session.outputs, plan.timecode, session.stats);
   SetDelays(*attributes, plan);
-  RETURN_IF_FAILED(OpenVideoTrack(session, plan));
-  OpenAudioTracks(session, plan);
-  return session.streams.empty() ? Status(XV_E_NOT_SUPPORTED) : Status(S_OK);
+  TrackOpener opener(session.outputs, session.tracks, session.stats, plan);
+  RETURN_IF_FAILED(opener.OpenVideo());
+  if (opener.WantsAudio()) {
+    session.plan.trackMaskOverride = MaskOverride(*attributes);
+    XV_AV_PROPS sound = props;
+    if (session.plan.trackMaskOverride != kNoMaskOverride) {
+      sound.aud.nTrackMask = session.plan.trackMaskOverride;
+    }
+    opener.OpenAudio(sound);
+  }
+  return session.tracks.holders.empty() ? Status(XV_E_NOT_SUPPORTED) : Status(S_OK);
 }
 
-void StartCounters(Session& session) {
-  session.frameCount = 0;
-  session.videoCounter = 0;
-  session.segmentCounter = 0;
-  session.putCounter = 0;
-  session.needHeader = true;
-  session.audioBuffer.Reset(true);
+void KeepPlan(Session& session, const XMLParse::CoXMLNode& attributes) {
+  SessionPlan& plan = session.plan;
+  plan.attributes = XMLParse::CoXMLNode::Create("xml-props");
+  plan.attributes->CopyFrom(attributes, XMLParse::MergeMode::kClearFirst, true);
+  plan.attributes->SetTextIfAbsent("video.buffers", std::to_string(kDefaultVideoBuffers));
+  plan.videoBuffers = plan.attributes->Int("video.buffers", kDefaultVideoBuffers);
+  plan.options = ReadStageOptions(*plan.attributes, session.ownNode.get(),
+                                  static_cast<int>(session.tracks.Audio().size()));
+}
+
+void StartStages(Session& session, const std::string& target) {
+  StartHostSide(session.host, session.tracks, target, session.plan.attributes);
+  session.delivery.Start(session.plan.options.savePackets);
+  session.pictures.Start(session.tracks.video, &session.plan.options);
+  session.sound.Start(session.tracks, session.plan.options);
 }
 
 }  // namespace
@@ -118,26 +139,20 @@ Status OpenSession(Session& session, const char* target, const XV_AV_PROPS& prop
   if (!VideoPropsValid(props.vid, true) && !AudioPropsValid(props.aud, true)) {
     return XV_E_NO_VALID_MEDIA;
   }
-  session.ClearError();
-  StartCounters(session);
+  session.failure.Clear();
   const FFmpegGuard guard(FFmpegLock());
   TargetPlan plan = PlanTarget(target, *attributes);
-  Status result = CreateOutputs(session, plan, *attributes);
+  Status result = CreateOutputs(session.outputs, plan, *attributes, session.stats);
   if (!result.Failed()) {
-    SetTimeouts(session, *attributes);
+    SetTimeouts(session.outputs, *attributes);
     result = OpenTracks(session, plan, props, time, attributes);
   }
   if (result.Failed()) {
     Cleanup(session);
     return result;
   }
-  session.props = XMLParse::CoXMLNode::Create("xml-props");
-  session.props->CopyFrom(*attributes, XMLParse::MergeMode::kClearFirst, true);
-  session.props->SetTextIfAbsent("video.buffers", std::to_string(kDefaultVideoBuffers));
-  session.videoBuffers = session.props->Int("video.buffers", kDefaultVideoBuffers);
-  session.options = ReadStageOptions(*session.props, session.ownNode.get(), session.AudioTracks());
-  SetWavPath(session, plan.target, *attributes);
-  PrepareVideo(session);
+  KeepPlan(session, *attributes);
+  StartStages(session, plan.target);
   session.isOpen = true;
   return S_OK;
 }

@@ -14,9 +14,9 @@ namespace {
 
 // QuickTime's time scale gets a thousandfold precision where a frame is one tick; the DV muxing
 // picks its tags by the plain base.
-void RefineTimeBase(const Session& session, const AVFormatContext& context) {
+void RefineTimeBase(const StreamHolder& firstTrack, const AVFormatContext& context) {
   if (!EqualsNoCase(context.oformat->name, "mov")) return;
-  const AVCodecContext& first = *session.streams.front()->codec;
+  const AVCodecContext& first = *firstTrack.codec;
   if (first.time_base.num != 1 || first.codec_id == AV_CODEC_ID_DVVIDEO) return;
   AVStream* stream = context.streams[0];
   stream->time_base = {first.time_base.num * 1000, first.time_base.den * 1000};
@@ -38,66 +38,67 @@ void NoteUnused(SessionStats& stats, const AvDictionary& left, const char* prefi
   });
 }
 
-Status WriteHeaderOf(Session& session, Output& output, AvDictionary& options) {
-  for (const auto& holder : session.streams) (void)FillStreamParameters(*holder);
-  RefineTimeBase(session, *output.context);
+Status WriteHeaderOf(Output& output, const Tracks& tracks, AvDictionary& options) {
+  for (const auto& holder : tracks.holders) (void)FillStreamParameters(*holder);
+  RefineTimeBase(*tracks.holders.front(), *output.context);
   return output.WriteHeader(options);
 }
 
 Status OpenMain(Session& session) {
-  Output& main = session.main;
+  const XMLParse::CoXMLNode& attributes = *session.plan.attributes;
+  Output& main = session.outputs.main;
   AvDictionary options;
-  DictFromNode(*session.props, options, {}, MuxerLeaveOut(), 0);
+  DictFromNode(attributes, options, {}, MuxerLeaveOut(), 0);
   const Status opened = main.OpenFile(options);
   if (opened.Failed()) {
-    session.stats->Fail("output", main.path, opened);
+    session.stats.Fail("output", main.path, opened);
     Cleanup(session);
     return E_FAIL;
   }
-  SetMetadata(*session.props, *main.context);
+  SetMetadata(attributes, *main.context);
   if (main.context->pb == nullptr && !OpensOwnFiles(*main.context->oformat)) return S_OK;
-  const Status header = WriteHeaderOf(session, main, options);
+  const Status header = WriteHeaderOf(main, session.tracks, options);
   if (header.Failed()) {
-    session.stats->Fail("header", main.path, header);
+    session.stats.Fail("header", main.path, header);
     if (!IsUrl(main.path)) {
       Cleanup(session);
       return E_FAIL;
     }
   }
   // The muxer settles the payload type with its header.
-  WriteSdp(main, session.props->Text("sdp", DefaultSdpPath()), *session.stats);
-  if (session.growing) {
+  WriteSdp(main, attributes.Text("sdp", DefaultSdpPath()), session.stats);
+  if (session.outputs.growing) {
     const bool mxf = EqualsNoCase(main.format->name, "mxf");
-    session.growing->Locate(main, session.props->Bool("play_while_rec.low_level_io", mxf));
+    session.outputs.growing->Locate(main, attributes.Bool("play_while_rec.low_level_io", mxf));
   }
-  NoteUnused(*session.stats, options, "");
+  NoteUnused(session.stats, options, "");
   return S_OK;
 }
 
 void OpenSecond(Session& session) {
-  Output& output = session.second->output();
+  Output& output = session.outputs.second->output();
   AvDictionary options;
-  const XMLParse::XMLNodePtr node = session.props->FindChild("second_encoder");
+  const XMLParse::XMLNodePtr node = session.plan.attributes->FindChild("second_encoder");
   if (node) DictFromNode(*node, options, {}, MuxerLeaveOut(), 0);
   Status result = output.OpenFile(options);
   if (!result.Failed()) {
-    SetMetadata(*session.props, *output.context);
-    result = WriteHeaderOf(session, output, options);
+    SetMetadata(*session.plan.attributes, *output.context);
+    result = WriteHeaderOf(output, session.tracks, options);
   }
-  if (!result.Failed()) result = session.second->Start();
+  if (!result.Failed()) result = session.outputs.second->Start();
   if (result.Failed()) {
-    session.stats->Fail("second output", output.path, result);
-    session.second.reset();
+    session.stats.Fail("second output", output.path, result);
+    session.outputs.second.reset();
     return;
   }
-  NoteUnused(*session.stats, options, "second_encoder::");
+  NoteUnused(session.stats, options, "second_encoder::");
 }
 
 }  // namespace
 
 Status OpenOutputs(Session& session) {
   RETURN_IF_FAILED(OpenMain(session));
-  if (session.second) OpenSecond(session);
+  if (session.outputs.second) OpenSecond(session);
   return S_OK;
 }
 

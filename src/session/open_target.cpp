@@ -51,9 +51,10 @@ TargetPlan PlanTarget(const std::string& target, const XMLParse::CoXMLNode& attr
   return plan;
 }
 
-Status CreateOutputs(Session& session, TargetPlan& plan, const XMLParse::CoXMLNode& attributes) {
-  RETURN_IF_FAILED(session.main.Allocate(plan.target, plan.format));
-  const AVOutputFormat& format = *session.main.context->oformat;
+Status CreateOutputs(Outputs& outputs, TargetPlan& plan, const XMLParse::CoXMLNode& attributes,
+                     OutputReport& report) {
+  RETURN_IF_FAILED(outputs.main.Allocate(plan.target, plan.format));
+  const AVOutputFormat& format = *outputs.main.context->oformat;
   plan.ismv = EqualsNoCase(format.name, "ismv");
   if (DefaultCodec(format, AVMEDIA_TYPE_VIDEO) != AV_CODEC_ID_NONE) plan.noFormat = false;
   if ((format.flags & AVFMT_NOFILE) != 0) plan.playWhileRec = false;
@@ -63,17 +64,17 @@ Status CreateOutputs(Session& session, TargetPlan& plan, const XMLParse::CoXMLNo
     (void)RemoveFile(IndexPath(plan.target));
   }
   if (plan.playWhileRec) {
-    session.growing = GrowingFiles::Open(plan.target, format, *session.stats, &session.second);
+    outputs.growing = GrowingFiles::Open(plan.target, format, report, &outputs.second);
   }
   if (plan.secondTarget.empty()) return S_OK;
-  auto second = std::make_unique<SecondOutput>(*session.stats);
+  auto second = std::make_unique<SecondOutput>(report);
   const Status made = second->output().Allocate(plan.secondTarget,
                                                 FormatName(attributes, "second_encoder::format"));
   if (made.Failed()) {
-    session.stats->Fail("second output", plan.secondTarget, made);
+    report.Fail("second output", plan.secondTarget, made);
     return S_OK;
   }
-  session.second = std::move(second);
+  outputs.second = std::move(second);
   return S_OK;
 }
 

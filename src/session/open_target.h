@@ -3,7 +3,8 @@
 #include <string>
 
 #include "base/status.h"
-#include "session/session.h"
+#include "session/outputs.h"
+#include "tree/node.h"
 
 namespace xv {
 
@@ -19,8 +20,9 @@ struct TargetPlan {
 
 TargetPlan PlanTarget(const std::string& target, const XMLParse::CoXMLNode& attributes);
 
-// Makes the contexts of the outputs. A failing second one is no failure.
-Status CreateOutputs(Session& session, TargetPlan& plan, const XMLParse::CoXMLNode& attributes);
+// Makes the contexts of the outputs. A failing second one is reported and left out.
+Status CreateOutputs(Outputs& outputs, TargetPlan& plan, const XMLParse::CoXMLNode& attributes,
+                     OutputReport& report);
 
 // The format's own codec of a kind. Formats whose "video" is a cover picture have none.
 AVCodecID DefaultCodec(const AVOutputFormat& format, AVMediaType type);

@@ -5,7 +5,9 @@
 
 #include "base/status.h"
 #include "session/open_target.h"
-#include "session/session.h"
+#include "session/outputs.h"
+#include "session/session_stats.h"
+#include "session/tracks.h"
 
 namespace xv {
 
@@ -18,11 +20,33 @@ struct TrackPlan {
   std::int64_t audioDelay = 0;
 };
 
-// The video stream, or the placeholder of a format that must have one. S_FALSE when there is none
-// to make; a failure ends the open.
-Status OpenVideoTrack(Session& session, const TrackPlan& plan);
+// Adds tracks to a session whose outputs have their contexts.
+class TrackOpener {
+ public:
+  TrackOpener(Outputs& outputs, Tracks& tracks, SessionStats& stats, const TrackPlan& plan)
+      : outputs_(outputs), tracks_(tracks), stats_(stats), plan_(plan) {}
 
-// The audio streams. A track that fails leaves the others alone.
-void OpenAudioTracks(Session& session, const TrackPlan& plan);
+  // The video stream, or the placeholder of a format that must have one. S_FALSE when there is none
+  // to make; a failure ends the open.
+  Status OpenVideo();
+  // The audio streams of `props`. A track that fails leaves the others alone.
+  void OpenAudio(const XV_AV_PROPS& props);
+  // Whether the format and the attributes ask for audio streams.
+  bool WantsAudio() const;
+
+ private:
+  Status Add(const XV_AV_PROPS& props, int track, const XMLParse::XMLNodePtr& node,
+             AVMediaType type);
+  bool WantsVideo(const XMLParse::CoXMLNode& node) const;
+  const AVOutputFormat& format() const { return *outputs_.main.context->oformat; }
+
+  Outputs& outputs_;
+  Tracks& tracks_;
+  SessionStats& stats_;
+  const TrackPlan& plan_;
+};
+
+// The mask that "split_channels" and "merge_tracks" ask for, or kNoMaskOverride.
+std::uint32_t MaskOverride(const XMLParse::CoXMLNode& attributes);
 
 }  // namespace xv

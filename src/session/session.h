@@ -2,74 +2,58 @@
 
 #include <atomic>
 #include <cstdint>
-#include <memory>
-#include <mutex>
 #include <string>
-#include <vector>
 
-#include "audio/audio_buffer.h"
 #include "audio/wav_writer.h"
-#include "base/ref.h"
-#include "codec/stream_holder.h"
 #include "frames/prepare_video.h"
-#include "growing/growing_files.h"
-#include "output/output.h"
-#include "output/raw_dump.h"
-#include "output/second_output.h"
+#include "session/audio_stage.h"
+#include "session/first_failure.h"
+#include "session/outputs.h"
+#include "session/packet_delivery.h"
 #include "session/session_stats.h"
 #include "session/stage_options.h"
+#include "session/tracks.h"
 #include "session/video_queue.h"
+#include "session/video_stage.h"
 #include "tree/node.h"
 
 namespace xv {
 
-inline constexpr std::uint32_t kNoMaskOverride = 0x80000000u;
-
-// What the stages of one recording share. CEncoderFFM owns it; each stage is given it.
-struct Session {
-  // Set by open.
-  Output main;
-  std::unique_ptr<SecondOutput> second;
-  std::unique_ptr<GrowingFiles> growing;  // index and header file beside a growing recording
-  std::vector<std::unique_ptr<StreamHolder>> streams;
-  int videoIndex = -1;
-  XMLParse::XMLNodePtr props;    // "xml-props": a private copy of the session attributes
-  XMLParse::XMLNodePtr ownNode;  // the writer's own attributes, the fallback for a few
+// What open decides. Fixed from open to cleanup, read by any thread.
+struct SessionPlan {
+  XMLParse::XMLNodePtr attributes;  // "xml-props": a private copy of the session's
   std::uint32_t trackMaskOverride = kNoMaskOverride;
   int videoBuffers = 0;
-  std::string wavPath;
-  VideoPreparation video;
   StageOptions options;
-  SessionStats* stats = nullptr;
+};
 
-  // Between frames.
-  std::atomic<bool> isOpen{false};
-  bool needHeader = true;
-  std::int32_t putCounter = 0;
-  std::int64_t frameCount = 0;
-  std::int64_t videoCounter = 0;
-  std::int32_t segmentCounter = 0;
-  VideoQueue queue;
-  std::mutex audioLock;  // the audio buffer and the audio stage; ahead of the FFmpeg lock
-  XvAudioBuffer2 audioBuffer;
+// What the host's thread keeps between its frames.
+struct HostSide {
+  bool needHeader = true;      // the outputs open with the first frame
+  std::int32_t diskWatch = 0;  // frames since open
+  std::int64_t frames = 0;     // frames that went through the stages on this thread
+  VideoPreparation preparation;
+  std::string wavPath;
   WavWriter wav;
-  bool wavOpen = false;
-  RawDump rawVideo;
-  std::vector<std::unique_ptr<RawDump>> rawAudio;
+};
 
-  StreamHolder* VideoHolder() {
-    return videoIndex < 0 ? nullptr : streams[static_cast<std::size_t>(videoIndex)].get();
-  }
-  int AudioTracks() const;
-  bool HasAudio() const { return AudioTracks() > 0; }
+// The parts of one recording. CEncoderFFM owns it; open and close set it up and take it down on the
+// host's thread, while there is no worker. A stage is given the parts that it reads.
+struct Session {
+  explicit Session(SessionStats& counters) : stats(counters) {}
 
-  // The worker's first failure, kept until open; the host gets it with its next frame.
-  Status stickyError() const { return Status(sticky_.load(std::memory_order_acquire)); }
-  void KeepError(Status error, const char* stage, const std::string& words);
-  void ClearError() { sticky_ = S_OK; }
-
- private:
-  std::atomic<HRESULT> sticky_{S_OK};
+  SessionStats& stats;          // any thread
+  FirstFailure failure{stats};  // any thread
+  std::atomic<bool> isOpen{false};
+  XMLParse::XMLNodePtr ownNode;  // the writer's own attributes, the fallback for a few; may be null
+  SessionPlan plan;
+  HostSide host;     // the host's thread
+  VideoQueue queue;  // from the host's thread to the worker
+  Outputs outputs;
+  Tracks tracks;
+  PacketDelivery delivery{outputs, failure, stats};
+  VideoStage pictures{delivery, failure, stats};  // the worker, or the host's without a queue
+  AudioStage sound{delivery, failure};            // any thread
 };
 
 }  // namespace xv

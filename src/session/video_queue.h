@@ -1,12 +1,10 @@
 #pragma once
 
-#include <cstddef>
-#include <deque>
-#include <mutex>
-#include <optional>
+#include <cstdint>
 
 #include "base/ref.h"
 #include "frames/frame_ffm.h"
+#include "platform/bounded_queue.h"
 
 namespace xv {
 
@@ -17,36 +15,6 @@ struct QueuedFrame {
   std::int64_t pts = AV_NOPTS_VALUE;
 };
 
-// Frames between the host's thread and the worker. Thread-safe.
-class VideoQueue {
- public:
-  std::size_t Push(QueuedFrame entry) {
-    const std::lock_guard lock(lock_);
-    frames_.push_back(std::move(entry));
-    return frames_.size();
-  }
-  // The front entry; `more` says whether others wait.
-  std::optional<QueuedFrame> Pop(bool* more) {
-    const std::lock_guard lock(lock_);
-    if (frames_.empty()) return std::nullopt;
-    QueuedFrame entry = std::move(frames_.front());
-    frames_.pop_front();
-    *more = !frames_.empty();
-    return entry;
-  }
-  std::size_t Size() const {
-    const std::lock_guard lock(lock_);
-    return frames_.size();
-  }
-  void Clear() {
-    std::deque<QueuedFrame> dropped;
-    const std::lock_guard lock(lock_);
-    frames_.swap(dropped);
-  }
-
- private:
-  mutable std::mutex lock_;
-  std::deque<QueuedFrame> frames_;
-};
+using VideoQueue = BoundedQueue<QueuedFrame>;
 
 }  // namespace xv

@@ -6,8 +6,6 @@
 #include "codec/encode.h"
 #include "codec/ffmpeg.h"
 #include "picture/pixel_formats.h"
-#include "session/audio_stage.h"
-#include "session/packet_writing.h"
 
 namespace xv {
 namespace {
@@ -43,57 +41,58 @@ AvPtr<AVFrame> StampedPicture(const QueuedFrame& frame, std::int64_t forcedPts) 
   return picture;
 }
 
-Status EncodePicture(Session& session, StreamHolder& holder, const QueuedFrame& frame) {
+}  // namespace
+
+void VideoStage::Start(StreamHolder* holder, const StageOptions* options) {
+  holder_ = holder;
+  options_ = options;
+  frames_ = 0;
+  dump_ = RawDump(options->rawVideoPath);
+}
+
+void VideoStage::Close() {
+  holder_ = nullptr;
+  dump_ = RawDump();
+}
+
+Status VideoStage::Send(const QueuedFrame& frame) {
   const FFmpegGuard guard(FFmpegLock());
-  if (!frame.frame) return EncodeBackend(holder, nullptr);
-  const std::int64_t forcedPts = session.options.ignorePts ? session.videoCounter : -1;
-  const AvPtr<AVFrame> picture = StampedPicture(frame, forcedPts);
+  if (!frame.frame) return EncodeBackend(*holder_, nullptr);
+  const AvPtr<AVFrame> picture = StampedPicture(frame, options_->ignorePts ? frames_ : -1);
   if (!picture) return E_OUTOFMEMORY;
-  const Status order = CheckOrder(holder, *picture);
+  const Status order = CheckOrder(*holder_, *picture);
   if (order == Status(XV_S_SKIP_FRAME)) return order;
   if (IXvFrame* source = frame.frame->KeptSource()) {
-    (void)KeepCaptions(&holder.ccMap, *source, picture->pts,
-                       holder.framesSent - holder.packetsReceived, &session.stats->captions);
+    (void)KeepCaptions(&holder_->ccMap, *source, picture->pts,
+                       holder_->framesSent - holder_->packetsReceived, &stats_.captions);
   }
   const auto begin = std::chrono::steady_clock::now();
-  const Status encoded = EncodeBackend(holder, picture.get());
-  session.stats->encodeTime.Add((std::chrono::steady_clock::now() - begin).count());
+  const Status encoded = EncodeBackend(*holder_, picture.get());
+  stats_.encodeTime.Add((std::chrono::steady_clock::now() - begin).count());
   return encoded;
 }
 
-// Captions never decide over a packet: what could not be put in is counted as lost.
-void EmbedCaptions(Session& session, StreamHolder& holder, AVPacket* packet) {
-  if (holder.ccMap.empty()) return;
-  (void)InsertCaptions(&holder.ccMap, holder.codec->codec_id, session.options.captionPlacement,
-                       packet, &session.stats->captions);
-}
-
-void WriteVideoPacket(Session& session, StreamHolder& holder, AvPtr<AVPacket> packet) {
-  EmbedCaptions(session, holder, packet.get());
+void VideoStage::Deliver(AvPtr<AVPacket> packet) {
+  // Captions never decide over a packet: what could not be put in is counted as lost.
+  if (!holder_->ccMap.empty()) {
+    (void)InsertCaptions(&holder_->ccMap, holder_->codec->codec_id, options_->captionPlacement,
+                         packet.get(), &stats_.captions);
+  }
   if (packet->duration <= 0) packet->duration = 1;  // a frame
-  ScaleToStream(holder, *packet);
-  if (const std::string& path = session.options.rawVideoPath; !path.empty()) {
-    session.KeepError(session.rawVideo.Append(path, *packet), "raw_video", path);
-  }
-  session.KeepError(WritePacket(session, std::move(packet)), "video packet", session.main.path);
+  ScaleToStream(*holder_, *packet);
+  failure_.Keep(dump_.Append(*packet), "raw_video", dump_.path());
+  delivery_.Deliver(std::move(packet), "video packet");
 }
 
-}  // namespace
-
-void VideoStage(Session& session, const QueuedFrame& frame) {
-  StreamHolder& holder = *session.VideoHolder();
-  const Status encoded = EncodePicture(session, holder, frame);
+void VideoStage::Encode(const QueuedFrame& frame) {
+  const Status encoded = Send(frame);
   if (encoded == Status(XV_S_SKIP_FRAME)) {
-    session.stats->ptsErrors.fetch_add(1, std::memory_order_relaxed);
+    stats_.ptsErrors.fetch_add(1, std::memory_order_relaxed);
   }
-  session.KeepError(encoded, "video encoder", holder.failure);
-  while (AvPtr<AVPacket> packet = TakePacket(holder)) {
-    WriteVideoPacket(session, holder, std::move(packet));
-  }
-  if (!frame.frame) DropCaptions(&holder.ccMap, &session.stats->captions);
-  ++session.videoCounter;
-  AudioStage(session, !frame.frame);
-  if (session.growing && session.second) FinishHeaderFile(*session.second, session.videoCounter);
+  failure_.Keep(encoded, "video encoder", holder_->failure);
+  while (AvPtr<AVPacket> packet = TakePacket(*holder_)) Deliver(std::move(packet));
+  if (!frame.frame) DropCaptions(&holder_->ccMap, &stats_.captions);
+  ++frames_;
 }
 
 }  // namespace xv

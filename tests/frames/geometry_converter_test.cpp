@@ -354,22 +354,12 @@ TEST(Converter, BadInputGivesItsStatus) {
   EXPECT_EQ(converter->Convert(nullptr, nullptr, nullptr, -1, &result, nullptr), E_POINTER);
   const Ref<IXvFrame> frame = FrameOf(good);
   EXPECT_EQ(converter->Convert(frame.get(), nullptr, nullptr, -1, nullptr, nullptr), E_POINTER);
-  EXPECT_EQ(converter->WaitFieldWorkers(0), XV_E_FILE_HANDLE);
   EXPECT_EQ(converter->RotateFrame(true, nullptr, &result, nullptr, true), E_INVALIDARG);
   const XV_VID_PROPS target = test::VidProps(kFccUYVY, 16, 8);
   Picture tooShort = good;
   tooShort.bytes.resize(100);
   const Ref<IXvFrame> cut = FrameOf(tooShort);
   EXPECT_EQ(converter->Convert(cut.get(), nullptr, &target, -1, &result, nullptr), E_INVALIDARG);
-}
-
-TEST(FieldWorker, GivesTheResultAndServesAgain) {
-  FieldWorker worker;
-  EXPECT_EQ(worker.WaitDone(0), XV_E_FILE_HANDLE);
-  for (int i = 0; i < 200; ++i) {
-    ASSERT_EQ(worker.Begin([i] { return Status(i % 2 == 0 ? S_OK : E_FAIL); }), S_OK);
-    ASSERT_EQ(worker.WaitDone(10'000), i % 2 == 0 ? Status(S_OK) : Status(E_FAIL));
-  }
 }
 
 }  // namespace

@@ -1,0 +1,99 @@
+#pragma once
+
+#include <algorithm>
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <mutex>
+#include <optional>
+#include <utility>
+
+namespace xv {
+
+// Items between threads, up to a capacity: producers wait for room or are refused, consumers wait
+// for items. States: ended -> open by Open; open -> ended by End or Abort. Thread-safe; its lock is
+// a leaf.
+template <class T>
+class BoundedQueue {
+ public:
+  // Takes items from here on, `capacity` (at least 1) at a time.
+  void Open(std::size_t capacity) {
+    const std::lock_guard guard(lock_);
+    items_.clear();
+    capacity_ = std::max<std::size_t>(capacity, 1);
+    ended_ = false;
+  }
+
+  // Waits until there is room. False once the queue has ended.
+  bool AwaitRoom() {
+    std::unique_lock guard(lock_);
+    room_.wait(guard, [this] { return ended_ || items_.size() < capacity_; });
+    return !ended_;
+  }
+  bool Full() const {
+    const std::lock_guard guard(lock_);
+    return items_.size() >= capacity_;
+  }
+  // Adds an item without waiting, beyond the capacity too: for one that AwaitRoom was asked for,
+  // and what belongs to it. False, and the item is gone, once the queue has ended.
+  bool Push(T item) {
+    const std::lock_guard guard(lock_);
+    return Add(std::move(item), true);
+  }
+  // Adds an item if there is room. False, and the item is gone, when there is none.
+  bool TryPush(T item) {
+    const std::lock_guard guard(lock_);
+    return Add(std::move(item), false);
+  }
+
+  // Waits for the oldest item. Nothing once the queue has ended and is empty.
+  std::optional<T> Pop() {
+    std::unique_lock guard(lock_);
+    filled_.wait(guard, [this] { return ended_ || !items_.empty(); });
+    if (items_.empty()) return std::nullopt;
+    std::optional<T> item(std::move(items_.front()));
+    items_.pop_front();
+    if (items_.size() < capacity_) room_.notify_all();
+    return item;
+  }
+
+  // No more items: producers are refused, consumers get what is there.
+  void End() {
+    const std::lock_guard guard(lock_);
+    EndLocked();
+  }
+  // As End, and what is there is dropped.
+  void Abort() {
+    std::deque<T> dropped;  // freed outside of the lock
+    const std::lock_guard guard(lock_);
+    items_.swap(dropped);
+    EndLocked();
+  }
+
+  std::size_t Size() const {
+    const std::lock_guard guard(lock_);
+    return items_.size();
+  }
+
+ private:
+  bool Add(T item, bool beyond) {
+    if (ended_ || (!beyond && items_.size() >= capacity_)) return false;
+    items_.push_back(std::move(item));
+    filled_.notify_one();
+    return true;
+  }
+  void EndLocked() {
+    ended_ = true;
+    filled_.notify_all();
+    room_.notify_all();
+  }
+
+  mutable std::mutex lock_;  // guards what follows
+  std::condition_variable filled_;
+  std::condition_variable room_;
+  std::deque<T> items_;
+  std::size_t capacity_ = 1;
+  bool ended_ = true;
+};
+
+}  // namespace xv

@@ -1,0 +1,72 @@
+#include "session/packet_delivery.h"
+
+#include <chrono>
+
+#include "base/text.h"
+#include "platform/file.h"
+#include "platform/file_template.h"
+#include "platform/paths.h"
+
+namespace xv {
+namespace {
+
+bool IsImageSequence(const AVFormatContext& context) {
+  return EqualsNoCase(context.oformat->name, "image2");
+}
+
+// "a.jpg" gives "a%07d.jpg"; a name with a place for the number stays.
+std::string PacketFileTemplate(const std::string& path) {
+  if (path.find('%') != std::string::npos) return path;
+  return AppendBeforeExtension(path, "%07d");
+}
+
+}  // namespace
+
+void ScaleToStream(const StreamHolder& holder, AVPacket& packet) {
+  const AVRational to = holder.stream->time_base;
+  std::int64_t delay = av_rescale_q(holder.delay, {1, static_cast<int>(kTimeUnitsPerSecond)}, to);
+  if (holder.type == AVMEDIA_TYPE_AUDIO) {
+    delay += av_rescale_q(holder.offsetSamples, {1, holder.codec->sample_rate}, to);
+  }
+  av_packet_rescale_ts(&packet, holder.codec->time_base, to);
+  if (packet.pts != AV_NOPTS_VALUE) packet.pts += delay;
+  if (packet.dts != AV_NOPTS_VALUE) packet.dts += delay;
+  packet.stream_index = holder.stream->index;
+}
+
+Status PacketDelivery::WriteLooseFile(const AVPacket& packet) {
+  const std::string name =
+      ExpandFileTemplate(PacketFileTemplate(outputs_.main.path), files_.fetch_add(1));
+  const Status written = WriteWholeFile(name, packet.data, static_cast<std::size_t>(packet.size));
+  if (written.Failed()) stats_.Fail("packet file", name, written);
+  return written;
+}
+
+Status PacketDelivery::Write(AVPacket& packet) {
+  const bool images = IsImageSequence(*outputs_.main.context);
+  Status status;
+  if (!outputs_.main.path.empty() && (images || savePackets_)) status = WriteLooseFile(packet);
+  if (images) return status;
+  const auto begin = std::chrono::steady_clock::now();
+  status = outputs_.main.WriteInterleaved(&packet);
+  stats_.writeTime.Add((std::chrono::steady_clock::now() - begin).count());
+  return status;
+}
+
+void PacketDelivery::Deliver(AvPtr<AVPacket> packet, const char* stage) {
+  const int stream = packet->stream_index;
+  const int bytes = packet->size;
+  if (outputs_.second) {
+    outputs_.second->Put(*packet, outputs_.main.context->streams[stream]->time_base);
+  }
+  const Status status = Write(*packet);
+  if (status.Ok()) stats_.CountPacket(stream, bytes);
+  // What the header's failure said is the cause; a packet that finds no header adds nothing.
+  if (status == outputs_.main.headerFailure) {
+    (void)failure_.Latch(status);
+  } else {
+    failure_.Keep(status, stage, outputs_.main.path);
+  }
+}
+
+}  // namespace xv
