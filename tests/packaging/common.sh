@@ -18,7 +18,7 @@ fail() {
 
 # Configures and builds the library, without what the packages of the tests are needed for.
 build_library() {
-  cmake -S "$source" -B "$tree" "${options[@]}" -DBUILD_TESTING=OFF \
+  cmake --fresh -S "$source" -B "$tree" "${options[@]}" -DBUILD_TESTING=OFF \
     -DXVWRITER_BUILD_BENCHMARKS=OFF -DXVWRITER_BUILD_EXAMPLES=OFF \
     -DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON "$@" >"$stage/configure.log" 2>&1 ||
     { cat "$stage/configure.log" >&2; exit 1; }

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # A project that takes this one in as a folder: it gets the library and keeps what is its own.
 source "$(dirname "$0")/common.sh"
-cmake -S "$here/parent" -B "$tree" "${options[@]}" -DXVWRITER_SOURCE="$source" \
+cmake --fresh -S "$here/parent" -B "$tree" "${options[@]}" -DXVWRITER_SOURCE="$source" \
   -DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON -DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON \
   -DCMAKE_DISABLE_FIND_PACKAGE_nlohmann_json=ON >"$stage/configure.log" 2>&1 ||
   { cat "$stage/configure.log" >&2; exit 1; }
