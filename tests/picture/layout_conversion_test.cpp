@@ -13,7 +13,6 @@ namespace {
 
 using test::Picture;
 using ::testing::ElementsAre;
-using ::testing::ElementsAreArray;
 
 constexpr std::uint32_t kColour = 0xFF4A90D8;  // R 74, G 144, B 216
 
