@@ -5,7 +5,9 @@
 #include <fstream>
 #include <set>
 
+#include "catalogue/builtin_list.h"
 #include "lists/attribute_tables.h"
+#include "lists/selection.h"
 
 extern "C" {
 #include <libavformat/avformat.h>
@@ -92,6 +94,36 @@ TEST(AttributeCoverage, DefaultsAreValuesOfTheirKeys) {
       EXPECT_TRUE(text.empty() || IsValidValue(row, text)) << PathOf(row) << "=" << text;
     }
   }
+}
+
+// What the list of formats and codecs offers for a key of ours.
+void ExpectOffersValid(const XMLParse::CoXMLNode& holder, std::span<const AttributeRow> rows) {
+  for (const ListedAttribute& one : AttributesOfFormat(holder)) {
+    const AttributeRow* row = FindRow(rows, one.name);
+    if (row == nullptr || row->toFFmpeg) continue;
+    for (const std::string& value : ReadList(one.values + "," + one.defaultValue)) {
+      EXPECT_TRUE(IsValidValue(*row, value)) << holder.Text("id") << " " << PathOf(*row) << value;
+    }
+  }
+}
+
+TEST(AttributeCoverage, ListedValuesAreValuesOfTheirKeys) {
+  const XMLParse::XMLNodePtr list = XMLParse::CoXMLNode::Create({});
+  ASSERT_TRUE(list->ReadXml(BuiltinList()).Ok());
+  for (const auto& format : list->FindChild("formats")->Children()) {
+    ExpectOffersValid(*format, SessionAttributes());
+    for (const std::string_view kind : {kVideoNode, kAudioNode}) {
+      const auto rows = kind == kVideoNode ? VideoAttributes() : AudioAttributes();
+      const XMLParse::XMLNodePtr codecs = format->FindChild(kind);
+      if (!codecs) continue;
+      for (const auto& codec : codecs->Children()) ExpectOffersValid(*codec, rows);
+    }
+  }
+  for (const auto& codec : list->FindChild("video_codecs")->Children()) {
+    ExpectOffersValid(*codec, VideoAttributes());
+  }
+  ExpectOffersValid(*list->FindChild("video_codecs"), VideoAttributes());
+  ExpectOffersValid(*list->FindChild("audio_codecs"), AudioAttributes());
 }
 
 // What is kept from FFmpeg takes no option away from it: no muxer or protocol has one of the name.
