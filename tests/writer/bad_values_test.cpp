@@ -42,10 +42,13 @@ TEST(BadValues, UnknownNamesAreToldAtEveryLevelWithTheNearestKnownOne) {
   const Told told = RecordWith(
       "video::codec=mpeg4 audio::codec=ac3 split_channels=1 vidoe::b=5M foo::bar=1 "
       "foo::deep::er=1 video::frobnicate=1 video::qmni=2 video.bufers=3 b=2M audio.0::b=1 "
-      "audio.1::dialnrm=1 audio.1::b=96k video::x::y=1 raw_audio.0=a a::::b=1 metadata::any=1 "
+      "audio.1::dialnrm=1 audio.1::b=96k "
+      "audio.2::codec=pcm_s16le audio::dialnorm=-20 audio.2::dialnorm=-10 video::x::y=1 "
+      "raw_audio.0=a a::::b=1 metadata::any=1 "
       "metadata::any::thing=1 audio::metadata::language=deu video::metadata::title=x "
       "second_encoder=" +
-      (folder / "b.mp4") + " second_encoder::movflag=faststart second_encoder::ignore_pts=1");
+          (folder / "b.mp4") + " second_encoder::movflag=faststart second_encoder::ignore_pts=1",
+      "a.mkv", {.channels = 3});
   EXPECT_THAT(
       told.unused,
       UnorderedElementsAre(
@@ -53,7 +56,8 @@ TEST(BadValues, UnknownNamesAreToldAtEveryLevelWithTheNearestKnownOne) {
           "video::qmni (did you mean video::qmin?)", "video.bufers (did you mean video.buffers?)",
           "b (did you mean video::b?)", "audio.0::b (did you mean audio.1::b?)",
           "audio.1::dialnrm (did you mean audio.1::dialnorm?)", "video::x::y",
-          "raw_audio.0 (did you mean raw_audio.N?)", "a::::b", "metadata::any::thing",
+          StartsWith("audio.2::dialnorm"), "raw_audio.0 (did you mean raw_audio.N?)", "a::::b",
+          "metadata::any::thing",
           "second_encoder::movflag (did you mean second_encoder::movflags?)",
           "second_encoder::ignore_pts (did you mean ignore_pts?)"));
   EXPECT_THAT(told.bad, IsEmpty());
