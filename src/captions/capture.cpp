@@ -32,9 +32,8 @@ void CaptionCapture::SetupCapture(const std::string& outputPath, const XMLNodePt
   outputPath_ = outputPath;
   options_ = CoXMLNode::Create("capture");
   for (const XMLNodePtr& node : {session, own}) {
-    for (const AttributeSpec& spec : CaptureAttributes()) {
-      const auto text = node ? node->FindText(spec.key) : std::nullopt;
-      if (text) options_->SetTextIfAbsent(spec.key, *text);
+    for (const AttributeRow& row : CaptureAttributes()) {
+      if (node && node->Has(row)) options_->SetTextIfAbsent(row.name, node->TextOf(row));
     }
   }
   const CoXMLNode* const nodes[] = {options_.get()};
@@ -54,8 +53,8 @@ void CaptionCapture::UseOptions(const CaptureOptions& options) {
 void CaptionCapture::UseFrameNode(const XMLNodePtr& node) {
   const CoXMLNode* const nodes[] = {node.get(), options_.get()};
   frameOptions_ = ReadCaptureOptions(nodes, outputPath_);
-  for (const char* key : {"scc_path", "anc_path"}) {
-    if (const auto path = node->FindText(key)) (void)options_->SetText(key, *path);
+  for (const auto& key : {kSccPath, kAncPath}) {
+    if (const auto path = node->Find(key)) (void)options_->SetText(key.name, *path);
   }
   sessionOptions_.sccPath = frameOptions_.sccPath;
   sessionOptions_.ancPath = frameOptions_.ancPath;

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <climits>
-#include <iterator>
 
 #include "base/text.h"
 #include "captions/frame_items.h"
@@ -14,36 +13,21 @@
 namespace xv {
 namespace {
 
-enum Key { kScc, kSccPath, kMaxSkip, kAnc, kAncPath, kTags };
-constexpr AttributeSpec kAttributes[] = {
-    {"scc_capture", "", "bool", "true", "", "Writes CEA-608 captions of frames to an SCC file."},
-    {"scc_path", "", "path", "", "", "The SCC file; default: the output's name with \"scc\"."},
-    {"cc_max_skip", "", "int", "3", "0 and more", "Frames without captions within an SCC line."},
-    {"anc_capture", "", "bool", "false", "", "Writes named frame data to an ancillary data file."},
-    {"anc_path", "", "path", "", "", "That file; default: the output's name with \"anc\"."},
-    {"anc_capture.tags", "", "list", "default", "names, default", "Names of the data to write."},
-};
+constexpr AttributeRow kAttributes[] = {kSccCapture, kSccPath, kCcMaxSkip,
+                                        kAncCapture, kAncPath, kAncTags};
 
 constexpr std::string_view kDefaultTags = "default";
 constexpr int kAncLines = 30;
 
-class OptionReader {
- public:
-  explicit OptionReader(std::span<const XMLParse::CoXMLNode* const> nodes) : nodes_(nodes) {}
-
-  std::string Text(Key key) const {
-    for (const XMLParse::CoXMLNode* node : nodes_) {
-      if (node == nullptr) continue;
-      if (auto text = node->FindText(kAttributes[key].key)) return *text;
-    }
-    return kAttributes[key].defaultValue;
+// The first node's that has it.
+template <class T>
+auto Read(std::span<const XMLParse::CoXMLNode* const> nodes, const Attribute<T>& key) {
+  for (const XMLParse::CoXMLNode* node : nodes) {
+    if (node == nullptr) continue;
+    if (auto value = node->Find(key)) return *value;
   }
-  bool Bool(Key key) const { return ReadBool(Text(key)); }
-  std::int32_t Int(Key key) const { return ReadInt(Text(key)); }
-
- private:
-  std::span<const XMLParse::CoXMLNode* const> nodes_;
-};
+  return key.Default();
+}
 
 // The output's name with another extension; nothing where that cannot be another file.
 std::string SidePath(const std::string& output, std::string_view extension) {
@@ -61,7 +45,7 @@ std::string PathOr(const std::string& given, const std::string& output,
 
 }  // namespace
 
-std::span<const AttributeSpec> CaptureAttributes() { return kAttributes; }
+std::span<const AttributeRow> CaptureAttributes() { return kAttributes; }
 
 std::vector<std::string> CaptureTags(std::string_view list) {
   std::vector<std::string> tags = ReadList(list);
@@ -75,14 +59,13 @@ std::vector<std::string> CaptureTags(std::string_view list) {
 
 CaptureOptions ReadCaptureOptions(std::span<const XMLParse::CoXMLNode* const> nodes,
                                   const std::string& outputPath) {
-  const OptionReader reader(nodes);
   CaptureOptions options;
-  options.scc = reader.Bool(kScc);
-  options.anc = reader.Bool(kAnc);
-  options.sccPath = PathOr(reader.Text(kSccPath), outputPath, "scc");
-  options.ancPath = PathOr(reader.Text(kAncPath), outputPath, "anc");
-  options.maxSkip = std::max(reader.Int(kMaxSkip), 0);
-  options.tags = CaptureTags(reader.Text(kTags));
+  options.scc = Read(nodes, kSccCapture);
+  options.anc = Read(nodes, kAncCapture);
+  options.sccPath = PathOr(Read(nodes, kSccPath), outputPath, "scc");
+  options.ancPath = PathOr(Read(nodes, kAncPath), outputPath, "anc");
+  options.maxSkip = std::max(Read(nodes, kCcMaxSkip), 0);
+  options.tags = CaptureTags(Read(nodes, kAncTags));
   return options;
 }
 

@@ -5,10 +5,23 @@
 #include <string>
 #include <vector>
 
-#include "props/attribute_spec.h"
 #include "tree/node.h"
 
 namespace xv {
+
+inline constexpr Attribute<bool> kSccCapture{
+    "scc_capture", kSessionNode, true, {}, "Writes CEA-608 captions of frames to an SCC file."};
+inline constexpr Attribute<FilePath> kSccPath{
+    "scc_path", kSessionNode, {}, {}, "The SCC file; default: the output's name with \"scc\"."};
+inline constexpr Attribute<std::int32_t> kCcMaxSkip{"cc_max_skip", kSessionNode, 3, AtLeast(0),
+                                                    "Frames without captions within an SCC line."};
+inline constexpr Attribute<bool> kAncCapture{
+    "anc_capture", kSessionNode, false, {}, "Writes named frame data to an ancillary data file."};
+inline constexpr Attribute<FilePath> kAncPath{
+    "anc_path", kSessionNode, {}, {}, "That file; default: the output's name with \"anc\"."};
+inline constexpr Attribute<std::string> kAncTags{"anc_capture.tags", kSessionNode, "default",
+                                                 Expect("names, default"),
+                                                 "Names of the data to write."};
 
 // What to capture beside the recording, and where to.
 struct CaptureOptions {
@@ -21,7 +34,7 @@ struct CaptureOptions {
 };
 
 // The keys that ReadCaptureOptions reads.
-std::span<const AttributeSpec> CaptureAttributes();
+std::span<const AttributeRow> CaptureAttributes();
 
 // Each option is the first node's that has it; null nodes are passed over. Paths default to the
 // output's with the extension "scc" or "anc", and to none for a URL.

@@ -4,40 +4,23 @@
 #include "catalogue/fixed_lists.h"
 #include "catalogue/list_builder.h"
 #include "catalogue/list_file.h"
-#include "values/value_syntax.h"
 
 namespace xv {
 
 using XMLParse::CoXMLNode;
 using XMLParse::XMLNodePtr;
 
-namespace {
-
-constexpr AttributeSpec kPath{
-    "config.path",
-    "",
-    "path",
-    "formats_n_codecs_user.xml",
-    "",
-    "The user's list; it replaces the built-in one. Relative to the folder of the library."};
-constexpr AttributeSpec kFull{"config.full", "", "bool",
-                              "false",       "", "Builds from everything that FFmpeg has."};
-constexpr AttributeSpec kUnicode{"config.unicode", "", "bool",
-                                 "false",          "", "The user's list is UTF-16."};
-constexpr AttributeSpec kUpdate{"config.update", "", "bool",
-                                "false",         "", "Builds the list from FFmpeg at every read."};
-constexpr AttributeSpec kAttributes[] = {kPath, kFull, kUnicode, kUpdate};
-
-}  // namespace
-
-std::span<const AttributeSpec> CatalogueAttributes() { return kAttributes; }
-
-std::string Catalogue::Setting(const AttributeSpec& spec) const {
-  if (std::optional<std::string> value = own_->FindText(spec.key)) return *value;
-  return own_->Text(std::string("m_config::") + spec.key, spec.defaultValue);
+std::span<const AttributeRow> CatalogueAttributes() {
+  static constexpr AttributeRow kRows[] = {kListPath, kListFull, kListUnicode, kListUpdate};
+  return kRows;
 }
 
-bool Catalogue::Flag(const AttributeSpec& spec) const { return ReadBool(Setting(spec)); }
+template <class T>
+auto Catalogue::Setting(const Attribute<T>& key) const {
+  if (auto value = own_->Find(key)) return *value;
+  const XMLNodePtr config = own_->FindChild("m_config");
+  return config ? config->Get(key) : key.Default();
+}
 
 Pruner& Catalogue::GetPruner() {
   if (!pruner_) pruner_ = std::make_unique<Pruner>(probe_ ? probe_() : HardwareReport());
@@ -45,9 +28,9 @@ Pruner& Catalogue::GetPruner() {
 }
 
 void Catalogue::LoadList(CoXMLNode& list) {
-  const std::string path = ListPath(Setting(kPath));
+  const std::string path = ListPath(Setting(kListPath));
   bool cut = false;
-  const Status status = LoadListFile(path, Flag(kUnicode), list, &cut);
+  const Status status = LoadListFile(path, Setting(kListUnicode), list, &cut);
   fileIsNoList_ = status.Failed() || cut;
   if (status.NothingDone()) {
     const XMLNodePtr read = CoXMLNode::Create({});
@@ -61,8 +44,8 @@ void Catalogue::SaveList(const CoXMLNode& list) const {
   // A file that was no list, or a part of one, is the user's, whatever it is. A folder that may not
   // be written, or a full disk, is no fault of the list's.
   if (fileIsNoList_) return;
-  const std::string path = ListPath(Setting(kPath));
-  (void)SaveListFile(path, Flag(kUnicode), list);
+  const std::string path = ListPath(Setting(kListPath));
+  (void)SaveListFile(path, Setting(kListUnicode), list);
 }
 
 void Catalogue::Rebuild(CoXMLNode& list) {
@@ -73,7 +56,7 @@ void Catalogue::Rebuild(CoXMLNode& list) {
   const NameList video(fixed::kVideoCodecs);
   const NameList audio(fixed::kAudioCodecs);
   FormatBuild build;
-  const bool full = Flag(kFull);
+  const bool full = Setting(kListFull);
   if (!full) {
     build.names = &formats;
     build.videoCodecs = &video;
@@ -93,7 +76,7 @@ void Catalogue::Rebuild(CoXMLNode& list) {
 XMLNodePtr Catalogue::Build() {
   const XMLNodePtr list = own_->Child("supported_list", true);
   if (list->ChildCount() == 0) LoadList(*list);
-  if (list->ChildCount() == 0 || Flag(kUpdate)) Rebuild(*list);
+  if (list->ChildCount() == 0 || Setting(kListUpdate)) Rebuild(*list);
   GetPruner().Run(*list);
   return list;
 }

@@ -7,13 +7,24 @@
 
 #include "catalogue/hardware_report.h"
 #include "catalogue/pruner.h"
-#include "props/attribute_spec.h"
 #include "tree/node.h"
 
 namespace xv {
 
 // The settings of the list.
-std::span<const AttributeSpec> CatalogueAttributes();
+inline constexpr Attribute<FilePath> kListPath{
+    "config.path",
+    kSessionNode,
+    "formats_n_codecs_user.xml",
+    {},
+    "The user's list; it replaces the built-in one. Relative to the folder of the library."};
+inline constexpr Attribute<bool> kListFull{
+    "config.full", kSessionNode, false, {}, "Builds from everything that FFmpeg has."};
+inline constexpr Attribute<bool> kListUnicode{
+    "config.unicode", kSessionNode, false, {}, "The user's list is UTF-16."};
+inline constexpr Attribute<bool> kListUpdate{
+    "config.update", kSessionNode, false, {}, "Builds the list from FFmpeg at every read."};
+std::span<const AttributeRow> CatalogueAttributes();
 
 // What can be written on this machine: the list behind the property "supported_list" of a writer.
 // It lives in the child "supported_list" of the writer's own node. Settings (CatalogueAttributes)
@@ -35,8 +46,9 @@ class Catalogue {
   void LoadList(XMLParse::CoXMLNode& list);
   void Rebuild(XMLParse::CoXMLNode& list);
   void SaveList(const XMLParse::CoXMLNode& list) const;
-  std::string Setting(const AttributeSpec& spec) const;
-  bool Flag(const AttributeSpec& spec) const;
+  // The writer's own, or that of its child "m_config".
+  template <class T>
+  auto Setting(const Attribute<T>& key) const;
   Pruner& GetPruner();
 
   const XMLParse::XMLNodePtr own_;

@@ -7,15 +7,13 @@
 #include "codec/open_codec.h"
 #include "codec/option_dictionary.h"
 #include "codec/setup_stream.h"
+#include "codec/stream_attributes.h"
 #include "media/frame_duration.h"
 #include "media/track_mask.h"
 #include "platform/warning.h"
 
 namespace xv {
 namespace {
-
-constexpr const char* kNotForEncoder[] = {"codec",   "codec_id", "streamid",    "sample_rate",
-                                          "enabled", "wav_path", "offset_msec", "bitrate"};
 
 AvPtr<AVCodecContext> BuildContext(const AVCodec& codec, const StreamHolder& holder,
                                    const XV_AUD_PROPS& input, bool globalHeader) {
@@ -24,7 +22,7 @@ AvPtr<AVCodecContext> BuildContext(const AVCodec& codec, const StreamHolder& hol
   context->codec_type = AVMEDIA_TYPE_AUDIO;
   context->sample_fmt = PickSampleFormat(codec, input.nBitsPerSample);
   context->sample_rate = PickSampleRate(codec, input.nSamplesPerSec);
-  const int asked = holder.node->Int("sample_rate", 0);
+  const int asked = holder.node->Get(kSampleRate);
   if (asked > 0) context->sample_rate = asked;
   av_channel_layout_default(&context->ch_layout, holder.trackChannels);
   if (context->sample_fmt == AV_SAMPLE_FMT_S32 || context->sample_fmt == AV_SAMPLE_FMT_S32P) {
@@ -39,10 +37,10 @@ AvPtr<AVCodecContext> BuildContext(const AVCodec& codec, const StreamHolder& hol
 
 AvDictionary BuildOptions(const StreamHolder& holder, AVCodecID id) {
   AvDictionary options;
-  const std::string bitrate = holder.node->Text("bitrate");
+  const std::string bitrate = holder.node->Get(kBitrate);
   if (!bitrate.empty()) options.Set("b", bitrate.c_str());
   if (id == AV_CODEC_ID_AAC) options.Set("strict", "-2");
-  DictFromNode(*holder.node, options, {}, kNotForEncoder, AV_DICT_DONT_OVERWRITE);
+  DictForFFmpeg(*holder.node, AudioAttributes(), options, AV_DICT_DONT_OVERWRITE);
   return options;
 }
 
@@ -67,7 +65,7 @@ Status SetupAudioStream(StreamHolder& holder, AVFormatContext* oc, AVFormatConte
     Warn("Could not find codec\n");
     return E_FAIL;
   }
-  if (choice.nameUnknown) holder.unusedOptions.emplace_back("codec");
+  if (choice.nameUnknown) holder.unusedOptions.emplace_back(kCodec.name);
   const bool globalHeader = (oc->oformat->flags & AVFMT_GLOBALHEADER) != 0;
   const FFmpegGuard lock(FFmpegLock());
   const ContextBuilder build = [&] { return BuildContext(*codec, holder, input, globalHeader); };
@@ -76,7 +74,7 @@ Status SetupAudioStream(StreamHolder& holder, AVFormatContext* oc, AVFormatConte
   RETURN_IF_FAILED(AddStreams(holder, oc, oc2, "Could not allocate stream\n"));
   ApplyStreamId(holder, track);
   ApplyStreamMetadata(holder);
-  const double milliseconds = holder.node->Double("offset_msec", 0.0);
+  const double milliseconds = holder.node->Get(kOffset);
   holder.offsetSamples =
       RoundAwayFromZero(milliseconds * 10000 * holder.codec->sample_rate / 10000000);
   return FillStreamParameters(holder) < 0 ? Status(E_OUTOFMEMORY) : Status(S_OK);

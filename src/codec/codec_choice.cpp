@@ -1,6 +1,7 @@
 #include "codec/codec_choice.h"
 
 #include "base/text.h"
+#include "codec/stream_attributes.h"
 
 namespace xv {
 namespace {
@@ -34,8 +35,8 @@ AVCodecID IdFromName(const std::string& name) {
 
 CodecChoice ChooseCodec(XMLParse::CoXMLNode& node, const AVFormatContext& oc, AVCodecID defaultId) {
   CodecChoice choice;
-  choice.name = node.Text("codec");
-  choice.id = static_cast<AVCodecID>(node.Int("codec_id", 0));
+  choice.name = node.Get(kCodec);
+  choice.id = static_cast<AVCodecID>(node.Get(kCodecId));
   if (choice.id == AV_CODEC_ID_NONE) {
     const bool named = !choice.name.empty();
     if (!named && IsImageSequence(oc)) choice.name = CodecFromExtension(oc.url);

@@ -6,7 +6,7 @@
 namespace xv {
 namespace {
 
-std::span<const AttributeSpec> KnownAttributes(const StreamHolder& holder) {
+std::span<const AttributeRow> KnownAttributes(const StreamHolder& holder) {
   return holder.type == AVMEDIA_TYPE_VIDEO ? VideoAttributes() : AudioAttributes();
 }
 
@@ -14,7 +14,7 @@ std::span<const AttributeSpec> KnownAttributes(const StreamHolder& holder) {
 void NoteUnused(StreamHolder& holder, const AvDictionary& left) {
   left.ForEach([&](const char* key, const char*) {
     if (!holder.node->Has(key)) return;  // ours, such as a derived "maxrate"
-    if (!IsKnownAttribute(KnownAttributes(holder), key)) holder.unusedOptions.emplace_back(key);
+    if (FindRow(KnownAttributes(holder), key) == nullptr) holder.unusedOptions.emplace_back(key);
   });
 }
 

@@ -7,10 +7,9 @@
 
 namespace xv {
 
-// Puts attributes of `node` into `target`: those of `include` where it is given, else all, in
-// order, less those of `exclude` (any case). `flags` are av_dict_set's. Gives how many were set.
-int DictFromNode(const XMLParse::CoXMLNode& node, AvDictionary& target,
-                 std::span<const char* const> include, std::span<const char* const> exclude,
-                 int flags);
+// Puts the attributes of `node` into `target`, in order, but those of `ours` that FFmpeg does not
+// get. `flags` are av_dict_set's.
+void DictForFFmpeg(const XMLParse::CoXMLNode& node, std::span<const AttributeRow> ours,
+                   AvDictionary& target, int flags);
 
 }  // namespace xv

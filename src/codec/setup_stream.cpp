@@ -3,7 +3,7 @@
 #include "base/text.h"
 #include "codec/audio_stream.h"
 #include "codec/codec_choice.h"
-#include "codec/option_dictionary.h"
+#include "codec/stream_attributes.h"
 #include "codec/video_stream.h"
 #include "platform/warning.h"
 
@@ -34,14 +34,14 @@ Status AddStreams(StreamHolder& holder, AVFormatContext* oc, AVFormatContext* oc
 }
 
 void ApplyStreamId(StreamHolder& holder, int track) {
-  int id = holder.node->Int("streamid", -1);
-  if (track >= 0) id = holder.node->Int("streamid." + std::to_string(track), id);
+  int id = holder.node->Get(kStreamId);
+  if (track >= 0) id = holder.node->Find(kTrackStreamId, track).value_or(id);
   if (id < 0) return;
   ForEachStream(holder, [id](AVStream* stream) { stream->id = id; });
 }
 
 void ApplyStreamMetadata(StreamHolder& holder) {
-  const XMLParse::XMLNodePtr metadata = holder.node->FindChild("metadata");
+  const XMLParse::XMLNodePtr metadata = holder.node->FindChild(kStreamMetadata.name);
   if (!metadata) return;
   ForEachStream(holder, [&](AVStream* stream) {
     for (const auto& [name, value] : metadata->Attributes()) {

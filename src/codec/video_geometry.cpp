@@ -6,11 +6,11 @@
 
 #include "base/text.h"
 #include "codec/dv_family.h"
+#include "codec/stream_attributes.h"
 #include "media/normalise.h"
 #include "media/pixel_layout.h"
 #include "media/validity.h"
 #include "values/value_syntax.h"
-#include "values/words.h"
 
 namespace xv {
 namespace {
@@ -26,8 +26,7 @@ struct Aspect {
 void ApplyAspect(const Aspect& aspect, const XMLParse::CoXMLNode& node, XV_VID_PROPS* vid) {
   vid->nAspectX = static_cast<std::int16_t>(aspect.x);
   vid->nAspectY = static_cast<std::int16_t>(aspect.y);
-  vid->eAspectFit =
-      static_cast<std::uint32_t>(node.ListIndex("ar_type", words::kScaleType, eXvAF_IgnoreAspect));
+  vid->eAspectFit = node.Get(kAspectFit);
 }
 
 bool HasLetter(std::string_view text, char letter) {
@@ -63,8 +62,8 @@ std::uint32_t InterlaceOfSize(std::string_view text, const XV_VID_PROPS& sized,
 
 bool ApplySize(const XV_VID_PROPS& input, const XMLParse::CoXMLNode& node, const Aspect& aspect,
                XV_VID_PROPS* vid) {
-  std::string text = node.Text("video_size");
-  if (text.empty()) text = node.Text("size");
+  std::string text = node.Get(kVideoSize);
+  if (text.empty()) text = node.Get(kSize);
   std::int32_t width = 0;
   std::int32_t height = 0;
   if (text.empty() || !ReadPair(text, &width, &height) || width == 0 || height == 0) return false;
@@ -79,8 +78,7 @@ bool ApplySize(const XV_VID_PROPS& input, const XMLParse::CoXMLNode& node, const
   if (aspect.set()) {
     ApplyAspect(aspect, node, &sized);
   } else {
-    sized.eAspectFit = static_cast<std::uint32_t>(
-        node.ListIndex("ar_type", words::kScaleType, eXvAF_IgnoreAspect));
+    sized.eAspectFit = node.Get(kAspectFit);
   }
   *vid = sized;
   return true;
@@ -102,18 +100,18 @@ VideoGeometry ResolveVideoGeometry(const XV_VID_PROPS& input, const XMLParse::Co
   VideoGeometry geometry;
   geometry.vid = input;
   Aspect aspect;
-  if (const auto text = node.FindText("ar")) ReadPair(*text, &aspect.x, &aspect.y);
+  if (const auto text = node.Find(kAspect)) ReadPair(*text, &aspect.x, &aspect.y);
 
   int dvFormat = kDvAuto;
   if (id == AV_CODEC_ID_DVVIDEO) {
-    dvFormat = node.ListIndex("dv_format", words::kDvFormat, kDvAuto);
+    dvFormat = node.Get(kDvFormat);
     geometry.vid = DvRaster(input, dvFormat, &geometry.dvPixelFormat);
     if (aspect.set()) ApplyAspect(aspect, node, &geometry.vid);
   } else if (!ApplySize(input, node, aspect, &geometry.vid)) {
     const bool differs = aspect.x != input.nAspectX || aspect.y != input.nAspectY;
     if (aspect.set() && differs) ApplyAspect(aspect, node, &geometry.vid);
   }
-  const int top = node.Int("top", -1);
+  const int top = node.Get(kTop);
   if (top >= 0 && (dvFormat < 0 || dvFormat > 2)) {
     geometry.vid.eInterlace = top != 0 ? eXvI_TopFirst : eXvI_BottomFirst;
   }

@@ -10,6 +10,7 @@
 #include "codec/option_dictionary.h"
 #include "codec/pixel_format_pick.h"
 #include "codec/setup_stream.h"
+#include "codec/stream_attributes.h"
 #include "codec/video_geometry.h"
 #include "media/normalise.h"
 #include "media/pixel_layout.h"
@@ -25,13 +26,6 @@ constexpr int kSyntheticWidth = 96;
 constexpr int kSyntheticHeight = 64;
 // Faster than any raster; above it a "rate" is a mistake that would overflow time bases.
 constexpr double kHighestRate = 1000.0;
-
-// Attributes of the track that are ours and never an encoder's option.
-constexpr const char* kNotForEncoder[] = {
-    "ar",     "video_size", "size",    "video_format",    "ar_type",        "streamid",
-    "top",    "interlace",  "V422",    "dv_format",       "codec_id",       "codec",
-    "dc",     "tag",        "vtag",    "scaling_quality", "scaling_siting", "crop",
-    "rotate", "mirror",     "enabled", "use_vpp",         "bitrate",        "gop_size"};
 
 // Everything that the contexts of the ladder's attempts are built from.
 struct VideoPlan {
@@ -80,8 +74,8 @@ AvPtr<AVCodecContext> BuildContext(const VideoPlan& plan) {
 }
 
 void SetRateLimits(const XMLParse::CoXMLNode& node, AvDictionary& options) {
-  std::int64_t rate = node.Rate("bitrate");
-  if (rate == 0) rate = node.Rate("b");
+  std::int64_t rate = ReadRate(node.Get(kBitrate));
+  if (rate == 0) rate = node.Get(kB);
   if (rate == 0) rate = 0x100000;
   options.Set("maxrate", std::to_string(rate).c_str(), AV_DICT_DONT_OVERWRITE);
   options.Set("bufsize", std::to_string(rate / 2).c_str(), AV_DICT_DONT_OVERWRITE);
@@ -93,18 +87,18 @@ AvDictionary BuildOptions(const XMLParse::CoXMLNode& node, const VideoPlan& plan
   AvDictionary options;
   const AVCodecID id = plan.choice.id;
   const bool dv = id == AV_CODEC_ID_DVVIDEO;
-  const std::string bitrate = node.Text("bitrate");
-  const std::string gopSize = node.Text("gop_size");
+  const std::string bitrate = node.Get(kBitrate);
+  const std::string gopSize = node.Get(kGopSize);
   if (!bitrate.empty() && !dv) options.Set("b", bitrate.c_str());
   if (!gopSize.empty() && !dv) options.Set("g", gopSize.c_str());
-  DictFromNode(node, options, {}, kNotForEncoder, AV_DICT_DONT_OVERWRITE);
+  DictForFFmpeg(node, VideoAttributes(), options, AV_DICT_DONT_OVERWRITE);
   const bool mpeg =
       id == AV_CODEC_ID_MPEG1VIDEO || id == AV_CODEC_ID_MPEG2VIDEO || id == AV_CODEC_ID_MPEG4;
   if (mpeg) SetRateLimits(node, options);
   options.Set("threads", "auto");
   if (!gopTimecode.empty())
     options.Set("gop_timecode", gopTimecode.c_str(), AV_DICT_DONT_OVERWRITE);
-  if (const auto slices = node.FindText("slices")) {
+  if (const auto slices = node.Find(kSlices)) {
     options.Set("slices", slices->c_str());
   } else if (plan.codec != nullptr &&
              (plan.codec->capabilities & AV_CODEC_CAP_SLICE_THREADS) != 0 &&
@@ -113,10 +107,10 @@ AvDictionary BuildOptions(const XMLParse::CoXMLNode& node, const VideoPlan& plan
   }
   if (id == AV_CODEC_ID_SNOW) {
     options.Set("strict", "-2");
-  } else if (node.Has("tag")) {
+  } else if (node.Has(kTag)) {
     options.Set("strict", "-1");
   }
-  if (const int dc = node.Int("dc", 0); dc > 8) options.Set("dc", std::to_string(dc - 8).c_str());
+  if (const int dc = node.Get(kIntraDc); dc > 8) options.Set("dc", std::to_string(dc - 8).c_str());
   if (id == AV_CODEC_ID_DNXHD || id == AV_CODEC_ID_MPEG1VIDEO) {
     options.Set("ibias", "0", AV_DICT_DONT_OVERWRITE);
   }
@@ -178,8 +172,8 @@ XV_VID_PROPS AlignedProps(const VideoPlan& plan, const AVCodecContext& context) 
 }
 
 std::uint32_t TagFromText(const XMLParse::CoXMLNode& node) {
-  std::string text = node.Text("vtag");
-  if (text.empty()) text = node.Text("tag");
+  std::string text = node.Get(kVTag);
+  if (text.empty()) text = node.Get(kTag);
   if (text.size() < 4) return 0;
   std::uint32_t tag = 0;
   for (int i = 3; i >= 0; --i)
@@ -198,7 +192,7 @@ Status FinishVideoStreams(StreamHolder& holder, AVFormatContext* oc, AVFormatCon
   if (tag != 0) {
     holder.codec->codec_tag = tag;
     // A muxer refuses a tag that its tables do not know unless it is told to be lenient.
-    if (holder.node->Has("tag")) {
+    if (holder.node->Has(kTag)) {
       oc->strict_std_compliance = -1;
       if (oc2 != nullptr) oc2->strict_std_compliance = -1;
     }
@@ -225,7 +219,7 @@ Status SetupVideoStream(StreamHolder& holder, AVFormatContext* oc, AVFormatConte
     plan.choice = SyntheticChoice();
     geometry.vid = SyntheticProps(input);
     holder.synthetic = true;
-    (void)holder.node->SetText("b", "16K");
+    (void)holder.node->SetText(kB.name, "16K");
   }
   plan.vid = geometry.vid;
   plan.codec = FindEncoder(plan.choice, AVMEDIA_TYPE_VIDEO);
@@ -233,13 +227,13 @@ Status SetupVideoStream(StreamHolder& holder, AVFormatContext* oc, AVFormatConte
     Warn("codec not found\n");
     return E_FAIL;
   }
-  if (plan.choice.nameUnknown) holder.unusedOptions.emplace_back("codec");
+  if (plan.choice.nameUnknown) holder.unusedOptions.emplace_back(kCodec.name);
 
-  const bool mode422 = holder.node->Bool("V422") || holder.node->Bool("use_vpp");
+  const bool mode422 = holder.node->Get(kV422) || holder.node->Get(kUseVpp);
   plan.pick = PickFor(plan, geometry, mode422);
   if (plan.pick.format == AV_PIX_FMT_NONE) return E_FAIL;
   plan.globalHeader = (oc->oformat->flags & AVFMT_GLOBALHEADER) != 0;
-  const int interlace = holder.node->TriState("interlace", -1);
+  const int interlace = holder.node->Get(kInterlace);
   plan.interlacedCoding = interlace == 1 || (interlace == -1 && InterlaceOrder(plan.vid) != 0);
 
   holder.type = AVMEDIA_TYPE_VIDEO;

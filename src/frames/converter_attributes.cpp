@@ -1,5 +1,6 @@
 #include "frames/converter_attributes.h"
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -8,16 +9,29 @@
 namespace xv {
 namespace {
 
-constexpr const char* kRotations[] = {"right", "left"};
-constexpr const char* kMirrors[] = {"", "horz", "vert", "both"};
-constexpr const char* kSitings[] = {"classic", "centred"};
-constexpr int kDefaultQuality = 2;
+bool IsWholeNumber(std::string_view text) {
+  const std::size_t length = ParseInteger(text).length;
+  return length > 0 && length == text.size();
+}
 
 }  // namespace
 
+bool IsCropList(std::string_view text) {
+  const std::vector<std::string> items = ReadList(text);
+  return !items.empty() && items.size() <= 4 &&
+         std::all_of(items.begin(), items.end(), IsWholeNumber);
+}
+
+bool IsScalingQuality(std::string_view text) {
+  static constexpr const char* kNames[] = {"auto",    "fast_bilinear", "bilinear", "bicubic",
+                                           "area",    "bicublin",      "gauss",    "sinc",
+                                           "lanczos", "spline"};
+  return text.empty() || WordIndex(text, kNames) >= 0 || IsWholeNumber(text);
+}
+
 Status ReadCrop(const XMLParse::CoXMLNode& props, CropSides* crop) {
   *crop = {};
-  const auto text = props.FindText("crop");
+  const auto text = props.Find(kCrop);
   if (!text) return S_OK;
   std::vector<int> n;
   for (const std::string& item : ReadList(*text)) n.push_back(ReadInt(item));
@@ -36,23 +50,6 @@ Status ReadCrop(const XMLParse::CoXMLNode& props, CropSides* crop) {
       *crop = {n[0], n[1], n[2], n[3]};
   }
   return S_OK;
-}
-
-std::optional<int> ReadRotate(const XMLParse::CoXMLNode& props) {
-  const int index = props.ListIndex("rotate", kRotations, -1);
-  return index < 0 ? std::nullopt : std::optional(index);
-}
-
-Mirror ReadMirror(const XMLParse::CoXMLNode& props) {
-  return static_cast<Mirror>(props.ListIndex("mirror", kMirrors, 0));
-}
-
-int ReadScalingQuality(const XMLParse::CoXMLNode& props) {
-  return props.Int("scaling_quality", kDefaultQuality);
-}
-
-Siting ReadSiting(const XMLParse::CoXMLNode& props) {
-  return static_cast<Siting>(props.ListIndex("scaling_siting", kSitings, 0));
 }
 
 }  // namespace xv

@@ -1,13 +1,37 @@
 #pragma once
 
-#include <optional>
-
 #include "base/status.h"
 #include "picture/filter_bank.h"
 #include "picture/mirror.h"
 #include "tree/node.h"
 
+// What the geometry converter and the preparation of frames read.
 namespace xv {
+
+inline constexpr const char* kRotations[] = {"right", "left"};
+inline constexpr const char* kMirrors[] = {"", "horz", "vert", "both"};
+inline constexpr const char* kSitings[] = {"classic", "centred"};
+
+// Whole numbers, one to four.
+bool IsCropList(std::string_view text);
+// A code, or "auto" and the names of filters, which all leave the choice to the kind of scaling.
+bool IsScalingQuality(std::string_view text);
+
+inline constexpr Attribute<std::string> kCrop{"crop",
+                                              kVideoNode,
+                                              {},
+                                              Expect("1 to 4 whole numbers", IsCropList),
+                                              "Pixels cut from the edges."};
+inline constexpr Attribute<Word> kRotate{"rotate", kVideoNode, -1, OneOf(kRotations),
+                                         "Rotation by 90 degrees."};
+inline constexpr Attribute<Mirror> kMirror{"mirror", kVideoNode, Mirror::kNone, OneOf(kMirrors),
+                                           "Mirroring."};
+// The session's wins over the stream's.
+inline constexpr Attribute<std::int32_t> kScalingQuality{
+    "scaling_quality", kVideoNode, 2, Expect("auto or a code", IsScalingQuality),
+    "Scaling filter; the session's counts for all tracks."};
+inline constexpr Attribute<Siting> kScalingSiting{"scaling_siting", kVideoNode, Siting::kClassic,
+                                                  OneOf(kSitings), "Sample positions in scaling."};
 
 // Pixels cut off each side.
 struct CropSides {
@@ -18,17 +42,9 @@ struct CropSides {
   bool Any() const { return (left | top | right | bottom) != 0; }
 };
 
-// "crop": 1 number for all sides; 2 for left and right, then top and bottom; 3 for left and right,
+// kCrop: 1 number for all sides; 2 for left and right, then top and bottom; 3 for left and right,
 // top, bottom; 4 or more for left, top, right, bottom. No attribute: no crop. E_INVALIDARG for
 // a list without numbers.
 Status ReadCrop(const XMLParse::CoXMLNode& props, CropSides* crop);
-// "rotate": "right" 0, "left" 1; nothing for any other value.
-std::optional<int> ReadRotate(const XMLParse::CoXMLNode& props);
-// "mirror": "horz", "vert", "both".
-Mirror ReadMirror(const XMLParse::CoXMLNode& props);
-// "scaling_quality": a code, 2 by default.
-int ReadScalingQuality(const XMLParse::CoXMLNode& props);
-// "scaling_siting": "classic", "centred".
-Siting ReadSiting(const XMLParse::CoXMLNode& props);
 
 }  // namespace xv

@@ -167,7 +167,7 @@ Status XvConverterRC2::ApplyCropAndRotate(Ref<IXvFrame>* frame, Ref<IXvFrame>* s
     for (Ref<IXvFrame>* each : {frame, second}) {
       if (*each && crop.Any()) RETURN_IF_FAILED(CropFrame(cropped_, unpacked_, crop, each));
     }
-    if (const auto rotate = ReadRotate(*props)) {
+    if (const auto rotate = props->Find(kRotate)) {
       for (Ref<IXvFrame>* each : {frame, second}) {
         if (!*each) continue;
         Ref<IXvFrame> rotated;
@@ -269,14 +269,15 @@ Status XvConverterRC2::ConvertFrame(IXvFrame* frame, const XV_VID_PROPS& given, 
   FrameContents contents;
   RETURN_IF_FAILED(ReadContents(frame, &contents));
   XV_VID_PROPS target = Completed(given);
-  const Siting siting = props == nullptr ? Siting::kClassic : ReadSiting(*props);
+  const Siting siting = props == nullptr ? Siting::kClassic : props->Get(kScalingSiting);
   for (FrameScaler& scaler : scalers_) scaler.SetSiting(siting);
 
   XV_VID_PROPS compared = contents.props.vid;
   compared.dblRate = target.dblRate;
   compared.fccColor = target.fccColor;
-  const int quality = ResolveScalingQuality(props == nullptr ? 2 : ReadScalingQuality(*props),
-                                            compared, target, field);
+  const int quality = ResolveScalingQuality(
+      props == nullptr ? kScalingQuality.Default() : props->Get(kScalingQuality), compared, target,
+      field);
   Ref<IXvFrame> made;
   Pair pair{MakeImageView(contents.props.vid, contents.video), {}, false};
   target.nRowBytes = NaturalRowBytes(target.fccColor, target.nWidth);
@@ -333,13 +334,13 @@ Status XvConverterRC2::Convert(IXvFrame* frame, IXvFrame* secondFrame,
   Ref<IXvFrame> second = Ref<IXvFrame>::Retain(secondFrame);
   RETURN_IF_FAILED(ApplyCropAndRotate(&working, &second, targetProps, props));
   if (!working) return E_UNEXPECTED;
-  const bool rotated = props != nullptr && ReadRotate(*props).has_value();
+  const bool rotated = props != nullptr && props->Find(kRotate).has_value();
   if (targetProps != nullptr) {
     Ref<IXvFrame> converted;
     RETURN_IF_FAILED(ConvertFrame(working.get(), *targetProps, field, props, &converted));
     working = std::move(converted);
   }
-  const Mirror mirror = props == nullptr ? Mirror::kNone : ReadMirror(*props);
+  const Mirror mirror = props == nullptr ? Mirror::kNone : props->Get(kMirror);
   if (mirror != Mirror::kNone) {
     RETURN_IF_FAILED(MirrorFrame(&working, mirror, targetProps != nullptr || rotated));
   }

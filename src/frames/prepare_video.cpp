@@ -6,6 +6,7 @@
 #include <mutex>
 
 #include "contracts/frame_node.h"
+#include "frames/converter_attributes.h"
 #include "frames/owned_frame.h"
 #include "media/normalise.h"
 #include "media/pixel_layout.h"
@@ -24,7 +25,6 @@ constexpr std::uint32_t kSmallestPicture = 4;  // bytes
 // High-definition DV has one fixed filter.
 constexpr int kHighDvLines = 626;
 constexpr int kHighDvQuality = 2;
-constexpr int kDefaultQuality = 2;
 
 // Preparation of all encoders of the process is serialised by this one lock.
 std::recursive_mutex& PreparationLock() {
@@ -89,7 +89,7 @@ bool GeometryDiffers(const XV_VID_PROPS& source, const XV_VID_PROPS& target) {
 int ChooseQuality(const VideoPreparation& preparation, const XV_VID_PROPS& source) {
   const XV_VID_PROPS& target = preparation.target;
   const auto textOf = [](const XMLNodePtr& node) {
-    return node ? node->Text("scaling_quality") : std::string();
+    return node ? node->TextOf(kScalingQuality) : std::string();
   };
   const bool session = !textOf(preparation.sessionNode).empty();
   if (!session && textOf(preparation.streamNode) == "auto" &&
@@ -98,7 +98,7 @@ int ChooseQuality(const VideoPreparation& preparation, const XV_VID_PROPS& sourc
     return kHighDvQuality;
   }
   const XMLNodePtr& node = session ? preparation.sessionNode : preparation.streamNode;
-  const int value = node ? node->Int("scaling_quality", kDefaultQuality) : kDefaultQuality;
+  const int value = node ? node->Get(kScalingQuality) : kScalingQuality.Default();
   return ResolveScalingQuality(value, source, target, XvConverterRC2::kWholeFrame);
 }
 
@@ -106,7 +106,7 @@ int ChooseQuality(const VideoPreparation& preparation, const XV_VID_PROPS& sourc
 bool TakeEdits(const VideoPreparation& preparation, IUnknown* frame, CoXMLNode& props) {
   const XMLNodePtr own = NodeOfFrame(frame);
   bool any = false;
-  for (const char* name : {"crop", "rotate", "mirror"}) {
+  for (const std::string_view name : {kCrop.name, kRotate.name, kMirror.name}) {
     std::optional<std::string> value = own ? own->FindText(name) : std::nullopt;
     if (!value && preparation.streamNode) value = preparation.streamNode->FindText(name);
     if (!value || value->empty()) continue;
@@ -134,10 +134,10 @@ XV_VID_PROPS ConversionTarget(const VideoPreparation& preparation, const XV_VID_
 Status ConvertGeometry(VideoPreparation& preparation, const XMLNodePtr& props,
                        WorkingFrame* working) {
   static_cast<void>(
-      props->SetInteger("scaling_quality", ChooseQuality(preparation, working->vid())));
+      props->SetInteger(kScalingQuality.name, ChooseQuality(preparation, working->vid())));
   for (const XMLNodePtr& node : {preparation.streamNode, preparation.sessionNode}) {
-    if (node && node->Has("scaling_siting")) {
-      props->SetTextIfAbsent("scaling_siting", node->Text("scaling_siting"));
+    if (node && node->Has(kScalingSiting)) {
+      props->SetTextIfAbsent(kScalingSiting.name, node->TextOf(kScalingSiting));
     }
   }
   if (!preparation.geometry) preparation.geometry = MakeRef<XvConverterRC2>();

@@ -6,6 +6,7 @@
 #include "media/validity.h"
 #include "platform/folders.h"
 #include "platform/paths.h"
+#include "session/session_attributes.h"
 
 namespace xv {
 namespace {
@@ -17,7 +18,7 @@ constexpr int kMostRepeats = 1000;        // a gap in time is never filled with 
 // The frame's own node counts first.
 bool EmbedsCaptions(IXvFrame* source, bool sessionDoes) {
   const XMLParse::XMLNodePtr own = NodeOfFrame(source);
-  return own ? own->Bool("embed_cc", sessionDoes) : sessionDoes;
+  return own ? own->Find(kEmbedCc).value_or(sessionDoes) : sessionDoes;
 }
 
 void KeepCaptionSource(IXvFrame* source, XvFrameFFM& frame, bool sessionEmbeds) {

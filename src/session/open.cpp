@@ -4,6 +4,7 @@
 
 #include "base/text.h"
 #include "codec/ffmpeg.h"
+#include "codec/stream_attributes.h"
 #include "media/validity.h"
 #include "platform/clock.h"
 #include "platform/paths.h"
@@ -11,6 +12,7 @@
 #include "session/close.h"
 #include "session/open_target.h"
 #include "session/open_tracks.h"
+#include "session/session_attributes.h"
 #include "session/start_timecode.h"
 
 extern "C" {
@@ -19,8 +21,6 @@ extern "C" {
 
 namespace xv {
 namespace {
-
-constexpr int kDefaultVideoBuffers = 24;
 
 // The mxf muxer fails on a time code that it cannot read; the others pass it on or skip it.
 bool MuxerTakes(const AVOutputFormat& format, const std::string& timecode) {
@@ -32,7 +32,7 @@ bool MuxerTakes(const AVOutputFormat& format, const std::string& timecode) {
 void SetTimecode(Outputs& outputs, const std::string& timecode, SessionStats& stats) {
   if (timecode.empty()) return;
   if (!MuxerTakes(*outputs.main.context->oformat, timecode)) {
-    stats.AddUnusedOption("start_timecode");
+    stats.AddUnusedOption(kStartTimecode.name);
     return;
   }
   av_dict_set(&outputs.main.context->metadata, "timecode", timecode.c_str(), 0);
@@ -42,13 +42,13 @@ void SetTimecode(Outputs& outputs, const std::string& timecode, SessionStats& st
 }
 
 void SetDelays(const XMLParse::CoXMLNode& attributes, TrackPlan& plan) {
-  const auto offset = static_cast<std::int64_t>(
-      std::trunc(attributes.Double("itsoffset", 0.0) * kTimeUnitsPerSecond));
+  const auto offset =
+      static_cast<std::int64_t>(std::trunc(attributes.Get(kItsOffset) * kTimeUnitsPerSecond));
   (offset > 0 ? plan.audioDelay : plan.videoDelay) = std::abs(offset);
 }
 
 void SetTimeouts(Outputs& outputs, const XMLParse::CoXMLNode& attributes) {
-  const double seconds = attributes.Double("io_timeout", 10.0);
+  const double seconds = attributes.Get(kIoTimeout);
   const auto timeout = std::chrono::milliseconds(
       static_cast<std::int64_t>(seconds > 0 && seconds < 1e6 ? seconds * 1000 : 10'000));
   outputs.main.interrupt.SetTimeout(timeout);
@@ -62,9 +62,11 @@ std::string WavBesideTarget(const std::string& target) {
 }
 
 std::string SideWavPath(const std::string& target, const XMLParse::CoXMLNode& attributes) {
-  std::string path = attributes.Text("wav_path", attributes.Text("audio::wav_path"));
-  if (path.empty() && attributes.Text("audio::codec") == "wav_file") path = WavBesideTarget(target);
-  return path;
+  const XMLParse::XMLNodePtr audio = attributes.FindChild(kAudioNode);
+  std::string path = attributes.Get(kWavPath);
+  if (!attributes.Has(kWavPath) && audio) path = audio->Get(kTrackWavPath);
+  const bool beside = audio && audio->Get(kCodec) == "wav_file";
+  return path.empty() && beside ? WavBesideTarget(target) : path;
 }
 
 void StartPreparation(VideoPreparation& preparation, const StreamHolder& holder,
@@ -102,7 +104,7 @@ Status OpenTracks(Session& session, const TargetPlan& target, const XV_AV_PROPS&
   plan.timecode = StartTimecode(*attributes, time, props.vid, SystemClock());
   SetTimecode(session.outputs, plan.timecode, session.stats);
   SetDelays(*attributes, plan);
-  TrackOpener opener(session.outputs, session.tracks, session.stats, plan);
+  TrackOpener opener(session.outputs, session.tracks, session.use, session.stats, plan);
   RETURN_IF_FAILED(opener.OpenVideo());
   if (opener.WantsAudio()) {
     session.plan.trackMaskOverride = MaskOverride(*attributes);
@@ -119,8 +121,7 @@ void KeepPlan(Session& session, const XMLParse::CoXMLNode& attributes) {
   SessionPlan& plan = session.plan;
   plan.attributes = XMLParse::CoXMLNode::Create("xml-props");
   plan.attributes->CopyFrom(attributes, XMLParse::MergeMode::kClearFirst, true);
-  plan.attributes->SetTextIfAbsent("video.buffers", std::to_string(kDefaultVideoBuffers));
-  plan.videoBuffers = plan.attributes->Int("video.buffers", kDefaultVideoBuffers);
+  plan.videoBuffers = plan.attributes->Get(kVideoBuffers);
   plan.options = ReadStageOptions(*plan.attributes, session.ownNode.get(),
                                   static_cast<int>(session.tracks.Audio().size()));
 }
@@ -140,14 +141,18 @@ Status OpenSession(Session& session, const char* target, const XV_AV_PROPS& prop
     return XV_E_NO_VALID_MEDIA;
   }
   session.failure.Clear();
+  session.use = {};
   const FFmpegGuard guard(FFmpegLock());
   TargetPlan plan = PlanTarget(target, *attributes);
   Status result = CreateOutputs(session.outputs, plan, *attributes, session.stats);
+  session.use.main.format = session.outputs.main.format;
+  if (session.outputs.second) session.use.second.format = session.outputs.second->output().format;
   if (!result.Failed()) {
     SetTimeouts(session.outputs, *attributes);
     result = OpenTracks(session, plan, props, time, attributes);
   }
   if (result.Failed()) {
+    CheckAttributes(*attributes, session.use, session.stats);
     Cleanup(session);
     return result;
   }

@@ -3,7 +3,6 @@
 #include "base/text.h"
 #include "codec/ffmpeg.h"
 #include "codec/option_dictionary.h"
-#include "codec/stream_attributes.h"
 #include "output/sdp.h"
 #include "platform/paths.h"
 #include "session/close.h"
@@ -23,19 +22,18 @@ void RefineTimeBase(const StreamHolder& firstTrack, const AVFormatContext& conte
 }
 
 void SetMetadata(const XMLParse::CoXMLNode& attributes, AVFormatContext& context) {
-  const XMLParse::XMLNodePtr metadata = attributes.FindChild("metadata");
+  const XMLParse::XMLNodePtr metadata = attributes.FindChild(kMetadata.name);
   if (!metadata) return;
   for (const auto& [name, value] : metadata->Attributes()) {
     av_dict_set(&context.metadata, name.c_str(), value.c_str(), 0);
   }
 }
 
-// What neither we, nor a protocol, nor the muxer took.
-void NoteUnused(SessionStats& stats, const AvDictionary& left, const char* prefix) {
-  left.ForEach([&](const char* key, const char*) {
-    if (!IsKnownAttribute(SessionAttributes(), key))
-      stats.AddUnusedOption(std::string(prefix) + key);
-  });
+// What neither a protocol nor the muxer took.
+NameSet NamesOf(const AvDictionary& left) {
+  NameSet names;
+  left.ForEach([&](const char* key, const char*) { names.emplace(key); });
+  return names;
 }
 
 Status WriteHeaderOf(Output& output, const Tracks& tracks, AvDictionary& options) {
@@ -48,7 +46,7 @@ Status OpenMain(Session& session) {
   const XMLParse::CoXMLNode& attributes = *session.plan.attributes;
   Output& main = session.outputs.main;
   AvDictionary options;
-  DictFromNode(attributes, options, {}, MuxerLeaveOut(), 0);
+  DictForFFmpeg(attributes, SessionAttributes(), options, 0);
   const Status opened = main.OpenFile(options);
   if (opened.Failed()) {
     session.stats.Fail("output", main.path, opened);
@@ -66,20 +64,20 @@ Status OpenMain(Session& session) {
     }
   }
   // The muxer settles the payload type with its header.
-  WriteSdp(main, attributes.Text("sdp", DefaultSdpPath()), session.stats);
+  WriteSdp(main, attributes.Find(kSdp).value_or(DefaultSdpPath()), session.stats);
   if (session.outputs.growing) {
     const bool mxf = EqualsNoCase(main.format->name, "mxf");
-    session.outputs.growing->Locate(main, attributes.Bool("play_while_rec.low_level_io", mxf));
+    session.outputs.growing->Locate(main, attributes.Find(kLowLevelIo).value_or(mxf));
   }
-  NoteUnused(session.stats, options, "");
+  session.use.main.left = NamesOf(options);
   return S_OK;
 }
 
 void OpenSecond(Session& session) {
   Output& output = session.outputs.second->output();
   AvDictionary options;
-  const XMLParse::XMLNodePtr node = session.plan.attributes->FindChild("second_encoder");
-  if (node) DictFromNode(*node, options, {}, MuxerLeaveOut(), 0);
+  const XMLParse::XMLNodePtr node = session.plan.attributes->FindChild(kSecondNode);
+  if (node) DictForFFmpeg(*node, SecondOutputAttributes(), options, 0);
   Status result = output.OpenFile(options);
   if (!result.Failed()) {
     SetMetadata(*session.plan.attributes, *output.context);
@@ -91,15 +89,16 @@ void OpenSecond(Session& session) {
     session.outputs.second.reset();
     return;
   }
-  NoteUnused(session.stats, options, "second_encoder::");
+  session.use.second.left = NamesOf(options);
 }
 
 }  // namespace
 
 Status OpenOutputs(Session& session) {
-  RETURN_IF_FAILED(OpenMain(session));
-  if (session.outputs.second) OpenSecond(session);
-  return S_OK;
+  const Status opened = OpenMain(session);
+  if (!opened.Failed() && session.outputs.second) OpenSecond(session);
+  CheckAttributes(*session.plan.attributes, session.use, session.stats);
+  return opened;
 }
 
 }  // namespace xv

@@ -6,13 +6,14 @@
 #include "platform/folders.h"
 #include "platform/paths.h"
 #include "platform/whole_file.h"
+#include "session/session_attributes.h"
 
 namespace xv {
 namespace {
 
 // "null" names no format, as an empty text does.
-std::string FormatName(const XMLParse::CoXMLNode& attributes, const char* path) {
-  const std::string name = attributes.Text(path);
+std::string FormatName(const XMLParse::CoXMLNode& attributes) {
+  const std::string name = attributes.Get(kFormat);
   if (EqualsNoCase(name, "null")) return {};
   return EqualsNoCase(name, "mov_dnxhd") ? "mov" : name;
 }
@@ -41,12 +42,12 @@ AVCodecID DefaultCodec(const AVOutputFormat& format, AVMediaType type) {
 TargetPlan PlanTarget(const std::string& target, const XMLParse::CoXMLNode& attributes) {
   TargetPlan plan;
   plan.target = target;
-  plan.format = FormatName(attributes, "format");
+  plan.format = FormatName(attributes);
   plan.noFormat = plan.format.empty();
-  plan.playWhileRec = attributes.Bool("play_while_rec") && !IsUrl(target);
-  plan.secondTarget = attributes.Text("second_encoder", attributes.Text("capture_file"));
+  plan.playWhileRec = attributes.Get(kPlayWhileRec) && !IsUrl(target);
+  plan.secondTarget = attributes.Find(kSecondEncoder).value_or(attributes.Get(kCaptureFile));
   if (!plan.secondTarget.empty()) plan.playWhileRec = false;
-  if (plan.format == "image2" && attributes.Bool("create_folder", true)) {
+  if (plan.format == "image2" && attributes.Get(kCreateFolder)) {
     plan.target = MakeSequenceFolder(target);
   }
   return plan;
@@ -69,8 +70,9 @@ Status CreateOutputs(Outputs& outputs, TargetPlan& plan, const XMLParse::CoXMLNo
   }
   if (plan.secondTarget.empty()) return S_OK;
   auto second = std::make_unique<SecondOutput>(report);
-  const Status made = second->output().Allocate(plan.secondTarget,
-                                                FormatName(attributes, "second_encoder::format"));
+  const XMLParse::XMLNodePtr options = attributes.FindChild(kSecondNode);
+  const Status made =
+      second->output().Allocate(plan.secondTarget, options ? FormatName(*options) : std::string());
   if (made.Failed()) {
     report.Fail("second output", plan.secondTarget, made);
     return S_OK;

@@ -1,9 +1,13 @@
 #include "session/open_tracks.h"
 
+#include <fmt/format.h>
+
 #include "base/text.h"
 #include "codec/setup_stream.h"
+#include "codec/stream_attributes.h"
 #include "media/track_mask.h"
 #include "media/validity.h"
+#include "session/session_attributes.h"
 
 namespace xv {
 namespace {
@@ -24,10 +28,10 @@ bool HoldsNoAudio(const AVOutputFormat& format) {
 // A track's options: the node "audio", overlaid by "audio.N" for tracks above 0.
 XMLParse::XMLNodePtr AudioOptions(const XMLParse::CoXMLNode& attributes,
                                   const XMLParse::CoXMLNode& parent, int track) {
-  XMLParse::XMLNodePtr node = XMLParse::CoXMLNode::Create("audio");
+  XMLParse::XMLNodePtr node = XMLParse::CoXMLNode::Create(kAudioNode);
   node->CopyFrom(parent, XMLParse::MergeMode::kReplace, true);
   if (track > 0) {
-    if (const auto overlay = attributes.FindChild("audio." + std::to_string(track))) {
+    if (const auto overlay = attributes.FindChild(fmt::format("{}.{}", kAudioNode, track))) {
       node->CopyFrom(*overlay, XMLParse::MergeMode::kReplace, true);
     }
   }
@@ -37,7 +41,8 @@ XMLParse::XMLNodePtr AudioOptions(const XMLParse::CoXMLNode& attributes,
 }  // namespace
 
 std::uint32_t MaskOverride(const XMLParse::CoXMLNode& attributes) {
-  switch (attributes.Int("split_channels", 0)) {
+  const std::string split = attributes.Get(kSplitChannels);
+  switch (ReadInt(split)) {
     case 1:
       return 0xFFFFFFFF;
     case 2:
@@ -49,12 +54,12 @@ std::uint32_t MaskOverride(const XMLParse::CoXMLNode& attributes) {
     case 8:
       return 0x80808080;
     case 0:
-      if (attributes.Bool("split_channels")) return 0xFFFFFFFF;
+      if (ReadBool(split)) return 0xFFFFFFFF;
       break;
     default:
       break;
   }
-  return attributes.Bool("merge_tracks") ? 0 : kNoMaskOverride;
+  return attributes.Get(kMergeTracks) ? 0 : kNoMaskOverride;
 }
 
 Status TrackOpener::Add(const XV_AV_PROPS& props, int track, const XMLParse::XMLNodePtr& node,
@@ -70,9 +75,10 @@ Status TrackOpener::Add(const XV_AV_PROPS& props, int track, const XMLParse::XML
                               video ? plan_.videoDelay : plan_.audioDelay,
                               video ? plan_.timecode : std::string()};
   const Status result = SetupStream(*holder, request);
-  for (const std::string& option : holder->unusedOptions) {
-    stats_.AddUnusedOption(node->Name() + "::" + option);
-  }
+  use_.tracks.push_back({type,
+                         track,
+                         holder->codec ? holder->codec->codec : nullptr,
+                         {holder->unusedOptions.begin(), holder->unusedOptions.end()}});
   if (result.Failed()) {
     stats_.Fail("stream setup", holder->failure, result);
     return result;
@@ -83,14 +89,14 @@ Status TrackOpener::Add(const XV_AV_PROPS& props, int track, const XMLParse::XML
 
 bool TrackOpener::WantsVideo(const XMLParse::CoXMLNode& node) const {
   const bool noFormat = plan_.target->noFormat;
-  const std::string codec = node.Text("codec");
+  const std::string codec = node.Get(kCodec);
   if (HoldsNoVideo(format()) && (noFormat || codec.empty())) return false;
-  return VideoPropsValid(plan_.props.vid, true) && node.Bool("enabled", true) && !IsNull(codec) &&
+  return VideoPropsValid(plan_.props.vid, true) && node.Get(kEnabled) && !IsNull(codec) &&
          !(codec.empty() && noFormat);
 }
 
 Status TrackOpener::OpenVideo() {
-  const XMLParse::XMLNodePtr node = plan_.attributes->Child("video", true);
+  const XMLParse::XMLNodePtr node = plan_.attributes->Child(kVideoNode, true);
   if (WantsVideo(*node)) return Add(plan_.props, 0, node, AVMEDIA_TYPE_VIDEO);
   if (!plan_.target->ismv) return S_FALSE;
   XV_AV_PROPS placeholder = plan_.props;
@@ -102,15 +108,15 @@ Status TrackOpener::OpenVideo() {
 bool TrackOpener::WantsAudio() const {
   if (!AudioPropsValid(plan_.props.aud, true)) return false;
   const bool noFormat = plan_.target->noFormat;
-  const XMLParse::XMLNodePtr node = plan_.attributes->Child("audio", true);
-  const std::string codec = node->Text("codec");
+  const XMLParse::XMLNodePtr node = plan_.attributes->Child(kAudioNode, true);
+  const std::string codec = node->Get(kCodec);
   if (HoldsNoAudio(format()) && (noFormat || codec.empty())) return false;
-  return node->Bool("enabled", true) && !IsNull(codec) && !EqualsNoCase(codec, "wav_file") &&
+  return node->Get(kEnabled) && !IsNull(codec) && !EqualsNoCase(codec, "wav_file") &&
          !(noFormat && !tracks_.holders.empty());
 }
 
 void TrackOpener::OpenAudio(const XV_AV_PROPS& props) {
-  const XMLParse::XMLNodePtr node = plan_.attributes->Child("audio", true);
+  const XMLParse::XMLNodePtr node = plan_.attributes->Child(kAudioNode, true);
   const int tracks = static_cast<int>(TrackList(props.aud).size());
   for (int track = 0; track < tracks; ++track) {
     (void)Add(props, track, AudioOptions(*plan_.attributes, *node, track), AVMEDIA_TYPE_AUDIO);

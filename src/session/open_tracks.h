@@ -4,6 +4,7 @@
 #include <string>
 
 #include "base/status.h"
+#include "session/check_attributes.h"
 #include "session/open_target.h"
 #include "session/outputs.h"
 #include "session/session_stats.h"
@@ -23,8 +24,9 @@ struct TrackPlan {
 // Adds tracks to a session whose outputs have their contexts.
 class TrackOpener {
  public:
-  TrackOpener(Outputs& outputs, Tracks& tracks, SessionStats& stats, const TrackPlan& plan)
-      : outputs_(outputs), tracks_(tracks), stats_(stats), plan_(plan) {}
+  TrackOpener(Outputs& outputs, Tracks& tracks, AttributeUse& use, SessionStats& stats,
+              const TrackPlan& plan)
+      : outputs_(outputs), tracks_(tracks), use_(use), stats_(stats), plan_(plan) {}
 
   // The video stream, or the placeholder of a format that must have one. S_FALSE when there is none
   // to make; a failure ends the open.
@@ -42,6 +44,7 @@ class TrackOpener {
 
   Outputs& outputs_;
   Tracks& tracks_;
+  AttributeUse& use_;
   SessionStats& stats_;
   const TrackPlan& plan_;
 };

@@ -7,6 +7,7 @@
 #include "audio/wav_writer.h"
 #include "frames/prepare_video.h"
 #include "session/audio_stage.h"
+#include "session/check_attributes.h"
 #include "session/first_failure.h"
 #include "session/outputs.h"
 #include "session/packet_delivery.h"
@@ -47,6 +48,7 @@ struct Session {
   std::atomic<bool> isOpen{false};
   XMLParse::XMLNodePtr ownNode;  // the writer's own attributes, the fallback for a few; may be null
   SessionPlan plan;
+  AttributeUse use;  // the host's thread, until the outputs are open
   HostSide host;     // the host's thread
   VideoQueue queue;  // from the host's thread to the worker
   Outputs outputs;

@@ -1,15 +1,103 @@
 #pragma once
 
 #include <span>
+#include <string_view>
 
-#include "props/attribute_spec.h"
+#include "captions/embed.h"
+#include "tree/node.h"
 
+// What the session itself reads of its attributes.
 namespace xv {
 
-// What the encoder session itself reads of the session node and its children.
-std::span<const AttributeSpec> SessionAttributes();
+// The node of a second output's options.
+inline constexpr std::string_view kSecondNode = "second_encoder";
 
-// Names that a muxer is never given.
-std::span<const char* const> MuxerLeaveOut();
+bool IsMuxerName(std::string_view text);
+bool IsStartTimecode(std::string_view text);
+
+inline constexpr const char* kSplits[] = {"0",    "1",     "2",   "4",  "6",  "8",
+                                          "true", "false", "yes", "no", "on", "off"};
+
+// --- outputs ---
+
+inline constexpr Attribute<std::string> kFormat{"format",
+                                                kSessionNode,
+                                                {},
+                                                Expect("a muxer's name, null", IsMuxerName),
+                                                "Container; without it the name tells."};
+inline constexpr Attribute<bool> kCreateFolder{
+    "create_folder", kSessionNode, true, {}, "Makes the folder of an image sequence."};
+inline constexpr Attribute<bool> kPlayWhileRec{
+    "play_while_rec", kSessionNode, false, {}, "Keeps index files beside the growing file."};
+inline constexpr Attribute<bool> kLowLevelIo{
+    "play_while_rec.low_level_io", kSessionNode, {}, {}, "Index positions from the write calls."};
+inline constexpr Attribute<FilePath> kSecondEncoder{
+    "second_encoder", kSessionNode, {}, {}, "Target of a second output; its node holds options."};
+inline constexpr Attribute<FilePath> kCaptureFile{
+    "capture_file", kSessionNode, {}, {}, "As second_encoder, read when that is absent."};
+inline constexpr Attribute<FilePath> kSdp{
+    "sdp", kSessionNode, "Config.sdp", {}, "Session description of an RTP output."};
+inline constexpr Attribute<double> kIoTimeout{
+    "io_timeout",
+    kSessionNode,
+    10.0,
+    {.least = 1e-3, .most = 999'999, .expected = "seconds, more than 0 and below 1000000"},
+    "Patience with a receiver that takes nothing."};
+inline constexpr Attribute<SubNode> kMetadata{
+    "metadata", kSessionNode, {}, {}, "Metadata of the file."};
+inline constexpr Attribute<std::string> kProtocol{
+    "protocol", kSessionNode, {}, {}, "Kept for catalogues; not read."};
+inline constexpr Attribute<std::string> kMpegTimecode{
+    "mpeg.timecode", kSessionNode, {}, {}, "Kept for catalogues; not read."};
+
+// --- times and tracks ---
+
+inline constexpr Attribute<std::string> kStartTimecode{
+    "start_timecode", kSessionNode, "auto",
+    Expect("disabled, auto, local_time or a time code such as 10:00:00:00", IsStartTimecode),
+    "Start time code of the output."};
+inline constexpr Attribute<double> kItsOffset{"itsoffset", kSessionNode, 0.0, Expect("seconds"),
+                                              "Delays sound (positive) or picture (negative)."};
+inline constexpr Attribute<std::string> kSplitChannels{
+    "split_channels", kSessionNode, {}, OneOf(kSplits), "Channels of one audio track."};
+inline constexpr Attribute<bool> kMergeTracks{
+    "merge_tracks", kSessionNode, false, {}, "One audio track of all channels."};
+inline constexpr Attribute<bool> kIgnorePts{
+    "ignore_pts", kSessionNode, false, {}, "Numbers frames instead of using their times."};
+
+// --- stages ---
+
+inline constexpr Attribute<Rate> kDiskSpace{
+    "diskspace.min",
+    kSessionNode,
+    "300M",
+    {.least = 0xA00000, .expected = "10485760 and more; K, M, G or T may follow"},
+    "Free disk space that must remain."};
+inline constexpr Attribute<std::int32_t> kVideoBuffers{
+    "video.buffers", kSessionNode, 24, AtLeast(0), "Frames that wait for the encoder; 0: none."};
+inline constexpr Attribute<bool> kDropFrames{
+    "video.drop_frames", kSessionNode, false, {}, "Drops frames when the queue is full."};
+inline constexpr Attribute<bool> kEmbedCc{
+    "embed_cc", kSessionNode, false, {}, "Puts captions into the video stream."};
+inline constexpr Attribute<CaptionPlacement> kEmbedPlacement{
+    "embed_cc.placement", kSessionNode, CaptionPlacement::kSequence, OneOf(kCaptionPlacements),
+    "Where MPEG-2 captions stand."};
+inline constexpr Attribute<FilePath> kWavPath{
+    "wav_path", kSessionNode, {}, {}, "Side WAV file with the sound as it came."};
+inline constexpr Attribute<FilePath> kRawVideo{
+    "raw_video", kSessionNode, {}, {}, "Dump of the video packets."};
+inline constexpr Attribute<FilePath> kRawAudio{
+    "raw_audio", kSessionNode, {}, {}, "Dump of the first audio track's packets."};
+inline constexpr Attribute<FilePath> kRawAudioTrack{
+    "raw_audio.N", kSessionNode, {}, FromTrack(1), "Dump of the packets of audio track N."};
+inline constexpr Attribute<bool> kSavePackets{
+    "save_packets", kSessionNode, false, {}, "Writes each packet to a file of its own, too."};
+inline constexpr Attribute<bool> kXfCodecs{
+    "xfcodecs", kSessionNode, false, {}, "Records through the component encoders."};
+
+// All of the session node, those of the captions' capture too.
+std::span<const AttributeRow> SessionAttributes();
+// Those of the node kSecondNode that are not its muxer's.
+std::span<const AttributeRow> SecondOutputAttributes();
 
 }  // namespace xv

@@ -72,6 +72,7 @@ constexpr Percentile kPercentiles[] = {
 constexpr std::string_view kPackets = "packets.";
 constexpr std::string_view kBytes = "bytes.";
 constexpr std::string_view kUnusedOptions = "unused_options";
+constexpr std::string_view kBadValues = "bad_values";
 constexpr std::string_view kLastError = "last_error";
 
 // The number behind `prefix`, when `name` is just that.
@@ -119,6 +120,20 @@ double LatencyHistogram::Percentile(double fraction) const {
   return MiddleOf(last);
 }
 
+void SessionStats::Notes::Add(std::string_view entry) {
+  if (std::find(entries.begin(), entries.end(), entry) != entries.end()) return;
+  if (entries.size() < kMostNotes) {
+    entries.emplace_back(entry);
+  } else {
+    ++more;
+  }
+}
+
+std::string SessionStats::Notes::Render() const {
+  const std::string text = fmt::format("{}", fmt::join(entries, "\n"));
+  return more == 0 ? text : fmt::format("{}\n({} more)", text, more);
+}
+
 void SessionStats::Reset() {
   for (const Counter& counter : kCounters) (this->*counter.value).store(0);
   for (const CaptionCounter& counter : kCaptionCounters) (captions.*counter.value).store(0);
@@ -130,7 +145,8 @@ void SessionStats::Reset() {
   }
   streamsSeen_.store(0);
   const std::scoped_lock lock(textLock_);
-  unusedOptions_.clear();
+  unusedOptions_.Clear();
+  badValues_.Clear();
   lastError_.clear();
 }
 
@@ -156,10 +172,12 @@ std::int64_t SessionStats::Bytes(int stream) const {
 
 void SessionStats::AddUnusedOption(std::string_view name) {
   const std::scoped_lock lock(textLock_);
-  const std::string whole = fmt::format(" {} ", unusedOptions_);
-  if (whole.find(fmt::format(" {} ", name)) != std::string::npos) return;
-  if (!unusedOptions_.empty()) unusedOptions_ += ' ';
-  unusedOptions_ += name;
+  unusedOptions_.Add(name);
+}
+
+void SessionStats::AddBadValue(std::string_view entry) {
+  const std::scoped_lock lock(textLock_);
+  badValues_.Add(entry);
 }
 
 void SessionStats::Fail(std::string_view stage, std::string_view words, Status status) {
@@ -186,7 +204,8 @@ std::optional<std::string> SessionStats::Render(std::string_view name) const {
   if (const auto stream = StreamOf(name, kPackets)) return std::to_string(Packets(*stream));
   if (const auto stream = StreamOf(name, kBytes)) return std::to_string(Bytes(*stream));
   const std::scoped_lock lock(textLock_);
-  if (name == kUnusedOptions) return unusedOptions_;
+  if (name == kUnusedOptions) return unusedOptions_.Render();
+  if (name == kBadValues) return badValues_.Render();
   if (name == kLastError) return lastError_;
   return std::nullopt;
 }
@@ -201,6 +220,7 @@ std::vector<std::string> SessionStats::Names() const {
     names.push_back(fmt::format("{}{}", kBytes, stream));
   }
   names.emplace_back(kUnusedOptions);
+  names.emplace_back(kBadValues);
   names.emplace_back(kLastError);
   return names;
 }

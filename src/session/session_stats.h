@@ -35,6 +35,7 @@ class LatencyHistogram {
 // until Reset at the next first frame.
 class SessionStats final : public OutputReport {
  public:
+  static constexpr std::size_t kMostNotes = 32;
   static constexpr int kMaxStreams = 64;  // packets of streams above that are not counted
 
   // Frames that were refused, replaced or skipped.
@@ -56,8 +57,10 @@ class SessionStats final : public OutputReport {
   void CountPacket(int stream, std::int64_t bytes);
   std::int64_t Packets(int stream) const;
   std::int64_t Bytes(int stream) const;
-  // An option that neither this library nor FFmpeg took; once each.
+  // An option that neither this library nor FFmpeg took, and a value that cannot have been meant.
+  // Each is one line of its property, once; behind kMostNotes lines one says how many more came.
   void AddUnusedOption(std::string_view name);
+  void AddBadValue(std::string_view entry);
   // The last failure of the session: where it happened, the library's own words (may be empty), the
   // status that followed.
   void Fail(std::string_view stage, std::string_view words, Status status) override;
@@ -69,6 +72,14 @@ class SessionStats final : public OutputReport {
   std::vector<std::string> Names() const;
 
  private:
+  struct Notes {
+    std::vector<std::string> entries;
+    std::size_t more = 0;
+
+    void Add(std::string_view entry);
+    std::string Render() const;
+    void Clear() { *this = {}; }
+  };
   struct StreamCounts {
     std::atomic<std::int64_t> packets{0};
     std::atomic<std::int64_t> bytes{0};
@@ -76,8 +87,9 @@ class SessionStats final : public OutputReport {
 
   std::array<StreamCounts, kMaxStreams> streams_;
   std::atomic<int> streamsSeen_{0};
-  mutable std::mutex textLock_;  // guards the two texts; a leaf, nothing is called under it
-  std::string unusedOptions_;
+  mutable std::mutex textLock_;  // guards the texts; a leaf, nothing is called under it
+  Notes unusedOptions_;
+  Notes badValues_;
   std::string lastError_;
 };
 

@@ -2,23 +2,27 @@
 
 #include <algorithm>
 
+#include "session/session_attributes.h"
+
 namespace xv {
 namespace {
 
 constexpr std::int64_t kLeastDiskSpace = 0xA00000;  // 10 MiB; no attribute goes below it
-constexpr const char* kDefaultDiskSpace = "300M";
 
-bool BoolOf(const XMLParse::CoXMLNode& attributes, const XMLParse::CoXMLNode* ownNode,
-            const char* key) {
-  if (attributes.Has(key)) return attributes.Bool(key);
-  return ownNode != nullptr && ownNode->Bool(key);
+// The session's, else the writer's.
+template <class T>
+auto Read(const XMLParse::CoXMLNode& attributes, const XMLParse::CoXMLNode* ownNode,
+          const Attribute<T>& key) {
+  if (const auto value = attributes.Find(key)) return *value;
+  return ownNode != nullptr ? ownNode->Get(key) : key.Default();
 }
 
 std::vector<std::string> RawAudioPaths(const XMLParse::CoXMLNode& attributes, int tracks) {
   std::vector<std::string> paths;
   for (int track = 0; track < tracks; ++track) {
-    paths.push_back(
-        attributes.Text(track == 0 ? "raw_audio" : "raw_audio." + std::to_string(track)));
+    const auto path =
+        track == 0 ? attributes.Find(kRawAudio) : attributes.Find(kRawAudioTrack, track);
+    paths.push_back(path.value_or(std::string()));
   }
   return paths;
 }
@@ -27,17 +31,14 @@ std::vector<std::string> RawAudioPaths(const XMLParse::CoXMLNode& attributes, in
 
 StageOptions ReadStageOptions(const XMLParse::CoXMLNode& attributes,
                               const XMLParse::CoXMLNode* ownNode, int audioTracks) {
-  std::string diskSpace = kDefaultDiskSpace;
-  if (ownNode != nullptr) diskSpace = ownNode->Text("diskspace.min", diskSpace);
   StageOptions options;
-  options.dropFrames = attributes.Bool("video.drop_frames");
-  options.ignorePts = BoolOf(attributes, ownNode, "ignore_pts");
-  options.embedCaptions = BoolOf(attributes, ownNode, "embed_cc");
-  options.captionPlacement = static_cast<CaptionPlacement>(
-      attributes.ListIndex("embed_cc.placement", kCaptionPlacements, 0));
-  options.savePackets = attributes.Bool("save_packets");
-  options.leastDiskSpace = std::max(attributes.Rate("diskspace.min", diskSpace), kLeastDiskSpace);
-  options.rawVideoPath = attributes.Text("raw_video");
+  options.dropFrames = attributes.Get(kDropFrames);
+  options.ignorePts = Read(attributes, ownNode, kIgnorePts);
+  options.embedCaptions = Read(attributes, ownNode, kEmbedCc);
+  options.captionPlacement = attributes.Get(kEmbedPlacement);
+  options.savePackets = attributes.Get(kSavePackets);
+  options.leastDiskSpace = std::max(Read(attributes, ownNode, kDiskSpace), kLeastDiskSpace);
+  options.rawVideoPath = attributes.Get(kRawVideo);
   options.rawAudioPaths = RawAudioPaths(attributes, audioTracks);
   return options;
 }

@@ -9,6 +9,7 @@
 #include "media/time_code.h"
 #include "media/video_format.h"
 #include "platform/clock.h"
+#include "session/session_attributes.h"
 
 namespace xv {
 namespace {
@@ -29,7 +30,7 @@ bool CountsDropFrames(const XV_VID_PROPS& vid) {
 
 std::string StartTimecode(const XMLParse::CoXMLNode& attributes, const XV_TIME* time,
                           const XV_VID_PROPS& vid, Clock& clock) {
-  std::string code = attributes.Text("start_timecode");
+  std::string code = attributes.Get(kStartTimecode);
   if (EqualsNoCase(code, "disabled")) return {};
   const bool local = EqualsNoCase(code, "local_time");
   if (code.empty() || local || EqualsNoCase(code, "auto")) {

@@ -51,35 +51,43 @@ inline std::string_view TrimWhiteSpace(std::string_view text) {
   return text;
 }
 
+// One attribute of a text; the views point into the text.
+struct ScannedAttribute {
+  std::string_view name;
+  std::string_view value;
+  bool openQuote = false;  // the value's quote is never closed: it runs to the end
+};
+
 // The value behind an "=": in single quotes, in double quotes, or up to white space. No escape, no
-// nesting; an open quote runs to the end. `*at` comes to stand behind it.
-inline std::string_view ScanValue(std::string_view text, std::size_t* at) {
-  std::size_t start = SkipWhiteSpace(text, *at);
+// nesting. `*at` comes to stand behind it.
+inline void ScanValue(std::string_view text, std::size_t* at, ScannedAttribute* out) {
+  const std::size_t start = SkipWhiteSpace(text, *at);
   if (start < text.size() && (text[start] == '\'' || text[start] == '"')) {
-    const std::size_t end = std::min(text.find(text[start], start + 1), text.size());
+    const std::size_t quote = text.find(text[start], start + 1);
+    const std::size_t end = std::min(quote, text.size());
     *at = std::min(end + 1, text.size());
-    return text.substr(start + 1, end - start - 1);
+    out->value = text.substr(start + 1, end - start - 1);
+    out->openQuote = quote == std::string_view::npos;
+    return;
   }
   *at = FindWordEnd(text, start, '\0');
-  return text.substr(start, *at - start);
+  out->value = text.substr(start, *at - start);
 }
 
-// Calls `visit(name, value)` for each attribute of "name=value name2='value 2'" until it gives
-// false; then ScanAttributes does too. A name without "=" has an empty value. The views point into
-// `text`.
+// Calls `visit(ScannedAttribute)` for each attribute of "name=value name2='value 2'" until it gives
+// false; then ScanAttributes does too. A name without "=" has an empty value.
 template <class Visit>
 bool ScanAttributes(std::string_view text, Visit&& visit) {
   std::size_t at = SkipWhiteSpace(text, 0);
   while (at < text.size()) {
     const std::size_t end = FindWordEnd(text, at, '=');
-    const std::string_view name = text.substr(at, end - at);
-    std::string_view value;
+    ScannedAttribute one{text.substr(at, end - at), {}};
     at = SkipWhiteSpace(text, end);
     if (at < text.size() && text[at] == '=') {
       ++at;
-      value = ScanValue(text, &at);
+      ScanValue(text, &at, &one);
     }
-    if (!name.empty() && !visit(name, value)) return false;
+    if (!one.name.empty() && !visit(one)) return false;
     at = SkipWhiteSpace(text, at);
   }
   return true;

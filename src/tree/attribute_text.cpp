@@ -72,29 +72,26 @@ std::string CoXMLNode::AttributeText(const AttributeTextOptions& options) const 
   return out;
 }
 
-void CoXMLNode::MergeText(std::string_view text, MergeMode mode, bool paths,
-                          std::vector<std::string>* names) {
-  (void)TryMergeText(text, mode, paths, names);  // what is past the limit is garbage by then
+void CoXMLNode::MergeText(std::string_view text, MergeMode mode, bool paths, TextFaults* faults) {
+  (void)TryMergeText(text, mode, paths, faults);  // what is past the limit is garbage by then
 }
 
 Status CoXMLNode::TryMergeText(std::string_view text, MergeMode mode, bool paths,
-                               std::vector<std::string>* names) {
+                               TextFaults* faults) {
   if (mode == MergeMode::kClearFirst) ClearAttributes();
   const bool absentOnly = static_cast<std::int32_t>(mode) < 1;
   std::size_t left = kMaxItems;
-  const bool whole = ScanAttributes(text, [&](std::string_view name, std::string_view value) {
+  const bool whole = ScanAttributes(text, [&](const ScannedAttribute& one) {
     if (left-- == 0) return false;
-    if (names != nullptr) names->emplace_back(name);
-    if (paths && name.find("::") != std::string_view::npos) {
-      if (absentOnly) {
-        SetTextIfAbsent(name, value);
-      } else {
-        (void)SetText(name, value);  // a bad path is no attribute
-      }
-      return true;
+    if (faults != nullptr && one.openQuote) faults->openQuote = one.name;
+    if (!paths || one.name.find("::") == std::string_view::npos) {
+      const WriteLock guard(impl_->lock);
+      impl_->attributes.Set(one.name, XMLValue(one.value), absentOnly);
+    } else if (absentOnly) {
+      SetTextIfAbsent(one.name, one.value);
+    } else if (SetText(one.name, one.value).Failed() && faults != nullptr) {
+      if (faults->badPaths.size() < TextFaults::kMostPaths) faults->badPaths.emplace_back(one.name);
     }
-    const WriteLock guard(impl_->lock);
-    impl_->attributes.Set(name, XMLValue(value), absentOnly);
     return true;
   });
   return whole ? S_OK : E_OUTOFMEMORY;

@@ -197,12 +197,6 @@ bool CoXMLNode::Bool(std::string_view path, bool defaultValue) const {
   return ReadOr(*this, path, defaultValue);
 }
 
-int CoXMLNode::TriState(std::string_view path, int defaultValue) const {
-  const std::optional<std::string> text = FindText(path);
-  const int state = text ? ReadTriState(*text) : -1;
-  return state < 0 ? defaultValue : state;
-}
-
 std::int32_t CoXMLNode::Int(std::string_view path, std::int32_t defaultValue, bool* found) const {
   return ReadOr(*this, path, defaultValue, found);
 }
@@ -217,16 +211,6 @@ std::uint32_t CoXMLNode::Hex(std::string_view path, std::uint32_t defaultValue, 
 
 double CoXMLNode::Double(std::string_view path, double defaultValue, bool* found) const {
   return ReadOr(*this, path, defaultValue, found);
-}
-
-std::int64_t CoXMLNode::Rate(std::string_view path, std::string_view defaultText) const {
-  return ReadRate(Text(path, defaultText));
-}
-
-int CoXMLNode::ListIndex(std::string_view path, std::span<const char* const> words,
-                         int defaultValue) const {
-  const std::optional<std::string> text = FindText(path);
-  return text ? WordIndex(*text, words, defaultValue) : defaultValue;
 }
 
 bool CoXMLNode::Has(std::string_view path) const {

@@ -13,6 +13,7 @@
 
 #include "base/ref.h"
 #include "base/status.h"
+#include "tree/attribute.h"
 #include "tree/node_interface.h"
 
 // The node tree that holds every setting. Text inside is UTF-8; the interface methods convert.
@@ -45,6 +46,13 @@ struct XmlWriteOptions {
   int wrap = 0;    // 2: each attribute on a line of its own
 };
 
+// What a text of attributes holds that cannot have been meant.
+struct TextFaults {
+  static constexpr std::size_t kMostPaths = 32;
+  std::string openQuote;              // path of the attribute whose quote is never closed; "": none
+  std::vector<std::string> badPaths;  // names like "a::::b", when replacing; the first ones
+};
+
 // How the attributes become one line of text.
 struct AttributeTextOptions {
   std::string_view separator = " ";  // between two attributes; the first stands behind a blank
@@ -67,19 +75,35 @@ class CoXMLNode final : public IXvNodeImpl {
   // A node without a parent.
   static XMLNodePtr Create(std::string_view name);
 
+  // --- reading by key; this is the node that holds the attribute ---
+  // Nothing when it is absent, or a text that stands for the default.
+  template <class T>
+  auto Find(const Attribute<T>& key) const {
+    const auto text = FindText(key.name);
+    return text ? Attribute<T>::Type::Read(*text, key.limits) : std::nullopt;
+  }
+  // Of a key "name.N": the attribute of one track.
+  template <class T>
+  auto Find(const Attribute<T>& key, int track) const {
+    const auto text = FindText(TrackName(key, track));
+    return text ? Attribute<T>::Type::Read(*text, key.limits) : std::nullopt;
+  }
+  template <class T>
+  auto Get(const Attribute<T>& key) const {
+    return Find(key).value_or(key.Default());
+  }
+  // The text as it stands; "" when it is absent.
+  std::string TextOf(const AttributeRow& key) const { return Text(key.name); }
+  bool Has(const AttributeRow& key) const { return FindText(key.name).has_value(); }
+
   // --- reading; `path` names an attribute ---
   std::optional<std::string> FindText(std::string_view path) const;
   std::string Text(std::string_view path, std::string_view defaultValue = {}) const;
   bool Bool(std::string_view path, bool defaultValue = false) const;
-  int TriState(std::string_view path, int defaultValue) const;  // 0, 1 or the default
   std::int32_t Int(std::string_view path, std::int32_t defaultValue, bool* found = nullptr) const;
   std::int64_t Int64(std::string_view path, std::int64_t defaultValue) const;
   std::uint32_t Hex(std::string_view path, std::uint32_t defaultValue, bool* found = nullptr) const;
   double Double(std::string_view path, double defaultValue, bool* found = nullptr) const;
-  // "5M" and the like; the default is text too.
-  std::int64_t Rate(std::string_view path, std::string_view defaultText = {}) const;
-  // Index in `words` without regard to case; the default when absent or unknown.
-  int ListIndex(std::string_view path, std::span<const char* const> words, int defaultValue) const;
   // A child or an attribute of that path exists.
   bool Has(std::string_view path) const;
 
@@ -129,14 +153,14 @@ class CoXMLNode final : public IXvNodeImpl {
   std::vector<std::pair<std::string, std::string>> Attributes() const;  // a snapshot, in order
 
   // --- text ---
-  // "name=value name2='value 2'". With `paths` a name may be a "::" path. `names`, if not null,
-  // collects the names seen.
+  // "name=value name2='value 2'". With `paths` a name may be a "::" path. `faults`, if not null,
+  // gets what is wrong with the text; the rest merges all the same.
   void MergeText(std::string_view text, MergeMode mode, bool paths = true,
-                 std::vector<std::string>* names = nullptr);
+                 TextFaults* faults = nullptr);
   // MergeText with its result: E_OUTOFMEMORY when the text holds more than kMaxItems attributes;
   // those ahead of the limit are in.
   Status TryMergeText(std::string_view text, MergeMode mode, bool paths = true,
-                      std::vector<std::string>* names = nullptr);
+                      TextFaults* faults = nullptr);
   // Attributes as one line, each behind a blank; names of `leaveOut` are skipped.
   std::string AttributeText(std::span<const char* const> leaveOut = {}) const;
   std::string AttributeText(const AttributeTextOptions& options) const;

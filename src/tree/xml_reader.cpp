@@ -184,9 +184,9 @@ class TreeBuilder {
     if (tag.name.empty() || !Count()) return;
     XMLNodePtr node = CoXMLNode::Create(ToLower(tag.name));
     ObjectsMap& attributes = XMLNodeImpl::Of(*node).attributes;
-    ScanAttributes(tag.rest, [&](std::string_view name, std::string_view value) {
+    ScanAttributes(tag.rest, [&](const ScannedAttribute& one) {
       if (!Count()) return false;
-      attributes.Set(name, XMLValue(value));
+      attributes.Set(one.name, XMLValue(one.value));
       return true;
     });
     CoXMLNode* const plain = node.get();

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "base/status.h"
 
@@ -28,6 +29,10 @@ static_assert(sizeof(CalendarTime) == 16);
 // 10 minutes and 5 hours. A date may stand ahead of the time, unless `timeOnly`: year-month-day,
 // day/month/year or day.month.year. `text` is zero-terminated. E_POINTER for a null.
 Status ReadTime(const char* text, CalendarTime* out, bool timeOnly);
+
+// "hh:mm:ss:ff", or ";" or "." ahead of the frames of a drop-frame count; a time within one day and
+// below 60 frames.
+bool IsTimeCode(std::string_view text);
 
 // "hh:mm:ss" or, with milliseconds, "hh:mm:ss.mmm"; behind "yyyy-mm-dd " when there is a date.
 std::string RenderTime(const CalendarTime& time, bool timeOnly);

@@ -1,8 +1,10 @@
 #include "writer/encoder_choice.h"
 
 #include "base/text.h"
+#include "codec/stream_attributes.h"
 #include "media/validity.h"
 #include "session/encoder_ffm.h"
+#include "session/session_attributes.h"
 
 namespace xv {
 namespace {
@@ -19,10 +21,10 @@ Status AskSource(IUnknown* source, XV_AV_PROPS* props) {
 }  // namespace
 
 bool WantsComponentPath(const XMLParse::CoXMLNode& session, const XMLParse::CoXMLNode& own) {
-  const std::string format = session.Text("format");
+  const std::string format = session.Get(kFormat);
   return EqualsNoCase(format, "mpeg_nablet") || EqualsNoCase(format, "mpeg_nablet_udp") ||
-         EqualsNoCase(session.Text("video::codec"), "packets") || own.Bool("xfcodecs.enabled") ||
-         session.Bool("xfcodecs");
+         EqualsNoCase(session.Text(PathOf(InNode(kCodec, kVideoNode))), "packets") ||
+         own.Bool("xfcodecs.enabled") || session.Get(kXfCodecs);
 }
 
 Status OpenEncoder(const EncoderRequest& request, const XV_AV_PROPS* props, const XV_TIME* time,

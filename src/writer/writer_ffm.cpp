@@ -3,6 +3,8 @@
 #include "base/auto_obj_base.h"
 #include "base/guard.h"
 #include "base/text.h"
+#include "session/check_attributes.h"
+#include "session/session_attributes.h"
 
 namespace xv {
 namespace {
@@ -12,30 +14,19 @@ using XMLParse::MergeMode;
 
 constexpr std::int64_t kTimeTolerance = 100'000;  // 10 ms
 
-struct Default {
-  const char* name;
-  const char* value;
-};
-
-constexpr Default kOwnDefaults[] = {
-    {"config.path", "formats_n_codecs_user.xml"},
-    {"config.full", "false"},
-    {"config.unicode", "false"},
-    {"config.update", "false"},
-    {"ignore_pts", "false"},
-    {"diskspace.min", "300M"},
-    {"embed_cc", "false"},
-};
-
-constexpr const char* kFromSession[] = {"ignore_pts", "diskspace.min", "embed_cc"};
-constexpr const char* kIntoSession[] = {"anc_path", "scc_path", "anc_capture", "scc_capture",
-                                        "anc_capture.tags"};
+// What the writer's own node holds beside the catalogue's settings, for sessions that do not say.
+constexpr AttributeRow kFromSession[] = {kIgnorePts, kDiskSpace, kEmbedCc};
+constexpr AttributeRow kIntoSession[] = {kAncPath, kSccPath, kAncCapture, kSccCapture, kAncTags};
 constexpr const char* kNotShown[] = {"qs_version", "qs_impl"};
 
-void CopyPresent(const CoXMLNode& from, CoXMLNode& to, std::span<const char* const> names) {
-  for (const char* name : names) {
-    if (const auto text = from.FindText(name)) (void)to.SetText(name, *text);
+void CopyPresent(const CoXMLNode& from, CoXMLNode& to, std::span<const AttributeRow> rows) {
+  for (const AttributeRow& row : rows) {
+    if (from.Has(row)) (void)to.SetText(row.name, from.TextOf(row));
   }
+}
+
+void SetDefaults(CoXMLNode& node, std::span<const AttributeRow> rows) {
+  for (const AttributeRow& row : rows) node.SetTextIfAbsent(row.name, DefaultText(row));
 }
 
 }  // namespace
@@ -59,7 +50,8 @@ CCoXvWriterFFM_I::CCoXvWriterFFM_I(IUnknown* outer)
 // What the user's settings hold wins over the defaults, and what they lack becomes visible there.
 void CCoXvWriterFFM_I::SetOwnDefaults() {
   XvPropsHW::ReadInto(*own_);
-  for (const Default& row : kOwnDefaults) own_->SetTextIfAbsent(row.name, row.value);
+  SetDefaults(*own_, CatalogueAttributes());
+  SetDefaults(*own_, kFromSession);
   XvPropsHW::WriteBack(*own_);
   (void)own_->Child("m_config", true);
   (void)own_->Child("supported_list", true);
@@ -140,6 +132,7 @@ EncoderRequest CCoXvWriterFFM_I::Request() const {
 
 Status CCoXvWriterFFM_I::OpenForFrame(const XV_AV_PROPS& props, const XV_TIME& time) {
   stats_.Reset();
+  ReportFaults(textFaults_, *session_, stats_);
   SetupCapture(target_, session_, own_, &stats_.captions);
   const Status opened = OpenEncoder(Request(), &props, &time, encoder_);
   // A stage that failed has said more than this could.
@@ -189,7 +182,10 @@ HRESULT CCoXvWriterFFM_I::WriterSet(const char16_t* name, const char16_t* attrib
     if (encoder_) return XV_E_IN_USE;
     target_ = Utf8FromUtf16(name);
     session_->Clear();
-    if (attributes != nullptr) session_->MergeText(Utf8FromUtf16(attributes), MergeMode::kReplace);
+    textFaults_ = {};
+    if (attributes != nullptr) {
+      session_->MergeText(Utf8FromUtf16(attributes), MergeMode::kReplace, true, &textFaults_);
+    }
     CopyPresent(*session_, *own_, kFromSession);
     CopyPresent(*own_, *session_, kIntoSession);
     return S_OK;

@@ -97,8 +97,9 @@ class CCoXvWriterFFM_I final : public IXvObject_I,
   Ref<IUnknown> source_;
   Ref<XvEncoderBaseLegacy> encoder_;
   std::string target_;
-  XMLParse::XMLNodePtr session_;  // what WriterSet gave
-  XMLParse::XMLNodePtr own_;      // the tree behind IXvProps
+  XMLParse::XMLNodePtr session_;     // what WriterSet gave
+  XMLParse::TextFaults textFaults_;  // of its text
+  XMLParse::XMLNodePtr own_;         // the tree behind IXvProps
   SessionStats stats_;
   Catalogue catalogue_;  // behind the property "supported_list"
 };

@@ -26,7 +26,7 @@ TEST(SessionStats, EveryNameRendersAndResets) {
   EXPECT_EQ(stats.Render("packets.2"), "2");
   EXPECT_EQ(stats.Render("bytes.2"), "30");
   EXPECT_EQ(stats.Render("packets.1"), "0");
-  EXPECT_EQ(stats.Render("unused_options"), "tune tun");
+  EXPECT_EQ(stats.Render("unused_options"), "tune\ntun");
   EXPECT_EQ(stats.Render("last_error"), "encode: no luck (0x80004005)");
   for (const char* unknown : {"", "packets.", "packets.x", "packets.-1", "packets.1x", "Drops"}) {
     EXPECT_FALSE(stats.Render(unknown)) << unknown;

@@ -5,7 +5,14 @@
 #include <fstream>
 #include <set>
 
+#include "catalogue/builtin_list.h"
 #include "lists/attribute_tables.h"
+#include "lists/selection.h"
+
+extern "C" {
+#include <libavformat/avformat.h>
+#include <libavutil/opt.h>
+}
 
 namespace xv::test {
 namespace {
@@ -57,9 +64,78 @@ std::set<std::string> NamesOfAllTests() {
 TEST(AttributeCoverage, SomeTestSetsEachAttributeThatTheWriterReads) {
   const std::set<std::string> names = NamesOfAllTests();
   for (const AttributeTable& table : AttributeTables()) {
-    for (const AttributeSpec& row : table.rows) {
-      const std::string name = (*row.node == '\0' ? "" : row.node + std::string("::")) + row.key;
-      EXPECT_EQ(names.count(name), 1u) << table.title << ": " << name;
+    for (const AttributeRow& row : table.rows) {
+      EXPECT_EQ(names.count(PathOf(row)), 1u) << table.title << ": " << PathOf(row);
+    }
+  }
+}
+
+// A key of all tracks has several rows.
+TEST(AttributeCoverage, EachKeyHasItsRow) {
+  std::set<std::pair<std::string_view, std::string_view>> listed;
+  for (const AttributeTable& table : AttributeTables()) {
+    for (const AttributeRow& row : table.rows) listed.insert({row.name, row.help});
+  }
+  std::size_t declared = 0;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(SOURCES_FOLDER)) {
+    if (entry.path().extension() != ".h") continue;
+    std::ifstream file(entry.path());
+    for (std::string line; std::getline(file, line);) {
+      if (line.starts_with("inline constexpr Attribute<")) ++declared;
+    }
+  }
+  EXPECT_EQ(listed.size(), declared);
+}
+
+TEST(AttributeCoverage, DefaultsAreValuesOfTheirKeys) {
+  for (const AttributeTable& table : AttributeTables()) {
+    for (const AttributeRow& row : table.rows) {
+      const std::string text = DefaultText(row);
+      EXPECT_TRUE(text.empty() || IsValidValue(row, text)) << PathOf(row) << "=" << text;
+    }
+  }
+}
+
+// What the list of formats and codecs offers for a key of ours.
+void ExpectOffersValid(const XMLParse::CoXMLNode& holder, std::span<const AttributeRow> rows) {
+  for (const ListedAttribute& one : AttributesOfFormat(holder)) {
+    const AttributeRow* row = FindRow(rows, one.name);
+    if (row == nullptr || row->toFFmpeg) continue;
+    for (const std::string& value : ReadList(one.values + "," + one.defaultValue)) {
+      EXPECT_TRUE(IsValidValue(*row, value)) << holder.Text("id") << " " << PathOf(*row) << value;
+    }
+  }
+}
+
+TEST(AttributeCoverage, ListedValuesAreValuesOfTheirKeys) {
+  const XMLParse::XMLNodePtr list = XMLParse::CoXMLNode::Create({});
+  ASSERT_TRUE(list->ReadXml(BuiltinList()).Ok());
+  for (const auto& format : list->FindChild("formats")->Children()) {
+    ExpectOffersValid(*format, SessionAttributes());
+    for (const std::string_view kind : {kVideoNode, kAudioNode}) {
+      const auto rows = kind == kVideoNode ? VideoAttributes() : AudioAttributes();
+      const XMLParse::XMLNodePtr codecs = format->FindChild(kind);
+      if (!codecs) continue;
+      for (const auto& codec : codecs->Children()) ExpectOffersValid(*codec, rows);
+    }
+  }
+  for (const auto& codec : list->FindChild("video_codecs")->Children()) {
+    ExpectOffersValid(*codec, VideoAttributes());
+  }
+  ExpectOffersValid(*list->FindChild("video_codecs"), VideoAttributes());
+  ExpectOffersValid(*list->FindChild("audio_codecs"), AudioAttributes());
+}
+
+// What is kept from FFmpeg takes no option away from it: no muxer or protocol has one of the name.
+TEST(AttributeCoverage, MuxersHaveNoOptionOfOurNames) {
+  for (const auto rows : {SessionAttributes(), SecondOutputAttributes()}) {
+    for (const AttributeRow& row : rows) {
+      const AVClass* kind = avformat_get_class();
+      EXPECT_EQ(
+          av_opt_find(&kind, std::string(row.name).c_str(), nullptr, AV_OPT_FLAG_ENCODING_PARAM,
+                      AV_OPT_SEARCH_CHILDREN | AV_OPT_SEARCH_FAKE_OBJ),
+          nullptr)
+          << row.name;
     }
   }
 }

@@ -125,12 +125,18 @@ TEST(Xvrecord, CaptionsSurviveTwoRecordings) {
   EXPECT_THAT(scc.out, HasSubstr("TEST CAPTION 2"));
 }
 
-TEST(Xvrecord, OptionsThatNobodyTookAreNamed) {
+TEST(Xvrecord, WarnsOfEachUnusedOptionAndBadValue) {
   TemporaryFolder folder;
-  const auto run = RunProgram({kProgram, "-a", "video::codec=mpeg4 video::crfx=7",
+  const auto run = RunProgram({kProgram, "--stats", folder / "stats", "-a",
+                               "video::codec=mpeg4 video::crfx=7 vidoe::b=1 video.buffers=some",
                                "test:size=320x240,seconds=0.2", folder / "out.mp4"});
   EXPECT_EQ(run.status, 0);
-  EXPECT_THAT(run.err, HasSubstr("video::crfx"));
+  EXPECT_EQ(run.err,
+            "xvrecord: nobody took the option vidoe::b (did you mean video::b?)\n"
+            "xvrecord: nobody took the option video::crfx\n"
+            "xvrecord: not a good value: video.buffers=some (expected 0 and more)\n");
+  const auto json = nlohmann::json::parse(folder.Read("stats"));
+  EXPECT_EQ(json["quality"]["bad_values"], "video.buffers=some (expected 0 and more)");
 }
 
 }  // namespace

@@ -37,7 +37,7 @@ TEST(Node, WritersMakeTheNodesOfAPath) {
   EXPECT_TRUE(node->SetText("video::codec", "libx264").Ok());
   EXPECT_EQ(node->WriteXml(), "<n><video codec='libx264'/></n>");
   EXPECT_TRUE(node->SetTextOfExisting("video::b", "5M").Ok());
-  EXPECT_EQ(node->Rate("VIDEO::B"), 5'000'000);
+  EXPECT_EQ(node->Text("VIDEO::B"), "5M");
   EXPECT_TRUE(node->Has("video") && node->Has("video::codec"));
   EXPECT_FALSE(node->Has("audio") || node->Has("video::g"));
   EXPECT_TRUE(node->SetText("c[3]::x", "1").Ok());
@@ -48,7 +48,7 @@ TEST(Node, WritersMakeTheNodesOfAPath) {
 }
 
 TEST(Node, TypedReadersTakeDefaultsForWhatIsAbsent) {
-  const XMLNodePtr node = Parse("<n i=7 h=0xFF d=50% t=only r=16K w=CROP e=''/>");
+  const XMLNodePtr node = Parse("<n i=7 h=0xFF d=50% t=only e=''/>");
   bool found = true;
   EXPECT_EQ(node->Int("none", 42, &found), 42);
   EXPECT_FALSE(found);
@@ -57,14 +57,7 @@ TEST(Node, TypedReadersTakeDefaultsForWhatIsAbsent) {
   EXPECT_EQ(node->Hex("h", 0), 255u);
   EXPECT_EQ(node->Double("d", 0), 0.5);
   EXPECT_TRUE(node->Bool("t"));
-  EXPECT_EQ(node->TriState("t", 5), 5);
-  EXPECT_EQ(node->TriState("i", 5), 5);
   EXPECT_FALSE(node->Bool("e", true)) << "an empty text is there";
-  EXPECT_EQ(node->Rate("none"), 0);
-  EXPECT_EQ(node->Rate("none", "300M"), 300'000'000);
-  static constexpr const char* kWords[] = {"default", "crop", nullptr};
-  EXPECT_EQ(node->ListIndex("w", kWords, 9), 1);
-  EXPECT_EQ(node->ListIndex("i", kWords, 9), 9);
   EXPECT_EQ(node->Text("i"), "7") << "reading as a type keeps the text";
 }
 
@@ -84,15 +77,17 @@ TEST(Node, AttributesKeepTheirPlaceAndManyAreFound) {
 
 TEST(AttributeText, ScansNamesQuotesAndOpenQuotes) {
   const XMLNodePtr node = CoXMLNode::Create("n");
-  std::vector<std::string> names;
+  TextFaults faults;
   node->MergeText(
-      "\xEF\xBF\xAE a=1 flag b = 'two words'c=\"it's\"\xEF\xB7\x90 v::b=5M = lost q='rest of it",
-      MergeMode::kReplace, true, &names);
+      "\xEF\xBF\xAE a=1 flag b = 'two words'c=\"it's\"\xEF\xB7\x90 v::b=5M = lost x::::y=1 "
+      "q='rest of it",
+      MergeMode::kReplace, true, &faults);
   EXPECT_THAT(node->Attributes(),
               ElementsAre(Pair("a", "1"), Pair("flag", ""), Pair("b", "two words"),
                           Pair("c", "it's"), Pair("q", "rest of it")));
   EXPECT_EQ(node->Text("v::b"), "5M");
-  EXPECT_THAT(names, ElementsAre("a", "flag", "b", "c", "v::b", "q"));
+  EXPECT_EQ(faults.openQuote, "q");
+  EXPECT_THAT(faults.badPaths, ElementsAre("x::::y"));
   node->MergeText("x=&lt;", MergeMode::kReplace);
   EXPECT_EQ(node->Text("x"), "&lt;") << "attributes have no entities";
 }

@@ -207,6 +207,16 @@ TEST(TimeSyntax, ReadsThreeFormsOfDate) {
   EXPECT_EQ(ReadTime("1", nullptr, false).code(), E_POINTER);
 }
 
+TEST(TimeSyntax, TimeCodesLieWithinADay) {
+  for (const char* text : {"00:00:00:00", "23:59:59:59", "1:2:3;04", "10:00:00.02"}) {
+    EXPECT_TRUE(IsTimeCode(text)) << text;
+  }
+  for (const char* text : {"", "24:00:00:00", "00:60:00:00", "00:00:60:00", "00:00:00:60", "1:2:3",
+                           "1:2;3:4", "1:2:3:4:5", "123:0:0:0", "1:2:3:", "a:b:c:d"}) {
+    EXPECT_FALSE(IsTimeCode(text)) << text;
+  }
+}
+
 TEST(XmlValue, ReadAsAnotherTypeParsesTheText) {
   using XMLParse::XMLValue;
   XMLValue value("010");

@@ -1,4 +1,4 @@
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "support/media_probe.h"
 
@@ -49,22 +49,6 @@ TEST(Recording, RgbHeightSignSaysWhichLineComesFirst) {
     writer.Stop();
     EXPECT_NEAR(Probe(folder / "a.avi").Pictures().firstLuma.at(0), bottomUp ? 20 : 220, 4);
   }
-}
-
-TEST(Recording, UnusedOptionsAreNamed) {
-  TemporaryFolder folder;
-  host::Writer writer;
-  ASSERT_EQ(
-      writer.Start(folder / "a.mp4",
-                   "video::codec=mpeg4 video::nonsense=1 audio::odd=2 movflags=faststart junk=3"),
-      S_OK);
-  ASSERT_EQ(PushFrames(writer, Feed(), 3), S_OK);
-  writer.Stop();
-  EXPECT_THAT(
-      writer.Get("quality::unused_options"),
-      testing::AllOf(testing::HasSubstr("video::nonsense"), testing::HasSubstr("audio::odd"),
-                     testing::HasSubstr("junk"), testing::Not(testing::HasSubstr("movflags"))));
-  EXPECT_TRUE(Probe(folder / "a.mp4").opened);
 }
 
 TEST(Recording, SplitChannelsGiveTracks) {

@@ -2,7 +2,6 @@
 
 #include <array>
 
-#include "captions/capture_options.h"
 #include "catalogue/catalogue.h"
 #include "codec/stream_attributes.h"
 #include "lists/attributes_doc.h"
@@ -10,18 +9,20 @@
 
 namespace xv {
 
-// What the writer reads itself, by the room that reads it: attributes of a session first.
-inline std::array<AttributeTable, 5> AttributeTables() {
+// Attributes of a session.
+inline std::array<AttributeTable, 3> SessionTables() {
   return {{{"Session", SessionAttributes()},
            {"Video streams", VideoAttributes()},
-           {"Audio streams", AudioAttributes()},
-           {"Caption capture", CaptureAttributes()},
-           {"List of formats and codecs, as properties of the writer", CatalogueAttributes()}}};
+           {"Audio streams", AudioAttributes()}}};
 }
 
-inline std::array<AttributeTable, 4> SessionTables() {
-  const auto all = AttributeTables();
-  return {all[0], all[1], all[2], all[3]};
+// All that the writer reads itself.
+inline std::array<AttributeTable, 4> AttributeTables() {
+  const auto session = SessionTables();
+  return {session[0],
+          session[1],
+          session[2],
+          {"List of formats and codecs, as properties of the writer", CatalogueAttributes()}};
 }
 
 }  // namespace xv

@@ -36,11 +36,9 @@ void AppendTable(const AttributeTable& table, std::string* out) {
   out->append("\n## ").append(table.title).append("\n\n");
   AppendRow(out, {"Attribute", "Type", "Default", "Values", "Meaning", "To FFmpeg"});
   out->append("|---|---|---|---|---|---|\n");
-  for (const AttributeSpec& row : table.rows) {
-    const std::string node = row.node;
-    AppendRow(out,
-              {Code((node.empty() ? "" : node + "::") + row.key), row.type, Code(row.defaultValue),
-               Cell(row.range), Cell(row.help), row.toFFmpeg ? "yes" : ""});
+  for (const AttributeRow& row : table.rows) {
+    AppendRow(out, {Code(PathOf(row)), std::string(KindName(row.kind)), Code(DefaultText(row)),
+                    Cell(ExpectedValues(row)), Cell(row.help), row.toFFmpeg ? "yes" : ""});
   }
 }
 
@@ -103,7 +101,17 @@ std::string RenderAttributesDoc(std::span<const AttributeTable> tables, const Co
       "Generated from the tables beside the readers and from the built-in list of formats and\n"
       "codecs; `make_attributes_doc docs/attributes.md` writes it anew. Attributes of a node "
       "stand\n"
-      "behind its path: `video::b`. Defaults of FFmpeg's own options are those of FFmpeg 5.1.\n";
+      "behind its path: `video::b`. Defaults of FFmpeg's own options are those of FFmpeg 5.1.\n"
+      "\n"
+      "What a session was given in vain is told by two properties, from its first frame on, one\n"
+      "entry a line: `quality::unused_options` names each attribute that neither this library nor\n"
+      "FFmpeg knows or took, as `vidoe::b (did you mean video::b?)` where a known name is near;\n"
+      "`quality::bad_values` each value that is not what its reader expects, or that FFmpeg\n"
+      "refuses, as `video::size=banana (expected a size ...)`. Such a value reads as the default,\n"
+      "or as the part of it that can be read. Behind 32 entries a line such as `(5 more)` "
+      "follows.\n"
+      "Names in `metadata`, `video::metadata` and `audio::metadata` are free. `audio.N` overlays\n"
+      "`audio` for track N, counted from 0, of 1 and above.\n";
   for (const AttributeTable& table : tables) AppendTable(table, &out);
   AppendFormats(list, &out);
   AppendCodecs(list, "video", &out);

@@ -3,7 +3,6 @@
 #include <span>
 #include <string>
 
-#include "props/attribute_spec.h"
 #include "tree/node.h"
 
 namespace xv {
@@ -11,7 +10,7 @@ namespace xv {
 // The rows that one room reads, under a heading of its own.
 struct AttributeTable {
   const char* title;
-  std::span<const AttributeSpec> rows;
+  std::span<const AttributeRow> rows;
 };
 
 // docs/attributes.md as text: what this system reads itself, then what the formats and codecs of

@@ -52,11 +52,12 @@ using Attributes = std::map<std::string, std::string>;
 
 void AddOwn(Attributes* all) {
   for (const xv::AttributeTable& table : xv::SessionTables()) {
-    for (const xv::AttributeSpec& row : table.rows) {
-      const std::string node = row.node;
-      const std::string_view type = row.type;
-      const char* values = type == "bool" ? "true, false" : type == "list" ? row.range : "";
-      all->try_emplace((node.empty() ? "" : node + "::") + row.key, values);
+    for (const xv::AttributeRow& row : table.rows) {
+      const bool flag = row.kind == xv::AttributeKind::kBool;
+      const bool listed = !row.limits.words.empty();
+      all->try_emplace(PathOf(row), flag     ? "true, false"
+                                    : listed ? ExpectedValues(row)
+                                             : std::string());
     }
   }
 }

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <fstream>
 #include <iostream>
+#include <sstream>
 #include <thread>
 
 #include "xvrecord/catalogue_view.h"
@@ -165,6 +166,14 @@ int PrintLists(const Options& options, const xv::host::Writer& writer) {
   return 0;
 }
 
+// One warning for each line.
+void WarnOfEach(const char* what, const std::string& lines) {
+  std::istringstream stream(lines);
+  for (std::string line; std::getline(stream, line);) {
+    std::fprintf(stderr, "xvrecord: %s %s\n", what, line.c_str());
+  }
+}
+
 int Record(const Options& options, xv::host::Writer& writer) {
   const std::unique_ptr<Input> input = OpenInput(options);
   // Captions of the input stay with it unless the user says otherwise.
@@ -185,6 +194,10 @@ int Record(const Options& options, xv::host::Writer& writer) {
   totals.wallSeconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
   totals.cpuSeconds = CpuSeconds();
+  if (!options.quiet) {
+    WarnOfEach("nobody took the option", writer.Get("quality::unused_options"));
+    WarnOfEach("not a good value:", writer.Get("quality::bad_values"));
+  }
   if (!options.stats.empty() &&
       !WriteStats(options.stats, StatsJson(options.output, writer, totals, result))) {
     return Fail("Cannot write the statistics to " + options.stats + ".");
@@ -196,9 +209,6 @@ int Record(const Options& options, xv::host::Writer& writer) {
   }
   if (!options.quiet) {
     std::printf("%s\n", ClosingLine(options.output, writer, totals).c_str());
-    const std::string unused = writer.Get("quality::unused_options");
-    if (!unused.empty())
-      std::fprintf(stderr, "xvrecord: nobody took these options: %s\n", unused.c_str());
     const std::string lost = writer.Get("quality::captions.lost");
     if (lost != "0") std::fprintf(stderr, "xvrecord: captions lost: %s\n", lost.c_str());
     if (!input->Trouble().empty()) std::fprintf(stderr, "xvrecord: %s\n", input->Trouble().c_str());

@@ -16,11 +16,10 @@ namespace {
 
 constexpr int kMostStreams = 64;
 
-constexpr const char* kQuality[] = {"drops",         "video.deque",      "pts_errors",
-                                    "frames_in",     "encode_ms.p50",    "encode_ms.p99",
-                                    "write_ms.p50",  "write_ms.p99",     "unused_options",
-                                    "captions.seen", "captions.written", "captions.embedded",
-                                    "captions.lost", "last_error"};
+constexpr const char* kQuality[] = {
+    "drops",         "video.deque",      "pts_errors",        "frames_in",      "encode_ms.p50",
+    "encode_ms.p99", "write_ms.p50",     "write_ms.p99",      "unused_options", "bad_values",
+    "captions.seen", "captions.written", "captions.embedded", "captions.lost",  "last_error"};
 
 struct ReadBack {
   std::string streams;
