@@ -35,6 +35,10 @@ double MiddleOf(int index) {
 
 std::string Milliseconds(double value) { return fmt::format("{:.3f}", value); }
 
+std::string Hexadecimal(Status status) {
+  return fmt::format("0x{:08X}", static_cast<std::uint32_t>(status.code()));
+}
+
 struct Counter {
   std::string_view name;
   std::atomic<std::int64_t> SessionStats::*value;
@@ -66,6 +70,7 @@ constexpr std::string_view kPackets = "packets.";
 constexpr std::string_view kBytes = "bytes.";
 constexpr std::string_view kUnusedOptions = "unused_options";
 constexpr std::string_view kLastError = "last_error";
+constexpr std::string_view kLastStatus = "last_status";
 
 // The number behind `prefix`, when `name` is just that.
 std::optional<int> StreamOf(std::string_view name, std::string_view prefix) {
@@ -124,6 +129,7 @@ void SessionStats::Reset() {
   const std::scoped_lock lock(textLock_);
   unusedOptions_.clear();
   lastError_.clear();
+  lastStatus_ = S_OK;
 }
 
 void SessionStats::CountPacket(int stream, std::int64_t bytes) {
@@ -155,14 +161,19 @@ void SessionStats::AddUnusedOption(std::string_view name) {
 }
 
 void SessionStats::Fail(std::string_view stage, std::string_view words, Status status) {
-  const auto code = static_cast<std::uint32_t>(status.code());
   std::string_view said = words;
   if (said.empty()) {
     const char* sentence = StatusSentence(status.code());
     said = sentence == nullptr ? "no reason given" : sentence;
   }
   const std::scoped_lock lock(textLock_);
-  lastError_ = fmt::format("{}: {} (0x{:08X})", stage, said, code);
+  lastError_ = fmt::format("{}: {} ({})", stage, said, Hexadecimal(status));
+  if (status.Failed()) lastStatus_ = status;
+}
+
+Status SessionStats::LastStatus() const {
+  const std::scoped_lock lock(textLock_);
+  return lastStatus_;
 }
 
 std::optional<std::string> SessionStats::Render(std::string_view name) const {
@@ -177,6 +188,7 @@ std::optional<std::string> SessionStats::Render(std::string_view name) const {
   const std::scoped_lock lock(textLock_);
   if (name == kUnusedOptions) return unusedOptions_;
   if (name == kLastError) return lastError_;
+  if (name == kLastStatus) return Hexadecimal(lastStatus_);
   return std::nullopt;
 }
 
@@ -184,12 +196,13 @@ std::vector<std::string> SessionStats::Names() const {
   std::vector<std::string> names;
   for (const Counter& counter : kCounters) names.emplace_back(counter.name);
   for (const Percentile& row : kPercentiles) names.emplace_back(row.name);
+  for (const std::string_view text : {kUnusedOptions, kLastError, kLastStatus}) {
+    names.emplace_back(text);
+  }
   for (int stream = 0; stream < streamsSeen_.load(); ++stream) {
     names.push_back(fmt::format("{}{}", kPackets, stream));
     names.push_back(fmt::format("{}{}", kBytes, stream));
   }
-  names.emplace_back(kUnusedOptions);
-  names.emplace_back(kLastError);
   return names;
 }
 
