@@ -5,6 +5,7 @@
 #include "props/attribute_scan.h"
 #include "props/node.h"
 #include "props/node_impl.h"
+#include "props/well_formed.h"
 #include "props/xml_text.h"
 
 namespace xv::XMLParse {
@@ -136,7 +137,7 @@ class Tokenizer {
 class TreeBuilder {
  public:
   TreeBuilder(std::string_view text, const XmlReadOptions& options)
-      : tokens_(text), options_(options) {}
+      : tokens_(text), options_(options), declared_(IsDeclaredXml(text)) {}
 
   // The first element, null when there is none.
   XMLNodePtr Run() {
@@ -182,11 +183,17 @@ class TreeBuilder {
 
   void Open(const Tag& tag) {
     if (tag.name.empty() || !Count()) return;
-    XMLNodePtr node = CoXMLNode::Create(ToLower(tag.name));
+    XMLNodePtr node = CoXMLNode::Create(ToLower(declared_ ? PlainName(tag.name) : tag.name));
     ObjectsMap& attributes = XMLNodeImpl::Of(*node).attributes;
     ScanAttributes(tag.rest, [&](std::string_view name, std::string_view value) {
       if (!Count()) return false;
-      attributes.Set(name, XMLValue(value));
+      if (declared_) {
+        std::string expanded;
+        AppendExpanded(value, true, &expanded, true);
+        attributes.Set(PlainName(name), XMLValue(expanded));
+      } else {
+        attributes.Set(name, XMLValue(value));
+      }
       return true;
     });
     CoXMLNode* const plain = node.get();
@@ -237,6 +244,7 @@ class TreeBuilder {
 
   Tokenizer tokens_;
   const XmlReadOptions options_;
+  const bool declared_;
   XMLNodePtr root_;
   std::vector<Level> levels_;
   std::unordered_map<std::string, std::size_t> open_;

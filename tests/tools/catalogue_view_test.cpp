@@ -75,7 +75,7 @@ TEST(CatalogueView, WhatIsNoListIsRefused) {
 TEST(CatalogueView, CommandPrintsTheServedList) {
   const auto xml = RunProgram({kProgram, "--list"});
   ASSERT_EQ(xml.status, 0) << xml.err;
-  EXPECT_THAT(xml.out, testing::StartsWith("<supported_list"));
+  EXPECT_THAT(xml.out, testing::StartsWith("<?xml version='1.0'?><supported_list>"));
   EXPECT_THAT(RunProgram({kProgram, "--formats"}).out,
               AllOf(HasSubstr("matroska"), HasSubstr("mxf_d10")));
   EXPECT_THAT(RunProgram({kProgram, "--codecs", "mp4"}).out,
