@@ -81,11 +81,16 @@ TEST(HostWriter, MovesWithItsRecording) {
   host::Writer third;
   ASSERT_EQ(third.Start(folder / "c.mp4", kCodec), S_OK);
   ASSERT_EQ(PushFrames(third, Feed(), 3), S_OK);
+  const auto held = third.object();
   third = std::move(second);
   EXPECT_EQ(Probe(folder / "c.mp4").Video()->frames, 3) << "stopped before it was replaced";
   ASSERT_EQ(PushFrames(third, Feed(), 5, 10), S_OK);
   EXPECT_EQ(third.Stop(), S_OK);
   EXPECT_EQ(Probe(folder / "a.mp4").Video()->frames, 15);
+  ASSERT_EQ(third.Start(folder / "e.mp4", kCodec), S_OK);
+  ASSERT_EQ(PushFrames(third, Feed(), 1), S_OK);
+  host::Writer fourth = std::move(third);
+  EXPECT_EQ(fourth.Stop(), S_OK) << "it knows that there was a recording";
   first = host::Writer();
   EXPECT_EQ(first.Start(folder / "d.mp4"), S_OK) << "an empty one may be filled again";
 }
