@@ -12,9 +12,9 @@ for compiler in g++ clang++-14; do
     failed=1
     continue
   fi
-  for header in "$include"/xvwriter/*.h "$include"/xvwriter/*.hpp; do
+  for header in "$include"/xvwriter/*.h "$include"/xvwriter/*.hpp "$include"/xvwriter/*/*.hpp; do
     # From the standard input: a header as the main file warns of its "#pragma once".
-    echo "#include \"xvwriter/$(basename "$header")\"" |
+    echo "#include \"${header#"$include"/}\"" |
       "$compiler" "${flags[@]}" -I "$include" -x c++ - ||
       { echo "headers: $header does not compile alone with $compiler"; failed=1; }
   done

@@ -62,7 +62,7 @@ struct IXvAttributes : IUnknown {
   virtual HRESULT CopyAs(IXvAttributes** out) noexcept = 0;
   // The attributes of `source`, by the modes of FromText. E_INVALIDARG for null.
   virtual HRESULT CopyFrom(IXvAttributes* source, std::int32_t mode) noexcept = 0;
-  // The nearest schema, of this node or a parent. XV_E_NOT_FOUND when there is none.
+  // The nearest schema, of this node or a parent. XV_E_NOT_FOUND without one.
   virtual HRESULT GetInfo(IXvNode** out) noexcept = 0;
   // The schema entry of the attribute of that index.
   virtual HRESULT GetInfoOf(std::int32_t index, IXvNode** out) noexcept = 0;

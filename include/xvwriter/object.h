@@ -11,7 +11,7 @@
 //
 // Rules that hold for every interface of this library:
 // - The order of operations is fixed. An operation that does nothing here keeps its place and says
-//   so ("Reserved"); a new one comes as a new interface with an id of its own.
+//   so ("Reserved"); a new one comes in a new interface with another id.
 // - An in argument is borrowed for the call. What an object keeps, it holds a reference to.
 // - An out interface pointer carries a reference that the caller releases; after a failure it is
 //   null.

@@ -16,7 +16,7 @@
 //
 // Threads: WriterSet, ObjectStart, ObjectStop and the puts come from one thread at a time. IXvProps
 // and WriterGet may be used on any thread, also while frames flow. One process may have any number
-// of writers; each has threads of its own for encoding and for a second output.
+// of writers; each encodes and writes on its own threads.
 namespace xv {
 
 inline constexpr Guid CLSID_CoXvWriterFFM_I{
@@ -58,7 +58,7 @@ struct IXvReceiver_I : IUnknown {
       0xf4bb6454, 0x1a70, 0x48ce, {0xb9, 0x1d, 0x5d, 0x74, 0xab, 0xac, 0x75, 0x5e}};
 
   // Takes one frame; `a` and `b` are not used. One caller at a time. The caller's reference stays
-  // the caller's; the writer holds one of its own as long as it reads the frame. Opens the output
+  // the caller's; the writer holds another as long as it reads the frame. Opens the output
   // with the first frame. When the video queue is full the call waits for the encoder, or drops the
   // frame with "video.drop_frames=true".
   //   S_OK            taken.
@@ -89,7 +89,7 @@ struct IXvWriter : IUnknown {
   // attributes; what nobody took is named in "quality::unused_options" once the output is open.
   //   XV_E_IN_USE  a recording runs; nothing has changed.
   virtual HRESULT WriterSet(const char16_t* name, const char16_t* attributes) noexcept = 0;
-  // A copy of the target's name, "" when there is none.
+  // A copy of the target's name, "" before the first WriterSet.
   virtual HRESULT WriterGet(char16_t** name) noexcept = 0;
   // E_NOTIMPL.
   virtual HRESULT WriterReserved3(void*) noexcept = 0;

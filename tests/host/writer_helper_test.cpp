@@ -133,7 +133,7 @@ TEST(HostWriter, ReadsItsStatisticsIntoARecord) {
 }
 
 TEST(HostWriter, StatisticsOfANewerLibraryAreKeptAsText) {
-  host::StatisticsReader reader;
+  host::detail::StatisticsReader reader;
   reader.Take("drops", "7");
   reader.Take("frames_in", "seven");
   reader.Take("encode_ms.p50", "1234.567");
