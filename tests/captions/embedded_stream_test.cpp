@@ -120,8 +120,9 @@ void Attach(const host::Ptr<IXvFrame>& frame, const char* key, std::uint16_t pai
   const auto items = std::make_shared<CaptionItems>(
       MakeCaptionItems(ConstructsForPair(pair, rate), rate, static_cast<std::uint16_t>(number)));
   const char code[] = {key[0], key[1], key[2], key[3], 0};
-  host::AddExtra(frame, FourCC(code), items->ga94.data(), items->ga94.size(), items);
-  host::AddExtra(frame, FourCC("C608"), &items->c608, sizeof(items->c608), items);
+  EXPECT_EQ(host::AddExtra(frame, FourCC(code), items->ga94.data(), items->ga94.size(), items),
+            S_OK);
+  EXPECT_EQ(host::AddExtra(frame, FourCC("C608"), &items->c608, sizeof(items->c608), items), S_OK);
 }
 
 Recorded RecordCaptions(const Case& one, const std::string& path) {
@@ -148,7 +149,7 @@ Recorded RecordCaptions(const Case& one, const std::string& path) {
     Attach(frame, one.key, pair, one.rate, n);
     EXPECT_EQ(writer.Put(frame), S_OK);
   }
-  writer.Stop();
+  EXPECT_EQ(writer.Stop(), S_OK);
   EXPECT_EQ(writer.LastError(), "");
   done.embedded = std::stoll(writer.Get("quality::captions.embedded"));
   done.lost = std::stoll(writer.Get("quality::captions.lost"));
@@ -244,7 +245,7 @@ TEST(EmbeddedStream, FramesOwnAttributeWins) {
       if (n == 2) host::QueryAs<IXvFrameExtras>(frame)->NodeSet(node.get());
       ASSERT_EQ(writer.Put(frame), S_OK);
     }
-    writer.Stop();
+    EXPECT_EQ(writer.Stop(), S_OK);
     const std::map<int, std::uint16_t> read = UserDataPairsOf(*Probe(path).Video());
     EXPECT_EQ(read.count(2), session ? 0u : 1u);
     EXPECT_EQ(read.size(), session ? 3u : 1u);
@@ -270,11 +271,11 @@ TEST(EmbeddedStream, BlocksOfAnySizeAndContentLeaveTheRecordingWhole) {
         const auto block = std::make_shared<std::string>(sizes[random() % std::size(sizes)], '\0');
         for (char& byte : *block) byte = static_cast<char>(random() % 4 == 0 ? random() : 0xFC);
         const char code[] = {key[0], key[1], key[2], key[3], 0};
-        host::AddExtra(frame, FourCC(code), block->data(), block->size(), block);
+        ASSERT_EQ(host::AddExtra(frame, FourCC(code), block->data(), block->size(), block), S_OK);
       }
       ASSERT_EQ(writer.Put(frame), S_OK) << codec;
     }
-    writer.Stop();
+    EXPECT_EQ(writer.Stop(), S_OK);
     EXPECT_EQ(writer.LastError(), "") << codec;
     EXPECT_EQ(writer.Get("quality::packets.0"), std::to_string(kFrames)) << codec;
     const auto count = [&](const char* what) {

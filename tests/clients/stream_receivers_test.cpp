@@ -91,7 +91,7 @@ TEST_P(StreamReceiver, GetsEveryPictureAndTheSound) {
   ASSERT_EQ(writer.Start(placed(client.url), std::string(client.attributes) + " " + client.codecs),
             S_OK);
   ASSERT_EQ(PushPaced(writer, LiveFeed(), kFrames), S_OK) << writer.LastError();
-  writer.Stop();
+  EXPECT_EQ(writer.Stop(), S_OK);
   EXPECT_EQ(writer.LastError(), "");
   EXPECT_EQ(writer.Get("quality::unused_options"), "");
   ASSERT_TRUE(receiver.WaitForEnd(kPatience)) << ReadText(folder / "log");
@@ -114,7 +114,7 @@ TEST(StreamServer, CodecThatTheProtocolRefusesIsAFailure) {
   host::Writer writer;
   ASSERT_EQ(writer.Start(url, "format=rtsp video::codec=mpeg4 audio::codec=ac3"), S_OK);
   EXPECT_LT(PushPaced(writer, LiveFeed(), kFrames), 0);
-  writer.Stop();
+  EXPECT_LT(writer.Stop(), 0);
   EXPECT_THAT(writer.LastError(), testing::HasSubstr(url));
 }
 
@@ -144,7 +144,7 @@ TEST(StreamServer, TakesWhatIsPublished) {
   const std::string url = "rtmp://127.0.0.1:" + std::to_string(port) + "/live/test";
   ASSERT_EQ(writer.Start(url, std::string("format=flv ") + kLiveCodecs), S_OK);
   ASSERT_EQ(PushPaced(writer, LiveFeed(), kFrames), S_OK) << writer.LastError();
-  writer.Stop();
+  EXPECT_EQ(writer.Stop(), S_OK);
   EXPECT_EQ(writer.LastError(), "");
   // The server writes on after its client has gone.
   (void)Eventually(5, [&] {
@@ -172,7 +172,7 @@ void ReceiveByDescription(const std::string& codecs, ProbedFile* received) {
       folder / "log");
   ASSERT_TRUE(WaitUntilBound(Transport::kUdp, port, kPatience)) << ReadText(folder / "log");
   ASSERT_EQ(PushPaced(writer, LiveFeed(), kFrames - 1, 1), S_OK);
-  writer.Stop();
+  EXPECT_EQ(writer.Stop(), S_OK);
   EXPECT_EQ(writer.LastError(), "");
   ASSERT_TRUE(receiver.WaitForEnd(kPatience)) << ReadText(folder / "log");
   *received = Probe(folder / "out.mkv");
