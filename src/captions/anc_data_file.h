@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <map>
+#include <mutex>
 #include <span>
 #include <string>
 #include <vector>
@@ -9,7 +10,6 @@
 #include "captions/anc_reader.h"
 #include "captions/anc_writer.h"
 #include "captions/timed_data.h"
-#include "platform/rw_lock.h"
 #include "platform/thread.h"
 #include "xvwriter/frames.h"
 
@@ -63,7 +63,7 @@ class CANCDataFile final : public AutoObjBase<CANCDataFile> {
   AncReader reader_;
   XvThread<CANCDataFile> thread_;
   std::atomic<HRESULT> lastRead_{S_FALSE};
-  CRWSynchroLiteCS listLock_;  // guards `list_` and the frames in it; a leaf
+  std::mutex listLock_;  // guards `list_` and the frames in it; a leaf
   std::multimap<std::int64_t, Ref<CTimedData>> list_;
 };
 

@@ -27,7 +27,4 @@ class WorkItems {
 // Runs piece(0) ... piece(count - 1) and waits for all of them; the caller's thread takes part.
 void RunWorkItems(int count, const std::function<void(int)>& piece);
 
-// Threads that work items may use, at least 1.
-int WorkItemThreads();
-
 }  // namespace xv
