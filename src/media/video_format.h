@@ -54,7 +54,5 @@ std::uint32_t FormatInterlace(std::int32_t id);
 int FormatLines(std::int32_t id);
 // 0 for no row.
 int FormatClass(std::int32_t id);
-// For the choice of a default pixel layout: kClassNone for no row.
-int FormatLayoutClass(std::int32_t id);
 
 }  // namespace xv
