@@ -139,14 +139,6 @@ int StoredSampleBytes(int bits) {
   return bytes == 3 ? 4 : bytes;
 }
 
-void FloatFromS16(const std::int16_t* source, float* target, std::int64_t count) {
-  for (std::int64_t i = 0; i < count; ++i) target[i] = static_cast<float>(source[i]) / kScale16;
-}
-
-void S16FromFloat(const float* source, std::int16_t* target, std::int64_t count) {
-  for (std::int64_t i = 0; i < count; ++i) target[i] = S16Of(source[i]);
-}
-
 void Deinterleave(const XV_AUD_PROPS& format, const std::uint8_t* data, std::int32_t samples,
                   std::uint8_t* const* planes, int targetBytes) {
   const int sourceBytes = HostSampleBytes(format.nBitsPerSample);
