@@ -74,7 +74,7 @@ TEST(ConvertFormat, EveryPairKeepsTheColour) {
 
 TEST(ConvertFormat, HdycIsBt709AndUyvyBt601) {
   Picture red(kFccRGB32, 8, -2);
-  FillRows(kFccRGB32, red.bytes.data(), red.bytes.size(), 0xFFFF0000);
+  ASSERT_EQ(FillBackground(red.View(), 0xFFFF0000, 1.0), S_OK);
   Picture uyvy(kFccUYVY, 8, 2);
   Picture hdyc(kFccHDYC, 8, 2);
   ASSERT_EQ(ConvertPixels(red.View(), uyvy.View()), S_OK);
