@@ -11,7 +11,7 @@ constexpr float kScale16 = 32768.0F;
 constexpr float kScale24 = 8388608.0F;
 constexpr double kScale32 = 2147483648.0;
 
-// Comparisons are written so that a NaN passes through; rounding turns it into 0.
+// Comparisons are written so that a NaN passes through; rounding makes it 0.
 template <class Real>
 Real Clamp(Real value, Real low, Real high) {
   value = value < low ? low : value;
