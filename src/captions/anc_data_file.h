@@ -25,7 +25,7 @@ class CANCDataFile final : public AutoObjBase<CANCDataFile> {
   ~CANCDataFile() override;
 
   // With `openNow` false the path is stored for writing, and an open file of another name closed.
-  // Else the file is read: with `async` by a thread of its own, which follows a file that grows
+  // Else the file is read: with `async` by its own thread, which follows a file that grows
   // until the object closes; without, before this returns. What was read before is forgotten.
   //   E_INVALIDARG        not such a file.
   //   XV_E_FILE_HANDLE    (not async) it holds no items.
@@ -40,7 +40,7 @@ class CANCDataFile final : public AutoObjBase<CANCDataFile> {
 
   // The last frame whose start is not later than `start` (100 ns), or null.
   Ref<CTimedData> FindAt(std::int64_t start);
-  // A copy of one item of it; false when there is none.
+  // A copy of one item of it; false without one.
   bool ItemAt(std::int64_t start, const std::string& tag, TimedValue* value);
   std::size_t Count();
   // Start of the first and of the last frame read; kNoTime for none.

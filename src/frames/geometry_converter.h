@@ -30,7 +30,7 @@ class XvConverterRC2 final : public AutoObjBase<XvConverterRC2> {
   // 0 or 1 for one field of the source, else the whole frame. The frames are the caller's; `result`
   // may be the first frame itself.
   //   E_POINTER            a null frame or result.
-  //   E_INVALIDARG         a crop that is none.
+  //   E_INVALIDARG         an invalid crop.
   //   E_UNEXPECTED         no picture came out of a stage.
   //   XV_E_NO_PIXEL_FORMAT the frame's properties are not valid.
   Status Convert(IXvFrame* frame, IXvFrame* secondFrame, const XV_VID_PROPS* targetProps, int field,

@@ -6,7 +6,7 @@
 namespace xv {
 
 // Pieces of computation shared among the processor's cores. Work that waits for disks or networks
-// has a thread of its own instead. One owner at a time; the pieces run on any thread, in any order.
+// has its own thread instead. One owner at a time; the pieces run on any thread, in any order.
 class WorkItems {
  public:
   WorkItems();

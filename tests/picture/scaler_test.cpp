@@ -262,7 +262,7 @@ TEST(ScaleEngine, MovingInterlacedZonePlateKeepsItsFields) {
   }
 }
 
-// A grey picture keeps its level through every road; a picture with structure comes back close.
+// A grey picture keeps its level through every path; a picture with structure comes back close.
 TEST(ScaleEngine, EveryLayoutScalesBothWays) {
   struct Pair {
     std::uint32_t from, to;
