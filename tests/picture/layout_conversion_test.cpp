@@ -183,12 +183,11 @@ TEST(ConvertFormat, RegionWritesOnlyItsRectangle) {
 }
 
 TEST(ConvertFormat, StripsEqualOneBand) {
-  for (const int height : {2, 7, 50, 121}) {
+  for (const int height : {2, 50}) {  // whole chroma rows
     Picture source(kFccUYVY, 50, height);
     source.Randomise(4);
     Picture one(kFccI420, 50, height);
     Picture six = one;
-    if (height % 2 != 0) continue;  // whole chroma rows
     ASSERT_EQ(ConvertRegion(source.View(), one.View(), 1), S_OK);
     ASSERT_EQ(ConvertRegion(source.View(), six.View(), 6), S_OK);
     EXPECT_EQ(one.bytes, six.bytes) << height;
