@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "base/text.h"
+#include "tree/node_path.h"
 
 namespace xv {
 namespace {
@@ -16,11 +17,6 @@ std::size_t MostEdits(std::size_t length) {
   if (length < 3) return 0;
   if (length < 12) return 1;
   return length < 24 ? 2 : 3;
-}
-
-std::string_view LastSegment(std::string_view path) {
-  const std::size_t at = path.rfind("::");
-  return at == std::string_view::npos ? path : path.substr(at + 2);
 }
 
 }  // namespace
@@ -54,7 +50,8 @@ std::string NearestName(std::string_view text, std::span<const std::string> name
   for (const std::string& name : names) {
     const std::size_t edits = EditDistance(text, name);
     const bool close = edits <= MostEdits(text.size());
-    if (!close && !EqualsNoCase(LastSegment(text), LastSegment(name))) continue;
+    if (!close && !EqualsNoCase(XMLParse::SplitLast(text).last, XMLParse::SplitLast(name).last))
+      continue;
     const std::pair<bool, std::size_t> rank{!close, edits};
     if (rank >= best) continue;
     best = rank;

@@ -25,9 +25,9 @@ struct Place {
 };
 
 Place Locate(CoXMLNode& root, std::string_view path) {
-  const std::size_t split = path.rfind("::");
-  if (split == std::string_view::npos) return {XMLNodePtr::Retain(&root), path};
-  return {root.FindChild(path.substr(0, split)), path.substr(split + 2)};
+  const XMLParse::SplitPath split = XMLParse::SplitLast(path);
+  if (!split.nodes) return {XMLNodePtr::Retain(&root), path};
+  return {root.FindChild(*split.nodes), split.last};
 }
 
 Status RemoveAttributeOrNode(CoXMLNode& root, const std::string& name) {

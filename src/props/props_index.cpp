@@ -2,6 +2,7 @@
 #include "base/text.h"
 #include "props/props_core.h"
 #include "tree/node_impl.h"
+#include "tree/node_path.h"
 
 // The operations that walk: by index over a node's attributes and children, and over its schema.
 namespace xv {
@@ -22,13 +23,9 @@ XMLNodePtr NodeAt(const XMLNodePtr& root, const std::string& path) {
 
 // "_info_" and "path::_info_" mean the schema of the node. Sets `path` to what is ahead of it.
 bool CutInfo(std::string* path) {
-  if (EqualsNoCase(*path, kInfo)) {
-    path->clear();
-    return true;
-  }
-  const std::size_t split = path->rfind("::");
-  if (split == std::string::npos || !EqualsNoCase(path->substr(split + 2), kInfo)) return false;
-  path->resize(split);
+  const XMLParse::SplitPath split = XMLParse::SplitLast(*path);
+  if (!EqualsNoCase(split.last, kInfo)) return false;
+  path->resize(split.nodes.value_or("").size());
   return true;
 }
 
@@ -214,11 +211,10 @@ HRESULT PropsCore::InfoSet(const char16_t* name, const char16_t* type, const cha
     const XMLNodePtr root = Node();
     if (!root) return E_FAIL;
     const std::unique_lock guard(treeLock_);
-    const std::size_t split = path.rfind("::");
-    const bool plain = split == std::string::npos;
-    const XMLNodePtr node = plain ? root : root->Child(path.substr(0, split), true);
+    const XMLParse::SplitPath split = XMLParse::SplitLast(path);
+    const XMLNodePtr node = split.nodes ? root->Child(*split.nodes, true) : root;
     if (!node) return XV_E_FILE_NOT_FOUND;
-    const std::u16string last = Utf16FromUtf8(plain ? path : path.substr(split + 2));
+    const std::u16string last = Utf16FromUtf8(split.last);
     Ref<IXvNode> entry;
     RETURN_IF_FAILED(node->SetInfo(last.c_str(), type, defaultValue, entry.Receive()));
     return values == nullptr ? S_OK : entry->SetString(u"values", values);

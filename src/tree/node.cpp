@@ -163,11 +163,11 @@ auto ReadAttribute(const CoXMLNode& node, std::string_view name, Read&& read)
 template <class Read>
 auto ReadPath(const CoXMLNode& node, std::string_view path, Read&& read)
     -> decltype(ReadAttribute(node, path, read)) {
-  const std::size_t last = path.rfind("::");
-  if (last == std::string_view::npos) return ReadAttribute(node, path, read);
-  const XMLNodePtr holder = node.FindChild(path.substr(0, last));
+  const SplitPath split = SplitLast(path);
+  if (!split.nodes) return ReadAttribute(node, path, read);
+  const XMLNodePtr holder = node.FindChild(*split.nodes);
   if (!holder) return std::nullopt;
-  return ReadAttribute(*holder, path.substr(last + 2), read);
+  return ReadAttribute(*holder, split.last, read);
 }
 
 template <class T>
@@ -246,14 +246,12 @@ std::vector<std::pair<std::string, std::string>> CoXMLNode::Attributes() const {
 // --- writing ---
 
 Status CoXMLNode::Store(std::string_view path, const XMLValue& value, bool create) {
-  const std::size_t last = path.rfind("::");
-  const bool plain = last == std::string_view::npos;
-  const std::string_view name = plain ? path : path.substr(last + 2);
-  if (name.empty()) return E_INVALIDARG;
-  const XMLNodePtr holder = plain ? XMLNodePtr::Retain(this) : Child(path.substr(0, last), create);
+  const SplitPath split = SplitLast(path);
+  if (split.last.empty()) return E_INVALIDARG;
+  const XMLNodePtr holder = split.nodes ? Child(*split.nodes, create) : XMLNodePtr::Retain(this);
   if (!holder) return E_INVALIDARG;
   const WriteLock guard(holder->impl_->lock);
-  holder->impl_->attributes.Set(name, value);
+  holder->impl_->attributes.Set(split.last, value);
   return S_OK;
 }
 
@@ -293,22 +291,19 @@ Status CoXMLNode::SetNumber(std::string_view path, double value) {
 }
 
 bool CoXMLNode::SetTextIfAbsent(std::string_view path, std::string_view value) {
-  const NodePath split(path);
-  if (split.Bad() || split.Segments().empty()) return false;
-  const std::size_t last = path.rfind("::");
-  const XMLNodePtr holder =
-      last == std::string_view::npos ? XMLNodePtr::Retain(this) : Child(path.substr(0, last), true);
+  if (path.empty() || NodePath(path).Bad()) return false;
+  const SplitPath split = SplitLast(path);
+  const XMLNodePtr holder = split.nodes ? Child(*split.nodes, true) : XMLNodePtr::Retain(this);
   const WriteLock guard(holder->impl_->lock);
-  return holder->impl_->attributes.Set(split.Last(), XMLValue(value), true);
+  return holder->impl_->attributes.Set(split.last, XMLValue(value), true);
 }
 
 Status CoXMLNode::RemoveAttribute(std::string_view path) {
-  const std::size_t last = path.rfind("::");
-  const bool plain = last == std::string_view::npos;
-  const XMLNodePtr holder = plain ? XMLNodePtr::Retain(this) : FindChild(path.substr(0, last));
+  const SplitPath split = SplitLast(path);
+  const XMLNodePtr holder = split.nodes ? FindChild(*split.nodes) : XMLNodePtr::Retain(this);
   if (!holder) return XV_E_NOT_FOUND;
   const WriteLock guard(holder->impl_->lock);
-  const bool removed = holder->impl_->attributes.Remove(plain ? path : path.substr(last + 2));
+  const bool removed = holder->impl_->attributes.Remove(split.last);
   return removed ? S_OK : XV_E_NOT_FOUND;
 }
 

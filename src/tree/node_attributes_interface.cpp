@@ -6,8 +6,6 @@
 namespace xv::XMLParse {
 namespace {
 
-CoXMLNode& Self(IXvAttributesImpl* node) { return static_cast<CoXMLNode&>(*node); }
-
 MergeMode ModeOf(std::int32_t mode) {
   if (mode < 1) return MergeMode::kAddAbsent;
   return mode == 2 ? MergeMode::kClearFirst : MergeMode::kReplace;
@@ -78,163 +76,157 @@ HRESULT SetTyped(const char16_t* name, Store&& store) noexcept {
 
 }  // namespace
 
-HRESULT IXvAttributesImpl::GetCount(std::int32_t* count) noexcept {
+HRESULT CoXMLNode::GetCount(std::int32_t* count) noexcept {
   if (count == nullptr) return E_POINTER;
   return Guarded([&]() -> Status {
-    *count = static_cast<std::int32_t>(Self(this).AttributeCount());
+    *count = static_cast<std::int32_t>(AttributeCount());
     return S_OK;
   });
 }
 
-HRESULT IXvAttributesImpl::GetByIndex(std::int32_t index, char16_t** name,
-                                      char16_t** value) noexcept {
+HRESULT CoXMLNode::GetByIndex(std::int32_t index, char16_t** name, char16_t** value) noexcept {
   return Guarded([&]() -> Status {
     if (name == nullptr || value == nullptr) return E_POINTER;
     *name = *value = nullptr;
-    const auto attribute = AttributeAt(Self(this), index);
+    const auto attribute = AttributeAt(*this, index);
     if (!attribute) return XV_E_NOT_FOUND;
     RETURN_IF_FAILED(GiveString(attribute->first, name));
     return GiveString(attribute->second, value);
   });
 }
 
-HRESULT IXvAttributesImpl::Remove(const char16_t* name) noexcept {
-  return SetTyped(name, [&](const std::string& path) { return Self(this).RemoveAttribute(path); });
+HRESULT CoXMLNode::Remove(const char16_t* name) noexcept {
+  return SetTyped(name, [&](const std::string& path) { return RemoveAttribute(path); });
 }
 
-HRESULT IXvAttributesImpl::RemoveAll() noexcept {
+HRESULT CoXMLNode::RemoveAll() noexcept {
   return Guarded([&]() -> Status {
-    Self(this).ClearAttributes();
+    ClearAttributes();
     return S_OK;
   });
 }
 
-HRESULT IXvAttributesImpl::SetString(const char16_t* name, const char16_t* value) noexcept {
-  return SetTyped(name, [&](const std::string& path) {
-    return Self(this).SetText(path, Utf8FromUtf16(value));
-  });
-}
-
-HRESULT IXvAttributesImpl::SetBool(const char16_t* name, std::int32_t value) noexcept {
+HRESULT CoXMLNode::SetString(const char16_t* name, const char16_t* value) noexcept {
   return SetTyped(name,
-                  [&](const std::string& path) { return Self(this).SetBoolean(path, value != 0); });
+                  [&](const std::string& path) { return SetText(path, Utf8FromUtf16(value)); });
 }
 
-HRESULT IXvAttributesImpl::SetInt(const char16_t* name, std::int32_t value) noexcept {
-  return SetTyped(name,
-                  [&](const std::string& path) { return Self(this).SetInteger(path, value); });
+HRESULT CoXMLNode::SetBool(const char16_t* name, std::int32_t value) noexcept {
+  return SetTyped(name, [&](const std::string& path) { return SetBoolean(path, value != 0); });
 }
 
-HRESULT IXvAttributesImpl::SetDouble(const char16_t* name, double value) noexcept {
-  return SetTyped(name, [&](const std::string& path) { return Self(this).SetNumber(path, value); });
+HRESULT CoXMLNode::SetInt(const char16_t* name, std::int32_t value) noexcept {
+  return SetTyped(name, [&](const std::string& path) { return SetInteger(path, value); });
 }
 
-HRESULT IXvAttributesImpl::GetStringEx(const char16_t* name, std::int32_t* found,
-                                       char16_t** value) noexcept {
+HRESULT CoXMLNode::SetDouble(const char16_t* name, double value) noexcept {
+  return SetTyped(name, [&](const std::string& path) { return SetNumber(path, value); });
+}
+
+HRESULT CoXMLNode::GetStringEx(const char16_t* name, std::int32_t* found,
+                               char16_t** value) noexcept {
   return Guarded([&]() -> Status {
     if (found == nullptr) return E_POINTER;
     *found = 0;
     if (value != nullptr) *value = nullptr;
     if (name == nullptr) return E_INVALIDARG;
-    const std::optional<std::string> text = Self(this).FindText(Utf8FromUtf16(name));
+    const std::optional<std::string> text = FindText(Utf8FromUtf16(name));
     *found = text ? 1 : 0;
     return text && value != nullptr ? GiveString(*text, value) : Status(S_OK);
   });
 }
 
-HRESULT IXvAttributesImpl::GetString(const char16_t* name, char16_t** value) noexcept {
+HRESULT CoXMLNode::GetString(const char16_t* name, char16_t** value) noexcept {
   if (value == nullptr) return E_POINTER;
   std::int32_t found = 0;
   const HRESULT result = GetStringEx(name, &found, value);
   return result == S_OK && found == 0 ? S_FALSE : result;
 }
 
-HRESULT IXvAttributesImpl::GetInt(const char16_t* name, std::int32_t* value) noexcept {
-  return GetTyped(name, value, [&](const std::string& path, bool* found) {
-    return Self(this).Int(path, 0, found);
-  });
+HRESULT CoXMLNode::GetInt(const char16_t* name, std::int32_t* value) noexcept {
+  return GetTyped(name, value,
+                  [&](const std::string& path, bool* found) { return Int(path, 0, found); });
 }
 
-HRESULT IXvAttributesImpl::GetBool(const char16_t* name, std::int32_t* value) noexcept {
+HRESULT CoXMLNode::GetBool(const char16_t* name, std::int32_t* value) noexcept {
   return GetTyped(name, value, [&](const std::string& path, bool* found) {
-    const std::optional<std::string> text = Self(this).FindText(path);
+    const std::optional<std::string> text = FindText(path);
     *found = text.has_value();
     return text && ReadBool(*text) ? 1 : 0;
   });
 }
 
-HRESULT IXvAttributesImpl::GetDouble(const char16_t* name, double* value) noexcept {
-  return GetTyped(name, value, [&](const std::string& path, bool* found) {
-    return Self(this).Double(path, 0, found);
-  });
+HRESULT CoXMLNode::GetDouble(const char16_t* name, double* value) noexcept {
+  return GetTyped(name, value,
+                  [&](const std::string& path, bool* found) { return Double(path, 0, found); });
 }
 
-HRESULT IXvAttributesImpl::FromText(const char16_t* text, std::int32_t mode) noexcept {
+HRESULT CoXMLNode::FromText(const char16_t* text, std::int32_t mode) noexcept {
   return Guarded([&]() -> Status {
     if (text == nullptr) return E_INVALIDARG;
-    return Self(this).TryMergeText(Utf8FromUtf16(text), ModeOf(mode));
+    return TryMergeText(Utf8FromUtf16(text), ModeOf(mode));
   });
 }
 
-HRESULT IXvAttributesImpl::ToText(char16_t** text) noexcept {
+HRESULT CoXMLNode::ToText(char16_t** text) noexcept {
   return Guarded([&]() -> Status {
     if (text == nullptr) return E_POINTER;
-    return GiveString(Self(this).AttributeText(), text);
+    return GiveString(AttributeText(), text);
   });
 }
 
-HRESULT IXvAttributesImpl::CopyAs(IXvAttributes** out) noexcept {
+HRESULT CoXMLNode::CopyAs(IXvAttributes** out) noexcept {
   return Guarded([&]() -> Status {
     if (out == nullptr) return E_POINTER;
     *out = nullptr;
     XMLNodePtr copy = CoXMLNode::Create("m_attributes");
-    StoreAttributes(Self(this).Attributes(), MergeMode::kReplace, copy.get());
+    StoreAttributes(Attributes(), MergeMode::kReplace, copy.get());
     *out = copy.Detach();
     return S_OK;
   });
 }
 
-HRESULT IXvAttributesImpl::CopyFrom(IXvAttributes* source, std::int32_t mode) noexcept {
+HRESULT CoXMLNode::CopyFrom(IXvAttributes* source, std::int32_t mode) noexcept {
   return Guarded([&]() -> Status {
     if (source == nullptr) return E_INVALIDARG;
     AttributeList attributes;
     RETURN_IF_FAILED(ListAttributes(source, &attributes));
-    StoreAttributes(attributes, ModeOf(mode), &Self(this));
+    StoreAttributes(attributes, ModeOf(mode), this);
     return S_OK;
   });
 }
 
-HRESULT IXvAttributesImpl::GetInfo(IXvNode** out) noexcept {
+HRESULT CoXMLNode::GetInfo(IXvNode** out) noexcept {
   return Guarded([&]() -> Status {
     if (out == nullptr) return E_POINTER;
     *out = nullptr;
     XMLNodePtr schema;
-    for (auto node = XMLNodePtr::Retain(&Self(this)); node && !schema; node = node->Parent()) {
+    for (auto node = XMLNodePtr::Retain(this); node && !schema; node = node->Parent()) {
       schema = node->SchemaNode(false);
     }
     return GiveNode(std::move(schema), out);
   });
 }
 
-HRESULT IXvAttributesImpl::GetInfoOf(std::int32_t index, IXvNode** out) noexcept {
+HRESULT CoXMLNode::GetInfoOf(std::int32_t index, IXvNode** out) noexcept {
   return Guarded([&]() -> Status {
     if (out == nullptr) return E_POINTER;
     *out = nullptr;
-    const auto attribute = AttributeAt(Self(this), index);
+    const auto attribute = AttributeAt(*this, index);
     if (!attribute) return XV_E_NOT_FOUND;
-    return GiveNode(Self(this).FindInfo(attribute->first), out);
+    return GiveNode(FindInfo(attribute->first), out);
   });
 }
 
-HRESULT IXvAttributesImpl::SetInfo(const char16_t* name, const char16_t* type,
-                                   const char16_t* defaultValue, IXvNode** out) noexcept {
+HRESULT CoXMLNode::SetInfo(const char16_t* name, const char16_t* type, const char16_t* defaultValue,
+                           IXvNode** out) noexcept {
   return Guarded([&]() -> Status {
     if (out == nullptr) return E_POINTER;
     *out = nullptr;
     const std::string key = Utf8FromUtf16(name);
     static constexpr const char* kReserved[] = {"", "type", "default", "values"};
     if (WordIndex(key, kReserved) >= 0) return E_INVALIDARG;
-    const XMLNodePtr entry = Self(this).SchemaNode(true)->Child(key, true);
+    const XMLNodePtr entry = SchemaNode(true)->Child(key, true);
     if (!entry) return E_INVALIDARG;
     if (type != nullptr) RETURN_IF_FAILED(entry->SetText("type", Utf8FromUtf16(type)));
     if (defaultValue != nullptr) {
@@ -244,13 +236,13 @@ HRESULT IXvAttributesImpl::SetInfo(const char16_t* name, const char16_t* type,
   });
 }
 
-HRESULT IXvAttributesImpl::GetInfoValue(const char16_t* name, const char16_t* key,
-                                        const char16_t* defaultValue, char16_t** value) noexcept {
+HRESULT CoXMLNode::GetInfoValue(const char16_t* name, const char16_t* key,
+                                const char16_t* defaultValue, char16_t** value) noexcept {
   return Guarded([&]() -> Status {
     if (value == nullptr) return E_POINTER;
     *value = nullptr;
     if (name == nullptr) return E_INVALIDARG;
-    std::optional<std::string> text = Self(this).InfoValue(Utf8FromUtf16(name), Utf8FromUtf16(key));
+    std::optional<std::string> text = InfoValue(Utf8FromUtf16(name), Utf8FromUtf16(key));
     if (!text && defaultValue != nullptr) text = Utf8FromUtf16(defaultValue);
     return text ? GiveString(*text, value) : Status(S_FALSE);
   });

@@ -1,5 +1,3 @@
-#include "tree/node_interface.h"
-
 #include "base/guard.h"
 #include "base/text.h"
 #include "tree/node.h"
@@ -7,8 +5,6 @@
 
 namespace xv::XMLParse {
 namespace {
-
-CoXMLNode& Self(IXvNodeImpl* node) { return static_cast<CoXMLNode&>(*node); }
 
 // The body of an operation whose only result is a node.
 template <class Find>
@@ -31,82 +27,82 @@ HRESULT GetText(char16_t** text, Write&& write) noexcept {
 
 }  // namespace
 
-HRESULT IXvNodeImpl::GetName(char16_t** name) noexcept {
-  return GetText(name, [&] { return Self(this).Name(); });
+HRESULT CoXMLNode::GetName(char16_t** name) noexcept {
+  return GetText(name, [&] { return Name(); });
 }
 
-HRESULT IXvNodeImpl::SetName(const char16_t* name) noexcept {
+HRESULT CoXMLNode::SetName(const char16_t* name) noexcept {
   return Guarded([&]() -> Status {
     if (name == nullptr) return E_INVALIDARG;
-    Self(this).Rename(Utf8FromUtf16(name));
+    Rename(Utf8FromUtf16(name));
     return S_OK;
   });
 }
 
-HRESULT IXvNodeImpl::GetXML(char16_t** text) noexcept {
+HRESULT CoXMLNode::GetXML(char16_t** text) noexcept {
   return GetText(text, [&] {
-    const CoXMLNode& node = Self(this);
+    const CoXMLNode& node = *this;
     return node.ChildCount() == 0 ? node.AttributeText() : node.WriteXml();
   });
 }
 
-HRESULT IXvNodeImpl::SetXML(const char16_t* text) noexcept {
-  return Guarded([&]() -> Status { return Self(this).ReplaceContent(Utf8FromUtf16(text)); });
+HRESULT CoXMLNode::SetXML(const char16_t* text) noexcept {
+  return Guarded([&]() -> Status { return ReplaceContent(Utf8FromUtf16(text)); });
 }
 
-HRESULT IXvNodeImpl::GetParent(IXvNode** parent, std::int32_t* index) noexcept {
+HRESULT CoXMLNode::GetParent(IXvNode** parent, std::int32_t* index) noexcept {
   return Guarded([&]() -> Status {
     if (parent == nullptr || index == nullptr) return E_POINTER;
     *parent = nullptr;
-    XMLNodePtr node = Self(this).Parent();
-    *index = Self(this).IndexInParent();
+    XMLNodePtr node = Parent();
+    *index = IndexInParent();
     return GiveNode(std::move(node), parent);
   });
 }
 
-HRESULT IXvNodeImpl::GetRoot(IXvNode** root) noexcept {
+HRESULT CoXMLNode::GetRoot(IXvNode** root) noexcept {
   return GetNode(root, [&] {
-    auto node = XMLNodePtr::Retain(&Self(this));
+    auto node = XMLNodePtr::Retain(this);
     while (XMLNodePtr parent = node->Parent()) node = std::move(parent);
     return node;
   });
 }
 
-HRESULT IXvNodeImpl::Detach() noexcept {
-  return Guarded([&]() -> Status { return Self(this).MoveToEnd(); });
+HRESULT CoXMLNode::Detach() noexcept {
+  return Guarded([&]() -> Status { return MoveToEnd(); });
 }
 
-HRESULT IXvNodeImpl::GetIndex(std::int32_t* index) noexcept {
+HRESULT CoXMLNode::GetIndex(std::int32_t* index) noexcept {
   return Guarded([&]() -> Status {
     if (index == nullptr) return E_POINTER;
-    *index = Self(this).IndexInParent();
+    *index = IndexInParent();
     return *index < 0 ? XV_E_NOT_FOUND : S_OK;
   });
 }
 
-HRESULT IXvNodeImpl::GetChild(std::int32_t index, char16_t** name, IXvNode** child) noexcept {
+HRESULT CoXMLNode::GetChild(std::int32_t index, char16_t** name, IXvNode** child) noexcept {
   return Guarded([&]() -> Status {
     if (name == nullptr || child == nullptr) return E_POINTER;
     *name = nullptr;
     *child = nullptr;
     if (index < 0) return XV_E_NOT_FOUND;
-    XMLNodePtr node = Self(this).ChildAt(static_cast<std::size_t>(index));
+    XMLNodePtr node = ChildAt(static_cast<std::size_t>(index));
     if (!node) return XV_E_NOT_FOUND;
     RETURN_IF_FAILED(GiveString(node->Name(), name));
     return GiveNode(std::move(node), child);
   });
 }
 
-HRESULT IXvNodeImpl::GetChildByName(const char16_t* path, const char16_t* defaultValue,
-                                    IXvNode** child) noexcept {
+HRESULT CoXMLNode::GetChildByName(const char16_t* path, const char16_t* defaultValue,
+                                  IXvNode** child) noexcept {
   return Guarded([&]() -> Status {
     if (child == nullptr) return E_POINTER;
     *child = nullptr;
     if (path == nullptr) return E_INVALIDARG;
     const std::string where = Utf8FromUtf16(path);
-    XMLNodePtr node = Self(this).FindChild(where);
+    XMLNodePtr node = FindChild(where);
     if (!node) {
-      node = Self(this).Child(where, true);
+      node = Child(where, true);
       if (!node) return E_INVALIDARG;
       if (defaultValue != nullptr) node->SetValue(Utf8FromUtf16(defaultValue));
     }
@@ -114,57 +110,57 @@ HRESULT IXvNodeImpl::GetChildByName(const char16_t* path, const char16_t* defaul
   });
 }
 
-HRESULT IXvNodeImpl::GetChildByPath(const char16_t* path, std::int32_t create,
-                                    IXvNode** child) noexcept {
+HRESULT CoXMLNode::GetChildByPath(const char16_t* path, std::int32_t create,
+                                  IXvNode** child) noexcept {
   return Guarded([&]() -> Status {
     if (child == nullptr) return E_POINTER;
     *child = nullptr;
     if (path == nullptr) return E_INVALIDARG;
-    XMLNodePtr node = Self(this).Child(Utf8FromUtf16(path), create != 0);
+    XMLNodePtr node = Child(Utf8FromUtf16(path), create != 0);
     if (!node && create != 0) return E_INVALIDARG;
     return GiveNode(std::move(node), child);
   });
 }
 
-HRESULT IXvNodeImpl::RemoveChild(const char16_t* path) noexcept {
+HRESULT CoXMLNode::RemoveChild(const char16_t* path) noexcept {
   return Guarded([&]() -> Status {
     if (path == nullptr) return E_INVALIDARG;
-    return Self(this).RemoveChildNode(Utf8FromUtf16(path));
+    return RemoveChildNode(Utf8FromUtf16(path));
   });
 }
 
-HRESULT IXvNodeImpl::RemoveChildren() noexcept {
+HRESULT CoXMLNode::RemoveChildren() noexcept {
   return Guarded([&]() -> Status {
-    Self(this).ClearChildren();
-    Self(this).ClearAttributes();
+    ClearChildren();
+    ClearAttributes();
     return S_OK;
   });
 }
 
-HRESULT IXvNodeImpl::FromXML(const char16_t* text, std::int32_t flags) noexcept {
+HRESULT CoXMLNode::FromXML(const char16_t* text, std::int32_t flags) noexcept {
   return Guarded([&]() -> Status {
     if (text == nullptr) return E_INVALIDARG;
     const XmlReadOptions options{(flags & 1) != 0, (flags & 2) != 0};
-    return Self(this).ReadXml(Utf8FromUtf16(text), options);
+    return ReadXml(Utf8FromUtf16(text), options);
   });
 }
 
-HRESULT IXvNodeImpl::ToXML(char16_t** text) noexcept {
-  return GetText(text, [&] { return Self(this).WriteXml(); });
+HRESULT CoXMLNode::ToXML(char16_t** text) noexcept {
+  return GetText(text, [&] { return WriteXml(); });
 }
 
-HRESULT IXvNodeImpl::Clone(IXvNode** out) noexcept {
-  return GetNode(out, [&] { return Self(this).DeepClone(); });
+HRESULT CoXMLNode::Clone(IXvNode** out) noexcept {
+  return GetNode(out, [&] { return DeepClone(); });
 }
 
-HRESULT IXvNodeImpl::Merge(IXvNode*, std::int32_t) noexcept { return E_NOTIMPL; }
+HRESULT CoXMLNode::Merge(IXvNode*, std::int32_t) noexcept { return E_NOTIMPL; }
 
-HRESULT IXvNodeImpl::GetAttributeInfo(const char16_t* path, IXvNode** out) noexcept {
+HRESULT CoXMLNode::GetAttributeInfo(const char16_t* path, IXvNode** out) noexcept {
   return Guarded([&]() -> Status {
     if (out == nullptr) return E_POINTER;
     *out = nullptr;
     if (path == nullptr) return E_INVALIDARG;
-    return GiveNode(Self(this).FindInfo(Utf8FromUtf16(path)), out);
+    return GiveNode(FindInfo(Utf8FromUtf16(path)), out);
   });
 }
 

@@ -24,6 +24,12 @@ std::span<const std::string_view> NodePath::Nodes() const {
   return all.empty() ? all : all.first(all.size() - 1);
 }
 
+SplitPath SplitLast(std::string_view path) {
+  const std::size_t split = path.rfind("::");
+  if (split == std::string_view::npos) return {std::nullopt, path};
+  return {path.substr(0, split), path.substr(split + 2)};
+}
+
 PathSegment ParseSegment(std::string_view segment) {
   const std::size_t bracket = segment.find('[', 1);
   if (bracket == std::string_view::npos) return {segment, 0};

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -24,6 +25,13 @@ class NodePath {
   std::vector<std::string_view> segments_;
   bool bad_ = false;
 };
+
+// A path cut at its last "::": the nodes ahead of it, if there are any, and the last segment.
+struct SplitPath {
+  std::optional<std::string_view> nodes;
+  std::string_view last;
+};
+SplitPath SplitLast(std::string_view path);
 
 // "name[n]": the name, and the number among the children of that name. A "[" at the start belongs
 // to the name.

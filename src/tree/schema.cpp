@@ -1,6 +1,7 @@
 #include "base/text.h"
 #include "tree/node.h"
 #include "tree/node_impl.h"
+#include "tree/node_path.h"
 
 namespace xv::XMLParse {
 namespace {
@@ -13,11 +14,9 @@ XMLNodePtr DirectChild(const CoXMLNode& node, std::string_view name) {
 
 // The node that a path's attribute is in, and the attribute's name.
 std::pair<XMLNodePtr, std::string_view> Locate(const CoXMLNode& node, std::string_view path) {
-  const std::size_t last = path.rfind("::");
-  if (last == std::string_view::npos) {
-    return {XMLNodePtr::Retain(const_cast<CoXMLNode*>(&node)), path};
-  }
-  return {node.FindChild(path.substr(0, last)), path.substr(last + 2)};
+  const SplitPath split = SplitLast(path);
+  if (!split.nodes) return {XMLNodePtr::Retain(const_cast<CoXMLNode*>(&node)), path};
+  return {node.FindChild(*split.nodes), split.last};
 }
 
 }  // namespace

@@ -1,5 +1,3 @@
-#include "tree/node_interface.h"
-
 #include <gtest/gtest.h>
 
 #include "base/text.h"
