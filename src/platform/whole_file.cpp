@@ -49,6 +49,15 @@ Status WriteTemporary(File& file, const void* data, std::size_t bytes,
   return status;
 }
 
+Status Rename(const std::string& from, const std::string& to) {
+  const LongPath source(from);
+  const LongPath target(to);
+  if (source.failure() != 0) return StatusFromErrno(source.failure());
+  if (target.failure() != 0) return StatusFromErrno(target.failure());
+  const int failed = renameat(source.folder(), source.name(), target.folder(), target.name());
+  return failed == 0 ? Status() : StatusFromErrno(errno);
+}
+
 // The file behind a link, or the path itself.
 std::string LinkTarget(const std::string& path) {
   char* resolved = realpath(path.c_str(), nullptr);
@@ -90,10 +99,8 @@ Status ReplaceWholeFile(const std::string& path, const void* data, std::size_t b
   File file;
   RETURN_IF_FAILED(CreateBeside(target, &temporary, &file));
   Status status = WriteTemporary(file, data, bytes, target);
-  if (status.Ok() && rename(temporary.c_str(), target.c_str()) != 0) {
-    status = StatusFromErrno(errno);
-  }
-  if (status.Failed()) unlink(temporary.c_str());
+  if (status.Ok()) status = Rename(temporary, target);
+  if (status.Failed()) (void)RemoveFile(temporary);
   return status;
 }
 
