@@ -37,12 +37,10 @@ HRESULT CoXMLNode::QueryInterface(const Guid& iid, void** out) noexcept {
   return S_OK;
 }
 
-std::uint32_t CoXMLNode::AddRef() noexcept {
-  return count_.fetch_add(1, std::memory_order_relaxed) + 1;
-}
+std::uint32_t CoXMLNode::AddRef() noexcept { return count_.Retain(); }
 
 std::uint32_t CoXMLNode::Release() noexcept {
-  const std::uint32_t left = count_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+  const std::uint32_t left = count_.Release();
   if (left > 0) return left;
   // Deleting a node releases its children. They wait in a list for this thread's outermost Release,
   // so that the depth of a tree does not become the depth of the stack.
@@ -75,14 +73,7 @@ XMLNodePtr NodeOf(IUnknown* object) {
 
 XMLNodePtr XMLNodeImpl::Retain(CoXMLNode* node) {
   if (node == nullptr) return nullptr;
-  std::uint32_t count = node->count_.load(std::memory_order_relaxed);
-  while (count > 0) {
-    if (node->count_.compare_exchange_weak(count, count + 1, std::memory_order_acquire,
-                                           std::memory_order_relaxed)) {
-      return XMLNodePtr::Adopt(node);
-    }
-  }
-  return nullptr;
+  return node->count_.TryRetain() ? XMLNodePtr::Adopt(node) : nullptr;
 }
 
 std::string_view XMLNodeImpl::SchemaName() const {

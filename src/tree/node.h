@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "base/ref.h"
+#include "base/ref_count.h"
 #include "base/status.h"
 #include "tree/attribute.h"
 #include "xvwriter/nodes.h"
@@ -265,7 +266,7 @@ class CoXMLNode final : public IXvNode {
   XMLNodePtr FindNode(std::span<const std::string_view> segments) const;
   Status Store(std::string_view path, const class XMLValue& value, bool create);
 
-  std::atomic<std::uint32_t> count_{1};
+  RefCount count_{1};
   const std::unique_ptr<XMLNodeImpl> impl_;
 };
 

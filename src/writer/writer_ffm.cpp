@@ -86,12 +86,10 @@ HRESULT CCoXvWriterFFM_I::Inner::QueryInterface(const Guid& iid, void** out) noe
   return S_OK;
 }
 
-std::uint32_t CCoXvWriterFFM_I::Inner::AddRef() noexcept {
-  return count_.fetch_add(1, std::memory_order_relaxed) + 1;
-}
+std::uint32_t CCoXvWriterFFM_I::Inner::AddRef() noexcept { return count_.Retain(); }
 
 std::uint32_t CCoXvWriterFFM_I::Inner::Release() noexcept {
-  const std::uint32_t left = count_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+  const std::uint32_t left = count_.Release();
   if (left == 0) delete &writer_;
   return left;
 }

@@ -81,7 +81,7 @@ class CCoXvWriterFFM_I final : public IXvObject_I,
 
    private:
     CCoXvWriterFFM_I& writer_;
-    std::atomic<std::uint32_t> count_{0};
+    RefCount count_;
   };
 
   explicit CCoXvWriterFFM_I(IUnknown* outer);
