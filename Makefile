@@ -1,4 +1,5 @@
-# The daily commands. Everything is built below build/<preset>.
+# The daily commands. Everything is built below build/<preset>; `make record` and `make install`
+# build the library and its programs there, `make test` all the rest beside them.
 
 INPUT ?= examples/media/bunny.mp4
 OUTPUT ?= recording.mp4
@@ -8,8 +9,8 @@ JOBS ?= $(shell nproc)
 
 export CCACHE_SLOPPINESS = pch_defines,time_macros
 
-.PHONY: record build test bench asan tsan format format-check lint install packages packages-test \
-        packages-bench clean matrix fuzz
+.PHONY: record build all test bench asan tsan clang format format-check lint install uninstall deb \
+        packages packages-test packages-bench packages-lint clean matrix fuzz
 
 record: build
 	build/release/bin/xvrecord -a "$(ATTRIBUTES)" "$(INPUT)" "$(OUTPUT)"
@@ -17,7 +18,7 @@ record: build
 packages:
 	@scripts/install_packages.sh packages
 
-# Peers that the streaming tests talk to.
+# What the tests link, and the programs that they talk to.
 packages-test:
 	@scripts/install_packages.sh packages packages-test
 
@@ -25,24 +26,47 @@ packages-test:
 packages-bench:
 	@scripts/install_packages.sh packages packages-bench
 
+packages-lint:
+	@scripts/install_packages.sh packages packages-test packages-lint
+
+# A new tree has the library and its programs only; each $(call configure,PARTS) adds parts to it
+# and takes none away.
+parts_off = -DXVWRITER_BUILD_TESTS=OFF -DXVWRITER_BUILD_BENCHMARKS=OFF -DXVWRITER_BUILD_EXAMPLES=OFF
+parts_all = $(parts_off:OFF=ON)
+define configure
+	@mkdir -p build
+	@cmake --preset release $(if $(wildcard build/release/build.ninja),,$(parts_off)) $(1) \
+	  >build/configure.log 2>&1 || { cat build/configure.log; exit 1; }
+endef
+
 build: packages
-	@cmake --preset release >build-configure.log 2>&1 || { cat build-configure.log; exit 1; }
-	@rm -f build-configure.log
+	$(call configure)
+	cmake --build --preset release --target library_and_tools -j $(JOBS)
+
+all: packages-test
+	$(call configure,$(parts_all))
 	cmake --build --preset release -j $(JOBS)
 
-test: packages-test build
-	ctest --preset release
+test: all
+	ctest --preset release $(CTEST_ARGS)
 
 asan tsan: packages-test
 	cmake --preset $@
 	cmake --build --preset $@ -j $(JOBS)
 	ctest --preset $@ $(CTEST_ARGS)
 
-bench: packages-bench build
+# With the other compiler, for its warnings.
+clang: packages-test
+	cmake --preset $@
+	cmake --build --preset $@ -j $(JOBS)
+
+bench: packages-bench
+	$(call configure,-DXVWRITER_BUILD_BENCHMARKS=ON)
+	cmake --build --preset release --target library_and_tools bench/all -j $(JOBS)
 	bench/run.sh
 
 # Every container with every codec that it takes, as a table; minutes to an hour.
-matrix: build
+matrix: all
 	build/release/bin/matrix_test --gtest_also_run_disabled_tests
 
 SOURCES = $(shell git ls-files '*.h' '*.hpp' '*.cpp')
@@ -54,16 +78,28 @@ format-check:
 	@clang-format-14 --dry-run --Werror $(SOURCES)
 
 FUZZ_SECONDS ?= 60
-fuzz: build
+fuzz: packages-test
+	$(call configure,-DXVWRITER_BUILD_TESTS=ON)
 	cmake --build --preset release --target captions_fuzz picture_fuzz -j $(JOBS)
 	for f in caption_pairs insert_offset anc_reader picture_conversion; do \
 	  build/release/bin/fuzz_$$f -max_total_time=$(FUZZ_SECONDS) -max_len=65536 -verbosity=0 || exit 1; done
 
-lint: packages
-	scripts/lint.sh
+# TIDY=all has clang-tidy read every file, not only those that differ from the main branch.
+lint: packages-lint
+	$(call configure,$(parts_all))
+	JOBS=$(JOBS) scripts/lint.sh $(TIDY)
 
 install: build
 	cmake --install build/release --prefix "$(PREFIX)"
+
+uninstall:
+	cmake --build --preset release --target uninstall
+
+# Debian packages, into build/package.
+deb: packages
+	cmake --preset package
+	cmake --build --preset package --target library_and_tools -j $(JOBS)
+	cpack --config build/package/CPackConfig.cmake -B build/package
 
 clean:
 	rm -rf build

@@ -1,12 +1,31 @@
+# Each part's packages are looked up where that part is built: scripts/packages.txt names those of
+# library and tools, packages-test.txt those of the tests, packages-bench.txt the benchmarks' peers.
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 find_package(fmt REQUIRED)
-find_package(GTest REQUIRED)
-find_package(benchmark REQUIRED)
-find_package(CLI11 REQUIRED)
-find_package(nlohmann_json REQUIRED)
 find_package(TBB REQUIRED)
-pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET
+set(XV_FFMPEG_MODULES
   libavformat>=59 libavcodec>=59 libavutil>=57 libswscale>=6 libswresample>=4)
-pkg_check_modules(HWY REQUIRED IMPORTED_TARGET libhwy)
-find_library(YUV_LIBRARY yuv REQUIRED)
+# The prefixes are ours alone, since they are seen by a project around this one, and by a host of
+# the static form.
+pkg_check_modules(XVWRITER_FFMPEG REQUIRED IMPORTED_TARGET ${XV_FFMPEG_MODULES})
+pkg_check_modules(XVWRITER_HWY REQUIRED IMPORTED_TARGET libhwy)
+foreach(package FFMPEG HWY)
+  if(NOT TARGET PkgConfig::${package})
+    add_library(PkgConfig::${package} ALIAS PkgConfig::XVWRITER_${package})
+  endif()
+  set(${package}_CFLAGS_OTHER ${XVWRITER_${package}_CFLAGS_OTHER})
+  set(${package}_LINK_LIBRARIES ${XVWRITER_${package}_LINK_LIBRARIES})
+endforeach()
+
+# What the library links: a host of the static form links it too.
+set(XV_LIBRARY_NEEDS PkgConfig::XVWRITER_FFMPEG PkgConfig::XVWRITER_HWY fmt::fmt TBB::tbb
+  Threads::Threads ${CMAKE_DL_LIBS})
+
+if(XVWRITER_BUILD_TOOLS OR XV_TESTS)
+  find_package(CLI11 REQUIRED)
+  find_package(nlohmann_json REQUIRED)
+endif()
+if(XV_TESTS)
+  find_package(GTest REQUIRED)
+endif()

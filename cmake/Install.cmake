@@ -1,35 +1,117 @@
 # What a prefix gets: the library, its headers, pkg-config file and CMake package, the file that
-# names its class, xvrecord and xvfollow with their manual pages, and the completion in bash. All
-# paths in these files are relative to where they stand, so that the prefix can be moved.
-include(GNUInstallDirs)
+# names its class, the documents and examples, and the programs with their manual pages and the
+# completion in bash. All paths in these files are relative to where they stand, so that the prefix
+# can be moved; a folder that was given as an absolute path stays where it is.
+set(XV_PROGRAMS)
+if(XVWRITER_BUILD_TOOLS)
+  set(XV_PROGRAMS xvrecord xvfollow)
+endif()
+if(PROJECT_IS_TOP_LEVEL)
+  add_custom_target(library_and_tools DEPENDS xvwriterffm ${XV_PROGRAMS})
+endif()
+if(NOT XVWRITER_INSTALL)
+  return()
+endif()
 include(CMakePackageConfigHelpers)
 
 set(XV_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/XvWriterFFM)
 set(XV_CLASS_DIR ${CMAKE_INSTALL_DATADIR}/xvwriter/classes)
-set(XV_MADE ${CMAKE_BINARY_DIR}/install)
-
-file(RELATIVE_PATH XV_PKGCONFIG_TO_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
-file(RELATIVE_PATH XV_BIN_TO_LIB /prefix/${CMAKE_INSTALL_BINDIR} /prefix/${CMAKE_INSTALL_LIBDIR})
-file(RELATIVE_PATH XV_CLASSES_TO_LIB /prefix/${XV_CLASS_DIR} /prefix/${CMAKE_INSTALL_LIBDIR})
+set(XV_MADE ${PROJECT_BINARY_DIR}/install)
 set(XV_CLASS_ID 4c93300c-351a-422f-ae57-a8a5a9777c4c) # CLSID_CoXvWriterFFM_I
 
+# xv_path_between(<variable> FROM TO): the path that leads from one installed folder to another; TO
+# itself, complete, where one of them does not move with the prefix.
+function(xv_path_between variable from to)
+  if(IS_ABSOLUTE "${from}" OR IS_ABSOLUTE "${to}")
+    get_filename_component(path "${to}" ABSOLUTE BASE_DIR "${CMAKE_INSTALL_PREFIX}")
+  else()
+    file(RELATIVE_PATH path "/prefix/${from}" "/prefix/${to}")
+    string(REGEX REPLACE "/$" "" path "${path}")
+  endif()
+  set(${variable} "${path}" PARENT_SCOPE)
+endfunction()
+
+# xv_below_prefix(<variable> FOLDER): an installed folder in a pkg-config file.
+function(xv_below_prefix variable folder)
+  if(NOT IS_ABSOLUTE "${folder}")
+    set(folder "\${prefix}/${folder}")
+  endif()
+  set(${variable} "${folder}" PARENT_SCOPE)
+endfunction()
+
+# xv_set_runpath(<program>): the RUNPATH that leads from an installed program to the library. The
+# build tree's program has it from the start: CMake would end one that it replaces with ":", which
+# stands for the current folder.
+function(xv_set_runpath program)
+  file(RELATIVE_PATH built ${CMAKE_RUNTIME_OUTPUT_DIRECTORY} ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
+  xv_path_between(installed "${CMAKE_INSTALL_BINDIR}" "${CMAKE_INSTALL_LIBDIR}")
+  if(NOT IS_ABSOLUTE "${installed}")
+    set(installed "$ORIGIN/${installed}")
+  endif()
+  set(paths "$ORIGIN/${built}" "${installed}")
+  list(REMOVE_DUPLICATES paths)
+  set_target_properties(${program} PROPERTIES
+    INSTALL_RPATH "${paths}" BUILD_WITH_INSTALL_RPATH ON)
+endfunction()
+
+xv_path_between(XV_PC_PREFIX "${CMAKE_INSTALL_LIBDIR}/pkgconfig" "")
+if(NOT IS_ABSOLUTE "${XV_PC_PREFIX}")
+  set(XV_PC_PREFIX "\${pcfiledir}/${XV_PC_PREFIX}")
+endif()
+xv_below_prefix(XV_PC_LIBDIR "${CMAKE_INSTALL_LIBDIR}")
+xv_below_prefix(XV_PC_INCLUDEDIR "${CMAKE_INSTALL_INCLUDEDIR}")
+if(XV_LIBRARY_FORM STREQUAL STATIC)
+  # No Requires.private: `pkg-config --static` would then ask for all that FFmpeg itself was built
+  # with.
+  list(JOIN XVWRITER_FFMPEG_LDFLAGS " " ffmpeg)
+  list(JOIN XVWRITER_HWY_LDFLAGS " " highway)
+  set(XV_PC_PRIVATE "Libs.private: ${ffmpeg} ${highway} -lfmt -ltbb -pthread -ldl\n")
+endif()
 configure_file(cmake/install/xvwriterffm.pc.in ${XV_MADE}/xvwriterffm.pc @ONLY)
-configure_file(cmake/install/class.toml.in ${XV_MADE}/${XV_CLASS_ID}.toml @ONLY)
 configure_package_config_file(cmake/install/XvWriterFFMConfig.cmake.in
   ${XV_MADE}/XvWriterFFMConfig.cmake INSTALL_DESTINATION ${XV_PACKAGE_DIR})
 write_basic_package_version_file(${XV_MADE}/XvWriterFFMConfigVersion.cmake
   COMPATIBILITY SameMajorVersion)
 
-set_target_properties(xvrecord PROPERTIES INSTALL_RPATH "$ORIGIN/${XV_BIN_TO_LIB}")
-install(TARGETS xvwriterffm xv_public EXPORT XvWriterFFMTargets
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(TARGETS xvrecord xvfollow DESTINATION ${CMAKE_INSTALL_BINDIR})
-install(DIRECTORY include/xvwriter DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(EXPORT XvWriterFFMTargets NAMESPACE XvWriterFFM:: DESTINATION ${XV_PACKAGE_DIR})
+install(TARGETS xvwriterffm EXPORT XvWriterFFMTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+if(XV_LIBRARY_FORM STREQUAL SHARED)
+  xv_path_between(XV_CLASSES_TO_LIB "${XV_CLASS_DIR}" "${CMAKE_INSTALL_LIBDIR}")
+  configure_file(cmake/install/class.toml.in ${XV_MADE}/${XV_CLASS_ID}.toml @ONLY)
+  install(FILES ${XV_MADE}/${XV_CLASS_ID}.toml DESTINATION ${XV_CLASS_DIR} COMPONENT library)
+endif()
+
+install(DIRECTORY include/xvwriter DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+install(EXPORT XvWriterFFMTargets NAMESPACE XvWriterFFM:: DESTINATION ${XV_PACKAGE_DIR}
+  COMPONENT development)
 install(FILES ${XV_MADE}/XvWriterFFMConfig.cmake ${XV_MADE}/XvWriterFFMConfigVersion.cmake
-  DESTINATION ${XV_PACKAGE_DIR})
-install(FILES ${XV_MADE}/xvwriterffm.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
-install(FILES ${XV_MADE}/${XV_CLASS_ID}.toml DESTINATION ${XV_CLASS_DIR})
-install(FILES docs/xvrecord.1 docs/xvfollow.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
-install(FILES tools/xvrecord/xvrecord.bash RENAME xvrecord
-  DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+  DESTINATION ${XV_PACKAGE_DIR} COMPONENT development)
+install(FILES ${XV_MADE}/xvwriterffm.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+  COMPONENT development)
+install(FILES README.md CHANGELOG.md DESTINATION ${XV_DOC_DIR} COMPONENT development)
+install(DIRECTORY docs/ DESTINATION ${XV_DOC_DIR}/docs COMPONENT development
+  FILES_MATCHING PATTERN "*.md")
+install(DIRECTORY examples DESTINATION ${XV_DOC_DIR} COMPONENT development
+  FILES_MATCHING PATTERN "*.cpp" PATTERN "media" EXCLUDE)
+
+if(XVWRITER_BUILD_TOOLS)
+  foreach(program ${XV_PROGRAMS})
+    get_target_property(linked ${program} LINK_LIBRARIES)
+    if(XV_LIBRARY_FORM STREQUAL SHARED AND xvwriterffm IN_LIST linked)
+      xv_set_runpath(${program})
+    endif()
+  endforeach()
+  install(TARGETS ${XV_PROGRAMS} DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+  install(FILES docs/xvrecord.1 docs/xvfollow.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
+    COMPONENT tools)
+  install(FILES tools/xvrecord/xvrecord.bash RENAME xvrecord
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
+endif()
+
+if(PROJECT_IS_TOP_LEVEL)
+  add_custom_target(uninstall COMMAND ${CMAKE_COMMAND} -DBUILD=${PROJECT_BINARY_DIR}
+    -P ${PROJECT_SOURCE_DIR}/cmake/uninstall.cmake VERBATIM)
+  include(cmake/Packages.cmake)
+endif()

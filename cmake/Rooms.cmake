@@ -1,8 +1,7 @@
 # One folder of src/ is one static library, `xv_<room>`, with one test program, `<room>_test`.
 
 add_library(xv_public INTERFACE)
-target_include_directories(xv_public INTERFACE
-  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>)
+target_include_directories(xv_public INTERFACE ${PROJECT_SOURCE_DIR}/include)
 
 # xv_room(<name> SOURCES ... HEADERS ... DEPENDS ...): DEPENDS names libraries of lower floors.
 function(xv_room name)
@@ -36,6 +35,6 @@ function(xv_room_test name)
     endif()
     add_test(NAME ${test_name} COMMAND ${name}_test --gtest_brief=1)
     set_tests_properties(${test_name} PROPERTIES TIMEOUT 900 ENVIRONMENT
-      "GTEST_TOTAL_SHARDS=${TEST_SHARDS};GTEST_SHARD_INDEX=${shard};XVWRITER_SETTINGS=${CMAKE_BINARY_DIR}/test-settings.toml;TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/tsan.supp")
+      "GTEST_TOTAL_SHARDS=${TEST_SHARDS};GTEST_SHARD_INDEX=${shard};XVWRITER_SETTINGS=${PROJECT_BINARY_DIR}/test-settings.toml;TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/tsan.supp")
   endforeach()
 endfunction()

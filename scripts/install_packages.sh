@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the packages of the named lists that are missing (Debian 12); does nothing when all are
-# there. usage: install_packages.sh packages [packages-test] [packages-bench]
+# there. usage: install_packages.sh LIST..., such as packages packages-test
 set -euo pipefail
 here=$(dirname "$0")
 missing=()

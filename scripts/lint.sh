@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Checks that need no build: includes point one way, headers are guarded, nothing is left open.
+# Checks that need no build: includes point one way, headers are guarded, nothing is left open, and
+# clang-tidy finds no fault. usage: lint.sh [all], where "all" has clang-tidy read every file.
 set -uo pipefail
 cd "$(dirname "$0")/.."
 failed=0
@@ -31,6 +32,8 @@ hits=$(git grep -nE 'av_(frame|packet|dict)_free|avcodec_free_context|avformat_f
 [ -z "$hits" ] || complain "FFmpeg objects are freed by their owners alone: $hits"
 
 python3 scripts/make_status_codes.py --check || complain "docs/status-codes.md"
+
+scripts/tidy.sh "${1:-changed}" || complain "clang-tidy"
 
 [ $failed -eq 0 ] && echo "lint: clean"
 exit $failed

@@ -53,7 +53,7 @@ void ConversionRow(Harness& harness, const char* title, std::uint32_t from, std:
   const Picture target(to, size.width, size.height);
   const Work work{source, target};
   std::vector<Candidate> candidates = {
-      {"xv", [&] { ConvertPixels(source.View(), target.View()); }},
+      {"xv", [&] { (void)ConvertPixels(source.View(), target.View()); }},
       {"libyuv", LibyuvBody(work)},
       {"libswscale", SwsBody(work, SwsKind::kBilinear)},
       {"libswscale, accurate", SwsBody(work, SwsKind::kAccurate)},

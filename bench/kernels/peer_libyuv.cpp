@@ -1,6 +1,7 @@
-#include <libyuv.h>
-
 #include "peers.h"
+
+#ifdef XV_BENCH_LIBYUV
+#include <libyuv.h>
 
 namespace xv::bench {
 namespace {
@@ -64,3 +65,8 @@ Body LibyuvBody(const Work& work) {
 }
 
 }  // namespace xv::bench
+#else
+namespace xv::bench {
+Body LibyuvBody(const Work&) { return nullptr; }
+}  // namespace xv::bench
+#endif

@@ -15,7 +15,7 @@ constexpr int kAlignment = 64;
 
 // Three planes as zimg wants them, every row aligned.
 struct Planes {
-  Planes(const Picture& like)
+  explicit Planes(const Picture& like)
       : rgb(like.Tag() == kFccARGB32),
         halfHeight(like.Tag() == kFccI420 || like.Tag() == kFccNV12) {
     const int chromaWidth = rgb ? like.Width() : like.Width() / 2;
@@ -95,7 +95,7 @@ void Pack(const Planes& planes, const Picture& picture) {
 using Graph = std::shared_ptr<zimg_filter_graph>;
 
 struct Chain {
-  Chain(const Work& work) : source(work.source), target(work.target) {}
+  explicit Chain(const Work& work) : source(work.source), target(work.target) {}
   Planes source;
   Planes target;
   std::vector<Graph> graphs;

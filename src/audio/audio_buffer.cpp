@@ -28,9 +28,7 @@ std::int32_t XvAudioBuffer2::AvailableSamples() const {
              : static_cast<std::int32_t>(channels_.Available() / static_cast<unsigned>(width));
 }
 
-XV_AUD_PROPS XvAudioBuffer2::Format() const {
-  return format_;
-}
+XV_AUD_PROPS XvAudioBuffer2::Format() const { return format_; }
 
 void XvAudioBuffer2::Reset(bool full) {
   calc_.Reset();

@@ -107,13 +107,9 @@ std::uint8_t* const* XvChannelsBuffer::Planes(int index, std::uint32_t offset, i
   return planes_.data();
 }
 
-std::uint32_t XvChannelsBuffer::Available() const {
-  return UnreadSize();
-}
+std::uint32_t XvChannelsBuffer::Available() const { return UnreadSize(); }
 
-int XvChannelsBuffer::ChannelCount() const {
-  return static_cast<int>(channels_.size());
-}
+int XvChannelsBuffer::ChannelCount() const { return static_cast<int>(channels_.size()); }
 
 void XvChannelsBuffer::Rewind() {
   readOffset_ = 0;

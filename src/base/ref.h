@@ -18,8 +18,8 @@ class Ref {
   }
   Ref(Ref&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
   template <class U>
-  requires std::is_convertible_v<U*, T*> Ref(const Ref<U>& other)
-      : Ref(Retain(other.get())) {}  // NOLINT(google-explicit-constructor)
+  // NOLINTNEXTLINE(google-explicit-constructor)
+  requires std::is_convertible_v<U*, T*> Ref(const Ref<U>& other) : Ref(Retain(other.get())) {}
   ~Ref() {
     if (object_) object_->Release();
   }

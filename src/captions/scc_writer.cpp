@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <iterator>
 
-#include "captions/time_code.h"
 #include "media/frame_duration.h"
+#include "media/time_code.h"
 
 namespace xv {
 namespace {

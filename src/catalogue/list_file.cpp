@@ -5,9 +5,9 @@
 #include <vector>
 
 #include "base/text.h"
-#include "platform/file.h"
 #include "platform/module.h"
 #include "platform/paths.h"
+#include "platform/whole_file.h"
 
 namespace xv {
 
@@ -71,11 +71,11 @@ Status SaveListFile(const std::string& path, bool wide, const CoXMLNode& list) {
   const XMLNodePtr copy = list.DeepCopy();
   (void)copy->RemoveChildNode("unavailable");
   const std::string text = copy->WriteXml({0, 0});
-  if (!wide) return ReplaceWholeFile(path, text.data(), text.size());
+  if (!wide) return ReplaceWholeFile(path, text.data(), text.size(), LinkPolicy::kFollow);
   std::string bytes(kUtf16Mark);
   const std::u16string units = Utf16FromUtf8(text);
   bytes.append(reinterpret_cast<const char*>(units.data()), units.size() * 2);
-  return ReplaceWholeFile(path, bytes.data(), bytes.size());
+  return ReplaceWholeFile(path, bytes.data(), bytes.size(), LinkPolicy::kFollow);
 }
 
 }  // namespace xv

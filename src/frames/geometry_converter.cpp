@@ -73,7 +73,7 @@ Status CopyCropped(FrameMemory& memory, std::vector<std::uint8_t>& unpacked,
     from.step[0] = NaturalRowBytes(kFccUYVY, from.width);
     unpacked.resize(static_cast<std::size_t>(from.step[0] * from.height));
     from.data[0] = unpacked.data();
-    if (ConvertPixels(WholePairs(source), from) != 0) return E_FAIL;
+    if (ConvertPixels(WholePairs(source), from).Failed()) return E_FAIL;
   }
   vid.eVideoFormat = eXvVF_Custom;
   vid.nWidth = rect.Width();
@@ -170,9 +170,9 @@ Status XvConverterRC2::ApplyCropAndRotate(Ref<IXvFrame>* frame, Ref<IXvFrame>* s
     if (const auto rotate = props->Find(kRotate)) {
       for (Ref<IXvFrame>* each : {frame, second}) {
         if (!*each) continue;
-        Ref<IXvFrame> turned;
-        RETURN_IF_FAILED(TurnFrame(*rotate == 1, each->get(), &turned, nullptr, true));
-        *each = std::move(turned);
+        Ref<IXvFrame> rotated;
+        RETURN_IF_FAILED(RotateLocked(*rotate == 1, each->get(), &rotated, nullptr, true));
+        *each = std::move(rotated);
       }
     }
   }
@@ -192,7 +192,7 @@ Status XvConverterRC2::WeaveFrames(Ref<IXvFrame>* frame, IXvFrame* second,
   if (targetProps != nullptr) vid.eInterlace = targetProps->eInterlace;
   Ref<IXvFrame> woven;
   ImageView target;
-  RETURN_IF_FAILED(MakeTarget(turned_, contents[0], vid, &woven, &target));
+  RETURN_IF_FAILED(MakeTarget(rotated_, contents[0], vid, &woven, &target));
   Weave(MakeImageView(contents[0].props.vid, contents[0].video),
         MakeImageView(contents[1].props.vid, contents[1].video), target);
   *frame = std::move(woven);
@@ -203,11 +203,11 @@ Status XvConverterRC2::RotateFrame(bool left, IXvFrame* frame, Ref<IXvFrame>* re
                                    const XV_VID_PROPS* targetProps, bool keepTime) {
   if (frame == nullptr || result == nullptr) return E_INVALIDARG;
   const std::lock_guard guard(lock_);
-  return TurnFrame(left, frame, result, targetProps, keepTime);
+  return RotateLocked(left, frame, result, targetProps, keepTime);
 }
 
-Status XvConverterRC2::TurnFrame(bool left, IXvFrame* frame, Ref<IXvFrame>* result,
-                                 const XV_VID_PROPS* targetProps, bool keepTime) {
+Status XvConverterRC2::RotateLocked(bool left, IXvFrame* frame, Ref<IXvFrame>* result,
+                                    const XV_VID_PROPS* targetProps, bool keepTime) {
   FrameContents contents;
   RETURN_IF_FAILED(ReadContents(frame, &contents));
   if (!keepTime) contents.time = {};
@@ -223,11 +223,11 @@ Status XvConverterRC2::TurnFrame(bool left, IXvFrame* frame, Ref<IXvFrame>* resu
     vid.eInterlace = targetProps->eInterlace;
   }
   vid.nRowBytes = NaturalRowBytes(vid.fccColor, vid.nWidth);
-  Ref<IXvFrame> turned;
+  Ref<IXvFrame> rotated;
   ImageView target;
-  RETURN_IF_FAILED(MakeTarget(turned_, contents, vid, &turned, &target));
-  RETURN_IF_FAILED(turner_.Turn(MakeImageView(source, contents.video), target, left));
-  *result = std::move(turned);
+  RETURN_IF_FAILED(MakeTarget(rotated_, contents, vid, &rotated, &target));
+  RETURN_IF_FAILED(rotator_.Rotate(MakeImageView(source, contents.video), target, left));
+  *result = std::move(rotated);
   return S_OK;
 }
 
@@ -334,7 +334,7 @@ Status XvConverterRC2::Convert(IXvFrame* frame, IXvFrame* secondFrame,
   Ref<IXvFrame> second = Ref<IXvFrame>::Retain(secondFrame);
   RETURN_IF_FAILED(ApplyCropAndRotate(&working, &second, targetProps, props));
   if (!working) return E_UNEXPECTED;
-  const bool turned = props != nullptr && props->Find(kRotate).has_value();
+  const bool rotated = props != nullptr && props->Find(kRotate).has_value();
   if (targetProps != nullptr) {
     Ref<IXvFrame> converted;
     RETURN_IF_FAILED(ConvertFrame(working.get(), *targetProps, field, props, &converted));
@@ -342,7 +342,7 @@ Status XvConverterRC2::Convert(IXvFrame* frame, IXvFrame* secondFrame,
   }
   const Mirror mirror = props == nullptr ? Mirror::kNone : props->Get(kMirror);
   if (mirror != Mirror::kNone) {
-    RETURN_IF_FAILED(MirrorFrame(&working, mirror, targetProps != nullptr || turned));
+    RETURN_IF_FAILED(MirrorFrame(&working, mirror, targetProps != nullptr || rotated));
   }
   *result = std::move(working);
   return S_OK;

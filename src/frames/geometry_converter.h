@@ -26,8 +26,8 @@ class XvConverterRC2 final : public AutoObjBase<XvConverterRC2> {
 
   // In this order: the attributes "crop" and "rotate" of `props`, the weave with `secondFrame`,
   // size, layout and field structure of `targetProps`, "mirror". `secondFrame`, `targetProps` and
-  // `props` may be null; without a target the frame is only cropped, turned, mirrored. `field` is 0
-  // or 1 for one field of the source, else the whole frame. The frames are the caller's; `result`
+  // `props` may be null; without a target the frame is only cropped, rotated, mirrored. `field` is
+  // 0 or 1 for one field of the source, else the whole frame. The frames are the caller's; `result`
   // may be the first frame itself.
   //   E_POINTER            a null frame or result.
   //   E_INVALIDARG         a crop that is none.
@@ -36,7 +36,7 @@ class XvConverterRC2 final : public AutoObjBase<XvConverterRC2> {
   Status Convert(IXvFrame* frame, IXvFrame* secondFrame, const XV_VID_PROPS* targetProps, int field,
                  Ref<IXvFrame>* result, const XMLParse::CoXMLNode* props);
 
-  // A frame turned by 90 degrees: sizes and aspect exchanged, in the source's layout. With valid
+  // A frame rotated by 90 degrees: sizes and aspect exchanged, in the source's layout. With valid
   // `targetProps` their size and field order count. With `keepTime` the frame keeps its time.
   Status RotateFrame(bool left, IXvFrame* frame, Ref<IXvFrame>* result,
                      const XV_VID_PROPS* targetProps, bool keepTime);
@@ -46,8 +46,8 @@ class XvConverterRC2 final : public AutoObjBase<XvConverterRC2> {
 
   Status ApplyCropAndRotate(Ref<IXvFrame>* frame, Ref<IXvFrame>* second,
                             const XV_VID_PROPS* targetProps, const XMLParse::CoXMLNode* props);
-  Status TurnFrame(bool left, IXvFrame* frame, Ref<IXvFrame>* result,
-                   const XV_VID_PROPS* targetProps, bool keepTime);
+  Status RotateLocked(bool left, IXvFrame* frame, Ref<IXvFrame>* result,
+                      const XV_VID_PROPS* targetProps, bool keepTime);
   Status WeaveFrames(Ref<IXvFrame>* frame, IXvFrame* second, const XV_VID_PROPS* targetProps);
   Status ConvertFrame(IXvFrame* frame, const XV_VID_PROPS& target, int field,
                       const XMLParse::CoXMLNode* props, Ref<IXvFrame>* result);
@@ -59,9 +59,9 @@ class XvConverterRC2 final : public AutoObjBase<XvConverterRC2> {
   std::array<FrameScaler, 2> scalers_;  // one for each field
   FrameMemory memory_;
   FrameMemory cropped_;
-  FrameMemory turned_;
+  FrameMemory rotated_;
   FrameMemory mirrored_;
-  PictureTurner turner_;
+  PictureRotator rotator_;
   std::vector<std::uint8_t> unpacked_;  // v210 on its way to a crop
 };
 

@@ -1,8 +1,8 @@
 #include "growing/growing_files.h"
 
 #include "base/text.h"
-#include "platform/file.h"
 #include "platform/paths.h"
+#include "platform/whole_file.h"
 
 namespace xv {
 namespace {

@@ -5,6 +5,7 @@
 
 #include "base/text.h"
 #include "platform/paths.h"
+#include "platform/whole_file.h"
 
 namespace xv {
 namespace {

@@ -7,7 +7,7 @@
 
 namespace xv {
 
-// Rows of 3- and 4-channel pixels, copies, mirrors and turns. The same rules as in
+// Rows of 3- and 4-channel pixels, copies, mirrors and rotations. The same rules as in
 // packed_kernels.h.
 struct ChannelKernels {
   void (*dropAlpha)(const std::uint8_t* source4, std::uint8_t* target3, int width);

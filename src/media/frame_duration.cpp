@@ -35,15 +35,15 @@ std::int64_t RoundAwayFromZero(double value) {
   return static_cast<std::int64_t>(rounded);
 }
 
-double FrameDuration(double rate) {
-  if (!(rate > 0)) return 0.0;
-  const double quotient = 1e7 / rate;
-  const std::int64_t count = RoundAwayFromZero(quotient);
+double SnapDuration(double duration) {
+  const std::int64_t count = RoundAwayFromZero(duration);
   for (const Snap& snap : kSnaps) {
     if (count >= snap.from && count < snap.below) return snap.exact;
   }
-  return quotient;
+  return duration;
 }
+
+double FrameDuration(double rate) { return rate > 0 ? SnapDuration(1e7 / rate) : 0.0; }
 
 double FrameDurationOrDefault(double rate) {
   const double duration = FrameDuration(rate);

@@ -11,8 +11,12 @@ inline constexpr std::int64_t kDefaultFrameDuration = 400000;
 // gives 0.
 std::int64_t RoundAwayFromZero(double value);
 
-// Duration of one frame in 100 ns, with its fraction. Durations near those of a broadcast rate (24,
-// 25, 30, 50, 60 and their 1000/1001 forms) become exactly that rate's. 0 for a rate of 0 or less.
+// A duration near that of a broadcast rate (24, 25, 30, 50, 60 and their 1000/1001 forms) becomes
+// exactly that rate's, others stay; in 100 ns, with its fraction. What a host has rounded would be
+// off by a frame within the hour.
+double SnapDuration(double duration);
+
+// Duration of one frame in 100 ns, snapped. 0 for a rate of 0 or less.
 double FrameDuration(double rate);
 
 // FrameDuration, or kDefaultFrameDuration where that is 0.

@@ -2,9 +2,9 @@
 
 #include <cstring>
 
-#include "platform/file.h"
 #include "platform/folders.h"
 #include "platform/paths.h"
+#include "platform/whole_file.h"
 
 namespace xv {
 namespace {
@@ -22,7 +22,7 @@ void WriteSdp(const Output& output, const std::string& path, OutputReport& repor
   Status result = E_FAIL;
   if (av_sdp_create(&context, 1, text, sizeof(text)) >= 0) {
     // Through a temporary and a rename: never through a link that somebody has laid there.
-    result = ReplaceWholeFile(path, text, std::strlen(text));
+    result = ReplaceWholeFile(path, text, std::strlen(text), LinkPolicy::kReplace);
   }
   if (result.Failed()) report.Fail("sdp", path, result);
 }

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "codec/ffmpeg.h"
-#include "platform/file.h"
+#include "platform/whole_file.h"
 #include "xvwriter/writer.h"
 
 namespace xv {
@@ -21,7 +21,7 @@ void Rescale(AVPacket* packet, AVRational from, AVRational to) {
 Status WriteAnew(const std::string& path) {
   std::vector<std::uint8_t> bytes;
   RETURN_IF_FAILED(ReadWholeFile(path, &bytes));
-  return ReplaceWholeFile(path, bytes.data(), bytes.size());
+  return ReplaceWholeFile(path, bytes.data(), bytes.size(), LinkPolicy::kFollow);
 }
 
 }  // namespace

@@ -82,7 +82,7 @@ Status PictureConverter::ThroughLibrary(const PictureView& source, AVFrame* targ
   between_.resize(static_cast<std::size_t>(PictureSpan(vid)) + kReadPadding);
   const std::uint8_t* data = between_.data();
   if (PixelFormatFromFourCC(vid.fccColor) == AV_PIX_FMT_NONE ||
-      ConvertPixels(MakeImageView(source.vid, source.data), MakeImageView(vid, data)) != 0) {
+      ConvertPixels(MakeImageView(source.vid, source.data), MakeImageView(vid, data)).Failed()) {
     return XV_E_NO_PIXEL_FORMAT;
   }
   AvPtr<AVFrame> wrapped;

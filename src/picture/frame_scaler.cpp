@@ -5,6 +5,7 @@
 #include "media/pixel_layout.h"
 #include "media/video_format.h"
 #include "picture/background_fill.h"
+#include "picture/layout_conversion.h"
 
 namespace xv {
 namespace {

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "picture/convert_format.h"
 #include "picture/image_view.h"
+#include "picture/regions.h"
 
 namespace xv {
 

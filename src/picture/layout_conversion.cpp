@@ -1,11 +1,18 @@
 #include "picture/layout_conversion.h"
 
+#include <algorithm>
+#include <atomic>
 #include <vector>
 
+#include "kernels/channel_kernels.h"
 #include "kernels/packed_kernels.h"
 #include "kernels/row_sink.h"
-#include "picture/picture_primitives.h"
+#include "media/pixel_layout.h"
+#include "picture/pixel_rgb.h"
+#include "picture/pixel_ycbcr.h"
 #include "picture/rgb_rows.h"
+#include "picture/v210_pictures.h"
+#include "platform/work_items.h"
 
 namespace xv {
 namespace {
@@ -19,96 +26,96 @@ ImageView OneRow(const ImageView& view, int y) {
   return row;
 }
 
-using Step = int (*)(const ImageView&, const ImageView&);
-
-// Two conversions, row by row, with rows of `tag` in between.
-int Through(std::uint32_t tag, const ImageView& source, const ImageView& target, Step first,
-            Step second) {
+// Two conversions, row by row, with rows of `tag` in between. `second` gives a Status.
+template <class First, class Second>
+Status Through(std::uint32_t tag, const ImageView& source, const ImageView& target, First&& first,
+               Second&& second) {
   ImageView between;
   between.tag = tag;
   between.width = source.width;
   between.height = 1;
   between.data[0] = RowScratch(7, static_cast<std::size_t>(source.width + 8) * 4);
   for (int y = 0; y < source.height; ++y) {
-    if (const int result = first(WholePairs(OneRow(source, y)), between); result != 0)
-      return result;
-    if (const int result = second(between, OneRow(target, y)); result != 0) return result;
+    first(WholePairs(OneRow(source, y)), between);
+    RETURN_IF_FAILED(second(between, OneRow(target, y)));
   }
-  return 0;
+  return S_OK;
 }
 
-int FromRgb(const ImageView& source, const ImageView& target) {
+// A conversion that always succeeds.
+template <class Convert, class... Arguments>
+Status Done(Convert&& convert, Arguments&&... arguments) {
+  convert(arguments...);
+  return S_OK;
+}
+
+Status FromRgb(const ImageView& source, const ImageView& target) {
   if (IsRgb32(target.tag) || target.tag == kFccRGB24) {
     // Any 4-byte source is copied as it is; from the others the target is opaque.
     ImageView same = source;
     if (IsRgb32(source.tag) && IsRgb32(target.tag)) same.tag = target.tag;
-    return RgbToRgb(same, target, kOpaque, false);
+    return Done(RgbToRgb, same, target, kOpaque, false);
   }
   if (FindPackedOrder(target.tag)) {
-    return RgbToPacked(source, target, target.tag == kFccHDYC ? kRgbToHdyc : kRgbToBt601);
+    return Done(RgbToPacked, source, target, target.tag == kFccHDYC ? kRgbToHdyc : kRgbToBt601);
   }
   if (IsPlanar420(target.tag) || target.tag == kFccNV12) {
-    return RgbToPlanar(source, PlanesOf(target), kRgbToBt601);
+    return Done(RgbToPlanar, source, PlanesOf(target), kRgbToBt601);
   }
   if (source.tag == kFccR210 && target.tag == kFccR210) {
-    CopyPicture(source, target);
-    return 0;
+    return Done(CopyPicture, source, target);
   }
-  return kUnsupportedPair;
+  return E_NOTIMPL;
 }
 
-int FromPacked(const ImageView& source, const ImageView& target) {
+Status FromPacked(const ImageView& source, const ImageView& target) {
   if (FindPackedOrder(target.tag)) {
     if (FindPackedOrder(source.tag)->lumaFirst == FindPackedOrder(target.tag)->lumaFirst &&
         FindPackedOrder(source.tag)->vFirst == FindPackedOrder(target.tag)->vFirst) {
-      CopyPicture(source, target);
-      return 0;
+      return Done(CopyPicture, source, target);
     }
-    return ReorderPacked(source, target);
+    return Done(ReorderPacked, source, target);
   }
   if (IsRgb32(target.tag) || target.tag == kFccRGB24) {
-    return source.tag == kFccHDYC ? HdycToRgb(source, target, kOpaque)
-                                  : PackedToRgb(source, target, kOpaque);
+    return Done(source.tag == kFccHDYC ? HdycToRgb : PackedToRgb, source, target, kOpaque);
   }
   if (IsPlanar420(target.tag) || target.tag == kFccNV12) {
-    return PackedToPlanar(source, PlanesOf(target), FieldForm::kFrame, false);
+    return Done(PackedToPlanar, source, PlanesOf(target), FieldForm::kFrame, false);
   }
-  if (target.tag != kFccV210) return kUnsupportedPair;
+  if (target.tag != kFccV210) return E_NOTIMPL;
   if (source.tag == kFccYVYU) {
-    return Through(kFccYUY2, source, target, ReorderPacked, Pack422ToV210);
+    return Through(kFccYUY2, source, target, ReorderPacked,
+                   [](const auto& from, const auto& to) { return Done(Pack422ToV210, from, to); });
   }
-  return Pack422ToV210(source, target);
+  return Done(Pack422ToV210, source, target);
 }
 
-int FromV210(const ImageView& source, const ImageView& target) {
+Status FromV210(const ImageView& source, const ImageView& target) {
   if (target.tag == kFccV210) {
-    CopyPicture(source, target);
-    return 0;
+    return Done(CopyPicture, source, target);
   }
-  if (target.tag == kFccUYVY || target.tag == kFccHDYC) return UnpackV210(source, target);
-  if (IsPlanar420(target.tag) || target.tag == kFccNV12) return kUnsupportedPair;
+  if (target.tag == kFccUYVY || target.tag == kFccHDYC) return Done(UnpackV210, source, target);
+  if (IsPlanar420(target.tag) || target.tag == kFccNV12) return E_NOTIMPL;
   return Through(kFccUYVY, source, target, UnpackV210, ConvertPixels);
 }
 
-int FromPlanar420(const ImageView& source, const ImageView& target) {
+Status FromPlanar420(const ImageView& source, const ImageView& target) {
   if (IsPlanar420(target.tag)) {
-    CopyPicture(source, target);
-    return 0;
+    return Done(CopyPicture, source, target);
   }
-  if (target.tag == kFccNV12) return Planar420ToNv12(source, PlanesOf(target));
-  if (FindPackedOrder(target.tag)) return Planar420ToPacked(source, target);
+  if (target.tag == kFccNV12) return Done(Planar420ToNv12, source, PlanesOf(target));
+  if (FindPackedOrder(target.tag)) return Done(Planar420ToPacked, source, target);
   if (IsRgb32(target.tag) || target.tag == kFccRGB24) {
-    return Planar420ToRgb(source, target, kOpaque);
+    return Done(Planar420ToRgb, source, target, kOpaque);
   }
-  return kUnsupportedPair;
+  return E_NOTIMPL;
 }
 
-int FromNv12(const ImageView& source, const ImageView& target) {
+Status FromNv12(const ImageView& source, const ImageView& target) {
   if (target.tag == kFccNV12) {
-    CopyPicture(source, target);
-    return 0;
+    return Done(CopyPicture, source, target);
   }
-  if (IsPlanar420(target.tag)) return Nv12ToPlanar420(source, target);
+  if (IsPlanar420(target.tag)) return Done(Nv12ToPlanar420, source, target);
   // The chroma plane alone needs another form.
   static thread_local std::vector<std::uint8_t> chroma;
   const int pairs = (source.width + 1) / 2;
@@ -126,7 +133,7 @@ int FromNv12(const ImageView& source, const ImageView& target) {
   return FromPlanar420(planar, target);
 }
 
-int Unsupported(const ImageView&, const ImageView&) { return kUnsupportedPair; }
+Status Unsupported(const ImageView&, const ImageView&) { return E_NOTIMPL; }
 
 // Row of a layout in the table, -1 for none.
 int TableRow(std::uint32_t tag) {
@@ -134,7 +141,7 @@ int TableRow(std::uint32_t tag) {
     case kFccRGB32:
     case kFccARGB32:
     case kFccR210:
-      return 0;
+      return S_OK;
     case kFccRGB24:
       return 1;
     case kFccUYVY:
@@ -164,26 +171,59 @@ constexpr DirectConverter kDirectConverters[6][6] = {
     {kAlpha, kPlain, kPlain, kPlain, kPlain, kPlain},  // v210
 };
 
+PixelRect Whole(const ImageView& view) { return {0, 0, view.width, view.height}; }
+
 }  // namespace
 
-int ConvertPixels(const ImageView& source, const ImageView& target) {
-  if (source.width < 1 || source.height < 1) return 0;
+Status ConvertPixels(const ImageView& source, const ImageView& target) {
+  if (source.width < 1 || source.height < 1) return S_OK;
   if (IsRgbSource(source.tag)) return FromRgb(source, target);
   if (FindPackedOrder(source.tag)) return FromPacked(source, target);
   if (source.tag == kFccV210) return FromV210(source, target);
   if (IsPlanar420(source.tag)) return FromPlanar420(source, target);
   if (source.tag == kFccNV12) return FromNv12(source, target);
   if (source.tag == kFccRGB8 && target.tag == kFccRGB8) {
-    CopyPicture(source, target);
-    return 0;
+    return Done(CopyPicture, source, target);
   }
-  return kUnsupportedPair;
+  return E_NOTIMPL;
 }
 
 const DirectConverter* ConvertPair(std::uint32_t source, std::uint32_t target) {
   const int from = TableRow(source);
   const int to = TableRow(target);
   return from < 0 || to < 0 ? nullptr : &kDirectConverters[from][to];
+}
+
+Status ConvertFormat(const ImageView& source, const ImageView& target, const PixelRect* sourceRect,
+                     const PixelRect* targetRect) {
+  if (source.data[0] == nullptr || target.data[0] == nullptr) return E_INVALIDARG;
+  PixelRect from = sourceRect != nullptr ? *sourceRect : Whole(source);
+  PixelRect to = targetRect != nullptr ? *targetRect : Whole(target);
+  RETURN_IF_FAILED(FitRectangles(source, target, &from, &to, false));
+  const ImageView region = RegionView(target, to);
+  if (ConvertPixels(RegionView(source, from), region).Failed()) return E_FAIL;
+  if (source.tag == kFccRGB32 && target.tag == kFccARGB32) {
+    for (int y = 0; y < region.height; ++y) {
+      Channels().setChannel(region.data[0] + y * region.step[0], region.width, 3, 255);
+    }
+  }
+  return S_OK;
+}
+
+Status ConvertRegion(const ImageView& source, const ImageView& target, int strips) {
+  // Bands begin on even rows, so that subsampled planes split with them.
+  const int bands = std::clamp(strips, 1, std::max(source.height / 2, 1));
+  std::atomic<bool> failed{false};
+  RunWorkItems(bands, [&](int band) {
+    const int top = static_cast<int>(std::int64_t{source.height} * band / bands) & ~1;
+    const int bottom =
+        band + 1 == bands ? source.height
+                          : static_cast<int>(std::int64_t{source.height} * (band + 1) / bands) & ~1;
+    const Status result = ConvertPixels(RegionView(source, 0, top, source.width, bottom - top),
+                                        RegionView(target, 0, top, source.width, bottom - top));
+    if (result.Failed()) failed = true;
+  });
+  return failed ? E_FAIL : S_OK;
 }
 
 }  // namespace xv

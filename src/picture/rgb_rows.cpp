@@ -38,7 +38,7 @@ const std::uint8_t* BgraRow(const ImageView& view, int y, int slot) {
   return bgra;
 }
 
-int R210ToRgb48(const ImageView& source, std::uint8_t* target, std::ptrdiff_t targetStep) {
+void R210ToRgb48(const ImageView& source, std::uint8_t* target, std::ptrdiff_t targetStep) {
   for (int y = 0; y < source.height; ++y) {
     const std::uint8_t* from = source.data[0] + y * source.step[0];
     auto* to = target + y * targetStep;
@@ -50,7 +50,6 @@ int R210ToRgb48(const ImageView& source, std::uint8_t* target, std::ptrdiff_t ta
       std::memcpy(to + 6 * x, pixel, 6);
     }
   }
-  return 0;
 }
 
 }  // namespace xv

@@ -17,7 +17,7 @@ const std::uint8_t* BgraRow(const ImageView& view, int y, int slot);
 void R210RowToBgra(const std::uint8_t* source, std::uint8_t* bgra, int width);
 
 // Each little-endian word w gives B = (w << 4) & 0xFFC0, G = (w >> 6) & 0xFFC0,
-// R = (w >> 16) & 0xFFC0, stored R, G, B in 16 bits. Returns 0.
-int R210ToRgb48(const ImageView& source, std::uint8_t* target, std::ptrdiff_t targetStep);
+// R = (w >> 16) & 0xFFC0, stored R, G, B in 16 bits.
+void R210ToRgb48(const ImageView& source, std::uint8_t* target, std::ptrdiff_t targetStep);
 
 }  // namespace xv

@@ -8,7 +8,8 @@
 #include "kernels/row_sink.h"
 #include "picture/background_fill.h"
 #include "picture/geometry.h"
-#include "picture/picture_primitives.h"
+#include "picture/pixel_ycbcr.h"
+#include "picture/planar_view.h"
 #include "platform/work_items.h"
 
 namespace xv {
@@ -20,7 +21,7 @@ constexpr int kPanelBytes = 128;  // of a source row: two cache lines
 constexpr int kRowsAhead = 16;    // source rows that are asked for before they are read
 constexpr int kPanelSlot = 7;     // of RowScratch
 
-struct Turn {
+struct PlaneRotation {
   const std::uint8_t* source;
   std::ptrdiff_t sourceStep;
   std::uint8_t* target;
@@ -66,7 +67,7 @@ struct Turn {
       const int columns = std::min(panel, width - x);
       std::uint8_t* rows = RowScratch(
           kPanelSlot, static_cast<std::size_t>(step) * static_cast<std::size_t>(columns));
-      const Turn part{source + x * bytes, sourceStep, rows, step, bytes};
+      const PlaneRotation part{source + x * bytes, sourceStep, rows, step, bytes};
       for (int y = 0; y < height; y += kBlock) {
         for (int i = y + kRowsAhead; i < std::min(y + kRowsAhead + kBlock, height); ++i) {
           const std::uint8_t* ahead = part.source + i * sourceStep;
@@ -84,7 +85,7 @@ struct Turn {
 };
 
 // The source's shape as it will be, for planning.
-ImageView TurnedShape(const ImageView& source, const ImageView& target) {
+ImageView RotatedShape(const ImageView& source, const ImageView& target) {
   ImageView shape = source;
   shape.width = source.height;
   shape.height = source.width;
@@ -95,26 +96,26 @@ ImageView TurnedShape(const ImageView& source, const ImageView& target) {
 
 }  // namespace
 
-void PictureTurner::OwnPlane::Shape(int w, int h) {
+void PictureRotator::OwnPlane::Shape(int w, int h) {
   width = w;
   height = h;
   const std::size_t bytes = static_cast<std::size_t>(w) * static_cast<std::size_t>(h) + 64;
   if (memory.size() < bytes) memory.resize(bytes);
 }
 
-Status PictureTurner::TurnRgb(const ImageView& source, const ImageView& target, bool left) {
+Status PictureRotator::RotateRgb(const ImageView& source, const ImageView& target, bool left) {
   const int bytes = source.tag == kFccRGB24 ? 3 : source.tag == kFccRGB8 ? 1 : 4;
-  ImageView turned = TurnedShape(source, target);
-  const RegionPlan plan = PlanRegions(turned, target);
+  ImageView rotated = RotatedShape(source, target);
+  const RegionPlan plan = PlanRegions(rotated, target);
   const ImageView region = RegionView(target, plan.target);
-  const bool direct = region.width == turned.width && region.height == turned.height;
+  const bool direct = region.width == rotated.width && region.height == rotated.height;
   ImageView to = region;
   if (!direct) {
-    to = turned;
-    to.step[0] = static_cast<std::ptrdiff_t>(turned.width) * bytes;
-    turnedRgb_.resize(static_cast<std::size_t>(to.step[0]) * static_cast<std::size_t>(to.height) +
-                      64);
-    to.data[0] = turnedRgb_.data();
+    to = rotated;
+    to.step[0] = static_cast<std::ptrdiff_t>(rotated.width) * bytes;
+    rotatedRgb_.resize(static_cast<std::size_t>(to.step[0]) * static_cast<std::size_t>(to.height) +
+                       64);
+    to.data[0] = rotatedRgb_.data();
   }
   // Two halves side by side: rows of the target.
   const int half = source.width / 2;
@@ -131,7 +132,7 @@ Status PictureTurner::TurnRgb(const ImageView& source, const ImageView& target, 
 }
 
 // Three planes of 4:2:2, packed or of the 4:2:0 picture as it is.
-void PictureTurner::Split(const ImageView& source) {
+void PictureRotator::Split(const ImageView& source) {
   const int pairs = (source.width + 1) / 2;
   const bool packed = FindPackedOrder(source.tag).has_value();
   const int chromaRows = packed ? source.height : source.chromaHeight;
@@ -154,12 +155,12 @@ void PictureTurner::Split(const ImageView& source) {
   }
 }
 
-Status PictureTurner::Join(const ImageView& region) {
+Status PictureRotator::Join(const ImageView& region) {
   const auto order = FindPackedOrder(region.tag);
   for (std::size_t i = 0; i < 3; ++i) {
     const int rows = i == 0 || order ? region.height : region.chromaHeight;
     scaled_[i].Shape(i == 0 ? region.width : (region.width + 1) / 2, rows);
-    RETURN_IF_FAILED(scalers_[i].Scale(turned_[i].View(), scaled_[i].View(), 1, 2));
+    RETURN_IF_FAILED(scalers_[i].Scale(rotated_[i].View(), scaled_[i].View(), 1, 2));
   }
   for (std::size_t i = 0; i < 3 && !order; ++i) {
     CopyPlane(scaled_[i].memory.data(), scaled_[i].width, region.data[i], region.step[i],
@@ -177,9 +178,10 @@ Status PictureTurner::Join(const ImageView& region) {
   return S_OK;
 }
 
-Status PictureTurner::TurnSubsampled(const ImageView& source, const ImageView& target, bool left) {
+Status PictureRotator::RotateSubsampled(const ImageView& source, const ImageView& target,
+                                        bool left) {
   Split(source);
-  for (std::size_t i = 0; i < 3; ++i) turned_[i].Shape(planes_[i].height, planes_[i].width);
+  for (std::size_t i = 0; i < 3; ++i) rotated_[i].Shape(planes_[i].height, planes_[i].width);
   // The luma plane in three parts, the chroma planes in one each.
   constexpr int kLumaParts = 3;
   RunWorkItems(kLumaParts + 2, [&](int item) {
@@ -191,39 +193,39 @@ Status PictureTurner::TurnSubsampled(const ImageView& source, const ImageView& t
     const int count = from.width * (part + 1) / parts - first;
     const int row = left ? from.width - first - count : first;
     RotatePlane(from.memory.data() + first, from.width,
-                turned_[i].memory.data() + static_cast<std::ptrdiff_t>(row) * turned_[i].width,
-                turned_[i].width, count, from.height, 1, left);
+                rotated_[i].memory.data() + static_cast<std::ptrdiff_t>(row) * rotated_[i].width,
+                rotated_[i].width, count, from.height, 1, left);
   });
-  return Join(RegionView(target, PlanRegions(TurnedShape(source, target), target).target));
+  return Join(RegionView(target, PlanRegions(RotatedShape(source, target), target).target));
 }
 
 void RotatePlane(const std::uint8_t* source, std::ptrdiff_t sourceStep, std::uint8_t* target,
                  std::ptrdiff_t targetStep, int width, int height, int sampleBytes, bool left) {
-  Turn turn{source, sourceStep, target, targetStep, sampleBytes};
+  PlaneRotation rotation{source, sourceStep, target, targetStep, sampleBytes};
   // A transposed picture with its rows, or those of the source, upside down.
   if (left) {
-    turn.target = target + (width - 1) * targetStep;
-    turn.targetStep = -targetStep;
+    rotation.target = target + (width - 1) * targetStep;
+    rotation.targetStep = -targetStep;
   } else {
-    turn.source = source + (height - 1) * sourceStep;
-    turn.sourceStep = -sourceStep;
+    rotation.source = source + (height - 1) * sourceStep;
+    rotation.sourceStep = -sourceStep;
   }
   const std::int64_t rowBytes = std::int64_t{height} * sampleBytes;
   if (RowSink::Streams(rowBytes * width)) {
-    turn.Stream(width, height);
+    rotation.Stream(width, height);
   } else {
-    turn.Direct(width, height);
+    rotation.Direct(width, height);
   }
 }
 
-Status PictureTurner::Turn(const ImageView& source, const ImageView& target, bool left) {
+Status PictureRotator::Rotate(const ImageView& source, const ImageView& target, bool left) {
   if (source.data[0] == nullptr || target.data[0] == nullptr || source.tag != target.tag) {
     return E_INVALIDARG;
   }
   const bool rgb = IsRgb32(source.tag) || source.tag == kFccRGB24 || source.tag == kFccRGB8;
   if (!rgb && !FindPackedOrder(source.tag) && !IsPlanar420(source.tag)) return E_NOTIMPL;
   RETURN_IF_FAILED(FillBackground(target, kBlack, 1.0));
-  return rgb ? TurnRgb(source, target, left) : TurnSubsampled(source, target, left);
+  return rgb ? RotateRgb(source, target, left) : RotateSubsampled(source, target, left);
 }
 
 }  // namespace xv

@@ -12,19 +12,20 @@
 
 namespace xv {
 
-// Turns a plane of `width` x `height` samples of 1, 3 or 4 bytes by 90 degrees; the target is
+// Rotates a plane of `width` x `height` samples of 1, 3 or 4 bytes by 90 degrees; the target is
 // `height` x `width`. `left` is counter-clockwise.
 void RotatePlane(const std::uint8_t* source, std::ptrdiff_t sourceStep, std::uint8_t* target,
                  std::ptrdiff_t targetStep, int width, int height, int sampleBytes, bool left);
 
-// Turns pictures and keeps memory and filters from one to the next. One caller at a time.
-class PictureTurner {
+// Rotates pictures and keeps memory and filters from one to the next. One caller at a time.
+class PictureRotator {
  public:
-  // Turns a picture into a target of any size in the same layout; what the turned picture does not
-  // cover is black. Chroma of subsampled layouts is turned at its own resolution and resampled.
+  // Rotates a picture into a target of any size in the same layout; what the rotated picture does
+  // not cover is black. Chroma of subsampled layouts is rotated at its own resolution and
+  // resampled.
   //   E_INVALIDARG  a null picture, or layouts that differ.
-  //   E_NOTIMPL     layouts without a turn: v210, r210, NV12 and the 16-bit RGB ones.
-  Status Turn(const ImageView& source, const ImageView& target, bool left);
+  //   E_NOTIMPL     layouts that cannot be rotated: v210, r210, NV12 and the 16-bit RGB ones.
+  Status Rotate(const ImageView& source, const ImageView& target, bool left);
 
  private:
   // A plane with memory of its own.
@@ -37,15 +38,15 @@ class PictureTurner {
     PlaneScaler::Plane View() const { return {memory.data(), width, width, height}; }
   };
 
-  Status TurnRgb(const ImageView& source, const ImageView& target, bool left);
-  Status TurnSubsampled(const ImageView& source, const ImageView& target, bool left);
+  Status RotateRgb(const ImageView& source, const ImageView& target, bool left);
+  Status RotateSubsampled(const ImageView& source, const ImageView& target, bool left);
   void Split(const ImageView& source);
   Status Join(const ImageView& region);
 
-  std::vector<std::uint8_t> turnedRgb_;
+  std::vector<std::uint8_t> rotatedRgb_;
   ScaleEngine engine_;
   std::array<OwnPlane, 3> planes_;
-  std::array<OwnPlane, 3> turned_;
+  std::array<OwnPlane, 3> rotated_;
   std::array<OwnPlane, 3> scaled_;
   std::array<PlaneScaler, 3> scalers_;
 };

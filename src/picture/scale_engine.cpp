@@ -4,9 +4,9 @@
 
 #include "kernels/packed_kernels.h"
 #include "media/pixel_layout.h"
-#include "picture/convert_format.h"
 #include "picture/layout_conversion.h"
-#include "picture/picture_primitives.h"
+#include "picture/pixel_ycbcr.h"
+#include "picture/planar_view.h"
 #include "picture/rgb_rows.h"
 #include "picture/scale_vertical.h"
 #include "platform/work_items.h"
@@ -150,7 +150,8 @@ Status ScaleEngine::ScalePacked(const ImageView& source, const ImageView& target
     ScaleVertical(banks_[0], source.data[0], scaled.data[0], source.height, target.height,
                   static_cast<std::size_t>((source.width + 1) / 2 * 4), source.step[0],
                   scaled.step[0], job.sharpness, job.fieldFlags, job.siting);
-    return direct ? Status(S_OK) : StatusFromPrimitive(ReorderPacked(scaled, target));
+    if (!direct) ReorderPacked(scaled, target);
+    return S_OK;
   }
   // Three planes: 4:2:2 with chroma rows as many as luma rows.
   ImageView planes[2];
@@ -214,12 +215,12 @@ Status ScaleEngine::Dispatch(const ImageView& source, const ImageView& target, c
   ImageView from = source;
   if (source.tag != scaled) {
     from = Temporary(2, source, scaled, source.width, source.height);
-    if (ConvertPixels(WholePairs(source), from) != 0) return E_FAIL;
+    if (ConvertPixels(WholePairs(source), from).Failed()) return E_FAIL;
   }
   if (target.tag == scaled) return Dispatch(from, target, job);
   const ImageView to = Temporary(6, target, scaled, target.width, target.height);
   RETURN_IF_FAILED(Dispatch(from, to, job));
-  return ConvertPixels(to, target) != 0 ? Status(E_FAIL) : Status(S_OK);
+  return ConvertPixels(to, target).Failed() ? E_FAIL : S_OK;
 }
 
 Status ScaleEngine::ScaleImage(const ImageView& source, const ImageView& target, bool flip,

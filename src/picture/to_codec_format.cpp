@@ -7,14 +7,23 @@
 #include "kernels/channel_kernels.h"
 #include "kernels/packed_kernels.h"
 #include "picture/layout_conversion.h"
-#include "picture/picture_primitives.h"
 #include "picture/pixel_formats.h"
+#include "picture/pixel_rgb.h"
+#include "picture/pixel_ycbcr.h"
 #include "picture/rgb_rows.h"
+#include "picture/v210_pictures.h"
 
 namespace xv {
 namespace {
 
-constexpr int kNoRoutine = kUnsupportedPair;
+// No routine here for the pair: libswscale may know it.
+constexpr HRESULT kNoRoutine = S_FALSE;
+
+// S_FALSE for a pair that ConvertPixels does not know.
+Status ConvertPlain(const ImageView& source, const ImageView& target) {
+  const Status converted = ConvertPixels(source, target);
+  return converted == Status(E_NOTIMPL) ? Status(kNoRoutine) : converted;
+}
 
 ImageView OnePlane(const AVFrame& target, std::uint32_t tag) {
   ImageView view;
@@ -32,26 +41,30 @@ PlanarView Planes(const AVFrame& target, PlanarView::Kind kind) {
           {target.linesize[0], target.linesize[1], target.linesize[2]}};
 }
 
-int ToPlanar(const ImageView& source, const AVFrame& target, PlanarView::Kind kind,
-             bool fullRange) {
+Status ToPlanar(const ImageView& source, const AVFrame& target, PlanarView::Kind kind,
+                bool fullRange) {
   const PlanarView planes = Planes(target, kind);
   if (IsRgbSource(source.tag)) {
-    return RgbToPlanar(source, planes, fullRange ? kRgbToBt601Full : kRgbToBt601);
+    RgbToPlanar(source, planes, fullRange ? kRgbToBt601Full : kRgbToBt601);
+    return S_OK;
   }
   if (const auto order = FindPackedOrder(source.tag)) {
     const bool halved = kind == PlanarView::Kind::k420 || kind == PlanarView::Kind::kNv12;
     const bool fields = halved && source.Interlaced() && !order->lumaFirst;
-    return PackedToPlanar(source, planes, fields ? FieldForm::kInterlaced : FieldForm::kFrame,
-                          fullRange);
+    PackedToPlanar(source, planes, fields ? FieldForm::kInterlaced : FieldForm::kFrame, fullRange);
+    return S_OK;
   }
   if (!IsPlanar420(source.tag) || fullRange) return kNoRoutine;
-  if (kind == PlanarView::Kind::kNv12) return Planar420ToNv12(source, planes);
+  if (kind == PlanarView::Kind::kNv12) {
+    Planar420ToNv12(source, planes);
+    return S_OK;
+  }
   if (kind != PlanarView::Kind::k420) return kNoRoutine;
   ImageView view = source;
   view.data = planes.data;
   view.step = planes.step;
   CopyPicture(source, view);
-  return 0;
+  return S_OK;
 }
 
 // Rows of every row of `view` through `kernel`.
@@ -60,46 +73,46 @@ void EachRow(const ImageView& view, Kernel&& kernel) {
   for (int y = 0; y < view.height; ++y) kernel(view.data[0] + y * view.step[0]);
 }
 
-int To24(const ImageView& source, const AVFrame& target, bool redFirst) {
+Status To24(const ImageView& source, const AVFrame& target, bool redFirst) {
   const ImageView view = OnePlane(target, kFccRGB24);
   if (IsPlanar420(source.tag)) return kNoRoutine;
-  const int result = ConvertPixels(source, view);
+  const Status result = ConvertPlain(source, view);
   constexpr std::uint8_t kExchange[3] = {2, 1, 0};
-  if (result == 0 && redFirst) {
+  if (result == Status(S_OK) && redFirst) {
     EachRow(view, [&](std::uint8_t* row) { Channels().reorder3(row, row, view.width, kExchange); });
   }
   return result;
 }
 
-int To32(const ImageView& source, const AVFrame& target, const CodecConvertOptions& options) {
+Status To32(const ImageView& source, const AVFrame& target, const CodecConvertOptions& options) {
   if (IsPlanar420(source.tag)) return kNoRoutine;
   const ImageView view = OnePlane(target, kFccARGB32);
-  const int result = ConvertPixels(source, view);
-  if (result != 0) return result;
+  const Status result = ConvertPlain(source, view);
+  if (result != Status(S_OK)) return result;
   const bool keepsAlpha = source.tag == kFccARGB32 || target.format == AV_PIX_FMT_0RGB;
   if (!keepsAlpha && options.mask != nullptr) {
-    const Status masked = ApplyAlphaMask(*options.mask, view, 3, options.premultiply);
-    if (masked.Failed()) return masked.code();
+    RETURN_IF_FAILED(ApplyAlphaMask(*options.mask, view, 3, options.premultiply));
   }
   constexpr std::uint8_t kRgba[4] = {2, 1, 0, 3};
   constexpr std::uint8_t kArgb[4] = {3, 2, 1, 0};
-  if (target.format == AV_PIX_FMT_BGRA) return 0;
+  if (target.format == AV_PIX_FMT_BGRA) return S_OK;
   const std::uint8_t* order = target.format == AV_PIX_FMT_RGBA ? kRgba : kArgb;
   EachRow(view, [&](std::uint8_t* row) {
     Packed().swizzle4(row, row, static_cast<std::size_t>(view.width), order, Stores::kCached);
   });
-  return 0;
+  return S_OK;
 }
 
-int ToPacked(const ImageView& source, const AVFrame& target, std::uint32_t tag) {
+Status ToPacked(const ImageView& source, const AVFrame& target, std::uint32_t tag) {
   if (IsPlanar420(source.tag)) return kNoRoutine;
-  return ConvertPixels(source, OnePlane(target, tag));
+  return ConvertPlain(source, OnePlane(target, tag));
 }
 
 // v210 that does not stay 10 bits deep goes through UYVY.
-int FromV210(const ImageView& source, AVFrame* target, const CodecConvertOptions& options) {
+Status FromV210(const ImageView& source, AVFrame* target, const CodecConvertOptions& options) {
   if (target->format == AV_PIX_FMT_YUV422P10LE && !options.fullRange) {
-    return UnpackV210ToPlanes(source, Planes(*target, PlanarView::Kind::k422));
+    UnpackV210ToPlanes(source, Planes(*target, PlanarView::Kind::k422));
+    return S_OK;
   }
   static thread_local std::vector<std::uint8_t> unpacked;
   ImageView view = source;
@@ -107,14 +120,13 @@ int FromV210(const ImageView& source, AVFrame* target, const CodecConvertOptions
   view.step[0] = (source.width + 1) / 2 * 4;
   unpacked.resize(static_cast<std::size_t>(view.step[0]) * static_cast<std::size_t>(view.height));
   view.data[0] = unpacked.data();
-  if (const int result = UnpackV210(WholePairs(source), view); result != 0) return result;
-  const Status status = ConvertToCodecFormat(view, target, options);
-  return status.NothingDone() ? kNoRoutine : status.code();
+  UnpackV210(WholePairs(source), view);
+  return ConvertToCodecFormat(view, target, options);
 }
 
 // As serial interfaces want it: the codes next to either end of the range are theirs. What a row
 // has behind its last pixel is 0, as FFmpeg's own encoder leaves it.
-int ToV210(const ImageView& source, const AVFrame& target) {
+Status ToV210(const ImageView& source, const AVFrame& target) {
   const std::size_t bytes = static_cast<std::size_t>(source.width + 1) / 2 * 4;
   const int groups = (source.width + 5) / 6;
   static thread_local std::vector<std::uint8_t> legal;
@@ -131,15 +143,15 @@ int ToV210(const ImageView& source, const AVFrame& target) {
     const std::uint8_t* row = source.data[0] + source.step[0] * y;
     std::transform(row, row + bytes, from.data[0],
                    [](std::uint8_t code) { return std::clamp<std::uint8_t>(code, 1, 254); });
-    if (const int result = Pack422ToV210(from, to); result != 0) return result;
+    Pack422ToV210(from, to);
     std::memset(to.data[0] + packed, 0, static_cast<std::size_t>(target.linesize[0] - packed));
     to.data[0] += target.linesize[0];
   }
-  return 0;
+  return S_OK;
 }
 
 // 8-bit 4:2:2 at the top of 10 bits: ITU-R BT.709 gives each code of 8 bits four of 10.
-int ToDeep422(const ImageView& source, const AVFrame& target) {
+Status ToDeep422(const ImageView& source, const AVFrame& target) {
   const auto luma = static_cast<std::size_t>(source.width);
   const std::size_t chroma = (luma + 1) / 2;
   static thread_local std::vector<std::uint8_t> scratch;
@@ -150,8 +162,7 @@ int ToDeep422(const ImageView& source, const AVFrame& target) {
   row.kind = PlanarView::Kind::k422;
   row.data = {scratch.data(), scratch.data() + luma, scratch.data() + luma + chroma};
   for (int y = 0; y < source.height; ++y) {
-    if (const int result = PackedToPlanar(from, row, FieldForm::kFrame, false); result != 0)
-      return result;
+    PackedToPlanar(from, row, FieldForm::kFrame, false);
     for (std::size_t plane = 0; plane < 3; ++plane) {
       auto* deep = reinterpret_cast<std::uint16_t*>(
           target.data[plane] + static_cast<std::ptrdiff_t>(target.linesize[plane]) * y);
@@ -160,10 +171,10 @@ int ToDeep422(const ImageView& source, const AVFrame& target) {
     }
     from.data[0] += source.step[0];
   }
-  return 0;
+  return S_OK;
 }
 
-int Run(const ImageView& source, AVFrame* target, const CodecConvertOptions& options) {
+Status Run(const ImageView& source, AVFrame* target, const CodecConvertOptions& options) {
   using Kind = PlanarView::Kind;
   if (source.tag == kFccV210) return FromV210(source, target, options);
   if (!IsRgbSource(source.tag) && !FindPackedOrder(source.tag) && !IsPlanar420(source.tag)) {
@@ -173,8 +184,8 @@ int Run(const ImageView& source, AVFrame* target, const CodecConvertOptions& opt
     case kPixFmtV210:
       return ToV210(source, *target);
     case AV_PIX_FMT_YUV422P10LE:
-      return options.fullRange || !FindPackedOrder(source.tag) ? kNoRoutine
-                                                               : ToDeep422(source, *target);
+      if (options.fullRange || !FindPackedOrder(source.tag)) return kNoRoutine;
+      return ToDeep422(source, *target);
     case AV_PIX_FMT_YUV420P:
       return ToPlanar(source, *target, Kind::k420, options.fullRange);
     case AV_PIX_FMT_YUVJ420P:
@@ -188,15 +199,18 @@ int Run(const ImageView& source, AVFrame* target, const CodecConvertOptions& opt
     case AV_PIX_FMT_NV12:
       return ToPlanar(source, *target, Kind::kNv12, options.fullRange);
     case AV_PIX_FMT_UYVY422:
-      return options.fullRange ? kNoRoutine : ToPacked(source, *target, kFccUYVY);
+      if (options.fullRange) return kNoRoutine;
+      return ToPacked(source, *target, kFccUYVY);
     case AV_PIX_FMT_YUYV422:
-      return options.fullRange ? kNoRoutine : ToPacked(source, *target, kFccYUY2);
+      if (options.fullRange) return kNoRoutine;
+      return ToPacked(source, *target, kFccYUY2);
     case AV_PIX_FMT_RGB24:
     case AV_PIX_FMT_BGR24:
       return To24(source, *target, target->format == AV_PIX_FMT_RGB24);
     case AV_PIX_FMT_RGB48LE:
-      return source.tag == kFccR210 ? R210ToRgb48(source, target->data[0], target->linesize[0])
-                                    : kNoRoutine;
+      if (source.tag != kFccR210) return kNoRoutine;
+      R210ToRgb48(source, target->data[0], target->linesize[0]);
+      return S_OK;
     case AV_PIX_FMT_ARGB:
     case AV_PIX_FMT_RGBA:
     case AV_PIX_FMT_BGRA:
@@ -211,9 +225,8 @@ int Run(const ImageView& source, AVFrame* target, const CodecConvertOptions& opt
 
 Status ConvertToCodecFormat(const ImageView& source, AVFrame* target,
                             const CodecConvertOptions& options) {
-  const int result = Run(source, target, options);
-  if (result == kNoRoutine) return S_FALSE;
-  return result == 0 ? S_OK : XV_E_NO_VALID_MEDIA;
+  const Status result = Run(source, target, options);
+  return result.Failed() ? Status(XV_E_NO_VALID_MEDIA) : result;
 }
 
 Status ApplyAlphaMask(const ImageView& mask, const ImageView& target, int byteOffset,

@@ -25,11 +25,11 @@ void Weave(const ImageView& first, const ImageView& second, const ImageView& tar
       ImageView from = FieldRows(parity == 0 ? *even : *odd, parity);
       ImageView to = FieldRows(target, parity);
       from.height = to.height = target.height / 2;
-      converter->routine(from, to);
+      (void)converter->routine(from, to);
     }
   } else {
-    converter->routine(UpperHalf(*even, 0), UpperHalf(target, 0));
-    converter->routine(UpperHalf(*odd, 1), UpperHalf(target, 1));
+    (void)converter->routine(UpperHalf(*even, 0), UpperHalf(target, 0));
+    (void)converter->routine(UpperHalf(*odd, 1), UpperHalf(target, 1));
   }
 }
 

@@ -79,6 +79,10 @@ Status File::Open(const std::string& path, int flags) {
 
 Status File::Create(const std::string& path) { return Open(path, O_RDWR | O_CREAT | O_TRUNC); }
 
+Status File::CreateNew(const std::string& path) {
+  return Open(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW);
+}
+
 Status File::OpenAppend(const std::string& path) {
   RETURN_IF_FAILED(Open(path, O_RDWR | O_CREAT));
   return SeekToEnd();
@@ -87,6 +91,11 @@ Status File::OpenAppend(const std::string& path) {
 Status File::OpenReadWrite(const std::string& path) { return Open(path, O_RDWR); }
 
 Status File::OpenRead(const std::string& path) { return Open(path, O_RDONLY); }
+
+Status File::SetPermissions(std::uint32_t mode) {
+  if (!IsOpen()) return StatusFromErrno(EBADF);
+  return fchmod(descriptor_, mode) == 0 ? Status() : StatusFromErrno(errno);
+}
 
 Status File::Write(const void* data, std::size_t bytes) {
   return IsOpen() ? WriteAll(descriptor_, data, bytes, -1) : StatusFromErrno(EBADF);

@@ -25,6 +25,8 @@ class File {
 
   // Each closes what was open. Create makes the file anew, or empties it; readers may have it open.
   Status Create(const std::string& path);
+  // Makes a file of a name that nothing has yet, not even a link; else the status of EEXIST.
+  Status CreateNew(const std::string& path);
   // For writing behind what is there; makes the file when missing.
   Status OpenAppend(const std::string& path);
   // For reading and writing; the file must exist.
@@ -48,32 +50,13 @@ class File {
   Status Seek(std::int64_t offset);
   Status SeekToEnd(std::int64_t* offset = nullptr);
   Status Truncate(std::int64_t bytes);
+  // The permission bits, 0 to 07777.
+  Status SetPermissions(std::uint32_t mode);
 
  private:
   Status Open(const std::string& path, int flags);
 
   int descriptor_ = -1;
 };
-
-// The whole file. Above `limit` bytes E_OUTOFMEMORY is
-// given before anything is read; what is no plain file gives E_INVALIDARG.
-Status ReadWholeFile(const std::string& path, std::vector<std::uint8_t>* bytes,
-                     std::int64_t limit = INT64_MAX);
-// Created anew.
-Status WriteWholeFile(const std::string& path, const void* data, std::size_t bytes);
-// Through a temporary in the same folder and a rename: a reader sees the old or the new contents,
-// never a gap. The file's permissions stay. On failure the old file is untouched.
-Status ReplaceWholeFile(const std::string& path, const void* data, std::size_t bytes);
-// A missing file is the status of ENOENT.
-Status RemoveFile(const std::string& path);
-bool FileExists(const std::string& path);
-// The file is there and this process may write it. Whoever takes the write permission away wants
-// the file to stay as it is, also before root.
-bool MayWriteFile(const std::string& path);
-// Hidden files have no counterpart here: a name with a dot would be another name. Does nothing.
-void HideFile(const std::string& path);
-// Bytes that an ordinary user may still write in the file system of `folder`; nothing when it
-// cannot be told.
-std::optional<std::uint64_t> FreeDiskSpace(const std::string& folder);
 
 }  // namespace xv

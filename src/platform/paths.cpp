@@ -1,10 +1,7 @@
 #include "platform/paths.h"
 
 #include <limits.h>
-#include <sys/stat.h>
 #include <unistd.h>
-
-#include <cerrno>
 
 #include "base/text.h"
 
@@ -15,14 +12,6 @@ namespace {
 std::size_t NameStart(std::string_view path) {
   const std::size_t slash = path.rfind('/');
   return slash == std::string_view::npos ? 0 : slash + 1;
-}
-
-Status CreateFolder(const std::string& path) {
-  if (mkdir(path.c_str(), 0777) == 0) return S_OK;
-  const int error = errno;
-  struct stat info {};
-  if (stat(path.c_str(), &info) != 0) return StatusFromErrno(error);
-  return S_ISDIR(info.st_mode) ? Status() : StatusFromErrno(ENOTDIR);
 }
 
 }  // namespace
@@ -61,17 +50,6 @@ std::string AbsolutePath(std::string_view path) {
   if (out.back() != '/') out += '/';
   out += path;
   return out;
-}
-
-Status CreateFolders(std::string_view path) {
-  if (path.size() < 2 || path.size() > PATH_MAX || path.front() != '/') return E_INVALIDARG;
-  if (path.find_first_not_of('/') == std::string_view::npos) return E_INVALIDARG;
-  for (std::size_t end = 1; end <= path.size(); ++end) {
-    const bool levelEnds = end == path.size() || path[end] == '/';
-    if (!levelEnds || path[end - 1] == '/') continue;
-    RETURN_IF_FAILED(CreateFolder(std::string(path.substr(0, end))));
-  }
-  return S_OK;
 }
 
 }  // namespace xv

@@ -3,8 +3,6 @@
 #include <string>
 #include <string_view>
 
-#include "base/status.h"
-
 // Paths as text: "/" is the only separator, "10:30:00.mov" is a file's name. URLs are told apart by
 // IsUrl first; the other helpers know nothing of them.
 namespace xv {
@@ -23,9 +21,5 @@ std::size_t ExtensionPoint(std::string_view path);
 std::string AppendBeforeExtension(std::string_view path, std::string_view text);
 // A relative path put behind the process's current folder; nothing else is resolved.
 std::string AbsolutePath(std::string_view path);
-
-// Makes a folder and every missing one above it. The path starts with "/" and has 2 to PATH_MAX
-// bytes, else E_INVALIDARG. A folder that exists is no failure.
-Status CreateFolders(std::string_view path);
 
 }  // namespace xv

@@ -1,44 +1,55 @@
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <stdlib.h>
 #include <sys/stat.h>
-#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
+#include <random>
 
 #include "platform/file.h"
 #include "platform/long_path.h"
 #include "platform/paths.h"
+#include "platform/whole_file.h"
 
 namespace xv {
 namespace {
 
-Status StatOf(const std::string& path, struct stat* info) {
+Status StatOf(const std::string& path, struct stat* info, int flags = 0) {
   const LongPath at(path);
   if (at.failure() != 0) return StatusFromErrno(at.failure());
-  return fstatat(at.folder(), at.name(), info, 0) == 0 ? Status() : StatusFromErrno(errno);
+  return fstatat(at.folder(), at.name(), info, flags) == 0 ? Status() : StatusFromErrno(errno);
 }
 
-// The permissions that a file created here would get, or those of the file that is there.
-mode_t PermissionsFor(const std::string& path) {
+// A name beside `path` that no file has yet, with the file open for writing. New files get the
+// mode of the process's mask.
+Status CreateBeside(const std::string& path, std::string* name, File* file) {
+  constexpr int kTries = 100;
+  std::random_device random;
+  Status status;
+  for (int i = 0; i < kTries; ++i) {
+    *name = fmt::format("{}.{:08x}", path, random());
+    status = file->CreateNew(*name);
+    if (status != StatusFromErrno(EEXIST)) break;
+  }
+  return status;
+}
+
+Status WriteTemporary(File& file, const void* data, std::size_t bytes,
+                      const std::string& permissionsOf) {
   struct stat info {};
-  if (stat(path.c_str(), &info) == 0) return info.st_mode & 07777;
-  const mode_t mask = umask(0);
-  umask(mask);
-  return 0666 & ~mask;
-}
-
-Status WriteTemporary(const std::string& path, const void* data, std::size_t bytes, mode_t mode) {
-  File file;
-  Status status = file.OpenReadWrite(path);
+  Status status;
+  if (StatOf(permissionsOf, &info, AT_SYMLINK_NOFOLLOW).Ok() && S_ISREG(info.st_mode)) {
+    status = file.SetPermissions(info.st_mode & 07777);
+  }
   if (status.Ok()) status = file.Write(data, bytes);
-  if (status.Ok() && chmod(path.c_str(), mode) != 0) status = StatusFromErrno(errno);
   if (status.Ok()) status = file.Flush();
   status.Update(file.Close());
   return status;
 }
 
-// A link is followed, so that the file behind it is replaced and the link stays.
+// The file behind a link, or the path itself.
 std::string LinkTarget(const std::string& path) {
   char* resolved = realpath(path.c_str(), nullptr);
   if (resolved == nullptr) return path;
@@ -72,13 +83,13 @@ Status WriteWholeFile(const std::string& path, const void* data, std::size_t byt
   return status;
 }
 
-Status ReplaceWholeFile(const std::string& path, const void* data, std::size_t bytes) {
-  const std::string target = LinkTarget(path);
-  std::string temporary = target + ".XXXXXX";
-  const int descriptor = mkostemp(temporary.data(), O_CLOEXEC);
-  if (descriptor < 0) return StatusFromErrno(errno);
-  ::close(descriptor);
-  Status status = WriteTemporary(temporary, data, bytes, PermissionsFor(target));
+Status ReplaceWholeFile(const std::string& path, const void* data, std::size_t bytes,
+                        LinkPolicy links) {
+  const std::string target = links == LinkPolicy::kFollow ? LinkTarget(path) : path;
+  std::string temporary;
+  File file;
+  RETURN_IF_FAILED(CreateBeside(target, &temporary, &file));
+  Status status = WriteTemporary(file, data, bytes, target);
   if (status.Ok() && rename(temporary.c_str(), target.c_str()) != 0) {
     status = StatusFromErrno(errno);
   }
@@ -104,18 +115,5 @@ bool MayWriteFile(const std::string& path) {
 }
 
 void HideFile(const std::string&) {}
-
-std::optional<std::uint64_t> FreeDiskSpace(const std::string& folder) {
-  const std::string path = folder.empty() ? "." : folder + "/.";
-  const LongPath at(path);
-  if (at.failure() != 0) return std::nullopt;
-  const int descriptor = openat(at.folder(), at.name(), O_PATH | O_CLOEXEC);
-  if (descriptor < 0) return std::nullopt;
-  struct statvfs info {};
-  const bool told = fstatvfs(descriptor, &info) == 0;
-  ::close(descriptor);
-  if (!told) return std::nullopt;
-  return static_cast<std::uint64_t>(info.f_bavail) * info.f_frsize;
-}
 
 }  // namespace xv

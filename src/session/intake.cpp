@@ -4,7 +4,7 @@
 
 #include "contracts/frame_node.h"
 #include "media/validity.h"
-#include "platform/file.h"
+#include "platform/folders.h"
 #include "platform/paths.h"
 #include "session/session_attributes.h"
 

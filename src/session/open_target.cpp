@@ -3,8 +3,9 @@
 #include "base/text.h"
 #include "growing/growing_files.h"
 #include "output/second_output.h"
-#include "platform/file.h"
+#include "platform/folders.h"
 #include "platform/paths.h"
+#include "platform/whole_file.h"
 #include "session/session_attributes.h"
 
 namespace xv {

@@ -3,9 +3,9 @@
 #include <chrono>
 
 #include "base/text.h"
-#include "platform/file.h"
 #include "platform/file_template.h"
 #include "platform/paths.h"
+#include "platform/whole_file.h"
 
 namespace xv {
 namespace {

@@ -6,17 +6,13 @@
 
 #include "base/text.h"
 #include "media/normalise.h"
+#include "media/time_code.h"
 #include "media/video_format.h"
 #include "platform/clock.h"
 #include "session/session_attributes.h"
 
 namespace xv {
 namespace {
-
-std::string Print(const XV_TIMECODE& code) {
-  return fmt::format("{:02}:{:02}:{:02}{}{:02}", code.nHour, code.nMinute, code.nSecond,
-                     (code.eTcFlags & eXvTC_DropFrame) != 0 ? ';' : ':', code.nFrame);
-}
 
 std::string WallClock(Clock& clock) {
   const LocalClockTime now = clock.LocalTime();
@@ -38,7 +34,7 @@ std::string StartTimecode(const XMLParse::CoXMLNode& attributes, const XV_TIME* 
   if (EqualsNoCase(code, "disabled")) return {};
   const bool local = EqualsNoCase(code, "local_time");
   if (code.empty() || local || EqualsNoCase(code, "auto")) {
-    code = time != nullptr && !local ? Print(time->tcFrame) : WallClock(clock);
+    code = time != nullptr && !local ? RenderTimeCode(time->tcFrame) : WallClock(clock);
   }
   if (!CountsDropFrames(vid)) std::replace(code.begin(), code.end(), ';', ':');
   return code;

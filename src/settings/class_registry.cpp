@@ -1,9 +1,10 @@
 #include "settings/class_registry.h"
 
 #include "base/text.h"
-#include "platform/file.h"
+#include "platform/folders.h"
 #include "platform/module.h"
 #include "platform/paths.h"
+#include "platform/whole_file.h"
 #include "settings/settings_store.h"
 
 namespace xv {
@@ -56,7 +57,8 @@ Status WriteClassFile(const std::string& folder, const RegisteredClass& one) {
   RETURN_IF_FAILED(CreateFolders(AbsolutePath(folder)));
   const std::string text = LineOf("class_id", one.classId) + LineOf("program_id", one.programId) +
                            LineOf("module", one.module);
-  return ReplaceWholeFile(ClassFile(folder, one.classId), text.data(), text.size());
+  return ReplaceWholeFile(ClassFile(folder, one.classId), text.data(), text.size(),
+                          LinkPolicy::kFollow);
 }
 
 Status RemoveClassFile(const std::string& folder, std::string_view classId) {

@@ -23,8 +23,9 @@ constexpr void RequireToml(bool holds) {
 #pragma GCC diagnostic pop
 
 #include "base/text.h"
-#include "platform/file.h"
+#include "platform/folders.h"
 #include "platform/paths.h"
+#include "platform/whole_file.h"
 
 namespace xv {
 namespace {
@@ -170,7 +171,7 @@ Status SettingsStore::AddMissing(const std::vector<std::pair<std::string, std::s
   if (!Parse(text)) return S_FALSE;
   const std::string_view folder = FolderOf(path_);
   if (folder.size() > 1) RETURN_IF_FAILED(CreateFolders(AbsolutePath(folder)));
-  RETURN_IF_FAILED(ReplaceWholeFile(path_, text.data(), text.size()));
+  RETURN_IF_FAILED(ReplaceWholeFile(path_, text.data(), text.size(), LinkPolicy::kFollow));
   text_ = text;
   return S_OK;
 }

@@ -15,7 +15,7 @@ CoXMLNode::CoXMLNode(std::string_view name) : impl_(std::make_unique<XMLNodeImpl
 }
 
 CoXMLNode::~CoXMLNode() {
-  XMLNodeImpl::Orphan(std::move(impl_->children));
+  XMLNodeImpl::Orphan(impl_->children);
   LiveObjectCount().fetch_sub(1, std::memory_order_relaxed);
 }
 
@@ -104,7 +104,7 @@ void XMLNodeImpl::AttachFresh(CoXMLNode& parent, XMLNodePtr child) {
   impl.parent = &parent;
 }
 
-void XMLNodeImpl::Orphan(std::vector<XMLNodePtr> children) {
+void XMLNodeImpl::Orphan(const std::vector<XMLNodePtr>& children) {
   for (const XMLNodePtr& child : children) {
     const WriteLock guard(Of(*child).lock);
     Of(*child).parent = nullptr;
@@ -127,7 +127,7 @@ void XMLNodeImpl::MoveContent(CoXMLNode& source, CoXMLNode& target, bool withAtt
     from.children.clear();
     for (const XMLNodePtr& child : to.children) Of(*child).parent = &target;
   }
-  Orphan(std::move(old));
+  Orphan(old);
 }
 
 // --- reading ---
@@ -323,7 +323,7 @@ void CoXMLNode::ClearChildren() {
     const WriteLock guard(impl_->lock);
     old = std::exchange(impl_->children, {});
   }
-  XMLNodeImpl::Orphan(std::move(old));
+  XMLNodeImpl::Orphan(old);
 }
 
 void CoXMLNode::Clear() {

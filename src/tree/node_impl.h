@@ -40,7 +40,7 @@ struct XMLNodeImpl {
   // Moves value, attributes and children of `source`, which nobody else sees, into `target`.
   static void MoveContent(CoXMLNode& source, CoXMLNode& target, bool withAttributes);
   // Cuts the children off that were taken out of a node.
-  static void Orphan(std::vector<XMLNodePtr> children);
+  static void Orphan(const std::vector<XMLNodePtr>& children);
 };
 
 // For out parameters: XV_E_NOT_FOUND for a null node.

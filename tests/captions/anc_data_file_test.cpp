@@ -1,4 +1,5 @@
 #include "captions/anc_data_file.h"
+#include "platform/whole_file.h"
 
 #include <gtest/gtest.h>
 

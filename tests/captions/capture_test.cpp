@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "captions/caption_frame.h"
-#include "platform/file.h"
+#include "platform/whole_file.h"
 #include "support/temporary_folder.h"
 #include "xvrecord/cea608_text.h"
 #include "xvrecord/host_items.h"

@@ -62,7 +62,7 @@ std::string TextOf(std::string event) {
 std::vector<ShownCaption> ShownBy(const ProbedStream& video) {
   const AVCodec* codec = avcodec_find_decoder(AV_CODEC_ID_EIA_608);
   const AvPtr<AVCodecContext> decoder(avcodec_alloc_context3(codec));
-  decoder->pkt_timebase = AV_TIME_BASE_Q;
+  decoder->pkt_timebase = {1, AV_TIME_BASE};
   avcodec_open2(decoder.get(), codec, nullptr);
   std::vector<ShownCaption> shown;
   const auto take = [&](AVPacket* packet) {
@@ -95,7 +95,8 @@ std::map<int, std::uint16_t> UserDataPairsOf(const ProbedStream& video) {
   for (const ProbedPacket& packet : video.packets) packets[packet.pts] = packet.bytes;
   std::map<int, std::uint16_t> pairs;
   int number = 0;
-  for (const auto& [pts, bytes] : packets) {
+  for (const auto& packet : packets) {
+    const std::string& bytes = packet.second;
     const std::size_t at = bytes.find(head);
     if (at != std::string::npos) {
       const auto byte = [&](std::size_t i) { return static_cast<std::uint8_t>(bytes.at(at + i)); };

@@ -118,17 +118,17 @@ TEST(Converter, RotateTurnsPictureSizeAndAspect) {
     source.vid.nAspectY = 9;
     const Result plain = Convert(source, nullptr, "");
     for (const bool left : {false, true}) {
-      const Result turned = Convert(source, nullptr, left ? "rotate=left" : "rotate=right");
-      ASSERT_EQ(turned.status, S_OK);
-      EXPECT_EQ(turned.vid().nWidth, 48);
-      EXPECT_EQ(std::abs(turned.vid().nHeight), 72);
-      EXPECT_EQ(turned.vid().nAspectX, 9);
-      EXPECT_EQ(turned.vid().nAspectY, 16);
-      EXPECT_EQ(turned.contents.time.rtStart, 12345);
+      const Result rotated = Convert(source, nullptr, left ? "rotate=left" : "rotate=right");
+      ASSERT_EQ(rotated.status, S_OK);
+      EXPECT_EQ(rotated.vid().nWidth, 48);
+      EXPECT_EQ(std::abs(rotated.vid().nHeight), 72);
+      EXPECT_EQ(rotated.vid().nAspectX, 9);
+      EXPECT_EQ(rotated.vid().nAspectY, 16);
+      EXPECT_EQ(rotated.contents.time.rtStart, 12345);
       for (int y = 0; y < 72; ++y) {
         for (int x = 0; x < 48; ++x) {
           const int want = left ? LumaAt(plain, 71 - y, x) : LumaAt(plain, y, 47 - x);
-          ASSERT_NEAR(LumaAt(turned, x, y), want, 1) << std::hex << tag << ' ' << x << ',' << y;
+          ASSERT_NEAR(LumaAt(rotated, x, y), want, 1) << std::hex << tag << ' ' << x << ',' << y;
         }
       }
     }

@@ -12,6 +12,7 @@
 #include "kernels/guarded_row.h"
 #include "kernels/simd_level.h"
 #include "media/normalise.h"
+#include "picture/layout_conversion.h"
 #include "picture/mirror.h"
 #include "picture/pictures.h"
 
@@ -175,7 +176,8 @@ class GuardedPicture {
   GuardedRow memory_;
 };
 
-// Rectangles, turns and mirrors of whole pictures at one level; the reference gives the same bytes.
+// Rectangles, rotations and mirrors of whole pictures at one level; the reference gives the same
+// bytes.
 inline CaseResult RectangleCase(Numbers& numbers) {
   const SimdLevel before = ActiveSimdLevel();
   const std::uint32_t tags[2] = {kTags[numbers.Below(13)], kTags[numbers.Below(13)]};
@@ -210,8 +212,8 @@ inline CaseResult RectangleCase(Numbers& numbers) {
                              RegionView(to, 0, 0, width, height), 1 + flags % 7);
       }
       case 3: {
-        PictureTurner turner;
-        return turner.Turn(from, to, (flags & 1) != 0);
+        PictureRotator rotator;
+        return rotator.Rotate(from, to, (flags & 1) != 0);
       }
       default:
         return MirrorInPlace(to, static_cast<Mirror>(flags & 3));

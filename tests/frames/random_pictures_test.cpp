@@ -79,7 +79,7 @@ TEST(LargePictures, AreStreamedToTheReferencesBytes) {
         AlignedPicture expected(to, width, kLines);
         AlignedPicture got(to, width, kLines);
         SetSimdLevel(SimdLevel::kPlain);
-        const int plain = ConvertPixels(source.View(), expected.View());
+        const Status plain = ConvertPixels(source.View(), expected.View());
         SetSimdLevel(best);
         EXPECT_EQ(ConvertPixels(source.View(), got.View()), plain);
         EXPECT_TRUE(got.Equals(expected)) << std::hex << from << " to " << to;
@@ -88,15 +88,15 @@ TEST(LargePictures, AreStreamedToTheReferencesBytes) {
     for (const int bytes : {1, 3, 4}) {
       test::Picture source(kFccRGB8, width * bytes, kLines);
       source.Randomise(3);
-      AlignedPicture turned[2] = {{kFccRGB8, (kLines + 2) * bytes, width},
-                                  {kFccRGB8, (kLines + 2) * bytes, width}};
+      AlignedPicture rotated[2] = {{kFccRGB8, (kLines + 2) * bytes, width},
+                                   {kFccRGB8, (kLines + 2) * bytes, width}};
       for (const bool reference : {true, false}) {
         SetSimdLevel(reference ? SimdLevel::kPlain : best);
-        const ImageView target = turned[reference ? 0 : 1].View();
+        const ImageView target = rotated[reference ? 0 : 1].View();
         RotatePlane(source.Row(0), source.View().step[0], target.data[0], target.step[0], width,
                     kLines, bytes, width == 1280);
       }
-      EXPECT_TRUE(turned[0].Equals(turned[1])) << bytes << " bytes";
+      EXPECT_TRUE(rotated[0].Equals(rotated[1])) << bytes << " bytes";
     }
   }
 }

@@ -7,7 +7,7 @@
 
 #include "growing/growing_files.h"
 #include "growing/index.h"
-#include "platform/file.h"
+#include "platform/whole_file.h"
 #include "support/host_frames.h"
 #include "support/media_probe.h"
 #include "support/peer_process.h"

@@ -92,7 +92,10 @@ TEST_P(Locators, TheTableTellsWhatTheHooksTell) {
     const IndexRecord& a = hooked[i];
     IndexRecord b = told[i];
     // This muxer stamps packets by edit units before it writes them.
-    if (std::string(one.format) == "mxf") b.pts = a.pts, b.dts = a.dts;
+    if (std::string(one.format) == "mxf") {
+      b.pts = a.pts;
+      b.dts = a.dts;
+    }
     ASSERT_EQ(EncodeIndexRecord(a), EncodeIndexRecord(b)) << "record " << i;
   }
 }

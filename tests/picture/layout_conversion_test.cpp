@@ -1,11 +1,10 @@
-#include "picture/convert_format.h"
+#include "picture/layout_conversion.h"
 
 #include <gmock/gmock.h>
 
 #include <cmath>
 
 #include "picture/background_fill.h"
-#include "picture/layout_conversion.h"
 #include "picture/mirror.h"
 #include "picture/pictures.h"
 
@@ -14,7 +13,6 @@ namespace {
 
 using test::Picture;
 using ::testing::ElementsAre;
-using ::testing::ElementsAreArray;
 
 constexpr std::uint32_t kColour = 0xFF4A90D8;  // R 74, G 144, B 216
 
@@ -28,7 +26,7 @@ Picture Flat(std::uint32_t tag, int width, int height) {
 // The colour in the middle of a picture, as RGB.
 std::vector<int> ColourOf(const Picture& picture) {
   Picture target(kFccARGB32, picture.vid.nWidth, -std::abs(picture.vid.nHeight));
-  EXPECT_EQ(ConvertPixels(picture.View(), target.View()), 0);
+  EXPECT_EQ(ConvertPixels(picture.View(), target.View()), S_OK);
   const std::uint8_t* pixel = target.Row(std::abs(picture.vid.nHeight) / 2) + 4 * 5;
   return {pixel[2], pixel[1], pixel[0]};
 }
@@ -79,8 +77,8 @@ TEST(ConvertFormat, HdycIsBt709AndUyvyBt601) {
   FillRows(kFccRGB32, red.bytes.data(), red.bytes.size(), 0xFFFF0000);
   Picture uyvy(kFccUYVY, 8, 2);
   Picture hdyc(kFccHDYC, 8, 2);
-  ASSERT_EQ(ConvertPixels(red.View(), uyvy.View()), 0);
-  ASSERT_EQ(ConvertPixels(red.View(), hdyc.View()), 0);
+  ASSERT_EQ(ConvertPixels(red.View(), uyvy.View()), S_OK);
+  ASSERT_EQ(ConvertPixels(red.View(), hdyc.View()), S_OK);
   EXPECT_THAT(std::vector<int>(uyvy.bytes.begin(), uyvy.bytes.begin() + 4),
               ElementsAre(90, 81, 240, 81));
   EXPECT_THAT(std::vector<int>(hdyc.bytes.begin(), hdyc.bytes.begin() + 4),
@@ -96,8 +94,8 @@ TEST(ConvertFormat, BottomUpSourcesComeOutUpright) {
     EXPECT_NE(up.bytes, down.bytes);
     Picture fromUp(to, 16, to == kFccRGB24 ? -8 : 8);
     Picture fromDown = fromUp;
-    ASSERT_EQ(ConvertPixels(up.View(), fromUp.View()), 0);
-    ASSERT_EQ(ConvertPixels(down.View(), fromDown.View()), 0);
+    ASSERT_EQ(ConvertPixels(up.View(), fromUp.View()), S_OK);
+    ASSERT_EQ(ConvertPixels(down.View(), fromDown.View()), S_OK);
     EXPECT_EQ(fromUp.bytes, fromDown.bytes);
   }
 }
@@ -107,9 +105,9 @@ TEST(ConvertFormat, PackedOrdersMoveTheSameSamples) {
   uyvy.bytes = {1, 2, 3, 4, 5, 6, 7, 8};
   const auto as = [&](std::uint32_t tag) {
     Picture target(tag, 4, 1);
-    EXPECT_EQ(ConvertPixels(uyvy.View(), target.View()), 0);
+    EXPECT_EQ(ConvertPixels(uyvy.View(), target.View()), S_OK);
     Picture back(kFccUYVY, 4, 1);
-    EXPECT_EQ(ConvertPixels(target.View(), back.View()), 0);
+    EXPECT_EQ(ConvertPixels(target.View(), back.View()), S_OK);
     EXPECT_EQ(back.bytes, uyvy.bytes);
     return target.bytes;
   };
@@ -133,7 +131,7 @@ TEST(ConvertFormat, DirectTableHasTheDocumentedEntries) {
   Picture rgb(kFccRGB32, 8, 2);
   Picture v210(kFccV210, 8, 2);
   ASSERT_NE(ConvertPair(kFccRGB32, kFccV210), nullptr);
-  EXPECT_EQ(ConvertPair(kFccRGB32, kFccV210)->routine(rgb.View(), v210.View()), -9999);
+  EXPECT_EQ(ConvertPair(kFccRGB32, kFccV210)->routine(rgb.View(), v210.View()), E_NOTIMPL);
   EXPECT_EQ(ConvertPair(kFccUYVY, kFccARGB32)->multiplier, -1);
   EXPECT_EQ(ConvertPair(kFccHDYC, kFccARGB32)->multiplier, 1);
   EXPECT_EQ(ConvertPair(kFccYVYU, kFccUYVY), nullptr);

@@ -1,4 +1,6 @@
 #include "platform/file.h"
+#include "platform/folders.h"
+#include "platform/whole_file.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -124,7 +126,8 @@ TEST(WholeFile, ReplaceNeverShowsAGap) {
   });
   for (char letter = 'B'; letter <= 'Z'; ++letter) {
     const std::string text(letter % 2 == 0 ? 100'000 : 200'000, letter);
-    ASSERT_EQ(ReplaceWholeFile(folder.Path("link"), text.data(), text.size()), S_OK);
+    ASSERT_EQ(ReplaceWholeFile(folder.Path("link"), text.data(), text.size(), LinkPolicy::kFollow),
+              S_OK);
   }
   done = true;
   reader.join();
@@ -134,6 +137,24 @@ TEST(WholeFile, ReplaceNeverShowsAGap) {
   ASSERT_EQ(stat(path.c_str(), &info), 0);
   EXPECT_EQ(info.st_mode & 0777, 0640u);
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path()), {}), 2);
+}
+
+// A link that somebody has laid gives way; the file behind it is neither read nor written. The
+// process's mask holds for new files, and nobody else's files are made under another one meanwhile.
+TEST(WholeFile, ReplacesTheLinkItselfUnderTheMask) {
+  const TemporaryFolder folder;
+  const std::string victim = folder.Write("victim", "theirs");
+  chmod(victim.c_str(), 0666);
+  std::filesystem::create_symlink("victim", folder.Path("link"));
+  const mode_t before = umask(027);
+  EXPECT_EQ(ReplaceWholeFile(folder.Path("link"), "ours", 4, LinkPolicy::kReplace), S_OK);
+  umask(before);
+  EXPECT_EQ(folder.Read("victim"), "theirs");
+  EXPECT_EQ(folder.Read("link"), "ours");
+  struct stat info {};
+  ASSERT_EQ(lstat(folder.Path("link").c_str(), &info), 0);
+  EXPECT_TRUE(S_ISREG(info.st_mode));
+  EXPECT_EQ(info.st_mode & 0777, 0640u);
 }
 
 TEST(WholeFile, ReadsOnlyPlainFilesWithinTheLimit) {
@@ -147,7 +168,8 @@ TEST(WholeFile, ReadsOnlyPlainFilesWithinTheLimit) {
   EXPECT_EQ(ReadWholeFile("/dev/zero", &bytes), E_INVALIDARG);
   EXPECT_EQ(ReadWholeFile(std::string(PATH_MAX, 'x'), &bytes), StatusFromErrno(ENAMETOOLONG));
   EXPECT_EQ(ReadWholeFile(folder.Path("none"), &bytes), XV_E_FILE_NOT_FOUND);
-  EXPECT_EQ(ReplaceWholeFile(folder.Path("none/a"), "x", 1), XV_E_FILE_NOT_FOUND);
+  EXPECT_EQ(ReplaceWholeFile(folder.Path("none/a"), "x", 1, LinkPolicy::kFollow),
+            XV_E_FILE_NOT_FOUND);
   EXPECT_EQ(RemoveFile(folder.Path("a")), S_OK);
   EXPECT_EQ(RemoveFile(folder.Path("a")), XV_E_FILE_NOT_FOUND);
   EXPECT_FALSE(FileExists(folder.Path("a")));

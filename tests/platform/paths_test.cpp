@@ -1,4 +1,5 @@
 #include "platform/paths.h"
+#include "platform/folders.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -10,7 +11,6 @@
 #include <utility>
 #include <vector>
 
-#include "platform/file.h"
 #include "platform/file_template.h"
 #include "support/temporary_folder.h"
 

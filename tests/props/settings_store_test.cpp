@@ -11,7 +11,6 @@
 namespace xv {
 namespace {
 
-using ::testing::ElementsAre;
 using ::testing::Pair;
 using ::testing::UnorderedElementsAre;
 namespace fs = std::filesystem;

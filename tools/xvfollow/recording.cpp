@@ -5,7 +5,7 @@
 
 #include "growing/growing_files.h"
 #include "growing/index.h"
-#include "platform/file.h"
+#include "platform/whole_file.h"
 
 namespace xvfollow {
 namespace {

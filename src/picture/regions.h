@@ -25,17 +25,4 @@ Status FitRectangles(const ImageView& source, const ImageView& target, PixelRect
 
 ImageView RegionView(const ImageView& view, const PixelRect& rect);
 
-// Conversion of layout without scaling: the smaller of the two rectangles. Null: whole pictures.
-//   E_INVALIDARG  a null picture, or a rectangle outside of it.
-//   E_FAIL        the pair of layouts has no conversion.
-Status ConvertFormat(const ImageView& source, const ImageView& target,
-                     const PixelRect* sourceRect = nullptr, const PixelRect* targetRect = nullptr);
-
-// Conversion of two pictures of one size in `strips` bands of rows side by side.
-//   E_FAIL  the pair of layouts has no conversion.
-Status ConvertRegion(const ImageView& source, const ImageView& target, int strips);
-
-// The status of a primitive's result: itself below 1, else a system error.
-Status StatusFromPrimitive(int result);
-
 }  // namespace xv

@@ -1,4 +1,4 @@
-#include "captions/time_code.h"
+#include "media/time_code.h"
 
 #include <gtest/gtest.h>
 
@@ -41,10 +41,10 @@ constexpr Rate kRates[] = {
     {24000, 1001, 24, false, 1, eTC_Base24},
     {24, 1, 24, false, 1, eTC_Base24},
     {25, 1, 25, false, 1, eTC_Base25},
-    {30000, 1001, 30, true, 1, eTC_Base30 | eTC_DropFrame},
+    {30000, 1001, 30, true, 1, eTC_Base30 | eXvTC_DropFrame},
     {30, 1, 30, false, 1, eTC_Base30},
     {50, 1, 25, false, 2, eTC_Base25},
-    {60000, 1001, 30, true, 2, eTC_Base30 | eTC_DropFrame},
+    {60000, 1001, 30, true, 2, eTC_Base30 | eXvTC_DropFrame},
     {60, 1, 30, false, 2, eTC_Base30},
 };
 
@@ -63,12 +63,12 @@ TEST(TimeCode, DayAgreesWithAnIndependentCounter) {
     for (std::int64_t n = 0; n < frames; ++n, counter.Next()) {
       const std::int64_t exact = (n * 10'000'000 * rate.den + rate.num / 2) / rate.num;
       const std::int64_t time = n % 2 == 0 ? exact : (exact + 5000) / 10000 * 10000;
-      const TimeCode code = TimeCodeFromTime(time, duration, true);
+      const XV_TIMECODE code = TimeCodeFromTime(time, duration, true);
       const std::uint32_t parity =
           rate.repeat == 1 ? 0 : (n % 2 == 0 ? eTC_EvenFrame : eTC_OddFrame) + 0u;
-      wrong += std::tie(code.hours, code.minutes, code.seconds, code.frames) !=
+      wrong += std::tie(code.nHour, code.nMinute, code.nSecond, code.nFrame) !=
                    std::tie(counter.hour, counter.minute, counter.second, counter.frame) ||
-               code.flags != (rate.flags | parity);
+               code.eTcFlags != (rate.flags | parity);
     }
     EXPECT_EQ(wrong, 0) << rate.num << "/" << rate.den;
   }
@@ -86,13 +86,13 @@ TEST(TimeCode, KnownAddresses) {
 }
 
 TEST(TimeCode, TimesAtTheEdges) {
-  EXPECT_EQ(TimeCodeFromTime(-1, 400000, true).flags, eTC_Invalid);
-  EXPECT_EQ(TimeCodeFromTime(0, 0, true).flags, eTC_DropFrame | eTC_Base30);
+  EXPECT_EQ(TimeCodeFromTime(-1, 400000, true).eTcFlags, eTC_Invalid);
+  EXPECT_EQ(TimeCodeFromTime(0, 0, true).eTcFlags, eXvTC_DropFrame | eTC_Base30);
   // 2 ms ahead of a frame is that frame, more is the one before.
-  EXPECT_EQ(TimeCodeFromTime(380000, 400000, true).frames, 1u);
-  EXPECT_EQ(TimeCodeFromTime(379999, 400000, true).frames, 0u);
-  EXPECT_EQ(TimeCodeFromTime(INT64_MAX, 1, true).flags & eTC_Invalid, 0u);
-  EXPECT_EQ(TimeCodeFromTime(INT64_MAX, INT64_MAX, true).hours, 0u);
+  EXPECT_EQ(TimeCodeFromTime(380000, 400000, true).nFrame, 1u);
+  EXPECT_EQ(TimeCodeFromTime(379999, 400000, true).nFrame, 0u);
+  EXPECT_EQ(TimeCodeFromTime(INT64_MAX, 1, true).eTcFlags & eTC_Invalid, 0u);
+  EXPECT_EQ(TimeCodeFromTime(INT64_MAX, INT64_MAX, true).nHour, 0u);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "captions/time_code.h"
+#include "media/time_code.h"
 
 #include <fmt/format.h>
 
@@ -9,26 +9,6 @@
 namespace xv {
 namespace {
 
-// Durations strictly between the limits are those of a rate that 100 ns do not divide, rounded by a
-// host: kept as they are they would be off by a frame within the hour.
-struct NearDuration {
-  std::int64_t above;
-  std::int64_t below;
-  double exact;
-};
-constexpr NearDuration kNearDurations[] = {
-    {417000, 417200, 417083.3333333333},  {333660, 333670, 333666.6666666667},
-    {166830, 166840, 166833.33333333334}, {416660, 416670, 416666.6666666667},
-    {333330, 333340, 333333.3333333333},  {166660, 166670, 166666.66666666666},
-};
-
-double ExactDuration(std::int64_t duration) {
-  for (const NearDuration& near : kNearDurations) {
-    if (duration > near.above && duration < near.below) return near.exact;
-  }
-  return static_cast<double>(duration);
-}
-
 std::uint32_t BaseFlag(std::int64_t base) {
   if (base == 24) return eTC_Base24;
   if (base == 25) return eTC_Base25;
@@ -38,15 +18,15 @@ std::uint32_t BaseFlag(std::int64_t base) {
 // Remainder that is never negative.
 std::int64_t Modulo(std::int64_t value, std::int64_t by) { return (value % by + by) % by; }
 
-void SetFields(std::int64_t seconds, std::int64_t frames, TimeCode* code) {
-  code->hours = static_cast<std::uint32_t>(seconds / 3600);
-  code->minutes = static_cast<std::uint32_t>(Modulo(seconds, 3600) / 60);
-  code->seconds = static_cast<std::uint32_t>(Modulo(seconds, 60));
-  code->frames = static_cast<std::uint32_t>(frames);
+void SetFields(std::int64_t seconds, std::int64_t frames, XV_TIMECODE* code) {
+  code->nHour = static_cast<std::uint32_t>(seconds / 3600);
+  code->nMinute = static_cast<std::uint32_t>(Modulo(seconds, 3600) / 60);
+  code->nSecond = static_cast<std::uint32_t>(Modulo(seconds, 60));
+  code->nFrame = static_cast<std::uint32_t>(frames);
 }
 
 // Ten minutes hold 18 counts fewer; their first minute is whole, the nine others lack two.
-void SetDropFields(std::int64_t frame, std::int64_t base, TimeCode* code) {
+void SetDropFields(std::int64_t frame, std::int64_t base, XV_TIMECODE* code) {
   const std::int64_t block = base * 600 - 18;
   const std::int64_t minute = base * 60;
   const std::int64_t tens = frame / block * 600;  // in seconds
@@ -68,21 +48,21 @@ void SetDropFields(std::int64_t frame, std::int64_t base, TimeCode* code) {
 
 }  // namespace
 
-TimeCode TimeCodeFromFrames(std::int64_t frame, double rate, bool dropAllowed) {
+XV_TIMECODE TimeCodeFromFrames(std::int64_t frame, double rate, bool dropAllowed) {
   constexpr std::int64_t kHighestSingle = 45;
-  TimeCode code;
+  XV_TIMECODE code{};
   std::int64_t base = RoundAwayFromZero(rate);
   const bool fractional = static_cast<double>(base) - rate >= 0.005;
   const bool drop = dropAllowed && (base == 30 || base == 60) && fractional;
   if (base > kHighestSingle) {
-    code.flags |= frame % 2 != 0 ? eTC_OddFrame : eTC_EvenFrame;
+    code.eTcFlags |= frame % 2 != 0 ? eTC_OddFrame : eTC_EvenFrame;
     base /= 2;
     frame /= 2;
   }
-  code.flags |= BaseFlag(base);
+  code.eTcFlags |= BaseFlag(base);
   if (base <= 0) base = 30;
   if (drop) {
-    code.flags |= eTC_DropFrame;
+    code.eTcFlags |= eXvTC_DropFrame;
     SetDropFields(frame, base, &code);
   } else {
     SetFields(frame / base, Modulo(frame, base), &code);
@@ -90,24 +70,25 @@ TimeCode TimeCodeFromFrames(std::int64_t frame, double rate, bool dropAllowed) {
   return code;
 }
 
-TimeCode TimeCodeFromTime(std::int64_t time, std::int64_t duration, bool dropAllowed) {
-  constexpr std::int64_t kDefaultDuration = 333667;
+XV_TIMECODE TimeCodeFromTime(std::int64_t time, std::int64_t duration, bool dropAllowed) {
+  constexpr double kDefaultDuration = 333667;
   constexpr double kEarly = 20000;  // absorbs the rounding of host times
   if (time < 0) {
-    TimeCode invalid;
-    invalid.flags = eTC_Invalid;
+    XV_TIMECODE invalid{};
+    invalid.eTcFlags = eTC_Invalid;
     return invalid;
   }
-  const double exact = ExactDuration(duration < 1 ? kDefaultDuration : duration);
+  const double exact =
+      SnapDuration(duration < 1 ? kDefaultDuration : static_cast<double>(duration));
   const std::int64_t frame =
       RoundAwayFromZero(std::floor((static_cast<double>(time) + kEarly) / exact));
   return TimeCodeFromFrames(frame, 1e7 / exact, dropAllowed);
 }
 
-std::string RenderTimeCode(const TimeCode& code) {
-  const char separator = (code.flags & eTC_DropFrame) != 0 ? ';' : ':';
-  return fmt::format("{:02}:{:02}:{:02}{}{:02}", code.hours, code.minutes, code.seconds, separator,
-                     code.frames);
+std::string RenderTimeCode(const XV_TIMECODE& code) {
+  const char separator = (code.eTcFlags & eXvTC_DropFrame) != 0 ? ';' : ':';
+  return fmt::format("{:02}:{:02}:{:02}{}{:02}", code.nHour, code.nMinute, code.nSecond, separator,
+                     code.nFrame);
 }
 
 }  // namespace xv

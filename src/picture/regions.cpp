@@ -1,18 +1,13 @@
-#include "picture/convert_format.h"
+#include "picture/regions.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
+#include <utility>
 
-#include "kernels/channel_kernels.h"
 #include "media/pixel_layout.h"
-#include "picture/layout_conversion.h"
-#include "platform/work_items.h"
 
 namespace xv {
 namespace {
-
-PixelRect Whole(const ImageView& view) { return {0, 0, view.width, view.height}; }
 
 void MakeEven(PixelRect& rect) {
   rect.left = (rect.left + 1) & ~1;
@@ -99,44 +94,6 @@ Status FitRectangles(const ImageView& source, const ImageView& target, PixelRect
 ImageView RegionView(const ImageView& view, const PixelRect& rect) {
   return RegionView(view, rect.left, rect.top, std::max(rect.Width(), 0),
                     std::max(rect.Height(), 0));
-}
-
-Status StatusFromPrimitive(int result) {
-  return result < 1 ? Status(result)
-                    : Status(StatusFromSystemError(static_cast<std::uint32_t>(result)));
-}
-
-Status ConvertFormat(const ImageView& source, const ImageView& target, const PixelRect* sourceRect,
-                     const PixelRect* targetRect) {
-  if (source.data[0] == nullptr || target.data[0] == nullptr) return E_INVALIDARG;
-  PixelRect from = sourceRect != nullptr ? *sourceRect : Whole(source);
-  PixelRect to = targetRect != nullptr ? *targetRect : Whole(target);
-  RETURN_IF_FAILED(FitRectangles(source, target, &from, &to, false));
-  const ImageView region = RegionView(target, to);
-  const int result = ConvertPixels(RegionView(source, from), region);
-  if (result == kUnsupportedPair) return E_FAIL;
-  if (source.tag == kFccRGB32 && target.tag == kFccARGB32) {
-    for (int y = 0; y < region.height; ++y) {
-      Channels().setChannel(region.data[0] + y * region.step[0], region.width, 3, 255);
-    }
-  }
-  return StatusFromPrimitive(result);
-}
-
-Status ConvertRegion(const ImageView& source, const ImageView& target, int strips) {
-  // Bands begin on even rows, so that subsampled planes split with them.
-  const int bands = std::clamp(strips, 1, std::max(source.height / 2, 1));
-  std::atomic<int> failure{0};
-  RunWorkItems(bands, [&](int band) {
-    const int top = static_cast<int>(std::int64_t{source.height} * band / bands) & ~1;
-    const int bottom =
-        band + 1 == bands ? source.height
-                          : static_cast<int>(std::int64_t{source.height} * (band + 1) / bands) & ~1;
-    const int result = ConvertPixels(RegionView(source, 0, top, source.width, bottom - top),
-                                     RegionView(target, 0, top, source.width, bottom - top));
-    if (result != 0) failure = result;
-  });
-  return failure == kUnsupportedPair ? Status(E_FAIL) : StatusFromPrimitive(failure);
 }
 
 }  // namespace xv

@@ -3,10 +3,12 @@
 #include <cstdint>
 #include <string>
 
+#include "xvwriter/media.h"
+
 namespace xv {
 
+// SMPTE ST 12-1 time addresses, as XV_TIMECODE. Flags beside eXvTC_DropFrame:
 enum eTimeCodeFlags : std::uint32_t {
-  eTC_DropFrame = 0x01,
   eTC_Base24 = 0x10,
   eTC_Base25 = 0x20,
   eTC_Base30 = 0x40,
@@ -15,28 +17,17 @@ enum eTimeCodeFlags : std::uint32_t {
   eTC_Invalid = 0x80000000,
 };
 
-// SMPTE ST 12-1 time address.
-struct TimeCode {
-  std::uint32_t hours = 0;
-  std::uint32_t minutes = 0;
-  std::uint32_t seconds = 0;
-  std::uint32_t frames = 0;
-  std::uint32_t flags = 0;  // eTimeCodeFlags
-  std::uint32_t reserved = 0;
-};
-static_assert(sizeof(TimeCode) == 24);
-
 // The address of frame number `frame`, counted from 0, at `rate` frames a second. With
 // `dropAllowed` 29.97 and 59.94 leave out counts 0 and 1 of each minute that is no multiple of ten.
 // Rates above 45 count in pairs of frames. Hours do not wrap.
-TimeCode TimeCodeFromFrames(std::int64_t frame, double rate, bool dropAllowed);
+XV_TIMECODE TimeCodeFromFrames(std::int64_t frame, double rate, bool dropAllowed);
 
 // The address of the frame that is shown at `time`, for frames of `duration`, both in 100 ns. A
 // time up to 2 ms ahead of a frame counts as that frame's. eTC_Invalid for a negative time; a
 // duration below 1 is taken as 29.97 frames a second.
-TimeCode TimeCodeFromTime(std::int64_t time, std::int64_t duration, bool dropAllowed);
+XV_TIMECODE TimeCodeFromTime(std::int64_t time, std::int64_t duration, bool dropAllowed);
 
 // "hh:mm:ss:ff", with ";" ahead of the frames of a drop-frame count.
-std::string RenderTimeCode(const TimeCode& code);
+std::string RenderTimeCode(const XV_TIMECODE& code);
 
 }  // namespace xv

@@ -1,0 +1,33 @@
+# Removes what the last `cmake --install` of a build tree put somewhere, by its manifests, and our
+# own folders that this leaves empty: cmake -DBUILD=... -P uninstall.cmake
+file(GLOB manifests "${BUILD}/install_manifest*.txt")
+if(NOT manifests)
+  message(FATAL_ERROR "Nothing was installed from ${BUILD}")
+endif()
+
+set(folders)
+foreach(manifest ${manifests})
+  file(STRINGS "${manifest}" files)
+  foreach(file ${files})
+    set(file "$ENV{DESTDIR}${file}")
+    if(EXISTS "${file}" OR IS_SYMLINK "${file}")
+      message(STATUS "Removing ${file}")
+      file(REMOVE "${file}")
+    endif()
+    get_filename_component(folder "${file}" DIRECTORY)
+    list(APPEND folders "${folder}")
+  endforeach()
+  file(REMOVE "${manifest}")
+endforeach()
+
+# include/xvwriter, share/doc/xvwriterffm/examples: from the innermost outwards.
+foreach(folder ${folders})
+  while(folder MATCHES "/[Xx]v[Ww]riter[^/]*(/[^/]+)?$")
+    file(GLOB left "${folder}/*" "${folder}/.*")
+    if(left OR NOT IS_DIRECTORY "${folder}")
+      break()
+    endif()
+    file(REMOVE_RECURSE "${folder}")
+    get_filename_component(folder "${folder}" DIRECTORY)
+  endwhile()
+endforeach()

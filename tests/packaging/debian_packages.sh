@@ -1,0 +1,43 @@
+#!/usr/bin/env bash
+# The packages of `cpack -G DEB`, unpacked into an empty folder: hosts build and record from there,
+# and the programs run.
+source "$(dirname "$0")/common.sh"
+build_library -DCMAKE_INSTALL_PREFIX=/usr
+cpack --config "$tree/CPackConfig.cmake" -G DEB -B "$stage/packages" >"$stage/cpack.log" 2>&1 ||
+  { cat "$stage/cpack.log" >&2; exit 1; }
+
+root=$stage/root
+for name in libxvwriterffm1 libxvwriterffm-dev xvwriterffm-tools; do
+  dpkg-deb -x "$stage/packages/$name"_*.deb "$root"
+  dpkg-deb -c "$stage/packages/$name"_*.deb | awk '$1 !~ /^d/ {print $6}' >>"$stage/files.txt"
+done
+twice=$(sort "$stage/files.txt" | uniq -d)
+[ -z "$twice" ] || fail "in more than one package: $twice"
+others=$(dpkg-deb -c "$stage/packages"/libxvwriterffm1_*.deb | awk '$1 !~ /^d/ {print $6}' |
+  grep -vE '/libxvwriterffm\.so\.1|/share/xvwriter/classes/' || true)
+[ -z "$others" ] || fail "libxvwriterffm1 has $others"
+
+# expect_depends PACKAGE PATTERN...: each pattern is found among what the package depends on.
+expect_depends() {
+  local package=$1 depends pattern
+  shift
+  depends=$(dpkg-deb -f "$stage/packages/$package"_*.deb Depends)
+  for pattern in "$@"; do
+    grep -qE "(^|, )$pattern" <<<"$depends" || fail "$package depends on $depends, not on $pattern"
+  done
+  ! grep -q libyuv <<<"$depends" || fail "$package depends on libyuv"
+}
+version=$(dpkg-deb -f "$stage/packages"/libxvwriterffm1_*.deb Version)
+expect_depends libxvwriterffm1 'libavformat[0-9]+ \(>=' 'libavcodec[0-9]+ ' 'libtbb12 ' 'libc6 '
+expect_depends libxvwriterffm-dev "libxvwriterffm1 \(= $version\)"
+expect_depends xvwriterffm-tools "libxvwriterffm1 \(= $version\)" 'libavformat[0-9]+ '
+dpkg-deb -I "$stage/packages"/libxvwriterffm1_*.deb shlibs | grep -q '^libxvwriterffm 1 ' ||
+  fail "libxvwriterffm1 does not say which library it has"
+
+library=$(find "$root/usr/lib" -name libxvwriterffm.so.1 -printf '%h')
+rm -rf "${tree:?}/${library#"$root/usr/"}" # only the unpacked library is left to be found
+host_by_cmake "$library/cmake/XvWriterFFM"
+host_by_pkg_config "$library/pkgconfig"
+expect_clean "$root"
+"$root/usr/bin/xvrecord" --quiet test:seconds=1 "$stage/tools.mp4"
+[ -s "$stage/tools.mp4" ] || fail "xvrecord wrote nothing"
