@@ -1,3 +1,5 @@
+#include "platform/whole_file.h"
+
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <stdlib.h>
@@ -10,8 +12,6 @@
 
 #include "platform/file.h"
 #include "platform/long_path.h"
-#include "platform/paths.h"
-#include "platform/whole_file.h"
 
 namespace xv {
 namespace {
@@ -47,6 +47,16 @@ Status WriteTemporary(File& file, const void* data, std::size_t bytes,
   if (status.Ok()) status = file.Flush();
   status.Update(file.Close());
   return status;
+}
+
+Status Rename(const std::string& from, const std::string& to) {
+  const LongPath source(from);
+  const LongPath target(to);
+  for (const LongPath* path : {&source, &target}) {
+    if (path->failure() != 0) return StatusFromErrno(path->failure());
+  }
+  const int result = renameat(source.folder(), source.name(), target.folder(), target.name());
+  return result == 0 ? Status() : StatusFromErrno(errno);
 }
 
 // The file behind a link, or the path itself.
@@ -90,10 +100,8 @@ Status ReplaceWholeFile(const std::string& path, const void* data, std::size_t b
   File file;
   RETURN_IF_FAILED(CreateBeside(target, &temporary, &file));
   Status status = WriteTemporary(file, data, bytes, target);
-  if (status.Ok() && rename(temporary.c_str(), target.c_str()) != 0) {
-    status = StatusFromErrno(errno);
-  }
-  if (status.Failed()) unlink(temporary.c_str());
+  if (status.Ok()) status = Rename(temporary, target);
+  if (status.Failed()) (void)RemoveFile(temporary);
   return status;
 }
 

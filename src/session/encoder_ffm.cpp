@@ -82,12 +82,14 @@ Status CEncoderFFM::TakeFrame(const EncoderInput& input) {
 Status CEncoderFFM::TakePicture(const EncoderInput& input) {
   const bool queued = UsesQueue();
   if (queued) {
-    const Status room = AwaitRoom(session_);
+    const Status room = AwaitRoom(session_.queue, session_.plan.options, session_.stats);
+    if (room.Failed() && !session_.isOpen) return XV_E_NOT_OPEN;
     if (room.Failed() || room.NothingDone()) return room;
   }
   Ref<XvFrameFFM> prepared;
   int repeats = 0;
-  const Status made = PreparePicture(session_, input, &prepared, &repeats);
+  const Status made = PreparePicture(session_.host.preparation, input, session_.plan.options,
+                                     session_.stats, &prepared, &repeats);
   if (made.Failed() || made.NothingDone()) return made;
   if (queued) {
     Enqueue(session_.queue, prepared, std::max(0, repeats), session_.stats);

@@ -62,29 +62,28 @@ bool HasPicture(const StreamHolder& holder, const EncoderInput& input) {
          input.videoSize >= kLeastBlock;
 }
 
-Status PreparePicture(Session& session, const EncoderInput& input, Ref<XvFrameFFM>* prepared,
+Status PreparePicture(VideoPreparation& preparation, const EncoderInput& input,
+                      const StageOptions& options, SessionStats& stats, Ref<XvFrameFFM>* prepared,
                       int* repeats) {
   const Ref<IXfFrame> source = Query<IXfFrame>(input.frame);
   if (!source) return E_NOINTERFACE;
-  const Status made =
-      PrepareVideoFrame(session.host.preparation, input.time, source.get(), prepared, repeats);
+  const Status made = PrepareVideoFrame(preparation, input.time, source.get(), prepared, repeats);
   if (made == Status(XV_S_SKIP_FRAME)) {
-    session.stats.CountDrop();
+    stats.CountDrop();
     return S_FALSE;
   }
   if (made.Failed()) return made;
   if (!*prepared) return E_FAIL;
-  KeepCaptionSource(input.frame, **prepared, session.plan.options.embedCaptions);
+  KeepCaptionSource(input.frame, **prepared, options.embedCaptions);
   return S_OK;
 }
 
-Status AwaitRoom(Session& session) {
-  if (session.plan.options.dropFrames && session.queue.Full()) {
-    session.stats.CountDrop();
+Status AwaitRoom(VideoQueue& queue, const StageOptions& options, SessionStats& stats) {
+  if (options.dropFrames && queue.Full()) {
+    stats.CountDrop();
     return S_FALSE;
   }
-  if (session.queue.AwaitRoom()) return S_OK;
-  return session.isOpen ? E_UNEXPECTED : XV_E_NOT_OPEN;
+  return queue.AwaitRoom() ? S_OK : E_UNEXPECTED;
 }
 
 void Enqueue(VideoQueue& queue, const Ref<XvFrameFFM>& frame, int repeats, SessionStats& stats) {

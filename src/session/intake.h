@@ -23,17 +23,17 @@ Status TakeSound(AudioStage& sound, const EncoderInput& input, const XV_AUD_PROP
 // The frame has a picture for this track.
 bool HasPicture(const StreamHolder& holder, const EncoderInput& input);
 
-// Makes the picture that the encoder takes, with the frame that carries its captions. `repeats`
-// gets the pictures that are missing ahead of it.
-//   S_FALSE        nothing to encode: skipped.
+// Makes the picture that the encoder takes, and keeps the frame that carries its captions where
+// they are embedded. `repeats` gets the pictures that are missing ahead of it.
+//   S_FALSE        nothing to encode; a skipped frame counts as dropped.
 //   E_NOINTERFACE  the frame has no IXfFrame view.
-Status PreparePicture(Session& session, const EncoderInput& input, Ref<XvFrameFFM>* prepared,
+Status PreparePicture(VideoPreparation& preparation, const EncoderInput& input,
+                      const StageOptions& options, SessionStats& stats, Ref<XvFrameFFM>* prepared,
                       int* repeats);
 
-// Waits for room in the queue. S_FALSE: the frame is dropped instead.
-//   XV_E_NOT_OPEN  closed meanwhile.
-//   E_UNEXPECTED   the worker has stopped.
-Status AwaitRoom(Session& session);
+// Waits for room in the queue, or drops the frame where that is asked for. S_FALSE: dropped.
+//   E_UNEXPECTED   the queue has ended.
+Status AwaitRoom(VideoQueue& queue, const StageOptions& options, SessionStats& stats);
 
 // Queues a picture, ahead of it as many repeats as are missing.
 void Enqueue(VideoQueue& queue, const Ref<XvFrameFFM>& frame, int repeats, SessionStats& stats);
