@@ -6,6 +6,7 @@
 #include <string>
 
 #include "tree/node.h"
+#include "values/value_syntax.h"
 
 namespace {
 
@@ -47,7 +48,9 @@ int main() {
   constexpr int kLookups = 1'000'000;
   std::int64_t found = 0;
   const auto begin = Clock::now();
-  for (int i = 0; i < kLookups; ++i) found += node->Rate("format[7]::video_codecs::codec[3]::b");
+  for (int i = 0; i < kLookups; ++i) {
+    found += xv::ReadRate(node->Text("format[7]::video_codecs::codec[3]::b"));
+  }
   const double lookups = Seconds(Clock::now() - begin);
   std::printf("reader   %7.1f MB/s on %zu kB (memcpy %.0f MB/s)\n",
               static_cast<double>(text.size()) / 1e6 / best, text.size() / 1000,

@@ -45,7 +45,8 @@ int main(int argc, char** argv) {
     const auto& picture = pictures[static_cast<std::size_t>(i) % pictures.size()];
     xv::host::FrameBuilder builder;
     builder.Video(xv::kFccHDYC, kWidth, kHeight, 25, picture->data(), kBytes, picture);
-    const auto frame = builder.Time(i * 400'000LL, (i + 1) * 400'000LL).Build();
+    const std::chrono::milliseconds step(40);
+    const auto frame = std::move(builder).Time(i * step, (i + 1) * step).Build();
     const auto begin = Clock::now();
     if (xv::Failed(writer.Put(frame))) return 1;
     const auto put = Clock::now();
@@ -55,7 +56,7 @@ int main(int argc, char** argv) {
     puts.push_back(Microseconds(put - begin));
     copies.push_back(Microseconds(copied - put));
   }
-  writer.Stop();
+  if (xv::Failed(writer.Stop())) return 1;
   Print("ReceiverPut", puts);
   Print("memcpy of the picture", copies);
   return 0;

@@ -16,7 +16,7 @@
 namespace {
 
 constexpr int kWidth = 720, kHeight = 576;
-constexpr std::int64_t kFrameTime = 400'000;  // 100 ns
+constexpr std::chrono::milliseconds kFrameTime(40);
 constexpr std::array<int, 3> kDepths{0, 1, 8};
 
 using Picture = std::shared_ptr<std::vector<unsigned char>>;

@@ -2,6 +2,7 @@
 // session reads all of it and pushes it through an object of its own.
 //   record_sessions RAW TARGET-PREFIX EXTENSION ATTRIBUTES SESSIONS
 #include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -16,7 +17,7 @@ namespace {
 
 constexpr int kWidth = 1920, kHeight = 1080;
 constexpr std::size_t kBytes = std::size_t{kWidth} * kHeight * 2;
-constexpr std::int64_t kFrameTime = 400'000;  // 100 ns
+constexpr std::chrono::milliseconds kFrameTime(40);
 
 bool PushAll(std::FILE* raw, xv::host::Writer& writer) {
   xvrecord::BlockPool pool;
@@ -25,9 +26,8 @@ bool PushAll(std::FILE* raw, xv::host::Writer& writer) {
     if (std::fread(picture->data(), 1, kBytes, raw) != kBytes) return i > 0;
     xv::host::FrameBuilder builder;
     builder.Video(xv::kFccUYVY, kWidth, kHeight, 25, picture->data(), kBytes, picture);
-    if (xv::Failed(writer.Put(builder.Time(i * kFrameTime, (i + 1) * kFrameTime).Build()))) {
-      return false;
-    }
+    builder.Time(i * kFrameTime, (i + 1) * kFrameTime);
+    if (xv::Failed(writer.Put(std::move(builder)))) return false;
   }
 }
 

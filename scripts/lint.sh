@@ -31,6 +31,8 @@ hits=$(git grep -nE 'av_(frame|packet|dict)_free|avcodec_free_context|avformat_f
   ':!src/contracts/av_handles.h')
 [ -z "$hits" ] || complain "FFmpeg objects are freed by their owners alone: $hits"
 
+scripts/check_headers.sh || complain "public headers"
+
 python3 scripts/make_status_codes.py --check || complain "docs/status-codes.md"
 
 scripts/tidy.sh "${1:-changed}" || complain "clang-tidy"

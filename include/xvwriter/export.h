@@ -1,6 +1,7 @@
 #pragma once
 
-// Visibility of the functions that the shared library exports. Everything else is hidden.
+// Marks a function that the shared library exports; everything else in it is hidden. A host writes
+// it nowhere. Under Windows the library's definition file would list the functions instead.
 #if defined(_WIN32)
 #define XV_EXPORT
 #else

@@ -2,12 +2,21 @@
 
 #include <cstdint>
 
-// Results of every interface operation: a 32-bit status. Negative is failure, 0 success, 1 "nothing
-// done". A system error N appears as 0x80070000 | (N & 0xFFFF).
+// Results of every interface operation: a 32-bit status, negative for a failure.
+//
+// - 0 (S_OK) is done; 1 (S_FALSE) says that nothing was done or it was already so, such as a frame
+//   that was dropped. Both are success: test with Failed, not against S_OK.
+// - A failure leaves out arguments null or as they were and keeps no reference to what was passed.
+// - A system error N appears as 0x80070000 | (N & 0xFFFF): 0x80070070 is a full disk. Errors of the
+//   operating system come under the numbers that stand for the same fault in Win32.
+//
+// docs/status-codes.md lists the statuses that this library gives, each with a sentence. What went
+// wrong in a recording in the library's own words is the property "quality::last_error".
 namespace xv {
 
 using HRESULT = std::int32_t;
 
+// One constant for each row of the table.
 #define XV_STATUS(name, value, sentence) \
   inline constexpr HRESULT name = static_cast<HRESULT>(value);
 #include "xvwriter/status_codes.def"
@@ -21,7 +30,8 @@ constexpr HRESULT StatusFromSystemError(std::uint32_t error) {
   return static_cast<HRESULT>((error & 0xFFFFu) | 0x80070000u);
 }
 
-// The sentence of a status of the table, or null for one that is not in it.
+// The sentence of a status of the table, for a person; null for one that is not in it. Static
+// storage. host.hpp's Describe makes a text of any status.
 constexpr const char* StatusSentence(HRESULT result) {
   switch (result) {
 #define XV_STATUS(name, value, sentence) \

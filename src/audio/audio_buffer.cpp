@@ -28,8 +28,6 @@ std::int32_t XvAudioBuffer2::AvailableSamples() const {
              : static_cast<std::int32_t>(channels_.Available() / static_cast<unsigned>(width));
 }
 
-XV_AUD_PROPS XvAudioBuffer2::Format() const { return format_; }
-
 void XvAudioBuffer2::Reset(bool full) {
   calc_.Reset();
   resampler16_.Reset();
@@ -51,68 +49,6 @@ Status XvAudioBuffer2::Prepare(const XV_AUD_PROPS* format, std::int32_t samples)
   return channels_.SetSize(static_cast<std::uint32_t>(bytes), format_.nChannels, true);
 }
 
-std::int32_t XvAudioBuffer2::SetFormat(const XV_AUD_PROPS* format) {
-  if (format == nullptr) return -1;
-  if (format->nChannels < 0) {
-    Reset(false);
-    format_ = *format;
-    return 0;
-  }
-  if (const Status status = Flush(); status.Failed()) return status.code();
-  if (!IsValid() || channels_.Available() == 0) return Prepare(format, 0).code();
-
-  if (format->nBitsPerSample != 0) {
-    const Status status = ConvertHeldWidth(format->nBitsPerSample);
-    if (status.Failed()) return status.code();
-  }
-  if (format->nSamplesPerSec > 0 && format->nSamplesPerSec != format_.nSamplesPerSec) {
-    const Status status = ConvertHeldRate(format->nSamplesPerSec);
-    if (status.Failed()) return status.code();
-  }
-  if (format->nChannels > 0 && format->nChannels != format_.nChannels) {
-    const Status status = channels_.SetChannels(format->nChannels, true);
-    if (status.Failed()) return status.code();
-    format_.nChannels = channels_.ChannelCount();
-  }
-  format_.nTrackMask = format->nTrackMask;
-  return AvailableSamples();
-}
-
-Status XvAudioBuffer2::ConvertHeldWidth(int bits) {
-  const int from = StoredBytes();
-  const int to = StoredSampleBytes(bits);
-  format_.nBitsPerSample = bits;
-  if (from == to) return S_OK;
-  const auto samples = channels_.Available() / static_cast<unsigned>(from);
-  XvChannelsBuffer converted;
-  RETURN_IF_FAILED(
-      converted.SetSize(samples * static_cast<unsigned>(to), channels_.ChannelCount(), false));
-  for (int i = 0; i < channels_.ChannelCount(); ++i) {
-    std::uint8_t* source = channels_.ChannelPointer(i, 0);
-    std::uint8_t* target = converted.ChannelPointer(i, 0);
-    if (to == 4) {
-      FloatFromS16(reinterpret_cast<const std::int16_t*>(source), reinterpret_cast<float*>(target),
-                   samples);
-    } else {
-      S16FromFloat(reinterpret_cast<const float*>(source), reinterpret_cast<std::int16_t*>(target),
-                   samples);
-    }
-  }
-  channels_.Swap(converted);
-  return S_OK;
-}
-
-Status XvAudioBuffer2::ConvertHeldRate(int rate) {
-  Resampler& resampler = ResamplerForWidth(StoredBytes());
-  XvChannelsBuffer converted;
-  RETURN_IF_FAILED(
-      resampler.Convert(channels_, format_.nSamplesPerSec, rate, StoredBytes(), converted));
-  RETURN_IF_FAILED(resampler.Flush(converted));
-  channels_.Swap(converted);
-  format_.nSamplesPerSec = rate;
-  return S_OK;
-}
-
 Status XvAudioBuffer2::Append(const XV_AUD_PROPS& format, const std::uint8_t* data,
                               std::uint32_t byteCount, bool keepTail, bool mixDown) {
   if (!AudioPropsValid(format, true)) return E_INVALIDARG;
@@ -131,11 +67,6 @@ Status XvAudioBuffer2::Append(const XV_AUD_PROPS& format, const std::uint8_t* da
   }
   if (sameRate && format.nChannels <= format_.nChannels) return AppendDirect(format, data, samples);
   return AppendConverted(format, data, samples, mixDown);
-}
-
-Status XvAudioBuffer2::AppendSilence(std::int32_t samples) {
-  if (!AudioPropsValid(format_, true)) return E_UNEXPECTED;
-  return samples < 1 ? Status(S_OK) : AppendDirect(format_, nullptr, samples);
 }
 
 Status XvAudioBuffer2::GrowBy(std::uint64_t bytes) {

@@ -34,11 +34,6 @@ class XvAudioBuffer2 final : public AutoObjBase<XvAudioBuffer2> {
  public:
   XvAudioBuffer2() = default;
 
-  // Changes the format. What is held is converted: width, then rate, then channels (added ones are
-  // silent, surplus ones dropped); a field that is 0 stays. Gives the samples held then, or
-  // a negative status: -1 for null, E_INVALIDARG for a format that is not valid while nothing is
-  // held. A negative channel count drops everything and marks the buffer as without format.
-  std::int32_t SetFormat(const XV_AUD_PROPS* format);
   // Takes the format and makes sure of `samples` samples of silence, unless as much is there.
   //   E_POINTER     null format or a negative count.
   //   E_INVALIDARG  the format is not valid.
@@ -52,8 +47,6 @@ class XvAudioBuffer2 final : public AutoObjBase<XvAudioBuffer2> {
   //   E_OUTOFMEMORY  all audio held is dropped.
   Status Append(const XV_AUD_PROPS& format, const std::uint8_t* data, std::uint32_t byteCount,
                 bool keepTail, bool mixDown);
-  // Appends silence in the buffer's own format. E_UNEXPECTED without a format.
-  Status AppendSilence(std::int32_t samples);
   // End of the stream: what the resampler still holds joins the buffer.
   Status Flush();
 
@@ -72,7 +65,6 @@ class XvAudioBuffer2 final : public AutoObjBase<XvAudioBuffer2> {
   // A valid format and at least one channel.
   bool IsValid() const;
   std::int32_t AvailableSamples() const;
-  XV_AUD_PROPS Format() const;
 
   // Read access for planar consumers; see XvChannelsBuffer. Samples are S16 or float.
   XvChannelsBuffer& Channels() { return channels_; }
@@ -80,8 +72,6 @@ class XvAudioBuffer2 final : public AutoObjBase<XvAudioBuffer2> {
  private:
   int StoredBytes() const;
   Resampler& ResamplerForWidth(int bytes) { return bytes == 2 ? resampler16_ : resampler32_; }
-  Status ConvertHeldWidth(int bits);
-  Status ConvertHeldRate(int rate);
   Status GrowBy(std::uint64_t bytes);
   Status AppendDirect(const XV_AUD_PROPS& format, const std::uint8_t* data, std::int32_t samples);
   Status AppendConverted(const XV_AUD_PROPS& format, const std::uint8_t* data, std::int32_t samples,

@@ -139,10 +139,4 @@ std::uint32_t XvChannelsBuffer::CopyFrom(XvChannelsBuffer& source, int sourceInd
   return bytes;
 }
 
-void XvChannelsBuffer::Swap(XvChannelsBuffer& other) {
-  if (&other == this) return;
-  channels_.swap(other.channels_);
-  std::swap(readOffset_, other.readOffset_);
-}
-
 }  // namespace xv

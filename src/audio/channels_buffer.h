@@ -55,8 +55,6 @@ class XvChannelsBuffer final : public AutoObjBase<XvChannelsBuffer> {
   std::uint32_t CopyFrom(XvChannelsBuffer& source, int sourceIndex, int targetIndex,
                          std::uint32_t offset, int channelLimit, std::uint32_t byteLimit);
 
-  void Swap(XvChannelsBuffer& other);
-
  private:
   using Channel = CBLOBHolder<CHeapAlloc>;
 

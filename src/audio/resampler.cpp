@@ -3,12 +3,9 @@
 extern "C" {
 #include <libavutil/channel_layout.h>
 #include <libavutil/opt.h>
-#include <libswresample/swresample.h>
 }
 
 namespace xv {
-
-void Resampler::Free::operator()(SwrContext* context) const { swr_free(&context); }
 
 bool Resampler::Serves(int fromRate, int toRate, int channels) const {
   return Running() && fromRate == fromRate_ && toRate == toRate_ && channels == channels_;

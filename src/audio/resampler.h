@@ -1,12 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 
 #include "audio/channels_buffer.h"
 #include "base/status.h"
-
-struct SwrContext;
+#include "contracts/av_handles.h"
 
 namespace xv {
 
@@ -28,13 +26,10 @@ class Resampler {
   void Reset() { context_.reset(); }
 
  private:
-  struct Free {
-    void operator()(SwrContext* context) const;
-  };
   Status Open(int fromRate, int toRate, int channels, int sampleBytes);
   Status Run(const std::uint8_t* const* input, int inputSamples, XvChannelsBuffer& target);
 
-  std::unique_ptr<SwrContext, Free> context_;
+  AvPtr<SwrContext> context_;
   int fromRate_ = 0;
   int toRate_ = 0;
   int channels_ = 0;

@@ -11,7 +11,7 @@ constexpr float kScale16 = 32768.0F;
 constexpr float kScale24 = 8388608.0F;
 constexpr double kScale32 = 2147483648.0;
 
-// Comparisons are written so that a NaN passes through; rounding turns it into 0.
+// Comparisons are written so that a NaN passes through; rounding makes it 0.
 template <class Real>
 Real Clamp(Real value, Real low, Real high) {
   value = value < low ? low : value;
@@ -137,14 +137,6 @@ int HostSampleBytes(int bits) { return ((std::abs(bits) + 7) & ~7) / 8; }
 int StoredSampleBytes(int bits) {
   const int bytes = HostSampleBytes(bits);
   return bytes == 3 ? 4 : bytes;
-}
-
-void FloatFromS16(const std::int16_t* source, float* target, std::int64_t count) {
-  for (std::int64_t i = 0; i < count; ++i) target[i] = static_cast<float>(source[i]) / kScale16;
-}
-
-void S16FromFloat(const float* source, std::int16_t* target, std::int64_t count) {
-  for (std::int64_t i = 0; i < count; ++i) target[i] = S16Of(source[i]);
 }
 
 void Deinterleave(const XV_AUD_PROPS& format, const std::uint8_t* data, std::int32_t samples,

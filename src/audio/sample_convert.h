@@ -17,11 +17,6 @@ int HostSampleBytes(int bits);
 // Bytes of a sample as buffers store it: as above, but 3 becomes 4. Stored 4 bytes are a float.
 int StoredSampleBytes(int bits);
 
-// 16-bit integers against floats of nominal range -1 to 1. Float to integer rounds to nearest and
-// saturates.
-void FloatFromS16(const std::int16_t* source, float* target, std::int64_t count);
-void S16FromFloat(const float* source, std::int16_t* target, std::int64_t count);
-
 // Spreads interleaved host samples of `format` over `planes` (one for each channel of the format;
 // null leaves a channel out), as stored samples of `targetBytes` bytes (2 or 4). 24 bits into 16
 // keep the upper 16.

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "base/ref_count.h"
 #include "xvwriter/object.h"
 
 namespace xv {
@@ -31,11 +32,9 @@ class AutoObjBase : public I {
     AddRef();
     return S_OK;
   }
-  std::uint32_t AddRef() noexcept override {
-    return count_.fetch_add(1, std::memory_order_relaxed) + 1;
-  }
+  std::uint32_t AddRef() noexcept override { return count_.Retain(); }
   std::uint32_t Release() noexcept override {
-    const std::uint32_t left = count_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+    const std::uint32_t left = count_.Release();
     if (left == 0) delete this;
     return left;
   }
@@ -45,7 +44,7 @@ class AutoObjBase : public I {
   AutoObjBase() { LiveObjectCount().fetch_add(1, std::memory_order_relaxed); }
 
  private:
-  std::atomic<std::uint32_t> count_{0};
+  RefCount count_;
 };
 
 }  // namespace xv

@@ -19,7 +19,7 @@ void CANCDataFile::Close() {
   writer_.Close();
   reader_ = {};
   path_.clear();
-  const WriteScope scope(listLock_);
+  const std::scoped_lock lock(listLock_);
   list_.clear();
 }
 
@@ -43,17 +43,17 @@ void CANCDataFile::Follow() { lastRead_ = ReadAll(true).code(); }
 Status CANCDataFile::ReadAll(bool follow) {
   AncReader::Callbacks callbacks;
   callbacks.frame = [this](const Ref<CTimedData>& frame) {
-    const WriteScope scope(listLock_);
+    const std::scoped_lock lock(listLock_);
     list_.emplace(frame->time.rtStart, frame);
   };
   callbacks.changing = [this](const std::function<void()>& change) {
-    const WriteScope scope(listLock_);
+    const std::scoped_lock lock(listLock_);
     change();
   };
   if (follow) {
     callbacks.stop = [this] { return !thread_.IsRunning(); };
     callbacks.wait = [this] {
-      (void)thread_.WaitWake(kFollowMilliseconds);
+      thread_.WaitForStop(kFollowMilliseconds);
       return true;
     };
   }
@@ -95,7 +95,7 @@ Status CANCDataFile::WriteValue(const std::string& tag, IXvFrame& frame, const X
 }
 
 Ref<CTimedData> CANCDataFile::FindAt(std::int64_t start) {
-  const WriteScope scope(listLock_);
+  const std::scoped_lock lock(listLock_);
   auto behind = list_.upper_bound(start);
   return behind == list_.begin() ? Ref<CTimedData>() : std::prev(behind)->second;
 }
@@ -103,7 +103,7 @@ Ref<CTimedData> CANCDataFile::FindAt(std::int64_t start) {
 bool CANCDataFile::ItemAt(std::int64_t start, const std::string& tag, TimedValue* value) {
   const Ref<CTimedData> frame = FindAt(start);
   if (!frame) return false;
-  const WriteScope scope(listLock_);
+  const std::scoped_lock lock(listLock_);
   const auto found = frame->items.find(tag);
   if (found == frame->items.end()) return false;
   *value = found->second;
@@ -111,17 +111,17 @@ bool CANCDataFile::ItemAt(std::int64_t start, const std::string& tag, TimedValue
 }
 
 std::size_t CANCDataFile::Count() {
-  const WriteScope scope(listLock_);
+  const std::scoped_lock lock(listLock_);
   return list_.size();
 }
 
 std::int64_t CANCDataFile::FirstTime() {
-  const WriteScope scope(listLock_);
+  const std::scoped_lock lock(listLock_);
   return list_.empty() ? kNoTime : list_.begin()->first;
 }
 
 std::int64_t CANCDataFile::LastTime() {
-  const WriteScope scope(listLock_);
+  const std::scoped_lock lock(listLock_);
   return list_.empty() ? kNoTime : list_.rbegin()->first;
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <map>
+#include <mutex>
 #include <span>
 #include <string>
 #include <vector>
@@ -9,7 +10,6 @@
 #include "captions/anc_reader.h"
 #include "captions/anc_writer.h"
 #include "captions/timed_data.h"
-#include "platform/rw_lock.h"
 #include "platform/thread.h"
 #include "xvwriter/frames.h"
 
@@ -25,7 +25,7 @@ class CANCDataFile final : public AutoObjBase<CANCDataFile> {
   ~CANCDataFile() override;
 
   // With `openNow` false the path is stored for writing, and an open file of another name closed.
-  // Else the file is read: with `async` by a thread of its own, which follows a file that grows
+  // Else the file is read: with `async` by its own thread, which follows a file that grows
   // until the object closes; without, before this returns. What was read before is forgotten.
   //   E_INVALIDARG        not such a file.
   //   XV_E_FILE_HANDLE    (not async) it holds no items.
@@ -40,7 +40,7 @@ class CANCDataFile final : public AutoObjBase<CANCDataFile> {
 
   // The last frame whose start is not later than `start` (100 ns), or null.
   Ref<CTimedData> FindAt(std::int64_t start);
-  // A copy of one item of it; false when there is none.
+  // A copy of one item of it; false without one.
   bool ItemAt(std::int64_t start, const std::string& tag, TimedValue* value);
   std::size_t Count();
   // Start of the first and of the last frame read; kNoTime for none.
@@ -63,7 +63,7 @@ class CANCDataFile final : public AutoObjBase<CANCDataFile> {
   AncReader reader_;
   XvThread<CANCDataFile> thread_;
   std::atomic<HRESULT> lastRead_{S_FALSE};
-  CRWSynchroLiteCS listLock_;  // guards `list_` and the frames in it; a leaf
+  std::mutex listLock_;  // guards `list_` and the frames in it; a leaf
   std::multimap<std::int64_t, Ref<CTimedData>> list_;
 };
 

@@ -10,8 +10,14 @@
 
 // Layout of the ancillary data file, all integers little-endian:
 //
-//   frame: u32 kAncFrameMagic, XV_TIME (48 bytes), items until the next magic or the end of the
-//   file item:  u32 tag length + data length + 8, u32 tag length, tag, u32 data length, data
+//   frame:  u32      kAncFrameMagic
+//           XV_TIME  48 bytes
+//           items    until the next magic or the end of the file
+//   item:   u32      tag length + data length + 8
+//           u32      tag length
+//           bytes    tag
+//           u32      data length
+//           bytes    data
 //
 // Bit 31 of the data length marks text in UTF-8. Tags and texts have no terminator.
 namespace xv {

@@ -8,7 +8,7 @@
 namespace xv {
 
 // The cc data section of a distribution packet: id 0x72, count, three bytes for each construct.
-// Empty when there is none, or when it does not fit into the packet.
+// Empty without one, or when it does not fit into the packet.
 std::span<const std::uint8_t> ParseCcData(std::span<const std::uint8_t> packet);
 
 // The first valid pair of field 1 in the low 16 bits; the first valid construct of any other type

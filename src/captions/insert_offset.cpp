@@ -12,7 +12,7 @@ constexpr std::uint8_t kFirstSlice = 0x01;
 constexpr std::uint8_t kLastSlice = 0xAF;
 constexpr std::uint8_t kVop = 0xB6;
 
-// Of 00 00 01 at or behind `from`; the size when there is none.
+// Of 00 00 01 at or behind `from`; the size without one.
 std::size_t FindPrefix(std::span<const std::uint8_t> data, std::size_t from) {
   const auto begin = data.begin() + static_cast<std::ptrdiff_t>(from);
   const auto found = std::search(begin, data.end(), std::begin(kPrefix), std::end(kPrefix));

@@ -35,11 +35,6 @@ std::string SCCWriter::Path() const {
   return path_;
 }
 
-bool SCCWriter::LineIsEmpty() const {
-  const std::scoped_lock lock(lock_);
-  return line_.size() == 0;
-}
-
 Status SCCWriter::AppendPair(std::uint16_t pair, const XV_TIME& time, double rate) {
   const std::scoped_lock lock(lock_);
   if (line_.size() == 0) {
@@ -57,12 +52,7 @@ Status SCCWriter::SkipFrame() {
   const std::scoped_lock lock(lock_);
   if (skipped_++ < maxSkip_) return S_OK;
   skipped_ = 0;
-  return line_.size() == 0 ? Status() : FlushLocked();
-}
-
-Status SCCWriter::FlushLine() {
-  const std::scoped_lock lock(lock_);
-  return FlushLocked();
+  return line_.size() == 0 ? Status() : WriteLine();
 }
 
 Status SCCWriter::OpenLocked() {
@@ -86,9 +76,8 @@ std::string SCCWriter::LineText() const {
   return text + "\r\n";
 }
 
-// A failed write is no failure of the line: captions never stop a recording. The count tells.
-Status SCCWriter::FlushLocked() {
-  if (line_.size() == 0) return E_UNEXPECTED;
+// Captions never stop a recording: a failed write is not an error here, the count tells.
+Status SCCWriter::WriteLine() {
   const Status open = OpenLocked();
   if (open.Failed() || open.NothingDone()) return open;
   const std::string text = LineText();

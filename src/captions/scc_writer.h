@@ -39,17 +39,14 @@ class SCCWriter final : public AutoObjBase<SCCWriter> {
   // A frame with a pair (first byte in the low one). `time` and `rate` (frames a second, 0 when
   // unknown) count for the first pair of a line.
   Status AppendPair(std::uint16_t pair, const XV_TIME& time, double rate);
-  // A frame without a pair. Gives FlushLine's result where that ends a line, else S_OK.
+  // A frame without a pair; writes the pending line where that ends it. S_FALSE without a path, the
+  // system's error when the file cannot be made: the line stays pending.
   Status SkipFrame();
-  // Writes the pending line. S_FALSE without a path, the system's error when the file cannot be
-  // made: the line stays pending. E_UNEXPECTED when nothing is pending.
-  Status FlushLine();
-  bool LineIsEmpty() const;
   // Drops the pending line, closes the file and forgets the path.
   void Close();
 
  private:
-  Status FlushLocked();
+  Status WriteLine();
   Status OpenLocked();
   std::string LineText() const;
   void DropLocked();

@@ -3,7 +3,8 @@
 namespace xv {
 namespace {
 
-// From `from` on: behind two zeros a byte below 4, or the end, gets a 3 in front of it.
+// From `from` on: behind two zeros a byte below 4 gets a 3 in front of it. The block must not end
+// with a zero.
 void PreventEmulation(CaptionBlock* block, std::size_t from) {
   CaptionBlock out(block->begin(), block->begin() + static_cast<std::ptrdiff_t>(from));
   out.reserve(block->size() + block->size() / 2);
@@ -17,7 +18,6 @@ void PreventEmulation(CaptionBlock* block, std::size_t from) {
     out.push_back(byte);
     zeros = byte == 0 ? zeros + 1 : 0;
   }
-  if (zeros == 2) out.push_back(3);
   *block = std::move(out);
 }
 

@@ -83,7 +83,9 @@ XMLNodePtr Catalogue::Build() {
 
 Status Catalogue::Read(std::string* xml) {
   const std::lock_guard guard(lock_);
-  *xml = Build()->WriteXml();
+  XMLParse::XmlWriteOptions options;
+  options.wellFormed = true;
+  *xml = Build()->WriteXml(options);
   return S_OK;
 }
 

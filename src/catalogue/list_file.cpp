@@ -70,7 +70,7 @@ Status SaveListFile(const std::string& path, bool wide, const CoXMLNode& list) {
   if (path.empty()) return S_FALSE;
   const XMLNodePtr copy = list.DeepCopy();
   (void)copy->RemoveChildNode("unavailable");
-  const std::string text = copy->WriteXml({0, 0});
+  const std::string text = copy->WriteXml({0, 0, true});
   if (!wide) return ReplaceWholeFile(path, text.data(), text.size(), LinkPolicy::kFollow);
   std::string bytes(kUtf16Mark);
   const std::u16string units = Utf16FromUtf8(text);

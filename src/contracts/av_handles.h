@@ -9,6 +9,7 @@ extern "C" {
 #include <libavutil/buffer.h>
 #include <libavutil/dict.h>
 #include <libavutil/frame.h>
+#include <libswresample/swresample.h>
 #include <libswscale/swscale.h>
 }
 
@@ -25,6 +26,12 @@ struct AvDeleter {
   void operator()(AVBufferRef* p) const { av_buffer_unref(&p); }
   void operator()(AVBSFContext* p) const { av_bsf_free(&p); }
   void operator()(SwsContext* p) const { sws_freeContext(p); }
+  void operator()(SwrContext* p) const { swr_free(&p); }
+  // One that avio_alloc_context made, with its buffer.
+  void operator()(AVIOContext* p) const {
+    av_freep(&p->buffer);
+    avio_context_free(&p);
+  }
 };
 
 template <class T>

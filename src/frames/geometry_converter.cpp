@@ -171,7 +171,7 @@ Status XvConverterRC2::ApplyCropAndRotate(Ref<IXvFrame>* frame, Ref<IXvFrame>* s
       for (Ref<IXvFrame>* each : {frame, second}) {
         if (!*each) continue;
         Ref<IXvFrame> rotated;
-        RETURN_IF_FAILED(RotateLocked(*rotate == 1, each->get(), &rotated, nullptr, true));
+        RETURN_IF_FAILED(RotateFrame(*rotate == 1, each->get(), &rotated));
         *each = std::move(rotated);
       }
     }
@@ -199,29 +199,15 @@ Status XvConverterRC2::WeaveFrames(Ref<IXvFrame>* frame, IXvFrame* second,
   return S_OK;
 }
 
-Status XvConverterRC2::RotateFrame(bool left, IXvFrame* frame, Ref<IXvFrame>* result,
-                                   const XV_VID_PROPS* targetProps, bool keepTime) {
-  if (frame == nullptr || result == nullptr) return E_INVALIDARG;
-  const std::lock_guard guard(lock_);
-  return RotateLocked(left, frame, result, targetProps, keepTime);
-}
-
-Status XvConverterRC2::RotateLocked(bool left, IXvFrame* frame, Ref<IXvFrame>* result,
-                                    const XV_VID_PROPS* targetProps, bool keepTime) {
+Status XvConverterRC2::RotateFrame(bool left, IXvFrame* frame, Ref<IXvFrame>* result) {
   FrameContents contents;
   RETURN_IF_FAILED(ReadContents(frame, &contents));
-  if (!keepTime) contents.time = {};
   const XV_VID_PROPS& source = contents.props.vid;
   XV_VID_PROPS vid = source;
   vid.eVideoFormat = eXvVF_Custom;
   vid.nWidth = std::abs(source.nHeight);
   vid.nHeight = source.nHeight < 0 ? -source.nWidth : source.nWidth;
   std::swap(vid.nAspectX, vid.nAspectY);
-  if (targetProps != nullptr && VideoPropsValid(*targetProps, true)) {
-    vid.nWidth = targetProps->nWidth;
-    vid.nHeight = targetProps->nHeight;
-    vid.eInterlace = targetProps->eInterlace;
-  }
   vid.nRowBytes = NaturalRowBytes(vid.fccColor, vid.nWidth);
   Ref<IXvFrame> rotated;
   ImageView target;

@@ -30,24 +30,19 @@ class XvConverterRC2 final : public AutoObjBase<XvConverterRC2> {
   // 0 or 1 for one field of the source, else the whole frame. The frames are the caller's; `result`
   // may be the first frame itself.
   //   E_POINTER            a null frame or result.
-  //   E_INVALIDARG         a crop that is none.
+  //   E_INVALIDARG         an invalid crop.
   //   E_UNEXPECTED         no picture came out of a stage.
   //   XV_E_NO_PIXEL_FORMAT the frame's properties are not valid.
   Status Convert(IXvFrame* frame, IXvFrame* secondFrame, const XV_VID_PROPS* targetProps, int field,
                  Ref<IXvFrame>* result, const XMLParse::CoXMLNode* props);
-
-  // A frame rotated by 90 degrees: sizes and aspect exchanged, in the source's layout. With valid
-  // `targetProps` their size and field order count. With `keepTime` the frame keeps its time.
-  Status RotateFrame(bool left, IXvFrame* frame, Ref<IXvFrame>* result,
-                     const XV_VID_PROPS* targetProps, bool keepTime);
 
  private:
   struct Pair;
 
   Status ApplyCropAndRotate(Ref<IXvFrame>* frame, Ref<IXvFrame>* second,
                             const XV_VID_PROPS* targetProps, const XMLParse::CoXMLNode* props);
-  Status RotateLocked(bool left, IXvFrame* frame, Ref<IXvFrame>* result,
-                      const XV_VID_PROPS* targetProps, bool keepTime);
+  // By 90 degrees: sizes and aspect exchanged, in the source's layout.
+  Status RotateFrame(bool left, IXvFrame* frame, Ref<IXvFrame>* result);
   Status WeaveFrames(Ref<IXvFrame>* frame, IXvFrame* second, const XV_VID_PROPS* targetProps);
   Status ConvertFrame(IXvFrame* frame, const XV_VID_PROPS& target, int field,
                       const XMLParse::CoXMLNode* props, Ref<IXvFrame>* result);

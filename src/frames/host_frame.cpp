@@ -1,7 +1,6 @@
 #include "frames/host_frame.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstdlib>
 #include <mutex>
 #include <string>
@@ -9,6 +8,7 @@
 
 #include "base/auto_obj_base.h"
 #include "base/guard.h"
+#include "base/ref_count.h"
 #include "base/text.h"
 #include "media/pixel_layout.h"
 #include "xvwriter/nodes.h"
@@ -68,11 +68,9 @@ class HostFrame final : public IXvFrame, public IXfFrame, public IXvFrameExtras 
     AddRef();
     return S_OK;
   }
-  std::uint32_t AddRef() noexcept override {
-    return count_.fetch_add(1, std::memory_order_relaxed) + 1;
-  }
+  std::uint32_t AddRef() noexcept override { return count_.Retain(); }
   std::uint32_t Release() noexcept override {
-    const std::uint32_t left = count_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+    const std::uint32_t left = count_.Release();
     if (left == 0) delete this;
     return left;
   }
@@ -249,7 +247,7 @@ class HostFrame final : public IXvFrame, public IXfFrame, public IXvFrameExtras 
     return S_OK;
   }
 
-  std::atomic<std::uint32_t> count_{0};
+  RefCount count_;
   XV_TIME time_;
   XV_AV_PROPS props_;
   const std::uint8_t* video_;

@@ -14,7 +14,7 @@ namespace xv {
 // One caller at a time; frames may be dropped on any thread.
 class FrameMemory {
  public:
-  // A frame with `bytes` bytes of its own for the picture, from the factory in force. `data` gets
+  // A frame with `bytes` of its own memory for the picture, from the factory in force. `data` gets
   // them; they may be written until the frame is handed on.
   //   E_OUTOFMEMORY, XV_E_NO_FRAME_FACTORY
   Status MakeFrame(const XV_TIME& time, const XV_AV_PROPS& props, std::size_t bytes,

@@ -24,7 +24,7 @@ struct CodecView {
   bool fullRange = false;  // the encoder wants 0-255 YUV
 };
 
-// One video stream's road from host frames to encoder pictures, with what it keeps between frames.
+// One video stream's path from host frames to encoder pictures, with what it keeps between frames.
 struct VideoPreparation {
   XV_VID_PROPS target{};  // zero: as the source is
   CodecView codec;

@@ -13,7 +13,7 @@ namespace xv {
 
 // "a.mov" gives "a.hdr.mov".
 std::string HeaderPath(const std::string& target);
-// The container needs a header of its own to be read.
+// The container needs its own header to be read.
 bool WantsHeaderFile(const AVOutputFormat& format);
 // Above frame 25, once every stream has had a packet, the header file is finished in the
 // background.

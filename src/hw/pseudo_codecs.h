@@ -8,7 +8,7 @@
 
 namespace xv {
 
-// Codecs that FFmpeg does not know: encoders of vendors behind records of our own. The code, four
+// Codecs that FFmpeg does not know: encoders of vendors behind our own records. The code, four
 // characters, travels in the variable that holds an AVCodecID.
 enum class PseudoCodec : std::uint32_t {
   kNone = 0,
@@ -28,7 +28,7 @@ struct PseudoCodecRecord {
 
 // The code that a text of the attribute "codec" selects, kNone for any other text. Any case.
 PseudoCodec PseudoCodecFromText(std::string_view text);
-// Null for a code that is none of the above.
+// Null for any other code.
 const PseudoCodecRecord* FindPseudoCodec(std::uint32_t id);
 
 }  // namespace xv

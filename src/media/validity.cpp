@@ -28,10 +28,6 @@ bool VideoPropsValid(const XV_VID_PROPS& vid, bool strict) {
   return strict ? VideoCanBeEncoded(vid) : VideoSaysAnything(vid);
 }
 
-bool VideoPropsValid(const XV_VID_PROPS* vid, bool strict) {
-  return vid != nullptr && VideoPropsValid(*vid, strict);
-}
-
 bool AudioPropsInRange(const XV_AUD_PROPS& aud) {
   if (aud.nChannels < 0) return true;
   return aud.nChannels >= 1 && aud.nChannels <= 32 && aud.nSamplesPerSec > 800 &&
@@ -43,17 +39,11 @@ bool AudioPropsValid(const XV_AUD_PROPS& aud, bool strict) {
   return aud.nChannels >= 1 || aud.nSamplesPerSec >= 1 || aud.nBitsPerSample != 0;
 }
 
-bool AudioPropsValid(const XV_AUD_PROPS* aud, bool strict) {
-  return aud != nullptr && AudioPropsValid(*aud, strict);
-}
-
 int InterlaceOrder(const XV_VID_PROPS& vid) {
   std::uint32_t interlace = vid.eInterlace;
   if (interlace == eXvI_Auto) interlace = FormatInterlace(vid.eVideoFormat);
   if (interlace == eXvI_TopFirst) return 1;
   return interlace == eXvI_BottomFirst ? -1 : 0;
 }
-
-int InterlaceOrder(const XV_VID_PROPS* vid) { return vid == nullptr ? 0 : InterlaceOrder(*vid); }
 
 }  // namespace xv

@@ -101,9 +101,4 @@ int FormatClass(std::int32_t id) {
   return row == nullptr ? 0 : row->sizeClass;
 }
 
-int FormatLayoutClass(std::int32_t id) {
-  const VideoFormatRow* row = FindVideoFormat(id);
-  return row == nullptr ? kClassNone : row->sizeClass;
-}
-
 }  // namespace xv

@@ -10,7 +10,7 @@ namespace xv {
 struct VideoFormatRow {
   const char* name;     // the enumerator, "eXvVF_HD1080_50i"
   const char* display;  // "HD1080-50i"
-  int rateNum;          // frames per second as a fraction; 0/1 where there is none
+  int rateNum;          // frames per second as a fraction; 0/1 without a rate
   int rateDen;
   std::uint32_t interlace;  // eXvInterlace
   int width;
@@ -54,7 +54,5 @@ std::uint32_t FormatInterlace(std::int32_t id);
 int FormatLines(std::int32_t id);
 // 0 for no row.
 int FormatClass(std::int32_t id);
-// For the choice of a default pixel layout: kClassNone for no row.
-int FormatLayoutClass(std::int32_t id);
 
 }  // namespace xv

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -20,7 +19,7 @@ class SinkObserver {
   virtual void OnSinkWrite(const std::uint8_t* data, int bytes, std::int64_t position) = 0;
 };
 
-// A local output file behind an AVIOContext of our own. Small writes gather here, large ones go
+// A local output file behind our own AVIOContext. Small writes gather here, large ones go
 // straight to the file, each at its own position, so that a failed write leaves a gap and never
 // shifts what follows. One caller at a time (the output's lock).
 class FileSink {
@@ -49,13 +48,6 @@ class FileSink {
   std::int64_t size() const { return size_; }
 
  private:
-  struct IoDeleter {
-    void operator()(AVIOContext* io) const {
-      av_freep(&io->buffer);
-      avio_context_free(&io);
-    }
-  };
-
 #if LIBAVFORMAT_VERSION_MAJOR < 61
   using WrittenBytes = std::uint8_t*;
 #else
@@ -69,7 +61,7 @@ class FileSink {
 
   File file_;
   DiskReserve reserve_;
-  std::unique_ptr<AVIOContext, IoDeleter> io_;
+  AvPtr<AVIOContext> io_;
   std::vector<std::uint8_t> pending_;
   std::int64_t pendingAt_ = 0;  // file position of pending_
   std::int64_t position_ = 0;

@@ -62,7 +62,7 @@ struct Output {
   Status CloseFile();
 };
 
-// The muxer opens files of its own ("hls", "rtsp", ...): its header needs no pb.
+// The muxer opens its own files ("hls", "rtsp", ...): its header needs no pb.
 bool OpensOwnFiles(const AVOutputFormat& format);
 
 }  // namespace xv

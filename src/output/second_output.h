@@ -11,7 +11,7 @@
 
 namespace xv {
 
-// A second container of the same session. A thread of its own writes it behind a bounded queue:
+// A second container of the same session. Its own thread writes it behind a bounded queue:
 // when that is full packets are dropped and counted, so that it can never hold up the main output.
 // It ends itself after a failure; the main output goes on.
 class SecondOutput {

@@ -117,10 +117,6 @@ YuvColour YuvFromRgb(std::uint32_t colour) {
           fit(0.439 * r - 0.368 * g - 0.071 * b + 128, 240)};
 }
 
-void FillRows(std::uint32_t tag, std::uint8_t* rows, std::size_t bytes, std::uint32_t colour) {
-  FillBytes(PatternOf(tag, colour), rows, bytes);
-}
-
 Status FillBackground(const ImageView& view, std::uint32_t colour, double opacity) {
   const int o = std::min(static_cast<int>(opacity * kFullOpacity), kFullOpacity);
   if (o < 1 || view.data[0] == nullptr) return S_FALSE;

@@ -18,9 +18,6 @@ struct YuvColour {
 };
 YuvColour YuvFromRgb(std::uint32_t colour);
 
-// Fills `bytes` bytes of rows of the first plane with colour 0xAARRGGBB in the layout `tag`.
-void FillRows(std::uint32_t tag, std::uint8_t* rows, std::size_t bytes, std::uint32_t colour);
-
 // Lays colour 0xAARRGGBB over the picture; `opacity` 0 to 1 in steps of 1/128. S_FALSE when that is
 // nothing. Layouts that are not 8-bit are filled or left, not blended.
 Status FillBackground(const ImageView& view, std::uint32_t colour, double opacity);

@@ -11,7 +11,7 @@
 
 namespace xv {
 
-// How fields meet in one pass of the engine; each has an engine of its own, so that its filter
+// How fields meet in one pass of the engine; each has its own engine, so that its filter
 // banks stay.
 enum class FieldSlot {
   kPlain = 0,       // neither side is interlaced

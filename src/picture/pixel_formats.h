@@ -8,7 +8,7 @@
 // Host picture layouts against FFmpeg's pixel formats.
 namespace xv {
 
-// "v210" has no AVPixelFormat: its own code stands for it and only serves the road that hands the
+// "v210" has no AVPixelFormat: its own code stands for it and only serves the path that hands the
 // bytes on as they are. FFmpeg must never see a frame with this format.
 inline constexpr int kPixFmtV210 = 0x30313276;
 

@@ -11,7 +11,7 @@ namespace xv {
 
 // Scales bytes of planes or pixels through libswscale, with what it builds kept from picture to
 // picture. The library reads and writes past the end of rows: it gets the rows near unknown memory
-// as a copy, and writes rows of its own. One caller at a time.
+// as a copy, and writes its own rows. One caller at a time.
 class PlaneScaler {
  public:
   struct Plane {

@@ -28,7 +28,7 @@ class PictureRotator {
   Status Rotate(const ImageView& source, const ImageView& target, bool left);
 
  private:
-  // A plane with memory of its own.
+  // A plane with its own memory.
   struct OwnPlane {
     std::vector<std::uint8_t> memory;
     int width = 0;

@@ -40,7 +40,7 @@ class BoundedQueue {
     const std::lock_guard guard(lock_);
     return Add(std::move(item), true);
   }
-  // Adds an item if there is room. False, and the item is gone, when there is none.
+  // Adds an item if there is room. False, and the item is gone, when there is not.
   bool TryPush(T item) {
     const std::lock_guard guard(lock_);
     return Add(std::move(item), false);

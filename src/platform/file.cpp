@@ -83,11 +83,6 @@ Status File::CreateNew(const std::string& path) {
   return Open(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW);
 }
 
-Status File::OpenAppend(const std::string& path) {
-  RETURN_IF_FAILED(Open(path, O_RDWR | O_CREAT));
-  return SeekToEnd();
-}
-
 Status File::OpenReadWrite(const std::string& path) { return Open(path, O_RDWR); }
 
 Status File::OpenRead(const std::string& path) { return Open(path, O_RDONLY); }
@@ -146,10 +141,6 @@ Status File::Position(std::int64_t* offset) const {
 
 Status File::Seek(std::int64_t offset) {
   return IsOpen() ? SeekTo(descriptor_, offset, SEEK_SET, nullptr) : StatusFromErrno(EBADF);
-}
-
-Status File::SeekToEnd(std::int64_t* offset) {
-  return IsOpen() ? SeekTo(descriptor_, 0, SEEK_END, offset) : StatusFromErrno(EBADF);
 }
 
 Status File::Truncate(std::int64_t bytes) {

@@ -27,8 +27,6 @@ class File {
   Status Create(const std::string& path);
   // Makes a file of a name that nothing has yet, not even a link; else the status of EEXIST.
   Status CreateNew(const std::string& path);
-  // For writing behind what is there; makes the file when missing.
-  Status OpenAppend(const std::string& path);
   // For reading and writing; the file must exist.
   Status OpenReadWrite(const std::string& path);
   Status OpenRead(const std::string& path);
@@ -48,7 +46,6 @@ class File {
   Status Size(std::int64_t* bytes) const;
   Status Position(std::int64_t* offset) const;
   Status Seek(std::int64_t offset);
-  Status SeekToEnd(std::int64_t* offset = nullptr);
   Status Truncate(std::int64_t bytes);
   // The permission bits, 0 to 07777.
   Status SetPermissions(std::uint32_t mode);

@@ -48,14 +48,4 @@ std::string ExpandFileTemplate(std::string_view text, std::int64_t number) {
   return out;
 }
 
-bool HasNumberPlace(std::string_view text) {
-  std::size_t i = 0;
-  while ((i = text.find('%', i)) != std::string_view::npos) {
-    const Place place = PlaceAt(text, i);
-    if (place.number) return true;
-    i += place.length == 0 ? 1 : place.length;
-  }
-  return false;
-}
-
 }  // namespace xv

@@ -10,7 +10,4 @@ namespace xv {
 // sign; everything else, a lone "%" included, stays as it is. User text is never a format string.
 std::string ExpandFileTemplate(std::string_view text, std::int64_t number);
 
-// The text has a place for the number.
-bool HasNumberPlace(std::string_view text);
-
 }  // namespace xv

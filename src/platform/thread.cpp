@@ -1,9 +1,7 @@
 #include "platform/thread.h"
 
 #include <fmt/format.h>
-#include <limits.h>
 
-#include <algorithm>
 #include <chrono>
 #include <utility>
 
@@ -56,28 +54,16 @@ void* XvThreadBase::Run(void* shared) {
   return nullptr;
 }
 
-Status XvThreadBase::StartEntry(std::function<void()> entry, std::uint32_t stackSize) {
+Status XvThreadBase::StartEntry(std::function<void()> entry) {
   if (IsOwnThread()) return XV_E_OWN_THREAD;
   const std::scoped_lock control(controlLock_);
   RETURN_IF_FAILED(StopLocked(kInfinite, false));
   const std::scoped_lock lock(stateLock_);
-  if (shared_ != nullptr) return XV_E_ALREADY_EXISTS;
   auto shared = std::make_shared<Shared>();
   shared->entry = std::move(entry);
-  {
-    const std::scoped_lock wake(wakeLock_);
-    woken_ = false;
-  }
-  pthread_attr_t attributes;
-  if (const int error = pthread_attr_init(&attributes); error != 0) return StatusFromErrno(error);
-  if (stackSize != 0) {
-    const auto least = static_cast<std::size_t>(PTHREAD_STACK_MIN);
-    pthread_attr_setstacksize(&attributes, std::max<std::size_t>(stackSize, least));
-  }
   auto held = std::make_unique<std::shared_ptr<Shared>>(shared);
   running_.store(true, std::memory_order_release);
-  const int error = pthread_create(&thread_, &attributes, &XvThreadBase::Run, held.get());
-  pthread_attr_destroy(&attributes);
+  const int error = pthread_create(&thread_, nullptr, &XvThreadBase::Run, held.get());
   if (error != 0) {
     running_.store(false, std::memory_order_release);
     return StatusFromErrno(error);
@@ -87,30 +73,22 @@ Status XvThreadBase::StartEntry(std::function<void()> entry, std::uint32_t stack
   return S_OK;
 }
 
-bool XvThreadBase::Wake(Handle* handle, int running) {
-  const std::scoped_lock lock(stateLock_);
-  if (handle != nullptr) *handle = thread_;
-  if (shared_ == nullptr) return false;
-  if (running >= 0) running_.store(running > 0, std::memory_order_release);
-  const std::scoped_lock wake(wakeLock_);
-  woken_ = true;
-  wakeEvent_.notify_one();
-  return true;
+void XvThreadBase::TellToStop() {
+  const std::scoped_lock lock(stopLock_);
+  running_.store(false, std::memory_order_release);
+  stopEvent_.notify_all();
 }
 
-bool XvThreadBase::WaitWake(std::uint32_t timeout) {
-  std::unique_lock lock(wakeLock_);
-  if (!WaitFor(wakeEvent_, lock, timeout, [this] { return woken_; })) return false;
-  woken_ = false;
-  return true;
+void XvThreadBase::WaitForStop(std::uint32_t timeout) {
+  std::unique_lock lock(stopLock_);
+  (void)WaitFor(stopEvent_, lock, timeout, [this] { return !IsRunning(); });
 }
 
-ThreadState XvThreadBase::State(Handle* handle) {
+ThreadState XvThreadBase::State() {
   const std::scoped_lock lock(stateLock_);
   ReapLocked();
-  if (handle != nullptr) *handle = thread_;
   if (shared_ == nullptr) return ThreadState::kNone;
-  return running_.load(std::memory_order_acquire) ? ThreadState::kRunning : ThreadState::kStopping;
+  return IsRunning() ? ThreadState::kRunning : ThreadState::kStopping;
 }
 
 // Lets go of a thread that has returned. Its last steps behind `ended` are bounded, so the join is.
@@ -130,10 +108,10 @@ bool XvThreadBase::IsOwnThread() const {
   return shared_ != nullptr && pthread_equal(thread_, pthread_self()) != 0;
 }
 
-Status XvThreadBase::Stop(std::uint32_t timeout, bool terminate, bool /*pumpMessages*/) {
+Status XvThreadBase::Stop(std::uint32_t timeout, bool terminate) {
   // Ahead of controlLock_: another thread that stops this one holds it while it waits for the end.
   if (IsOwnThread()) {
-    running_.store(false, std::memory_order_release);
+    TellToStop();
     return XV_E_OWN_THREAD;
   }
   const std::scoped_lock control(controlLock_);
@@ -141,9 +119,9 @@ Status XvThreadBase::Stop(std::uint32_t timeout, bool terminate, bool /*pumpMess
 }
 
 Status XvThreadBase::StopLocked(std::uint32_t timeout, bool terminate) {
-  running_.store(false, std::memory_order_release);
-  if (State() == ThreadState::kNone) return S_FALSE;
-  Wake();
+  const bool none = State() == ThreadState::kNone;  // asked first: once told, it may end at once
+  TellToStop();
+  if (none) return S_FALSE;
   const bool ended = AwaitEnd(timeout) || (terminate && WaitEndWithWarnings());
   return ended && State() == ThreadState::kNone ? Status() : Status(XV_E_TIMEOUT);
 }

@@ -21,45 +21,41 @@ enum class ThreadState { kNone = 0, kRunning = 1, kStopping = 2 };
 // (start and stop) before stateLock_ (the fields).
 class XvThreadBase {
  public:
-  using Handle = pthread_t;
-
   XvThreadBase();
   // A thread that is still alive here is a programmer's fault: a warning, then an endless Stop.
   ~XvThreadBase();
   XvThreadBase(const XvThreadBase&) = delete;
   XvThreadBase& operator=(const XvThreadBase&) = delete;
 
-  // Signals the worker's event; false without a thread. `running` above 0 or 0 sets the flag, -1
-  // leaves it. `handle` may be null.
-  bool Wake(Handle* handle = nullptr, int running = -1);
-  // Notices an end: a thread that has returned is let go here. `handle` may be null.
-  ThreadState State(Handle* handle = nullptr);
+  // Notices an end: a thread that has returned is let go here.
+  ThreadState State();
   // Tells the worker to stop, wakes it and waits `timeout` milliseconds (kInfinite: endless).
   //   S_OK             it has ended.
-  //   S_FALSE          there was none.
+  //   S_FALSE          there was no thread.
   //   XV_E_OWN_THREAD  called by the worker itself: it is told to stop, nobody waits.
   //   XV_E_TIMEOUT     still alive.
   // A thread is never killed, it may hold a lock: with `terminate` the wait goes on until the end,
-  // with a warning each 5 seconds. `pumpMessages` has no effect.
-  Status Stop(std::uint32_t timeout, bool terminate = false, bool pumpMessages = false);
+  // with a warning each 5 seconds.
+  Status Stop(std::uint32_t timeout, bool terminate = false);
 
-  // Waits for the worker to return by itself; true when it has, or when there is none.
+  // Waits for the worker to return by itself; true when it has, or without a thread.
   bool AwaitEnd(std::uint32_t timeout);
 
   // For the worker. False once it was told to stop.
   bool IsRunning() const { return running_.load(std::memory_order_acquire); }
-  // Waits for a Wake (one that came before counts) for `timeout` milliseconds; false on time-out.
-  bool WaitWake(std::uint32_t timeout);
+  // Sleeps for `timeout` milliseconds, or until the worker is told to stop.
+  void WaitForStop(std::uint32_t timeout);
 
  protected:
   // As XvThread::Start, with the entry bound.
-  Status StartEntry(std::function<void()> entry, std::uint32_t stackSize);
+  Status StartEntry(std::function<void()> entry);
 
  private:
   struct Shared;
 
   static void* Run(void* shared);
   bool IsOwnThread() const;
+  void TellToStop();
   bool WaitEndWithWarnings();
   Status StopLocked(std::uint32_t timeout, bool terminate);
   void ReapLocked();
@@ -67,10 +63,9 @@ class XvThreadBase {
   std::mutex controlLock_;
   mutable std::mutex stateLock_;
   std::shared_ptr<Shared> shared_;  // null when there is no thread
-  Handle thread_{};
-  std::mutex wakeLock_;
-  std::condition_variable wakeEvent_;
-  bool woken_ = false;
+  pthread_t thread_{};
+  std::mutex stopLock_;  // so that a worker about to sleep does not miss the change of `running_`
+  std::condition_variable stopEvent_;
   std::atomic<bool> running_{false};
 };
 
@@ -81,12 +76,11 @@ class XvThread : public XvThreadBase {
  public:
   using Entry = void (Owner::*)();
 
-  // Stops an earlier thread first. E_INVALIDARG for a null owner or entry; XV_E_ALREADY_EXISTS when
-  // an earlier thread is still there; the system's error when no thread could be made. `stackSize`
-  // in bytes, 0 for the system's default. The owner must outlive the thread.
-  Status Start(Owner* owner, Entry entry, std::uint32_t stackSize = 0) {
+  // Stops an earlier thread first. E_INVALIDARG for a null owner or entry; the system's error when
+  // no thread could be made. The owner must outlive the thread.
+  Status Start(Owner* owner, Entry entry) {
     if (owner == nullptr || entry == nullptr) return E_INVALIDARG;
-    return StartEntry([owner, entry] { (owner->*entry)(); }, stackSize);
+    return StartEntry([owner, entry] { (owner->*entry)(); });
   }
 };
 

@@ -8,8 +8,6 @@
 #include <thread>
 #include <vector>
 #else
-#include <tbb/info.h>
-#include <tbb/parallel_for.h>
 #include <tbb/task_group.h>
 #endif
 
@@ -64,14 +62,6 @@ void RunWorkItems(int count, const std::function<void(int)>& piece) {
   for (int i = 1; i < count; ++i) items.Add([&piece, i] { piece(i); });
   piece(0);
   items.Wait();
-}
-
-int WorkItemThreads() {
-#if defined(XV_THREAD_SANITIZER)
-  return static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
-#else
-  return tbb::info::default_concurrency();
-#endif
 }
 
 }  // namespace xv

@@ -6,7 +6,7 @@
 namespace xv {
 
 // Pieces of computation shared among the processor's cores. Work that waits for disks or networks
-// has a thread of its own instead. One owner at a time; the pieces run on any thread, in any order.
+// has its own thread instead. One owner at a time; the pieces run on any thread, in any order.
 class WorkItems {
  public:
   WorkItems();
@@ -26,8 +26,5 @@ class WorkItems {
 
 // Runs piece(0) ... piece(count - 1) and waits for all of them; the caller's thread takes part.
 void RunWorkItems(int count, const std::function<void(int)>& piece);
-
-// Threads that work items may use, at least 1.
-int WorkItemThreads();
 
 }  // namespace xv

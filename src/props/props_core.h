@@ -6,6 +6,7 @@
 #include <shared_mutex>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "props/object_val.h"
 #include "xvwriter/writer.h"
@@ -24,6 +25,8 @@ class PropsCore {
   // A value that is computed when it is read, by the name behind "quality::"; nothing for a name
   // that it does not know.
   using QualityRead = std::function<std::optional<std::string>(std::string_view name)>;
+  // The names that QualityRead knows now. Their order stays; new ones come behind the others.
+  using QualityNames = std::function<std::vector<std::string>()>;
 
   // With a node "xv-props" of its own.
   PropsCore();
@@ -37,7 +40,12 @@ class PropsCore {
   std::string LastName() const;
 
   void SetListRead(ListRead read) { listRead_ = std::move(read); }
-  void SetQualityRead(QualityRead read) { qualityRead_ = std::move(read); }
+  // Such a value shadows one of the tree; the operations that walk show them as attributes of a
+  // child "quality" behind the tree's own children.
+  void SetQualityRead(QualityRead read, QualityNames names = {}) {
+    qualityRead_ = std::move(read);
+    qualityNames_ = std::move(names);
+  }
   // Asked by reads for what is found nowhere else; null for none.
   void SetForward(Ref<IXvProps> forward);
 
@@ -64,9 +72,25 @@ class PropsCore {
   std::optional<std::string> Find(const std::string& name) const;
   Status GetForwarded(const char16_t* name, char16_t** value) const;
 
+  // One row of a walk: an attribute, or a child node.
+  struct Property {
+    std::string name;
+    std::string value;
+    bool hasChildren = false;
+  };
+  static Property PropertyOf(const XMLParse::CoXMLNode& node);
+  static std::optional<Property> PropertyAt(const XMLParse::CoXMLNode& node, std::size_t index);
+  bool IsQuality(std::string_view path) const;
+  // The computed values, then those attributes of the tree's node (may be null) that none shadows.
+  std::vector<Property> QualityProperties(const XMLParse::CoXMLNode* node) const;
+  // Nothing past the end.
+  std::optional<Property> WalkAt(const XMLParse::CoXMLNode* node, const std::string& path,
+                                 std::size_t index) const;
+
   Ref<ObjectVal> holder_;
   ListRead listRead_;
   QualityRead qualityRead_;
+  QualityNames qualityNames_;
 
   mutable std::shared_mutex treeLock_;  // one writing operation at a time; above the nodes' locks
   mutable std::mutex stateLock_;        // guards what follows; a leaf

@@ -13,6 +13,7 @@ using XMLParse::XMLNodePtr;
 namespace {
 
 constexpr std::string_view kInfo = "_info_";
+constexpr std::string_view kQuality = "quality";
 
 // The node of a path; an empty one is the tree's own. Null when there is none.
 XMLNodePtr NodeAt(const XMLNodePtr& root, const std::string& path) {
@@ -31,18 +32,18 @@ bool CutInfo(std::string* path) {
   return true;
 }
 
-struct Property {
-  std::string name;
-  std::string value;
-  bool hasChildren = false;
-};
+Status GiveOptional(const std::optional<std::string>& text, char16_t** out) {
+  return text ? GiveString(*text, out) : Status(S_OK);
+}
 
-Property PropertyOf(const CoXMLNode& node) {
+}  // namespace
+
+PropsCore::Property PropsCore::PropertyOf(const CoXMLNode& node) {
   return {node.Name(), node.Value(), node.ChildCount() > 0 || node.AttributeCount() > 0};
 }
 
 // Attributes come first, children behind them.
-std::optional<Property> PropertyAt(const CoXMLNode& node, std::size_t index) {
+std::optional<PropsCore::Property> PropsCore::PropertyAt(const CoXMLNode& node, std::size_t index) {
   const auto attributes = node.Attributes();
   if (index < attributes.size()) {
     return Property{attributes[index].first, attributes[index].second, false};
@@ -51,11 +52,36 @@ std::optional<Property> PropertyAt(const CoXMLNode& node, std::size_t index) {
   return child ? std::optional(PropertyOf(*child)) : std::nullopt;
 }
 
-Status GiveOptional(const std::optional<std::string>& text, char16_t** out) {
-  return text ? GiveString(*text, out) : Status(S_OK);
+bool PropsCore::IsQuality(std::string_view path) const {
+  return qualityNames_ && EqualsNoCase(path, kQuality);
 }
 
-}  // namespace
+std::vector<PropsCore::Property> PropsCore::QualityProperties(const CoXMLNode* node) const {
+  std::vector<Property> all;
+  for (const std::string& name : qualityNames_()) {
+    all.push_back({name, qualityRead_(name).value_or(std::string()), false});
+  }
+  if (node == nullptr) return all;
+  for (auto& [name, value] : node->Attributes()) {
+    if (!qualityRead_(name)) all.push_back({name, value, false});
+  }
+  return all;
+}
+
+std::optional<PropsCore::Property> PropsCore::WalkAt(const CoXMLNode* node, const std::string& path,
+                                                     std::size_t index) const {
+  if (IsQuality(path)) {
+    const std::vector<Property> all = QualityProperties(node);
+    if (index < all.size()) return all[index];
+    return node == nullptr ? std::nullopt
+                           : PropertyAt(*node, index - all.size() + node->AttributeCount());
+  }
+  if (node == nullptr) return std::nullopt;
+  if (std::optional<Property> property = PropertyAt(*node, index)) return property;
+  const bool behindTheLast = path.empty() && IsQuality(kQuality) && !node->FindChild(kQuality) &&
+                             index == node->AttributeCount() + node->ChildCount();
+  return behindTheLast ? std::optional(Property{std::string(kQuality), {}, true}) : std::nullopt;
+}
 
 HRESULT PropsCore::GetCount(const char16_t* node, std::int32_t* count) noexcept {
   return Guarded([&]() -> Status {
@@ -67,6 +93,10 @@ HRESULT PropsCore::GetCount(const char16_t* node, std::int32_t* count) noexcept 
     const std::shared_lock guard(treeLock_);
     const bool info = CutInfo(&path);
     const XMLNodePtr found = NodeAt(root, path);
+    if (!info && IsQuality(path)) {
+      *count = static_cast<std::int32_t>(QualityProperties(found.get()).size());
+      return S_OK;
+    }
     if (!found) return XV_E_NOT_FOUND;
     const XMLNodePtr schema = info ? found->SchemaNode(false) : nullptr;
     const std::size_t entries = schema ? schema->ChildCount() : 0;
@@ -88,11 +118,11 @@ HRESULT PropsCore::GetByIndex(const char16_t* node, std::int32_t index, char16_t
     const bool info = CutInfo(&path);
     XMLNodePtr found = NodeAt(root, path);
     if (found && info) found = found->SchemaNode(false);
-    if (!found || index < 0) return XV_E_NOT_FOUND;
+    if (index < 0 || (info && !found)) return XV_E_NOT_FOUND;
     const auto at = static_cast<std::size_t>(index);
     std::optional<Property> property;
     if (const XMLNodePtr entry = info ? found->ChildAt(at) : nullptr) property = PropertyOf(*entry);
-    if (!info) property = PropertyAt(*found, at);
+    if (!info) property = WalkAt(found.get(), path, at);
     if (!property) return XV_E_NOT_FOUND;
     *hasChildren = property->hasChildren ? 1 : 0;
     RETURN_IF_FAILED(GiveString(property->name, name));
@@ -111,7 +141,12 @@ HRESULT PropsCore::HasChild(const char16_t* name, std::int32_t index,
     if (!root) return E_FAIL;
     const std::shared_lock guard(treeLock_);
     const XMLNodePtr found = NodeAt(root, path);
-    const bool has = found && (index < 0 || static_cast<std::size_t>(index) < found->ChildCount());
+    // The computed "quality" is a child of the root, and a node without children.
+    const bool ownQuality = IsQuality(path.empty() ? kQuality : path) && !root->FindChild(kQuality);
+    std::size_t children = found ? found->ChildCount() : 0;
+    if (ownQuality && path.empty()) ++children;
+    const bool exists = found || ownQuality;
+    const bool has = exists && (index < 0 || static_cast<std::size_t>(index) < children);
     *hasChild = has ? 1 : 0;
     return S_OK;
   });

@@ -5,14 +5,14 @@
 #include "base/text.h"
 #include "platform/module.h"
 #include "values/time_syntax.h"
+#include "xvwriter/version.h"
 
 namespace xv {
 namespace {
 
 // One number for product and file: both are this build.
 std::string Version() {
-  return fmt::format("{}.{}.{}.{}", XV_VERSION_MAJOR, XV_VERSION_MINOR, XV_VERSION_PATCH,
-                     XV_VERSION_TWEAK);
+  return fmt::format("{}.{}.{}.0", XV_VERSION_MAJOR, XV_VERSION_MINOR, XV_VERSION_PATCH);
 }
 
 std::string ModuleDateText() {

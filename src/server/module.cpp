@@ -4,10 +4,13 @@
 #include "base/auto_obj_base.h"
 #include "base/guard.h"
 #include "base/ref.h"
+#include "base/text.h"
 #include "codec/ffmpeg.h"
+#include "tree/node.h"
 #include "server/registration.h"
 #include "writer/writer_ffm.h"
 #include "xvwriter/registration.h"
+#include "xvwriter/version.h"
 
 // The module's entry points: class factories of the classes that live here.
 namespace xv {
@@ -42,10 +45,37 @@ Status FactoryOf(const Guid& classId, Ref<IClassFactory>* factory) {
   return S_OK;
 }
 
+// A node out of attribute text, or out of XML where the text begins with a tag.
+Status NodeFromText(const std::string& text, XMLParse::XMLNodePtr* out) {
+  const XMLParse::XMLNodePtr node = XMLParse::CoXMLNode::Create("node");
+  const std::size_t first = text.find_first_not_of(" \t\r\n");
+  const bool xml = first != std::string::npos && text[first] == '<';
+  if (xml) {
+    RETURN_IF_FAILED(node->ReadXml(std::string_view(text).substr(first)));
+  } else {
+    RETURN_IF_FAILED(node->TryMergeText(text, XMLParse::MergeMode::kReplace));
+  }
+  *out = node;
+  return S_OK;
+}
+
 }  // namespace
 }  // namespace xv
 
 extern "C" {
+
+std::uint32_t XvVersionGet() { return XV_VERSION_NUMBER; }
+
+xv::HRESULT XvNodeCreate(const char16_t* text, xv::IXvNode** out) {
+  return xv::Guarded([&]() -> xv::Status {
+    if (out == nullptr) return xv::E_POINTER;
+    *out = nullptr;
+    xv::XMLParse::XMLNodePtr node;
+    RETURN_IF_FAILED(xv::NodeFromText(xv::Utf8FromUtf16(text), &node));
+    *out = node.Detach();
+    return xv::S_OK;
+  });
+}
 
 xv::HRESULT DllGetClassObject(const xv::Guid& classId, const xv::Guid& iid, void** out) {
   return xv::Guarded([&]() -> xv::Status {

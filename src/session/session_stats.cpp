@@ -35,6 +35,10 @@ double MiddleOf(int index) {
 
 std::string Milliseconds(double value) { return fmt::format("{:.3f}", value); }
 
+std::string Hexadecimal(Status status) {
+  return fmt::format("0x{:08X}", static_cast<std::uint32_t>(status.code()));
+}
+
 struct Counter {
   std::string_view name;
   std::atomic<std::int64_t> SessionStats::*value;
@@ -74,6 +78,7 @@ constexpr std::string_view kBytes = "bytes.";
 constexpr std::string_view kUnusedOptions = "unused_options";
 constexpr std::string_view kBadValues = "bad_values";
 constexpr std::string_view kLastError = "last_error";
+constexpr std::string_view kLastStatus = "last_status";
 
 // The number behind `prefix`, when `name` is just that.
 std::optional<int> StreamOf(std::string_view name, std::string_view prefix) {
@@ -148,6 +153,7 @@ void SessionStats::Reset() {
   unusedOptions_.Clear();
   badValues_.Clear();
   lastError_.clear();
+  lastStatus_ = S_OK;
 }
 
 void SessionStats::CountPacket(int stream, std::int64_t bytes) {
@@ -181,14 +187,19 @@ void SessionStats::AddBadValue(std::string_view entry) {
 }
 
 void SessionStats::Fail(std::string_view stage, std::string_view words, Status status) {
-  const auto code = static_cast<std::uint32_t>(status.code());
   std::string_view said = words;
   if (said.empty()) {
     const char* sentence = StatusSentence(status.code());
     said = sentence == nullptr ? "no reason given" : sentence;
   }
   const std::scoped_lock lock(textLock_);
-  lastError_ = fmt::format("{}: {} (0x{:08X})", stage, said, code);
+  lastError_ = fmt::format("{}: {} ({})", stage, said, Hexadecimal(status));
+  if (status.Failed()) lastStatus_ = status;
+}
+
+Status SessionStats::LastStatus() const {
+  const std::scoped_lock lock(textLock_);
+  return lastStatus_;
 }
 
 std::optional<std::string> SessionStats::Render(std::string_view name) const {
@@ -207,6 +218,7 @@ std::optional<std::string> SessionStats::Render(std::string_view name) const {
   if (name == kUnusedOptions) return unusedOptions_.Render();
   if (name == kBadValues) return badValues_.Render();
   if (name == kLastError) return lastError_;
+  if (name == kLastStatus) return Hexadecimal(lastStatus_);
   return std::nullopt;
 }
 
@@ -215,13 +227,13 @@ std::vector<std::string> SessionStats::Names() const {
   for (const Counter& counter : kCounters) names.emplace_back(counter.name);
   for (const CaptionCounter& counter : kCaptionCounters) names.emplace_back(counter.name);
   for (const Percentile& row : kPercentiles) names.emplace_back(row.name);
+  for (const std::string_view text : {kUnusedOptions, kBadValues, kLastError, kLastStatus}) {
+    names.emplace_back(text);
+  }
   for (int stream = 0; stream < streamsSeen_.load(); ++stream) {
     names.push_back(fmt::format("{}{}", kPackets, stream));
     names.push_back(fmt::format("{}{}", kBytes, stream));
   }
-  names.emplace_back(kUnusedOptions);
-  names.emplace_back(kBadValues);
-  names.emplace_back(kLastError);
   return names;
 }
 

@@ -62,13 +62,16 @@ class SessionStats final : public OutputReport {
   void AddUnusedOption(std::string_view name);
   void AddBadValue(std::string_view entry);
   // The last failure of the session: where it happened, the library's own words (may be empty), the
-  // status that followed.
+  // status that followed. A note with a status that is not a failure leaves "last_status" alone.
   void Fail(std::string_view stage, std::string_view words, Status status) override;
   void CountDrop() override { drops.fetch_add(1, std::memory_order_relaxed); }
 
+  // Of the last note with a failing status; S_OK when there was none.
+  Status LastStatus() const;
+
   // The value of the name behind "quality::", or nothing for an unknown one.
   std::optional<std::string> Render(std::string_view name) const;
-  // Every name that Render knows now; "packets.N" and "bytes.N" for the streams seen so far.
+  // Every name that Render knows now, "packets.N" and "bytes.N" of the streams seen so far last.
   std::vector<std::string> Names() const;
 
  private:
@@ -87,10 +90,11 @@ class SessionStats final : public OutputReport {
 
   std::array<StreamCounts, kMaxStreams> streams_;
   std::atomic<int> streamsSeen_{0};
-  mutable std::mutex textLock_;  // guards the texts; a leaf, nothing is called under it
+  mutable std::mutex textLock_;  // guards what follows; a leaf, nothing is called under it
   Notes unusedOptions_;
   Notes badValues_;
   std::string lastError_;
+  Status lastStatus_;
 };
 
 }  // namespace xv

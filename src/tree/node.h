@@ -44,6 +44,10 @@ struct XmlReadOptions {
 struct XmlWriteOptions {
   int level = -1;  // starting indent in tabs; negative: no indentation and no line ends
   int wrap = 0;    // 2: each attribute on a line of its own
+  // XML 1.0 for any reader: begins with the XML declaration; what a name may not hold stands as
+  // "_x0030_" (the escapes of ISO/IEC 9075-14), what a value may not hold as a reference. A
+  // character that XML has no way to write becomes U+FFFD.
+  bool wellFormed = false;
 };
 
 // What a text of attributes holds that cannot have been meant.
@@ -164,9 +168,12 @@ class CoXMLNode final : public IXvNodeImpl {
   // Attributes as one line, each behind a blank; names of `leaveOut` are skipped.
   std::string AttributeText(std::span<const char* const> leaveOut = {}) const;
   std::string AttributeText(const AttributeTextOptions& options) const;
-  // Replaces this node (name included) by the first element of the document. Nothing in a document
-  // is an error but its being empty (E_INVALIDARG; the node is cleared then too) or holding more
-  // than kMaxItems elements and attributes (E_OUTOFMEMORY; the node holds what came before).
+  // Replaces this node (name included) by the first element of the document. A document that begins
+  // with the XML declaration is read as XmlWriteOptions::wellFormed writes it: names without their
+  // escapes, references expanded in attribute values too, where an unknown one stays as it is.
+  // Nothing in a document is an error but its being empty (E_INVALIDARG; the node is cleared then
+  // too) or holding more than kMaxItems elements and attributes (E_OUTOFMEMORY; the node holds what
+  // came before).
   Status ReadXml(std::string_view text, const XmlReadOptions& options = {});
   std::string WriteXml(const XmlWriteOptions& options = {}) const;
   // Replaces the value, or the children where `text` has mark-up or there are children.

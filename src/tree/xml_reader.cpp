@@ -5,6 +5,7 @@
 #include "tree/attribute_scan.h"
 #include "tree/node.h"
 #include "tree/node_impl.h"
+#include "tree/well_formed.h"
 #include "tree/xml_text.h"
 
 namespace xv::XMLParse {
@@ -136,7 +137,7 @@ class Tokenizer {
 class TreeBuilder {
  public:
   TreeBuilder(std::string_view text, const XmlReadOptions& options)
-      : tokens_(text), options_(options) {}
+      : tokens_(text), options_(options), declared_(IsDeclaredXml(text)) {}
 
   // The first element, null when there is none.
   XMLNodePtr Run() {
@@ -182,11 +183,17 @@ class TreeBuilder {
 
   void Open(const Tag& tag) {
     if (tag.name.empty() || !Count()) return;
-    XMLNodePtr node = CoXMLNode::Create(ToLower(tag.name));
+    XMLNodePtr node = CoXMLNode::Create(ToLower(declared_ ? PlainName(tag.name) : tag.name));
     ObjectsMap& attributes = XMLNodeImpl::Of(*node).attributes;
     ScanAttributes(tag.rest, [&](const ScannedAttribute& one) {
       if (!Count()) return false;
-      attributes.Set(one.name, XMLValue(one.value));
+      if (declared_) {
+        std::string expanded;
+        AppendExpanded(one.value, true, &expanded, true);
+        attributes.Set(PlainName(one.name), XMLValue(expanded));
+      } else {
+        attributes.Set(one.name, XMLValue(one.value));
+      }
       return true;
     });
     CoXMLNode* const plain = node.get();
@@ -237,6 +244,7 @@ class TreeBuilder {
 
   Tokenizer tokens_;
   const XmlReadOptions options_;
+  const bool declared_;
   XMLNodePtr root_;
   std::vector<Level> levels_;
   std::unordered_map<std::string, std::size_t> open_;

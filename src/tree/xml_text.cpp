@@ -101,7 +101,7 @@ void AppendQuoted(std::string_view value, std::string* out) {
   out->push_back(hasSingle ? '"' : '\'');
 }
 
-void AppendExpanded(std::string_view text, bool keepControls, std::string* out) {
+void AppendExpanded(std::string_view text, bool keepControls, std::string* out, bool keepUnknown) {
   while (!text.empty()) {
     const std::size_t ampersand = std::min(text.find('&'), text.size());
     AppendBlanked(text.substr(0, ampersand), keepControls, out);
@@ -116,6 +116,7 @@ void AppendExpanded(std::string_view text, bool keepControls, std::string* out) 
     } else if (text.substr(0, 2) == "&#") {
       text.remove_prefix(ExpandReference(text, out));
     } else {
+      if (keepUnknown) out->push_back('&');
       text.remove_prefix(1);
     }
   }

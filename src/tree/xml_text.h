@@ -17,7 +17,8 @@ void AppendQuoted(std::string_view value, std::string* out);
 
 // Appends `text` with its entities expanded: &lt; &gt; &amp; &apos; &nbsp; &copy; &reg; &quot; and
 // numbers, "&#65;" and "&#x41;", behind which one character is skipped. Any other "&" is dropped.
-// Unless `keepControls`, CR, LF and TAB become blanks.
-void AppendExpanded(std::string_view text, bool keepControls, std::string* out);
+// Unless `keepControls`, CR, LF and TAB become blanks. With `keepUnknown` any other "&" stays.
+void AppendExpanded(std::string_view text, bool keepControls, std::string* out,
+                    bool keepUnknown = false);
 
 }  // namespace xv::XMLParse

@@ -2,6 +2,7 @@
 
 #include "tree/node.h"
 #include "tree/node_impl.h"
+#include "tree/well_formed.h"
 #include "tree/xml_text.h"
 
 namespace xv::XMLParse {
@@ -11,9 +12,13 @@ constexpr int kMaxTabs = 64;
 
 class XmlWriter {
  public:
-  explicit XmlWriter(int wrap) : wrap_(wrap) {}
+  XmlWriter(int wrap, bool wellFormed) : wrap_(wrap), wellFormed_(wellFormed) {}
 
   std::string Run(const CoXMLNode& root, int level) {
+    if (wellFormed_) {
+      out_.append("<?xml version='1.0'?>");
+      EndLine(level);
+    }
     Open(root, level);
     while (!levels_.empty()) {
       Level& top = levels_.back();
@@ -43,7 +48,8 @@ class XmlWriter {
     const ReadLock guard(impl.lock);
     if (impl.hold) return;
     Indent(level);
-    out_.append("<").append(impl.name);
+    out_.append("<");
+    WriteName(impl.name);
     WriteAttributes(impl.attributes, level);
     const std::string& value = impl.value.Text();
     if (value.empty() && impl.children.empty()) {
@@ -52,7 +58,11 @@ class XmlWriter {
       return;
     }
     out_.push_back('>');
-    AppendEscaped(value, EscapeMode::kText, &out_);
+    if (wellFormed_) {
+      AppendXmlText(value, &out_);
+    } else {
+      AppendEscaped(value, EscapeMode::kText, &out_);
+    }
     if (impl.children.empty()) {
       Close(impl.name, level);
       return;
@@ -69,13 +79,29 @@ class XmlWriter {
       } else {
         out_.push_back(' ');
       }
-      out_.append(attributes.NameAt(i)).push_back('=');
-      AppendQuoted(attributes.ValueAt(i).Text(), &out_);
+      WriteName(attributes.NameAt(i));
+      out_.push_back('=');
+      const std::string& value = attributes.ValueAt(i).Text();
+      if (wellFormed_) {
+        AppendXmlAttributeValue(value, &out_);
+      } else {
+        AppendQuoted(value, &out_);
+      }
+    }
+  }
+
+  void WriteName(const std::string& name) {
+    if (wellFormed_) {
+      AppendXmlName(name, &out_);
+    } else {
+      out_.append(name);
     }
   }
 
   void Close(const std::string& name, int level) {
-    out_.append("</").append(name).push_back('>');
+    out_.append("</");
+    WriteName(name);
+    out_.push_back('>');
     EndLine(level);
   }
 
@@ -88,6 +114,7 @@ class XmlWriter {
   }
 
   const int wrap_;
+  const bool wellFormed_;
   std::string out_;
   std::vector<Level> levels_;
 };
@@ -95,7 +122,7 @@ class XmlWriter {
 }  // namespace
 
 std::string CoXMLNode::WriteXml(const XmlWriteOptions& options) const {
-  return XmlWriter(options.wrap).Run(*this, options.level);
+  return XmlWriter(options.wrap, options.wellFormed).Run(*this, options.level);
 }
 
 }  // namespace xv::XMLParse

@@ -42,7 +42,8 @@ CCoXvWriterFFM_I::CCoXvWriterFFM_I(IUnknown* outer)
       own_(props_.Node()),
       catalogue_(own_) {
   LiveObjectCount().fetch_add(1, std::memory_order_relaxed);
-  props_.SetQualityRead([this](std::string_view name) { return stats_.Render(name); });
+  props_.SetQualityRead([this](std::string_view name) { return stats_.Render(name); },
+                        [this] { return stats_.Names(); });
   props_.SetListRead([this](std::string* xml) { return catalogue_.Read(xml); });
   SetOwnDefaults();
 }
@@ -135,11 +136,13 @@ Status CCoXvWriterFFM_I::OpenForFrame(const XV_AV_PROPS& props, const XV_TIME& t
   ReportFaults(textFaults_, *session_, stats_);
   SetupCapture(target_, session_, own_, &stats_.captions);
   const Status opened = OpenEncoder(Request(), &props, &time, encoder_);
-  // A stage that failed has said more than this could.
-  if (opened.Failed() && stats_.Render("last_error").value_or("").empty()) {
-    stats_.Fail("open", target_, opened);
-  }
+  if (opened.Failed()) NoteFailure("open", target_, opened);
   return opened;
+}
+
+// A stage that failed has said more than this could.
+void CCoXvWriterFFM_I::NoteFailure(std::string_view stage, std::string_view words, Status status) {
+  if (!stats_.LastStatus().Failed()) stats_.Fail(stage, words, status);
 }
 
 Status CCoXvWriterFFM_I::PutFrame(IXvFrame& frame) {
@@ -155,6 +158,7 @@ Status CCoXvWriterFFM_I::PutFrame(IXvFrame& frame) {
   input.frame = &frame;
   const Status taken = encoder_->EncoderPut(input);
   if (!taken.Failed()) (void)CaptureFrame(&frame, &corrected);
+  if (taken.Failed()) NoteFailure("frame", {}, taken);
   return taken;
 }
 

@@ -89,6 +89,7 @@ class CCoXvWriterFFM_I final : public IXvObject_I,
 
   void SetOwnDefaults();
   Status OpenForFrame(const XV_AV_PROPS& props, const XV_TIME& time);
+  void NoteFailure(std::string_view stage, std::string_view words, Status status);
   Status PutFrame(IXvFrame& frame);
   EncoderRequest Request() const;
 

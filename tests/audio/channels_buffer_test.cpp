@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cstring>
 
 namespace xv {
@@ -73,6 +74,8 @@ TEST(ChannelsBuffer, SteadyStateKeepsTheBlocksInPlace) {
   std::uint8_t stamp = 0;
   for (int i = 0; i < 1000; ++i) {
     ASSERT_EQ(buffer.Reserve(2 * kBlock, 2, true), S_OK);
+    const std::uint8_t* kept = buffer.ChannelPointer(1, 0);
+    ASSERT_TRUE(std::count(kept, kept + kBlock, stamp) == kBlock) << "round " << i;
     std::memset(buffer.ChannelPointer(1, kBlock), ++stamp, kBlock);
     buffer.Skip(kBlock);
     const std::uint8_t* at = buffer.ChannelPointer(1, 0);

@@ -1,13 +1,10 @@
 #include "audio/wav_writer.h"
 
 #include <gmock/gmock.h>
-#include <unistd.h>
 
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
+
+#include "support/temporary_folder.h"
 
 extern "C" {
 #include <libavformat/avformat.h>
@@ -18,21 +15,7 @@ namespace {
 
 class WavWriterTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    std::string pattern = (std::filesystem::temp_directory_path() / "wavXXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    folder_ = pattern;
-    path_ = folder_ / "a.wav";
-  }
-  void TearDown() override { std::filesystem::remove_all(folder_); }
-
-  std::vector<std::uint8_t> Bytes(std::size_t limit) const {
-    std::ifstream file(path_, std::ios::binary);
-    std::vector<std::uint8_t> bytes(limit);
-    file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(limit));
-    bytes.resize(static_cast<std::size_t>(file.gcount()));
-    return bytes;
-  }
+  std::string Bytes(std::size_t limit) const { return folder_.Read("a.wav").substr(0, limit); }
   // What libavformat makes of the file: codec, channels, bits and the payload.
   struct Reading {
     std::string codec;
@@ -58,11 +41,11 @@ class WavWriterTest : public ::testing::Test {
     return reading;
   }
 
-  std::filesystem::path folder_;
-  std::filesystem::path path_;
+  const test::TemporaryFolder folder_;
+  const std::string path_ = folder_ / "a.wav";
 };
 
-std::uint32_t U32(const std::vector<std::uint8_t>& bytes, std::size_t at) {
+std::uint32_t U32(const std::string& bytes, std::size_t at) {
   std::uint32_t value;
   std::memcpy(&value, bytes.data() + at, 4);
   return value;
@@ -82,7 +65,7 @@ TEST_F(WavWriterTest, EveryFormatReadsBackAsWritten) {
     std::vector<std::uint8_t> data(static_cast<std::size_t>(11 * c.channels * width));
     for (std::size_t i = 0; i < data.size(); ++i) data[i] = static_cast<std::uint8_t>(i * 37);
     WavWriter writer;
-    ASSERT_EQ(writer.Open(path_.string(), {c.channels, 48000, c.bits, 0}), S_OK);
+    ASSERT_EQ(writer.Open(path_, {c.channels, 48000, c.bits, 0}), S_OK);
     ASSERT_EQ(writer.Write(data.data(), static_cast<std::uint32_t>(data.size())), S_OK);
     ASSERT_EQ(writer.Close(), S_OK);
     const Reading reading = ReadBack();
@@ -99,16 +82,16 @@ TEST_F(WavWriterTest, EveryFormatReadsBackAsWritten) {
 TEST_F(WavWriterTest, FileBeyondTheRiffLimitBecomesRf64WithTrueSizes) {
   constexpr std::uint64_t kLimit = 3 << 20;
   WavWriter writer(kLimit);
-  ASSERT_EQ(writer.Open(path_.string(), {2, 48000, 16, 0}), S_OK);
+  ASSERT_EQ(writer.Open(path_, {2, 48000, 16, 0}), S_OK);
   const std::vector<std::uint8_t> block(1 << 20, 7);
   ASSERT_EQ(writer.Write(block.data(), 1 << 20), S_OK);
   EXPECT_EQ(U32(Bytes(4), 0), 0x46464952u) << "RIFF below the limit";
   for (int i = 0; i < 3; ++i) ASSERT_EQ(writer.Write(block.data(), 1 << 20), S_OK);
   ASSERT_EQ(writer.Close(), S_OK);
-  const std::vector<std::uint8_t> head = Bytes(80);
-  EXPECT_EQ(std::string(head.begin(), head.begin() + 4), "RF64");
+  const std::string head = Bytes(80);
+  EXPECT_EQ(head.substr(0, 4), "RF64");
   EXPECT_EQ(U32(head, 4), 0xFFFFFFFFu);
-  EXPECT_EQ(std::string(head.begin() + 12, head.begin() + 16), "ds64");
+  EXPECT_EQ(head.substr(12, 4), "ds64");
   EXPECT_EQ(U32(head, 20), std::filesystem::file_size(path_) - 8);
   EXPECT_EQ(U32(head, 28), 4u << 20);
   EXPECT_EQ(U32(head, 36), 1u << 20) << "samples of all channels";
@@ -117,7 +100,7 @@ TEST_F(WavWriterTest, FileBeyondTheRiffLimitBecomesRf64WithTrueSizes) {
 
 TEST_F(WavWriterTest, CutOffRecordingStillReads) {
   WavWriter writer;
-  ASSERT_EQ(writer.Open(path_.string(), {2, 48000, 16, 0}), S_OK);
+  ASSERT_EQ(writer.Open(path_, {2, 48000, 16, 0}), S_OK);
   const std::vector<std::uint8_t> block(1 << 20, 1);
   ASSERT_EQ(writer.Write(block.data(), 1 << 20), S_OK);
   EXPECT_EQ(ReadBack().data.size(), block.size());
@@ -125,8 +108,8 @@ TEST_F(WavWriterTest, CutOffRecordingStillReads) {
 
 TEST_F(WavWriterTest, MisuseIsReported) {
   WavWriter writer;
-  EXPECT_EQ(writer.Open(path_.string(), {0, 48000, 16, 0}), E_INVALIDARG);
-  EXPECT_TRUE(writer.Open((folder_ / "none" / "a.wav").string(), {2, 48000, 16, 0}).Failed());
+  EXPECT_EQ(writer.Open(path_, {0, 48000, 16, 0}), E_INVALIDARG);
+  EXPECT_TRUE(writer.Open(folder_ / "none/a.wav", {2, 48000, 16, 0}).Failed());
   EXPECT_EQ(writer.Write(nullptr, 0), E_UNEXPECTED);
   EXPECT_EQ(writer.Close(), S_OK);
 }

@@ -73,7 +73,7 @@ TEST(AncDataFile, ReadsItsOwnFileInOrderOfTime) {
   CANCDataFile file;
   ASSERT_EQ(file.SetPath(path, true, false), S_OK);
   EXPECT_EQ(file.LastRead(), S_OK);
-  EXPECT_EQ(file.Count(), 3u);  // a frame without items is none
+  EXPECT_EQ(file.Count(), 3u);  // a frame without items does not count
   EXPECT_EQ(file.FirstTime(), 100);
   EXPECT_EQ(file.LastTime(), 600);
   EXPECT_FALSE(file.FindAt(99));

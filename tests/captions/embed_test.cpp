@@ -67,7 +67,7 @@ TEST(FindInsertOffset, Mpeg2BothPlacements) {
   Bytes lowRate = kSequence;  // whose last byte is no part of the start code behind it
   lowRate.back() = 0;
   EXPECT_EQ(FindInsertOffset(Joined({lowRate, kExtension}), false), lowRate.size());
-  lowRate.back() = 2;  // a matrix of its own, and its last byte likewise
+  lowRate.back() = 2;  // its own matrix, and its last byte likewise
   lowRate.resize(lowRate.size() + 64, 0x10);
   lowRate.back() = 0;
   EXPECT_EQ(FindInsertOffset(Joined({lowRate, kExtension}), false), lowRate.size());

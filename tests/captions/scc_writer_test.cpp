@@ -20,14 +20,14 @@ TEST(SccWriter, LinesAsTheFormatWantsThem) {
   CaptionCounters stats;
   SCCWriter writer(&stats);
   writer.SetPath(folder.Path("a.scc"), 0);
-  EXPECT_EQ(writer.FlushLine(), E_UNEXPECTED);
+  EXPECT_EQ(writer.SkipFrame(), S_OK);  // nothing is pending
   for (const std::uint16_t pair : {0x2094, 0x2094, 0xae94}) {
     EXPECT_EQ(writer.AppendPair(pair, At(36'000'000'000 + 4'004'000), 30000.0 / 1001), S_OK);
   }
   EXPECT_EQ(folder.Read("a.scc"), "");
-  EXPECT_EQ(writer.FlushLine(), S_OK);
+  EXPECT_EQ(writer.SkipFrame(), S_OK);
   EXPECT_EQ(writer.AppendPair(0x7091, At(0), 25), S_OK);
-  EXPECT_EQ(writer.FlushLine(), S_OK);
+  EXPECT_EQ(writer.SkipFrame(), S_OK);
   EXPECT_EQ(folder.Read("a.scc"),
             "Scenarist_SCC V1.0\r\n"
             "\r\n01:00:00;12\t9420 9420 94ae\r\n"
@@ -55,7 +55,6 @@ TEST(SccWriter, LineEndsAfterTheFramesThatMayBeSkipped) {
   EXPECT_EQ(lines(), 0u);
   EXPECT_EQ(writer.SkipFrame(), S_OK);
   EXPECT_EQ(lines(), 1u);
-  EXPECT_TRUE(writer.LineIsEmpty());
   writer.SetMaxSkip(-4);
   writer.AppendPair(0x2094, At(0), 25).Ok();
   EXPECT_EQ(writer.SkipFrame(), S_OK);
@@ -71,22 +70,22 @@ TEST(SccWriter, LineEndsAfterTheFramesThatMayBeSkipped) {
 TEST(SccWriter, LineStaysUntilThereIsAFile) {
   const TemporaryFolder folder;
   SCCWriter writer;
+  writer.SetMaxSkip(0);
   writer.AppendPair(0x2094, At(0), 25).Ok();
-  EXPECT_EQ(writer.FlushLine(), S_FALSE);
-  writer.SetPath(folder.Path("none/a.scc"), 3);
-  EXPECT_EQ(writer.FlushLine(), XV_E_FILE_NOT_FOUND);
-  EXPECT_FALSE(writer.LineIsEmpty());
-  writer.SetPath(folder.Path("a.scc"), 3);
-  EXPECT_EQ(writer.FlushLine(), S_OK);
+  EXPECT_EQ(writer.SkipFrame(), S_FALSE);
+  writer.SetPath(folder.Path("none/a.scc"), 0);
+  EXPECT_EQ(writer.SkipFrame(), XV_E_FILE_NOT_FOUND);
+  writer.SetPath(folder.Path("a.scc"), 0);
+  EXPECT_EQ(writer.SkipFrame(), S_OK);
   EXPECT_NE(folder.Read("a.scc").find("9420"), std::string::npos);
 }
 
 TEST(SccWriter, FullDiskIsCounted) {
   CaptionCounters stats;
   SCCWriter writer(&stats);
-  writer.SetPath("/dev/full", 3);
+  writer.SetPath("/dev/full", 0);
   writer.AppendPair(0x2094, At(0), 25).Ok();
-  EXPECT_EQ(writer.FlushLine(), S_OK);
+  EXPECT_EQ(writer.SkipFrame(), S_OK);
   EXPECT_EQ(stats.lost, 1);
   EXPECT_EQ(stats.written, 0);
 }

@@ -25,14 +25,18 @@ using XMLParse::CoXMLNode;
 using XMLParse::XMLNodePtr;
 namespace fs = std::filesystem;
 
+constexpr std::string_view kDeclaration = "<?xml version='1.0'?>";
+
 class CatalogueTest : public ::testing::Test {
  protected:
   CatalogueTest() { Configure("config.path", folder_.Path("user.xml")); }
   void Configure(const char* name, const std::string& value) { own_->SetAttribute(name, value); }
+  // What stands behind the XML declaration.
   std::string Read(Catalogue& catalogue) {
     std::string xml;
     EXPECT_TRUE(catalogue.Read(&xml).Ok());
-    return xml;
+    EXPECT_THAT(xml, StartsWith(kDeclaration));
+    return xml.substr(kDeclaration.size());
   }
   std::string ReadNew() {
     own_->ClearChildren();
@@ -66,6 +70,29 @@ TEST_F(CatalogueTest, UsersFileReplacesTheList) {
   EXPECT_EQ(folder_.Read("user.xml"), text);
 }
 
+TEST_F(CatalogueTest, ServedListIsReadBackAsTheTreeThatItIs) {
+  const auto expectSame = [&] {
+    const std::string xml = ReadNew();
+    const XMLNodePtr back = CoXMLNode::Create({});
+    ASSERT_TRUE(back->ReadXml(std::string(kDeclaration) + xml).Ok());
+    // Names of elements are read in lower case; names of a tree compare without regard to case.
+    EXPECT_EQ(ToLower(back->WriteXml()), ToLower(own_->FindChild("supported_list")->WriteXml()));
+  };
+  expectSame();
+  folder_.Write("user.xml",
+                "<supported_list><formats><format id='mp4' name='R&D <new> \"x\"' 1/2=a>"
+                "<attributes_info><0>None</0><-1 values='&lt;'>A &amp; B</-1></attributes_info>"
+                "<video><codec id='mpeg4'/></video></format></formats></supported_list>");
+  expectSame();
+  const XMLNodePtr format = own_->FindChild("supported_list::formats::format");
+  EXPECT_EQ(format->Text("name"), "R&D <new> \"x\"");
+  EXPECT_EQ(format->Text("attributes_info::-1::values"), "&lt;") << "no references in the old form";
+  Configure("config.path", "");
+  Configure("config.full", "true");
+  Configure("config.update", "true");
+  expectSame();
+}
+
 TEST_F(CatalogueTest, UsersFileMayBeWide) {
   const std::string text =
       "<supported_list><formats><format name='\u00FC'/></formats></supported_list>";
@@ -88,7 +115,8 @@ TEST_F(CatalogueTest, UpdateBuildsFromTheFixedListsAndSaves) {
   EXPECT_THAT(xml, Not(HasSubstr("<codec id='libx265'")));
   EXPECT_THAT(xml, Not(HasSubstr("<packetsize")));
   const std::string saved = folder_.Read("user.xml");
-  EXPECT_THAT(saved, StartsWith("<supported_list>\r\n\t<formats>\r\n"));
+  EXPECT_THAT(saved.substr(0, 70),
+              StartsWith(std::string(kDeclaration) + "\r\n<supported_list>\r\n\t<formats>\r\n"));
   EXPECT_THAT(saved, Not(HasSubstr("<unavailable")));
   Configure("config.update", "false");
   EXPECT_EQ(ReadNew(), xml) << "what was saved is what comes back";

@@ -81,7 +81,7 @@ TEST(HlsReader, WebServerGetsPlaylistAndSegments) {
                          std::string(kSegments) + "method=PUT"),
             S_OK);
   ASSERT_EQ(PushFrames(writer, LiveFeed(), kFrames), S_OK) << writer.LastError();
-  writer.Stop();
+  EXPECT_EQ(writer.Stop(), S_OK);
   EXPECT_EQ(writer.LastError(), "");
   // The server may still be at work on what its client has sent to the end.
   EXPECT_TRUE(Eventually(5, [&] { return IsWhole(folder, "a.m3u8"); }));

@@ -1,6 +1,4 @@
-#include <algorithm>
 #include <csignal>
-#include <fstream>
 #include <sstream>
 
 #include "clients/received_media.h"
@@ -17,12 +15,6 @@ std::string Replaced(std::string text, const std::string& what, const std::strin
     text.replace(at, what.size(), with);
   }
   return text;
-}
-
-std::string ReadText(const std::string& path) {
-  std::ostringstream text;
-  text << std::ifstream(path).rdbuf();
-  return text.str();
 }
 
 struct Client {
@@ -86,15 +78,15 @@ TEST_P(StreamReceiver, GetsEveryPictureAndTheSound) {
   };
   const std::string received = folder / client.recorded;
   PeerProcess receiver(ReceiverCommand(placed(client.receiver), received), folder / "log");
-  ASSERT_TRUE(WaitUntilBound(client.transport, port, kPatience)) << ReadText(folder / "log");
+  ASSERT_TRUE(WaitUntilBound(client.transport, port, kPatience)) << folder.Read("log");
   host::Writer writer;
   ASSERT_EQ(writer.Start(placed(client.url), std::string(client.attributes) + " " + client.codecs),
             S_OK);
   ASSERT_EQ(PushPaced(writer, LiveFeed(), kFrames), S_OK) << writer.LastError();
-  writer.Stop();
+  EXPECT_EQ(writer.Stop(), S_OK);
   EXPECT_EQ(writer.LastError(), "");
   EXPECT_EQ(writer.Get("quality::unused_options"), "");
-  ASSERT_TRUE(receiver.WaitForEnd(kPatience)) << ReadText(folder / "log");
+  ASSERT_TRUE(receiver.WaitForEnd(kPatience)) << folder.Read("log");
   const bool mpeg = client.codecs == kMpegCodecs;
   ExpectAll(Probe(received), mpeg ? "mpeg2video" : "h264", mpeg ? "mp2" : "aac");
 }
@@ -114,7 +106,7 @@ TEST(StreamServer, CodecThatTheProtocolRefusesIsAFailure) {
   host::Writer writer;
   ASSERT_EQ(writer.Start(url, "format=rtsp video::codec=mpeg4 audio::codec=ac3"), S_OK);
   EXPECT_LT(PushPaced(writer, LiveFeed(), kFrames), 0);
-  writer.Stop();
+  EXPECT_LT(writer.Stop(), 0);
   EXPECT_THAT(writer.LastError(), testing::HasSubstr(url));
 }
 
@@ -135,16 +127,16 @@ TEST(StreamServer, TakesWhatIsPublished) {
   const int port = FreePort(Transport::kTcp);
   const std::string config =
       Replaced(Replaced(kRtmpServer, "PORT", std::to_string(port)), "FOLDER", folder.path());
-  std::ofstream(folder / "nginx.conf") << config;
+  folder.Write("nginx.conf", config);
   PeerProcess server(
       {"/usr/sbin/nginx", "-p", folder.path(), "-c", folder / "nginx.conf", "-e", folder / "log"},
       folder / "words");
-  ASSERT_TRUE(WaitUntilBound(Transport::kTcp, port, kPatience)) << ReadText(folder / "log");
+  ASSERT_TRUE(WaitUntilBound(Transport::kTcp, port, kPatience)) << folder.Read("log");
   host::Writer writer;
   const std::string url = "rtmp://127.0.0.1:" + std::to_string(port) + "/live/test";
   ASSERT_EQ(writer.Start(url, std::string("format=flv ") + kLiveCodecs), S_OK);
   ASSERT_EQ(PushPaced(writer, LiveFeed(), kFrames), S_OK) << writer.LastError();
-  writer.Stop();
+  EXPECT_EQ(writer.Stop(), S_OK);
   EXPECT_EQ(writer.LastError(), "");
   // The server writes on after its client has gone.
   (void)Eventually(5, [&] {
@@ -170,11 +162,11 @@ void ReceiveByDescription(const std::string& codecs, ProbedFile* received) {
   PeerProcess receiver(
       ReceiverCommand("-protocol_whitelist file,rtp,udp -i " + sdp, folder / "out.mkv"),
       folder / "log");
-  ASSERT_TRUE(WaitUntilBound(Transport::kUdp, port, kPatience)) << ReadText(folder / "log");
+  ASSERT_TRUE(WaitUntilBound(Transport::kUdp, port, kPatience)) << folder.Read("log");
   ASSERT_EQ(PushPaced(writer, LiveFeed(), kFrames - 1, 1), S_OK);
-  writer.Stop();
+  EXPECT_EQ(writer.Stop(), S_OK);
   EXPECT_EQ(writer.LastError(), "");
-  ASSERT_TRUE(receiver.WaitForEnd(kPatience)) << ReadText(folder / "log");
+  ASSERT_TRUE(receiver.WaitForEnd(kPatience)) << folder.Read("log");
   *received = Probe(folder / "out.mkv");
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstdlib>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -17,7 +18,8 @@
 #include "picture/pictures.h"
 
 // Pictures of any properties in memory that ends at an unreadable page: whatever a host says about
-// its picture, nothing outside of it is touched. The numbers come from a generator or a fuzzer.
+// its picture, nothing outside of it is touched, status and result agree, and every level gives the
+// bytes of the reference. The numbers come from a generator or a fuzzer.
 namespace xv::test {
 
 inline constexpr std::uint32_t kTags[] = {kFccUYVY,   kFccHDYC, kFccYUY2,  kFccYVYU,  kFccI420,
@@ -38,10 +40,18 @@ inline constexpr const char* kEdits[] = {"",
                                          "mirror=both",
                                          "crop='4,2' rotate=left mirror=vert"};
 
+// Two bytes a number; zeros when they have run out.
 class Numbers {
  public:
-  virtual ~Numbers() = default;
-  virtual int Below(int limit) = 0;
+  explicit Numbers(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
+
+  int Below(int limit) {
+    unsigned value = 0;
+    for (int i = 0; i < 2 && !bytes_.empty(); ++i, bytes_ = bytes_.subspan(1)) {
+      value = value << 8 | bytes_[0];
+    }
+    return static_cast<int>(value % static_cast<unsigned>(limit));
+  }
 
   template <class T, std::size_t N>
   T Of(const T (&items)[N]) {
@@ -76,6 +86,9 @@ class Numbers {
     const int top = Below(view.height + 20) - 10;
     return {left, top, left + Below(view.width + 20) - 5, top + Below(view.height + 20) - 5};
   }
+
+ private:
+  std::span<const std::uint8_t> bytes_;
 };
 
 // A frame over guarded memory, at times too short.
@@ -227,6 +240,20 @@ inline CaseResult RectangleCase(Numbers& numbers) {
   SetSimdLevel(before);
   return {got == Status(S_OK),
           got == expected && std::equal(bytes.begin(), bytes.end(), target.memory().data())};
+}
+
+// Any bytes as picture properties, rectangles and edits.
+inline CaseResult PictureCase(std::span<const std::uint8_t> bytes) {
+  static const Ref<XvConverterRC2> converter = MakeRef<XvConverterRC2>();
+  Numbers numbers(bytes);
+  switch (numbers.Below(3)) {
+    case 0:
+      return ConvertFrameCase(numbers, *converter);
+    case 1:
+      return PrepareFrameCase(numbers);
+    default:
+      return RectangleCase(numbers);
+  }
 }
 
 }  // namespace xv::test

@@ -59,7 +59,7 @@ TEST(PtsClock, NudgesByOneTickAndDropsWhatNeedsMore) {
   EXPECT_EQ(ComputeFramePts(clock, 0, base, 25, &status), 1) << "a second frame of the same time";
   EXPECT_EQ(status, 0);
   EXPECT_EQ(ComputeFramePts(clock, 0, base, 25, &status), 1);
-  EXPECT_EQ(status, -1) << "a third has no tick of its own";
+  EXPECT_EQ(status, -1) << "a third has no tick left";
   EXPECT_EQ(ComputeFramePts(clock, 4 * kFrameTime, base, 25, &status), 3) << "late by one";
   EXPECT_EQ(status, 1);
   // Another rate than the ticks' leaves the stamps alone, another base starts anew.

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <csignal>
 #include <fstream>
-#include <sstream>
 
 #include "growing/growing_files.h"
 #include "growing/index.h"
@@ -26,17 +25,6 @@ constexpr double kPatience = 60;  // seconds
 std::vector<std::string> RecordCommand(const std::string& attributes, const std::string& input,
                                        const std::string& output) {
   return {kRecord, "--quiet", "-a", attributes, input, output};
-}
-
-std::string ReadText(const std::string& path) {
-  std::ostringstream text;
-  text << std::ifstream(path, std::ios::binary).rdbuf();
-  return text.str();
-}
-
-std::string WriteText(const std::string& path, const std::string& text) {
-  std::ofstream(path, std::ios::binary) << text;
-  return path;
 }
 
 std::vector<IndexRecord> ReadRecords(const std::string& recording) {
@@ -85,7 +73,7 @@ TEST(GrowingIndex, HasTheDocumentedBytes) {
                                    "\x01\0"
                                    "\x40\0\0\x80",
                                    40);
-  EXPECT_EQ(ReadText(folder / "\xC3\xA4.mov.idx"), expected);
+  EXPECT_EQ(folder.Read("\xC3\xA4.mov.idx"), expected);
 }
 
 TEST(GrowingIndex, ReaderWaitsForAWholeRecord) {
@@ -117,7 +105,7 @@ TEST(GrowingIndex, ReaderRefusesOtherFilesAndCutHeads) {
   for (const std::string& text : {std::string("RIFF12345678"), std::string("XIDX"), head,
                                   std::string("XIDX\xFF\xFF\xFF\xFF\0\0\0\0", 12),
                                   std::string("XIDX\x0C\0\0\0\xFF\0\0\0\0\0\0\0", 16)}) {
-    EXPECT_TRUE(reader.Open(WriteText(folder / "a.idx", text)).Failed()) << text;
+    EXPECT_TRUE(reader.Open(folder.Write("a.idx", text)).Failed()) << text;
   }
 }
 
@@ -209,7 +197,7 @@ TEST(GrowingFiles, HooksLeaveTheRecordingAsItWas) {
           std::string("fflags=bitexact play_while_rec=") + growing + " " + one.attributes;
       const auto run = RunProgram(RecordCommand(attributes, "test:size=320x240,seconds=2", output));
       ASSERT_EQ(run.status, 0) << one.attributes << run.err;
-      files.push_back(ReadText(folder / one.name));
+      files.push_back(folder.Read(one.name));
     }
     EXPECT_GT(files[0].size(), 10000u) << one.attributes;
     EXPECT_TRUE(files[0] == files[1]) << one.attributes;
@@ -221,11 +209,11 @@ TEST(Xvfollow, SaysWhatIsWrong) {
   const auto missing = RunProgram({kFollow, folder / "none.mov"});
   EXPECT_EQ(missing.status, 1);
   EXPECT_THAT(missing.err, HasSubstr("There is no file"));
-  const std::string noise = WriteText(folder / "noise.mov", "no recording");
+  const std::string noise = folder.Write("noise.mov", "no recording");
   EXPECT_EQ(RunProgram({kFollow, noise}).status, 1);
   const auto itself = RunProgram({kFollow, "--copy", noise, noise});
   EXPECT_EQ(itself.status, 1);
-  EXPECT_EQ(ReadText(folder / "noise.mov"), "no recording");
+  EXPECT_EQ(folder.Read("noise.mov"), "no recording");
   EXPECT_EQ(RunProgram({kFollow}).status, 2);
 }
 

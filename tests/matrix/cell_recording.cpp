@@ -75,7 +75,8 @@ std::string Pushed(const Cell& cell, const Target& target) {
   host::Writer writer;
   HRESULT result = writer.Start(target.url, text);
   if (result == S_OK) result = PushFrames(writer, FeedFor(cell), kFrames);
-  writer.Stop();
+  const HRESULT stopped = writer.Stop();
+  if (result == S_OK) result = stopped;
   const std::string noted = writer.LastError(), unused = writer.Get("quality::unused_options");
   if (Failed(result) || !noted.empty()) return host::Describe(result) + " " + noted;
   return unused.empty() ? unused : "nobody takes " + unused;

@@ -74,7 +74,7 @@ TEST(ConvertFormat, EveryPairKeepsTheColour) {
 
 TEST(ConvertFormat, HdycIsBt709AndUyvyBt601) {
   Picture red(kFccRGB32, 8, -2);
-  FillRows(kFccRGB32, red.bytes.data(), red.bytes.size(), 0xFFFF0000);
+  ASSERT_EQ(FillBackground(red.View(), 0xFFFF0000, 1.0), S_OK);
   Picture uyvy(kFccUYVY, 8, 2);
   Picture hdyc(kFccHDYC, 8, 2);
   ASSERT_EQ(ConvertPixels(red.View(), uyvy.View()), S_OK);
@@ -183,12 +183,11 @@ TEST(ConvertFormat, RegionWritesOnlyItsRectangle) {
 }
 
 TEST(ConvertFormat, StripsEqualOneBand) {
-  for (const int height : {2, 7, 50, 121}) {
+  for (const int height : {2, 50}) {  // whole chroma rows
     Picture source(kFccUYVY, 50, height);
     source.Randomise(4);
     Picture one(kFccI420, 50, height);
     Picture six = one;
-    if (height % 2 != 0) continue;  // whole chroma rows
     ASSERT_EQ(ConvertRegion(source.View(), one.View(), 1), S_OK);
     ASSERT_EQ(ConvertRegion(source.View(), six.View(), 6), S_OK);
     EXPECT_EQ(one.bytes, six.bytes) << height;

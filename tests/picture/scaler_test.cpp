@@ -202,67 +202,7 @@ TEST(RowFilter, AreasAndNearestSamplesAreExact) {
   }
 }
 
-// A zone plate that moves between the two fields of a frame.
-double ZonePlate(double x, double y, double time) {
-  const double dx = x - 60;
-  const double dy = y - 540 - 90 * time;
-  return 128 + 90 * std::cos((dx * dx * 0.5 + dy * dy) * std::numbers::pi / 4000);
-}
-
-Picture InterlacedZonePlate(int height, double ratio) {
-  Picture picture(kFccRGB8, 120, height, eXvI_TopFirst);
-  for (int y = 0; y < height; ++y) {
-    for (int x = 0; x < 120; ++x) {
-      const double line = (y + 0.5) * ratio - 0.5;
-      picture.Row(y)[x] = static_cast<std::uint8_t>(std::lround(ZonePlate(x, line, (y & 1) * 0.5)));
-    }
-  }
-  return picture;
-}
-
-// Mean distance of a field of `picture` from the zone plate at a time.
-double FieldError(const Picture& picture, int parity, double ratio, double time, double shift) {
-  double sum = 0;
-  int count = 0;
-  const int height = picture.vid.nHeight;
-  for (int y = height / 4 + parity; y < height * 3 / 4; y += 2) {
-    for (int x = 0; x < 120; ++x, ++count) {
-      sum += std::fabs(picture.Row(y)[x] - ZonePlate(x, (y + 0.5) * ratio - 0.5 + shift, time));
-    }
-  }
-  return sum / count;
-}
-
-TEST(ScaleEngine, MovingInterlacedZonePlateKeepsItsFields) {
-  const Picture source = InterlacedZonePlate(1080, 1.0);
-  constexpr double kRatio = 1080.0 / 576;
-  for (const Siting siting : {Siting::kClassic, Siting::kCentred}) {
-    ScaleEngine engine;
-    Picture small(kFccRGB8, 120, 576, eXvI_TopFirst);
-    Picture back(kFccRGB8, 120, 1080, eXvI_TopFirst);
-    const int fields = static_cast<int>(FieldMode::kFields);
-    ASSERT_EQ(engine.ScaleImage(source.View(), small.View(), false, 4, 0, fields, siting), S_OK);
-    ASSERT_EQ(engine.ScaleImage(small.View(), back.View(), false, 4, 0, fields, siting), S_OK);
-    // The classic rule stands (ratio - 1) / 2 lines too high, both fields alike; the way back
-    // returns it.
-    const double shift = siting == Siting::kClassic ? -(kRatio - 1) / 2 : 0.0;
-    for (const int parity : {0, 1}) {
-      const double right = FieldError(small, parity, kRatio, parity * 0.5, shift);
-      const double wrong = FieldError(small, parity, kRatio, (1 - parity) * 0.5, shift);
-      EXPECT_LT(right, 4.0) << "field " << parity;
-      EXPECT_GT(wrong, 4 * right) << "field " << parity << " holds the other moment";
-      EXPECT_LT(FieldError(back, parity, 1.0, parity * 0.5, 0), 10.0);
-      EXPECT_GT(FieldError(back, parity, 1.0, (1 - parity) * 0.5, 0), 20.0);
-      if (siting == Siting::kCentred) {
-        // A twentieth of a line off is a worse match, in either direction.
-        EXPECT_LT(right, FieldError(small, parity, kRatio, parity * 0.5, 0.25));
-        EXPECT_LT(right, FieldError(small, parity, kRatio, parity * 0.5, -0.25));
-      }
-    }
-  }
-}
-
-// A grey picture keeps its level through every road; a picture with structure comes back close.
+// A grey picture keeps its level through every path; a picture with structure comes back close.
 TEST(ScaleEngine, EveryLayoutScalesBothWays) {
   struct Pair {
     std::uint32_t from, to;

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <future>
 #include <memory>
 #include <numeric>
@@ -10,6 +11,8 @@
 
 namespace xv {
 namespace {
+
+constexpr std::chrono::milliseconds kMoment(10);
 
 std::vector<int> Drained(BoundedQueue<int>& queue) {
   std::vector<int> items;
@@ -56,11 +59,13 @@ TEST(BoundedQueue, WaitsForRoomForItemsAndForTheEnd) {
 
   queue.Open(1);
   auto consumer = std::async(std::launch::async, [&] { return queue.Pop(); });
+  EXPECT_EQ(consumer.wait_for(kMoment), std::future_status::timeout);
   queue.End();
   EXPECT_EQ(consumer.get(), std::nullopt);
   queue.Open(1);
   EXPECT_TRUE(queue.Push(1));
   auto waiting = std::async(std::launch::async, [&] { return queue.AwaitRoom(); });
+  EXPECT_EQ(waiting.wait_for(kMoment), std::future_status::timeout);
   queue.Abort();
   EXPECT_FALSE(waiting.get());
 }

@@ -42,7 +42,8 @@ TEST(File, WritesInPlaceAndAtTheEnd) {
   ASSERT_EQ(file.Truncate(4), S_OK);
   ASSERT_EQ(file.Close(), S_OK);
   EXPECT_EQ(folder.Read("a"), "01ab");
-  ASSERT_EQ(file.OpenAppend(folder.Path("a")), S_OK);
+  ASSERT_EQ(file.OpenReadWrite(folder.Path("a")), S_OK);
+  ASSERT_EQ(file.Seek(4), S_OK);
   ASSERT_EQ(file.Write("!", 1), S_OK);
   File moved = std::move(file);
   EXPECT_FALSE(file.IsOpen());  // NOLINT(bugprone-use-after-move)

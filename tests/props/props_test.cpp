@@ -185,6 +185,48 @@ TEST_F(PropsTest, IndexWalksAttributesThenChildren) {
   EXPECT_EQ(props_->PropsHasChild(nullptr, 0, &has), E_INVALIDARG);
 }
 
+TEST_F(PropsTest, ComputedQualityIsWalkedLikeANode) {
+  props_->Core().SetQualityRead(
+      [](std::string_view name) -> std::optional<std::string> {
+        if (name == "drops") return "3";
+        return name == "last_error" ? std::optional<std::string>("") : std::nullopt;
+      },
+      [] {
+        return std::vector<std::string>{"drops", "last_error"};
+      });
+  EXPECT_EQ(Set(u"", u"<xv-props x=1><v a=1/></xv-props>"), S_OK);
+  EXPECT_EQ(At(u"", 1), "v=+");
+  EXPECT_EQ(At(u"", 2), "quality=+") << "behind the tree's own children";
+  const std::string none = std::to_string(static_cast<std::uint32_t>(XV_E_NOT_FOUND));
+  EXPECT_EQ(At(u"", 3), none);
+  std::int32_t number = -1;
+  EXPECT_EQ(props_->PropsGetCount(u"Quality", &number), S_OK);
+  EXPECT_EQ(number, 2);
+  EXPECT_EQ(At(u"quality", 0), "drops=3");
+  EXPECT_EQ(At(u"quality", 1), "last_error=");
+  EXPECT_EQ(At(u"quality", 2), none);
+  const auto has = [&](const char16_t* name, std::int32_t index) {
+    EXPECT_EQ(props_->PropsHasChild(name, index, &number), S_OK);
+    return number;
+  };
+  EXPECT_EQ(has(u"quality", -1), 1);
+  EXPECT_EQ(has(u"quality", 0), 0) << "it has attributes, no children";
+  EXPECT_EQ(has(u"", 1), 1);
+  EXPECT_EQ(has(u"", 2), 0);
+  // A node that a host made beside it: what is computed comes first and shadows.
+  EXPECT_EQ(Set(u"quality", u"drops=9 mine=1"), S_OK);
+  EXPECT_EQ(Set(u"quality::below::a", u"1"), S_OK);
+  EXPECT_EQ(props_->PropsGetCount(u"quality", &number), S_OK);
+  EXPECT_EQ(number, 3);
+  EXPECT_EQ(At(u"quality", 0), "drops=3");
+  EXPECT_EQ(At(u"quality", 2), "mine=1");
+  EXPECT_EQ(At(u"quality", 3), "below=+");
+  EXPECT_EQ(At(u"quality", 4), none);
+  EXPECT_EQ(At(u"", 2), "quality=+");
+  EXPECT_EQ(At(u"", 3), none) << "not shown twice";
+  EXPECT_EQ(has(u"quality", 0), 1);
+}
+
 TEST_F(PropsTest, SchemaIsReadAndWritten) {
   EXPECT_EQ(props_->PropsInfoSet(u"video::b", u"int", u"5M", u"1M, 5M"), S_OK);
   EXPECT_EQ(props_->PropsInfoSet(u"video::g", u"int", nullptr, nullptr), S_OK);

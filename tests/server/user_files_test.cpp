@@ -33,7 +33,7 @@ class UserFiles : public testing::Test {
   void ExpectRecords(host::Writer& writer) {
     ASSERT_EQ(writer.Start(folder_ / "a.mkv", "video::codec=mpeg4"), S_OK);
     ASSERT_EQ(PushFrames(writer, Feed{.width = 176, .height = 144}, 5), S_OK);
-    writer.Stop();
+    EXPECT_EQ(writer.Stop(), S_OK);
     EXPECT_EQ(Probe(folder_ / "a.mkv").Pictures().frames, 5);
   }
 
@@ -77,8 +77,8 @@ TEST_F(UserFiles, ListThatIsNone) {
     ASSERT_EQ(stat(list.c_str(), &before), 0);
     for (const char* update : {"false", "true"}) {
       host::Writer writer;
-      writer.Set("config.path", list);
-      writer.Set("config.update", update);
+      ASSERT_EQ(writer.Set("config.path", list), S_OK);
+      ASSERT_EQ(writer.Set("config.update", update), S_OK);
       EXPECT_THAT(writer.Get("supported_list"), HasSubstr("<codec id='mpeg4'"));
       ExpectRecords(writer);
     }
@@ -94,7 +94,7 @@ TEST_F(UserFiles, ListThatMayNotBeRead) {
   chmod(list.c_str(), 0);
   const bool done = AsNobody([&] {
     host::Writer writer;
-    writer.Set("config.path", list);
+    ASSERT_EQ(writer.Set("config.path", list), S_OK);
     EXPECT_THAT(writer.Get("supported_list"), HasSubstr("<codec id='mpeg4'"));
   });
   if (!done) GTEST_SKIP() << "no right to act as another user";

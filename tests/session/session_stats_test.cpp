@@ -28,6 +28,9 @@ TEST(SessionStats, EveryNameRendersAndResets) {
   EXPECT_EQ(stats.Render("packets.1"), "0");
   EXPECT_EQ(stats.Render("unused_options"), "tune\ntun");
   EXPECT_EQ(stats.Render("last_error"), "encode: no luck (0x80004005)");
+  stats.Fail("second output", "slow", S_OK);
+  EXPECT_EQ(stats.Render("last_error"), "second output: slow (0x00000000)");
+  EXPECT_EQ(stats.Render("last_status"), "0x80004005") << "a note is not the session's status";
   for (const char* unknown : {"", "packets.", "packets.x", "packets.-1", "packets.1x", "Drops"}) {
     EXPECT_FALSE(stats.Render(unknown)) << unknown;
   }
@@ -38,6 +41,7 @@ TEST(SessionStats, EveryNameRendersAndResets) {
     EXPECT_EQ(std::atof(stats.Render(name)->c_str()), 0.0) << name;
   }
   EXPECT_EQ(stats.Render("last_error"), "");
+  EXPECT_EQ(stats.LastStatus(), Status(S_OK));
 }
 
 TEST(SessionStats, PercentilesStayWithinATenth) {

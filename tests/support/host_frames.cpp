@@ -70,13 +70,14 @@ host::Ptr<IXvFrame> MakeFrame(const Feed& feed, int number) {
     builder.Audio(feed.channels, feed.sampleRate, feed.bits, sound->data(), sound->size(), sound);
   }
   const double step = kTimeUnitsPerSecond / feed.rate;
-  builder.Time(std::llround(number * step), std::llround((number + 1) * step));
+  builder.Time(host::Ticks(std::llround(number * step)),
+               host::Ticks(std::llround((number + 1) * step)));
   if (feed.timecode) {
     const int perSecond = static_cast<int>(std::lround(feed.rate));
     builder.Timecode(feed.timecodeHour, 0, static_cast<unsigned>(number / perSecond),
                      static_cast<unsigned>(number % perSecond), feed.dropFrame);
   }
-  return builder.Build();
+  return std::move(builder).Build();
 }
 
 HRESULT PushFrames(host::Writer& writer, const Feed& feed, int count, int first) {
@@ -92,7 +93,8 @@ HRESULT Record(const std::string& target, const std::string& attributes, const F
   host::Writer writer;
   HRESULT result = writer.Start(target, attributes);
   if (result == S_OK) result = PushFrames(writer, feed, count);
-  writer.Stop();
+  const HRESULT stopped = writer.Stop();
+  if (result == S_OK && Failed(stopped)) result = stopped;
   if (noted != nullptr) *noted = writer.LastError();
   return result;
 }

@@ -94,7 +94,7 @@ void TakePicture(const AVFrame& frame, double time, ProbedStream& out) {
 }
 
 void Take(const AVFrame& frame, const AVStream& stream, ProbedStream& out) {
-  // In a program stream not every picture has a time of its own.
+  // In a program stream not every picture has its own time.
   const double time =
       frame.best_effort_timestamp == AV_NOPTS_VALUE
           ? out.next

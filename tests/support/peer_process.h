@@ -11,7 +11,7 @@
 namespace xv::test {
 
 // A child process with nothing to read and its words in files; those of its standard error in
-// `log` too where they have none of their own. It is killed with the object.
+// `log` too where `errors` is empty. It is killed with the object.
 class PeerProcess {
  public:
   PeerProcess(const std::vector<std::string>& command, const std::string& log,

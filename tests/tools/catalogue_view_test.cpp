@@ -1,15 +1,18 @@
 #include <gmock/gmock.h>
 
+#include "lists/selection.h"
 #include "support/media_probe.h"
 #include "support/run_program.h"
 #include "xvrecord/catalogue_view.h"
 #include "xvrecord/input.h"
+#include "xvwriter/list.hpp"
 
 namespace xv::test {
 namespace {
 
 using testing::AllOf;
 using testing::HasSubstr;
+using XMLParse::XMLNodePtr;
 using xvrecord::PresetText;
 
 const std::string kProgram = XVRECORD;
@@ -72,10 +75,40 @@ TEST(CatalogueView, WhatIsNoListIsRefused) {
   }
 }
 
+// Both walks, over nodes and over properties, find the same options in the same order.
+TEST(CatalogueView, HostsFindTheOptionsThatTheCommandPrints) {
+  const host::Writer writer;
+  const XMLNodePtr tree = xvrecord::ParseList(writer.Get("supported_list"));
+  const host::ServedList list(writer);
+  std::size_t compared = 0;
+  for (const host::ListEntry& format : list.Entries("formats::format")) {
+    for (const char* kind : {"video", "audio"}) {
+      for (const host::ListEntry& codec : list.Entries(format.path + "::" + kind + "::codec")) {
+        const XMLNodePtr node = tree->FindChild(codec.path);
+        ASSERT_TRUE(node) << codec.path;
+        const auto expected = AttributesOfCodec(*tree, *node, kind);
+        const auto found = host::CodecOptions(list, codec, kind);
+        ASSERT_EQ(found.size(), expected.size()) << codec.path;
+        for (std::size_t i = 0; i < found.size(); ++i) {
+          const ListedAttribute& one = expected[i];
+          ASSERT_THAT(
+              (std::vector{found[i].name, found[i].type, found[i].defaultValue, found[i].values,
+                           found[i].minimum, found[i].maximum, found[i].description}),
+              testing::ElementsAre(one.name, one.type, one.defaultValue, one.values, one.minimum,
+                                   one.maximum, one.description))
+              << codec.path;
+          ++compared;
+        }
+      }
+    }
+  }
+  EXPECT_GT(compared, 1000u);
+}
+
 TEST(CatalogueView, CommandPrintsTheServedList) {
   const auto xml = RunProgram({kProgram, "--list"});
   ASSERT_EQ(xml.status, 0) << xml.err;
-  EXPECT_THAT(xml.out, testing::StartsWith("<supported_list"));
+  EXPECT_THAT(xml.out, testing::StartsWith("<?xml version='1.0'?><supported_list>"));
   EXPECT_THAT(RunProgram({kProgram, "--formats"}).out,
               AllOf(HasSubstr("matroska"), HasSubstr("mxf_d10")));
   EXPECT_THAT(RunProgram({kProgram, "--codecs", "mp4"}).out,

@@ -86,7 +86,7 @@ TEST_P(FollowedRecording, CopyGrowsAlongAndIsCompleteAtTheEnd) {
   PushSlowly(writer, kAll - kHalf, kHalf);
   EXPECT_TRUE(Eventually(kPatience, [&] { return SizeOf(copy) > half; }));
   EXPECT_FALSE(follower.WaitForEnd(0));
-  writer.Stop();
+  EXPECT_EQ(writer.Stop(), S_OK);
   ASSERT_TRUE(follower.WaitForEnd(kPatience));
   EXPECT_EQ(follower.ExitStatus(), 0);
   EXPECT_THAT(folder.Read("log"), HasSubstr("The recording is closed."));
@@ -126,7 +126,7 @@ TEST_P(IndexedRecording, RecordsNameEveryByteOfPicturesAndSound) {
   // A second name keeps the index over the end of the recording.
   std::filesystem::create_hard_link(IndexPath(recording), folder / "kept.idx");
   ASSERT_EQ(PushFrames(writer, kSmall, 35, 40), S_OK);
-  writer.Stop();
+  EXPECT_EQ(writer.Stop(), S_OK);
   ASSERT_FALSE(std::filesystem::exists(IndexPath(recording)));
   const std::string file = folder.Read(GetParam().name);
   std::map<int, std::string> indexed;

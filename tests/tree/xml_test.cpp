@@ -106,6 +106,47 @@ TEST(XmlWriter, WhatIsWrittenIsReadBack) {
   }
 }
 
+TEST(XmlWriter, WellFormedFormIsXmlForAnyReaderAndReadBack) {
+  const XMLNodePtr node = CoXMLNode::Create("root");
+  node->SetAttribute("2d:x", "a&b <c> 'd' \"e\"\n&lt;");
+  node->SetAttribute("_x0030_", " v ");
+  node->AppendChild("-1")->SetValue(" &amp; 'x'\tend\r\n");
+  node->AppendChild("\u00fc\U0001F600.a-b_")->SetValue("\x01");
+  XmlWriteOptions options;
+  options.wellFormed = true;
+  const std::string written = node->WriteXml(options);
+  EXPECT_EQ(written,
+            "<?xml version='1.0'?><root _x0032_d_x003A_x='a&amp;b &lt;c&gt; &apos;d&apos; "
+            "\"e\"&#10;&amp;lt;' _x005F_x0030_=' v '><_x002D_1>&#32;&amp;amp; "
+            "'x'&#9;end&#13;&#10;</_x002D_1><_x00FC__x01F600_.a-b_>\uFFFD</_x00FC__x01F600_.a-b_>"
+            "</root>");
+  const XMLNodePtr back = CoXMLNode::Create({});
+  ASSERT_TRUE(back->ReadXml(written).Ok());
+  EXPECT_EQ(back->Attributes(), node->Attributes());
+  EXPECT_EQ(back->FindChild("-1")->Value(), node->FindChild("-1")->Value());
+  EXPECT_EQ(back->FindChild("\u00fc\U0001F600.a-b_")->Value(), "\uFFFD");
+}
+
+TEST(XmlReader, OnlyADeclaredDocumentIsReadAsXml) {
+  const auto attribute = [](std::string_view xml) {
+    const XMLNodePtr node = CoXMLNode::Create({});
+    EXPECT_TRUE(node->ReadXml(xml).Ok());
+    const auto all = node->Attributes();
+    return all.empty() ? std::string() : all[0].first + "=" + all[0].second;
+  };
+  EXPECT_EQ(attribute("<a _x0030_='&lt;&#65;'/>"), "_x0030_=&lt;&#65;");
+  EXPECT_EQ(attribute("<?xml version='1.0'?><a _x0030_='&lt;&#65;'/>"), "0=<A");
+  EXPECT_EQ(attribute("\xEF\xBB\xBF<?xml version='1.0'?><a _x0030_='1'/>"), "0=1");
+  EXPECT_EQ(attribute("<?xmlish?><a _x0030_='1'/>"), "_x0030_=1");
+  // As people write it by hand.
+  EXPECT_EQ(attribute("<?xml version='1.0'?><a x='R&D &unknown; http://h/?a=1&b=2'/>"),
+            "x=R&D &unknown; http://h/?a=1&b=2");
+  for (const char* plain : {"_x_", "_x12_", "_x00g0_", "_x110000_", "_xD800_", "_x+030_"}) {
+    EXPECT_EQ(attribute("<?xml version='1.0'?><a " + std::string(plain) + "=1/>"),
+              std::string(plain) + "=1");
+  }
+}
+
 TEST(XmlText, EscapesByMode) {
   const auto escaped = [](std::string_view text, EscapeMode mode) {
     std::string out;

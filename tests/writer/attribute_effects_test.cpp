@@ -32,9 +32,10 @@ ProbedStream Quartered(const std::string& attributes, const char* name = "a.avi"
   for (int i = 0; i < count; ++i) {
     host::FrameBuilder builder;
     builder.Video(kFccUYVY, kWidth, kHeight, 25, picture->data(), picture->size(), picture);
-    EXPECT_EQ(writer.Put(builder.Time(i * 400'000, (i + 1) * 400'000).Build()), S_OK);
+    const std::chrono::milliseconds step(40);
+    EXPECT_EQ(writer.Put(std::move(builder).Time(i * step, (i + 1) * step)), S_OK);
   }
-  writer.Stop();
+  EXPECT_EQ(writer.Stop(), S_OK);
   return Probe(folder / name).Pictures();
 }
 
@@ -155,7 +156,7 @@ TEST(AttributeEffects, KeptNamesDoNothing) {
                          (second ? " mpeg.timecode=1 protocol=udp video::video_format=PAL" : "")),
         S_OK);
     ASSERT_EQ(PushFrames(writer, {.width = kWidth, .height = kHeight}, 3), S_OK);
-    writer.Stop();
+    EXPECT_EQ(writer.Stop(), S_OK);
     EXPECT_EQ(writer.Get("quality::unused_options"), "");
     file = folder.Read("a.avi");
   }

@@ -47,7 +47,7 @@ TEST(Attributes, IgnorePtsNumbersFrames) {
   host::Writer writer;
   ASSERT_EQ(writer.Start(folder / "a.mkv", "video::codec=mpeg4 ignore_pts=true"), S_OK);
   for (int i = 0; i < 10; ++i) ASSERT_EQ(writer.Put(MakeFrame(kSilent, i * 3)), S_OK);
-  writer.Stop();
+  EXPECT_EQ(writer.Stop(), S_OK);
   const ProbedFile file = Probe(folder / "a.mkv");
   EXPECT_GE(file.Pictures().frames, 10);
   EXPECT_NEAR(file.seconds, static_cast<double>(file.Pictures().frames) / 25, 0.05);
@@ -58,7 +58,7 @@ TEST(Attributes, JumpsOfTheSourceLeaveNoGap) {
   host::Writer writer;
   ASSERT_EQ(writer.Start(folder / "a.mkv", "video::codec=mpeg4"), S_OK);
   for (const int first : {500, 9000, 20}) ASSERT_EQ(PushFrames(writer, kSilent, 10, first), S_OK);
-  writer.Stop();
+  EXPECT_EQ(writer.Stop(), S_OK);
   const ProbedFile file = Probe(folder / "a.mkv");
   EXPECT_EQ(file.Pictures().frames, 30);
   EXPECT_NEAR(file.seconds, 1.2, 0.045);
@@ -205,7 +205,7 @@ TEST(Attributes, SecondOutputHasOptionsOfItsOwn) {
                        "second_encoder::mpegts_service_id=7 second_encoder::junk=1"),
       S_OK);
   ASSERT_EQ(PushFrames(writer, kSmall, 25), S_OK);
-  writer.Stop();
+  EXPECT_EQ(writer.Stop(), S_OK);
   EXPECT_EQ(writer.Get("quality::unused_options"), "second_encoder::junk");
   EXPECT_EQ(Probe(folder / "a.mkv").title, "Both");
   const ProbedFile second = Probe(folder / "b.bin", {{"format", "mpegts"}});
@@ -241,9 +241,9 @@ TEST(Attributes, FilesBesideTheRecording) {
                                                folder / "f.anc" + " anc_capture.tags=Mine"),
             S_OK);
   const auto frame = MakeFrame(kSmall, 0);
-  host::AddExtra(frame, "Mine", "bytes", 5);
+  ASSERT_EQ(host::AddExtra(frame, "Mine", "bytes", 5), S_OK);
   ASSERT_EQ(writer.Put(frame), S_OK);
-  writer.Stop();
+  EXPECT_EQ(writer.Stop(), S_OK);
   EXPECT_THAT(folder.Read("f.anc"), testing::HasSubstr("bytes"));
 }
 
@@ -251,7 +251,7 @@ TEST(Attributes, ComponentPathIsAskedForByAttribute) {
   TemporaryFolder folder;
   EXPECT_EQ(Record(folder / "a.avi", "xfcodecs=true", kSmall, 1), E_NOTIMPL);
   host::Writer writer;
-  writer.Set("xfcodecs.enabled", "true");
+  ASSERT_EQ(writer.Set("xfcodecs.enabled", "true"), S_OK);
   ASSERT_EQ(writer.Start(folder / "a.avi", ""), S_OK);
   EXPECT_EQ(writer.Put(MakeFrame(kSmall, 0)), E_NOTIMPL);
 }

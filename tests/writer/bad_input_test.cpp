@@ -13,10 +13,10 @@ constexpr char kAttributes[] = "video::codec=mpeg4";
 
 // After whatever went wrong the same object records properly.
 void ExpectUsable(host::Writer& writer, const TemporaryFolder& folder) {
-  writer.Stop();
+  (void)writer.Stop();
   ASSERT_EQ(writer.Start(folder / "good.mp4", kAttributes), S_OK);
   ASSERT_EQ(PushFrames(writer, Feed(), 3), S_OK);
-  writer.Stop();
+  EXPECT_EQ(writer.Stop(), S_OK);
   EXPECT_EQ(Probe(folder / "good.mp4").Video()->frames, 3);
 }
 
@@ -61,7 +61,7 @@ TEST(BadInput, MuxersThatRefuseTheirHeaderOrAnOptionOfIt) {
 
   ASSERT_EQ(writer.Start(folder / "b.mp4", "video::codec=mpeg4 movflags=junk"), S_OK);
   ASSERT_EQ(PushFrames(writer, Feed(), 5), S_OK);
-  writer.Stop();
+  EXPECT_EQ(writer.Stop(), S_OK);
   EXPECT_EQ(Probe(folder / "b.mp4").Video()->frames, 5) << "a recording without its options";
   EXPECT_EQ(writer.Get("quality::unused_options"), "movflags");
 }
@@ -72,7 +72,7 @@ TEST(BadInput, FormatsAndCodecsThatDoNotExist) {
   const auto firstFrame = [&](const char* name, const char* attributes) {
     EXPECT_EQ(writer.Start(folder / name, attributes), S_OK);
     const HRESULT result = writer.Put(MakeFrame(Feed(), 0));
-    writer.Stop();
+    EXPECT_EQ(writer.Stop(), result);
     return result;
   };
   EXPECT_EQ(firstFrame("a.mp4", "format=nonsense"), E_FAIL);
@@ -103,7 +103,8 @@ TEST(BadInput, RatesAndSizesOutOfRange) {
     ASSERT_EQ(writer.Start(folder / "a.mp4", kAttributes), S_OK);
     host::FrameBuilder builder;
     builder.Video(kFccUYVY, c.width, c.height, c.rate, picture->data(), picture->size(), picture);
-    EXPECT_EQ(writer.Put(builder.Time(0, 400'000).Build()), c.expected) << c.rate << " " << c.width;
+    EXPECT_EQ(writer.Put(std::move(builder).Time(host::Ticks(0), host::Ticks(400'000))), c.expected)
+        << c.rate << " " << c.width;
     ExpectUsable(writer, folder);
   }
 }
@@ -119,11 +120,11 @@ TEST(BadInput, TruncatedPicturesAreRefusedAndTheRecordingGoesOn) {
     host::FrameBuilder builder;
     builder.Video(kFccUYVY, 720, 576, 25, picture->data(), bytes, picture);
     // Up to four bytes count as no picture.
-    EXPECT_EQ(writer.Put(builder.Time(1'200'000, 1'600'000).Build()),
+    EXPECT_EQ(writer.Put(std::move(builder).Time(host::Ticks(1'200'000), host::Ticks(1'600'000))),
               bytes > 4 ? E_INVALIDARG : S_OK);
   }
   ASSERT_EQ(PushFrames(writer, feed, 3, 7), S_OK);
-  writer.Stop();
+  EXPECT_EQ(writer.Stop(), E_INVALIDARG) << "a frame is missing";
   const ProbedFile file = Probe(folder / "a.mp4");
   EXPECT_GE(file.Video()->frames, 6);
   EXPECT_EQ(file.Video()->errors, 0);
@@ -151,7 +152,7 @@ TEST(BadInput, HugeAndDeepAttributeTexts) {
     ASSERT_EQ(writer.Start(folder / "a.mp4", text), S_OK);
     (void)writer.Put(MakeFrame(Feed(), 0));
     ExpectUsable(writer, folder);
-    EXPECT_GE(writer.Set("x", "<x>" + deep), S_OK);
+    EXPECT_GE(writer.Merge("x", "<x>" + deep), S_OK);
   }
 }
 
@@ -161,6 +162,7 @@ TEST(BadInput, FullDiskSpaceLimitClosesTheRecording) {
   ASSERT_EQ(writer.Start(folder / "a.mp4", "video::codec=mpeg4 diskspace.min=900000T"), S_OK);
   EXPECT_EQ(PushFrames(writer, Feed(), 40), XV_E_DISK_FULL);
   EXPECT_EQ(writer.Put(MakeFrame(Feed(), 41)), XV_E_NOT_OPEN);
+  EXPECT_EQ(writer.Stop(), XV_E_DISK_FULL);
   EXPECT_GT(Probe(folder / "a.mp4").Video()->frames, 20);
   ExpectUsable(writer, folder);
 }

@@ -32,7 +32,7 @@ Told RecordWith(const std::string& attributes, const char* name = "a.mkv", const
   host::Writer writer;
   EXPECT_EQ(writer.Start(folder / name, attributes), S_OK);
   (void)PushFrames(writer, feed, 3);
-  writer.Stop();
+  (void)writer.Stop();
   return {LinesOf(writer.Get("quality::unused_options")),
           LinesOf(writer.Get("quality::bad_values"))};
 }

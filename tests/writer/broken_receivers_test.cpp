@@ -106,7 +106,7 @@ TEST_P(BrokenStream, EndsItsOwnWriterInTimeAndNoOther) {
   EXPECT_LT(result, 0);
   EXPECT_THAT(broken.LastError(), testing::HasSubstr("packet"));
   const auto stopping = std::chrono::steady_clock::now();
-  broken.Stop();
+  (void)broken.Stop();
   const std::chrono::duration<double> took = std::chrono::steady_clock::now() - stopping;
   EXPECT_LT(took.count(), kStopWithin);
   const ProbedFile neighbour = Probe(folder / "a.mp4");

@@ -49,17 +49,22 @@ TEST(WriterObject, StatesFollowStartAndStop) {
 
 TEST(WriterObject, RecordsAgainWithTheSameSettingsAfterStop) {
   TemporaryFolder folder;
-  host::Writer writer;
-  for (int round = 0; round < 2; ++round) {
+  const auto writer = NewWriter();
+  const auto object = QueryAs<IXvObject_I>(writer);
+  const std::u16string target = host::Wide(folder / "a.mp4");
+  ASSERT_EQ(writer->WriterSet(target.c_str(), u"video::codec=mpeg4"), S_OK);
+  for (const bool armed : {true, true, false}) {
     std::filesystem::remove(folder / "a.mp4");
-    if (round == 0) {
-      ASSERT_EQ(writer.Start(folder / "a.mp4", "video::codec=mpeg4"), S_OK);
-    } else {
-      ASSERT_EQ(QueryAs<IXvObject_I>(writer.object())->ObjectStart(nullptr), S_OK);
+    if (armed) {
+      ASSERT_EQ(object->ObjectStart(nullptr), S_OK);
     }
-    ASSERT_EQ(PushFrames(writer, Feed(), 5), S_OK);
-    writer.Stop();
-    EXPECT_TRUE(std::filesystem::file_size(folder / "a.mp4") > 1000) << round;
+    for (int i = 0; i < 5; ++i) {
+      const auto frame = MakeFrame(Feed(), i);
+      ASSERT_EQ(QueryAs<IXvReceiver_I>(writer)->ReceiverPut(nullptr, nullptr, frame.get()), S_OK);
+    }
+    EXPECT_EQ(object->ObjectStop(), S_OK);
+    EXPECT_TRUE(std::filesystem::file_size(folder / "a.mp4") > 1000)
+        << "an object that is not armed takes a frame as a start";
   }
 }
 

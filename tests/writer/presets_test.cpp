@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "support/media_probe.h"
+#include "xvwriter/list.hpp"
 
 // The presets that a host takes out of the served list.
 namespace xv::test {

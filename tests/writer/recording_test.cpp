@@ -45,8 +45,8 @@ TEST(Recording, RgbHeightSignSaysWhichLineComesFirst) {
     host::FrameBuilder builder;
     builder.Video(kFccRGB32, 320, bottomUp ? 240 : -240, 25, picture->data(), picture->size(),
                   picture);
-    ASSERT_EQ(writer.Put(builder.Time(0, 400'000).Build()), S_OK);
-    writer.Stop();
+    ASSERT_EQ(writer.Put(std::move(builder).Time(host::Ticks(0), host::Ticks(400'000))), S_OK);
+    EXPECT_EQ(writer.Stop(), S_OK);
     EXPECT_NEAR(Probe(folder / "a.avi").Pictures().firstLuma.at(0), bottomUp ? 20 : 220, 4);
   }
 }
@@ -85,7 +85,7 @@ TEST(Recording, DropFramesDropsInsteadOfWaiting) {
   for (int i = 0; i < 60; ++i) frames.push_back(MakeFrame(feed, i));
   int dropped = 0;
   for (const auto& frame : frames) dropped += writer.Put(frame) == S_FALSE ? 1 : 0;
-  writer.Stop();
+  EXPECT_EQ(writer.Stop(), S_OK);
   EXPECT_EQ(std::to_string(dropped), writer.Get("quality::drops"));
   EXPECT_GT(dropped, 0);
   EXPECT_GT(Probe(folder / "a.mp4").Pictures().frames, 0);

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "base/text.h"
-#include "xvwriter/host.hpp"
+#include "xvwriter/list.hpp"
 
 namespace xv {
 

@@ -8,7 +8,7 @@
 #include "base/text.h"
 #include "lists/selection.h"
 #include "xvrecord/input.h"
-#include "xvwriter/host.hpp"
+#include "xvwriter/list.hpp"
 
 namespace xvrecord {
 

@@ -90,14 +90,18 @@ std::unique_ptr<Input> OpenInput(const Options& options) {
 }
 
 // Puts the frame's captions onto it under the keys that the writer looks for.
-void AttachCaptions(const xv::host::Ptr<xv::IXvFrame>& frame, const InputFrame& input,
-                    std::int64_t number) {
-  if (input.captions.empty() || !frame) return;
+xv::HRESULT AttachCaptions(const xv::host::Ptr<xv::IXvFrame>& frame, const InputFrame& input,
+                           std::int64_t number) {
+  if (input.captions.empty()) return xv::S_OK;
   const auto items = std::make_shared<xv::CaptionItems>(xv::MakeCaptionItems(
       input.captions, input.props.vid.dblRate, static_cast<std::uint16_t>(number)));
-  xv::host::AddExtra(frame, xv::FourCC("GA94"), items->ga94.data(), items->ga94.size(), items);
-  xv::host::AddExtra(frame, xv::FourCC("C708"), items->c708.data(), items->c708.size(), items);
-  xv::host::AddExtra(frame, xv::FourCC("C608"), &items->c608, sizeof(items->c608), items);
+  const auto add = [&](const char(&key)[5], const void* data, std::size_t bytes) {
+    return xv::host::AddExtra(frame, xv::FourCC(key), data, bytes, items);
+  };
+  xv::HRESULT added = add("GA94", items->ga94.data(), items->ga94.size());
+  if (xv::Succeeded(added)) added = add("C708", items->c708.data(), items->c708.size());
+  if (xv::Succeeded(added)) added = add("C608", &items->c608, sizeof(items->c608));
+  return added;
 }
 
 xv::HRESULT Push(xv::host::Writer& writer, const InputFrame& frame, std::int64_t number) {
@@ -113,13 +117,13 @@ xv::HRESULT Push(xv::host::Writer& writer, const InputFrame& frame, std::int64_t
     builder.Audio(aud.nChannels, aud.nSamplesPerSec, aud.nBitsPerSample, frame.audio.data,
                   frame.audio.bytes, frame.audio.keep);
   }
-  builder.Time(frame.time.rtStart, frame.time.rtStop);
+  builder.Time(xv::host::Ticks(frame.time.rtStart), xv::host::Ticks(frame.time.rtStop));
   const xv::XV_TIMECODE& code = frame.time.tcFrame;
   builder.Timecode(code.nHour, code.nMinute, code.nSecond, code.nFrame,
                    (code.eTcFlags & xv::eXvTC_DropFrame) != 0);
   xv::HRESULT built = xv::S_OK;
-  const auto made = builder.Build(&built);
-  AttachCaptions(made, frame, number);
+  const auto made = std::move(builder).Build(&built);
+  if (xv::Succeeded(built)) built = AttachCaptions(made, frame, number);
   return xv::Failed(built) ? built : writer.Put(made);
 }
 
@@ -190,7 +194,8 @@ int Record(const Options& options, xv::host::Writer& writer) {
   Totals totals;
   const auto begin = std::chrono::steady_clock::now();
   result = PushAll(*input, writer, options, totals);
-  writer.Stop();
+  const xv::HRESULT stopped = writer.Stop();
+  const bool late = xv::Succeeded(result) && xv::Failed(stopped);  // LastError tells
   totals.wallSeconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
   totals.cpuSeconds = CpuSeconds();
@@ -198,8 +203,8 @@ int Record(const Options& options, xv::host::Writer& writer) {
     WarnOfEach("nobody took the option", writer.Get("quality::unused_options"));
     WarnOfEach("not a good value:", writer.Get("quality::bad_values"));
   }
-  if (!options.stats.empty() &&
-      !WriteStats(options.stats, StatsJson(options.output, writer, totals, result))) {
+  if (!options.stats.empty() && !WriteStats(options.stats, StatsJson(options.output, writer, totals,
+                                                                     late ? stopped : result))) {
     return Fail("Cannot write the statistics to " + options.stats + ".");
   }
   if (xv::Failed(result)) return FailWith("Recording failed", result, writer);
@@ -220,7 +225,7 @@ int ApplyProperties(const Options& options, xv::host::Writer& writer) {
   for (const std::string& pair : options.set) {
     const std::size_t equals = pair.find('=');
     if (equals == std::string::npos) return Fail("--set wants NAME=VALUE, not " + pair + ".");
-    const xv::HRESULT result = writer.Set(pair.substr(0, equals), pair.substr(equals + 1));
+    const xv::HRESULT result = writer.Merge(pair.substr(0, equals), pair.substr(equals + 1));
     if (xv::Failed(result)) return FailWith("Cannot set " + pair, result, writer);
   }
   for (const std::string& name : options.get) std::printf("%s\n", writer.Get(name).c_str());

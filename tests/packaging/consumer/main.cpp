@@ -9,8 +9,8 @@ int main(int count, char** arguments) {
     auto picture = std::make_shared<std::string>(320 * 240 * 2, '\x80');
     xv::host::FrameBuilder frame;
     frame.Video(xv::kFccUYVY, 320, 240, 25.0, picture->data(), picture->size(), picture);
-    result = writer.Put(frame.Time(i * 400'000LL).Build());
+    result = writer.Put(std::move(frame).Time(i * std::chrono::milliseconds(40)));
   }
-  writer.Stop();
-  return xv::Failed(result) || !writer.LastError().empty() ? 1 : 0;
+  const xv::HRESULT stopped = writer.Stop();
+  return xv::Failed(result) || stopped != xv::S_OK || XvVersionGet() != XV_VERSION_NUMBER ? 1 : 0;
 }
