@@ -236,14 +236,14 @@ struct Statistics {
   Milliseconds encodeP99{};
   Milliseconds writeP50{};  // the same of packets and their writing
   Milliseconds writeP99{};
-  std::vector<Stream> streams;             // of the main output, in its order
+  std::vector<Stream> streams;  // of the main output, in its order
   // Attributes that nobody took, with the nearest known name where there is one: "vidoe::b (did you
   // mean video::b?)".
   std::vector<std::string> unusedOptions;
   // Attributes with a value that cannot have been meant, and what is expected.
   std::vector<std::string> badValues;
-  std::string lastError;                   // stage, words, status; "" when nothing went wrong
-  HRESULT lastStatus = S_OK;               // of the last failure
+  std::string lastError;      // stage, words, status; "" when nothing went wrong
+  HRESULT lastStatus = S_OK;  // of the last failure
   // What this header has no member for, as the library gives it: name behind "quality::", text.
   std::vector<std::pair<std::string, std::string>> others;
 };
