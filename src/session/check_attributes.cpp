@@ -6,6 +6,7 @@
 #include <span>
 
 #include "base/text.h"
+#include "catalogue/listed_options.h"
 #include "codec/ffmpeg.h"
 #include "codec/stream_attributes.h"
 #include "props/nearest_name.h"
@@ -99,11 +100,14 @@ struct Scope {
   const AVClass* kind = nullptr;  // of all of FFmpeg's objects that the node may be for
   Trial trial;
   std::optional<NameSet> left;
+  NameSet
+      listed{};  // where nothing was at hand: what the catalogue declares, a vendor's options too
 
   std::string Prefix() const { return path.empty() ? path : path + "::"; }
   // Where FFmpeg had nothing to take it, anything of the kind may have been meant.
   bool Takes(const std::string& name) const {
     if (left) return !left->contains(name);
+    if (listed.contains(ToLower(name))) return true;
     const AVClass* const fake = kind;
     return av_opt_find(const_cast<AVClass**>(&fake), name.c_str(), nullptr, 0,
                        AV_OPT_SEARCH_CHILDREN | AV_OPT_SEARCH_FAKE_OBJ) != nullptr;
@@ -147,7 +151,7 @@ class AttributeCheck {
   // What an encoder left stands in the overlay of its track, or else in the node of all tracks.
   void AddTracks(std::string_view name, AVMediaType type, int number,
                  std::span<const AttributeRow> rows) {
-    Scope scope{std::string(name), rows, avcodec_get_class(), {}, {}};
+    Scope scope{std::string(name), rows, avcodec_get_class(), {}, {}, {}};
     for (const AttributeUse::Track& track : use_.tracks) {
       if (track.type != type || (number > 0 && track.number != number)) continue;
       if (scope.trial.object() == nullptr) scope.trial = Trial(track.codec);
@@ -157,6 +161,10 @@ class AttributeCheck {
       for (const std::string& option : track.left) {
         if (number > 0 || !overlay || !overlay->Has(option)) scope.left->insert(option);
       }
+    }
+    const XMLNodePtr node = root_.FindChild(name);
+    if (!scope.left && node && node->AttributeCount() > 0) {
+      scope.listed = ListedCodecOptions(type == AVMEDIA_TYPE_VIDEO ? kVideoNode : kAudioNode);
     }
     scopes_.push_back(std::move(scope));
   }
@@ -245,6 +253,7 @@ class AttributeCheck {
       for (const AttributeRow& row : scope.rows) {
         known_.push_back(scope.Prefix().append(row.name));
       }
+      for (const std::string& name : scope.listed) known_.push_back(scope.Prefix() + name);
       scope.trial.AddNames(scope.Prefix(), &known_);
     }
     return known_;

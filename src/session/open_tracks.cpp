@@ -77,7 +77,7 @@ Status TrackOpener::Add(const XV_AV_PROPS& props, int track, const XMLParse::XML
   const Status result = SetupStream(*holder, request);
   use_.tracks.push_back({type,
                          track,
-                         holder->codec ? holder->codec->codec : nullptr,
+                         result.Failed() ? nullptr : holder->codec->codec,
                          {holder->unusedOptions.begin(), holder->unusedOptions.end()}});
   if (result.Failed()) {
     stats_.Fail("stream setup", holder->failure, result);

@@ -151,18 +151,21 @@ struct Attribute : AttributeRow {
   constexpr Attribute(std::string_view keyName, std::string_view holder,
                       std::optional<typename Type::Default> value, Limits bounds,
                       std::string_view sentence, bool alsoFFmpeg = false)
-      : AttributeRow{keyName, holder, Type::kKind, {}, bounds, sentence, alsoFFmpeg} {
-    if (value) fallback = Type::Store(*value);
-  }
+      : AttributeRow{keyName, holder, Type::kKind, Stored(value), bounds, sentence, alsoFFmpeg} {}
 
   auto Default() const -> typename Type::Value {
-    using Stored = decltype(Type::Store(std::declval<typename Type::Default>()));
-    const Stored* stored = std::get_if<Stored>(&fallback);
+    using Held = decltype(Type::Store(std::declval<typename Type::Default>()));
+    const Held* held = std::get_if<Held>(&fallback);
     if constexpr (std::is_same_v<T, Rate>) {
-      return stored == nullptr ? 0 : ReadRate(*stored);
+      return held == nullptr ? 0 : ReadRate(*held);
     } else {
-      return stored == nullptr ? typename Type::Value{} : typename Type::Value(*stored);
+      return held == nullptr ? typename Type::Value{} : typename Type::Value(*held);
     }
+  }
+
+ private:
+  static constexpr AttributeDefault Stored(std::optional<typename Type::Default> value) {
+    return value ? AttributeDefault(Type::Store(*value)) : AttributeDefault();
   }
 };
 

@@ -106,6 +106,9 @@ TEST(BadValues, SessionsThatCannotOpenTellToo) {
   EXPECT_THAT(none.unused, ElementsAre("fromat (did you mean format?)"));
   EXPECT_THAT(none.bad, UnorderedElementsAre("format=nonsens (expected a muxer's name, null)",
                                              "video::codec=libx246 (expected an encoder's name)"));
+  const Told vendor = RecordWith("video::codec=n264 video::ltrNumFrames=2 video::ltrNumFrame=2");
+  EXPECT_THAT(vendor.unused, ElementsAre("video::ltrNumFrame (did you mean "
+                                         "video::ltrnumframes?)"));
   const Told missing = RecordWith("video::crpp=1 movflags=faststart junk=1", "missing/a.mp4");
   EXPECT_THAT(missing.unused,
               UnorderedElementsAre("video::crpp (did you mean video::crop?)", "junk"));
