@@ -117,6 +117,19 @@ Status OpenTracks(Session& session, const TargetPlan& target, const XV_AV_PROPS&
   return session.tracks.holders.empty() ? Status(XV_E_NOT_SUPPORTED) : Status(S_OK);
 }
 
+// Contexts of outputs and encoders, under the FFmpeg lock. The stages' locks come first, so
+// they start and end outside of it.
+Status OpenContexts(Session& session, TargetPlan& plan, const XV_AV_PROPS& props,
+                    const XV_TIME* time, const XMLParse::XMLNodePtr& attributes) {
+  const FFmpegGuard guard(FFmpegLock());
+  const Status created = CreateOutputs(session.outputs, plan, *attributes, session.stats);
+  session.use.main.format = session.outputs.main.format;
+  if (session.outputs.second) session.use.second.format = session.outputs.second->output().format;
+  if (created.Failed()) return created;
+  SetTimeouts(session.outputs, *attributes);
+  return OpenTracks(session, plan, props, time, attributes);
+}
+
 void KeepPlan(Session& session, const XMLParse::CoXMLNode& attributes) {
   SessionPlan& plan = session.plan;
   plan.attributes = XMLParse::CoXMLNode::Create("xml-props");
@@ -142,15 +155,8 @@ Status OpenSession(Session& session, const char* target, const XV_AV_PROPS& prop
   }
   session.failure.Clear();
   session.use = {};
-  const FFmpegGuard guard(FFmpegLock());
   TargetPlan plan = PlanTarget(target, *attributes);
-  Status result = CreateOutputs(session.outputs, plan, *attributes, session.stats);
-  session.use.main.format = session.outputs.main.format;
-  if (session.outputs.second) session.use.second.format = session.outputs.second->output().format;
-  if (!result.Failed()) {
-    SetTimeouts(session.outputs, *attributes);
-    result = OpenTracks(session, plan, props, time, attributes);
-  }
+  const Status result = OpenContexts(session, plan, props, time, attributes);
   if (result.Failed()) {
     CheckAttributes(*attributes, session.use, session.stats);
     Cleanup(session);
