@@ -109,9 +109,9 @@ TEST(Faults, TargetThatVanishesHarmsNobody) {
   std::filesystem::create_directory(inner);
   host::Writer writer;
   ASSERT_EQ(writer.Start(target, "play_while_rec=true video::codec=mpeg2video"), S_OK);
-  ASSERT_EQ(PushFrames(writer, Feed(), 30), S_OK);
+  ASSERT_EQ(PushFrames(writer, Feed(), 10), S_OK);  // too few for the header file to be finished
   std::filesystem::remove_all(inner);
-  EXPECT_EQ(PushFrames(writer, Feed(), 30, 30), S_OK);
+  EXPECT_EQ(PushFrames(writer, Feed(), 50, 10), S_OK);
   EXPECT_EQ(writer.Stop(), XV_E_FILE_NOT_FOUND) << "of the header file";
   EXPECT_EQ(writer.Get("quality::packets.0"), "60");
   EXPECT_FALSE(std::filesystem::exists(inner));
