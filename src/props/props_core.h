@@ -28,7 +28,7 @@ class PropsCore {
   // The names that QualityRead knows now. Their order stays; new ones come behind the others.
   using QualityNames = std::function<std::vector<std::string>()>;
 
-  // With a node "xv-props" of its own.
+  // With its own node "xv-props".
   PropsCore();
   // Shares the tree of another owner. A null holder is an object without a tree: every operation
   // gives E_FAIL.

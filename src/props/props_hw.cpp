@@ -20,7 +20,7 @@ void Fill(const SettingsTable& table, XMLParse::CoXMLNode& node) {
 
 void XvPropsHW::ReadInto(XMLParse::CoXMLNode& node) {
   SettingsTable table;
-  (void)store_.Read(&table);  // a file that cannot be used is none
+  (void)store_.Read(&table);  // a file that cannot be used counts as absent
   Fill(table, node);
 }
 

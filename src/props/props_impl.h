@@ -5,7 +5,7 @@
 namespace xv {
 
 // The property interface of an object. Interface is IXvProps or a twin of it with the same
-// operations; Owner is the deriving class, so that each owner has a base of its own.
+// operations; Owner is the deriving class, so that each owner has its own base.
 template <class Owner, class Interface>
 class IXvPropsImpl : public Interface {
  public:

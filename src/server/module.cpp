@@ -21,7 +21,7 @@ std::atomic<int>& ServerLocks() {
   return locks;
 }
 
-// The factory of one class; holds no state of its own.
+// The factory of one class; holds no state.
 class WriterFactory final : public AutoObjBase<WriterFactory, IClassFactory> {
  public:
   HRESULT CreateInstance(IUnknown* outer, const Guid& iid, void** out) noexcept override {

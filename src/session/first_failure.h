@@ -15,7 +15,7 @@ class FirstFailure {
   explicit FirstFailure(OutputReport& report) : report_(report) {}
 
   Status status() const { return Status(code_.load(std::memory_order_acquire)); }
-  // What is no failure, or comes behind the first, changes nothing.
+  // What is not a failure, or comes behind the first, changes nothing.
   void Keep(Status error, std::string_view stage, std::string_view words) {
     if (Latch(error)) report_.Fail(stage, words, error);
   }

@@ -6,7 +6,7 @@
 namespace xv {
 
 // Opens the file or stream and writes the headers; runs with the first frame. A failing second
-// output ends that output alone. For a URL a failing header is no failure here: packets answer it.
+// output ends that output alone. For a URL a failing header is not an error here: packets answer it.
 Status OpenOutputs(Session& session);
 
 }  // namespace xv

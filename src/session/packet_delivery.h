@@ -22,7 +22,7 @@ class PacketDelivery {
   PacketDelivery(Outputs& outputs, FirstFailure& failure, SessionStats& stats)
       : outputs_(outputs), failure_(failure), stats_(stats) {}
 
-  // At open. `savePackets`: each packet goes to a file of its own, too.
+  // At open. `savePackets`: each packet goes to its own file, too.
   void Start(bool savePackets) {
     savePackets_ = savePackets;
     files_ = 0;

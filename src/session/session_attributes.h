@@ -91,7 +91,7 @@ inline constexpr Attribute<FilePath> kRawAudio{
 inline constexpr Attribute<FilePath> kRawAudioTrack{
     "raw_audio.N", kSessionNode, {}, FromTrack(1), "Dump of the packets of audio track N."};
 inline constexpr Attribute<bool> kSavePackets{
-    "save_packets", kSessionNode, false, {}, "Writes each packet to a file of its own, too."};
+    "save_packets", kSessionNode, false, {}, "Writes each packet to its own file, too."};
 inline constexpr Attribute<bool> kXfCodecs{
     "xfcodecs", kSessionNode, false, {}, "Records through the component encoders."};
 

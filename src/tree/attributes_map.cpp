@@ -52,7 +52,7 @@ void ObjectsMap::Append(std::string_view name, XMLValue value) {
       index_ = std::move(index);
     }
   } catch (...) {
-    index_ = nullptr;  // an index that is not complete is none; the search goes on without it
+    index_ = nullptr;  // an incomplete index is no index; the search goes on without it
   }
 }
 

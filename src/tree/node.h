@@ -44,7 +44,7 @@ struct XmlReadOptions {
 
 struct XmlWriteOptions {
   int level = -1;  // starting indent in tabs; negative: no indentation and no line ends
-  int wrap = 0;    // 2: each attribute on a line of its own
+  int wrap = 0;    // 2: each attribute on its own line
   // XML 1.0 for any reader: begins with the XML declaration; what a name may not hold stands as
   // "_x0030_" (the escapes of ISO/IEC 9075-14), what a value may not hold as a reference. A
   // character that XML has no way to write becomes U+FFFD.

@@ -71,7 +71,7 @@ int XvTimeCorrector::Rebase(const XV_TIME& time, std::int64_t tolerance) {
 }
 
 void XvTimeCorrector::PlaceTimed(const XV_TIME& time, double step, XV_TIME* out) {
-  constexpr std::int64_t kShortest = 1000;  // a stop that is not above this is none
+  constexpr std::int64_t kShortest = 1000;  // a stop that is not above this counts as absent
   out->rtStart = Add(time.rtStart, offset_);
   const bool hasStop = Subtract(time.rtStop, time.rtStart) > kShortest;
   out->rtStop = hasStop ? Add(time.rtStop, offset_) : Add(out->rtStart, RoundAwayFromZero(step));
