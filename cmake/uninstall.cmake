@@ -20,9 +20,9 @@ foreach(manifest ${manifests})
   file(REMOVE "${manifest}")
 endforeach()
 
-# include/xvwriter, share/doc/xvwriterffm/examples: from the innermost outwards.
+# include/xvwriter/detail, share/doc/xvwriterffm/docs/decisions: from the innermost outwards.
 foreach(folder ${folders})
-  while(folder MATCHES "/[Xx]v[Ww]riter[^/]*(/[^/]+)?$")
+  while(folder MATCHES "/[Xx]v[Ww]riter[^/]*(/[^/]+)?(/decisions)?$")
     file(GLOB left "${folder}/*" "${folder}/.*")
     if(left OR NOT IS_DIRECTORY "${folder}")
       break()
