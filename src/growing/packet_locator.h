@@ -11,7 +11,7 @@
 namespace xv {
 
 // Finds where a muxer puts each packet in its file and gives it a record in the index. There are
-// two ways: growing_hooks.h stands in the muxer's place, growing_table.h looks at the written bytes
+// two ways: hook_locator.h stands in the muxer's place, table_locator.h looks at the written bytes
 // alone. One caller at a time (the output's lock).
 class PacketLocator : public PacketWriter {
  public:

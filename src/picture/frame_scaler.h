@@ -28,7 +28,7 @@ struct ScaleTargets {
   std::array<ImageView, 2> field;
 };
 
-// Scales pictures of one field worker, or of the calling thread. One caller at a time.
+// Scales the pictures of one field, or whole ones. One caller at a time.
 class FrameScaler {
  public:
   explicit FrameScaler(Siting siting = Siting::kClassic) : siting_(siting) {}

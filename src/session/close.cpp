@@ -3,20 +3,6 @@
 #include "codec/ffmpeg.h"
 
 namespace xv {
-
-Status FinishMain(Session& session) {
-  Outputs& outputs = session.outputs;
-  if (!outputs.main.exists() || session.tracks.holders.empty()) return S_OK;
-  Status result = outputs.main.WriteTrailer();
-  result.Update(outputs.main.CloseFile());
-  if (result.Failed() && outputs.growing) outputs.growing->Keep();
-  // A packet that failed earlier has said why.
-  if (result.Failed() && !session.failure.status().Failed()) {
-    session.stats.Fail("closing", outputs.main.path, result);
-  }
-  return result;
-}
-
 namespace {
 
 void CloseOutputs(Outputs& outputs, Tracks& tracks) {
@@ -34,6 +20,19 @@ void CloseOutputs(Outputs& outputs, Tracks& tracks) {
 }
 
 }  // namespace
+
+Status FinishMain(Session& session) {
+  Outputs& outputs = session.outputs;
+  if (!outputs.main.exists() || session.tracks.holders.empty()) return S_OK;
+  Status result = outputs.main.WriteTrailer();
+  result.Update(outputs.main.CloseFile());
+  if (result.Failed() && outputs.growing) outputs.growing->Keep();
+  // A packet that failed earlier has said why.
+  if (result.Failed() && !session.failure.status().Failed()) {
+    session.stats.Fail("closing", outputs.main.path, result);
+  }
+  return result;
+}
 
 void Cleanup(Session& session) {
   session.isOpen = false;
