@@ -1,10 +1,13 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <ratio>
+#include <shared_mutex>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -28,7 +31,8 @@
 //   throws (std::runtime_error), and everything may throw std::bad_alloc.
 // - Nothing is copied but text and planar sound: a frame borrows the host's memory and holds the
 //   owner that came with it.
-// - A Writer, a FrameBuilder and a frame that is being made belong to one thread at a time. Frames
+// - A FrameBuilder and a frame that is being made belong to one thread at a time, a Writer to any.
+// Frames
 //   that have been put may be let go of on any thread, and their owners with them.
 //
 // docs/hosts.md tells the whole story, with an example of each side feature; list.hpp reads the
@@ -248,10 +252,11 @@ struct Statistics {
   std::vector<std::pair<std::string, std::string>> others;
 };
 
-// The writer. Start, Put and Stop come from one thread at a time; Get, Set, Merge, Stats and
-// LastError may run on any thread beside them. The destructor stops the recording; a failure of
-// that is lost, so call Stop where it counts. A Writer that has been moved from answers
-// E_UNEXPECTED to everything and reads as empty.
+// The writer. Any operation may be called on any thread, beside others too: frames are taken one
+// after the other in the order of their Puts, a Stop waits for the frame at hand and refuses those
+// that come behind it. Only a move and the destructor must be alone. The destructor stops the
+// recording; a failure of that is lost, so call Stop where it counts. A Writer that has been moved
+// from answers E_UNEXPECTED to everything and reads as empty.
 class Writer {
  public:
   // Throws std::runtime_error when the object cannot be made.
@@ -271,7 +276,7 @@ class Writer {
   //   S_OK          taken.
   //   S_FALSE       dropped: the queue is full, or its time leaves no place for it.
   //   E_POINTER     an empty frame: its Build has failed and said why.
-  //   E_UNEXPECTED  no Start, or a Stop since.
+  //   E_UNEXPECTED  no Start, or a Stop since, also one that runs now.
   //   others        this frame's failure, or one that the encoding thread had before. Stop then.
   [[nodiscard]] HRESULT Put(const Ptr<IXvFrame>& frame);
   // Builds the frame and takes it; a failure of the one or the other.
@@ -311,8 +316,10 @@ class Writer {
   Ptr<IXvObject_I> object_;
   Ptr<IXvReceiver_I> receiver_;
   Ptr<IXvProps> props_;
-  bool started_ = false;
-  bool recorded_ = false;  // a frame was put since Start
+  std::mutex control_;      // one Start or Stop; ahead of puts_
+  std::shared_mutex puts_;  // shared by the puts at hand; a Stop waits for all of them
+  std::atomic<bool> started_{false};
+  std::atomic<bool> recorded_{false};  // a frame was put since Start
 };
 
 }  // namespace xv::host

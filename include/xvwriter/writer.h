@@ -12,11 +12,13 @@
 // WriterSet names the target and the attributes while the object is idle or armed. The first frame
 // opens the output, since only it says what is to be written. Target and attributes stay after a
 // stop, so that ObjectStart alone records to the same target again; a frame after ObjectStop,
-// without a start, does so too. The last Release stops a recording as ObjectStop does.
+// without a start, does so too where the target is a stream, but never over a file that was just
+// finished. The last Release stops a recording as ObjectStop does.
 //
-// Threads: WriterSet, ObjectStart, ObjectStop and the puts come from one thread at a time. IXvProps
-// and WriterGet may be used on any thread, also while frames flow. One process may have any number
-// of writers; each encodes and writes on its own threads.
+// Threads: any operation may be called on any thread, beside others too, while the caller holds a
+// reference. WriterSet, ObjectStart, ObjectStop and the puts are served in the order of their
+// calls; a stop waits for the put at hand, and refuses those that wait with it. The others never
+// wait. One process may have any number of writers; each encodes and writes on its own threads.
 namespace xv {
 
 inline constexpr Guid CLSID_CoXvWriterFFM_I{
@@ -32,8 +34,9 @@ struct IXvObject_I : IUnknown {
       0x658ea335, 0x0f87, 0x43b2, {0x8a, 0xa9, 0x6f, 0xe5, 0x4b, 0x2a, 0x7f, 0x6d}};
 
   // Arms the writer and holds `source` (may be null) until the stop; see IXvSource. Correction of
-  // times begins anew.
-  //   S_FALSE       it is armed with a source already; that one stays.
+  // times begins anew, but not under a recording that a frame has begun. A recording to the same
+  // target replaces what the last one wrote there.
+  //   S_FALSE       it is armed already; the source that it has stays.
   //   E_UNEXPECTED  there is no target: WriterSet first.
   virtual HRESULT ObjectStart(IUnknown* source) noexcept = 0;
   // Encodes what waits, writes the trailer, closes every file, lets go of frames and source and
@@ -57,7 +60,7 @@ struct IXvReceiver_I : IUnknown {
   static constexpr Guid kIid{
       0xf4bb6454, 0x1a70, 0x48ce, {0xb9, 0x1d, 0x5d, 0x74, 0xab, 0xac, 0x75, 0x5e}};
 
-  // Takes one frame; `a` and `b` are not used. One caller at a time. The caller's reference stays
+  // Takes one frame; `a` and `b` are not used. Any thread. The caller's reference stays
   // the caller's; the writer holds another as long as it reads the frame. Opens the output
   // with the first frame. When the video queue is full the call waits for the encoder, or drops the
   // frame with "video.drop_frames=true".
@@ -67,7 +70,10 @@ struct IXvReceiver_I : IUnknown {
   //   E_INVALIDARG    the picture's memory is shorter than its properties say. Others may follow.
   //   XV_E_NO_VALID_MEDIA  the first frame has neither a picture nor sound that can be encoded.
   //   XV_E_DISK_FULL  less space than "diskspace.min": the recording has been closed.
-  //   XV_E_NOT_OPEN   the output could not be opened, or was closed by a failure before. Stop.
+  //   XV_E_NOT_OPEN   the output could not be opened, or was closed by a failure before, or a stop
+  //                   came meanwhile. Stop.
+  //   XV_E_ALREADY_EXISTS  the target is the file that was finished at the last stop, and neither
+  //                   WriterSet nor ObjectStart came since: the file stays as it is.
   //   other < 0       this frame's failure, or one of the encoding thread, which arrives with the
   //                   next frame and with every one from then on. Stop.
   virtual HRESULT ReceiverPut(const void* a, const void* b, IUnknown* frame) noexcept = 0;
@@ -98,7 +104,7 @@ struct IXvWriter : IUnknown {
   ~IXvWriter() = default;
 };
 
-// The same operations in the other family's shape. One caller at a time, as above.
+// The same operations in the other family's shape.
 struct IXfReceiver : IUnknown {
   static constexpr Guid kIid{
       0xdd781e12, 0xd3bc, 0x4f3d, {0xa1, 0x97, 0x5f, 0x96, 0xb4, 0x3d, 0x49, 0x5a}};

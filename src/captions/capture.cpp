@@ -25,16 +25,14 @@ double RateOf(IXvFrame& frame) {
 
 }  // namespace
 
-void CaptionCapture::SetupCapture(const std::string& outputPath, const XMLNodePtr& session,
-                                  const XMLNodePtr& own, CaptionCounters* stats) {
+void CaptionCapture::SetupCapture(const std::string& outputPath, const CoXMLNode& attributes,
+                                  CaptionCounters* stats) {
   ResetCapture();
   stats_ = stats;
   outputPath_ = outputPath;
   options_ = CoXMLNode::Create("capture");
-  for (const XMLNodePtr& node : {session, own}) {
-    for (const AttributeRow& row : CaptureAttributes()) {
-      if (node && node->Has(row)) options_->SetTextIfAbsent(row.name, node->TextOf(row));
-    }
+  for (const AttributeRow& row : CaptureAttributes()) {
+    if (attributes.Has(row)) (void)options_->SetText(row.name, attributes.TextOf(row));
   }
   const CoXMLNode* const nodes[] = {options_.get()};
   sessionOptions_ = ReadCaptureOptions(nodes, outputPath_);

@@ -25,10 +25,10 @@ class CaptionCapture {
   CaptionCapture(const CaptionCapture&) = delete;
   CaptionCapture& operator=(const CaptionCapture&) = delete;
 
-  // At the start of a session. The options are read now from `session`, else `own` (either may be
-  // null); a running session does not see later changes. `stats` may be null and outlives this.
-  void SetupCapture(const std::string& outputPath, const XMLParse::XMLNodePtr& session,
-                    const XMLParse::XMLNodePtr& own, CaptionCounters* stats);
+  // At the start of a session. The options are read now; a running session does not see later
+  // changes. `stats` may be null and outlives this.
+  void SetupCapture(const std::string& outputPath, const XMLParse::CoXMLNode& attributes,
+                    CaptionCounters* stats);
 
   // For each frame that the encoder has taken. `time` is the corrected one; null takes the frame's.
   // Options in the frame's own node win for this frame; a path given there stays.

@@ -8,7 +8,7 @@ void Fill(const SettingsTable& table, XMLParse::CoXMLNode& node) {
     if (name.empty()) {
       node.SetValue(value);
     } else {
-      node.SetAttribute(name, value);
+      (void)node.SetText(name, value);
     }
   }
   for (const SettingsTable& inner : table.tables) {

@@ -17,10 +17,7 @@ constexpr std::uint32_t kWorkerGrace = 1000;  // ms until the first warning
 
 }  // namespace
 
-CEncoderFFM::CEncoderFFM(SessionStats& stats, XMLParse::XMLNodePtr ownNode) : session_(stats) {
-  StartFFmpeg();
-  session_.ownNode = std::move(ownNode);
-}
+CEncoderFFM::CEncoderFFM(SessionStats& stats) : session_(stats) { StartFFmpeg(); }
 
 CEncoderFFM::~CEncoderFFM() { (void)EncoderClose(kInfinite); }
 

@@ -11,8 +11,8 @@ namespace xv {
 // the end of open, when there is a video stream and a queue, to the end of close.
 class CEncoderFFM final : public XvEncoderBaseLegacy {
  public:
-  // `stats` outlives the encoder. `ownNode` may be null.
-  CEncoderFFM(SessionStats& stats, XMLParse::XMLNodePtr ownNode);
+  // `stats` outlives the encoder.
+  explicit CEncoderFFM(SessionStats& stats);
   ~CEncoderFFM() override;
 
   bool EncoderIsOpen() override;

@@ -135,7 +135,7 @@ void KeepPlan(Session& session, const XMLParse::CoXMLNode& attributes) {
   plan.attributes = XMLParse::CoXMLNode::Create("xml-props");
   plan.attributes->CopyFrom(attributes, XMLParse::MergeMode::kClearFirst, true);
   plan.videoBuffers = plan.attributes->Get(kVideoBuffers);
-  plan.options = ReadStageOptions(*plan.attributes, session.ownNode.get(),
+  plan.options = ReadStageOptions(*plan.attributes,
                                   static_cast<int>(session.tracks.Audio().size()));
 }
 

@@ -46,7 +46,6 @@ struct Session {
   SessionStats& stats;          // any thread
   FirstFailure failure{stats};  // any thread
   std::atomic<bool> isOpen{false};
-  XMLParse::XMLNodePtr ownNode;  // the writer's own attributes, the fallback for a few; may be null
   SessionPlan plan;
   AttributeUse use;  // the host's thread, until the outputs are open
   HostSide host;     // the host's thread

@@ -9,14 +9,6 @@ namespace {
 
 constexpr std::int64_t kLeastDiskSpace = 0xA00000;  // 10 MiB; no attribute goes below it
 
-// The session's, else the writer's.
-template <class T>
-auto Read(const XMLParse::CoXMLNode& attributes, const XMLParse::CoXMLNode* ownNode,
-          const Attribute<T>& key) {
-  if (const auto value = attributes.Find(key)) return *value;
-  return ownNode != nullptr ? ownNode->Get(key) : key.Default();
-}
-
 std::vector<std::string> RawAudioPaths(const XMLParse::CoXMLNode& attributes, int tracks) {
   std::vector<std::string> paths;
   for (int track = 0; track < tracks; ++track) {
@@ -29,15 +21,14 @@ std::vector<std::string> RawAudioPaths(const XMLParse::CoXMLNode& attributes, in
 
 }  // namespace
 
-StageOptions ReadStageOptions(const XMLParse::CoXMLNode& attributes,
-                              const XMLParse::CoXMLNode* ownNode, int audioTracks) {
+StageOptions ReadStageOptions(const XMLParse::CoXMLNode& attributes, int audioTracks) {
   StageOptions options;
   options.dropFrames = attributes.Get(kDropFrames);
-  options.ignorePts = Read(attributes, ownNode, kIgnorePts);
-  options.embedCaptions = Read(attributes, ownNode, kEmbedCc);
+  options.ignorePts = attributes.Get(kIgnorePts);
+  options.embedCaptions = attributes.Get(kEmbedCc);
   options.captionPlacement = attributes.Get(kEmbedPlacement);
   options.savePackets = attributes.Get(kSavePackets);
-  options.leastDiskSpace = std::max(Read(attributes, ownNode, kDiskSpace), kLeastDiskSpace);
+  options.leastDiskSpace = std::max(attributes.Get(kDiskSpace), kLeastDiskSpace);
   options.rawVideoPath = attributes.Get(kRawVideo);
   options.rawAudioPaths = RawAudioPaths(attributes, audioTracks);
   return options;

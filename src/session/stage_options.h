@@ -22,9 +22,7 @@ struct StageOptions {
   std::vector<std::string> rawAudioPaths;  // by audio track; "" for none
 };
 
-// From the session's attributes; "ignore_pts", "embed_cc" and "diskspace.min" fall back to the
-// writer's own node, which may be null. The paths are given for `audioTracks` tracks.
-StageOptions ReadStageOptions(const XMLParse::CoXMLNode& attributes,
-                              const XMLParse::CoXMLNode* ownNode, int audioTracks);
+// The paths are given for `audioTracks` tracks.
+StageOptions ReadStageOptions(const XMLParse::CoXMLNode& attributes, int audioTracks);
 
 }  // namespace xv

@@ -39,7 +39,7 @@ Status OpenEncoder(const EncoderRequest& request, const XV_AV_PROPS* props, cons
     encoder = nullptr;
   }
   if (WantsComponentPath(*request.session, *request.own)) return E_NOTIMPL;
-  encoder = MakeRef<CEncoderFFM>(*request.stats, request.own);
+  encoder = MakeRef<CEncoderFFM>(*request.stats);
   const Status opened = encoder->EncoderOpen(request.target.c_str(), props, time, request.session);
   if (opened.Failed()) encoder = nullptr;
   return opened;

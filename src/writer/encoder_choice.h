@@ -12,7 +12,7 @@ namespace xv {
 // What the choice of an encoder looks at.
 struct EncoderRequest {
   std::string target;
-  XMLParse::XMLNodePtr session;  // the attributes of WriterSet
+  XMLParse::XMLNodePtr session;  // what counts for this recording
   XMLParse::XMLNodePtr own;      // the writer's own attributes
   Ref<IUnknown> source;          // the object of ObjectStart, may be null
   SessionStats* stats;

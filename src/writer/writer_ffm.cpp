@@ -1,8 +1,12 @@
 #include "writer/writer_ffm.h"
 
+#include <algorithm>
+
 #include "base/auto_obj_base.h"
 #include "base/guard.h"
 #include "base/text.h"
+#include "platform/paths.h"
+#include "platform/whole_file.h"
 #include "session/check_attributes.h"
 #include "session/session_attributes.h"
 
@@ -11,22 +15,36 @@ namespace {
 
 using XMLParse::CoXMLNode;
 using XMLParse::MergeMode;
+using XMLParse::XMLNodePtr;
 
 constexpr std::int64_t kTimeTolerance = 100'000;  // 10 ms
 
-// What the writer's own node holds beside the catalogue's settings, for sessions that do not say.
-constexpr AttributeRow kFromSession[] = {kIgnorePts, kDiskSpace, kEmbedCc};
-constexpr AttributeRow kIntoSession[] = {kAncPath, kSccPath, kAncCapture, kSccCapture, kAncTags};
+// What the writer's own node shows beside the catalogue's settings.
+constexpr AttributeRow kShownDefaults[] = {kIgnorePts, kDiskSpace, kEmbedCc};
+// What the own node holds for others than the sessions.
 constexpr const char* kNotShown[] = {"qs_version", "qs_impl"};
-
-void CopyPresent(const CoXMLNode& from, CoXMLNode& to, std::span<const AttributeRow> rows) {
-  for (const AttributeRow& row : rows) {
-    if (from.Has(row)) (void)to.SetText(row.name, from.TextOf(row));
-  }
-}
+constexpr const char* kNotForSessions[] = {"qs_version", "qs_impl", "xfcodecs.enabled"};
+constexpr const char* kNodesOfWriter[] = {"m_config", "supported_list", "quality"};
 
 void SetDefaults(CoXMLNode& node, std::span<const AttributeRow> rows) {
   for (const AttributeRow& row : rows) node.SetTextIfAbsent(row.name, DefaultText(row));
+}
+
+bool IsOneOf(std::span<const char* const> names, std::string_view name) {
+  return std::any_of(names.begin(), names.end(),
+                     [&](const char* one) { return EqualsNoCase(one, name); });
+}
+
+// The attributes as a text that WriterSet reads: those of nodes as "video::b=5M".
+std::string TextOfTree(const CoXMLNode& node, const std::string& prefix) {
+  XMLParse::AttributeTextOptions options;
+  options.prefix = prefix;
+  options.leaveOut = kNotShown;
+  std::string text = node.AttributeText(options);
+  for (const XMLNodePtr& child : node.Children()) {
+    text += TextOfTree(*child, prefix + child->Name() + "::");
+  }
+  return text;
 }
 
 }  // namespace
@@ -52,7 +70,7 @@ CCoXvWriterFFM_I::CCoXvWriterFFM_I(IUnknown* outer)
 void CCoXvWriterFFM_I::SetOwnDefaults() {
   XvPropsHW::ReadInto(*own_);
   SetDefaults(*own_, CatalogueAttributes());
-  SetDefaults(*own_, kFromSession);
+  SetDefaults(*own_, kShownDefaults);
   XvPropsHW::WriteBack(*own_);
   (void)own_->Child("m_config", true);
   (void)own_->Child("supported_list", true);
@@ -104,36 +122,65 @@ std::uint32_t CCoXvWriterFFM_I::Release() noexcept { return outer_->Release(); }
 
 HRESULT CCoXvWriterFFM_I::ObjectStart(IUnknown* source) noexcept {
   return Guarded([&]() -> Status {
+    const std::lock_guard guard(calls_);
     if (target_.empty()) return E_UNEXPECTED;
-    if (source_) return S_FALSE;
-    XvTimeCorrector::Reset();
+    if (armed_) return S_FALSE;
+    // A recording that began without a start keeps its clock.
+    if (!encoder_) XvTimeCorrector::Reset();
     source_ = Ref<IUnknown>::Retain(source);
+    armed_ = true;
+    stoppedIntoFile_ = false;
     return S_OK;
   });
 }
 
 HRESULT CCoXvWriterFFM_I::ObjectStop() noexcept {
   return Guarded([&]() -> Status {
-    if (encoder_) (void)encoder_->EncoderClose(kInfinite);
-    encoder_ = nullptr;
-    source_ = nullptr;
-    ResetCapture();
-    XvTimeCorrector::Reset();
-    return S_OK;
+    ++stopsWaiting_;
+    const std::lock_guard guard(calls_);
+    --stopsWaiting_;
+    return Stop();
   });
+}
+
+Status CCoXvWriterFFM_I::Stop() {
+  if (encoder_) {
+    (void)encoder_->EncoderClose(kInfinite);
+    stoppedIntoFile_ = !IsUrl(target_);
+  }
+  encoder_ = nullptr;
+  source_ = nullptr;
+  armed_ = false;
+  ResetCapture();
+  XvTimeCorrector::Reset();
+  return S_OK;
 }
 
 // --- frames ---
 
-EncoderRequest CCoXvWriterFFM_I::Request() const {
-  return {target_, session_, own_, source_, const_cast<SessionStats*>(&stats_)};
+// The session's attributes; below them the writer's own, for what the session does not say.
+XMLNodePtr CCoXvWriterFFM_I::EffectiveAttributes() const {
+  XMLNodePtr all = session_->DeepCopy();
+  for (const auto& [name, value] : own_->Attributes()) {
+    const bool ofWriter = FindRow(CatalogueAttributes(), name) != nullptr;
+    if (!ofWriter && !IsOneOf(kNotForSessions, name)) all->SetTextIfAbsent(name, value);
+  }
+  for (const XMLNodePtr& child : own_->Children()) {
+    const std::string name = child->Name();
+    if (IsOneOf(kNodesOfWriter, name)) continue;
+    all->Child(name, true)->CopyFrom(*child, MergeMode::kAddAbsent, true);
+  }
+  return all;
 }
 
 Status CCoXvWriterFFM_I::OpenForFrame(const XV_AV_PROPS& props, const XV_TIME& time) {
+  const bool sequence = target_.find('%') != std::string::npos;
+  if (stoppedIntoFile_ && (sequence || FileExists(target_))) return XV_E_ALREADY_EXISTS;
   stats_.Reset();
   ReportFaults(textFaults_, *session_, stats_);
-  SetupCapture(target_, session_, own_, &stats_.captions);
-  const Status opened = OpenEncoder(Request(), &props, &time, encoder_);
+  const EncoderRequest request{target_, EffectiveAttributes(), own_, source_, &stats_};
+  SetupCapture(target_, *request.session, &stats_.captions);
+  const Status opened = OpenEncoder(request, &props, &time, encoder_);
   if (opened.Failed()) NoteFailure("open", target_, opened);
   return opened;
 }
@@ -161,9 +208,13 @@ Status CCoXvWriterFFM_I::PutFrame(IXvFrame& frame) {
 }
 
 HRESULT CCoXvWriterFFM_I::ReceiverPut(const void*, const void*, IUnknown* frame) noexcept {
+  // Another thread may let go of the writer meanwhile; it dies behind the lock then.
+  const Ref<IUnknown> self = Ref<IUnknown>::Retain(outer_);
   return Guarded([&]() -> Status {
     const Ref<IXvFrame> view = Query<IXvFrame>(frame);
-    return view ? PutFrame(*view) : Status(S_FALSE);
+    if (!view) return S_FALSE;
+    const std::lock_guard guard(calls_);
+    return stopsWaiting_ > 0 ? Status(XV_E_NOT_OPEN) : PutFrame(*view);
   });
 }
 
@@ -181,21 +232,25 @@ HRESULT CCoXvWriterFFM_I::ReceiverPut(IUnknown* frame) noexcept {
 
 HRESULT CCoXvWriterFFM_I::WriterSet(const char16_t* name, const char16_t* attributes) noexcept {
   return Guarded([&]() -> Status {
-    if (encoder_) return XV_E_IN_USE;
-    target_ = Utf8FromUtf16(name);
-    session_->Clear();
-    textFaults_ = {};
+    std::string target = Utf8FromUtf16(name);
+    XMLNodePtr session = CoXMLNode::Create("session");
+    XMLParse::TextFaults faults;
     if (attributes != nullptr) {
-      session_->MergeText(Utf8FromUtf16(attributes), MergeMode::kReplace, true, &textFaults_);
+      session->MergeText(Utf8FromUtf16(attributes), MergeMode::kReplace, true, &faults);
     }
-    CopyPresent(*session_, *own_, kFromSession);
-    CopyPresent(*own_, *session_, kIntoSession);
+    const std::lock_guard guard(calls_);
+    if (encoder_) return XV_E_IN_USE;
+    textFaults_ = std::move(faults);
+    stoppedIntoFile_ = false;
+    const std::lock_guard names(namesLock_);
+    target_ = std::move(target);
+    session_ = std::move(session);
     return S_OK;
   });
 }
 
 HRESULT CCoXvWriterFFM_I::WriterGet(char16_t** name) noexcept {
-  return Guarded([&]() -> Status { return GiveString(target_, name); });
+  return name == nullptr ? E_POINTER : WriterNameGet(name, nullptr);
 }
 
 HRESULT CCoXvWriterFFM_I::WriterNameSet(const char16_t* name, void*,
@@ -205,9 +260,16 @@ HRESULT CCoXvWriterFFM_I::WriterNameSet(const char16_t* name, void*,
 
 HRESULT CCoXvWriterFFM_I::WriterNameGet(char16_t** name, char16_t** attributes) noexcept {
   return Guarded([&]() -> Status {
-    if (name != nullptr) RETURN_IF_FAILED(GiveString(target_, name));
+    std::string target;
+    XMLNodePtr session;
+    {
+      const std::lock_guard guard(namesLock_);
+      target = target_;
+      session = session_;
+    }
+    if (name != nullptr) RETURN_IF_FAILED(GiveString(target, name));
     if (attributes == nullptr) return S_OK;
-    const std::string text = session_->AttributeText(kNotShown);
+    const std::string text = TextOfTree(*session, {});
     return GiveString(Trim(text), attributes);
   });
 }

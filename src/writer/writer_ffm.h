@@ -6,6 +6,7 @@
 
 #include "captions/capture.h"
 #include "catalogue/catalogue.h"
+#include "platform/fair_lock.h"
 #include "props/props_hw.h"
 #include "props/props_impl.h"
 #include "session/session_stats.h"
@@ -19,7 +20,9 @@ namespace xv {
 // The object that a host creates. Idle (no source, no encoder) -> Armed (ObjectStart) -> Recording
 // (the first frame made an encoder) -> Idle (ObjectStop). Aggregatable: the inner unknown counts,
 // the interfaces delegate to the outer object.
-// Thread-safety: frames from one thread at a time; IXvProps from any thread at any time.
+// Thread-safety: any call from any thread. Start, stop, set and puts take `calls_` one after the
+// other; a put that finds a stop waiting or done beside it is refused, so that a stop only waits
+// for the put at hand. IXvProps and the readers of names wait for none of them.
 class CCoXvWriterFFM_I final : public IXvObject_I,
                                public IXvReceiver_I,
                                private XvTimeCorrector,
@@ -88,19 +91,25 @@ class CCoXvWriterFFM_I final : public IXvObject_I,
   ~CCoXvWriterFFM_I();
 
   void SetOwnDefaults();
+  Status Stop();
   Status OpenForFrame(const XV_AV_PROPS& props, const XV_TIME& time);
   void NoteFailure(std::string_view stage, std::string_view words, Status status);
   Status PutFrame(IXvFrame& frame);
-  EncoderRequest Request() const;
+  XMLParse::XMLNodePtr EffectiveAttributes() const;
 
   Inner inner_;
   IUnknown* outer_;  // not counted: the aggregate owns this object; &inner_ when there is none
+  FairLock calls_;   // guards what follows, up to the names
+  bool armed_ = false;
+  bool stoppedIntoFile_ = false;  // the target holds what was recorded last, and nobody asked anew
   Ref<IUnknown> source_;
   Ref<XvEncoderBaseLegacy> encoder_;
-  std::string target_;
-  XMLParse::XMLNodePtr session_;     // what WriterSet gave
-  XMLParse::TextFaults textFaults_;  // of its text
-  XMLParse::XMLNodePtr own_;         // the tree behind IXvProps
+  XMLParse::TextFaults textFaults_;   // of the text of WriterSet
+  std::atomic<int> stopsWaiting_{0};  // for `calls_`
+  mutable std::mutex namesLock_;      // a leaf; guards target_ and the pointer session_
+  std::string target_;                // changed under `calls_` too, so that its holder may read it
+  XMLParse::XMLNodePtr session_;      // what WriterSet gave; as target_
+  const XMLParse::XMLNodePtr own_;    // the tree behind IXvProps
   SessionStats stats_;
   Catalogue catalogue_;  // behind the property "supported_list"
 };

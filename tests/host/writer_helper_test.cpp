@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <clocale>
+#include <thread>
 
 #include "support/media_probe.h"
 
@@ -59,6 +61,49 @@ TEST(HostWriter, FramesThatCouldNotBeBuiltSayWhy) {
   EXPECT_EQ(writer.Put(host::Ptr<IXvFrame>()), E_POINTER);
   EXPECT_EQ(writer.Stop(), S_FALSE) << "no frame got as far as the output";
   EXPECT_FALSE(std::filesystem::exists(folder / "a.mp4"));
+}
+
+// Four threads put, one stops and starts, one reads: each call has an answer, and each stop leaves
+// a whole file.
+TEST(HostWriter, AnyThreadMayCallAtAnyTime) {
+  constexpr int kRounds = 6;
+  TemporaryFolder folder;
+  host::Writer writer;
+  std::atomic<bool> done{false};
+  std::atomic<int> taken{0}, refused{0}, others{0};
+  const auto put = [&](bool throughObject) {
+    const auto receiver = host::QueryAs<IXvReceiver_I>(writer.object());
+    for (int number = 0; !done; ++number) {
+      const auto frame = MakeFrame({.width = 64, .height = 64}, number);
+      const HRESULT result =
+          throughObject ? receiver->ReceiverPut(nullptr, nullptr, frame.get()) : writer.Put(frame);
+      const bool known =
+          result == E_UNEXPECTED || result == XV_E_NOT_OPEN || result == XV_E_ALREADY_EXISTS;
+      ++(Succeeded(result) ? taken : known ? refused : others);
+    }
+  };
+  std::vector<std::thread> threads;
+  for (const bool throughObject : {false, false, true, true}) {
+    threads.emplace_back(put, throughObject);
+  }
+  threads.emplace_back([&] {
+    while (!done) {
+      (void)writer.Stats();
+      (void)writer.Set("video::b", "300k");
+      (void)writer.Get("video::b");
+    }
+  });
+  for (int round = 0; round < kRounds; ++round) {
+    const std::string name = folder / ("a" + std::to_string(round) + ".mp4");
+    while (writer.Start(name, kCodec) == XV_E_IN_USE) (void)writer.Stop();
+    for (const int begin = taken; taken < begin + 20;) std::this_thread::yield();
+    EXPECT_GE(writer.Stop(), S_OK) << writer.LastError();
+    EXPECT_GT(Probe(name).Video()->frames, 0);
+  }
+  done = true;
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_GT(refused, 0);
+  EXPECT_EQ(others, 0);
 }
 
 TEST(HostWriter, MovesWithItsRecording) {

@@ -247,6 +247,33 @@ TEST(Attributes, FilesBesideTheRecording) {
   EXPECT_THAT(folder.Read("f.anc"), testing::HasSubstr("bytes"));
 }
 
+// Settings file, then the writer's own properties, then the session's attributes; a session's are
+// gone with it.
+TEST(Attributes, OwnPropertiesStandBelowTheSessions) {
+  TemporaryFolder folder;
+  std::ofstream(folder / "settings.toml")
+      << "\"video::codec\" = \"mpeg2video\"\nignore_pts = \"1\"\n";
+  const ScopedVariable settings("XVWRITER_SETTINGS", folder / "settings.toml");
+  host::Writer writer;
+  const auto codec = [&](const std::string& attributes) {
+    const std::string path = folder / "a.mkv";
+    EXPECT_EQ(writer.Start(path, attributes), S_OK);
+    EXPECT_EQ(PushFrames(writer, Feed(), 2), S_OK) << writer.LastError();
+    EXPECT_EQ(writer.Stop(), S_OK) << writer.LastError();
+    return Probe(path).Pictures().codec;
+  };
+  EXPECT_EQ(codec(""), "mpeg2video");
+  ASSERT_EQ(writer.Set("video::codec", "mjpeg"), S_OK);
+  EXPECT_EQ(codec(""), "mjpeg");
+  EXPECT_EQ(codec("video::codec=mpeg4 diskspace.min=12345678 ignore_pts=0 video::b=3M"), "mpeg4");
+  EXPECT_EQ(codec(""), "mjpeg");
+  EXPECT_EQ(writer.Get("video::b"), "");
+  EXPECT_EQ(writer.Get("ignore_pts"), "1");
+  ASSERT_EQ(writer.Set("vidoe::b", "2M"), S_OK);
+  (void)codec("");
+  EXPECT_THAT(writer.Get("quality::unused_options"), testing::HasSubstr("did you mean video::b"));
+}
+
 TEST(Attributes, ComponentPathIsAskedForByAttribute) {
   TemporaryFolder folder;
   EXPECT_EQ(Record(folder / "a.avi", "xfcodecs=true", kSmall, 1), E_NOTIMPL);

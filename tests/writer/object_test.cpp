@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-#include "support/host_frames.h"
+#include "support/media_probe.h"
 
 namespace xv::test {
 namespace {
@@ -68,6 +68,35 @@ TEST(WriterObject, RecordsAgainWithTheSameSettingsAfterStop) {
   }
 }
 
+TEST(WriterObject, AFinishedFileIsOnlyReplacedOnRequest) {
+  TemporaryFolder folder;
+  const auto writer = NewWriter();
+  const auto object = QueryAs<IXvObject_I>(writer);
+  const auto put = [&](int number) {
+    const auto frame = MakeFrame(Feed(), number);
+    return QueryAs<IXvReceiver_I>(writer)->ReceiverPut(nullptr, nullptr, frame.get());
+  };
+  const std::u16string target = host::Wide(folder / "a.mp4");
+  ASSERT_EQ(writer->WriterSet(target.c_str(), u"video::codec=mpeg4"), S_OK);
+  ASSERT_EQ(put(0), S_OK) << "no start is needed for the first";
+  ASSERT_EQ(put(1), S_OK);
+  ASSERT_EQ(object->ObjectStart(nullptr), S_OK);
+  EXPECT_EQ(put(2), S_OK) << "a start in the midst of it leaves its clock";
+  object->ObjectStop();
+  EXPECT_EQ(put(3), XV_E_ALREADY_EXISTS);
+  EXPECT_EQ(Probe(folder / "a.mp4").Video()->frames, 3);
+  char16_t* errors = nullptr;
+  ASSERT_EQ(QueryAs<IXvProps>(writer)->PropsGet(u"quality::pts_errors", &errors), S_OK);
+  EXPECT_EQ(host::TakeString(errors), "0");
+  ASSERT_EQ(object->ObjectStart(nullptr), S_OK);
+  EXPECT_EQ(put(4), S_OK);
+  object->ObjectStop();
+  ASSERT_EQ(writer->WriterSet(target.c_str(), u"video::codec=mpeg4"), S_OK);
+  EXPECT_EQ(put(5), S_OK);
+  object->ObjectStop();
+  EXPECT_EQ(Probe(folder / "a.mp4").Video()->frames, 1);
+}
+
 TEST(WriterObject, ReservedPlacesAnswerAsDocumented) {
   const auto writer = NewWriter();
   EXPECT_EQ(QueryAs<IXvObject_I>(writer)->ObjectReserved3(nullptr), E_NOTIMPL);
@@ -79,12 +108,16 @@ TEST(WriterObject, ReservedPlacesAnswerAsDocumented) {
 
 TEST(WriterObject, NameGetShowsTargetAndAttributes) {
   const auto component = QueryAs<IXfWriter>(NewWriter());
-  ASSERT_EQ(component->WriterNameSet(u"x.mp4", nullptr, u"format=mp4 qs_impl=7 title='a b'"), S_OK);
+  ASSERT_EQ(component->WriterNameSet(
+                u"x.mp4", nullptr,
+                u"format=mp4 qs_impl=7 title='a b' video::b=5M audio.1::metadata::language=de"),
+            S_OK);
   char16_t* name = nullptr;
   char16_t* attributes = nullptr;
   ASSERT_EQ(component->WriterNameGet(&name, &attributes), S_OK);
   EXPECT_EQ(host::TakeString(name), "x.mp4");
-  EXPECT_EQ(host::TakeString(attributes), "format='mp4' title='a b'");
+  EXPECT_EQ(host::TakeString(attributes),
+            "format='mp4' title='a b' video::b='5M' audio.1::metadata::language='de'");
   EXPECT_EQ(component->WriterNameGet(nullptr, nullptr), S_OK);
 }
 

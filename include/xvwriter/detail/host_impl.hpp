@@ -403,14 +403,15 @@ inline Writer& Writer::operator=(Writer&& other) noexcept {
   object_ = std::move(other.object_);
   receiver_ = std::move(other.receiver_);
   props_ = std::move(other.props_);
-  started_ = std::exchange(other.started_, false);
-  recorded_ = std::exchange(other.recorded_, false);
+  started_ = other.started_.exchange(false);
+  recorded_ = other.recorded_.exchange(false);
   return *this;
 }
 
 inline HRESULT Writer::Start(std::string_view target, std::string_view attributes) {
   if (!writer_) return E_UNEXPECTED;
   if (HasZero(target) || HasZero(attributes)) return E_INVALIDARG;
+  const std::lock_guard control(control_);
   const HRESULT set = writer_->WriterSet(Wide(target).c_str(), Wide(attributes).c_str());
   if (Failed(set)) return set;
   const HRESULT armed = object_->ObjectStart(nullptr);
@@ -420,6 +421,8 @@ inline HRESULT Writer::Start(std::string_view target, std::string_view attribute
 }
 
 inline HRESULT Writer::Put(const Ptr<IXvFrame>& frame) {
+  if (!started_) return E_UNEXPECTED;  // ahead of the lock: a Stop waits for it
+  const std::shared_lock beside(puts_);
   if (!started_) return E_UNEXPECTED;
   if (!frame) return E_POINTER;
   recorded_ = true;
@@ -434,6 +437,9 @@ inline HRESULT Writer::Put(FrameBuilder&& builder) {
 
 inline HRESULT Writer::Stop() {
   if (!object_) return E_UNEXPECTED;
+  const std::lock_guard control(control_);
+  started_ = false;  // no further put enters
+  const std::lock_guard alone(puts_);
   const bool recorded = recorded_;
   const HRESULT stopped = Halt();
   if (Failed(stopped)) return stopped;
