@@ -41,6 +41,7 @@ AvDictionary BuildOptions(const StreamHolder& holder, AVCodecID id) {
   if (!bitrate.empty()) options.Set("b", bitrate.c_str());
   if (id == AV_CODEC_ID_AAC) options.Set("strict", "-2");
   DictForFFmpeg(*holder.node, AudioAttributes(), options, AV_DICT_DONT_OVERWRITE);
+  KeepFlagsOfContext(options);
   return options;
 }
 
@@ -66,7 +67,7 @@ Status SetupAudioStream(StreamHolder& holder, AVFormatContext* oc, AVFormatConte
     return E_FAIL;
   }
   if (choice.nameUnknown) holder.unusedOptions.emplace_back(kCodec.name);
-  const bool globalHeader = (oc->oformat->flags & AVFMT_GLOBALHEADER) != 0;
+  const bool globalHeader = WantsHeadersApart(*oc, oc2);
   const FFmpegGuard lock(FFmpegLock());
   const ContextBuilder build = [&] { return BuildContext(*codec, holder, input, globalHeader); };
   RETURN_IF_FAILED(OpenAudioCodec(holder, *codec, build, BuildOptions(holder, codec->id)));

@@ -3,6 +3,10 @@
 #include "codec/ffmpeg.h"
 #include "codec/stream_attributes.h"
 
+extern "C" {
+#include <libavutil/opt.h>
+}
+
 namespace xv {
 namespace {
 
@@ -33,12 +37,45 @@ bool TryOpen(StreamHolder& holder, const AVCodec& codec, AvPtr<AVCodecContext> c
   return true;
 }
 
-// The options that an attempt without any has passed over.
-void NoteAllUnused(StreamHolder& holder, const AvDictionary& options) {
-  holder.unusedOptions.clear();
-  options.ForEach([&](const char* key, const char*) {
-    if (holder.node->Has(key)) holder.unusedOptions.emplace_back(key);
+std::vector<std::string> KeysOf(const AvDictionary& options) {
+  std::vector<std::string> keys;
+  options.ForEach([&](const char* key, const char*) { keys.emplace_back(key); });
+  return keys;
+}
+
+// Those of `options` whose values the encoder can read.
+AvDictionary ReadableOptions(const AvDictionary& options, const AvPtr<AVCodecContext>& context) {
+  AvDictionary readable;
+  options.ForEach([&](const char* key, const char* value) {
+    const int set =
+        context ? av_opt_set(context.get(), key, value, AV_OPT_SEARCH_CHILDREN) : AVERROR(ENOMEM);
+    if (set >= 0 || set == AVERROR_OPTION_NOT_FOUND) readable.Set(key, value);
   });
+  return readable;
+}
+
+// Attempts with fewer options: without those that the encoder cannot read, then without one of the
+// others, last without any. What was left out counts as unused.
+template <class Attempt>
+bool OpenWithFewerOptions(StreamHolder& holder, const AvDictionary& options,
+                          const ContextBuilder& build, const Attempt& attempt) {
+  const auto opens = [&](const AvDictionary& with) {
+    if (!attempt(with)) return false;
+    for (const std::string& key : KeysOf(options)) {
+      const bool leftOut = with.Find(key.c_str()) == nullptr;
+      if (leftOut && holder.node->Has(key)) holder.unusedOptions.push_back(key);
+    }
+    return true;
+  };
+  const AvDictionary readable = ReadableOptions(options, build());
+  const std::vector<std::string> keys = KeysOf(readable);
+  if (keys.size() < KeysOf(options).size() && opens(readable)) return true;
+  for (const std::string& key : keys) {
+    AvDictionary fewer(readable);
+    fewer.Remove(key.c_str());
+    if (opens(fewer)) return true;
+  }
+  return opens(AvDictionary());
 }
 
 }  // namespace
@@ -58,11 +95,10 @@ Status OpenVideoCodec(StreamHolder& holder, const AVCodec& codec, const ContextB
     cleared |= flag;
     if (attempt(options)) return S_OK;
   }
-  if (attempt(AvDictionary())) {
-    NoteAllUnused(holder, options);
-    return S_OK;
-  }
-  return E_FAIL;
+  cleared = 0;
+  if (OpenWithFewerOptions(holder, options, build, attempt)) return S_OK;
+  cleared = AV_CODEC_FLAG_INTERLACED_ME | AV_CODEC_FLAG_INTERLACED_DCT;
+  return OpenWithFewerOptions(holder, options, build, attempt) ? Status(S_OK) : Status(E_FAIL);
 }
 
 Status OpenAudioCodec(StreamHolder& holder, const AVCodec& codec, const ContextBuilder& build,
@@ -75,7 +111,10 @@ Status OpenAudioCodec(StreamHolder& holder, const AVCodec& codec, const ContextB
     av_channel_layout_default(&context->ch_layout, channels);
     if (TryOpen(holder, codec, std::move(context), options)) return S_OK;
   }
-  return E_FAIL;
+  const auto attempt = [&](const AvDictionary& with) {
+    return TryOpen(holder, codec, build(), with);
+  };
+  return OpenWithFewerOptions(holder, options, build, attempt) ? Status(S_OK) : Status(E_FAIL);
 }
 
 Status OpenPseudoCodec(StreamHolder& holder) {

@@ -11,4 +11,11 @@ void DictForFFmpeg(const XMLParse::CoXMLNode& node, std::span<const AttributeRow
   }
 }
 
+void KeepFlagsOfContext(AvDictionary& options) {
+  const char* flags = options.Find("flags");
+  if (flags == nullptr || *flags == '\0' || *flags == '+' || *flags == '-') return;
+  const std::string added = std::string("+") + flags;
+  options.Set("flags", added.c_str());
+}
+
 }  // namespace xv

@@ -12,4 +12,7 @@ namespace xv {
 void DictForFFmpeg(const XMLParse::CoXMLNode& node, std::span<const AttributeRow> ours,
                    AvDictionary& target, int flags);
 
+// The user's "flags" add to those that the context has: a text without a sign would replace them.
+void KeepFlagsOfContext(AvDictionary& options);
+
 }  // namespace xv

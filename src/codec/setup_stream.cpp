@@ -24,6 +24,11 @@ AVStream* AddStream(AVFormatContext* oc, const AVCodecContext& codec) {
 
 }  // namespace
 
+bool WantsHeadersApart(const AVFormatContext& oc, const AVFormatContext* oc2) {
+  const int flags = oc.oformat->flags | (oc2 == nullptr ? 0 : oc2->oformat->flags);
+  return (flags & AVFMT_GLOBALHEADER) != 0;
+}
+
 Status AddStreams(StreamHolder& holder, AVFormatContext* oc, AVFormatContext* oc2,
                   const char* warning) {
   holder.stream = AddStream(oc, *holder.codec);

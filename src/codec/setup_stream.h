@@ -23,6 +23,8 @@ struct StreamRequest {
 // in words; a node of another name is E_FAIL too.
 Status SetupStream(StreamHolder& holder, const StreamRequest& request);
 
+// One of the containers wants the encoder's headers apart from its packets. `oc2` may be null.
+bool WantsHeadersApart(const AVFormatContext& oc, const AVFormatContext* oc2);
 // The opened encoder's stream, and its twin where `oc2` is not null, in the encoder's time base.
 // E_OUTOFMEMORY, with `warning` given to the person, when there is no room for one.
 Status AddStreams(StreamHolder& holder, AVFormatContext* oc, AVFormatContext* oc2,

@@ -95,6 +95,7 @@ AvDictionary BuildOptions(const XMLParse::CoXMLNode& node, const VideoPlan& plan
   const bool mpeg =
       id == AV_CODEC_ID_MPEG1VIDEO || id == AV_CODEC_ID_MPEG2VIDEO || id == AV_CODEC_ID_MPEG4;
   if (mpeg) SetRateLimits(node, options);
+  KeepFlagsOfContext(options);
   options.Set("threads", "auto");
   if (!gopTimecode.empty())
     options.Set("gop_timecode", gopTimecode.c_str(), AV_DICT_DONT_OVERWRITE);
@@ -232,7 +233,7 @@ Status SetupVideoStream(StreamHolder& holder, AVFormatContext* oc, AVFormatConte
   const bool mode422 = holder.node->Get(kV422) || holder.node->Get(kUseVpp);
   plan.pick = PickFor(plan, geometry, mode422);
   if (plan.pick.format == AV_PIX_FMT_NONE) return E_FAIL;
-  plan.globalHeader = (oc->oformat->flags & AVFMT_GLOBALHEADER) != 0;
+  plan.globalHeader = WantsHeadersApart(*oc, oc2);
   const int interlace = holder.node->Get(kInterlace);
   plan.interlacedCoding = interlace == 1 || (interlace == -1 && InterlaceOrder(plan.vid) != 0);
 

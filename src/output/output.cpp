@@ -67,8 +67,11 @@ Status Output::WriteInterleaved(AVPacket* packet) {
   // A muxer without a header reads what it never set up.
   if (!headerWritten) return headerFailure.Failed() ? headerFailure : Status(E_UNEXPECTED);
   const IoCall call(interrupt);
-  const int result =
-      writer != nullptr ? writer->Write(packet) : av_interleaved_write_frame(context.get(), packet);
+  int result = headers.Apply(packet);
+  if (result >= 0) {
+    result = writer != nullptr ? writer->Write(packet)
+                               : av_interleaved_write_frame(context.get(), packet);
+  }
   if (result < 0 && sink.failure().Failed()) return sink.failure();
   return StatusFromAvError(result);
 }

@@ -6,6 +6,7 @@
 #include "base/status.h"
 #include "codec/option_dictionary.h"
 #include "output/file_sink.h"
+#include "output/header_repeater.h"
 #include "output/interrupt.h"
 
 namespace xv {
@@ -33,6 +34,7 @@ struct Output {
   bool ownsUrlIo = false;      // pb was opened by FFmpeg for a URL
   bool headerWritten = false;  // only then may packets and a trailer follow
   Status headerFailure;        // what packets answer that find no header
+  HeaderRepeater headers;      // set up ahead of the container's header
   // Borrowed; null: packets go straight to the muxer.
   PacketWriter* writer = nullptr;
   IoInterrupt interrupt;

@@ -37,7 +37,10 @@ NameSet NamesOf(const AvDictionary& left) {
 }
 
 Status WriteHeaderOf(Output& output, const Tracks& tracks, AvDictionary& options) {
-  for (const auto& holder : tracks.holders) (void)FillStreamParameters(*holder);
+  for (const auto& holder : tracks.holders) {
+    (void)FillStreamParameters(*holder);
+    RETURN_IF_FAILED(output.headers.Add(*output.context, holder->stream->index, *holder->codec));
+  }
   RefineTimeBase(*tracks.holders.front(), *output.context);
   return output.WriteHeader(options);
 }

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "base/text.h"
+#include "codec/video_geometry.h"
 #include "media/normalise.h"
 #include "media/time_code.h"
 #include "media/video_format.h"
@@ -20,6 +21,8 @@ std::string WallClock(Clock& clock) {
 }
 
 bool CountsDropFrames(const XV_VID_PROPS& vid) {
+  const AVRational base = TimeBaseFromRate(vid.dblRate);
+  if (base.num == 1001 && (base.den == 30000 || base.den == 60000)) return true;
   XV_VID_PROPS normal = vid;
   NormaliseVideoProps(&normal, false);
   const VideoFormatRow* row = FindVideoFormat(normal.eVideoFormat);

@@ -24,6 +24,9 @@ TEST(Attributes, StartTimecodeInAllItsForms) {
                           .interlace = eXvI_BottomFirst,
                           .dropFrame = true}),
             "10:00:00;00");
+  EXPECT_EQ(timecode("", {.width = 640, .height = 360, .rate = 60000.0 / 1001, .dropFrame = true}),
+            "10:00:00;00")
+      << "the rate counts, not the raster";
 }
 
 TEST(Attributes, OffsetsDelaySoundOrPicture) {
@@ -220,6 +223,56 @@ TEST(Attributes, SecondOutputHasOptionsOfItsOwn) {
     found = found || pid == 99;
   }
   EXPECT_TRUE(found);
+}
+
+// H.264 headers stand apart in the one container and in the stream of the other.
+TEST(Attributes, BothOutputsHaveTheEncodersHeaders) {
+  const std::pair<const char*, const char*> cells[] = {
+      {"a.ts", "b.mkv"}, {"a.mkv", "b.h264"}, {"a.h264", "b.mp4"}};
+  for (const auto& [main, second] : cells) {
+    TemporaryFolder folder;
+    EXPECT_EQ(Record(folder / main,
+                     "video::codec=libx264 video::g=10 audio::codec=null second_encoder=" +
+                         folder / second,
+                     kSmall, 25),
+              S_OK);
+    for (const char* name : {main, second}) {
+      const ProbedFile file = Probe(folder / name);
+      EXPECT_EQ(file.Pictures().frames, 25) << name;
+      EXPECT_EQ(file.Pictures().errors, 0) << name;
+    }
+  }
+}
+
+TEST(Attributes, ARefusedOptionCostsNoOther) {
+  TemporaryFolder folder;
+  host::Writer writer;
+  const auto record = [&](const std::string& attributes) {
+    EXPECT_EQ(writer.Start(folder / "a.mp4", attributes), S_OK);
+    EXPECT_EQ(PushFrames(writer, Feed(), 12), S_OK);
+    EXPECT_EQ(writer.Stop(), S_OK);
+    return Probe(folder / "a.mp4").Pictures();
+  };
+  const std::string types =
+      record("video::codec=libx264 video::g=4 video::bf=0 video::preset=banana video::qmin=x")
+          .pictureTypes;
+  EXPECT_EQ(types, "IPPPIPPPIPPP");
+  EXPECT_EQ(writer.Stats().unusedOptions,
+            (std::vector<std::string>{"video::preset", "video::qmin"}));
+  EXPECT_EQ(record("video::codec=mpeg2video video::g=4 video::sc_threshold=1000000000 "
+                   "start_timecode=25:61:61:99")
+                .pictureTypes,
+            types);
+  EXPECT_EQ(writer.Stats().badValues.size(), 1u);
+  // The user's flags add to those of the container and of the scanning.
+  EXPECT_EQ(record("video::codec=libx264 video::g=4 video::bf=0 video::flags=bitexact").frames, 12);
+  EXPECT_EQ(RecordAndProbe("a.mov", "video::codec=mpeg2video video::flags=bitexact",
+                           {.interlace = eXvI_TopFirst})
+                .Pictures()
+                .interlaced,
+            RecordAndProbe("a.mov", "video::codec=mpeg2video", {.interlace = eXvI_TopFirst})
+                .Pictures()
+                .interlaced);
 }
 
 TEST(Attributes, FilesBesideTheRecording) {
