@@ -228,10 +228,11 @@ struct Statistics {
     std::int64_t packets = 0;
     std::int64_t bytes = 0;
   };
-  std::int64_t framesIn = 0;    // frames that an open session was given
-  std::int64_t drops = 0;       // of these, refused by a full queue or skipped for their time
-  std::int64_t videoDeque = 0;  // pictures that wait for the encoder right now
-  std::int64_t ptsErrors = 0;   // pictures whose time was not above the one before
+  std::int64_t framesIn = 0;        // frames that an open session was given
+  std::int64_t sideFileErrors = 0;  // blocks that the side WAV file or a raw dump could not take
+  std::int64_t drops = 0;           // of these, refused by a full queue or skipped for their time
+  std::int64_t videoDeque = 0;      // pictures that wait for the encoder right now
+  std::int64_t ptsErrors = 0;       // pictures whose time was not above the one before
   std::int64_t captionsSeen = 0;
   std::int64_t captionsWritten = 0;   // to side files
   std::int64_t captionsEmbedded = 0;  // into pictures

@@ -16,20 +16,28 @@ constexpr std::int64_t kTrailerReserve = 2 << 20;
 
 }  // namespace
 
-Status FileSink::Open(const std::string& path) {
+Status FileSink::Open(const std::string& path, std::chrono::milliseconds patience) {
+  if (IsStreamTarget(path)) {
+    RETURN_IF_FAILED(stream_.Open(path, patience));
+    return MakeIo(false);
+  }
   RETURN_IF_FAILED(file_.Create(path));
   // Without this space a full disk would also cost the trailer, and with it the whole recording.
   (void)reserve_.Take(std::string(FolderOf(path)), kTrailerReserve);
+  pending_.reserve(kGatherBytes);
+  RETURN_IF_FAILED(MakeIo(true));
+  io_->direct = 1;
+  return S_OK;
+}
+
+Status FileSink::MakeIo(bool seekable) {
   auto* buffer = static_cast<std::uint8_t*>(av_malloc(kIoBufferBytes));
   if (buffer == nullptr) return E_OUTOFMEMORY;
-  io_.reset(avio_alloc_context(buffer, kIoBufferBytes, 1, this, nullptr, &OnWrite, &OnSeek));
-  if (!io_) {
-    av_free(buffer);
-    return E_OUTOFMEMORY;
-  }
-  io_->direct = 1;
-  pending_.reserve(kGatherBytes);
-  return S_OK;
+  io_.reset(avio_alloc_context(buffer, kIoBufferBytes, 1, this, nullptr, &OnWrite,
+                               seekable ? &OnSeek : nullptr));
+  if (io_) return S_OK;
+  av_free(buffer);
+  return E_OUTOFMEMORY;
 }
 
 int FileSink::OnWrite(void* opaque, WrittenBytes data, int bytes) {
@@ -56,6 +64,7 @@ std::int64_t FileSink::OnSeek(void* opaque, std::int64_t offset, int whence) {
 }
 
 Status FileSink::Write(const std::uint8_t* data, std::size_t bytes) {
+  if (IsStream()) return stream_.Write(data, bytes);
   const bool continues = position_ == pendingAt_ + static_cast<std::int64_t>(pending_.size());
   if (!pending_.empty() &&
       (!continues || bytes >= kLargeWrite || pending_.size() + bytes > kGatherBytes)) {
@@ -91,6 +100,7 @@ Status FileSink::Close() {
   Status result = Flush();
   io_.reset();
   reserve_.Release();
+  stream_.Close();
   result.Update(file_.Close());
   return result;
 }

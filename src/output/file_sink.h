@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -8,6 +9,7 @@
 #include "contracts/av_handles.h"
 #include "platform/disk_reserve.h"
 #include "platform/file.h"
+#include "platform/stream_file.h"
 
 namespace xv {
 
@@ -29,8 +31,11 @@ class FileSink {
   FileSink(const FileSink&) = delete;
   FileSink& operator=(const FileSink&) = delete;
 
-  // Creates the file anew and holds back disk space for the container's trailer.
-  Status Open(const std::string& path);
+  // Creates the file anew and holds back disk space for the container's trailer. A stream target
+  // (platform/stream_file.h) is written as the bytes come and cannot be sought in; its reader may
+  // rest for `patience`.
+  Status Open(const std::string& path, std::chrono::milliseconds patience);
+  bool IsStream() const { return stream_.IsOpen(); }
   // The context for AVFormatContext.pb; lives until Close.
   AVIOContext* io() const { return io_.get(); }
   // Null for none; it must outlive the sink or be taken away.
@@ -59,7 +64,10 @@ class FileSink {
   Status Write(const std::uint8_t* data, std::size_t bytes);
   Status WriteThrough(const std::uint8_t* data, std::size_t bytes, std::int64_t at);
 
+  Status MakeIo(bool seekable);
+
   File file_;
+  StreamFile stream_;  // in its place
   DiskReserve reserve_;
   AvPtr<AVIOContext> io_;
   std::vector<std::uint8_t> pending_;

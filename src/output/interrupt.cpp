@@ -11,7 +11,39 @@ std::int64_t Now() {
 
 }  // namespace
 
-void IoInterrupt::Begin() {
+void IoInterrupt::Attach(AVFormatContext& context) {
+  context.interrupt_callback = Callback();
+  open_ = context.io_open;
+  close_ = context.io_close2;
+  context.opaque = this;  // muxers hand it on to the contexts that they make
+  context.io_open = &OpenWatched;
+  context.io_close2 = &CloseWatched;
+}
+
+int IoInterrupt::OpenWatched(AVFormatContext* context, AVIOContext** io, const char* url, int flags,
+                             AVDictionary** options) {
+  auto& self = *static_cast<IoInterrupt*>(context->opaque);
+  const int result = self.open_(context, io, url, flags, options);
+  if (result >= 0) self.Watch(*io);
+  return result;
+}
+
+int IoInterrupt::CloseWatched(AVFormatContext* context, AVIOContext* io) {
+  auto& self = *static_cast<IoInterrupt*>(context->opaque);
+  self.Forget(io);  // it is freed ahead of the end of its connection
+  return self.close_(context, io);
+}
+
+std::int64_t IoInterrupt::BytesWritten() const {
+  std::int64_t bytes = 0;
+  for (const AVIOContext* io : watched_) bytes += io->bytes_written;
+  return bytes;
+}
+
+void IoInterrupt::Begin() { Restart(); }
+
+void IoInterrupt::Restart() {
+  written_ = BytesWritten();
   deadline_ = Now() + std::chrono::duration_cast<std::chrono::nanoseconds>(timeout_).count();
 }
 
@@ -21,6 +53,10 @@ int IoInterrupt::Check(void* opaque) {
   auto& self = *static_cast<IoInterrupt*>(opaque);
   if (self.givenUp_) return 1;
   if (Now() < self.deadline_) return 0;
+  if (self.BytesWritten() != self.written_) {
+    self.Restart();
+    return 0;
+  }
   self.givenUp_ = true;
   return 1;
 }

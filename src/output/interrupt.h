@@ -3,16 +3,25 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <vector>
 
 #include "contracts/av_handles.h"
 
 namespace xv {
 
-// Breaks off network and file calls of one FFmpeg context that make no progress. Thread-safe.
+// Breaks off network and file calls of one FFmpeg context that make no progress: that write no byte
+// for a time. GiveUp may come from any thread, the rest from whoever holds the output's lock.
 class IoInterrupt {
  public:
   // Time without progress that is tolerated.
   void SetTimeout(std::chrono::milliseconds timeout) { timeout_ = timeout; }
+  std::chrono::milliseconds timeout() const { return timeout_; }
+  // `context` and the contexts that its muxer makes within are broken off by this, and what their
+  // own files and connections write counts as progress. This outlives them.
+  void Attach(AVFormatContext& context);
+  // What this one writes counts as progress, until Forget.
+  void Watch(const AVIOContext* io) { watched_.push_back(io); }
+  void Forget(const AVIOContext* io) { std::erase(watched_, io); }
   // A call begins: the clock starts anew, unless the context has been given up.
   void Begin();
   // The call has ended; between calls nothing is interrupted.
@@ -25,8 +34,17 @@ class IoInterrupt {
 
  private:
   static int Check(void* opaque);
+  static int OpenWatched(AVFormatContext* context, AVIOContext** io, const char* url, int flags,
+                         AVDictionary** options);
+  static int CloseWatched(AVFormatContext* context, AVIOContext* io);
+  std::int64_t BytesWritten() const;
+  void Restart();
 
   std::chrono::milliseconds timeout_{10'000};
+  std::vector<const AVIOContext*> watched_;
+  std::int64_t written_ = 0;  // by the watched ones, when the clock was started
+  decltype(AVFormatContext::io_open) open_ = nullptr;  // FFmpeg's own
+  decltype(AVFormatContext::io_close2) close_ = nullptr;
   std::atomic<std::int64_t> deadline_{INT64_MAX};  // steady clock, ns
   std::atomic<bool> givenUp_{false};
 };

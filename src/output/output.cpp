@@ -23,7 +23,7 @@ Status Output::Allocate(const std::string& target, const std::string& formatName
   path = target;
   if (result < 0 || made == nullptr) return E_FAIL;
   if (made->oformat == nullptr) return E_UNEXPECTED;
-  made->interrupt_callback = interrupt.Callback();
+  interrupt.Attach(*made);
   format = made->oformat;
   return S_OK;
 }
@@ -32,7 +32,9 @@ Status Output::OpenFile(AvDictionary& options) {
   const bool preset = (context->flags & AVFMT_FLAG_CUSTOM_IO) != 0 && context->pb != nullptr;
   if (preset || (context->oformat->flags & AVFMT_NOFILE) != 0) return S_OK;
   if (!IsUrl(path)) {
-    RETURN_IF_FAILED(sink.Open(path));
+    RETURN_IF_FAILED(sink.Open(path, interrupt.timeout()));
+    // A reader gets each packet at once.
+    if (sink.IsStream()) context->flush_packets = 1;
     context->pb = sink.io();
     context->flags |= AVFMT_FLAG_CUSTOM_IO;
     return S_OK;
@@ -43,6 +45,7 @@ Status Output::OpenFile(AvDictionary& options) {
       avio_open2(&context->pb, path.c_str(), AVIO_FLAG_WRITE, &callback, options.Address());
   if (result < 0) return StatusFromAvError(result);
   ownsUrlIo = true;
+  interrupt.Watch(context->pb);
   return S_OK;
 }
 
@@ -97,6 +100,7 @@ Status Output::CloseFile() {
   Status status;
   if (ownsUrlIo) {
     const IoCall call(interrupt);
+    interrupt.Forget(context->pb);
     status = StatusFromAvError(avio_closep(&context->pb));
     ownsUrlIo = false;
   } else if (context->pb != nullptr && context->pb == sink.io()) {

@@ -124,7 +124,7 @@ bool AudioStage::DeliverPackets(Track& track) {
   while (AvPtr<AVPacket> packet = TakePacket(*track.holder)) {
     any = true;
     ScaleToStream(*track.holder, *packet);
-    failure_.Keep(track.dump.Append(*packet), "raw_audio", track.dump.path());
+    delivery_.Dump(track.dump, *packet, "raw_audio");
     delivery_.Deliver(std::move(packet), "audio packet");
   }
   return any;

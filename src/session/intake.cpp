@@ -29,19 +29,42 @@ void KeepCaptionSource(IXvFrame* source, XvFrameFFM& frame, bool sessionEmbeds) 
   frame.KeepSource(source);
 }
 
+bool SameSamples(const XV_AUD_PROPS& a, const XV_AUD_PROPS& b) {
+  return a.nChannels == b.nChannels && a.nSamplesPerSec == b.nSamplesPerSec &&
+         a.nBitsPerSample == b.nBitsPerSample;
+}
+
+// A WAV file has one format: sound of another one goes on in "a.2.wav".
+Status OpenNextWav(HostSide& host, const XV_AUD_PROPS& format, SessionStats& stats) {
+  std::string path = host.wavPath;
+  if (host.wavParts > 0) {
+    path = AppendBeforeExtension(path, "." + std::to_string(host.wavParts + 1));
+    stats.Fail("wav", "the sound's format changed; it goes on in " + path, S_OK);
+  }
+  RETURN_IF_FAILED(host.wav.Open(path, format));
+  ++host.wavParts;
+  host.wavFormat = format;
+  return S_OK;
+}
+
 }  // namespace
 
-void WriteSideWav(HostSide& host, const EncoderInput& input, OutputReport& report) {
+void WriteSideWav(HostSide& host, const EncoderInput& input, SessionStats& stats) {
   if (host.wavPath.empty() || input.audio == nullptr || input.audioSize == 0) return;
+  const XV_AUD_PROPS& format = input.props->aud;
   Status result;
-  if (!host.wav.IsOpen()) result = host.wav.Open(host.wavPath, input.props->aud);
+  if (host.wav.IsOpen() && !SameSamples(format, host.wavFormat)) result = host.wav.Close();
+  if (!host.wav.IsOpen()) result.Update(OpenNextWav(host, format, stats));
   if (!result.Failed()) result = host.wav.Write(input.audio, input.audioSize);
-  if (result.Failed()) report.Fail("wav", host.wavPath, result);
+  if (!result.Failed()) return;
+  stats.sideFileErrors.fetch_add(1, std::memory_order_relaxed);
+  stats.Fail("wav", host.wavPath, result);
 }
 
 bool DiskTooFull(HostSide& host, const Output& main, std::int64_t least) {
   if (++host.diskWatch % kDiskWatchInterval != 0) return false;
-  if ((main.format->flags & AVFMT_NOFILE) != 0 || IsUrl(main.path)) return false;
+  const bool local = (main.format->flags & AVFMT_NOFILE) == 0 && !IsUrl(main.path);
+  if (!local || main.sink.IsStream()) return false;
   const auto free = FreeDiskSpace(std::string(FolderOf(AbsolutePath(main.path))));
   return free && *free <= static_cast<std::uint64_t>(least);
 }

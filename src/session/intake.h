@@ -9,9 +9,9 @@
 // host's thread.
 namespace xv {
 
-// Writes the sound as it came into the side WAV file, where there is one. A failure is reported,
-// the recording goes on.
-void WriteSideWav(HostSide& host, const EncoderInput& input, OutputReport& report);
+// Writes the sound as it came into the side WAV file, where there is one, and into a further one
+// once its format changes. A failure is counted and told, the recording goes on.
+void WriteSideWav(HostSide& host, const EncoderInput& input, SessionStats& stats);
 
 // Looks at each thirtieth frame whether the disk of a local output has less room than `least`
 // bytes.

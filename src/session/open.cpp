@@ -8,6 +8,7 @@
 #include "media/validity.h"
 #include "platform/clock.h"
 #include "platform/paths.h"
+#include "platform/stream_file.h"
 #include "platform/whole_file.h"
 #include "session/close.h"
 #include "session/open_target.h"
@@ -65,7 +66,7 @@ std::string SideWavPath(const std::string& target, const XMLParse::CoXMLNode& at
   const XMLParse::XMLNodePtr audio = attributes.FindChild(kAudioNode);
   std::string path = attributes.Get(kWavPath);
   if (!attributes.Has(kWavPath) && audio) path = audio->Get(kTrackWavPath);
-  const bool beside = audio && audio->Get(kCodec) == "wav_file";
+  const bool beside = audio && EqualsNoCase(audio->Get(kCodec), "wav_file");
   return path.empty() && beside ? WavBesideTarget(target) : path;
 }
 
@@ -91,7 +92,9 @@ void StartHostSide(HostSide& host, const Tracks& tracks, const std::string& targ
   host.diskWatch = 0;
   host.frames = 0;
   host.wavPath = SideWavPath(target, *attributes);
-  if (!host.wavPath.empty()) (void)RemoveFile(host.wavPath);
+  host.wavParts = 0;
+  // Of an earlier recording; a device or a FIFO stays.
+  if (!host.wavPath.empty() && !IsStreamTarget(host.wavPath)) (void)RemoveFile(host.wavPath);
   if (tracks.video != nullptr) StartPreparation(host.preparation, *tracks.video, attributes);
 }
 
@@ -135,8 +138,8 @@ void KeepPlan(Session& session, const XMLParse::CoXMLNode& attributes) {
   plan.attributes = XMLParse::CoXMLNode::Create("xml-props");
   plan.attributes->CopyFrom(attributes, XMLParse::MergeMode::kClearFirst, true);
   plan.videoBuffers = plan.attributes->Get(kVideoBuffers);
-  plan.options = ReadStageOptions(*plan.attributes,
-                                  static_cast<int>(session.tracks.Audio().size()));
+  plan.options =
+      ReadStageOptions(*plan.attributes, static_cast<int>(session.tracks.Audio().size()));
 }
 
 void StartStages(Session& session, const std::string& target) {

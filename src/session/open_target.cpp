@@ -5,6 +5,7 @@
 #include "output/second_output.h"
 #include "platform/folders.h"
 #include "platform/paths.h"
+#include "platform/stream_file.h"
 #include "platform/whole_file.h"
 #include "session/session_attributes.h"
 
@@ -27,7 +28,7 @@ std::string StemOf(const std::string& path) {
 // "a/b%03d.jpg" is written to "a/b/b%03d.jpg".
 std::string MakeSequenceFolder(const std::string& target) {
   const std::string folder = StemOf(target) + "/";
-  (void)CreateFolders(folder);
+  (void)CreateFolders(AbsolutePath(folder));
   return folder + std::string(FileNamePart(target));
 }
 
@@ -44,7 +45,7 @@ TargetPlan PlanTarget(const std::string& target, const XMLParse::CoXMLNode& attr
   plan.target = target;
   plan.format = FormatName(attributes);
   plan.noFormat = plan.format.empty();
-  plan.playWhileRec = attributes.Get(kPlayWhileRec) && !IsUrl(target);
+  plan.playWhileRec = attributes.Get(kPlayWhileRec) && !IsUrl(target) && !IsStreamTarget(target);
   plan.secondTarget = attributes.Find(kSecondEncoder).value_or(attributes.Get(kCaptureFile));
   if (!plan.secondTarget.empty()) plan.playWhileRec = false;
   if (plan.format == "image2" && attributes.Get(kCreateFolder)) {

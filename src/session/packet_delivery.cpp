@@ -14,10 +14,13 @@ bool IsImageSequence(const AVFormatContext& context) {
   return EqualsNoCase(context.oformat->name, "image2");
 }
 
-// "a.jpg" gives "a%07d.jpg"; a name with a place for the number stays.
-std::string PacketFileTemplate(const std::string& path) {
-  if (path.find('%') != std::string::npos) return path;
-  return AppendBeforeExtension(path, "%07d");
+// "a%03d.jpg" gives "a005.jpg", "a.jpg" without a place for the number "a0000005.jpg". A "%" of the
+// folder's name is only a character.
+std::string PacketFileName(const std::string& path, std::int64_t number) {
+  const auto name = std::string(FileNamePart(path));
+  const std::string folder = path.substr(0, path.size() - name.size());
+  const bool hasPlace = ExpandFileTemplate(name, 0) != ExpandFileTemplate(name, 1);
+  return folder + ExpandFileTemplate(hasPlace ? name : AppendBeforeExtension(name, "%07d"), number);
 }
 
 }  // namespace
@@ -35,8 +38,7 @@ void ScaleToStream(const StreamHolder& holder, AVPacket& packet) {
 }
 
 Status PacketDelivery::WriteLooseFile(const AVPacket& packet) {
-  const std::string name =
-      ExpandFileTemplate(PacketFileTemplate(outputs_.main.path), files_.fetch_add(1));
+  const std::string name = PacketFileName(outputs_.main.path, files_.fetch_add(1));
   const Status written = WriteWholeFile(name, packet.data, static_cast<std::size_t>(packet.size));
   if (written.Failed()) stats_.Fail("packet file", name, written);
   return written;
@@ -51,6 +53,13 @@ Status PacketDelivery::Write(AVPacket& packet) {
   status = outputs_.main.WriteInterleaved(&packet);
   stats_.writeTime.Add((std::chrono::steady_clock::now() - begin).count());
   return status;
+}
+
+void PacketDelivery::Dump(RawDump& dump, const AVPacket& packet, const char* stage) {
+  const Status written = dump.Append(packet);
+  if (!written.Failed()) return;
+  stats_.sideFileErrors.fetch_add(1, std::memory_order_relaxed);
+  stats_.Fail(stage, dump.path(), written);
 }
 
 void PacketDelivery::Deliver(AvPtr<AVPacket> packet, const char* stage) {

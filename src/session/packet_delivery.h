@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "base/status.h"
+#include "output/raw_dump.h"
 #include "session/first_failure.h"
 #include "session/outputs.h"
 #include "session/session_stats.h"
@@ -29,6 +30,8 @@ class PacketDelivery {
   }
   // A failure of the main output is kept for the host's next frame, as one of `stage`.
   void Deliver(AvPtr<AVPacket> packet, const char* stage);
+  // The packet's bytes for a loose dump; a failure is counted and told, the recording goes on.
+  void Dump(RawDump& dump, const AVPacket& packet, const char* stage);
 
  private:
   Status Write(AVPacket& packet);

@@ -35,6 +35,8 @@ struct HostSide {
   std::int64_t frames = 0;     // frames that went through the stages on this thread
   VideoPreparation preparation;
   std::string wavPath;
+  XV_AUD_PROPS wavFormat{};  // of the open file
+  int wavParts = 0;          // files so far
   WavWriter wav;
 };
 

@@ -48,6 +48,7 @@ constexpr Counter kCounters[] = {
     {"video.deque", &SessionStats::videoDeque},
     {"pts_errors", &SessionStats::ptsErrors},
     {"frames_in", &SessionStats::framesIn},
+    {"side_file_errors", &SessionStats::sideFileErrors},
 };
 
 struct CaptionCounter {

@@ -45,6 +45,8 @@ class SessionStats final : public OutputReport {
   // Frames whose time was not above the one before.
   std::atomic<std::int64_t> ptsErrors{0};
   std::atomic<std::int64_t> framesIn{0};
+  // Blocks and packets that a side WAV file or a raw dump could not take.
+  std::atomic<std::int64_t> sideFileErrors{0};
   CaptionCounters captions;
   LatencyHistogram encodeTime;
   LatencyHistogram writeTime;

@@ -80,7 +80,7 @@ void VideoStage::Deliver(AvPtr<AVPacket> packet) {
   }
   if (packet->duration <= 0) packet->duration = 1;  // a frame
   ScaleToStream(*holder_, *packet);
-  failure_.Keep(dump_.Append(*packet), "raw_video", dump_.path());
+  delivery_.Dump(dump_, *packet, "raw_video");
   delivery_.Deliver(std::move(packet), "video packet");
 }
 

@@ -6,6 +6,7 @@
 #include "base/guard.h"
 #include "base/text.h"
 #include "platform/paths.h"
+#include "platform/stream_file.h"
 #include "platform/whole_file.h"
 #include "session/check_attributes.h"
 #include "session/session_attributes.h"
@@ -146,7 +147,7 @@ HRESULT CCoXvWriterFFM_I::ObjectStop() noexcept {
 Status CCoXvWriterFFM_I::Stop() {
   if (encoder_) {
     (void)encoder_->EncoderClose(kInfinite);
-    stoppedIntoFile_ = !IsUrl(target_);
+    stoppedIntoFile_ = !IsUrl(target_) && !IsStreamTarget(target_);
   }
   encoder_ = nullptr;
   source_ = nullptr;

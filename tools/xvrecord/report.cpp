@@ -40,10 +40,16 @@ std::string DescribeStream(const AVStream& stream) {
   return {};
 }
 
+// What went to a receiver, a FIFO or a device cannot be read again.
+bool KeepsBytes(const std::string& target) {
+  std::error_code error;
+  return target.find('%') != std::string::npos || std::filesystem::is_regular_file(target, error);
+}
+
 ReadBack Read(const std::string& target) {
   ReadBack result;
   AVFormatContext* file = nullptr;
-  if (target.find("://") != std::string::npos ||
+  if (!KeepsBytes(target) ||
       avformat_open_input(&file, target.c_str(), nullptr, nullptr) < 0) {
     return result;
   }

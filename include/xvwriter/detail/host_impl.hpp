@@ -84,6 +84,7 @@ class StatisticsReader {
   bool TakeNumber(std::string_view name, std::string_view text) {
     constexpr std::pair<std::string_view, std::int64_t Statistics::*> kMembers[] = {
         {"frames_in", &Statistics::framesIn},
+        {"side_file_errors", &Statistics::sideFileErrors},
         {"drops", &Statistics::drops},
         {"video.deque", &Statistics::videoDeque},
         {"pts_errors", &Statistics::ptsErrors},

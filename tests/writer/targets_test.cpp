@@ -1,0 +1,145 @@
+#include <gmock/gmock.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <iterator>
+#include <thread>
+
+#include "support/loopback.h"
+#include "support/media_probe.h"
+
+// Targets that are no plain files, and the loose files beside a recording.
+namespace xv::test {
+namespace {
+
+constexpr Feed kSmall{.width = 320, .height = 240};
+constexpr char kCodecs[] = "video::codec=mpeg4 audio::codec=mp2 ";
+
+// Copies what comes out of a FIFO into a file.
+class FifoReader {
+ public:
+  FifoReader(const std::string& fifo, const std::string& copy) {
+    if (::mkfifo(fifo.c_str(), 0600) != 0) throw std::runtime_error("no fifo");
+    reading_ = std::thread([fifo, copy] {
+      std::ifstream in(fifo, std::ios::binary);
+      std::ofstream(copy, std::ios::binary) << in.rdbuf();
+    });
+  }
+  void Wait() { reading_.join(); }
+
+ private:
+  std::thread reading_;
+};
+
+TEST(Targets, AFifoGetsTheWholeStream) {
+  TemporaryFolder folder;
+  FifoReader reader(folder / "a.ts", folder / "copy.ts");
+  EXPECT_EQ(Record(folder / "a.ts", kCodecs, kSmall, 50), S_OK);
+  reader.Wait();
+  EXPECT_EQ(Probe(folder / "copy.ts").Pictures().frames, 50);
+  std::string noted;
+  const std::string patience = std::string(kCodecs) + "io_timeout=0.2";
+  EXPECT_EQ(Record(folder / "a.ts", patience, kSmall, 1, &noted), E_FAIL);
+  EXPECT_THAT(noted, testing::HasSubstr("0x800705B4")) << "nobody reads";
+  EXPECT_NE(Record(folder / "a.ts", std::string(kCodecs) + "format=mp4 io_timeout=0.2", kSmall, 1),
+            S_OK)
+      << "a container that goes back has no place there";
+}
+
+TEST(Targets, AReaderThatLeavesEndsTheRecordingAndNoMore) {
+  TemporaryFolder folder;
+  const std::string fifo = folder / "a.ts";
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  std::thread reading([&] {
+    std::ifstream in(fifo, std::ios::binary);
+    char bytes[4096];
+    in.read(bytes, sizeof(bytes));
+  });
+  host::Writer writer;
+  ASSERT_EQ(writer.Start(fifo, std::string(kCodecs) + "video.buffers=0"), S_OK);
+  HRESULT result = S_OK;
+  for (int i = 0; i < 500 && Succeeded(result); ++i) result = writer.Put(MakeFrame(kSmall, i));
+  reading.join();
+  EXPECT_TRUE(Failed(result)) << "and no signal has ended this process";
+  EXPECT_TRUE(Failed(writer.Stop()));
+}
+
+// 40 kB/s, of which a picture takes more than the patience: progress is what counts.
+TEST(Targets, ASlowReceiverIsNoStalledOne) {
+  TemporaryFolder folder;
+  const BoundSocket bound(SOCK_STREAM, 0);
+  const int few = 4096;
+  ::setsockopt(bound.socket, SOL_SOCKET, SO_RCVBUF, &few, sizeof(few));
+  ::listen(bound.socket, 1);
+  std::string received;
+  std::thread reading([&] {
+    const int connection = ::accept4(bound.socket, nullptr, nullptr, SOCK_CLOEXEC);
+    char buffer[20'000];
+    for (ssize_t got = 0; (got = ::recv(connection, buffer, sizeof(buffer), 0)) > 0;) {
+      received.append(buffer, static_cast<std::size_t>(got));
+      if (received.size() < 2'000'000) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    ::close(connection);
+  });
+  const std::string url =
+      "tcp://127.0.0.1:" + std::to_string(bound.port) + "?send_buffer_size=4096";
+  host::Writer writer;
+  ASSERT_EQ(writer.Start(url,
+                         "format=nut video::codec=rawvideo audio::codec=null io_timeout=0.3 "
+                         "video.buffers=0"),
+            S_OK);
+  EXPECT_EQ(PushFrames(writer, {.width = 1920, .height = 1080}, 2), S_OK) << writer.LastError();
+  EXPECT_EQ(writer.Stop(), S_OK) << writer.LastError();
+  reading.join();
+  EXPECT_GT(received.size(), 2u * 1920 * 1080 * 2);
+}
+
+TEST(Targets, PercentSignsAndRelativeFolders) {
+  TemporaryFolder folder;
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(folder.path());
+  std::filesystem::create_directory("d%03d");
+  EXPECT_EQ(
+      Record("d%03d/a.mov", "video::codec=mpeg4 audio::codec=null save_packets=true", kSmall, 5),
+      S_OK);
+  EXPECT_EQ(Record("b%03d.jpg", "format=image2 video::codec=mjpeg", kSmall, 5), S_OK);
+  std::filesystem::current_path(before);
+  EXPECT_EQ(Probe(folder / "d%03d/a.mov").Pictures().frames, 5);
+  EXPECT_TRUE(std::filesystem::exists(folder / "d%03d/a0000004.mov"));
+  EXPECT_TRUE(std::filesystem::exists(folder / "b/b004.jpg"));
+}
+
+TEST(Targets, SideFilesThatFailAreCountedAndNamed) {
+  TemporaryFolder folder;
+  host::Writer writer;
+  ASSERT_EQ(writer.Start(folder / "a.mkv", kCodecs + ("raw_video=" + folder / "no/v.bin") +
+                                               " raw_audio=" + folder / "no/a.bin"),
+            S_OK);
+  EXPECT_EQ(PushFrames(writer, kSmall, 25), S_OK);
+  EXPECT_TRUE(Failed(writer.Stop())) << "it tells of the dumps";
+  EXPECT_GT(writer.Stats().sideFileErrors, 25);
+  EXPECT_THAT(writer.LastError(), testing::HasSubstr("raw_"));
+  EXPECT_EQ(Probe(folder / "a.mkv").Pictures().frames, 25);
+}
+
+TEST(Targets, SoundOfAnotherFormatGoesOnInAFurtherWavFile) {
+  TemporaryFolder folder;
+  host::Writer writer;
+  Feed feed = kSmall;
+  ASSERT_EQ(writer.Start(folder / "a.mkv", "video::codec=mpeg4 audio::codec=WAV_FILE"), S_OK);
+  EXPECT_EQ(PushFrames(writer, feed, 10), S_OK);
+  feed.channels = 6;
+  EXPECT_EQ(PushFrames(writer, feed, 5, 10), S_OK);
+  EXPECT_EQ(writer.Stop(), S_OK);
+  EXPECT_THAT(writer.LastError(), testing::HasSubstr("a.2.wav"));
+  const ProbedFile first = Probe(folder / "a.wav"), second = Probe(folder / "a.2.wav");
+  EXPECT_EQ(first.Sound().channels, 2);
+  EXPECT_EQ(first.Sound().samples, 10 * 1920);
+  EXPECT_EQ(second.Sound().channels, 6);
+  EXPECT_EQ(second.Sound().samples, 5 * 1920);
+}
+
+}  // namespace
+}  // namespace xv::test
