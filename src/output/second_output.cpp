@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "base/guard.h"
 #include "codec/ffmpeg.h"
 #include "platform/whole_file.h"
 #include "xvwriter/writer.h"
@@ -92,14 +93,22 @@ void SecondOutput::Wait() {
 }
 
 void SecondOutput::Main() {
-  while (const auto packet = packets_.Pop()) WriteOne(packet->get());
-  Close();
+  const Status ended = Guarded([this]() -> Status {
+    while (const auto packet = packets_.Pop()) {
+      RETURN_IF_FAILED(output_.WriteInterleaved(packet->get()));
+    }
+    return S_OK;
+  });
+  if (ended.Failed()) GiveUp(ended);
+  const Status closed = Guarded([this] {
+    Close();
+    return S_OK;
+  });
+  if (closed.Failed()) report_.Fail("second output", output_.path, closed);
 }
 
-void SecondOutput::WriteOne(AVPacket* packet) {
-  const Status written = output_.WriteInterleaved(packet);
-  if (!written.Failed()) return;
-  report_.Fail("second output", output_.path, written);
+void SecondOutput::GiveUp(Status failure) {
+  report_.Fail("second output", output_.path, failure);
   output_.interrupt.GiveUp();
   const std::lock_guard guard(lock_);
   ending_ = true;

@@ -37,7 +37,7 @@ class SecondOutput {
 
  private:
   void Main();
-  void WriteOne(AVPacket* packet);
+  void GiveUp(Status failure);
   void Close();
 
   OutputReport& report_;

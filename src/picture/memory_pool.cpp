@@ -1,33 +1,38 @@
 #include "picture/memory_pool.h"
 
+#include <cstring>
 #include <new>
+#include <utility>
 
 namespace xv {
 namespace {
 
 constexpr std::align_val_t kAlignment{64};
 
+std::uint8_t* NextOf(const std::uint8_t* block) {
+  std::uint8_t* next = nullptr;
+  std::memcpy(&next, block, sizeof(next));
+  return next;
+}
+
 }  // namespace
 
 MemoryPool::~MemoryPool() {
-  for (std::uint8_t* block : free_) ::operator delete(block, kAlignment);
+  while (free_ != nullptr) ::operator delete(std::exchange(free_, NextOf(free_)), kAlignment);
 }
 
 std::uint8_t* MemoryPool::Take() {
   {
     const std::lock_guard guard(lock_);
-    if (!free_.empty()) {
-      std::uint8_t* block = free_.back();
-      free_.pop_back();
-      return block;
-    }
+    if (free_ != nullptr) return std::exchange(free_, NextOf(free_));
   }
   return static_cast<std::uint8_t*>(::operator new(bytes_, kAlignment, std::nothrow));
 }
 
-void MemoryPool::GiveBack(std::uint8_t* block) {
+void MemoryPool::GiveBack(std::uint8_t* block) noexcept {
   const std::lock_guard guard(lock_);
-  free_.push_back(block);
+  std::memcpy(block, &free_, sizeof(free_));
+  free_ = block;
 }
 
 }  // namespace xv

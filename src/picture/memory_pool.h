@@ -1,10 +1,10 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <mutex>
-#include <vector>
 
 namespace xv {
 
@@ -13,7 +13,7 @@ namespace xv {
 // also hands on what the last user of a block has done to it.
 class MemoryPool {
  public:
-  explicit MemoryPool(std::size_t bytes) : bytes_(bytes) {}
+  explicit MemoryPool(std::size_t bytes) : bytes_(std::max(bytes, sizeof(std::uint8_t*))) {}
   ~MemoryPool();
   MemoryPool(const MemoryPool&) = delete;
   MemoryPool& operator=(const MemoryPool&) = delete;
@@ -21,12 +21,13 @@ class MemoryPool {
   std::size_t bytes() const { return bytes_; }
   // A block with whatever it held; null when there is no memory.
   std::uint8_t* Take();
-  void GiveBack(std::uint8_t* block);
+  // Never fails: a free block holds the link to the next one.
+  void GiveBack(std::uint8_t* block) noexcept;
 
  private:
   const std::size_t bytes_;
   std::mutex lock_;
-  std::vector<std::uint8_t*> free_;
+  std::uint8_t* free_ = nullptr;  // the first of the free blocks
 };
 
 }  // namespace xv

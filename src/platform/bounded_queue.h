@@ -22,6 +22,7 @@ class BoundedQueue {
     items_.clear();
     capacity_ = std::max<std::size_t>(capacity, 1);
     ended_ = false;
+    aborted_ = false;
   }
 
   // Waits until there is room. False once the queue has ended.
@@ -50,7 +51,7 @@ class BoundedQueue {
   std::optional<T> Pop() {
     std::unique_lock guard(lock_);
     filled_.wait(guard, [this] { return ended_ || !items_.empty(); });
-    if (items_.empty()) return std::nullopt;
+    if (aborted_ || items_.empty()) return std::nullopt;
     std::optional<T> item(std::move(items_.front()));
     items_.pop_front();
     if (items_.size() < capacity_) room_.notify_all();
@@ -64,10 +65,16 @@ class BoundedQueue {
   }
   // As End, and what is there is dropped.
   void Abort() {
-    std::deque<T> dropped;  // freed outside of the lock
-    const std::lock_guard guard(lock_);
-    items_.swap(dropped);
+    std::unique_lock guard(lock_);
     EndLocked();
+    aborted_ = true;
+    while (!items_.empty()) {
+      std::optional<T> dropped(std::move(items_.front()));
+      items_.pop_front();
+      guard.unlock();
+      dropped.reset();  // outside of the lock
+      guard.lock();
+    }
   }
 
   std::size_t Size() const {
@@ -94,6 +101,7 @@ class BoundedQueue {
   std::deque<T> items_;
   std::size_t capacity_ = 1;
   bool ended_ = true;
+  bool aborted_ = false;
 };
 
 }  // namespace xv

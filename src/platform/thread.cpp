@@ -47,7 +47,12 @@ XvThreadBase::~XvThreadBase() {
 void* XvThreadBase::Run(void* shared) {
   const std::unique_ptr<std::shared_ptr<Shared>> held(
       static_cast<std::shared_ptr<Shared>*>(shared));
-  (*held)->entry();
+  try {
+    (*held)->entry();
+  } catch (...) {
+    // An entry tells of its own failures; what it let out must not end the process.
+    Warn("A worker thread ended by an exception\n");
+  }
   const std::scoped_lock lock((*held)->lock);
   (*held)->ended = true;
   (*held)->ends.notify_all();

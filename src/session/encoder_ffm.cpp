@@ -19,7 +19,9 @@ constexpr std::uint32_t kWorkerGrace = 1000;  // ms until the first warning
 
 CEncoderFFM::CEncoderFFM(SessionStats& stats) : session_(stats) { StartFFmpeg(); }
 
-CEncoderFFM::~CEncoderFFM() { (void)EncoderClose(kInfinite); }
+CEncoderFFM::~CEncoderFFM() {
+  (void)Guarded([this] { return EncoderClose(kInfinite); });
+}
 
 bool CEncoderFFM::EncoderIsOpen() { return session_.outputs.main.exists(); }
 

@@ -7,6 +7,8 @@
 #include <charconv>
 #include <cmath>
 
+#include "base/guard.h"
+
 namespace xv {
 namespace {
 
@@ -187,6 +189,7 @@ void SessionStats::AddBadValue(std::string_view entry) {
   badValues_.Add(entry);
 }
 
+// The status is kept though there may be no memory for the words.
 void SessionStats::Fail(std::string_view stage, std::string_view words, Status status) {
   std::string_view said = words;
   if (said.empty()) {
@@ -194,8 +197,11 @@ void SessionStats::Fail(std::string_view stage, std::string_view words, Status s
     said = sentence == nullptr ? "no reason given" : sentence;
   }
   const std::scoped_lock lock(textLock_);
-  lastError_ = fmt::format("{}: {} ({})", stage, said, Hexadecimal(status));
   if (status.Failed()) lastStatus_ = status;
+  (void)Guarded([&] {
+    lastError_ = fmt::format("{}: {} ({})", stage, said, Hexadecimal(status));
+    return S_OK;
+  });
 }
 
 Status SessionStats::LastStatus() const {

@@ -78,7 +78,7 @@ void CCoXvWriterFFM_I::SetOwnDefaults() {
 }
 
 CCoXvWriterFFM_I::~CCoXvWriterFFM_I() {
-  if (encoder_) (void)encoder_->EncoderClose(kInfinite);
+  encoder_ = nullptr;
   LiveObjectCount().fetch_sub(1, std::memory_order_relaxed);
 }
 
