@@ -26,6 +26,9 @@ TEST(WriterObject, OffersItsInterfacesUnderOneIdentity) {
   EXPECT_EQ(writer->QueryInterface(IXvSource::kIid, &out), E_NOINTERFACE);
   EXPECT_EQ(out, nullptr);
   EXPECT_EQ(writer->QueryInterface(IXvProps::kIid, nullptr), E_POINTER);
+  EXPECT_EQ(XvCreateInstance(CLSID_CoXvWriterFFM_I, nullptr, IXvWriter::kIid, nullptr), E_POINTER);
+  EXPECT_EQ(XvFrameFactoryGet(nullptr), E_POINTER);
+  EXPECT_EQ(writer->WriterSet(nullptr, nullptr), S_OK);
 }
 
 TEST(WriterObject, StatesFollowStartAndStop) {
