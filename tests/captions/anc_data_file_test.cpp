@@ -105,7 +105,7 @@ TEST(AncDataFile, BrokenFilesHaveTheirStatus) {
            {good + Number(0x7FFFFFFF) + Number(0x7FFFFF00), S_OK},
            {good + Number(7) + Number(0xFFFFFFFF), AncReader::kCorrupt}}) {
     CANCDataFile file;
-    EXPECT_EQ(file.SetPath(folder.Write("a.anc", text), true, false), expected) << text;
+    EXPECT_EQ(file.SetPath(folder.Write("a.anc", text), true, false), expected) << text.size();
   }
   CANCDataFile file;
   EXPECT_EQ(file.SetPath(folder.Path("none"), true, true), XV_E_FILE_NOT_FOUND);
