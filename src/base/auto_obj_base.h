@@ -11,11 +11,12 @@ namespace xv {
 // Objects alive in this module; DllCanUnloadNow asks for it.
 std::atomic<std::int64_t>& LiveObjectCount();
 
-// The counted base of every internal object. T is the class itself, I the interface it offers. The
-// count starts at 0: the factory that hands the object out adds the first reference (MakeRef).
-// QueryInterface answers IUnknown, I and T::kMarker where T has one; nothing else.
-template <class T, class I = IUnknown>
-class AutoObjBase : public I {
+// The counted base of every internal object. T is the class itself, I the interface it offers and
+// its identity, More what else it offers. The count starts at 0: the factory that hands the object
+// out adds the first reference (MakeRef). QueryInterface answers IUnknown, I, More and T::kMarker
+// where T has one; nothing else.
+template <class T, class I = IUnknown, class... More>
+class AutoObjBase : public I, public More... {
  public:
   AutoObjBase(const AutoObjBase&) = delete;
   AutoObjBase& operator=(const AutoObjBase&) = delete;
@@ -23,9 +24,9 @@ class AutoObjBase : public I {
   HRESULT QueryInterface(const Guid& iid, void** out) noexcept override {
     if (out == nullptr) return E_POINTER;
     *out = nullptr;
-    if (iid == IUnknown::kIid || iid == I::kIid) {
-      *out = static_cast<I*>(this);
-    } else if constexpr (requires { T::kMarker; }) {
+    if (iid == IUnknown::kIid || iid == I::kIid) *out = static_cast<I*>(this);
+    ((iid == More::kIid ? void(*out = static_cast<More*>(this)) : void()), ...);
+    if constexpr (requires { T::kMarker; }) {
       if (iid == T::kMarker) *out = static_cast<T*>(this);
     }
     if (*out == nullptr) return E_NOINTERFACE;

@@ -8,7 +8,6 @@
 
 #include "base/auto_obj_base.h"
 #include "base/guard.h"
-#include "base/ref_count.h"
 #include "base/text.h"
 #include "media/pixel_layout.h"
 #include "xvwriter/nodes.h"
@@ -42,8 +41,8 @@ T* FindNamed(std::vector<T>& items, const std::string& name) {
   return found == items.end() ? nullptr : &*found;
 }
 
-// One object with three views. The views share one count; IXvFrame is the identity.
-class HostFrame final : public IXvFrame, public IXfFrame, public IXvFrameExtras {
+// One object with three views.
+class HostFrame final : public AutoObjBase<HostFrame, IXvFrame, IXfFrame, IXvFrameExtras> {
  public:
   HostFrame(const XvFrameDesc& desc, Ref<IUnknown> owner)
       : time_(desc.time),
@@ -52,28 +51,7 @@ class HostFrame final : public IXvFrame, public IXfFrame, public IXvFrameExtras 
         audio_(desc.audio),
         videoSize_(desc.video == nullptr ? 0 : desc.cbVideo),
         audioSize_(desc.audio == nullptr ? 0 : desc.cbAudio),
-        owner_(std::move(owner)) {
-    LiveObjectCount().fetch_add(1, std::memory_order_relaxed);
-  }
-  HostFrame(const HostFrame&) = delete;
-  HostFrame& operator=(const HostFrame&) = delete;
-
-  HRESULT QueryInterface(const Guid& iid, void** out) noexcept override {
-    if (out == nullptr) return E_POINTER;
-    *out = nullptr;
-    if (iid == IUnknown::kIid || iid == IXvFrame::kIid) *out = static_cast<IXvFrame*>(this);
-    if (iid == IXfFrame::kIid) *out = static_cast<IXfFrame*>(this);
-    if (iid == IXvFrameExtras::kIid) *out = static_cast<IXvFrameExtras*>(this);
-    if (*out == nullptr) return E_NOINTERFACE;
-    AddRef();
-    return S_OK;
-  }
-  std::uint32_t AddRef() noexcept override { return count_.Retain(); }
-  std::uint32_t Release() noexcept override {
-    const std::uint32_t left = count_.Release();
-    if (left == 0) delete this;
-    return left;
-  }
+        owner_(std::move(owner)) {}
 
   // IXvFrame
   HRESULT FrameExtraGet(std::uint32_t fourcc, std::uint32_t* size,
@@ -221,8 +199,6 @@ class HostFrame final : public IXvFrame, public IXfFrame, public IXvFrameExtras 
                    IXvFrame** view) noexcept override;
 
  private:
-  ~HostFrame() { LiveObjectCount().fetch_sub(1, std::memory_order_relaxed); }
-
   static std::uint32_t FourCCOf(const std::string& text) {
     std::uint32_t code = 0;
     for (int i = 3; i >= 0; --i) {
@@ -247,7 +223,6 @@ class HostFrame final : public IXvFrame, public IXfFrame, public IXvFrameExtras 
     return S_OK;
   }
 
-  RefCount count_;
   XV_TIME time_;
   XV_AV_PROPS props_;
   const std::uint8_t* video_;
@@ -311,8 +286,7 @@ HRESULT HostFrame::CropView(std::int32_t left, std::int32_t top, std::int32_t wi
     desc.cbVideo = static_cast<std::uint32_t>(span.bytes);
     desc.audio = audio_;
     desc.cbAudio = audioSize_;
-    auto cropped = Ref<HostFrame>::Retain(
-        new HostFrame(desc, Ref<IUnknown>::Retain(static_cast<IXvFrame*>(this))));
+    auto cropped = MakeRef<HostFrame>(desc, Ref<IUnknown>::Retain(static_cast<IXvFrame*>(this)));
     cropped->extras_ = extras_;
     cropped->texts_ = texts_;
     cropped->objects_ = objects_;
@@ -328,9 +302,7 @@ class FrameFactoryImpl final : public AutoObjBase<FrameFactoryImpl, IXvFrameFact
     return Guarded([&]() -> Status {
       if (desc == nullptr || out == nullptr) return E_POINTER;
       if (desc->cbSize < sizeof(XvFrameDesc)) return E_INVALIDARG;
-      auto* frame = new HostFrame(*desc, Ref<IUnknown>::Retain(desc->owner));
-      frame->AddRef();
-      *out = frame;
+      *out = MakeRef<HostFrame>(*desc, Ref<IUnknown>::Retain(desc->owner)).Detach();
       return S_OK;
     });
   }

@@ -154,8 +154,8 @@ struct FilterBank::Plan {
 
 void FilterBank::Build(int sourceHeight, int targetHeight, FieldMode mode, double sharpness,
                        Siting siting) {
-  if (builds_ > 0 && sourceHeight == sourceHeight_ && targetHeight == targetHeight_ &&
-      mode == mode_ && sharpness == sharpness_ && siting == siting_) {
+  if (built_ && sourceHeight == sourceHeight_ && targetHeight == targetHeight_ && mode == mode_ &&
+      sharpness == sharpness_ && siting == siting_) {
     return;
   }
   sourceHeight_ = sourceHeight;
@@ -163,7 +163,7 @@ void FilterBank::Build(int sourceHeight, int targetHeight, FieldMode mode, doubl
   mode_ = mode;
   sharpness_ = sharpness;
   siting_ = siting;
-  ++builds_;
+  built_ = true;
   const Plan plan(sourceHeight, targetHeight, mode, sharpness, siting);
   const int rows = targetHeight / plan.step + 1;
   for (int parity = 0; parity < 2; ++parity) {

@@ -48,9 +48,6 @@ class FilterBank {
   // What is added to a sum of products before it is shifted.
   int Rounding() const { return siting_ == Siting::kCentred ? 128 : 0; }
 
-  // A way of looking for rebuilds.
-  int BuildCount() const { return builds_; }
-
  private:
   struct Plan;
 
@@ -59,7 +56,7 @@ class FilterBank {
   FieldMode mode_ = FieldMode::kFrame;
   double sharpness_ = 0;
   Siting siting_ = Siting::kClassic;
-  int builds_ = 0;
+  bool built_ = false;
   std::array<std::vector<Row>, 2> banks_;
 };
 

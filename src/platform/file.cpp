@@ -83,8 +83,6 @@ Status File::CreateNew(const std::string& path) {
   return Open(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW);
 }
 
-Status File::OpenReadWrite(const std::string& path) { return Open(path, O_RDWR); }
-
 Status File::OpenRead(const std::string& path) { return Open(path, O_RDONLY); }
 
 Status File::SetPermissions(std::uint32_t mode) {

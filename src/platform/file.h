@@ -27,8 +27,6 @@ class File {
   Status Create(const std::string& path);
   // Makes a file of a name that nothing has yet, not even a link; else the status of EEXIST.
   Status CreateNew(const std::string& path);
-  // For reading and writing; the file must exist.
-  Status OpenReadWrite(const std::string& path);
   Status OpenRead(const std::string& path);
   bool IsOpen() const { return descriptor_ >= 0; }
 

@@ -4,7 +4,6 @@
 
 #include "base/text.h"
 #include "platform/module.h"
-#include "values/time_syntax.h"
 #include "xvwriter/version.h"
 
 namespace xv {
@@ -15,17 +14,13 @@ std::string Version() {
   return fmt::format("{}.{}.{}.0", XV_VERSION_MAJOR, XV_VERSION_MINOR, XV_VERSION_PATCH);
 }
 
+// "2026-11-22 10:20:30.500", without the thousandths where there are none.
 std::string ModuleDateText() {
   const LocalClockTime date = ModuleDate();
-  CalendarTime time;
-  time.year = static_cast<std::uint16_t>(date.year);
-  time.month = static_cast<std::uint16_t>(date.month);
-  time.day = static_cast<std::uint16_t>(date.day);
-  time.hour = static_cast<std::uint16_t>(date.hour);
-  time.minute = static_cast<std::uint16_t>(date.minute);
-  time.second = static_cast<std::uint16_t>(date.second);
-  time.milliseconds = static_cast<std::uint16_t>(date.millisecond);
-  return RenderTime(time, false);
+  std::string text = fmt::format("{:04}-{:02}-{:02} {:02}:{:02}:{:02}", date.year, date.month,
+                                 date.day, date.hour, date.minute, date.second);
+  if (date.millisecond != 0) text += fmt::format(".{:03}", date.millisecond);
+  return text;
 }
 
 }  // namespace

@@ -14,61 +14,23 @@ bool IsNamed(std::string_view name, std::span<const char* const> names) {
                      [&](const char* one) { return one != nullptr && EqualsNoCase(name, one); });
 }
 
-// Writes "name='value'" pieces, the first behind a blank, the others behind the separator.
-class LineWriter {
- public:
-  LineWriter(const AttributeTextOptions& options, std::string* out)
-      : options_(options), out_(out) {}
-
-  void Write(std::string_view name, std::string_view value) {
-    out_->append(first_ ? std::string_view(" ") : options_.separator);
-    first_ = false;
-    out_->append(options_.prefix).append(name).push_back('=');
-    AppendQuoted(value, out_);
-  }
-
- private:
-  const AttributeTextOptions& options_;
-  std::string* out_;
-  bool first_ = true;
-};
-
-void WriteSelected(const ObjectsMap& attributes, const AttributeTextOptions& options,
-                   LineWriter* line) {
-  for (const char* name : options.select) {
-    const std::size_t at = name == nullptr ? ObjectsMap::kNone : attributes.Find(name);
-    if (at == ObjectsMap::kNone) continue;
-    line->Write(attributes.NameAt(at), attributes.ValueAt(at).Text());
-  }
-}
-
 }  // namespace
 
-std::string CoXMLNode::AttributeText(std::span<const char* const> leaveOut) const {
-  AttributeTextOptions options;
-  options.leaveOut = leaveOut;
-  return AttributeText(options);
-}
-
-std::string CoXMLNode::AttributeText(const AttributeTextOptions& options) const {
+std::string CoXMLNode::AttributeText(std::span<const char* const> leaveOut,
+                                     std::string_view prefix) const {
   std::string out;
-  LineWriter line(options, &out);
+  const auto write = [&](std::string_view name, std::string_view value) {
+    out.append(" ").append(prefix).append(name).push_back('=');
+    AppendQuoted(value, &out);
+  };
   const ReadLock guard(impl_->lock);
   const std::string& value = impl_->value.Text();
   // A node with a value and nothing below it is like an attribute.
-  if (!value.empty() && impl_->children.empty() && !options.withValue) {
-    line.Write(impl_->name, value);
+  if (prefix.empty() && !value.empty() && impl_->children.empty()) write(impl_->name, value);
+  for (std::size_t i = 0; i < impl_->attributes.Count(); ++i) {
+    const std::string& name = impl_->attributes.NameAt(i);
+    if (!IsNamed(name, leaveOut)) write(name, impl_->attributes.ValueAt(i).Text());
   }
-  if (!options.select.empty()) {
-    WriteSelected(impl_->attributes, options, &line);
-  } else {
-    for (std::size_t i = 0; i < impl_->attributes.Count(); ++i) {
-      const std::string& name = impl_->attributes.NameAt(i);
-      if (IsNamed(name, options.leaveOut)) continue;
-      line.Write(name, impl_->attributes.ValueAt(i).Text());
-    }
-  }
-  if (options.withValue) line.Write("_node_value", value);
   return out;
 }
 

@@ -28,7 +28,6 @@ const XMLValue* ObjectsMap::FindValue(std::string_view name) const {
 }
 
 bool ObjectsMap::Set(std::string_view name, XMLValue value, bool onlyIfAbsent) {
-  value.Render();
   const std::size_t at = Find(name);
   if (at == kNone) {
     Append(name, std::move(value));

@@ -76,10 +76,6 @@ XMLNodePtr XMLNodeImpl::Retain(CoXMLNode* node) {
   return node->count_.TryRetain() ? XMLNodePtr::Adopt(node) : nullptr;
 }
 
-std::string_view XMLNodeImpl::SchemaName() const {
-  return schemaName.empty() ? kSchemaName : std::string_view(schemaName);
-}
-
 XMLNodePtr XMLNodeImpl::ChildNamed(std::string_view childName, std::size_t index) const {
   for (const XMLNodePtr& child : children) {
     const std::string& one = Of(*child).name;
@@ -192,14 +188,6 @@ std::int32_t CoXMLNode::Int(std::string_view path, std::int32_t defaultValue, bo
   return ReadOr(*this, path, defaultValue, found);
 }
 
-std::int64_t CoXMLNode::Int64(std::string_view path, std::int64_t defaultValue) const {
-  return ReadOr(*this, path, defaultValue);
-}
-
-std::uint32_t CoXMLNode::Hex(std::string_view path, std::uint32_t defaultValue, bool* found) const {
-  return ReadOr(*this, path, defaultValue, found);
-}
-
 double CoXMLNode::Double(std::string_view path, double defaultValue, bool* found) const {
   return ReadOr(*this, path, defaultValue, found);
 }
@@ -236,10 +224,10 @@ std::vector<std::pair<std::string, std::string>> CoXMLNode::Attributes() const {
 
 // --- writing ---
 
-Status CoXMLNode::Store(std::string_view path, const XMLValue& value, bool create) {
+Status CoXMLNode::Store(std::string_view path, const XMLValue& value) {
   const SplitPath split = SplitLast(path);
   if (split.last.empty()) return E_INVALIDARG;
-  const XMLNodePtr holder = split.nodes ? Child(*split.nodes, create) : XMLNodePtr::Retain(this);
+  const XMLNodePtr holder = split.nodes ? Child(*split.nodes, true) : XMLNodePtr::Retain(this);
   if (!holder) return E_INVALIDARG;
   const WriteLock guard(holder->impl_->lock);
   holder->impl_->attributes.Set(split.last, value);
@@ -247,7 +235,7 @@ Status CoXMLNode::Store(std::string_view path, const XMLValue& value, bool creat
 }
 
 Status CoXMLNode::SetText(std::string_view path, std::string_view value) {
-  return Store(path, XMLValue(value), true);
+  return Store(path, XMLValue(value));
 }
 
 void CoXMLNode::SetAttribute(std::string_view name, std::string_view value) {
@@ -255,30 +243,16 @@ void CoXMLNode::SetAttribute(std::string_view name, std::string_view value) {
   impl_->attributes.Set(name, XMLValue(value));
 }
 
-Status CoXMLNode::SetTextOfExisting(std::string_view path, std::string_view value) {
-  return Store(path, XMLValue(value), false);
-}
-
 Status CoXMLNode::SetBoolean(std::string_view path, bool value) {
-  XMLValue stored;
-  stored.SetBool(value);
-  return Store(path, stored, true);
+  return Store(path, XMLValue::OfBool(value));
 }
 
 Status CoXMLNode::SetInteger(std::string_view path, std::int64_t value) {
-  XMLValue stored;
-  if (value == static_cast<std::int32_t>(value)) {
-    stored.SetInt(static_cast<std::int32_t>(value));
-  } else {
-    stored.SetInt64(value);
-  }
-  return Store(path, stored, true);
+  return Store(path, XMLValue::OfInteger(value));
 }
 
 Status CoXMLNode::SetNumber(std::string_view path, double value) {
-  XMLValue stored;
-  stored.SetDouble(value);
-  return Store(path, stored, true);
+  return Store(path, XMLValue::OfNumber(value));
 }
 
 bool CoXMLNode::SetTextIfAbsent(std::string_view path, std::string_view value) {
@@ -338,17 +312,12 @@ void CoXMLNode::Rename(std::string_view name) {
 
 void CoXMLNode::SetValue(std::string_view value) {
   const WriteLock guard(impl_->lock);
-  impl_->value.SetText(value);
+  impl_->value = XMLValue(value);
 }
 
 void CoXMLNode::SetHold(bool hold) {
   const WriteLock guard(impl_->lock);
   impl_->hold = hold;
-}
-
-void CoXMLNode::SetSchemaName(std::string_view name) {
-  const WriteLock guard(impl_->lock);
-  impl_->schemaName = name;
 }
 
 }  // namespace xv::XMLParse

@@ -58,15 +58,6 @@ struct TextFaults {
   std::vector<std::string> badPaths;  // names like "a::::b", when replacing; the first ones
 };
 
-// How the attributes become one line of text.
-struct AttributeTextOptions {
-  std::string_view separator = " ";  // between two attributes; the first stands behind a blank
-  std::string_view prefix;           // ahead of each name
-  bool withValue = false;            // also the node's value, as "_node_value"
-  std::span<const char* const> leaveOut;
-  std::span<const char* const> select;  // when not empty: these names only, in this order
-};
-
 struct XMLNodeImpl;
 
 // One node. Thread-safety: safe; each operation holds the node's reader-writer lock for its
@@ -106,8 +97,6 @@ class CoXMLNode final : public IXvNode {
   std::string Text(std::string_view path, std::string_view defaultValue = {}) const;
   bool Bool(std::string_view path, bool defaultValue = false) const;
   std::int32_t Int(std::string_view path, std::int32_t defaultValue, bool* found = nullptr) const;
-  std::int64_t Int64(std::string_view path, std::int64_t defaultValue) const;
-  std::uint32_t Hex(std::string_view path, std::uint32_t defaultValue, bool* found = nullptr) const;
   double Double(std::string_view path, double defaultValue, bool* found = nullptr) const;
   // A child or an attribute of that path exists.
   bool Has(std::string_view path) const;
@@ -119,8 +108,6 @@ class CoXMLNode final : public IXvNode {
   Status SetNumber(std::string_view path, double value);
   // Sets this node's attribute of exactly that name, "::" in it or not.
   void SetAttribute(std::string_view name, std::string_view value);
-  // As SetText, but fails with E_INVALIDARG where a node of the path is missing.
-  Status SetTextOfExisting(std::string_view path, std::string_view value);
   // Leaves an attribute that exists, even with an empty text. True when it was set.
   bool SetTextIfAbsent(std::string_view path, std::string_view value);
   // Removes an attribute; XV_E_NOT_FOUND when absent.
@@ -166,9 +153,10 @@ class CoXMLNode final : public IXvNode {
   // those ahead of the limit are in.
   Status TryMergeText(std::string_view text, MergeMode mode, bool paths = true,
                       TextFaults* faults = nullptr);
-  // Attributes as one line, each behind a blank; names of `leaveOut` are skipped.
-  std::string AttributeText(std::span<const char* const> leaveOut = {}) const;
-  std::string AttributeText(const AttributeTextOptions& options) const;
+  // Attributes as one line, each behind a blank and its name behind `prefix`; names of `leaveOut`
+  // are skipped. Without a prefix the value of a childless node is one of them.
+  std::string AttributeText(std::span<const char* const> leaveOut = {},
+                            std::string_view prefix = {}) const;
   // Replaces this node (name included) by the first element of the document. A document that begins
   // with the XML declaration is read as XmlWriteOptions::wellFormed writes it: names without their
   // escapes, references expanded in attribute values too, where an unknown one stays as it is.
@@ -201,8 +189,6 @@ class CoXMLNode final : public IXvNode {
   std::optional<std::string> InfoValues(std::string_view path) const;
   // `key` of the schema entry of `path`; "" is its description, "values" follows "select_from".
   std::optional<std::string> InfoValue(std::string_view path, std::string_view key) const;
-  // The name of the schema child; "attributes_info" until set.
-  void SetSchemaName(std::string_view name);
 
   // --- IUnknown ---
   HRESULT QueryInterface(const Guid& iid, void** out) noexcept override;
@@ -264,7 +250,7 @@ class CoXMLNode final : public IXvNode {
   ~CoXMLNode();
 
   XMLNodePtr FindNode(std::span<const std::string_view> segments) const;
-  Status Store(std::string_view path, const class XMLValue& value, bool create);
+  Status Store(std::string_view path, const class XMLValue& value);
 
   RefCount count_{1};
   const std::unique_ptr<XMLNodeImpl> impl_;

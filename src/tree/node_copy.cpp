@@ -15,7 +15,6 @@ XMLNodePtr CopyOne(const CoXMLNode& source, std::vector<XMLNodePtr>* children) {
   const ReadLock guard(from.lock);
   to.name = from.name;
   to.value = from.value;
-  to.schemaName = from.schemaName;
   to.attributes.CopyFrom(from.attributes);
   if (children != nullptr) *children = from.children;
   return copy;

@@ -19,20 +19,18 @@ using WriteLock = std::unique_lock<std::shared_mutex>;
 // both. Whoever builds a tree that nobody else sees yet needs no lock.
 struct XMLNodeImpl {
   std::string name;
-  XMLValue value;  // the text between the tags, always rendered
+  XMLValue value;  // the text between the tags
   bool hold = false;
   bool clone = false;  // without a parent it has a root "clone", made when it is asked for
   ObjectsMap attributes;
   std::vector<XMLNodePtr> children;
   CoXMLNode* parent = nullptr;  // not counted; of a dying node the next one to be deleted
-  std::string schemaName;       // empty: "attributes_info"
   mutable std::shared_mutex lock;
 
   static XMLNodeImpl& Of(const CoXMLNode& node) { return *node.impl_; }
   // The one way to take a reference on a node that may be on its way out: null when it is.
   static XMLNodePtr Retain(CoXMLNode* node);
 
-  std::string_view SchemaName() const;
   // The n-th child of that name, or null.
   XMLNodePtr ChildNamed(std::string_view childName, std::size_t index = 0) const;
   // Appends a node that has no parent and is not shared yet.

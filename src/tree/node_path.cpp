@@ -19,11 +19,6 @@ NodePath::NodePath(std::string_view path) {
   }
 }
 
-std::span<const std::string_view> NodePath::Nodes() const {
-  const std::span<const std::string_view> all = segments_;
-  return all.empty() ? all : all.first(all.size() - 1);
-}
-
 SplitPath SplitLast(std::string_view path) {
   const std::size_t split = path.rfind("::");
   if (split == std::string_view::npos) return {std::nullopt, path};

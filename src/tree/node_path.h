@@ -15,8 +15,6 @@ class NodePath {
 
   bool Bad() const { return bad_; }
   std::span<const std::string_view> Segments() const { return segments_; }
-  // Of an attribute's path: the nodes ahead of it, and its name.
-  std::span<const std::string_view> Nodes() const;
   std::string_view Last() const {
     return segments_.empty() ? std::string_view() : segments_.back();
   }

@@ -24,13 +24,12 @@ std::pair<XMLNodePtr, std::string_view> Locate(const CoXMLNode& node, std::strin
 XMLNodePtr CoXMLNode::SchemaNode(bool create) {
   if (!create) {
     const ReadLock guard(impl_->lock);
-    return impl_->ChildNamed(impl_->SchemaName());
+    return impl_->ChildNamed(kSchemaName);
   }
   const WriteLock guard(impl_->lock);
-  const std::string_view name = impl_->SchemaName();
-  XMLNodePtr schema = impl_->ChildNamed(name);
+  XMLNodePtr schema = impl_->ChildNamed(kSchemaName);
   if (schema) return schema;
-  schema = Create(name);
+  schema = Create(kSchemaName);
   XMLNodeImpl::AttachFresh(*this, schema);
   return schema;
 }

@@ -178,7 +178,7 @@ class TreeBuilder {
   void SetValue(std::string_view text) {
     std::string value;
     AppendExpanded(text, options_.keepControls, &value);
-    Top().value.TakeText(std::move(value));
+    Top().value = XMLValue::OfText(std::move(value));
   }
 
   void Open(const Tag& tag) {

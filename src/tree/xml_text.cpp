@@ -72,14 +72,10 @@ void AppendBlanked(std::string_view text, bool keepControls, std::string* out) {
 
 }  // namespace
 
-void AppendEscaped(std::string_view text, EscapeMode mode, std::string* out) {
-  const bool quotes =
-      mode == EscapeMode::kQuotes ||
-      (mode == EscapeMode::kAuto && text.find_first_of("'\"") != std::string_view::npos);
-  const std::string_view special = quotes ? "&<>'\"" : "&<>";
+void AppendEscaped(std::string_view text, std::string* out) {
   std::size_t at = 0;
   while (at < text.size()) {
-    const std::size_t next = std::min(text.find_first_of(special, at), text.size());
+    const std::size_t next = std::min(text.find_first_of("&<>", at), text.size());
     out->append(text.substr(at, next - at));
     if (next == text.size()) return;
     const std::string_view one = text.substr(next, 1);

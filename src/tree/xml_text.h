@@ -6,10 +6,8 @@
 // Escapes and quotes of the tree's XML.
 namespace xv::XMLParse {
 
-// What an escaped text may not hold: & < >; those and both quotes; or both quotes only where the
-// text has one of them.
-enum class EscapeMode { kText, kQuotes, kAuto };
-void AppendEscaped(std::string_view text, EscapeMode mode, std::string* out);
+// With & < > as entities.
+void AppendEscaped(std::string_view text, std::string* out);
 
 // In single quotes, or in double quotes when the value has a single one; double quotes inside
 // become single ones then, since there is no escape inside quotes.

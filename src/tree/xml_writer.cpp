@@ -61,7 +61,7 @@ class XmlWriter {
     if (wellFormed_) {
       AppendXmlText(value, &out_);
     } else {
-      AppendEscaped(value, EscapeMode::kText, &out_);
+      AppendEscaped(value, &out_);
     }
     if (impl.children.empty()) {
       Close(impl.name, level);

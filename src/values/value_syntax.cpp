@@ -119,8 +119,6 @@ std::int32_t ReadInt(std::string_view text) {
   return static_cast<std::int32_t>(std::clamp(ReadInt64(text), kMin, kMax));
 }
 
-std::uint32_t ReadHex(std::string_view text) { return static_cast<std::uint32_t>(ReadInt64(text)); }
-
 std::uint64_t ReadHex64(std::string_view text) {
   const std::uint64_t value = ParseUnsigned(text).value;
   return value == 0 && IsTrueWord(text) ? 1 : value;
@@ -172,52 +170,13 @@ bool ReadPair(std::string_view text, std::int32_t* first, std::int32_t* second) 
   return true;
 }
 
-SizeValue ReadSize(std::string_view text) {
-  const ParsedNumber number = ParseNumber(text);
-  const std::string_view rest = text.substr(number.length);
-  SizeUnit unit = SizeUnit::kPlain;
-  if (rest.substr(0, 1) == "%") unit = SizeUnit::kPercent;
-  if (EqualsNoCase(rest.substr(0, 2), "px")) unit = SizeUnit::kPixels;
-  if (EqualsNoCase(rest.substr(0, 2), "pt")) unit = SizeUnit::kPoints;
-  if (number.value == 0 && IsTrueWord(text)) return {1.0, unit};
-  return {number.value, unit};
-}
-
-std::string RenderSize(const SizeValue& size) {
-  switch (size.unit) {
-    case SizeUnit::kPoints:
-      return std::to_string(RoundToInt64(size.number)) + "pt";
-    case SizeUnit::kPixels:
-      return std::to_string(RoundToInt64(size.number)) + "px";
-    case SizeUnit::kPercent:
-      return RenderFixed(size.number, 3) + "%";
-    case SizeUnit::kPlain:
-      break;
-  }
-  return RenderFixed(size.number, 2);
-}
-
-std::string RenderFixed(double value, int digits) {
+std::string RenderDouble(double value) {
   std::array<char, 512> buffer;
-  const auto [end, error] = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value,
-                                          std::chars_format::fixed, std::min(digits, 100));
-  return error == std::errc() ? std::string(buffer.data(), end) : std::string("0");
-}
-
-std::string RenderDouble(double value, int precision) {
-  std::string text = RenderFixed(value, precision < 0 ? 6 : precision);
-  if (text.size() <= 3 || (precision >= 0 && precision <= 2)) return text;
-  const std::size_t point = text.find('.');
-  if (point == std::string::npos) return text;
-  const std::size_t last = text.find_last_not_of('0');
-  text.resize(std::max(last + 1, point + 2));
-  return text;
-}
-
-std::int64_t RoundToInt64(double value) {
-  constexpr double kLimit = 9.2e18;
-  if (std::isnan(value)) return 0;
-  return std::llround(std::clamp(value, -kLimit, kLimit));
+  char* const begin = buffer.data();
+  char* const end =
+      std::to_chars(begin, begin + buffer.size(), value, std::chars_format::fixed, 6).ptr;
+  const std::string_view text(begin, static_cast<std::size_t>(end - begin));
+  return std::string(text.substr(0, std::max(text.find_last_not_of('0') + 1, text.find('.') + 2)));
 }
 
 int WordIndex(std::string_view text, std::span<const char* const> words, int defaultIndex) {

@@ -38,11 +38,9 @@ bool ReadBool(std::string_view text);
 // 0 for "0", "false", "off", "no"; 1 for "1", "true", "yes", "on"; -1 for anything else.
 int ReadTriState(std::string_view text);
 
-// "true" reads as 1 wherever the number would be 0. Out of range: the nearest value, except that
-// ReadHex keeps the low 32 bits.
+// "true" reads as 1 wherever the number would be 0. Out of range: the nearest value.
 std::int32_t ReadInt(std::string_view text);
 std::int64_t ReadInt64(std::string_view text);
-std::uint32_t ReadHex(std::string_view text);
 std::uint64_t ReadHex64(std::string_view text);
 // A "%" right behind the number divides by 100.
 double ReadDouble(std::string_view text);
@@ -54,39 +52,14 @@ std::int64_t ReadRate(std::string_view text);
 // ends with the first integer leaves `second`.
 bool ReadPair(std::string_view text, std::int32_t* first, std::int32_t* second);
 
-enum class SizeUnit : std::uint32_t { kPlain = 0, kPercent = 1, kPixels = 2, kPoints = 3 };
-struct SizeValue {
-  double number = 0;
-  SizeUnit unit = SizeUnit::kPlain;
-};
-// "50%", "12px", "9pt", "3.5".
-SizeValue ReadSize(std::string_view text);
-// Pixels and points are rounded half away from zero.
-std::string RenderSize(const SizeValue& size);
-
-// Three to 309 characters; with a negative precision six digits of which trailing zeros go, but
-// one.
-std::string RenderDouble(double value, int precision = -1);
-// "%.<digits>f".
-std::string RenderFixed(double value, int digits);
-// "0x" and 8 or 16 upper-case digits.
-std::string RenderHex(std::uint32_t value);
-std::string RenderHex64(std::uint64_t value);
-
-// A name of the table ("RGB24"), else exactly four characters, low byte first; else 0.
-std::uint32_t ReadFourCC(std::string_view text);
-std::string RenderFourCC(std::uint32_t code);
-
-// Pairs of hexadecimal digits, anything else between them skipped. The null id unless there are 16.
-Guid ReadGuid(std::string_view text);
+// Six digits behind the point, of which trailing zeros go, but one.
+std::string RenderDouble(double value);
+// "{XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}".
 std::string RenderGuid(const Guid& guid);
 
 // The index of `text` in `words` without regard to case, else `defaultIndex`.
 int WordIndex(std::string_view text, std::span<const char* const> words, int defaultIndex = -1);
 // Split at "," ";" "|" and white space; empty members are left out.
 std::vector<std::string> ReadList(std::string_view text);
-
-// Half away from zero, saturated; 0 for no number.
-std::int64_t RoundToInt64(double value);
 
 }  // namespace xv

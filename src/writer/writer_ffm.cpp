@@ -38,10 +38,7 @@ bool IsOneOf(std::span<const char* const> names, std::string_view name) {
 
 // The attributes as a text that WriterSet reads: those of nodes as "video::b=5M".
 std::string TextOfTree(const CoXMLNode& node, const std::string& prefix) {
-  XMLParse::AttributeTextOptions options;
-  options.prefix = prefix;
-  options.leaveOut = kNotShown;
-  std::string text = node.AttributeText(options);
+  std::string text = node.AttributeText(kNotShown, prefix);
   for (const XMLNodePtr& child : node.Children()) {
     text += TextOfTree(*child, prefix + child->Name() + "::");
   }

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <limits>
 #include <numbers>
+#include <numeric>
 
 namespace xv {
 namespace {
@@ -87,8 +88,9 @@ TEST(AudioBuffer, ReadRoundsSaturatesAndSilencesWhatIsNotANumber) {
 
 TEST(AudioBuffer, Integers16BitWidenAndNarrowExactly) {
   XvAudioBuffer2 buffer;
-  const std::vector<std::int16_t> all = {-32768, -12345, -1, 0, 128, 12345, 32767};
-  ASSERT_EQ(Put(buffer, Props(1, 48000, 16), all), S_OK);
+  ASSERT_EQ(Put(buffer, Props(1, 48000, 16),
+                std::vector<std::int16_t>{-32768, -12345, -1, 0, 128, 12345, 32767}),
+            S_OK);
   EXPECT_EQ(Read<std::int32_t>(buffer, 0, AV_SAMPLE_FMT_S32)[1], -12345 * 65536);
   EXPECT_EQ(Read<float>(buffer, 0, AV_SAMPLE_FMT_FLT)[0], -1.0F);
   EXPECT_THAT(Read<std::uint8_t>(buffer, 0, AV_SAMPLE_FMT_U8),
@@ -97,21 +99,20 @@ TEST(AudioBuffer, Integers16BitWidenAndNarrowExactly) {
 
 TEST(AudioBuffer, EveryChannelKeepsItsOwnSamples) {
   for (const int channels : {1, 2, 3, 5, 6, 8, 16, 32}) {
+    std::vector<std::int16_t> words;
+    std::vector<std::int32_t> longs;
+    for (int i = 0; i < 10 * channels; ++i) {
+      words.push_back(static_cast<std::int16_t>(100 * (i % channels) + i / channels));
+      longs.push_back(words.back() * 65536);
+    }
     for (const int bits : {16, 32}) {
       XvAudioBuffer2 buffer;
-      std::vector<std::int16_t> words;
-      std::vector<std::int32_t> longs;
-      for (int i = 0; i < 10 * channels; ++i) {
-        words.push_back(static_cast<std::int16_t>(100 * (i % channels) + i / channels));
-        longs.push_back(words.back() * 65536);
-      }
-      ASSERT_EQ(bits == 16 ? Put(buffer, Props(channels, 48000, 16), words)
-                           : Put(buffer, Props(channels, 48000, 32), longs),
-                S_OK);
+      const XV_AUD_PROPS props = Props(channels, 48000, bits);
+      ASSERT_EQ(bits == 16 ? Put(buffer, props, words) : Put(buffer, props, longs), S_OK);
       for (int c = 0; c < channels; ++c) {
-        const auto got = Read<std::int16_t>(buffer, c, AV_SAMPLE_FMT_S16);
-        ASSERT_EQ(got.size(), 10u);
-        for (int i = 0; i < 10; ++i) EXPECT_EQ(got[static_cast<std::size_t>(i)], 100 * c + i);
+        std::vector<std::int16_t> own(10);
+        std::iota(own.begin(), own.end(), static_cast<std::int16_t>(100 * c));
+        EXPECT_EQ(Read<std::int16_t>(buffer, c, AV_SAMPLE_FMT_S16), own);
       }
       std::vector<std::int16_t> back(words.size());
       auto* plane = reinterpret_cast<std::uint8_t*>(back.data());
@@ -216,13 +217,13 @@ TEST(AudioBuffer, ChunkedResamplingEqualsOneBlock) {
 
 TEST(AudioBuffer, RateChangeInMidStreamKeepsEverySample) {
   XvAudioBuffer2 buffer;
+  const auto put = [&](int channels, int rate, int samples) {
+    const std::vector<std::int16_t> steady(static_cast<std::size_t>(channels * samples), 1000);
+    ASSERT_EQ(Put(buffer, Props(channels, rate, 16), steady), S_OK);
+  };
   const XV_AUD_PROPS target = Props(2, 48000, 16);
   ASSERT_EQ(buffer.Prepare(&target, 0), S_OK);
-  const std::vector<std::int16_t> steady(2 * 4800, 1000);
-  ASSERT_EQ(Put(buffer, target, steady), S_OK);
-  ASSERT_EQ(Put(buffer, Props(2, 32000, 16), std::vector<std::int16_t>(2 * 3200, 1000)), S_OK);
-  ASSERT_EQ(Put(buffer, Props(2, 96000, 16), std::vector<std::int16_t>(2 * 9600, 1000)), S_OK);
-  ASSERT_EQ(Put(buffer, target, steady), S_OK);
+  for (const int rate : {48000, 32000, 96000, 48000}) put(2, rate, rate / 10);
   EXPECT_NEAR(buffer.AvailableSamples(), 4 * 4800, 2);
   // The steady level runs through the joints; the runs' edges ring by a few percent at most.
   for (const std::int16_t value : Read<std::int16_t>(buffer, 1, AV_SAMPLE_FMT_S16)) {
@@ -230,7 +231,7 @@ TEST(AudioBuffer, RateChangeInMidStreamKeepsEverySample) {
   }
   // Channels that a block lacks are silent, at another rate too.
   buffer.Skip(buffer.AvailableSamples() - 1);
-  ASSERT_EQ(Put(buffer, Props(1, 24000, 16), std::vector<std::int16_t>(480, 1000)), S_OK);
+  put(1, 24000, 480);
   ASSERT_EQ(buffer.Flush(), S_OK);
   buffer.Skip(1);
   EXPECT_THAT(Read<std::int16_t>(buffer, 1, AV_SAMPLE_FMT_S16), Each(0));

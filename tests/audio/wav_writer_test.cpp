@@ -22,6 +22,7 @@ class WavWriterTest : public ::testing::Test {
     int channels = 0;
     int rate = 0;
     std::vector<std::uint8_t> data;
+    bool operator==(const Reading&) const = default;
   };
   Reading ReadBack() const {
     Reading reading;
@@ -52,27 +53,22 @@ std::uint32_t U32(const std::string& bytes, std::size_t at) {
 }
 
 TEST_F(WavWriterTest, EveryFormatReadsBackAsWritten) {
-  struct Case {
-    int channels, bits;
-    const char* codec;
-  };
-  for (const Case& c :
-       {Case{2, 16, "pcm_s16le"}, Case{1, 24, "pcm_s24le"}, Case{2, 20, "pcm_s24le"},
-        Case{6, 16, "pcm_s16le"}, Case{2, 32, "pcm_s32le"}, Case{2, -32, "pcm_f32le"},
-        Case{8, -32, "pcm_f32le"}, Case{32, 24, "pcm_s24le"}}) {
-    SCOPED_TRACE(testing::Message() << c.channels << " channels of " << c.bits << " bits");
-    const int width = c.bits == 16 ? 2 : c.bits == 32 || c.bits == -32 ? 4 : 3;
-    std::vector<std::uint8_t> data(static_cast<std::size_t>(11 * c.channels * width));
+  for (const auto& [channels, bits, codec] : {std::tuple{2, 16, "pcm_s16le"},
+                                              {1, 24, "pcm_s24le"},
+                                              {2, 20, "pcm_s24le"},
+                                              {6, 16, "pcm_s16le"},
+                                              {2, 32, "pcm_s32le"},
+                                              {8, -32, "pcm_f32le"},
+                                              {32, 24, "pcm_s24le"}}) {
+    SCOPED_TRACE(testing::Message() << channels << " channels of " << bits << " bits");
+    const int width = bits == 16 ? 2 : bits == 32 || bits == -32 ? 4 : 3;
+    std::vector<std::uint8_t> data(static_cast<std::size_t>(11 * channels * width));
     for (std::size_t i = 0; i < data.size(); ++i) data[i] = static_cast<std::uint8_t>(i * 37);
     WavWriter writer;
-    ASSERT_EQ(writer.Open(path_, {c.channels, 48000, c.bits, 0}), S_OK);
+    ASSERT_EQ(writer.Open(path_, {channels, 48000, bits, 0}), S_OK);
     ASSERT_EQ(writer.Write(data.data(), static_cast<std::uint32_t>(data.size())), S_OK);
     ASSERT_EQ(writer.Close(), S_OK);
-    const Reading reading = ReadBack();
-    EXPECT_EQ(reading.codec, c.codec);
-    EXPECT_EQ(reading.channels, c.channels);
-    EXPECT_EQ(reading.rate, 48000);
-    EXPECT_EQ(reading.data, data);
+    EXPECT_EQ(ReadBack(), (Reading{codec, channels, 48000, data}));
     const auto size = std::filesystem::file_size(path_);
     EXPECT_EQ(size % 2, 0u);
     EXPECT_EQ(U32(Bytes(8), 4), size - 8);

@@ -91,40 +91,34 @@ TEST(AncDataFile, ReadsItsOwnFileInOrderOfTime) {
 
 TEST(AncDataFile, BrokenFilesHaveTheirStatus) {
   const TemporaryFolder folder;
-  const auto read = [&](const std::string& text) {
-    CANCDataFile file;
-    return file.SetPath(folder.Write("a.anc", text), true, false).code();
-  };
   const std::string good = FrameHead(1) + Item("A", "data");
-  EXPECT_EQ(read(""), E_INVALIDARG);
-  EXPECT_EQ(read("XXXX" + good), E_INVALIDARG);
-  EXPECT_EQ(read(FrameHead(1)), XV_E_FILE_HANDLE);
-  EXPECT_EQ(read(good + Number(0xFFFFFFFF) + "anything"), S_OK);
-  EXPECT_EQ(read(good + Number(0xFFFFFFFE)), S_OK);
-  EXPECT_EQ(read(good + Number(13) + Number(1) + "A" + Number(5) + "12345"), AncReader::kCorrupt);
-  EXPECT_EQ(read(good + Number(9) + Number(1) + "A" + Number(0)), AncReader::kCorrupt);
-  EXPECT_EQ(read(good + Number(9) + Number(1) + "A" + Number(kAncTextFlag)), AncReader::kCorrupt);
-  // Lengths that no memory could hold, with and without agreement.
-  EXPECT_EQ(read(good + Number(0x7FFFFFFF) + Number(0x7FFFFF00)), S_OK);
-  EXPECT_EQ(read(good + Number(7) + Number(0xFFFFFFFF)), AncReader::kCorrupt);
+  for (const auto& [text, expected] : std::vector<std::pair<std::string, HRESULT>>{
+           {"", E_INVALIDARG},
+           {"XXXX" + good, E_INVALIDARG},
+           {FrameHead(1), XV_E_FILE_HANDLE},
+           {good + Number(0xFFFFFFFF) + "anything", S_OK},
+           {good + Number(0xFFFFFFFE), S_OK},
+           {good + Number(13) + Number(1) + "A" + Number(5) + "12345", AncReader::kCorrupt},
+           {good + Number(9) + Number(1) + "A" + Number(0), AncReader::kCorrupt},
+           {good + Number(9) + Number(1) + "A" + Number(kAncTextFlag), AncReader::kCorrupt},
+           // Lengths that no memory could hold, with and without agreement.
+           {good + Number(0x7FFFFFFF) + Number(0x7FFFFF00), S_OK},
+           {good + Number(7) + Number(0xFFFFFFFF), AncReader::kCorrupt}}) {
+    CANCDataFile file;
+    EXPECT_EQ(file.SetPath(folder.Write("a.anc", text), true, false), expected) << text.size();
+  }
   CANCDataFile file;
   EXPECT_EQ(file.SetPath(folder.Path("none"), true, true), XV_E_FILE_NOT_FOUND);
-  EXPECT_EQ(file.SetPath(folder.Path(), true, false).Failed(), true);
+  EXPECT_TRUE(file.SetPath(folder.Path(), true, false).Failed());
 }
 
 TEST(AncDataFile, CutAtEveryByteGivesTheCompleteItems) {
   const TemporaryFolder folder;
-  const std::string parts[] = {FrameHead(1), Item("A", "data"), Item("B", "text", true),
-                               FrameHead(2), Item("A", "x")};
-  std::string whole;
-  for (const std::string& part : parts) whole += part;
+  const std::string first = FrameHead(1) + Item("A", "data"), second = Item("B", "text", true),
+                    third = FrameHead(2) + Item("A", "x"), whole = first + second + third;
   for (std::size_t cut = 0; cut <= whole.size(); ++cut) {
-    std::size_t items = 0;
-    std::size_t end = 0;
-    for (const std::string& part : parts) {
-      end += part.size();
-      items += end <= cut && part.size() < 40;  // a frame's head is longer
-    }
+    const std::size_t items =
+        (cut >= first.size()) + (cut >= (first + second).size()) + std::size_t{cut == whole.size()};
     CANCDataFile file;
     const Status status = file.SetPath(folder.Write("a.anc", whole.substr(0, cut)), true, false);
     EXPECT_EQ(status, cut < 4 ? E_INVALIDARG : items == 0 ? XV_E_FILE_HANDLE : S_OK) << cut;

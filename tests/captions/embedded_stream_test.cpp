@@ -154,10 +154,9 @@ Recorded RecordCaptions(const Case& one, const std::string& path) {
 }
 
 void ExpectPictures(const ProbedFile& file, const Case& one) {
-  ASSERT_NE(file.Video(), nullptr);
-  EXPECT_EQ(file.Video()->frames, one.frames);
-  EXPECT_EQ(file.Video()->errors, 0);
-  EXPECT_EQ(file.Video()->pictureTypes.find('B') != std::string::npos, one.bPictures);
+  EXPECT_EQ(file.Pictures().frames, one.frames);
+  EXPECT_EQ(file.Pictures().errors, 0);
+  EXPECT_EQ(file.Pictures().pictureTypes.find('B') != std::string::npos, one.bPictures);
 }
 
 void ExpectReadBack(const Case& one) {
@@ -170,7 +169,7 @@ void ExpectReadBack(const Case& one) {
   const ProbedFile file = Probe(path);
   ExpectPictures(file, one);
   ASSERT_EQ(recorded.said.size(), std::size(kLines));
-  const std::vector<ShownCaption> shown = ShownBy(*file.Video());
+  const std::vector<ShownCaption> shown = ShownBy(file.Pictures());
   ASSERT_EQ(shown.size(), recorded.said.size());
   for (std::size_t i = 0; i < shown.size(); ++i) {
     EXPECT_EQ(shown[i].text, recorded.said[i].text);
@@ -239,7 +238,7 @@ TEST(EmbeddedStream, FramesOwnAttributeWins) {
       ASSERT_EQ(writer.Put(frame), S_OK);
     }
     EXPECT_EQ(writer.Stop(), S_OK);
-    const std::map<int, std::uint16_t> read = UserDataPairsOf(*Probe(path).Video());
+    const std::map<int, std::uint16_t> read = UserDataPairsOf(Probe(path).Pictures());
     EXPECT_EQ(read.count(2), session ? 0u : 1u);
     EXPECT_EQ(read.size(), session ? 3u : 1u);
   }
@@ -292,7 +291,7 @@ TEST(EmbeddedStream, Mpeg4CarriesEachBlockWithItsPicture) {
       EXPECT_EQ(recorded.lost, 0);
       const ProbedFile file = Probe(folder / "a.mp4");
       ExpectPictures(file, one);
-      EXPECT_EQ(UserDataPairsOf(*file.Video()), recorded.pairs) << place << b;
+      EXPECT_EQ(UserDataPairsOf(file.Pictures()), recorded.pairs) << place << b;
     }
   }
 }

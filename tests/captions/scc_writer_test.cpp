@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "support/temporary_folder.h"
 
 namespace xv {
@@ -40,29 +42,24 @@ TEST(SccWriter, LineEndsAfterTheFramesThatMayBeSkipped) {
   CaptionCounters stats;
   SCCWriter writer(&stats);
   writer.SetPath(folder.Path("a.scc"), 2);
-  const auto lines = [&] {
-    std::size_t count = 0;
-    for (const char c : folder.Read("a.scc")) count += c == '\t';
-    return count;
+  const auto append = [&] { EXPECT_EQ(writer.AppendPair(0x2094, At(0), 25), S_OK); };
+  const auto linesBehind = [&](int skips) {
+    for (int i = 0; i < skips; ++i) EXPECT_EQ(writer.SkipFrame(), S_OK);
+    const std::string text = folder.Read("a.scc");
+    return std::count(text.begin(), text.end(), '\t');
   };
-  writer.AppendPair(0x2094, At(0), 25).Ok();
-  for (int round = 0; round < 3; ++round) {
-    EXPECT_EQ(writer.SkipFrame(), S_OK);
-    EXPECT_EQ(writer.SkipFrame(), S_OK);
-    EXPECT_EQ(writer.AppendPair(0x2094, At(0), 25), S_OK);  // starts the count anew
+  for (int round = 0; round < 4; ++round) {
+    append();  // starts the count anew
+    EXPECT_EQ(linesBehind(2), 0);
   }
-  for (int i = 0; i < 2; ++i) EXPECT_EQ(writer.SkipFrame(), S_OK);
-  EXPECT_EQ(lines(), 0u);
-  EXPECT_EQ(writer.SkipFrame(), S_OK);
-  EXPECT_EQ(lines(), 1u);
+  EXPECT_EQ(linesBehind(1), 1);
   writer.SetMaxSkip(-4);
-  writer.AppendPair(0x2094, At(0), 25).Ok();
-  EXPECT_EQ(writer.SkipFrame(), S_OK);
-  EXPECT_EQ(lines(), 2u);
+  append();
+  EXPECT_EQ(linesBehind(1), 2);
   // What has not ended is dropped, and told.
-  writer.AppendPair(0x2094, At(0), 25).Ok();
+  append();
   writer.Close();
-  EXPECT_EQ(lines(), 2u);
+  EXPECT_EQ(linesBehind(0), 2);
   EXPECT_EQ(stats.written, 5);
   EXPECT_EQ(stats.lost, 1);
 }

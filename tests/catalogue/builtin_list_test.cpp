@@ -13,8 +13,6 @@
 namespace xv {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::Pair;
 using XMLParse::CoXMLNode;
 using XMLParse::XMLNodePtr;
 
@@ -29,7 +27,6 @@ class BuiltinListTest : public ::testing::Test {
     }
     return out;
   }
-  XMLNodePtr Format(const char* name) { return FindListedFormat(*list_, name); }
 
   const XMLNodePtr list_ = CoXMLNode::Create({});
 };
@@ -38,15 +35,6 @@ TEST_F(BuiltinListTest, LoadsInSpiteOfItsStrayTag) {
   EXPECT_EQ(list_->Name(), "supported_list");
   ASSERT_EQ(list_->ChildCount(), 3u) << "a lost level would move what follows it";
   EXPECT_EQ(list_->ChildAt(1)->Name(), "video_codecs");
-}
-
-TEST_F(BuiltinListTest, EntriesHaveTheirPresetsAndTargets) {
-  EXPECT_EQ(Format("RTMP Streaming")->Text("protocol"), "rtmp://");
-  EXPECT_TRUE(Format("RTMP Streaming")->Bool("network"));
-  EXPECT_THAT(PresetsOf(*Format("RTMP Streaming")), ElementsAre(Pair("merge_tracks", "true")));
-  EXPECT_THAT(PresetsOf(*Format("IIS Live Smooth Streaming")),
-              ElementsAre(Pair("movflags", "isml+frag_keyframe")));
-  EXPECT_EQ(Format("ipod")->Text("extensions"), "m4v,m4a");
 }
 
 // It says what it is, and its default lies within its values and bounds.
@@ -85,38 +73,6 @@ TEST_F(BuiltinListTest, EveryListedCodecIsDeclaredAndEveryAttributeSound) {
       }
     }
   }
-}
-
-TEST_F(BuiltinListTest, SelectionReadsTheNearestDeclarationFirst) {
-  const XMLNodePtr codec = FindListedCodec(*Format("mp4"), "video", "LIBX264");
-  ASSERT_TRUE(codec);
-  const auto all = AttributesOfCodec(*list_, *codec, "video");
-  const auto find = [&](const char* name) {
-    const auto found = std::find_if(all.begin(), all.end(),
-                                    [&](const ListedAttribute& one) { return one.name == name; });
-    return found == all.end() ? ListedAttribute{} : *found;
-  };
-  EXPECT_EQ(find("preset").defaultValue, "medium");
-  EXPECT_EQ(find("profile").values, "baseline, main, high, high10, high422, high444")
-      << "ahead of the one that all codecs have";
-  EXPECT_EQ(find("ar_type").defaultValue, "ignore-ar") << "from what all codecs have";
-  const auto format = AttributesOfFormat(*Format("mp4"));
-  EXPECT_EQ(format[0].name, "start_timecode");
-  EXPECT_EQ(format[0].values, "auto, disabled, local_time");
-}
-
-TEST_F(BuiltinListTest, InheritMayNameAnotherCodec) {
-  ASSERT_TRUE(list_
-                  ->ReadXml("<supported_list><formats><format id=f><video><codec id=mine "
-                            "inherit=theirs/></video></format></formats><video_codecs>"
-                            "<attributes_info><all type=int/></attributes_info><codec id=theirs>"
-                            "<attributes_info inherit=false><own type=int/></attributes_info>"
-                            "</codec></video_codecs></supported_list>")
-                  .Ok());
-  const auto all =
-      AttributesOfCodec(*list_, *list_->FindChild("formats::format::video::codec"), "video");
-  ASSERT_EQ(all.size(), 1u) << "and the schema of that one ends the lookup";
-  EXPECT_EQ(all[0].name, "own");
 }
 
 // What differs from FFmpeg on purpose: names of older versions that hosts still set, and words in

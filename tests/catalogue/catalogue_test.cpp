@@ -70,29 +70,6 @@ TEST_F(CatalogueTest, UsersFileReplacesTheList) {
   EXPECT_EQ(folder_.Read("user.xml"), text);
 }
 
-TEST_F(CatalogueTest, ServedListIsReadBackAsTheTreeThatItIs) {
-  const auto expectSame = [&] {
-    const std::string xml = ReadNew();
-    const XMLNodePtr back = CoXMLNode::Create({});
-    ASSERT_TRUE(back->ReadXml(std::string(kDeclaration) + xml).Ok());
-    // Names of elements are read in lower case; names of a tree compare without regard to case.
-    EXPECT_EQ(ToLower(back->WriteXml()), ToLower(own_->FindChild("supported_list")->WriteXml()));
-  };
-  expectSame();
-  folder_.Write("user.xml",
-                "<supported_list><formats><format id='mp4' name='R&D <new> \"x\"' 1/2=a>"
-                "<attributes_info><0>None</0><-1 values='&lt;'>A &amp; B</-1></attributes_info>"
-                "<video><codec id='mpeg4'/></video></format></formats></supported_list>");
-  expectSame();
-  const XMLNodePtr format = own_->FindChild("supported_list::formats::format");
-  EXPECT_EQ(format->Text("name"), "R&D <new> \"x\"");
-  EXPECT_EQ(format->Text("attributes_info::-1::values"), "&lt;") << "no references in the old form";
-  Configure("config.path", "");
-  Configure("config.full", "true");
-  Configure("config.update", "true");
-  expectSame();
-}
-
 TEST_F(CatalogueTest, UsersFileMayBeWide) {
   const std::string text =
       "<supported_list><formats><format name='\u00FC'/></formats></supported_list>";

@@ -40,34 +40,29 @@ XV_VID_PROPS Raster(int width, int height, double rate,
 
 TEST(CodecChoice, VendorNamesPresetTheirOptions) {
   const auto mp4 = Output("mp4", "a.mp4");
-  struct Case {
-    const char* text;
-    PseudoCodec code;
-    const char* key;
-    const char* value;
-  };
-  for (const Case& c : {Case{"codec=l264", PseudoCodec::kNvenc264, "preset", "lossless"},
-                        {"codec=L264 preset=slow", PseudoCodec::kNvenc264, "preset", "slow"},
-                        {"codec=q264sw force_gpu=1", PseudoCodec::kQuick264, "force_gpu", "-1"},
-                        {"codec=q264hw force_gpu=1", PseudoCodec::kQuick264, "force_gpu", "1"},
-                        {"codec=q264hw", PseudoCodec::kQuick264, "force_gpu", "0"},
-                        {"codec=c264", PseudoCodec::kCuda264, "force_gpu", ""}}) {
-    const XMLNodePtr node = Options("video", c.text);
-    EXPECT_EQ(ChooseCodec(*node, *mp4, AV_CODEC_ID_H264).pseudo, c.code) << c.text;
-    EXPECT_EQ(node->Text(c.key), c.value) << c.text;
+  for (const auto& [text, code, key, value] :
+       {std::tuple{"codec=l264", PseudoCodec::kNvenc264, "preset", "lossless"},
+        {"codec=L264 preset=slow", PseudoCodec::kNvenc264, "preset", "slow"},
+        {"codec=q264sw force_gpu=1", PseudoCodec::kQuick264, "force_gpu", "-1"},
+        {"codec=q264hw force_gpu=1", PseudoCodec::kQuick264, "force_gpu", "1"},
+        {"codec=q264hw", PseudoCodec::kQuick264, "force_gpu", "0"},
+        {"codec=c264", PseudoCodec::kCuda264, "force_gpu", ""}}) {
+    const XMLNodePtr node = Options("video", text);
+    EXPECT_EQ(ChooseCodec(*node, *mp4, AV_CODEC_ID_H264).pseudo, code) << text;
+    EXPECT_EQ(node->Text(key), value) << text;
   }
 }
 
 TEST(VideoGeometry, TimeBasesOfTheRates) {
-  const auto same = [](AVRational base, int num, int den) {
-    return base.num == num && base.den == den;
-  };
-  EXPECT_TRUE(same(TimeBaseFromRate(25), 1, 25));
-  EXPECT_TRUE(same(TimeBaseFromRate(29.97), 1001, 30000));
-  EXPECT_TRUE(same(TimeBaseFromRate(60000.0 / 1001), 1001, 60000));
-  EXPECT_TRUE(same(TimeBaseFromRate(23.976), 1001, 24000));
-  EXPECT_TRUE(same(TimeBaseFromRate(12.345), 10000, 123450));
-  EXPECT_TRUE(same(TimeBaseFromRate(0), 1, 25));
+  for (const auto& [rate, num, den] : {std::tuple{25.0, 1, 25},
+                                       {29.97, 1001, 30000},
+                                       {60000.0 / 1001, 1001, 60000},
+                                       {23.976, 1001, 24000},
+                                       {12.345, 10000, 123450},
+                                       {0.0, 1, 25}}) {
+    const AVRational base = TimeBaseFromRate(rate);
+    EXPECT_TRUE(base.num == num && base.den == den) << rate;
+  }
 }
 
 TEST(VideoGeometry, LettersOfTheSizeRuleTheFieldOrder) {
@@ -96,22 +91,18 @@ TEST(VideoGeometry, AspectAndTopOverride) {
 }
 
 TEST(DvFamily, RastersFollowRateAndSize) {
-  struct Case {
-    int width, height;
-    double rate;
-    int index, outWidth, outHeight, format;
-  };
-  for (const Case& c : {Case{720, 576, 25, -1, 720, 576, AV_PIX_FMT_YUYV422},
-                        {720, 486, 29.97, 0, 720, 480, AV_PIX_FMT_YUV411P},
-                        {720, 576, 25, 0, 720, 576, AV_PIX_FMT_YUV420P},
-                        {720, 576, 25, 1, 720, 576, AV_PIX_FMT_YUV411P},
-                        {1920, 1080, 25, -1, 1440, 1080, AV_PIX_FMT_YUYV422},
-                        {1920, 1080, 29.97, -1, 1280, 1080, AV_PIX_FMT_YUYV422},
-                        {1280, 720, 50, -1, 960, 720, AV_PIX_FMT_YUYV422}}) {
+  for (const auto& [width, height, rate, index, outWidth, outHeight, outFormat] :
+       {std::tuple{720, 576, 25.0, -1, 720, 576, AV_PIX_FMT_YUYV422},
+        {720, 486, 29.97, 0, 720, 480, AV_PIX_FMT_YUV411P},
+        {720, 576, 25, 0, 720, 576, AV_PIX_FMT_YUV420P},
+        {720, 576, 25, 1, 720, 576, AV_PIX_FMT_YUV411P},
+        {1920, 1080, 25, -1, 1440, 1080, AV_PIX_FMT_YUYV422},
+        {1920, 1080, 29.97, -1, 1280, 1080, AV_PIX_FMT_YUYV422},
+        {1280, 720, 50, -1, 960, 720, AV_PIX_FMT_YUYV422}}) {
     int format = AV_PIX_FMT_NONE;
-    const XV_VID_PROPS vid = DvRaster(Raster(c.width, c.height, c.rate), c.index, &format);
-    EXPECT_TRUE(vid.nWidth == c.outWidth && vid.nHeight == c.outHeight && format == c.format)
-        << c.width << "x" << c.height << "@" << c.rate;
+    const XV_VID_PROPS vid = DvRaster(Raster(width, height, rate), index, &format);
+    EXPECT_TRUE(vid.nWidth == outWidth && vid.nHeight == outHeight && format == outFormat)
+        << width << "x" << height << "@" << rate;
   }
 }
 
@@ -189,13 +180,6 @@ TEST(SetupStream, EncodersThatRefuseFieldsOrChannelsAreOfferedLess) {
 TEST(SetupStream, TagOfTheWrongLengthIsNone) {
   EXPECT_NE(OpenTrack("mov", "video", "codec=mpeg4 vtag=abc", Media()).holder.codec->codec_tag,
             FourCC("abc\0"));
-}
-
-TEST(SetupStream, OffsetAndRateOfTheSound) {
-  const OpenTrack sound("mov", "audio", "codec=pcm_s16le offset_msec=-100 sample_rate=auto",
-                        Media());
-  EXPECT_EQ(sound.holder.offsetSamples, -4800);
-  EXPECT_EQ(sound.holder.codec->sample_rate, 48000);
 }
 
 }  // namespace

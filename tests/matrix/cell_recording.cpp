@@ -100,7 +100,7 @@ std::string RecordAndRead(const Cell& cell, const Target& target, ProbedFile* fi
 std::string VideoTrouble(const ProbedFile& file, const Feed& feed) {
   if (file.Count(AVMEDIA_TYPE_VIDEO) != 1)
     return fmt::format("{} pictures' tracks", file.Count(AVMEDIA_TYPE_VIDEO));
-  const ProbedStream& video = *file.Video();
+  const ProbedStream& video = file.Pictures();
   if (video.errors > 0) return "the pictures do not decode";
   if (video.frames != kFrames) return fmt::format("{} pictures", video.frames);
   const bool progressive = feed.interlace == eXvI_Progressive;
@@ -136,7 +136,7 @@ std::string SoundTrouble(const Cell& cell, const ProbedFile& file) {
   if (file.Count(AVMEDIA_TYPE_AUDIO) != tracks)
     return fmt::format("{} sound tracks", file.Count(AVMEDIA_TYPE_AUDIO));
   for (int track = 0; track < tracks; ++track) {
-    const ProbedStream& audio = *file.Audio(track);
+    const ProbedStream& audio = file.Sound(track);
     if (audio.errors > 0) return "the sound does not decode";
     if (audio.layout != (tracks == 1 ? "stereo" : "mono") &&
         audio.layout != fmt::format("{} channels", kChannels / tracks))
@@ -203,9 +203,10 @@ Outcome RecordCell(const Cell& cell) {
   outcome.trouble = RecordAndRead(cell, target, &file);
   if (outcome.trouble.empty()) outcome.trouble = TroubleOf(cell, file);
   if (outcome.trouble.empty() && IdOf(cell.audio) == "wav_file" &&
-      Probe(folder / "out/out.wav").Audio() == nullptr)
+      Probe(folder / "out/out.wav").Count(AVMEDIA_TYPE_AUDIO) == 0)
     outcome.trouble = "there is no side file";
-  const ProbedStream* video = Writes(cell.video) ? file.Video() : nullptr;
+  const ProbedStream* video =
+      Writes(cell.video) && file.Count(AVMEDIA_TYPE_VIDEO) > 0 ? &file.Pictures() : nullptr;
   if (video != nullptr) outcome.videoCodec = video->codec;
   outcome.lost = LossesOf(file, video, FeedFor(cell));
   return outcome;

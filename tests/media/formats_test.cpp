@@ -128,40 +128,41 @@ TEST(Validity, AudioRangeAndDisabled) {
 }
 
 TEST(Validity, InterlaceOrderFallsBackToTheFormat) {
-  XV_VID_PROPS vid{};
-  EXPECT_EQ(InterlaceOrder(vid), 0);
-  vid.eVideoFormat = eXvVF_NTSC;
-  EXPECT_EQ(InterlaceOrder(vid), -1);
-  vid.eVideoFormat = eXvVF_HD1080_50i;
-  EXPECT_EQ(InterlaceOrder(vid), 1);
-  vid.eInterlace = eXvI_Progressive;
-  EXPECT_EQ(InterlaceOrder(vid), 0);
-  vid.eInterlace = eXvI_Inverse;
-  EXPECT_EQ(InterlaceOrder(vid), 0);
-  vid.eInterlace = eXvI_BottomFirst;
-  EXPECT_EQ(InterlaceOrder(vid), -1);
+  for (const auto& [format, interlace, order] : {std::tuple{0, eXvI_Auto, 0},
+                                                 {eXvVF_NTSC, eXvI_Auto, -1},
+                                                 {eXvVF_HD1080_50i, eXvI_Auto, 1},
+                                                 {eXvVF_HD1080_50i, eXvI_Progressive, 0},
+                                                 {eXvVF_HD1080_50i, eXvI_Inverse, 0},
+                                                 {eXvVF_HD1080_50i, eXvI_BottomFirst, -1}}) {
+    XV_VID_PROPS vid{};
+    vid.eVideoFormat = format;
+    vid.eInterlace = interlace;
+    EXPECT_EQ(InterlaceOrder(vid), order) << format << " " << interlace;
+  }
 }
 
 TEST(FrameDuration, BroadcastRatesSnapAndOthersStay) {
-  EXPECT_EQ(FrameDuration(29.97), 333666.6666666667);
-  EXPECT_EQ(FrameDuration(30000.0 / 1001), 333666.6666666667);
-  EXPECT_EQ(FrameDuration(59.94), 166833.33333333334);
-  EXPECT_EQ(FrameDuration(23.976), 417083.3333333333);
-  EXPECT_EQ(FrameDuration(60), 166666.66666666666);
-  EXPECT_EQ(FrameDuration(25.001), 400000.0);
-  EXPECT_EQ(FrameDuration(24.5), 1e7 / 24.5);
-  // The ends of a range: the first count that is in and the first that is out.
-  EXPECT_EQ(FrameDuration(1e7 / 199950.0), 200000.0);
-  EXPECT_EQ(FrameDuration(1e7 / 199949.0), 1e7 / (1e7 / 199949.0));
-  EXPECT_EQ(FrameDuration(1e7 / 200051.0), 1e7 / (1e7 / 200051.0));
+  // The last rates lie at the ends of a range: the first count that is in, the first that is out.
+  for (const auto& [rate, duration] : {std::pair{29.97, 333666.6666666667},
+                                       {30000.0 / 1001, 333666.6666666667},
+                                       {59.94, 166833.33333333334},
+                                       {23.976, 417083.3333333333},
+                                       {60, 166666.66666666666},
+                                       {25.001, 400000.0},
+                                       {24.5, 1e7 / 24.5},
+                                       {1e7 / 199950.0, 200000.0},
+                                       {1e7 / 199949.0, 1e7 / (1e7 / 199949.0)},
+                                       {1e7 / 200051.0, 1e7 / (1e7 / 200051.0)}}) {
+    EXPECT_EQ(FrameDuration(rate), duration) << rate;
+  }
   for (const double rate : {0.0, -1.0, std::nan("")}) {
     EXPECT_EQ(FrameDuration(rate), 0.0);
     EXPECT_EQ(FrameDurationOrDefault(rate), 400000.0);
   }
   EXPECT_EQ(RoundAwayFromZero(2.5), 3);
   EXPECT_EQ(RoundAwayFromZero(-2.5), -3);
-  EXPECT_EQ(RoundAwayFromZero(1e300), std::numeric_limits<std::int64_t>::max());
-  EXPECT_EQ(RoundAwayFromZero(-1e300), std::numeric_limits<std::int64_t>::min());
+  EXPECT_EQ(RoundAwayFromZero(1e300), INT64_MAX);
+  EXPECT_EQ(RoundAwayFromZero(-1e300), INT64_MIN);
 }
 
 TEST(TrackMask, SplitsChannels) {
@@ -181,22 +182,24 @@ TEST(TrackMask, SplitsChannels) {
 }
 
 TEST(PixelLayout, RowsAndFrames) {
-  EXPECT_EQ(NaturalRowBytes(kFccUYVY, 1920), 3840);
-  EXPECT_EQ(NaturalRowBytes(kFccRGB24, 1921), 5764);
-  EXPECT_EQ(NaturalRowBytes(kFccRGB8, 5), 8);
-  EXPECT_EQ(NaturalRowBytes(kFccNV12, 96), 96);
-  EXPECT_EQ(NaturalRowBytes(kFccY444, 96), 96);
-  EXPECT_EQ(NaturalRowBytes(kFccV210, 1), 128);
-  EXPECT_EQ(NaturalRowBytes(kFccV210, 1280), 3456);
-  EXPECT_EQ(NaturalRowBytes(kFccV210, 1920), 5120);
-  EXPECT_EQ(NaturalRowBytes(kFccR210, 65), 512);
-  EXPECT_EQ(NaturalRowBytes(FourCC("ABCD"), 64), 0);
-  EXPECT_EQ(NaturalRowBytes(kFccUYVY, -8), 0);
-  EXPECT_EQ(NaturalRowBytes(kFccARGB32, INT32_MAX), INT32_MAX);
+  for (const auto& [tag, width, bytes] : {std::tuple{kFccUYVY, 1920, 3840},
+                                          {kFccRGB24, 1921, 5764},
+                                          {kFccRGB8, 5, 8},
+                                          {kFccNV12, 96, 96},
+                                          {kFccY444, 96, 96},
+                                          {kFccV210, 1, 128},
+                                          {kFccV210, 1280, 3456},
+                                          {kFccR210, 65, 512},
+                                          {FourCC("ABCD"), 64, 0},
+                                          {kFccUYVY, -8, 0},
+                                          {kFccARGB32, INT32_MAX, INT32_MAX}}) {
+    EXPECT_EQ(NaturalRowBytes(tag, width), bytes) << std::hex << tag << " " << width;
+  }
   EXPECT_EQ(FrameBytes(kFccI420, 1920, 1080), 1920 * 1080 * 3 / 2);
   EXPECT_EQ(FrameBytes(kFccRGB32, 1920, -1080), 1920 * 1080 * 4);
-  EXPECT_EQ(FrameBytes(kFccUYVY, 1920, 1080, 4096), 4096 * 1080);
-  EXPECT_EQ(FrameBytes(kFccUYVY, 1920, 1080, -4096), 4096 * 1080);
+  for (const int rowBytes : {4096, -4096}) {
+    EXPECT_EQ(FrameBytes(kFccUYVY, 1920, 1080, rowBytes), 4096 * 1080);
+  }
   EXPECT_EQ(FrameBytes(kFccARGB32, INT32_MAX, INT32_MIN), std::int64_t{INT32_MAX} << 31);
 }
 

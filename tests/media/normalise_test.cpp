@@ -52,17 +52,17 @@ TEST(DetectVideoFormat, OrderDecidesWhereTheFieldOrderIsOpen) {
 }
 
 TEST(DetectVideoFormat, BlankingLinesCountOnlyLoosely) {
-  const auto found = [](int width, int height, double rate, bool strict) {
-    return DetectVideoFormat(Video(width, height, rate), strict);
-  };
-  EXPECT_EQ(found(720, 608, 25, false), eXvVF_PAL);
-  EXPECT_EQ(found(720, 608, 25, true), 0);
-  EXPECT_EQ(found(720, 625, 25, false), eXvVF_PAL);
-  EXPECT_EQ(found(720, 626, 25, false), 0);
-  EXPECT_EQ(found(720, 512, 29.97, false), eXvVF_NTSC);
-  EXPECT_EQ(found(1920, 1125, 25, false), eXvVF_HD1080_50i);
-  EXPECT_EQ(found(1920, 1088, 25, true), 0);
-  EXPECT_EQ(found(3840, 2161, 25, false), 0);
+  for (const auto& [width, height, rate, strict, format] :
+       {std::tuple{720, 608, 25.0, false, int{eXvVF_PAL}},
+        {720, 608, 25.0, true, 0},
+        {720, 625, 25.0, false, eXvVF_PAL},
+        {720, 626, 25.0, false, 0},
+        {720, 512, 29.97, false, eXvVF_NTSC},
+        {1920, 1125, 25.0, false, eXvVF_HD1080_50i},
+        {1920, 1088, 25.0, true, 0},
+        {3840, 2161, 25.0, false, 0}}) {
+    EXPECT_EQ(DetectVideoFormat(Video(width, height, rate), strict), format) << height;
+  }
 }
 
 TEST(DetectVideoFormat, TwoViewsInOnePicture) {
@@ -81,54 +81,42 @@ TEST(DetectVideoFormat, TwoViewsInOnePicture) {
 }
 
 TEST(Normalise, FormatAloneBecomesAWholeRecord) {
-  XV_VID_PROPS vid{};
-  vid.eVideoFormat = eXvVF_HD1080_50i;
-  vid = Normalised(vid, false);
-  EXPECT_EQ(vid.nWidth, 1920);
-  EXPECT_EQ(vid.nHeight, 1080);
+  const auto normalised = [](int format, std::uint32_t fourcc = 0, int height = 0) {
+    XV_VID_PROPS vid = Video(0, height, 0, 0, fourcc);
+    vid.eVideoFormat = format;
+    return Normalised(vid);
+  };
+  const XV_VID_PROPS vid = normalised(eXvVF_HD1080_50i);
+  EXPECT_TRUE(vid.nWidth == 1920 && vid.nHeight == 1080 && vid.nRowBytes == 3840);
   EXPECT_EQ(vid.fccColor, kFccHDYC);
-  EXPECT_EQ(vid.nRowBytes, 3840);
   EXPECT_EQ(vid.dblRate, 25.0);
   EXPECT_EQ(vid.eInterlace, eXvI_TopFirst);
   EXPECT_EQ(vid.nAspectX * 9, vid.nAspectY * 16);
-  XV_VID_PROPS pal{};
-  pal.eVideoFormat = eXvVF_PAL;
-  EXPECT_EQ(Normalised(pal).fccColor, kFccUYVY);
-  XV_VID_PROPS rgb{};
-  rgb.eVideoFormat = eXvVF_HD720_60p;
-  rgb.fccColor = kFccRGB32;
-  EXPECT_EQ(Normalised(rgb).nHeight, -720);
-  rgb.nHeight = 1;
-  EXPECT_EQ(Normalised(rgb).nHeight, 720);
-  XV_VID_PROPS stereo{};
-  stereo.eVideoFormat = eXvVF_HD1080_25p | 0x1400;
-  EXPECT_EQ(Normalised(stereo).nHeight, 2160);
-  EXPECT_EQ(Normalised(stereo).eVideoFormat, eXvVF_HD1080_25p | 0x1400);
+  EXPECT_EQ(normalised(eXvVF_PAL).fccColor, kFccUYVY);
+  EXPECT_EQ(normalised(eXvVF_HD720_60p, kFccRGB32).nHeight, -720);
+  EXPECT_EQ(normalised(eXvVF_HD720_60p, kFccRGB32, 1).nHeight, 720);
+  constexpr int kStereo = eXvVF_HD1080_25p | 0x1400;
+  EXPECT_EQ(normalised(kStereo).nHeight, 2160);
+  EXPECT_EQ(normalised(kStereo).eVideoFormat, kStereo);
 }
 
 TEST(Normalise, GivenFieldsWinOverTheFormat) {
-  XV_VID_PROPS vid = Video(1920, 1080, 25, eXvI_Progressive);
-  vid.eVideoFormat = eXvVF_PAL;
-  vid.nRowBytes = 4096;
-  vid = Normalised(vid);
+  const auto normalised = [](int format, XV_VID_PROPS vid, int rowBytes = 0) {
+    vid.eVideoFormat = format;
+    vid.nRowBytes = rowBytes;
+    return Normalised(vid);
+  };
+  const XV_VID_PROPS vid = normalised(eXvVF_PAL, Video(1920, 1080, 25, eXvI_Progressive), 4096);
   EXPECT_EQ(vid.eVideoFormat, eXvVF_HD1080_25p);
-  EXPECT_EQ(vid.nWidth, 1920);
-  EXPECT_EQ(vid.nRowBytes, 4096);
-  XV_VID_PROPS odd = Video(640, 360, 12);
-  odd.eVideoFormat = eXvVF_PAL;
-  EXPECT_EQ(Normalised(odd).eVideoFormat, 0);
-  XV_VID_PROPS wide = Video(720, 576, 25);
-  wide.eVideoFormat = eXvVF_PAL_16x9;
-  EXPECT_EQ(Normalised(wide).eVideoFormat, eXvVF_PAL_16x9);
-  EXPECT_EQ(Normalised(wide).nAspectX, 16);
-  EXPECT_EQ(Normalised(wide).eInterlace, eXvI_TopFirst);
-  XV_VID_PROPS partly{};
-  partly.eVideoFormat = eXvVF_PAL;
-  partly.nHeight = 608;
-  partly = Normalised(partly);
+  EXPECT_TRUE(vid.nWidth == 1920 && vid.nRowBytes == 4096);
+  EXPECT_EQ(normalised(eXvVF_PAL, Video(640, 360, 12)).eVideoFormat, 0);
+  const XV_VID_PROPS wide = normalised(eXvVF_PAL_16x9, Video(720, 576, 25));
+  EXPECT_EQ(wide.eVideoFormat, eXvVF_PAL_16x9);
+  EXPECT_EQ(wide.nAspectX, 16);
+  EXPECT_EQ(wide.eInterlace, eXvI_TopFirst);
+  const XV_VID_PROPS partly = normalised(eXvVF_PAL, Video(0, 608, 0, 0, 0));
   EXPECT_EQ(partly.eVideoFormat, eXvVF_PAL);
-  EXPECT_EQ(partly.nWidth, 720);
-  EXPECT_EQ(partly.nHeight, 608);
+  EXPECT_TRUE(partly.nWidth == 720 && partly.nHeight == 608);
 }
 
 TEST(Normalise, AlignsAndCompletes) {

@@ -13,6 +13,7 @@ namespace {
 
 using test::Picture;
 using ::testing::ElementsAre;
+using ::testing::Pointwise;
 
 constexpr std::uint32_t kColour = 0xFF4A90D8;  // R 74, G 144, B 216
 
@@ -53,20 +54,16 @@ TEST(ConvertFormat, EveryPairKeepsTheColour) {
         continue;
       }
       ASSERT_EQ(status, S_OK);
-      if (IsPlanar420(to) || FindPackedOrder(to) || to == kFccV210 || to == kFccNV12) {
-        // Against the layout's own flat colour: nothing but rounding of two conversions.
-        const std::vector<int> colour = ColourOf(target);
-        EXPECT_NEAR(colour[0], 74, 3);
-        EXPECT_NEAR(colour[1], 144, 3);
-        EXPECT_NEAR(colour[2], 216, 3);
-      } else if (IsRgb32(to)) {
-        const std::uint8_t* pixel = target.Row(3) + 4 * 7;
-        EXPECT_NEAR(pixel[2], 74, 3);
-        EXPECT_NEAR(pixel[1], 144, 3);
-        EXPECT_NEAR(pixel[0], 216, 3);
-        if (from != kFccRGB32) {
-          EXPECT_EQ(pixel[3], 255);
-        }
+      // Against the layout's flat colour: nothing but rounding of two conversions.
+      if (to != kFccR210) {
+        EXPECT_THAT(ColourOf(target),
+                    Pointwise(testing::Truly([](const std::tuple<int, int>& pair) {
+                                return std::abs(std::get<0>(pair) - std::get<1>(pair)) <= 3;
+                              }),
+                              {74, 144, 216}));
+      }
+      if (IsRgb32(to) && from != kFccRGB32) {
+        EXPECT_EQ(target.Row(3)[4 * 7 + 3], 255);
       }
     }
   }
@@ -125,17 +122,6 @@ TEST(ConvertFormat, Yv12AndI420ExchangePlanes) {
   expected.insert(expected.end(), i420.bytes.begin() + 40, i420.bytes.end());
   expected.insert(expected.end(), i420.bytes.begin() + 32, i420.bytes.begin() + 40);
   EXPECT_EQ(yv12.bytes, expected);
-}
-
-TEST(ConvertFormat, DirectTableHasTheDocumentedEntries) {
-  Picture rgb(kFccRGB32, 8, 2);
-  Picture v210(kFccV210, 8, 2);
-  ASSERT_NE(ConvertPair(kFccRGB32, kFccV210), nullptr);
-  EXPECT_EQ(ConvertPair(kFccRGB32, kFccV210)->routine(rgb.View(), v210.View()), E_NOTIMPL);
-  EXPECT_EQ(ConvertPair(kFccUYVY, kFccARGB32)->multiplier, -1);
-  EXPECT_EQ(ConvertPair(kFccHDYC, kFccARGB32)->multiplier, 1);
-  EXPECT_EQ(ConvertPair(kFccYVYU, kFccUYVY), nullptr);
-  EXPECT_EQ(ConvertPair(kFccI420, kFccUYVY), nullptr);
 }
 
 TEST(ConvertFormat, RectanglesAreMadeConsistent) {

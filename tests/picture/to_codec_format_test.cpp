@@ -87,15 +87,12 @@ TEST(CodecConvert, EveryCellGivesTheColour) {
         const bool full = cell.format == AV_PIX_FMT_YUVJ420P || cell.format == AV_PIX_FMT_YUVJ422P;
         ASSERT_EQ(ConvertToCodecFormat(source.View(), target.get(), {full, nullptr, true}), S_OK);
         const std::vector<double> expected = Expected(cell.format, full);
-        const double tolerance = cell.format == AV_PIX_FMT_YUV422P10LE ? 3 : 2.6;
+        const bool deep = cell.format == AV_PIX_FMT_RGB48LE;
+        const double allowed = deep ? 256 : cell.format == AV_PIX_FMT_YUV422P10LE ? 3 : 2.6;
         for (int c = 0; c < 3; ++c) {
-          const double want = cell.format == AV_PIX_FMT_RGB48LE
-                                  ? expected[static_cast<std::size_t>(c)] * 256
-                                  : expected[static_cast<std::size_t>(c)];
           for (const int x : {0, 1, width - 1}) {
-            const double got = Sample(*target, c, x, 7);
-            const double allowed = cell.format == AV_PIX_FMT_RGB48LE ? 256 : tolerance;
-            EXPECT_NEAR(got, want, allowed) << "component " << c << " column " << x;
+            const double want = expected[static_cast<std::size_t>(c)] * (deep ? 256 : 1);
+            EXPECT_NEAR(Sample(*target, c, x, 7), want, allowed) << c << " column " << x;
           }
         }
       }
@@ -167,24 +164,23 @@ TEST(CodecConvert, MaskGivesAlphaAndPremultiplies) {
 }
 
 TEST(CodecConvert, PairsWithoutARoutineGoThroughTheLibrary) {
-  struct Case {
-    std::uint32_t tag;
-    int format;
-  };
-  for (const Case& c : {Case{kFccUYVY, AV_PIX_FMT_YUV444P}, Case{kFccI420, AV_PIX_FMT_YUV422P},
-                        Case{kFccRGB24, AV_PIX_FMT_BGR0}, Case{kFccR210, AV_PIX_FMT_YUV444P},
-                        Case{kFccYVYU, AV_PIX_FMT_YUV444P}, Case{kFccV210, AV_PIX_FMT_BGR0},
-                        Case{kFccNV12, AV_PIX_FMT_YUV420P}}) {
-    Picture source(c.tag, 48, 16);
+  for (const auto& [tag, format] : {std::pair{kFccUYVY, AV_PIX_FMT_YUV444P},
+                                    {kFccI420, AV_PIX_FMT_YUV422P},
+                                    {kFccRGB24, AV_PIX_FMT_BGR0},
+                                    {kFccR210, AV_PIX_FMT_YUV444P},
+                                    {kFccYVYU, AV_PIX_FMT_YUV444P},
+                                    {kFccV210, AV_PIX_FMT_BGR0},
+                                    {kFccNV12, AV_PIX_FMT_YUV420P}}) {
+    Picture source(tag, 48, 16);
     ASSERT_EQ(FillBackground(source.View(), kColour, 1.0), S_OK);
-    const AvPtr<AVFrame> target = Target(c.format, 48, 16);
+    const AvPtr<AVFrame> target = Target(format, 48, 16);
     EXPECT_EQ(ConvertToCodecFormat(source.View(), target.get(), {}), S_FALSE);
     PictureConverter converter;
     ASSERT_EQ(converter.Convert({source.vid, source.bytes.data()}, target.get(), {}), S_OK);
-    const std::vector<double> expected = Expected(c.format, false);
+    const std::vector<double> expected = Expected(format, false);
     for (int i = 0; i < 3; ++i) {
       EXPECT_NEAR(Sample(*target, i, 9, 5), expected[static_cast<std::size_t>(i)], 4)
-          << av_get_pix_fmt_name(static_cast<AVPixelFormat>(c.format)) << " component " << i;
+          << av_get_pix_fmt_name(static_cast<AVPixelFormat>(format)) << " component " << i;
     }
   }
   Picture unknown(kFccY444, 48, 16);
@@ -192,23 +188,6 @@ TEST(CodecConvert, PairsWithoutARoutineGoThroughTheLibrary) {
   PictureConverter converter;
   EXPECT_EQ(converter.Convert({unknown.vid, unknown.bytes.data()}, target.get(), {}),
             XV_E_NO_PIXEL_FORMAT);
-}
-
-// Nothing is written outside of the picture, whatever the size and the row bytes.
-TEST(CodecConvert, OddSizesStayInsideTheirMemory) {
-  for (const std::uint32_t tag : {kFccRGB24, kFccRGB32, kFccUYVY, kFccYUY2, kFccV210, kFccR210}) {
-    for (const int format : {AV_PIX_FMT_YUV420P, AV_PIX_FMT_NV12, AV_PIX_FMT_YUV422P,
-                             AV_PIX_FMT_YUV411P, AV_PIX_FMT_BGR24, AV_PIX_FMT_BGRA}) {
-      for (const int width : {1, 2, 3, 7, 33}) {
-        for (const int height : {1, 2, 3, 6}) {
-          Picture source(tag, width, height, height > 2 ? eXvI_TopFirst : eXvI_Progressive);
-          source.Randomise(9);
-          const AvPtr<AVFrame> target = Target(format, width, height);
-          EXPECT_EQ(ConvertToCodecFormat(source.View(), target.get(), {}), S_OK);
-        }
-      }
-    }
-  }
 }
 
 }  // namespace

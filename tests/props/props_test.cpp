@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "base/text.h"
+#include "props/nearest_name.h"
 #include "props/reserved_names.h"
 
 namespace xv {
@@ -36,6 +37,8 @@ std::string Take(char16_t* text) {
   return out;
 }
 
+const std::string kNotFound = std::to_string(static_cast<std::uint32_t>(XV_E_NOT_FOUND));
+
 class PropsTest : public ::testing::Test {
  protected:
   HRESULT Set(const char16_t* name, const char16_t* value) { return props_->PropsSet(name, value); }
@@ -53,6 +56,28 @@ class PropsTest : public ::testing::Test {
     if (result != S_OK) return std::to_string(static_cast<std::uint32_t>(result));
     const std::string text = Take(name) + "=" + Take(value);
     return text + (children != 0 ? "+" : "");
+  }
+  // The number of a node's properties; the result where that is not S_OK.
+  std::int32_t Count(const char16_t* node) {
+    std::int32_t count = -1;
+    const HRESULT result = props_->PropsGetCount(node, &count);
+    return result == S_OK ? count : result;
+  }
+  std::int32_t InfoCount(const char16_t* node) {
+    std::int32_t count = -1;
+    EXPECT_EQ(props_->PropsInfoGetCount(node, &count), S_OK);
+    return count;
+  }
+  bool Has(const char16_t* node, std::int32_t index) {
+    std::int32_t has = -1;
+    EXPECT_EQ(props_->PropsHasChild(node, index, &has), S_OK);
+    return has == 1;
+  }
+  // Type, default and values of a schema entry.
+  std::string Info(const char16_t* name) {
+    char16_t *type = nullptr, *fallback = nullptr, *values = nullptr;
+    const HRESULT result = props_->PropsInfoGet(name, &type, &fallback, &values);
+    return result == S_OK ? Take(type) + Take(fallback) + Take(values) : "none";
   }
   std::string Tree() { return props_->Core().Node()->WriteXml(); }
 
@@ -129,9 +154,7 @@ TEST_F(PropsTest, ReservedNamesComeAheadOfTheTree) {
 }
 
 TEST_F(PropsTest, HooksAnswerAheadOfTheTreeAndForwardLast) {
-  int reads = 0;
-  props_->Core().SetListRead([&](std::string* xml) {
-    ++reads;
+  props_->Core().SetListRead([](std::string* xml) {
     *xml = "<supported_list/>";
     return Status();
   });
@@ -140,18 +163,14 @@ TEST_F(PropsTest, HooksAnswerAheadOfTheTreeAndForwardLast) {
   });
   EXPECT_EQ(Set(u"quality", u"drops=1 mine=2"), S_OK);
   const Ref<Owner> other = MakeRef<Owner>();
-  EXPECT_EQ(other->PropsSet(u"far", u"away"), S_OK);
-  EXPECT_EQ(other->PropsSet(u"near", u"2"), S_OK);
+  EXPECT_EQ(other->PropsSet(u"", u"far=away near=2"), S_OK);
   EXPECT_EQ(Set(u"near", u"1"), S_OK);
   props_->Core().SetForward(other);
   EXPECT_EQ(Get(u"Supported_LIST"), "<supported_list/>");
-  EXPECT_EQ(Get(u"QUALITY::drops"), "3");
-  EXPECT_EQ(Get(u"quality::mine"), "2");
-  EXPECT_EQ(Get(u"near"), "1");
-  EXPECT_EQ(Get(u"far"), "away");
+  EXPECT_EQ(Get(u"QUALITY::drops") + Get(u"quality::mine"), "32");
+  EXPECT_EQ(Get(u"near") + Get(u"far"), "1away");
   props_->Core().SetForward(nullptr);
   EXPECT_EQ(Get(u"far"), "(null)");
-  EXPECT_EQ(reads, 1);
   EXPECT_EQ(props_->PropsGet(u"supported_list", nullptr), E_POINTER);
   props_->Core().SetListRead([](std::string*) { return Status(E_OUTOFMEMORY); });
   char16_t* value = nullptr;
@@ -161,27 +180,14 @@ TEST_F(PropsTest, HooksAnswerAheadOfTheTreeAndForwardLast) {
 
 TEST_F(PropsTest, IndexWalksAttributesThenChildren) {
   EXPECT_EQ(Set(u"", u"<xv-props x=1 y=2><v a=1/><w>text</w></xv-props>"), S_OK);
-  std::int32_t count = -1;
-  EXPECT_EQ(props_->PropsGetCount(u"", &count), S_OK);
-  EXPECT_EQ(count, 2);
-  EXPECT_EQ(At(u"", 1), "y=2");
-  EXPECT_EQ(At(nullptr, 2), "v=+");
-  EXPECT_EQ(At(u"", 3), "w=text");
-  EXPECT_EQ(At(u"", 4), std::to_string(static_cast<std::uint32_t>(XV_E_NOT_FOUND)));
-  EXPECT_EQ(At(u"", -1), std::to_string(static_cast<std::uint32_t>(XV_E_NOT_FOUND)));
-  EXPECT_EQ(At(u"v", 0), "a=1");
-  EXPECT_EQ(props_->PropsGetCount(u"none", &count), XV_E_NOT_FOUND);
-  EXPECT_EQ(count, 0);
+  EXPECT_EQ(Count(u""), 2);
+  EXPECT_EQ(Count(u"none"), XV_E_NOT_FOUND);
+  EXPECT_EQ(At(u"", 1) + At(nullptr, 2) + At(u"", 3) + At(u"v", 0), "y=2v=+w=texta=1");
+  for (const int index : {4, -1}) EXPECT_EQ(At(u"", index), kNotFound);
+  EXPECT_TRUE(Has(u"", 1) && Has(u"v", -1));
+  EXPECT_FALSE(Has(u"", 2) || Has(u"none", -1));
   EXPECT_EQ(props_->PropsGetCount(u"", nullptr), E_POINTER);
   std::int32_t has = -1;
-  EXPECT_EQ(props_->PropsHasChild(u"", 1, &has), S_OK);
-  EXPECT_EQ(has, 1);
-  EXPECT_EQ(props_->PropsHasChild(u"", 2, &has), S_OK);
-  EXPECT_EQ(has, 0);
-  EXPECT_EQ(props_->PropsHasChild(u"v", -1, &has), S_OK);
-  EXPECT_EQ(has, 1);
-  EXPECT_EQ(props_->PropsHasChild(u"none", -1, &has), S_OK);
-  EXPECT_EQ(has, 0);
   EXPECT_EQ(props_->PropsHasChild(nullptr, 0, &has), E_INVALIDARG);
 }
 
@@ -195,83 +201,58 @@ TEST_F(PropsTest, ComputedQualityIsWalkedLikeANode) {
         return std::vector<std::string>{"drops", "last_error"};
       });
   EXPECT_EQ(Set(u"", u"<xv-props x=1><v a=1/></xv-props>"), S_OK);
-  EXPECT_EQ(At(u"", 1), "v=+");
-  EXPECT_EQ(At(u"", 2), "quality=+") << "behind the tree's own children";
-  const std::string none = std::to_string(static_cast<std::uint32_t>(XV_E_NOT_FOUND));
-  EXPECT_EQ(At(u"", 3), none);
-  std::int32_t number = -1;
-  EXPECT_EQ(props_->PropsGetCount(u"Quality", &number), S_OK);
-  EXPECT_EQ(number, 2);
-  EXPECT_EQ(At(u"quality", 0), "drops=3");
-  EXPECT_EQ(At(u"quality", 1), "last_error=");
-  EXPECT_EQ(At(u"quality", 2), none);
-  const auto has = [&](const char16_t* name, std::int32_t index) {
-    EXPECT_EQ(props_->PropsHasChild(name, index, &number), S_OK);
-    return number;
-  };
-  EXPECT_EQ(has(u"quality", -1), 1);
-  EXPECT_EQ(has(u"quality", 0), 0) << "it has attributes, no children";
-  EXPECT_EQ(has(u"", 1), 1);
-  EXPECT_EQ(has(u"", 2), 0);
+  EXPECT_EQ(At(u"", 1) + At(u"", 2), "v=+quality=+") << "behind the tree's own children";
+  EXPECT_EQ(At(u"", 3), kNotFound);
+  EXPECT_EQ(Count(u"Quality"), 2);
+  EXPECT_EQ(At(u"quality", 0) + At(u"quality", 1), "drops=3last_error=");
+  EXPECT_EQ(At(u"quality", 2), kNotFound);
+  EXPECT_TRUE(Has(u"quality", -1) && Has(u"", 1));
+  EXPECT_FALSE(Has(u"quality", 0) || Has(u"", 2)) << "it has attributes, no children";
   // A node that a host made beside it: what is computed comes first and shadows.
   EXPECT_EQ(Set(u"quality", u"drops=9 mine=1"), S_OK);
   EXPECT_EQ(Set(u"quality::below::a", u"1"), S_OK);
-  EXPECT_EQ(props_->PropsGetCount(u"quality", &number), S_OK);
-  EXPECT_EQ(number, 3);
-  EXPECT_EQ(At(u"quality", 0), "drops=3");
-  EXPECT_EQ(At(u"quality", 2), "mine=1");
-  EXPECT_EQ(At(u"quality", 3), "below=+");
-  EXPECT_EQ(At(u"quality", 4), none);
+  EXPECT_EQ(Count(u"quality"), 3);
+  EXPECT_EQ(At(u"quality", 0) + At(u"quality", 2) + At(u"quality", 3), "drops=3mine=1below=+");
+  EXPECT_EQ(At(u"quality", 4), kNotFound);
   EXPECT_EQ(At(u"", 2), "quality=+");
-  EXPECT_EQ(At(u"", 3), none) << "not shown twice";
-  EXPECT_EQ(has(u"quality", 0), 1);
+  EXPECT_EQ(At(u"", 3), kNotFound) << "not shown twice";
+  EXPECT_TRUE(Has(u"quality", 0));
 }
 
 TEST_F(PropsTest, SchemaIsReadAndWritten) {
   EXPECT_EQ(props_->PropsInfoSet(u"video::b", u"int", u"5M", u"1M, 5M"), S_OK);
   EXPECT_EQ(props_->PropsInfoSet(u"video::g", u"int", nullptr, nullptr), S_OK);
-  EXPECT_EQ(props_->PropsInfoSet(u"video::type", u"int", nullptr, nullptr), E_INVALIDARG);
-  EXPECT_EQ(props_->PropsInfoSet(u"", u"int", nullptr, nullptr), E_INVALIDARG);
-  EXPECT_EQ(props_->PropsInfoSet(nullptr, u"int", nullptr, nullptr), E_INVALIDARG);
-  std::int32_t count = 0;
-  EXPECT_EQ(props_->PropsInfoGetCount(u"video", &count), S_OK);
-  EXPECT_EQ(count, 2);
-  EXPECT_EQ(props_->PropsGetCount(u"video::_info_", &count), S_OK);
-  EXPECT_EQ(count, 2);
-  EXPECT_EQ(props_->PropsInfoGetCount(u"", &count), S_OK);
-  EXPECT_EQ(count, 0);
+  for (const char16_t* bad : {u"video::type", u"", (const char16_t*)nullptr}) {
+    EXPECT_EQ(props_->PropsInfoSet(bad, u"int", nullptr, nullptr), E_INVALIDARG);
+  }
+  EXPECT_TRUE(InfoCount(u"video") == 2 && Count(u"video::_info_") == 2 && InfoCount(u"") == 0);
   EXPECT_EQ(At(u"video::_info_", 0), "b=+");
-  EXPECT_EQ(At(u"_INFO_", 0), std::to_string(static_cast<std::uint32_t>(XV_E_NOT_FOUND)));
+  EXPECT_EQ(At(u"_INFO_", 0), kNotFound);
   char16_t* name = nullptr;
   Ref<IXvNode> info;
   EXPECT_EQ(props_->PropsInfoGetByIndex(u"video", 1, &name, info.Receive()), S_OK);
   EXPECT_EQ(Take(name), "g");
   EXPECT_EQ(props_->PropsInfoGetByIndex(u"video", 2, &name, info.Receive()), XV_E_NOT_FOUND);
   EXPECT_EQ(props_->PropsInfoGetByIndex(u"", 0, &name, info.Receive()), XV_E_NOT_FOUND);
-  char16_t* type = nullptr;
-  char16_t* defaultValue = nullptr;
-  char16_t* values = nullptr;
-  EXPECT_EQ(props_->PropsInfoGet(u"video::b", &type, &defaultValue, &values), S_OK);
-  EXPECT_EQ(Take(type) + Take(defaultValue) + Take(values), "int5M1M, 5M");
-  EXPECT_EQ(props_->PropsInfoGet(u"video::g", &type, &defaultValue, &values), S_OK);
-  EXPECT_EQ(Take(type) + Take(defaultValue) + Take(values), "int(null)(null)");
-  EXPECT_EQ(props_->PropsInfoGet(u"video::q", &type, &defaultValue, &values), XV_E_NOT_FOUND);
-  EXPECT_EQ(props_->PropsInfoGet(u"video::b", &type, nullptr, &values), E_POINTER);
+  EXPECT_EQ(Info(u"video::b"), "int5M1M, 5M");
+  EXPECT_EQ(Info(u"video::g"), "int(null)(null)");
+  EXPECT_EQ(Info(u"video::q"), "none");
+  EXPECT_EQ(props_->PropsInfoGet(u"video::b", &name, nullptr, &name), E_POINTER);
   EXPECT_THAT(Get(u"video::attributes_info"), ::testing::StartsWith("<attributes_info><b "));
   EXPECT_EQ(Get(u"attributes_info"), "(null)");
 }
 
-TEST_F(PropsTest, ObjectWithoutATreeFails) {
+TEST(PropsWithoutATree, FailAtEverything) {
   OwnerWithoutTree owner;
   char16_t* text = nullptr;
   std::int32_t number = 0;
   Ref<IXvNode> node;
-  EXPECT_EQ(owner.PropsGet(u"_process_pid_", &text), E_FAIL);
-  EXPECT_EQ(owner.PropsSet(u"a", u"1"), E_FAIL);
-  EXPECT_EQ(owner.PropsRemove(u"a"), E_FAIL);
-  EXPECT_EQ(owner.PropsGetCount(u"", &number), E_FAIL);
-  EXPECT_EQ(owner.PropsHasChild(u"a", 0, &number), E_FAIL);
-  EXPECT_EQ(owner.PropsInfoGetByIndex(u"", 0, &text, node.Receive()), E_FAIL);
+  for (const HRESULT result : {owner.PropsGet(u"_process_pid_", &text), owner.PropsSet(u"a", u"1"),
+                               owner.PropsRemove(u"a"), owner.PropsGetCount(u"", &number),
+                               owner.PropsHasChild(u"a", 0, &number),
+                               owner.PropsInfoGetByIndex(u"", 0, &text, node.Receive())}) {
+    EXPECT_EQ(result, E_FAIL);
+  }
 }
 
 TEST_F(PropsTest, SharedHolderIsOneTree) {
@@ -298,6 +279,21 @@ TEST_F(PropsTest, OperationsMixOnManyThreads) {
   }
   for (std::thread& thread : threads) thread.join();
   SUCCEED();
+}
+
+TEST(NearestName, SlipsAreFoundAndOtherWordsAreNot) {
+  EXPECT_EQ(EditDistance("kitten", "sitting"), 3u);
+  EXPECT_EQ(EditDistance("ca", "abc"), 3u) << "nothing is edited twice";
+  const std::string names[] = {"video.buffers", "video::b", "video::g", "audio::b", "format"};
+  EXPECT_EQ(NearestName("vidoe::b", names), "video::b");
+  EXPECT_EQ(NearestName("FROMAT", names), "format");
+  EXPECT_EQ(NearestName("video.bufers", names), "video.buffers");
+  EXPECT_EQ(NearestName("b", names), "video::b") << "of another node";
+  EXPECT_EQ(NearestName("audio.0::b", names), "audio::b");
+  for (const char* text : {"", "junk", "video::odd", "xx"}) {
+    EXPECT_EQ(NearestName(text, names), "") << text;
+  }
+  EXPECT_EQ(NearestName(std::string(1 << 20, 'b'), names), "");
 }
 
 }  // namespace

@@ -41,17 +41,19 @@ TEST_F(SettingsStoreTest, ValuesKeepTheirNamesAndTablesBecomeNodes) {
       "gpu = 1\n");
   const XMLParse::XMLNodePtr node = Construct();
   EXPECT_EQ(node->Value(), "own");
-  EXPECT_EQ(node->Text("diskspace.min"), "5M");
-  EXPECT_EQ(node->Text("count"), "5");
-  EXPECT_EQ(node->Text("big"), "9223372036854775807");
-  EXPECT_EQ(node->Text("minus"), "-3");
-  EXPECT_EQ(node->Text("flag"), "true");
-  EXPECT_EQ(node->Double("rate", 0), 2.5);
-  EXPECT_EQ(node->Text("list"), "1, b");
-  EXPECT_EQ(node->Text("when"), "2020-01-02");
-  EXPECT_EQ(node->Text("video::b"), "1M");
-  EXPECT_EQ(node->Int("video::hw::gpu", 0), 1);
-  EXPECT_EQ(node->Text("ignore_pts"), "false") << "the code's default where the file is silent";
+  for (const auto& [name, text] : {std::pair{"diskspace.min", "5M"},
+                                   {"count", "5"},
+                                   {"big", "9223372036854775807"},
+                                   {"minus", "-3"},
+                                   {"flag", "true"},
+                                   {"rate", "2.5"},
+                                   {"list", "1, b"},
+                                   {"when", "2020-01-02"},
+                                   {"video::b", "1M"},
+                                   {"video::hw::gpu", "1"},
+                                   {"ignore_pts", "false"}}) {  // where the file is silent
+    EXPECT_EQ(node->Text(name), text) << name;
+  }
 }
 
 TEST_F(SettingsStoreTest, MakesTheFileWithTheDefaults) {

@@ -5,7 +5,7 @@
 #include <sstream>
 
 #include "server/other_module.h"
-#include "support/run_program.h"
+#include "support/peer_process.h"
 #include "support/temporary_folder.h"
 #include "xvwriter/host.hpp"
 #include "xvwriter/registration.h"

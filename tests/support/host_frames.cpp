@@ -56,11 +56,14 @@ std::vector<std::uint8_t> FlatPicture(const Feed& feed, std::uint8_t luma) {
   return std::vector<std::uint8_t>((width * pixel + 3) / 4 * 4 * height, grey);
 }
 
-host::Ptr<IXvFrame> MakeFrame(const Feed& feed, int number) {
+host::Ptr<IXvFrame> MakeFrame(const Feed& feed, int number,
+                              std::shared_ptr<std::vector<std::uint8_t>> picture) {
   host::FrameBuilder builder;
   if (feed.width > 0) {
-    const auto picture = std::make_shared<std::vector<std::uint8_t>>(
-        FlatPicture(feed, static_cast<std::uint8_t>(40 + 5 * (number % 32))));
+    if (!picture) {
+      picture = std::make_shared<std::vector<std::uint8_t>>(
+          FlatPicture(feed, static_cast<std::uint8_t>(40 + 5 * (number % 32))));
+    }
     builder.Video(feed.layout, feed.width, feed.height, feed.rate, picture->data(), picture->size(),
                   picture);
     builder.Interlace(feed.interlace).Aspect(feed.aspectX, feed.aspectY);
@@ -88,13 +91,18 @@ HRESULT PushFrames(host::Writer& writer, const Feed& feed, int count, int first)
   return S_OK;
 }
 
-HRESULT Record(const std::string& target, const std::string& attributes, const Feed& feed,
-               int count, std::string* noted) {
-  host::Writer writer;
+HRESULT Record(host::Writer& writer, const std::string& target, const std::string& attributes,
+               const Feed& feed, int count) {
   HRESULT result = writer.Start(target, attributes);
   if (result == S_OK) result = PushFrames(writer, feed, count);
   const HRESULT stopped = writer.Stop();
-  if (result == S_OK && Failed(stopped)) result = stopped;
+  return result == S_OK && Failed(stopped) ? stopped : result;
+}
+
+HRESULT Record(const std::string& target, const std::string& attributes, const Feed& feed,
+               int count, std::string* noted) {
+  host::Writer writer;
+  const HRESULT result = Record(writer, target, attributes, feed, count);
   if (noted != nullptr) *noted = writer.LastError();
   return result;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -30,14 +31,18 @@ struct Feed {
 // The bytes of a flat picture in `layout` with luma `luma` and neutral chroma.
 std::vector<std::uint8_t> FlatPicture(const Feed& feed, std::uint8_t luma);
 
-// Frame `number`: luma 40 + 5 * (number % 32), and the sound of its time (a 997 Hz sine, each
-// channel a quarter period further).
-host::Ptr<IXvFrame> MakeFrame(const Feed& feed, int number);
+// Frame `number`: luma 40 + 5 * (number % 32) unless there is a picture, and the sound of its time
+// (a 997 Hz sine, each channel a quarter period further).
+host::Ptr<IXvFrame> MakeFrame(const Feed& feed, int number,
+                              std::shared_ptr<std::vector<std::uint8_t>> picture = nullptr);
 
 // Pushes frames [first, first + count); gives the first status that is not S_OK, else S_OK.
 HRESULT PushFrames(host::Writer& writer, const Feed& feed, int count, int first = 0);
 
-// Starts, pushes, stops. What was noted as the last error is in `noted`, if given.
+// Starts, pushes, stops: the first failure. The other one makes the writer, and what it noted as
+// its last error is in `noted`, if given.
+HRESULT Record(host::Writer& writer, const std::string& target, const std::string& attributes,
+               const Feed& feed, int count);
 HRESULT Record(const std::string& target, const std::string& attributes, const Feed& feed,
                int count, std::string* noted = nullptr);
 

@@ -134,28 +134,11 @@ void Decode(AVCodecContext& decoder, const AVPacket* packet, const AVStream& str
 
 }  // namespace
 
-const ProbedStream* ProbedFile::Video() const {
+const ProbedStream& ProbedFile::Nth(AVMediaType type, int number) const {
   for (const ProbedStream& stream : streams) {
-    if (stream.type == AVMEDIA_TYPE_VIDEO) return &stream;
+    if (stream.type == type && number-- == 0) return stream;
   }
-  return nullptr;
-}
-
-const ProbedStream* ProbedFile::Audio(int track) const {
-  for (const ProbedStream& stream : streams) {
-    if (stream.type == AVMEDIA_TYPE_AUDIO && track-- == 0) return &stream;
-  }
-  return nullptr;
-}
-
-const ProbedStream& ProbedFile::Pictures() const {
-  if (Video() == nullptr) throw std::runtime_error("no pictures");
-  return *Video();
-}
-
-const ProbedStream& ProbedFile::Sound(int track) const {
-  if (Audio(track) == nullptr) throw std::runtime_error("no sound");
-  return *Audio(track);
+  throw std::runtime_error(type == AVMEDIA_TYPE_VIDEO ? "no pictures" : "no sound");
 }
 
 int ProbedFile::Count(AVMediaType type) const {

@@ -65,11 +65,10 @@ struct ProbedFile {
   std::string title;
   std::vector<ProbedStream> streams;
 
-  const ProbedStream* Video() const;
-  const ProbedStream* Audio(int track = 0) const;
-  // The same for tests that cannot go on without: they fail by an exception.
-  const ProbedStream& Pictures() const;
-  const ProbedStream& Sound(int track = 0) const;
+  // A test that finds none of them fails by an exception.
+  const ProbedStream& Pictures() const { return Nth(AVMEDIA_TYPE_VIDEO, 0); }
+  const ProbedStream& Sound(int track = 0) const { return Nth(AVMEDIA_TYPE_AUDIO, track); }
+  const ProbedStream& Nth(AVMediaType type, int number) const;
   int Count(AVMediaType type) const;
 };
 

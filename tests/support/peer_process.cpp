@@ -8,6 +8,8 @@
 
 #include <stdexcept>
 
+#include "support/temporary_folder.h"
+
 namespace xv::test {
 
 PeerProcess::PeerProcess(const std::vector<std::string>& command, const std::string& log,
@@ -49,6 +51,15 @@ bool PeerProcess::WaitForEnd(double seconds) {
 
 void PeerProcess::Send(int signal) {
   if (child_ >= 0) ::kill(child_, signal);
+}
+
+ProgramResult RunProgram(const std::vector<std::string>& command, int interruptAfter) {
+  constexpr double kForever = 1e6;
+  const TemporaryFolder folder;
+  PeerProcess program(command, folder / "out", folder / "err");
+  if (interruptAfter > 0 && !program.WaitForEnd(interruptAfter / 1000.0)) program.Send(SIGINT);
+  program.WaitForEnd(kForever);
+  return {program.ExitStatus(), folder.Read("out"), folder.Read("err")};
 }
 
 }  // namespace xv::test

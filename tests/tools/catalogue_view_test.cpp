@@ -2,7 +2,7 @@
 
 #include "lists/selection.h"
 #include "support/media_probe.h"
-#include "support/run_program.h"
+#include "support/peer_process.h"
 #include "xvrecord/catalogue_view.h"
 #include "xvrecord/input.h"
 #include "xvwriter/list.hpp"

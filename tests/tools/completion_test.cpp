@@ -2,7 +2,7 @@
 
 #include <sstream>
 
-#include "support/run_program.h"
+#include "support/peer_process.h"
 
 namespace xv::test {
 namespace {

@@ -3,7 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "support/media_probe.h"
-#include "support/run_program.h"
+#include "support/peer_process.h"
 
 namespace xv::test {
 namespace {
@@ -73,16 +73,15 @@ TEST(Xvrecord, InterruptLeavesAPlayableFile) {
 
 TEST(Xvrecord, FailuresAreSentencesWithAStatus) {
   TemporaryFolder folder;
-  auto run = RunProgram({kProgram, folder / "missing.mp4", folder / "out.mp4"});
-  EXPECT_EQ(run.status, 1);
-  EXPECT_THAT(run.err, HasSubstr("No such file"));
-  run = RunProgram({kProgram, "test:seconds=1", folder / "no/such/out.mp4"});
-  EXPECT_EQ(run.status, 1);
-  EXPECT_THAT(run.err, testing::AllOf(HasSubstr("0x80004005"), HasSubstr("output"),
-                                      HasSubstr("0x80070002")));
-  run = RunProgram({kProgram, "test:size=axb", folder / "out.mp4"});
-  EXPECT_EQ(run.status, 1);
-  EXPECT_THAT(run.err, HasSubstr("size"));
+  const std::string out = folder / "out.mp4";
+  const auto failed = [](const std::string& input, const std::string& output, auto... words) {
+    const auto run = RunProgram({kProgram, input, output});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.err, testing::AllOf(HasSubstr(words)...));
+  };
+  failed(folder / "missing.mp4", out, "No such file");
+  failed("test:seconds=1", folder / "no/such/out.mp4", "0x80004005", "output", "0x80070002");
+  failed("test:size=axb", out, "size");
   EXPECT_EQ(RunProgram({kProgram, "--no-such-option"}).status, 2);
   EXPECT_EQ(RunProgram({kProgram, "onlyone.mp4"}).status, 2);
   EXPECT_EQ(RunProgram({kProgram, "--help"}).status, 0);

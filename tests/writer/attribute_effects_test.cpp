@@ -29,12 +29,8 @@ ProbedStream Quartered(const std::string& attributes, const char* name = "a.avi"
   const TemporaryFolder folder;
   host::Writer writer;
   EXPECT_EQ(writer.Start(folder / name, attributes), S_OK);
-  for (int i = 0; i < count; ++i) {
-    host::FrameBuilder builder;
-    builder.Video(kFccUYVY, kWidth, kHeight, 25, picture->data(), picture->size(), picture);
-    const std::chrono::milliseconds step(40);
-    EXPECT_EQ(writer.Put(std::move(builder).Time(i * step, (i + 1) * step)), S_OK);
-  }
+  const Feed feed{.width = kWidth, .height = kHeight, .channels = 0, .timecode = false};
+  for (int i = 0; i < count; ++i) EXPECT_EQ(writer.Put(MakeFrame(feed, i, picture)), S_OK);
   EXPECT_EQ(writer.Stop(), S_OK);
   return Probe(folder / name).Pictures();
 }
@@ -84,26 +80,21 @@ TEST(AttributeEffects, SizeAspectAndFilterOfScaling) {
 }
 
 TEST(AttributeEffects, FieldOrderAndSampling) {
-  struct Case {
-    const char* attribute;
-    eXvInterlace pushed;
-    const char* order;
-    const char* format;
-  };
-  for (const Case& one : {Case{"", eXvI_Progressive, "progressive", "yuv420p"},
-                          {"video::top=0", eXvI_Progressive, "bottom", "yuv420p"},
-                          {"video::top=1", eXvI_Progressive, "top", "yuv420p"},
-                          {"", eXvI_TopFirst, "top", "yuv420p"},
-                          {"video::interlace=false", eXvI_TopFirst, "progressive", "yuv420p"},
-                          {"video::V422=true", eXvI_Progressive, "progressive", "yuv422p"},
-                          {"video::use_vpp=true", eXvI_Progressive, "progressive", "yuv422p"}}) {
+  for (const auto& [attribute, pushed, order, format] :
+       {std::tuple{"", eXvI_Progressive, "progressive", "yuv420p"},
+        {"video::top=0", eXvI_Progressive, "bottom", "yuv420p"},
+        {"video::top=1", eXvI_Progressive, "top", "yuv420p"},
+        {"", eXvI_TopFirst, "top", "yuv420p"},
+        {"video::interlace=false", eXvI_TopFirst, "progressive", "yuv420p"},
+        {"video::V422=true", eXvI_Progressive, "progressive", "yuv422p"},
+        {"video::use_vpp=true", eXvI_Progressive, "progressive", "yuv422p"}}) {
     const ProbedStream video =
-        RecordAndProbe("a.mov", std::string("video::codec=mpeg2video ") + one.attribute,
-                       {.width = kWidth, .height = kHeight, .interlace = one.pushed})
+        RecordAndProbe("a.mov", std::string("video::codec=mpeg2video ") + attribute,
+                       {.width = kWidth, .height = kHeight, .interlace = pushed})
             .Pictures();
     const char* fields = video.topFirst ? "top" : "bottom";
-    EXPECT_STREQ(video.interlaced ? fields : "progressive", one.order) << one.attribute;
-    EXPECT_EQ(video.pixelFormat, one.format) << one.attribute;
+    EXPECT_STREQ(video.interlaced ? fields : "progressive", order) << attribute;
+    EXPECT_EQ(video.pixelFormat, format) << attribute;
   }
 }
 
@@ -146,21 +137,14 @@ TEST(AttributeEffects, CodingOfPictures) {
 // Kept for lists that have them: they change nothing and are no unknown options either.
 TEST(AttributeEffects, KeptNamesDoNothing) {
   const TemporaryFolder folder;
-  std::string files[2];
-  for (std::string& file : files) {
+  const auto recorded = [&](const std::string& more) {
     host::Writer writer;
-    const bool second = &file == &files[1];
-    ASSERT_EQ(
-        writer.Start(folder / "a.avi",
-                     std::string("video::codec=mpeg4") +
-                         (second ? " mpeg.timecode=1 protocol=udp video::video_format=PAL" : "")),
-        S_OK);
-    ASSERT_EQ(PushFrames(writer, {.width = kWidth, .height = kHeight}, 3), S_OK);
-    EXPECT_EQ(writer.Stop(), S_OK);
+    const Feed feed{.width = kWidth, .height = kHeight};
+    EXPECT_EQ(Record(writer, folder / "a.avi", "video::codec=mpeg4" + more, feed, 3), S_OK);
     EXPECT_EQ(writer.Get("quality::unused_options"), "");
-    file = folder.Read("a.avi");
-  }
-  EXPECT_TRUE(files[0] == files[1]);
+    return folder.Read("a.avi");
+  };
+  EXPECT_TRUE(recorded("") == recorded(" mpeg.timecode=1 protocol=udp video::video_format=PAL"));
 }
 
 }  // namespace

@@ -65,12 +65,7 @@ void PrintTo(const Breakage& breakage, std::ostream* out) { *out << breakage.nam
 
 class BrokenStream : public testing::TestWithParam<Breakage> {};
 
-Feed SmallFeed() {
-  Feed feed;
-  feed.width = 320;
-  feed.height = 240;
-  return feed;
-}
+constexpr Feed kSmall{.width = 320, .height = 240};
 
 // Every buffer on the way is full: the queue too, so that the host waits.
 void AwaitStandstill(const std::atomic<int>& pushed) {
@@ -93,13 +88,13 @@ TEST_P(BrokenStream, EndsItsOwnWriterInTimeAndNoOther) {
   std::atomic<int> pushed{0};
   std::thread pushing([&] {
     while (pushed < kMostFrames && Succeeded(result)) {
-      result = broken.Put(MakeFrame(SmallFeed(), pushed));
+      result = broken.Put(MakeFrame(kSmall, pushed));
       ++pushed;
     }
   });
   EXPECT_TRUE(Eventually(10, [&] { return receiver.HasTakenItsPart(); }));
   if (!GetParam().hangsUp) AwaitStandstill(pushed);
-  EXPECT_EQ(Record(folder / "a.mp4", "video::codec=mpeg4", SmallFeed(), 25), S_OK);
+  EXPECT_EQ(Record(folder / "a.mp4", "video::codec=mpeg4", kSmall, 25), S_OK);
   // The neighbour was done while the other one still waited in its send call.
   EXPECT_TRUE(GetParam().hangsUp || Succeeded(result));
   pushing.join();
@@ -109,10 +104,9 @@ TEST_P(BrokenStream, EndsItsOwnWriterInTimeAndNoOther) {
   (void)broken.Stop();
   const std::chrono::duration<double> took = std::chrono::steady_clock::now() - stopping;
   EXPECT_LT(took.count(), kStopWithin);
-  const ProbedFile neighbour = Probe(folder / "a.mp4");
-  ASSERT_NE(neighbour.Video(), nullptr);
-  EXPECT_EQ(neighbour.Video()->frames, 25);
-  EXPECT_EQ(neighbour.Video()->errors, 0);
+  const ProbedStream neighbour = Probe(folder / "a.mp4").Pictures();
+  EXPECT_EQ(neighbour.frames, 25);
+  EXPECT_EQ(neighbour.errors, 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Receivers, BrokenStream,

@@ -25,16 +25,14 @@ constexpr char kStream[] = "format=mpegts video::codec=mpeg2video video::b=40M i
 // Noise that no encoder makes small, so that a socket's buffers fill.
 host::Ptr<IXvFrame> NoiseFrame(int number) {
   static const auto noise = [] {
-    auto bytes = std::make_shared<std::vector<std::uint8_t>>(1280 * 720 * 2 + 64);
+    auto bytes = std::make_shared<std::vector<std::uint8_t>>(1280 * 720 * 2);
     std::uint32_t state = 1;
     for (auto& b : *bytes)
       b = static_cast<std::uint8_t>((state = state * 1664525 + 1013904223) >> 24);
     return bytes;
   }();
-  host::FrameBuilder builder;
-  builder.Video(kFccUYVY, 1280, 720, 25, noise->data() + number % 16 * 4, 1280 * 720 * 2, noise);
-  const std::chrono::milliseconds step(40);
-  return std::move(builder).Time(number * step, (number + 1) * step).Build();
+  constexpr Feed kLarge{.width = 1280, .height = 720, .channels = 0, .timecode = false};
+  return MakeFrame(kLarge, number, noise);
 }
 
 TEST(Faults, NobodyListensIsAFailureOfTheFirstFrame) {

@@ -26,6 +26,9 @@ TEST(WriterObject, OffersItsInterfacesUnderOneIdentity) {
   EXPECT_EQ(writer->QueryInterface(IXvSource::kIid, &out), E_NOINTERFACE);
   EXPECT_EQ(out, nullptr);
   EXPECT_EQ(writer->QueryInterface(IXvProps::kIid, nullptr), E_POINTER);
+  EXPECT_EQ(XvCreateInstance(CLSID_CoXvWriterFFM_I, nullptr, IXvWriter::kIid, nullptr), E_POINTER);
+  EXPECT_EQ(XvFrameFactoryGet(nullptr), E_POINTER);
+  EXPECT_EQ(writer->WriterSet(nullptr, nullptr), S_OK);
 }
 
 TEST(WriterObject, StatesFollowStartAndStop) {
@@ -84,7 +87,7 @@ TEST(WriterObject, AFinishedFileIsOnlyReplacedOnRequest) {
   EXPECT_EQ(put(2), S_OK) << "a start in the midst of it leaves its clock";
   object->ObjectStop();
   EXPECT_EQ(put(3), XV_E_ALREADY_EXISTS);
-  EXPECT_EQ(Probe(folder / "a.mp4").Video()->frames, 3);
+  EXPECT_EQ(Probe(folder / "a.mp4").Pictures().frames, 3);
   char16_t* errors = nullptr;
   ASSERT_EQ(QueryAs<IXvProps>(writer)->PropsGet(u"quality::pts_errors", &errors), S_OK);
   EXPECT_EQ(host::TakeString(errors), "0");
@@ -94,7 +97,7 @@ TEST(WriterObject, AFinishedFileIsOnlyReplacedOnRequest) {
   ASSERT_EQ(writer->WriterSet(target.c_str(), u"video::codec=mpeg4"), S_OK);
   EXPECT_EQ(put(5), S_OK);
   object->ObjectStop();
-  EXPECT_EQ(Probe(folder / "a.mp4").Video()->frames, 1);
+  EXPECT_EQ(Probe(folder / "a.mp4").Pictures().frames, 1);
 }
 
 TEST(WriterObject, ReservedPlacesAnswerAsDocumented) {
