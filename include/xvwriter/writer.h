@@ -68,7 +68,9 @@ struct IXvReceiver_I : IUnknown {
   //   S_FALSE         dropped or skipped: not a frame, a time that leaves no place, a full queue.
   //   E_NOINTERFACE   the frame has no IXfFrame.
   //   E_INVALIDARG    the picture's memory is shorter than its properties say. Others may follow.
-  //   XV_E_NO_VALID_MEDIA  the first frame has neither a picture nor sound that can be encoded.
+  //   XV_E_NO_VALID_MEDIA  the frame has neither a picture nor sound, or one whose format is not
+  //                   valid. It is not taken, and as the first one it opens nothing.
+  //   XV_E_NO_PIXEL_FORMAT  the picture's layout is unknown; the same.
   //   XV_E_DISK_FULL  less space than "diskspace.min": the recording has been closed.
   //   XV_E_NOT_OPEN   the output could not be opened, or was closed by a failure before, or a stop
   //                   came meanwhile. Stop.

@@ -9,13 +9,13 @@ namespace {
 
 constexpr std::align_val_t kAlignment{64};
 
-std::uint8_t* NextOf(const std::uint8_t* block) {
+}  // namespace
+
+std::uint8_t* MemoryPool::NextOf(const std::uint8_t* block) const {
   std::uint8_t* next = nullptr;
-  std::memcpy(&next, block, sizeof(next));
+  std::memcpy(&next, block + bytes_, sizeof(next));
   return next;
 }
-
-}  // namespace
 
 MemoryPool::~MemoryPool() {
   while (free_ != nullptr) ::operator delete(std::exchange(free_, NextOf(free_)), kAlignment);
@@ -26,12 +26,13 @@ std::uint8_t* MemoryPool::Take() {
     const std::lock_guard guard(lock_);
     if (free_ != nullptr) return std::exchange(free_, NextOf(free_));
   }
-  return static_cast<std::uint8_t*>(::operator new(bytes_, kAlignment, std::nothrow));
+  return static_cast<std::uint8_t*>(
+      ::operator new(bytes_ + sizeof(free_), kAlignment, std::nothrow));
 }
 
 void MemoryPool::GiveBack(std::uint8_t* block) noexcept {
   const std::lock_guard guard(lock_);
-  std::memcpy(block, &free_, sizeof(free_));
+  std::memcpy(block + bytes_, &free_, sizeof(free_));
   free_ = block;
 }
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -13,7 +12,7 @@ namespace xv {
 // also hands on what the last user of a block has done to it.
 class MemoryPool {
  public:
-  explicit MemoryPool(std::size_t bytes) : bytes_(std::max(bytes, sizeof(std::uint8_t*))) {}
+  explicit MemoryPool(std::size_t bytes) : bytes_(bytes) {}
   ~MemoryPool();
   MemoryPool(const MemoryPool&) = delete;
   MemoryPool& operator=(const MemoryPool&) = delete;
@@ -21,10 +20,12 @@ class MemoryPool {
   std::size_t bytes() const { return bytes_; }
   // A block with whatever it held; null when there is no memory.
   std::uint8_t* Take();
-  // Never fails: a free block holds the link to the next one.
+  // Never fails: behind its bytes each block has room for the link to the next free one.
   void GiveBack(std::uint8_t* block) noexcept;
 
  private:
+  std::uint8_t* NextOf(const std::uint8_t* block) const;
+
   const std::size_t bytes_;
   std::mutex lock_;
   std::uint8_t* free_ = nullptr;  // the first of the free blocks

@@ -6,14 +6,14 @@
 #include "media/validity.h"
 #include "platform/folders.h"
 #include "platform/paths.h"
+#include "session/frame_contents.h"
 #include "session/session_attributes.h"
 
 namespace xv {
 namespace {
 
-constexpr int kDiskWatchInterval = 30;    // calls
-constexpr std::uint32_t kLeastBlock = 5;  // bytes; a shorter picture or sound counts as none
-constexpr int kMostRepeats = 1000;        // a gap in time is never filled with more than this
+constexpr int kDiskWatchInterval = 30;  // calls
+constexpr int kMostRepeats = 1000;      // a gap in time is never filled with more than this
 
 // The frame's own node counts first.
 bool EmbedsCaptions(IXvFrame* source, bool sessionDoes) {
@@ -70,8 +70,7 @@ bool DiskTooFull(HostSide& host, const Output& main, std::int64_t least) {
 }
 
 Status TakeSound(AudioStage& sound, const EncoderInput& input, const XV_AUD_PROPS& format) {
-  if (!sound.HasTracks() || !AudioPropsValid(format, true) || input.audio == nullptr ||
-      input.audioSize < kLeastBlock) {
+  if (!sound.HasTracks() || !AudioPropsValid(format, true) || !HasSoundBytes(input)) {
     return S_FALSE;
   }
   XV_TIME time = *input.time;
@@ -81,8 +80,7 @@ Status TakeSound(AudioStage& sound, const EncoderInput& input, const XV_AUD_PROP
 
 bool HasPicture(const StreamHolder& holder, const EncoderInput& input) {
   if (holder.synthetic) return true;
-  return VideoPropsValid(input.props->vid, true) && input.video != nullptr &&
-         input.videoSize >= kLeastBlock;
+  return HasPictureBytes(input);
 }
 
 Status PreparePicture(VideoPreparation& preparation, const EncoderInput& input,

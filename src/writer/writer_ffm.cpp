@@ -9,6 +9,7 @@
 #include "platform/stream_file.h"
 #include "platform/whole_file.h"
 #include "session/check_attributes.h"
+#include "session/frame_contents.h"
 #include "session/session_attributes.h"
 
 namespace xv {
@@ -194,9 +195,13 @@ Status CCoXvWriterFFM_I::PutFrame(IXvFrame& frame) {
   EncoderInput input{};
   RETURN_IF_FAILED(frame.FrameAllGet(&time, &props, &input.audioSize, &input.audio,
                                      &input.videoSize, &input.video));
-  if (!encoder_) RETURN_IF_FAILED(OpenForFrame(props, time));
-  const XV_TIME corrected = Correct(props, &time, kTimeTolerance, nullptr);
   input.props = &props;
+  std::string why;
+  const Status usable = CheckContents(input, &why);
+  if (!usable.Failed() && !encoder_) RETURN_IF_FAILED(OpenForFrame(props, time));
+  if (!why.empty()) stats_.Fail("frame", why, usable);
+  if (usable.Failed()) return usable;
+  const XV_TIME corrected = Correct(props, &time, kTimeTolerance, nullptr);
   input.time = &corrected;
   input.frame = &frame;
   const Status taken = encoder_->EncoderPut(input);

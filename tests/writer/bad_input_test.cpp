@@ -106,19 +106,38 @@ TEST(BadInput, TruncatedPicturesAreRefusedAndTheRecordingGoesOn) {
   ASSERT_EQ(PushFrames(writer, feed, 3), S_OK);
   for (const std::size_t bytes : {1000, 5, 4, 0}) {
     const auto cut = std::make_shared<std::vector<std::uint8_t>>(bytes, 100);
-    // Up to four bytes count as no picture.
-    EXPECT_EQ(writer.Put(MakeFrame(feed, 3, cut)), bytes > 4 ? E_INVALIDARG : S_OK) << bytes;
+    // Up to four bytes count as no picture, and there is no sound.
+    EXPECT_EQ(writer.Put(MakeFrame(feed, 3, cut)), bytes > 4 ? E_INVALIDARG : XV_E_NO_VALID_MEDIA)
+        << bytes;
   }
   ASSERT_EQ(PushFrames(writer, feed, 3, 7), S_OK);
-  EXPECT_EQ(writer.Stop(), E_INVALIDARG) << "a frame is missing";
+  EXPECT_EQ(writer.Stop(), XV_E_NO_VALID_MEDIA) << "a frame is missing";
   EXPECT_GE(Probe(folder / "a.mp4").Pictures().frames, 6);
   EXPECT_EQ(Probe(folder / "a.mp4").Pictures().errors, 0);
+}
+
+TEST(BadInput, FramesWithNothingToTakeOpenNothing) {
+  TemporaryFolder folder;
+  host::Writer writer;
+  ASSERT_EQ(writer.Start(folder / "a.mp4", kAttributes), S_OK);
+  EXPECT_EQ(
+      writer.Put(MakeFrame({.channels = 0}, 0, std::make_shared<std::vector<std::uint8_t>>())),
+      XV_E_NO_VALID_MEDIA);
+  EXPECT_THAT(writer.LastError(), testing::HasSubstr("neither a picture nor sound"));
+  const auto bytes = std::make_shared<std::vector<std::uint8_t>>(720 * 576 * 2);
+  EXPECT_EQ(writer.Put(MakeFrame({.layout = FourCC("Wxyz")}, 0, bytes)), XV_E_NO_PIXEL_FORMAT);
+  EXPECT_THAT(writer.LastError(), testing::HasSubstr("Wxyz"));
+  EXPECT_FALSE(std::filesystem::exists(folder / "a.mp4"));
+  EXPECT_EQ(PushFrames(writer, Feed(), 3), S_OK) << "the next good frame opens it";
+  EXPECT_EQ(writer.Stop(), S_OK);
 }
 
 TEST(BadInput, SoundThatIsNotValidIsLeftOut) {
   TemporaryFolder folder;
   Feed feed{.channels = 33};
-  ASSERT_EQ(Record(folder / "a.mp4", kAttributes, feed, 3), S_OK);
+  std::string noted;
+  ASSERT_EQ(Record(folder / "a.mp4", kAttributes, feed, 3, &noted), S_OK);
+  EXPECT_THAT(noted, testing::HasSubstr("33 channels"));
   EXPECT_EQ(Probe(folder / "a.mp4").Count(AVMEDIA_TYPE_AUDIO), 0);
   feed.width = 0;
   EXPECT_EQ(Record(folder / "a.wav", "", feed, 1), XV_E_NO_VALID_MEDIA);
