@@ -2,6 +2,7 @@
 
 #include "base/text.h"
 #include "codec/stream_attributes.h"
+#include "props/nearest_name.h"
 
 namespace xv {
 namespace {
@@ -27,8 +28,12 @@ void ApplyPseudoPresets(XMLParse::CoXMLNode& node, std::string_view name) {
 }
 
 AVCodecID IdFromName(const std::string& name) {
-  const AVCodec* codec = name.empty() ? nullptr : avcodec_find_encoder_by_name(name.c_str());
-  return codec == nullptr ? AV_CODEC_ID_NONE : codec->id;
+  if (name.empty()) return AV_CODEC_ID_NONE;
+  if (const AVCodec* codec = avcodec_find_encoder_by_name(name.c_str())) return codec->id;
+  // "h264": the codec's name, for whichever encoder FFmpeg prefers.
+  const AVCodecDescriptor* descriptor = avcodec_descriptor_get_by_name(name.c_str());
+  const bool writes = descriptor != nullptr && avcodec_find_encoder(descriptor->id) != nullptr;
+  return writes ? descriptor->id : AV_CODEC_ID_NONE;
 }
 
 }  // namespace
@@ -64,6 +69,15 @@ const AVCodec* FindEncoder(const CodecChoice& choice, AVMediaType type) {
   // A number that was asked for wins over the name.
   if (codec == nullptr || codec->id != choice.id) codec = avcodec_find_encoder(choice.id);
   return codec != nullptr && codec->type == type ? codec : nullptr;
+}
+
+std::string MissingEncoderWords(const std::string& name, AVMediaType type) {
+  std::vector<std::string> names;
+  void* state = nullptr;
+  while (const AVCodec* codec = av_codec_iterate(&state)) {
+    if (av_codec_is_encoder(codec) != 0 && codec->type == type) names.emplace_back(codec->name);
+  }
+  return "there is no encoder " + name + DidYouMean(name, names);
 }
 
 }  // namespace xv

@@ -23,4 +23,7 @@ CodecChoice ChooseCodec(XMLParse::CoXMLNode& node, const AVFormatContext& oc, AV
 // The encoder of a choice for a track of kind `type`: by name, else by id. Null when there is none.
 const AVCodec* FindEncoder(const CodecChoice& choice, AVMediaType type);
 
+// For a person: the name that is no encoder of kind `type`, and the nearest that is.
+std::string MissingEncoderWords(const std::string& name, AVMediaType type);
+
 }  // namespace xv

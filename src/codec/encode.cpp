@@ -1,6 +1,6 @@
 #include "codec/encode.h"
 
-#include "codec/ffmpeg.h"
+#include "codec/ffmpeg_words.h"
 #include "media/pixel_layout.h"
 #include "picture/pixel_formats.h"
 
@@ -90,7 +90,7 @@ Status CollectPackets(StreamHolder& holder) {
       return S_OK;
     }
     if (result < 0) {
-      holder.failure = DescribeAvError(result);
+      holder.failure = FFmpegWords().Explain({}, result);
       return E_FAIL;
     }
     Deliver(holder, std::move(packet));
@@ -101,6 +101,7 @@ Status CollectPackets(StreamHolder& holder) {
 }  // namespace
 
 Status EncodeBackend(StreamHolder& holder, const AVFrame* frame) {
+  const FFmpegWords words;
   if (frame != nullptr) {
     ++holder.framesSent;
     if (holder.type == AVMEDIA_TYPE_VIDEO && EncodeRaw(holder, *frame)) return S_OK;
@@ -116,7 +117,7 @@ Status EncodeBackend(StreamHolder& holder, const AVFrame* frame) {
     result = avcodec_send_frame(holder.codec.get(), frame);
   }
   if (result < 0 && !(frame == nullptr && result == AVERROR_EOF)) {
-    holder.failure = DescribeAvError(result);
+    holder.failure = words.Explain({}, result);
     return E_FAIL;
   }
   return CollectPackets(holder);

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 
+#include "codec/ffmpeg_words.h"
 #include "contracts/av_handles.h"
 
 namespace xv {
@@ -15,7 +16,7 @@ void StartFFmpeg() {
   static std::once_flag once;
   std::call_once(once, [] {
     avformat_network_init();
-    av_log_set_level(AV_LOG_PANIC);
+    CaptureFFmpegLog();
   });
 }
 

@@ -14,7 +14,8 @@ namespace xv {
 std::recursive_mutex& FFmpegLock();
 using FFmpegGuard = std::lock_guard<std::recursive_mutex>;
 
-// Once for the process: network start-up, and FFmpeg's own log goes silent.
+// Once for the process: network start-up, and what FFmpeg logs of our contexts is captured. The
+// process's log level stays as it is.
 void StartFFmpeg();
 
 // FFmpeg's words for an error.

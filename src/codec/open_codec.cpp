@@ -1,7 +1,12 @@
 #include "codec/open_codec.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "codec/ffmpeg.h"
+#include "codec/ffmpeg_words.h"
 #include "codec/stream_attributes.h"
+#include "props/nearest_name.h"
 
 extern "C" {
 #include <libavutil/opt.h>
@@ -26,9 +31,11 @@ void NoteUnused(StreamHolder& holder, const AvDictionary& left) {
 bool TryOpen(StreamHolder& holder, const AVCodec& codec, AvPtr<AVCodecContext> context,
              AvDictionary options) {
   if (!context) return false;
+  MarkAsOurs(*context);
+  const FFmpegWords words;
   const int result = avcodec_open2(context.get(), &codec, options.Address());
   if (result < 0) {
-    holder.failure = std::string(codec.name) + ": " + DescribeAvError(result);
+    holder.failure = words.Explain(codec.name, result);
     return false;
   }
   holder.failure.clear();
@@ -43,6 +50,15 @@ std::vector<std::string> KeysOf(const AvDictionary& options) {
   return keys;
 }
 
+std::vector<std::string> KeysMissing(const std::vector<std::string>& keys,
+                                     const AvDictionary& options) {
+  std::vector<std::string> missing;
+  for (const std::string& key : keys) {
+    if (options.Find(key.c_str()) == nullptr) missing.push_back(key);
+  }
+  return missing;
+}
+
 // Those of `options` whose values the encoder can read.
 AvDictionary ReadableOptions(const AvDictionary& options, const AvPtr<AVCodecContext>& context) {
   AvDictionary readable;
@@ -54,28 +70,77 @@ AvDictionary ReadableOptions(const AvDictionary& options, const AvPtr<AVCodecCon
   return readable;
 }
 
+// Options whose value is a choice by name: without it the recording is another one.
+constexpr std::string_view kChoices[] = {"preset", "profile", "tune"};
+
+// The names that the option has; x264's and x265's presets and profiles are known to them alone.
+std::vector<std::string> NamesOfChoice(const AVCodecContext& context, const std::string& key) {
+  std::vector<std::string> names;
+  if (key == "preset") {
+    names = {"ultrafast", "superfast", "veryfast", "faster",   "fast",
+             "medium",    "slow",      "slower",   "veryslow", "placebo"};
+  }
+  if (key == "profile") names = {"baseline", "main", "high", "high10", "high422", "high444"};
+  void* object = const_cast<AVCodecContext*>(&context);
+  void* holder = nullptr;
+  const AVOption* option =
+      av_opt_find2(object, key.c_str(), nullptr, 0, AV_OPT_SEARCH_CHILDREN, &holder);
+  if (option == nullptr || option->unit == nullptr) return names;
+  names.clear();
+  const AVOption* word = nullptr;
+  while ((word = av_opt_next(holder, word)) != nullptr) {
+    const bool ofOption = word->unit != nullptr && std::string_view(word->unit) == option->unit;
+    if (word->type == AV_OPT_TYPE_CONST && ofOption) names.emplace_back(word->name);
+  }
+  return names;
+}
+
+// What stands in for a choice that the encoder does not have is not what was asked for.
+Status CheckChoices(StreamHolder& holder, const AVCodec& codec, const ContextBuilder& build,
+                    const std::vector<std::string>& refused) {
+  for (const std::string& key : refused) {
+    const bool choice =
+        std::find(std::begin(kChoices), std::end(kChoices), key) != std::end(kChoices);
+    const AvPtr<AVCodecContext> context = build();
+    if (!choice || !holder.strict || !context) continue;
+    const std::string value = holder.node->Text(key);
+    holder.failure = std::string(codec.name) + " has no " + key + " " + value +
+                     DidYouMean(value, NamesOfChoice(*context, key));
+    holder.codec.reset();
+    return XV_E_NOT_FOUND;
+  }
+  return S_OK;
+}
+
 // Attempts with fewer options: without those that the encoder cannot read, then without one of the
 // others, last without any. What was left out counts as unused.
+//   E_FAIL          no attempt opens.
+//   XV_E_NOT_FOUND  as CheckChoices.
 template <class Attempt>
-bool OpenWithFewerOptions(StreamHolder& holder, const AvDictionary& options,
-                          const ContextBuilder& build, const Attempt& attempt) {
+Status OpenWithFewerOptions(StreamHolder& holder, const AVCodec& codec, const AvDictionary& options,
+                            const ContextBuilder& build, const Attempt& attempt) {
+  const std::vector<std::string> all = KeysOf(options);
+  std::vector<std::string> refused;
   const auto opens = [&](const AvDictionary& with) {
     if (!attempt(with)) return false;
-    for (const std::string& key : KeysOf(options)) {
-      const bool leftOut = with.Find(key.c_str()) == nullptr;
-      if (leftOut && holder.node->Has(key)) holder.unusedOptions.push_back(key);
+    refused = KeysMissing(all, with);
+    for (const std::string& key : refused) {
+      if (holder.node->Has(key)) holder.unusedOptions.push_back(key);
     }
     return true;
   };
   const AvDictionary readable = ReadableOptions(options, build());
-  const std::vector<std::string> keys = KeysOf(readable);
-  if (keys.size() < KeysOf(options).size() && opens(readable)) return true;
-  for (const std::string& key : keys) {
+  const std::vector<std::string> unreadable = KeysMissing(all, readable);
+  RETURN_IF_FAILED(CheckChoices(holder, codec, build, unreadable));
+  bool opened = !unreadable.empty() && opens(readable);
+  for (const std::string& key : KeysOf(readable)) {
+    if (opened) break;
     AvDictionary fewer(readable);
     fewer.Remove(key.c_str());
-    if (opens(fewer)) return true;
+    opened = opens(fewer);
   }
-  return opens(AvDictionary());
+  if (!opened && !opens(AvDictionary())) return E_FAIL;
+  return CheckChoices(holder, codec, build, refused);
 }
 
 }  // namespace
@@ -96,9 +161,10 @@ Status OpenVideoCodec(StreamHolder& holder, const AVCodec& codec, const ContextB
     if (attempt(options)) return S_OK;
   }
   cleared = 0;
-  if (OpenWithFewerOptions(holder, options, build, attempt)) return S_OK;
+  const Status opened = OpenWithFewerOptions(holder, codec, options, build, attempt);
+  if (opened != Status(E_FAIL)) return opened;
   cleared = AV_CODEC_FLAG_INTERLACED_ME | AV_CODEC_FLAG_INTERLACED_DCT;
-  return OpenWithFewerOptions(holder, options, build, attempt) ? Status(S_OK) : Status(E_FAIL);
+  return OpenWithFewerOptions(holder, codec, options, build, attempt);
 }
 
 Status OpenAudioCodec(StreamHolder& holder, const AVCodec& codec, const ContextBuilder& build,
@@ -114,7 +180,7 @@ Status OpenAudioCodec(StreamHolder& holder, const AVCodec& codec, const ContextB
   const auto attempt = [&](const AvDictionary& with) {
     return TryOpen(holder, codec, build(), with);
   };
-  return OpenWithFewerOptions(holder, options, build, attempt) ? Status(S_OK) : Status(E_FAIL);
+  return OpenWithFewerOptions(holder, codec, options, build, attempt);
 }
 
 Status OpenPseudoCodec(StreamHolder& holder) {

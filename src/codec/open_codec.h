@@ -13,9 +13,9 @@ namespace xv {
 using ContextBuilder = std::function<AvPtr<AVCodecContext>()>;
 
 // Opens the holder's encoder: as configured; without AV_CODEC_FLAG_INTERLACED_ME, then without
-// AV_CODEC_FLAG_INTERLACED_DCT, where they are set; then without the options that the encoder cannot
-// read, without one of the others, last without any. What the encoder did not get or take of the
-// options goes to holder.unusedOptions. E_FAIL, with holder.failure in words.
+// AV_CODEC_FLAG_INTERLACED_DCT, where they are set; then without the options that the encoder
+// cannot read, without one of the others, last without any. What the encoder did not get or take of
+// the options goes to holder.unusedOptions. E_FAIL, with holder.failure in words.
 Status OpenVideoCodec(StreamHolder& holder, const AVCodec& codec, const ContextBuilder& build,
                       const AvDictionary& options);
 

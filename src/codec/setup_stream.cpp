@@ -58,9 +58,15 @@ void ApplyStreamMetadata(StreamHolder& holder) {
 Status SetupStream(StreamHolder& holder, const StreamRequest& request) {
   holder.oc = request.oc;
   holder.delay = request.delay;
+  holder.strict = request.strict;
   holder.node = request.node->DeepCopy();
   const std::string kind = holder.node->Name();
   CodecChoice choice = ChooseCodec(*holder.node, *request.oc, request.defaultCodec);
+  if (choice.nameUnknown && holder.strict) {
+    const AVMediaType type = EqualsNoCase(kind, "video") ? AVMEDIA_TYPE_VIDEO : AVMEDIA_TYPE_AUDIO;
+    holder.failure = MissingEncoderWords(choice.name, type);
+    return XV_E_NOT_FOUND;
+  }
   Status result = E_FAIL;
   if (EqualsNoCase(kind, "video")) {
     result = SetupVideoStream(holder, request.oc, request.oc2, request.props->vid,

@@ -16,11 +16,13 @@ struct StreamRequest {
   AVCodecID defaultCodec;
   std::int64_t delay;    // added to the packets' stamps, 100 ns
   std::string timecode;  // for the GOP header; "" for none
+  bool strict = true;    // no other encoder, preset or profile stands in for one that is missing
 };
 
 // Makes one track: stream, encoder, and the twin stream of a second output. The private copy of the
-// options lives as long as the holder. E_FAIL when no encoder could be opened, with holder.failure
-// in words; a node of another name is E_FAIL too.
+// options lives as long as the holder. Failures have their words in holder.failure.
+//   E_FAIL           no encoder could be opened; a node of another name, too.
+//   XV_E_NOT_FOUND   strict: an encoder, preset or profile of that name does not exist.
 Status SetupStream(StreamHolder& holder, const StreamRequest& request);
 
 // One of the containers wants the encoder's headers apart from its packets. `oc2` may be null.

@@ -24,8 +24,9 @@ struct StreamHolder {
   AvPtr<AVCodecContext> codec;
   AVMediaType type = AVMEDIA_TYPE_UNKNOWN;
   PseudoCodec pseudo = PseudoCodec::kNone;
-  XMLParse::XMLNodePtr node;               // the track's own options, a private copy
-  std::int64_t delay = 0;                  // added to the packets' stamps, 100 ns
+  XMLParse::XMLNodePtr node;  // the track's own options, a private copy
+  std::int64_t delay = 0;     // added to the packets' stamps, 100 ns
+  bool strict = true;         // an encoder, preset or profile that does not exist fails the setup
   std::vector<std::string> unusedOptions;  // attributes that neither we nor the encoder took
   std::string failure;                     // what the encoder said when it could not be opened
 

@@ -1,6 +1,7 @@
 #include "output/output.h"
 
 #include "codec/ffmpeg.h"
+#include "codec/ffmpeg_words.h"
 #include "platform/paths.h"
 
 extern "C" {
@@ -17,15 +18,22 @@ bool OpensOwnFiles(const AVOutputFormat& format) {
 
 Status Output::Allocate(const std::string& target, const std::string& formatName) {
   AVFormatContext* made = nullptr;
+  const FFmpegWords said;
   const int result = avformat_alloc_output_context2(
       &made, nullptr, formatName.empty() ? nullptr : formatName.c_str(), target.c_str());
   context.reset(made);
   path = target;
+  if (result < 0) words = said.Explain(path, result);
   if (result < 0 || made == nullptr) return E_FAIL;
   if (made->oformat == nullptr) return E_UNEXPECTED;
   interrupt.Attach(*made);
   format = made->oformat;
   return S_OK;
+}
+
+std::string Output::Explanation() {
+  const std::lock_guard guard(lock);
+  return words.empty() ? path : words;
 }
 
 Status Output::OpenFile(AvDictionary& options) {
@@ -41,9 +49,13 @@ Status Output::OpenFile(AvDictionary& options) {
   }
   const IoCall call(interrupt);
   const AVIOInterruptCB callback = interrupt.Callback();
+  const FFmpegWords said;
   const int result =
       avio_open2(&context->pb, path.c_str(), AVIO_FLAG_WRITE, &callback, options.Address());
-  if (result < 0) return StatusFromAvError(result);
+  if (result < 0) {
+    words = said.Explain(path, result);
+    return StatusFromAvError(result);
+  }
   ownsUrlIo = true;
   interrupt.Watch(context->pb);
   return S_OK;
@@ -59,7 +71,9 @@ Status Output::WriteHeader(AvDictionary& options) {
   if (av_opt_set_dict2(context.get(), offered.Address(), AV_OPT_SEARCH_CHILDREN) >= 0) {
     options = std::move(offered);
   }
+  const FFmpegWords said;
   const int result = avformat_write_header(context.get(), nullptr);
+  if (result < 0) words = said.Explain(path, result);
   headerWritten = result >= 0;
   headerFailure = StatusFromAvError(result);
   return headerFailure;
@@ -70,11 +84,13 @@ Status Output::WriteInterleaved(AVPacket* packet) {
   // A muxer without a header reads what it never set up.
   if (!headerWritten) return headerFailure.Failed() ? headerFailure : Status(E_UNEXPECTED);
   const IoCall call(interrupt);
+  const FFmpegWords said;
   int result = headers.Apply(packet);
   if (result >= 0) {
     result = writer != nullptr ? writer->Write(packet)
                                : av_interleaved_write_frame(context.get(), packet);
   }
+  if (result < 0) words = said.Explain(path, result);
   if (result < 0 && sink.failure().Failed()) return sink.failure();
   return StatusFromAvError(result);
 }
@@ -85,9 +101,11 @@ Status Output::WriteTrailer() {
   const Status earlier = sink.failure();
   sink.PrepareForTrailer();
   const IoCall call(interrupt);
+  const FFmpegWords said;
   const int finished = writer != nullptr ? writer->Finish() : 0;
   const int result = av_write_trailer(context.get());
   headerWritten = false;
+  if (result < 0) words = said.Explain(path, result);
   Status status = earlier;
   status.Update(StatusFromAvError(finished));
   status.Update(StatusFromAvError(result));

@@ -34,6 +34,7 @@ struct Output {
   bool ownsUrlIo = false;      // pb was opened by FFmpeg for a URL
   bool headerWritten = false;  // only then may packets and a trailer follow
   Status headerFailure;        // what packets answer that find no header
+  std::string words;           // path and what FFmpeg said of the last failure; "" for nothing
   HeaderRepeater headers;      // set up ahead of the container's header
   // Borrowed; null: packets go straight to the muxer.
   PacketWriter* writer = nullptr;
@@ -46,6 +47,8 @@ struct Output {
   ~Output() { (void)CloseFile(); }
 
   bool exists() const { return context != nullptr; }
+  // What to tell a person of the last failure: the path and FFmpeg's own words, where it had some.
+  std::string Explanation();
 
   // Makes the context for a file or URL; "" for `formatName` leaves the choice to the name.
   //   E_FAIL        no muxer fits.

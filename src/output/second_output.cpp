@@ -104,11 +104,11 @@ void SecondOutput::Main() {
     Close();
     return S_OK;
   });
-  if (closed.Failed()) report_.Fail("second output", output_.path, closed);
+  if (closed.Failed()) report_.Fail("second output", output_.Explanation(), closed);
 }
 
 void SecondOutput::GiveUp(Status failure) {
-  report_.Fail("second output", output_.path, failure);
+  report_.Fail("second output", output_.Explanation(), failure);
   output_.interrupt.GiveUp();
   const std::lock_guard guard(lock_);
   ending_ = true;
@@ -125,7 +125,7 @@ void SecondOutput::Close() {
     rewrite = rewrite_;
   }
   if (!closed.Failed() && rewrite) closed = WriteAnew(output_.path);
-  if (closed.Failed()) report_.Fail("second output", output_.path, closed);
+  if (closed.Failed()) report_.Fail("second output", output_.Explanation(), closed);
   const FFmpegGuard guard(FFmpegLock());
   output_.context.reset();
 }

@@ -60,4 +60,9 @@ std::string NearestName(std::string_view text, std::span<const std::string> name
   return nearest == nullptr ? std::string() : *nearest;
 }
 
+std::string DidYouMean(std::string_view text, std::span<const std::string> names) {
+  const std::string nearest = NearestName(text, names);
+  return nearest.empty() ? std::string() : "; did you mean " + nearest + "?";
+}
+
 }  // namespace xv

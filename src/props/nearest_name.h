@@ -15,4 +15,7 @@ std::size_t EditDistance(std::string_view a, std::string_view b);
 // first of several; "" when none is close.
 std::string NearestName(std::string_view text, std::span<const std::string> names);
 
+// "; did you mean NAME?" for a sentence; "" where none is near.
+std::string DidYouMean(std::string_view text, std::span<const std::string> names);
+
 }  // namespace xv

@@ -218,8 +218,7 @@ class AttributeCheck {
       if (word == nullptr) break;
       words.emplace_back(word);
     }
-    const std::string nearest = NearestName(value, words);
-    if (!nearest.empty()) expected += "; did you mean " + nearest + "?";
+    expected += DidYouMean(value, words);
     stats_.AddBadValue(BadValueText(path, value, expected));
   }
 

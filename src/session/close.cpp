@@ -29,7 +29,7 @@ Status FinishMain(Session& session) {
   if (result.Failed() && outputs.growing) outputs.growing->Keep();
   // A packet that failed earlier has said why.
   if (result.Failed() && !session.failure.status().Failed()) {
-    session.stats.Fail("closing", outputs.main.path, result);
+    session.stats.Fail("closing", outputs.main.Explanation(), result);
   }
   return result;
 }

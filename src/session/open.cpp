@@ -115,7 +115,7 @@ Status OpenTracks(Session& session, const TargetPlan& target, const XV_AV_PROPS&
     if (session.plan.trackMaskOverride != kNoMaskOverride) {
       sound.aud.nTrackMask = session.plan.trackMaskOverride;
     }
-    opener.OpenAudio(sound);
+    RETURN_IF_FAILED(opener.OpenAudio(sound));
   }
   return session.tracks.holders.empty() ? Status(XV_E_NOT_SUPPORTED) : Status(S_OK);
 }

@@ -50,9 +50,11 @@ Status OpenMain(Session& session) {
   Output& main = session.outputs.main;
   AvDictionary options;
   DictForFFmpeg(attributes, SessionAttributes(), options, 0);
+  const std::string strictness = MuxerStrictness(attributes);
+  if (!strictness.empty()) options.Set("strict", strictness.c_str());
   const Status opened = main.OpenFile(options);
   if (opened.Failed()) {
-    session.stats.Fail("output", main.path, opened);
+    session.stats.Fail("output", main.Explanation(), opened);
     Cleanup(session);
     return E_FAIL;
   }
@@ -60,7 +62,7 @@ Status OpenMain(Session& session) {
   if (main.context->pb == nullptr && !OpensOwnFiles(*main.context->oformat)) return S_OK;
   const Status header = WriteHeaderOf(main, session.tracks, options);
   if (header.Failed()) {
-    session.stats.Fail("header", main.path, header);
+    session.stats.Fail("header", main.Explanation(), header);
     if (!IsUrl(main.path)) {
       Cleanup(session);
       return E_FAIL;
@@ -88,7 +90,7 @@ void OpenSecond(Session& session) {
   }
   if (!result.Failed()) result = session.outputs.second->Start();
   if (result.Failed()) {
-    session.stats.Fail("second output", output.path, result);
+    session.stats.Fail("second output", output.Explanation(), result);
     session.outputs.second.reset();
     return;
   }

@@ -1,6 +1,7 @@
 #include "session/open_target.h"
 
 #include "base/text.h"
+#include "catalogue/listed_options.h"
 #include "growing/growing_files.h"
 #include "output/second_output.h"
 #include "platform/folders.h"
@@ -17,6 +18,13 @@ std::string FormatName(const XMLParse::CoXMLNode& attributes) {
   const std::string name = attributes.Get(kFormat);
   if (EqualsNoCase(name, "null")) return {};
   return EqualsNoCase(name, "mov_dnxhd") ? "mov" : name;
+}
+
+// FFmpeg takes a format from the end of the name. That of a URL's counts where a file is sent, as
+// by HTTP; a protocol for streams has its own.
+bool TellsFormat(const std::string& target) {
+  const bool stream = IsUrl(target, "rtp") || IsUrl(target, "rtsp") || IsUrl(target, "rtmp");
+  return !stream && av_guess_format(nullptr, target.c_str(), nullptr) != nullptr;
 }
 
 // The path up to its last "%", then up to its extension point.
@@ -44,6 +52,7 @@ TargetPlan PlanTarget(const std::string& target, const XMLParse::CoXMLNode& attr
   TargetPlan plan;
   plan.target = target;
   plan.format = FormatName(attributes);
+  if (plan.format.empty() && !TellsFormat(target)) plan.format = FormatOfScheme(target);
   plan.noFormat = plan.format.empty();
   plan.playWhileRec = attributes.Get(kPlayWhileRec) && !IsUrl(target) && !IsStreamTarget(target);
   plan.secondTarget = attributes.Find(kSecondEncoder).value_or(attributes.Get(kCaptureFile));

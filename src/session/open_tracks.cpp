@@ -73,7 +73,8 @@ Status TrackOpener::Add(const XV_AV_PROPS& props, int track, const XMLParse::XML
                               node,
                               DefaultCodec(format(), type),
                               video ? plan_.videoDelay : plan_.audioDelay,
-                              video ? plan_.timecode : std::string()};
+                              video ? plan_.timecode : std::string(),
+                              !AllowsStandIns(*plan_.attributes)};
   const Status result = SetupStream(*holder, request);
   use_.tracks.push_back({type,
                          track,
@@ -115,12 +116,15 @@ bool TrackOpener::WantsAudio() const {
          !(noFormat && !tracks_.holders.empty());
 }
 
-void TrackOpener::OpenAudio(const XV_AV_PROPS& props) {
+Status TrackOpener::OpenAudio(const XV_AV_PROPS& props) {
   const XMLParse::XMLNodePtr node = plan_.attributes->Child(kAudioNode, true);
   const int tracks = static_cast<int>(TrackList(props.aud).size());
   for (int track = 0; track < tracks; ++track) {
-    (void)Add(props, track, AudioOptions(*plan_.attributes, *node, track), AVMEDIA_TYPE_AUDIO);
+    const Status added =
+        Add(props, track, AudioOptions(*plan_.attributes, *node, track), AVMEDIA_TYPE_AUDIO);
+    if (added == Status(XV_E_NOT_FOUND)) return added;
   }
+  return S_OK;
 }
 
 }  // namespace xv

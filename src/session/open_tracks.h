@@ -31,8 +31,9 @@ class TrackOpener {
   // The video stream, or the placeholder of a format that must have one. S_FALSE when there is none
   // to make; a failure ends the open.
   Status OpenVideo();
-  // The audio streams of `props`. A track that fails leaves the others alone.
-  void OpenAudio(const XV_AV_PROPS& props);
+  // The audio streams of `props`. A track that fails leaves the others alone, but for an encoder or
+  // profile that does not exist, which ends the open.
+  Status OpenAudio(const XV_AV_PROPS& props);
   // Whether the format and the attributes ask for audio streams.
   bool WantsAudio() const;
 

@@ -74,7 +74,7 @@ void PacketDelivery::Deliver(AvPtr<AVPacket> packet, const char* stage) {
   if (status == outputs_.main.headerFailure) {
     (void)failure_.Latch(status);
   } else {
-    failure_.Keep(status, stage, outputs_.main.path);
+    if (status.Failed()) failure_.Keep(status, stage, outputs_.main.Explanation());
   }
 }
 

@@ -35,6 +35,7 @@ constexpr AttributeRow kSession[] = {
     kIoTimeout,
     kMetadata,
     InNode(kScalingQuality, kSessionNode),
+    kStrict,
     kProtocol,
     kMpegTimecode,
     kXfCodecs,
@@ -60,6 +61,26 @@ bool IsMuxerName(std::string_view text) {
 bool IsStartTimecode(std::string_view text) {
   static constexpr const char* kWords[] = {"", "disabled", "auto", "local_time"};
   return WordIndex(text, kWords) >= 0 || IsTimeCode(text);
+}
+
+bool IsStrictness(std::string_view text) {
+  static constexpr const char* kWords[] = {"true",         "false",  "yes",       "no",
+                                           "on",           "off",    "very",      "strict",
+                                           "experimental", "normal", "unofficial"};
+  const std::int64_t level = ReadInt(text);
+  return WordIndex(text, kWords) >= 0 ||
+         (level >= -2 && level <= 2 && text == std::to_string(level));
+}
+
+bool AllowsStandIns(const XMLParse::CoXMLNode& attributes) {
+  static constexpr const char* kWords[] = {"false", "no", "off"};
+  return WordIndex(attributes.Get(kStrict), kWords) >= 0;
+}
+
+std::string MuxerStrictness(const XMLParse::CoXMLNode& attributes) {
+  static constexpr const char* kWords[] = {"", "true", "yes", "on", "false", "no", "off"};
+  const std::string text = attributes.Get(kStrict);
+  return WordIndex(text, kWords) >= 0 ? std::string() : text;
 }
 
 std::span<const AttributeRow> SessionAttributes() { return kSession; }

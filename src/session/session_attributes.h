@@ -14,6 +14,7 @@ inline constexpr std::string_view kSecondNode = "second_encoder";
 
 bool IsMuxerName(std::string_view text);
 bool IsStartTimecode(std::string_view text);
+bool IsStrictness(std::string_view text);
 
 inline constexpr const char* kSplits[] = {"0",    "1",     "2",   "4",  "6",  "8",
                                           "true", "false", "yes", "no", "on", "off"};
@@ -45,6 +46,10 @@ inline constexpr Attribute<double> kIoTimeout{
     "Patience with a receiver that takes nothing."};
 inline constexpr Attribute<SubNode> kMetadata{
     "metadata", kSessionNode, {}, {}, "Metadata of the file."};
+inline constexpr Attribute<std::string> kStrict{
+    "strict", kSessionNode, "true",
+    Expect("true, false, or FFmpeg's very to experimental for the muxer", IsStrictness),
+    "With false another encoder, preset or profile stands in for one that does not exist."};
 inline constexpr Attribute<std::string> kProtocol{
     "protocol", kSessionNode, {}, {}, "Kept for catalogues; not read."};
 inline constexpr Attribute<std::string> kMpegTimecode{
@@ -94,6 +99,11 @@ inline constexpr Attribute<bool> kSavePackets{
     "save_packets", kSessionNode, false, {}, "Writes each packet to its own file, too."};
 inline constexpr Attribute<bool> kXfCodecs{
     "xfcodecs", kSessionNode, false, {}, "Records through the component encoders."};
+
+// kStrict: another encoder, preset or profile may stand in for one that does not exist.
+bool AllowsStandIns(const XMLParse::CoXMLNode& attributes);
+// kStrict: FFmpeg's own value for the muxer; "" for none.
+std::string MuxerStrictness(const XMLParse::CoXMLNode& attributes);
 
 // All of the session node, those of the captions' capture too.
 std::span<const AttributeRow> SessionAttributes();

@@ -149,6 +149,7 @@ int ProbedFile::Count(AVMediaType type) const {
 
 ProbedFile Probe(const std::string& path,
                  const std::vector<std::pair<std::string, std::string>>& options) {
+  av_log_set_level(AV_LOG_QUIET);  // some files are broken on purpose
   ProbedFile file;
   Patience patience;
   AVFormatContext* raw = avformat_alloc_context();

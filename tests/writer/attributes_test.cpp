@@ -244,7 +244,9 @@ TEST(Attributes, ARefusedOptionCostsNoOther) {
     return Probe(folder / "a.mp4").Pictures();
   };
   const std::string types =
-      record("video::codec=libx264 video::g=4 video::bf=0 video::preset=banana video::qmin=x")
+      record(
+          "strict=false video::codec=libx264 video::g=4 video::bf=0 video::preset=banana "
+          "video::qmin=x")
           .pictureTypes;
   EXPECT_EQ(types, "IPPPIPPPIPPP");
   EXPECT_EQ(writer.Stats().unusedOptions,

@@ -71,12 +71,37 @@ TEST(BadInput, FormatsAndCodecsThatDoNotExist) {
   };
   EXPECT_EQ(firstFrame("a.mp4", "format=nonsense"), E_FAIL);
   EXPECT_EQ(firstFrame("a.noextension", ""), E_FAIL);
-  EXPECT_EQ(firstFrame("a.mp4", "video::codec=nonsense"), S_OK);
+  EXPECT_EQ(firstFrame("a.mp4", "video::codec=nonsense strict=false"), S_OK);
   EXPECT_EQ(writer.Get("quality::unused_options"), "video::codec");
   EXPECT_EQ(firstFrame("a.mp4", "video::codec=aac"), E_FAIL);
   EXPECT_EQ(firstFrame("a.mxf", "video::codec=n264"), E_FAIL);
   EXPECT_THAT(writer.LastError(), testing::HasSubstr("not available"));
   ExpectUsable(writer, folder);
+}
+
+// What was asked for by name is not replaced by something else, and the failure says the rest.
+TEST(BadInput, FailuresSpeakInWords) {
+  TemporaryFolder folder;
+  const int level = av_log_get_level();
+  const auto words = [&](const std::string& name, const std::string& attributes,
+                         HRESULT expected = XV_E_NOT_FOUND) {
+    std::string noted;
+    EXPECT_EQ(Record(folder / name, attributes, Feed(), 2, &noted), expected) << attributes;
+    return noted;
+  };
+  using testing::HasSubstr;
+  EXPECT_THAT(words("a.mp4", "video::codec=libx256"), HasSubstr("did you mean libx265?"));
+  EXPECT_THAT(words("a.mp4", "video::codec=mpeg4 audio::codec=acc"),
+              HasSubstr("did you mean aac?"));
+  EXPECT_THAT(words("a.mp4", "video::codec=libx264 video::preset=ultrafst"),
+              HasSubstr("libx264 has no preset ultrafst; did you mean ultrafast?"));
+  EXPECT_THAT(words("a.mov", "video::codec=dnxhd video::profile=dnxhr_sqq"),
+              HasSubstr("did you mean dnxhr_sq?"));
+  EXPECT_EQ(words("a.mp4", "video::codec=h264 audio::codec=mp3", S_OK), "") << "names of codecs";
+  EXPECT_THAT(words("a.mxf", "video::codec=mpeg2video audio::sample_rate=44100", E_FAIL),
+              HasSubstr("only 48khz is implemented"));
+  EXPECT_EQ(av_log_get_level(), level);
+  EXPECT_FALSE(std::filesystem::exists(folder / "a.mov")) << "nothing is begun";
 }
 
 TEST(BadInput, RatesAndSizesOutOfRange) {

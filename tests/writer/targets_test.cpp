@@ -96,6 +96,15 @@ TEST(Targets, ASlowReceiverIsNoStalledOne) {
   EXPECT_GT(received.size(), 2u * 1920 * 1080 * 2);
 }
 
+TEST(Targets, AUrlTellsItsFormat) {
+  const BoundSocket receiver(SOCK_DGRAM, 0);
+  const std::string url = "udp://127.0.0.1:" + std::to_string(receiver.port);
+  EXPECT_EQ(Record(url, "video::codec=mpeg2video", kSmall, 5), S_OK);
+  char packet[1500] = {};
+  ASSERT_GE(::recv(receiver.socket, packet, sizeof(packet), MSG_DONTWAIT), 188);
+  EXPECT_EQ(packet[0], 0x47) << "a transport stream";
+}
+
 TEST(Targets, PercentSignsAndRelativeFolders) {
   TemporaryFolder folder;
   const std::filesystem::path before = std::filesystem::current_path();
