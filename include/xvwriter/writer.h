@@ -33,7 +33,7 @@ struct IXvObject_I : IUnknown {
 
   // Arms the writer and holds `source` (may be null) until the stop; see IXvSource. Correction of
   // times begins anew.
-  //   S_FALSE       it is armed with a source already; that one stays.
+  //   S_FALSE       it is armed or recording already; its source and its clock stay.
   //   E_UNEXPECTED  there is no target: WriterSet first.
   virtual HRESULT ObjectStart(IUnknown* source) noexcept = 0;
   // Encodes what waits, writes the trailer, closes every file, lets go of frames and source and

@@ -105,9 +105,10 @@ std::uint32_t CCoXvWriterFFM_I::Release() noexcept { return outer_->Release(); }
 HRESULT CCoXvWriterFFM_I::ObjectStart(IUnknown* source) noexcept {
   return Guarded([&]() -> Status {
     if (target_.empty()) return E_UNEXPECTED;
-    if (source_) return S_FALSE;
+    if (armed_) return S_FALSE;
     XvTimeCorrector::Reset();
     source_ = Ref<IUnknown>::Retain(source);
+    armed_ = true;
     return S_OK;
   });
 }
@@ -117,6 +118,7 @@ HRESULT CCoXvWriterFFM_I::ObjectStop() noexcept {
     if (encoder_) (void)encoder_->EncoderClose(kInfinite);
     encoder_ = nullptr;
     source_ = nullptr;
+    armed_ = false;
     ResetCapture();
     XvTimeCorrector::Reset();
     return S_OK;
@@ -150,6 +152,7 @@ Status CCoXvWriterFFM_I::PutFrame(IXvFrame& frame) {
   RETURN_IF_FAILED(frame.FrameAllGet(&time, &props, &input.audioSize, &input.audio,
                                      &input.videoSize, &input.video));
   if (!encoder_) RETURN_IF_FAILED(OpenForFrame(props, time));
+  armed_ = true;  // a frame of an object that was not started is a start
   const XV_TIME corrected = Correct(props, &time, kTimeTolerance, nullptr);
   input.props = &props;
   input.time = &corrected;

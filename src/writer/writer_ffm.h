@@ -94,8 +94,9 @@ class CCoXvWriterFFM_I final : public IXvObject_I,
   EncoderRequest Request() const;
 
   Inner inner_;
-  IUnknown* outer_;  // not counted: the aggregate owns this object; &inner_ when there is none
-  Ref<IUnknown> source_;
+  IUnknown* outer_;       // not counted: the aggregate owns this object; &inner_ when there is none
+  bool armed_ = false;    // started, by ObjectStart or by a frame
+  Ref<IUnknown> source_;  // may be null while armed
   Ref<XvEncoderBaseLegacy> encoder_;
   std::string target_;
   XMLParse::XMLNodePtr session_;     // what WriterSet gave
