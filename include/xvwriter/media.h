@@ -109,24 +109,26 @@ enum eXvTimeFlags : std::uint32_t {
 // The time stamp of one frame. The writer makes a time line of its output out of the stamps that
 // come in: it starts at 0 whatever the first stamp is, and it has no holes.
 //
-// - Without a time (rtStart is kNoTime, or rtStart, rtStop and eFlags are all 0) a frame follows
-// the
+// - Without a time (rtStart is kNoTime, or rtStart, rtStop and eFlags are all 0) a frame follows the
 //   one before at the frame rate, without drift at 29.97 and the like. Without a rate, 25 counts.
 // - Offset. The first frame with a time sets what is added to all that follow.
-// - Stop. A frame ends at rtStop where that is more than 1000 (100 microseconds) above rtStart,
-// else
-//   one frame duration behind its start. The next one is expected there.
+// - Stop. A frame ends at rtStop where that is more than 1000 (100 microseconds) above rtStart, else
+//   one frame duration behind its start. The next one is expected there. So a source of variable
+//   rate gives each picture's true stop, which is the start of the next one: with a stop of one
+//   frame duration the gap behind it is closed and the recording becomes too short.
+// - Long pictures. Where a picture lasts longer than a tick, repeats of it fill the ticks up to the
+//   next one, 1000 at most; the last one stands until its stop.
 // - Jumps and gaps. A frame that starts more than 10 ms before or behind the expected place takes a
 //   new offset and starts exactly there; so does one with eXvTF_Break or eXvTF_Rebase, however far
 //   it is off. A pause of the source thus leaves no hole, and a source that is set back goes on.
 //   Within 10 ms the frame's own time counts.
-// - Too early. Codecs with one tick a frame skip a picture that has no tick left (S_FALSE from the
-//   put, quality::drops counts it). Where a frame lasted longer than a tick, copies of the next
-//   picture fill the ticks between, 1000 at most, if the video queue is on ("video.buffers").
+// - Ticks. A picture keeps the tick that it is expected on while it is off by less than 25 ms, or
+//   5/8 of a tick where that is more. One without a tick left is skipped (S_FALSE from the put,
+//   quality::drops counts it).
 // - Sound is not placed by time. It is one stream in the order of the puts: hand over all of it.
-// What
-//   is missing makes all later sound early; only an end mark (eXvTF_EndMark) turns it into silence.
-// - "ignore_pts=true" numbers the pictures instead.
+//   What is missing makes all later sound early; only an end mark (eXvTF_EndMark) turns it into
+//   silence.
+// - "ignore_pts=true" numbers the pictures instead, without repeats.
 struct XV_TIME {
   std::int64_t rtStart;  // presentation start, 100 ns
   std::int64_t rtStop;   // presentation end, 100 ns

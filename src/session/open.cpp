@@ -10,6 +10,7 @@
 #include "platform/paths.h"
 #include "platform/whole_file.h"
 #include "session/close.h"
+#include "session/intake.h"
 #include "session/open_target.h"
 #include "session/open_tracks.h"
 #include "session/session_attributes.h"
@@ -85,11 +86,13 @@ void StartPreparation(VideoPreparation& preparation, const StreamHolder& holder,
                        holder.fullRange};
 }
 
-void StartHostSide(HostSide& host, const Tracks& tracks, const std::string& target,
-                   const XMLParse::XMLNodePtr& attributes) {
+void StartHostSide(HostSide& host, const Outputs& outputs, const Tracks& tracks,
+                   const std::string& target, const XMLParse::XMLNodePtr& attributes) {
   host.needHeader = true;
   host.diskWatch = 0;
   host.frames = 0;
+  host.countsPictures = CountsPictures(*outputs.main.format);
+  host.owed = 0;
   host.wavPath = SideWavPath(target, *attributes);
   if (!host.wavPath.empty()) (void)RemoveFile(host.wavPath);
   if (tracks.video != nullptr) StartPreparation(host.preparation, *tracks.video, attributes);
@@ -140,7 +143,7 @@ void KeepPlan(Session& session, const XMLParse::CoXMLNode& attributes) {
 }
 
 void StartStages(Session& session, const std::string& target) {
-  StartHostSide(session.host, session.tracks, target, session.plan.attributes);
+  StartHostSide(session.host, session.outputs, session.tracks, target, session.plan.attributes);
   session.delivery.Start(session.plan.options.savePackets);
   session.pictures.Start(session.tracks.video, &session.plan.options);
   session.sound.Start(session.tracks, session.plan.options);

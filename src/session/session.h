@@ -34,6 +34,9 @@ struct HostSide {
   std::int32_t diskWatch = 0;  // frames since open
   std::int64_t frames = 0;     // frames that went through the stages on this thread
   VideoPreparation preparation;
+  bool countsPictures = false;  // the main output's container, see CountsPictures
+  Ref<XvFrameFFM> shown;        // the picture that was taken last, for repeats
+  std::int64_t owed = 0;        // ticks that a container which counts pictures still lacks
   std::string wavPath;
   WavWriter wav;
 };
