@@ -109,25 +109,40 @@ enum eXvTimeFlags : std::uint32_t {
 // The time stamp of one frame. The writer makes a time line of its output out of the stamps that
 // come in: it starts at 0 whatever the first stamp is, and it has no holes.
 //
-// - Without a time (rtStart is kNoTime, or rtStart, rtStop and eFlags are all 0) a frame follows the
+// - Without a time (rtStart is kNoTime, or rtStart, rtStop and eFlags are all 0) a frame follows
+// the
 //   one before at the frame rate, without drift at 29.97 and the like. Without a rate, 25 counts.
+//   One of sound alone follows the sound before.
 // - Offset. The first frame with a time sets what is added to all that follow.
-// - Stop. A frame ends at rtStop where that is more than 1000 (100 microseconds) above rtStart, else
-//   one frame duration behind its start. The next one is expected there. So a source of variable
-//   rate gives each picture's true stop, which is the start of the next one: with a stop of one
-//   frame duration the gap behind it is closed and the recording becomes too short.
+// - Stop. A frame ends at rtStop where that is more than 1000 (100 microseconds) above rtStart,
+// else
+//   one frame duration behind its start, one of sound alone where its samples end. The next one is
+//   expected there. So a source of variable rate gives each picture's true stop, which is the start
+//   of the next one: with a stop of one frame duration the gap behind it is closed and the
+//   recording becomes too short.
 // - Long pictures. Where a picture lasts longer than a tick, repeats of it fill the ticks up to the
-//   next one, 1000 at most; the last one stands until its stop.
-// - Jumps and gaps. A frame that starts more than 10 ms before or behind the expected place takes a
-//   new offset and starts exactly there; so does one with eXvTF_Break or eXvTF_Rebase, however far
-//   it is off. A pause of the source thus leaves no hole, and a source that is set back goes on.
-//   Within 10 ms the frame's own time counts.
-// - Ticks. A picture keeps the tick that it is expected on while it is off by less than 25 ms, or
+//   next one, 1000 at most; the last one stands until its stop (quality::repeats).
+// - Jumps and gaps. A frame that starts more than 20 ms ("time.tolerance"), or half a frame where
+//   that is less but 10 ms at least, before or behind the expected place takes a new offset and
+//   starts exactly there (quality::rebases); so does one with eXvTF_Break or eXvTF_Rebase, however
+//   far it is off. A pause of the source thus leaves no hole, and a source that is set back goes
+//   on. A frame that is off by less keeps its own time. Of stamps that tremble it is the mean that
+//   counts for both: jumps by whole frames are then closed by whole frames.
+// - Gaps with sound. A gap in the pictures that sound fills stays, and is filled with repeats:
+// sound
+//   in frames without a picture, or the samples of the lost frames in the next one.
+// - Ticks. A picture keeps the tick that it is expected on while it is off by less than 20 ms, or
 //   5/8 of a tick where that is more. One without a tick left is skipped (S_FALSE from the put,
 //   quality::drops counts it).
-// - Sound is not placed by time. It is one stream in the order of the puts: hand over all of it.
-//   What is missing makes all later sound early; only an end mark (eXvTF_EndMark) turns it into
-//   silence.
+// - Sound. Where there are pictures, samples begin at the corrected start of their frame. A hole of
+//   more than 40 ms ("audio.tolerance") becomes silence (quality::audio.silence), samples beyond
+//   that are cut (quality::audio.cut); a deviation that stays for a second is mended from a quarter
+//   of it on, and frames without samples become silence of their length. Samples of several frames
+//   may come in one, the first or the last of them. With a tolerance of 0, with "ignore_pts", and
+//   where there are no pictures, sound is one stream in the order of the puts. A frame with
+//   eXvTF_EndMark counts as silence.
+// - Frames of sound alone, in a session with pictures, take the correction and do not move the
+//   pictures' clock: the two may come in frames of their own, either ahead of the other.
 // - "ignore_pts=true" numbers the pictures instead, without repeats.
 struct XV_TIME {
   std::int64_t rtStart;  // presentation start, 100 ns

@@ -241,7 +241,7 @@ Status PrepareVideoFrame(VideoPreparation& preparation, const XV_TIME* timeOverr
     return made;
   }
   picture->pts = preparation.synthetic ? AVTimeFromRefTime(time.rtStart, base) : place.pts;
-  if (missing != nullptr) *missing = place.missing;
+  if (missing != nullptr) *missing = preparation.synthetic ? 0 : place.missing;
   *out = MakeRef<XvFrameFFM>(std::move(picture));
   return S_OK;
 }

@@ -8,10 +8,10 @@
 namespace xv {
 namespace {
 
-constexpr double kTrembling = 0.025;   // seconds
+constexpr double kTrembling = 0.020;   // seconds
 constexpr double kLeastBound = 0.625;  // ticks: what rounds to a neighbour, and a little more
 constexpr double kLongPicture = 1.75;  // ticks: from here on the stop says where the next one is
-constexpr double kDriftWeight = 0.25;
+constexpr double kDriftWeight = 0.125;
 
 // Far enough from the ends of 64 bits that ticks may be added and subtracted.
 std::int64_t NearestTick(double at) {
@@ -27,17 +27,20 @@ std::int64_t AVTimeFromRefTime(std::int64_t time, AVRational timeBase) {
   return av_rescale(time, timeBase.den, std::int64_t{timeBase.num} * kTimeUnitsPerSecond);
 }
 
-// The tick of a picture that starts at `at` ticks.
+// The tick of a picture that starts at `at` ticks. Pictures that are all off by the same keep their
+// ticks; a gap is what one is off beyond that.
 std::int64_t PtsClock::Locate(double at) {
-  const std::int64_t nearest = NearestTick(at);
-  if (next_ == AV_NOPTS_VALUE) return nearest;
-  const double off = at - static_cast<double>(next_);
+  if (next_ == AV_NOPTS_VALUE) return NearestTick(at);
+  const double off = at - static_cast<double>(next_) - drift_;
   const bool jumped = std::fabs(off) > std::max(kLeastBound, kTrembling * ticksPerSecond_);
-  drift_ += kDriftWeight * (off - drift_);
-  const bool drifted = std::fabs(drift_) > kLeastBound;
-  const std::int64_t moved = drifted ? NearestTick(drift_) : 0;
-  if (jumped || drifted) drift_ = 0;
-  return jumped ? nearest : next_ + moved;
+  std::int64_t tick = jumped ? NearestTick(at - drift_) : next_;
+  drift_ += kDriftWeight * (at - static_cast<double>(tick) - drift_);
+  if (std::fabs(drift_) > kLeastBound) {
+    const std::int64_t move = NearestTick(drift_);
+    drift_ -= static_cast<double>(move);
+    tick += move;
+  }
+  return tick;
 }
 
 void PtsClock::Expect(std::int64_t tick, double start, double stop) {

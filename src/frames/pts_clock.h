@@ -8,7 +8,7 @@
 namespace xv {
 
 // The clock of one encoder's video stamps: places pictures on the ticks of a time base. Where a
-// frame lasts one tick, a picture that is off its tick by less than 25 ms or 5/8 of a tick keeps
+// frame lasts one tick, a picture that is off its tick by less than 20 ms or 5/8 of a tick keeps
 // the tick that it was expected on, so that stamps that tremble neither drop nor repeat pictures.
 // Resets when the time base changes. One caller at a time.
 class PtsClock {

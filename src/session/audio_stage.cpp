@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <limits>
 
-#include "audio/channel_fold.h"
+#include "audio/sample_convert.h"
 #include "codec/encode.h"
 #include "codec/ffmpeg.h"
 
@@ -17,6 +17,12 @@ namespace xv {
 namespace {
 
 constexpr int kSamplesWithoutVideo = 1024;
+constexpr std::int64_t kMicroseconds = 1'000'000;  // in a second
+
+// Of all channels at one time.
+std::int64_t SampleBytes(const XV_AUD_PROPS& format) {
+  return std::int64_t{HostSampleBytes(format.nBitsPerSample)} * format.nChannels;
+}
 
 bool TakesShortFrames(const AVCodecContext& codec) {
   return codec.frame_size == 0 ||
@@ -52,6 +58,8 @@ void AudioStage::Start(const Tracks& tracks, const StageOptions& options) {
     tracks_.push_back({holder, RawDump(options.rawAudioPaths[tracks_.size()])});
   }
   pictureRate_ = tracks.video != nullptr ? tracks.video->codec->framerate : AVRational{0, 1};
+  const bool pictures = tracks.video != nullptr && !tracks.video->synthetic;
+  timeline_.Start(pictures && !options.ignorePts ? options.soundTolerance : 0);
 }
 
 void AudioStage::Close() {
@@ -150,20 +158,56 @@ void AudioStage::DropTaken() {
   for (const Track& track : tracks_) track.holder->readAhead -= taken;
 }
 
-Status AudioStage::Take(const XV_AUD_PROPS& format, const XV_TIME& frameTime,
-                        const std::uint8_t* data, std::uint32_t bytes) {
+SoundTimeline::Correction AudioStage::Place(const SoundBlock& block, std::int64_t samples) {
+  const int rate = block.format.nSamplesPerSec;
+  if (block.time == nullptr) {
+    timeline_.Follow(samples, rate);
+    return {};
+  }
+  const auto correction = timeline_.Place(block.time->rtStart, block.time->rtStop, samples, rate);
+  stats_.Count(Remark::kSilence, correction.silence * kMicroseconds / rate);
+  stats_.Count(Remark::kCut, correction.cut * kMicroseconds / rate);
+  return correction;
+}
+
+// More than a second is encoded on the way, so that hours of silence need no memory.
+Status AudioStage::AppendSilence(const XV_AUD_PROPS& format, std::int64_t samples) {
+  const std::int64_t second = format.nSamplesPerSec;
+  while (samples > 0) {
+    const std::int64_t part = std::min(samples, second);
+    RETURN_IF_FAILED(
+        Append({format, nullptr, nullptr, static_cast<std::uint32_t>(part * SampleBytes(format))}));
+    samples -= part;
+    if (samples > 0) EncodeHeld(false);
+  }
+  return S_OK;
+}
+
+Status AudioStage::Append(const SoundBlock& block) {
+  return buffer_.Append(block.format, block.data, block.bytes, true, true);
+}
+
+Status AudioStage::Take(const SoundBlock& block) {
   const std::lock_guard guard(lock_);
   if (tracks_.empty()) return S_FALSE;
   if (!buffer_.IsValid()) {
-    const XV_AUD_PROPS buffer = BufferFormat(format, *tracks_.front().holder);
+    const XV_AUD_PROPS buffer = BufferFormat(block.format, *tracks_.front().holder);
     RETURN_IF_FAILED(buffer_.Prepare(&buffer, 0));
   }
-  const bool endMark = (frameTime.eFlags & eXvTF_EndMark) == eXvTF_EndMark;
-  return buffer_.Append(format, endMark ? nullptr : data, bytes, true, true);
+  const std::int64_t sampleBytes = SampleBytes(block.format);
+  const SoundTimeline::Correction correction = Place(block, block.bytes / sampleBytes);
+  RETURN_IF_FAILED(AppendSilence(block.format, correction.silence));
+  const std::int64_t cut = correction.cut * sampleBytes;
+  return Append({block.format, nullptr, block.data == nullptr ? nullptr : block.data + cut,
+                 static_cast<std::uint32_t>(block.bytes - cut)});
 }
 
-void AudioStage::Encode(bool endOfStream) {
+void AudioStage::Miss(const XV_TIME& time) {
   const std::lock_guard guard(lock_);
+  timeline_.Miss(time.rtStart, time.rtStop);
+}
+
+void AudioStage::EncodeHeld(bool endOfStream) {
   if (tracks_.empty()) return;
   if (endOfStream) (void)buffer_.Flush();
   while (endOfStream || buffer_.AvailableSamples() > 0) {
@@ -171,6 +215,11 @@ void AudioStage::Encode(bool endOfStream) {
     DropTaken();
     if (!moved) return;
   }
+}
+
+void AudioStage::Encode(bool endOfStream) {
+  const std::lock_guard guard(lock_);
+  EncodeHeld(endOfStream);
 }
 
 }  // namespace xv

@@ -116,6 +116,7 @@ Status CEncoderFFM::Submit(const QueuedFrame& frame) {
 Status CEncoderFFM::Repeat(std::int64_t count, std::int64_t pts) {
   if (!session_.host.shown) return S_OK;
   for (std::int64_t i = 0; i < count; ++i) {
+    session_.stats.Count(Remark::kRepeat);
     RETURN_IF_FAILED(Submit({session_.host.shown, pts + i, true}));
   }
   return S_OK;

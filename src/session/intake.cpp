@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "contracts/frame_node.h"
+#include "media/frame_duration.h"
 #include "media/validity.h"
 #include "platform/folders.h"
 #include "platform/paths.h"
@@ -32,6 +33,10 @@ void KeepCaptionSource(IXvFrame* source, XvFrameFFM& frame, bool sessionEmbeds) 
   frame.KeepSource(source);
 }
 
+bool HasSound(const EncoderInput& input, const XV_AUD_PROPS& format) {
+  return AudioPropsValid(format, true) && input.audio != nullptr && input.audioSize >= kLeastBlock;
+}
+
 }  // namespace
 
 void WriteSideWav(HostSide& host, const EncoderInput& input, OutputReport& report) {
@@ -50,13 +55,17 @@ bool DiskTooFull(HostSide& host, const Output& main, std::int64_t least) {
 }
 
 Status TakeSound(AudioStage& sound, const EncoderInput& input, const XV_AUD_PROPS& format) {
-  if (!sound.HasTracks() || !AudioPropsValid(format, true) || input.audio == nullptr ||
-      input.audioSize < kLeastBlock) {
+  if (!sound.HasTracks()) return S_FALSE;
+  if (!HasSound(input, format)) {
+    sound.Miss(*input.time);
     return S_FALSE;
   }
-  XV_TIME time = *input.time;
-  if (const auto frame = Query<IXfFrame>(input.frame)) (void)frame->FrameTimeGet(&time);
-  return sound.Take(format, time, input.audio, input.audioSize);
+  XV_TIME own = *input.time;
+  if (const auto frame = Query<IXfFrame>(input.frame)) (void)frame->FrameTimeGet(&own);
+  const bool endMark = (own.eFlags & eXvTF_EndMark) == eXvTF_EndMark;
+  const bool placed = HasTime(&own) || input.videoSize >= kLeastBlock;
+  return sound.Take(
+      {format, placed ? input.time : nullptr, endMark ? nullptr : input.audio, input.audioSize});
 }
 
 bool HasPicture(const StreamHolder& holder, const EncoderInput& input) {

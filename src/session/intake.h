@@ -17,7 +17,8 @@ void WriteSideWav(HostSide& host, const EncoderInput& input, OutputReport& repor
 // bytes.
 bool DiskTooFull(HostSide& host, const Output& main, std::int64_t least);
 
-// Hands the frame's sound to the audio stage. S_FALSE when there is none to take.
+// Hands the frame's sound to the audio stage; a frame of sound alone without a time follows the one
+// before. S_FALSE when there is none to take, which the stage learns too.
 Status TakeSound(AudioStage& sound, const EncoderInput& input, const XV_AUD_PROPS& format);
 
 // The frame has a picture for this track.

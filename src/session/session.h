@@ -58,7 +58,7 @@ struct Session {
   Tracks tracks;
   PacketDelivery delivery{outputs, failure, stats};
   VideoStage pictures{delivery, failure, stats};  // the worker, or the host's without a queue
-  AudioStage sound{delivery, failure};            // any thread
+  AudioStage sound{delivery, failure, stats};     // any thread
 };
 
 }  // namespace xv

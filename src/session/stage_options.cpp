@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "media/frame_duration.h"
 #include "session/session_attributes.h"
 
 namespace xv {
@@ -34,6 +35,7 @@ StageOptions ReadStageOptions(const XMLParse::CoXMLNode& attributes,
   StageOptions options;
   options.dropFrames = attributes.Get(kDropFrames);
   options.ignorePts = Read(attributes, ownNode, kIgnorePts);
+  options.soundTolerance = UnitsFromMilliseconds(attributes.Get(kSoundTolerance));
   options.embedCaptions = Read(attributes, ownNode, kEmbedCc);
   options.captionPlacement = attributes.Get(kEmbedPlacement);
   options.savePackets = attributes.Get(kSavePackets);

@@ -1,8 +1,11 @@
 #include "writer/writer_ffm.h"
 
+#include "audio/sample_convert.h"
 #include "base/auto_obj_base.h"
 #include "base/guard.h"
 #include "base/text.h"
+#include "media/frame_duration.h"
+#include "media/validity.h"
 #include "session/check_attributes.h"
 #include "session/session_attributes.h"
 
@@ -12,12 +15,26 @@ namespace {
 using XMLParse::CoXMLNode;
 using XMLParse::MergeMode;
 
-constexpr std::int64_t kTimeTolerance = 100'000;  // 10 ms
-
 // What the writer's own node holds beside the catalogue's settings, for sessions that do not say.
 constexpr AttributeRow kFromSession[] = {kIgnorePts, kDiskSpace, kEmbedCc};
 constexpr AttributeRow kIntoSession[] = {kAncPath, kSccPath, kAncCapture, kSccCapture, kAncTags};
 constexpr const char* kNotShown[] = {"qs_version", "qs_impl"};
+
+constexpr std::uint32_t kLeastBlock = 5;  // bytes; a shorter picture or sound counts as none
+
+FrameContent ContentOf(const XV_AV_PROPS& props, const EncoderInput& input) {
+  FrameContent content;
+  content.picture =
+      VideoPropsValid(props.vid, true) && input.video != nullptr && input.videoSize >= kLeastBlock;
+  const XV_AUD_PROPS& aud = props.aud;
+  if (!AudioPropsValid(aud, true) || input.audio == nullptr || input.audioSize < kLeastBlock) {
+    return content;
+  }
+  const std::int64_t sampleBytes =
+      std::int64_t{HostSampleBytes(aud.nBitsPerSample)} * aud.nChannels;
+  content.sound = input.audioSize / sampleBytes * kTimeUnitsPerSecond / aud.nSamplesPerSec;
+  return content;
+}
 
 void CopyPresent(const CoXMLNode& from, CoXMLNode& to, std::span<const AttributeRow> rows) {
   for (const AttributeRow& row : rows) {
@@ -133,6 +150,7 @@ EncoderRequest CCoXvWriterFFM_I::Request() const {
 
 Status CCoXvWriterFFM_I::OpenForFrame(const XV_AV_PROPS& props, const XV_TIME& time) {
   stats_.Reset();
+  timeTolerance_ = UnitsFromMilliseconds(session_->Get(kTimeTolerance));
   ReportFaults(textFaults_, *session_, stats_);
   SetupCapture(target_, session_, own_, &stats_.captions);
   const Status opened = OpenEncoder(Request(), &props, &time, encoder_);
@@ -153,7 +171,10 @@ Status CCoXvWriterFFM_I::PutFrame(IXvFrame& frame) {
                                      &input.videoSize, &input.video));
   if (!encoder_) RETURN_IF_FAILED(OpenForFrame(props, time));
   armed_ = true;  // a frame of an object that was not started is a start
-  const XV_TIME corrected = Correct(props, &time, kTimeTolerance, nullptr);
+  const FrameContent content = ContentOf(props, input);
+  int reason = kTimeKept;
+  const XV_TIME corrected = Correct(props, &time, timeTolerance_, &reason, content);
+  if (reason > kTimeFirst) stats_.Count(Remark::kRebase);
   input.props = &props;
   input.time = &corrected;
   input.frame = &frame;

@@ -98,6 +98,7 @@ class CCoXvWriterFFM_I final : public IXvObject_I,
   bool armed_ = false;    // started, by ObjectStart or by a frame
   Ref<IUnknown> source_;  // may be null while armed
   Ref<XvEncoderBaseLegacy> encoder_;
+  std::int64_t timeTolerance_ = 0;  // of the session, 100 ns
   std::string target_;
   XMLParse::XMLNodePtr session_;     // what WriterSet gave
   XMLParse::TextFaults textFaults_;  // of its text
