@@ -121,7 +121,9 @@ enum eXvTimeFlags : std::uint32_t {
 //   of the next one: with a stop of one frame duration the gap behind it is closed and the
 //   recording becomes too short.
 // - Long pictures. Where a picture lasts longer than a tick, repeats of it fill the ticks up to the
-//   next one, 1000 at most; the last one stands until its stop (quality::repeats).
+//   next one, 1000 at most; the last one stands until its stop (quality::repeats). What
+//   "video.drop_frames" drops leaves a gap in the stamps instead; in containers that count
+//   pictures, such as mxf, the ticks that found no room in the queue are made up for at the end.
 // - Jumps and gaps. A frame that starts more than 20 ms ("time.tolerance"), or half a frame where
 //   that is less but 10 ms at least, before or behind the expected place takes a new offset and
 //   starts exactly there (quality::rebases); so does one with eXvTF_Break or eXvTF_Rebase, however

@@ -309,5 +309,38 @@ TEST_F(TimeLine, PictureAndSoundInFramesOfTheirOwn) {
   }
 }
 
+// An encoder slower than the host: what is dropped leaves a gap in the stamps, never repeats that
+// fill the queue in the place of pictures.
+TEST_F(TimeLine, DroppedPicturesLeaveGaps) {
+  const Feed feed{.layout = kFccI420, .width = 1280, .height = 720, .channels = 0};
+  std::vector<host::Ptr<IXvFrame>> frames;
+  for (int i = 0; i < 100; ++i) frames.push_back(MakeFrame(feed, i));
+  for (const char* name : {"a.mp4", "a.mkv", "a.mxf"}) {
+    ASSERT_EQ(writer_.Start(folder_ / name,
+                            "video::codec=libx264 video::preset=slower video::bf=0 video.buffers=4 "
+                            "video.drop_frames=1"),
+              S_OK);
+    std::vector<int> taken;
+    for (int i = 0; i < 100; ++i) {
+      if (writer_.Put(frames[static_cast<std::size_t>(i)]) == S_OK) taken.push_back(i);
+    }
+    EXPECT_EQ(writer_.Stop(), S_OK);
+    const bool counts = std::string(name) == "a.mxf";
+    const ProbedFile file = Probe(folder_ / name);
+    const std::vector<std::uint8_t>& levels = file.Pictures().lumaMeans;
+    EXPECT_EQ(Count("drops"), 100 - static_cast<std::int64_t>(taken.size()));
+    ASSERT_GT(Count("drops"), 20);
+    // A last repeat, where the last frame was dropped.
+    const std::size_t hold = taken.back() == 99 ? 0 : 1;
+    ASSERT_EQ(levels.size(), counts ? 100 : taken.size() + hold) << name;
+    if (!counts) {
+      for (std::size_t i = 0; i < taken.size(); ++i) {
+        EXPECT_NEAR(levels[i], 40 + 5 * (taken[i] % 32), 2) << name << i;
+      }
+    }
+    EXPECT_NEAR(file.seconds, 4.0, 0.041) << name;
+  }
+}
+
 }  // namespace
 }  // namespace xv::test
