@@ -260,8 +260,9 @@ struct XV_VID_PROPS {
 
 // Format of sound: little-endian samples, interleaved: one of each channel in turn. Channels are in
 // the order front left, front right, centre, low frequency, back left, back right, and then side
-// left, side right, as the encoders' default layouts for a count have them. A mix to fewer channels
-// takes them so: 5.1 to stereo adds centre and back at 0.707 and leaves low frequency out.
+// left, side right, as the encoders' default layouts for a count have them; the third of three is
+// the centre. A mix to fewer channels follows ITU-R BS.775: centre and surrounds at 0.707 to the
+// sides that they belong to, low frequency is left out, mono is weighed so that it does not clip.
 struct XV_AUD_PROPS {
   std::int32_t nChannels;       // 1 to 32; negative: no sound, whatever else is said
   std::int32_t nSamplesPerSec;  // Hz, above 800

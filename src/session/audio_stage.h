@@ -60,8 +60,10 @@ class AudioStage {
   bool DeliverPackets(Track& track);
   void DropTaken();
   int FrameSamples(const StreamHolder& holder) const;
+  Status Feed(StreamHolder& holder, bool endOfStream);
+  int Available(const StreamHolder& holder) const;
   Status ReadTrack(StreamHolder& holder, int samples, AVFrame* frame);
-  Status ReadFolded(StreamHolder& holder, int samples, AVFrame* frame);
+  void Consume(StreamHolder& holder, int samples);
 
   PacketDelivery& delivery_;
   FirstFailure& failure_;
