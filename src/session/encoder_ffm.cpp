@@ -62,6 +62,7 @@ Status CEncoderFFM::TakeFrame(const EncoderInput& input) {
   HostSide& host = session_.host;
   const Output& main = session_.outputs.main;
   session_.stats.framesIn.fetch_add(1, std::memory_order_relaxed);
+  CountLeftOut(session_.plan, input, session_.stats);
   WriteSideWav(host, input, session_.stats);
   if (DiskTooFull(host, main, session_.plan.options.leastDiskSpace)) {
     session_.stats.Fail("disk watch", main.path, XV_E_DISK_FULL);

@@ -37,6 +37,11 @@ bool HasSound(const EncoderInput& input, const XV_AUD_PROPS& format) {
   return AudioPropsValid(format, true) && input.audio != nullptr && input.audioSize >= kLeastBlock;
 }
 
+bool BearsPicture(const EncoderInput& input) {
+  return VideoPropsValid(input.props->vid, true) && input.video != nullptr &&
+         input.videoSize >= kLeastBlock;
+}
+
 }  // namespace
 
 void WriteSideWav(HostSide& host, const EncoderInput& input, OutputReport& report) {
@@ -54,6 +59,11 @@ bool DiskTooFull(HostSide& host, const Output& main, std::int64_t least) {
   return free && *free <= static_cast<std::uint64_t>(least);
 }
 
+void CountLeftOut(const SessionPlan& plan, const EncoderInput& input, SessionStats& stats) {
+  if (plan.leavesSoundOut && HasSound(input, input.props->aud)) stats.Count(Remark::kSoundLeftOut);
+  if (plan.leavesPicturesOut && BearsPicture(input)) stats.Count(Remark::kPicturesLeftOut);
+}
+
 Status TakeSound(AudioStage& sound, const EncoderInput& input, const XV_AUD_PROPS& format) {
   if (!sound.HasTracks()) return S_FALSE;
   if (!HasSound(input, format)) {
@@ -69,9 +79,7 @@ Status TakeSound(AudioStage& sound, const EncoderInput& input, const XV_AUD_PROP
 }
 
 bool HasPicture(const StreamHolder& holder, const EncoderInput& input) {
-  if (holder.synthetic) return true;
-  return VideoPropsValid(input.props->vid, true) && input.video != nullptr &&
-         input.videoSize >= kLeastBlock;
+  return holder.synthetic || BearsPicture(input);
 }
 
 Status PreparePicture(VideoPreparation& preparation, const EncoderInput& input,

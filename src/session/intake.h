@@ -17,6 +17,9 @@ void WriteSideWav(HostSide& host, const EncoderInput& input, OutputReport& repor
 // bytes.
 bool DiskTooFull(HostSide& host, const Output& main, std::int64_t least);
 
+// Counts sound and pictures for which the first frame left no track.
+void CountLeftOut(const SessionPlan& plan, const EncoderInput& input, SessionStats& stats);
+
 // Hands the frame's sound to the audio stage; a frame of sound alone without a time follows the one
 // before. S_FALSE when there is none to take, which the stage learns too.
 Status TakeSound(AudioStage& sound, const EncoderInput& input, const XV_AUD_PROPS& format);

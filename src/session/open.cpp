@@ -109,13 +109,16 @@ Status OpenTracks(Session& session, const TargetPlan& target, const XV_AV_PROPS&
   SetDelays(*attributes, plan);
   TrackOpener opener(session.outputs, session.tracks, session.use, session.stats, plan);
   RETURN_IF_FAILED(opener.OpenVideo());
-  if (opener.WantsAudio()) {
+  const bool sound = AudioPropsValid(props.aud, true);
+  session.plan.leavesPicturesOut = opener.TakesVideo() && !VideoPropsValid(props.vid, true);
+  session.plan.leavesSoundOut = opener.TakesAudio() && !sound;
+  if (opener.TakesAudio() && sound) {
     session.plan.trackMaskOverride = MaskOverride(*attributes);
-    XV_AV_PROPS sound = props;
+    XV_AV_PROPS masked = props;
     if (session.plan.trackMaskOverride != kNoMaskOverride) {
-      sound.aud.nTrackMask = session.plan.trackMaskOverride;
+      masked.aud.nTrackMask = session.plan.trackMaskOverride;
     }
-    opener.OpenAudio(sound);
+    opener.OpenAudio(masked);
   }
   return session.tracks.holders.empty() ? Status(XV_E_NOT_SUPPORTED) : Status(S_OK);
 }

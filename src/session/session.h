@@ -25,6 +25,9 @@ struct SessionPlan {
   XMLParse::XMLNodePtr attributes;  // "xml-props": a private copy of the session's
   std::uint32_t trackMaskOverride = kNoMaskOverride;
   int videoBuffers = 0;
+  // The recording would have such tracks, but the first frame had nothing for them.
+  bool leavesPicturesOut = false;
+  bool leavesSoundOut = false;
   StageOptions options;
 };
 

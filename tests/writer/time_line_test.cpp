@@ -342,5 +342,25 @@ TEST_F(TimeLine, DroppedPicturesLeaveGaps) {
   }
 }
 
+// Tracks are those of the first frame.
+TEST_F(TimeLine, WhatTheFirstFrameLacksIsLeftOutAndTold) {
+  for (const bool picture : {true, false}) {
+    for (const bool wanted : {true, false}) {
+      const std::string other = picture ? "audio::codec=" : "video::codec=";
+      Start(wanted ? "" : other + "null");
+      Put first;
+      first.picture = picture;
+      first.sound = picture ? 0 : 1;
+      ASSERT_EQ(Frame(0, 0, first), S_OK);
+      for (int n = 1; n < 10; ++n) ASSERT_EQ(Frame(n), S_OK);
+      EXPECT_EQ(writer_.Stop(), S_OK);
+      EXPECT_EQ(Probe(path_).Count(picture ? AVMEDIA_TYPE_AUDIO : AVMEDIA_TYPE_VIDEO), 0);
+      EXPECT_EQ(Count("audio.left_out"), picture && wanted ? 9 : 0);
+      EXPECT_EQ(Count("video.left_out"), !picture && wanted ? 9 : 0);
+      EXPECT_EQ(writer_.LastError().find("first frame") != std::string::npos, wanted);
+    }
+  }
+}
+
 }  // namespace
 }  // namespace xv::test
