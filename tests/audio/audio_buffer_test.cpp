@@ -166,7 +166,7 @@ TEST(AudioBuffer, FoldMapsHaveTheDocumentedCoefficients) {
     for (int c = 0; c < to; ++c) out.push_back(Read<float>(buffer, c, AV_SAMPLE_FMT_FLT).at(0));
     return out;
   };
-  const auto near = [](std::vector<float> expected, float within = 1e-6F) {
+  const auto near = [](const std::vector<float>& expected, float within = 1e-6F) {
     return Pointwise(FloatNear(within), expected);
   };
   const float half = std::sqrt(0.5F);
