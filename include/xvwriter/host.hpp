@@ -233,6 +233,12 @@ struct Statistics {
   std::int64_t drops = 0;           // of these, refused by a full queue or skipped for their time
   std::int64_t videoDeque = 0;      // pictures that wait for the encoder right now
   std::int64_t ptsErrors = 0;       // pictures whose time was not above the one before
+  std::int64_t rebases = 0;         // frames whose time jumped, or that asked for a new offset
+  std::int64_t repeats = 0;         // pictures that stood in for missing ones
+  std::int64_t audioSilence = 0;    // milliseconds of silence where samples were missing
+  std::int64_t audioCut = 0;        // milliseconds of samples for which there was no time
+  std::int64_t audioLeftOut = 0;    // frames with sound, where the first one had none
+  std::int64_t videoLeftOut = 0;    // frames with a picture, where the first one had none
   std::int64_t captionsSeen = 0;
   std::int64_t captionsWritten = 0;   // to side files
   std::int64_t captionsEmbedded = 0;  // into pictures
@@ -247,7 +253,9 @@ struct Statistics {
   std::vector<std::string> unusedOptions;
   // Attributes with a value that cannot have been meant, and what is expected.
   std::vector<std::string> badValues;
-  std::string lastError;      // stage, words, status; "" when nothing went wrong
+  // Stage, words, status of the last failure. Where nothing failed, words about what was done to
+  // the source's times and tracks; "" when nothing was.
+  std::string lastError;
   HRESULT lastStatus = S_OK;  // of the last failure
   // What this header has no member for, as the library gives it: name behind "quality::", text.
   std::vector<std::pair<std::string, std::string>> others;
@@ -300,7 +308,7 @@ class Writer {
   // Merges attribute text, or replaces by XML, the node of that path ("" is the root). See
   // IXvProps::PropsSet.
   [[nodiscard]] HRESULT Merge(std::string_view path, std::string_view text);
-  // What went wrong last: stage, words, status. "" when nothing did.
+  // What went wrong last: stage, words, status; see Statistics::lastError.
   [[nodiscard]] std::string LastError() const { return Get("quality::last_error"); }
   // The statistics as they are now, while frames flow too.
   [[nodiscard]] Statistics Stats() const;

@@ -112,21 +112,40 @@ enum eXvTimeFlags : std::uint32_t {
 // - Without a time (rtStart is kNoTime, or rtStart, rtStop and eFlags are all 0) a frame follows
 // the
 //   one before at the frame rate, without drift at 29.97 and the like. Without a rate, 25 counts.
+//   One of sound alone follows the sound before.
 // - Offset. The first frame with a time sets what is added to all that follow.
 // - Stop. A frame ends at rtStop where that is more than 1000 (100 microseconds) above rtStart,
 // else
-//   one frame duration behind its start. The next one is expected there.
-// - Jumps and gaps. A frame that starts more than 10 ms before or behind the expected place takes a
-//   new offset and starts exactly there; so does one with eXvTF_Break or eXvTF_Rebase, however far
-//   it is off. A pause of the source thus leaves no hole, and a source that is set back goes on.
-//   Within 10 ms the frame's own time counts.
-// - Too early. Codecs with one tick a frame skip a picture that has no tick left (S_FALSE from the
-//   put, quality::drops counts it). Where a frame lasted longer than a tick, copies of the next
-//   picture fill the ticks between, 1000 at most, if the video queue is on ("video.buffers").
-// - Sound is not placed by time. It is one stream in the order of the puts: hand over all of it.
-// What
-//   is missing makes all later sound early; only an end mark (eXvTF_EndMark) turns it into silence.
-// - "ignore_pts=true" numbers the pictures instead.
+//   one frame duration behind its start, one of sound alone where its samples end. The next one is
+//   expected there. So a source of variable rate gives each picture's true stop, which is the start
+//   of the next one: with a stop of one frame duration the gap behind it is closed and the
+//   recording becomes too short.
+// - Long pictures. Where a picture lasts longer than a tick, repeats of it fill the ticks up to the
+//   next one, 1000 at most; the last one stands until its stop (quality::repeats). What
+//   "video.drop_frames" drops leaves a gap in the stamps instead; in containers that count
+//   pictures, such as mxf, the ticks that found no room in the queue are made up for at the end.
+// - Jumps and gaps. A frame that starts more than 20 ms ("time.tolerance"), or half a frame where
+//   that is less but 10 ms at least, before or behind the expected place takes a new offset and
+//   starts exactly there (quality::rebases); so does one with eXvTF_Break or eXvTF_Rebase, however
+//   far it is off. A pause of the source thus leaves no hole, and a source that is set back goes
+//   on. A frame that is off by less keeps its own time. Of stamps that tremble it is the mean that
+//   counts for both: jumps by whole frames are then closed by whole frames.
+// - Gaps with sound. A gap in the pictures that sound fills stays, and is filled with repeats:
+// sound
+//   in frames without a picture, or the samples of the lost frames in the next one.
+// - Ticks. A picture keeps the tick that it is expected on while it is off by less than 20 ms, or
+//   5/8 of a tick where that is more. One without a tick left is skipped (S_FALSE from the put,
+//   quality::drops counts it).
+// - Sound. Where there are pictures, samples begin at the corrected start of their frame. A hole of
+//   more than 40 ms ("audio.tolerance") becomes silence (quality::audio.silence), samples beyond
+//   that are cut (quality::audio.cut); a deviation that stays for a second is mended from a quarter
+//   of it on, and frames without samples become silence of their length. Samples of several frames
+//   may come in one, the first or the last of them. With a tolerance of 0, with "ignore_pts", and
+//   where there are no pictures, sound is one stream in the order of the puts. A frame with
+//   eXvTF_EndMark counts as silence.
+// - Frames of sound alone, in a session with pictures, take the correction and do not move the
+//   pictures' clock: the two may come in frames of their own, either ahead of the other.
+// - "ignore_pts=true" numbers the pictures instead, without repeats.
 struct XV_TIME {
   std::int64_t rtStart;  // presentation start, 100 ns
   std::int64_t rtStop;   // presentation end, 100 ns
@@ -241,8 +260,9 @@ struct XV_VID_PROPS {
 
 // Format of sound: little-endian samples, interleaved: one of each channel in turn. Channels are in
 // the order front left, front right, centre, low frequency, back left, back right, and then side
-// left, side right, as the encoders' default layouts for a count have them. A mix to fewer channels
-// takes them so: 5.1 to stereo adds centre and back at 0.707 and leaves low frequency out.
+// left, side right, as the encoders' default layouts for a count have them; the third of three is
+// the centre. A mix to fewer channels follows ITU-R BS.775: centre and surrounds at 0.707 to the
+// sides that they belong to, low frequency is left out, mono is weighed so that it does not clip.
 struct XV_AUD_PROPS {
   std::int32_t nChannels;       // 1 to 32; negative: no sound, whatever else is said
   std::int32_t nSamplesPerSec;  // Hz, above 800

@@ -34,9 +34,8 @@ struct IXvObject_I : IUnknown {
       0x658ea335, 0x0f87, 0x43b2, {0x8a, 0xa9, 0x6f, 0xe5, 0x4b, 0x2a, 0x7f, 0x6d}};
 
   // Arms the writer and holds `source` (may be null) until the stop; see IXvSource. Correction of
-  // times begins anew, but not under a recording that a frame has begun. A recording to the same
-  // target replaces what the last one wrote there.
-  //   S_FALSE       it is armed already; the source that it has stays.
+  // times begins anew. A recording to the same target replaces what the last one wrote there.
+  //   S_FALSE       it is armed or recording already; its source and its clock stay.
   //   E_UNEXPECTED  there is no target: WriterSet first.
   virtual HRESULT ObjectStart(IUnknown* source) noexcept = 0;
   // Encodes what waits, writes the trailer, closes every file, lets go of frames and source and

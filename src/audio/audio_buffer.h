@@ -65,6 +65,8 @@ class XvAudioBuffer2 final : public AutoObjBase<XvAudioBuffer2> {
   // A valid format and at least one channel.
   bool IsValid() const;
   std::int32_t AvailableSamples() const;
+  // Samples a second; 0 without a format.
+  int Rate() const { return format_.nSamplesPerSec; }
 
   // Read access for planar consumers; see XvChannelsBuffer. Samples are S16 or float.
   XvChannelsBuffer& Channels() { return channels_; }

@@ -1,18 +1,121 @@
 #include "audio/channel_fold.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
-#include <limits>
+#include <functional>
+#include <numeric>
+#include <vector>
 
 namespace xv {
 namespace {
 
 constexpr float kMinus3dB = 0.70710678F;
-constexpr int kSurround = 6;
 
-// Index of each channel of a 5.1 set.
-enum { kFrontLeft, kFrontRight, kCentre, kLowFrequency, kBackLeft, kBackRight };
+// Where a channel is heard.
+enum Place { kLeft, kRight, kCentre, kLow, kBackLeft, kBackRight, kBack, kSideLeft, kSideRight };
+
+constexpr int kMostPlaces = 8;
+constexpr std::array<Place, kMostPlaces> kPlaces[kMostPlaces + 1] = {
+    {},
+    {kCentre},
+    {kLeft, kRight},
+    {kLeft, kRight, kCentre},
+    {kLeft, kRight, kCentre, kBack},
+    {kLeft, kRight, kCentre, kBackLeft, kBackRight},
+    {kLeft, kRight, kCentre, kLow, kBackLeft, kBackRight},
+    {kLeft, kRight, kCentre, kLow, kBack, kSideLeft, kSideRight},
+    {kLeft, kRight, kCentre, kLow, kBackLeft, kBackRight, kSideLeft, kSideRight},
+};
+
+// By target, then by source.
+using Weights = std::vector<std::vector<float>>;
+
+struct Set {
+  int count;
+  // -1 where there is no such channel.
+  int Find(Place place) const {
+    const auto* const first = kPlaces[count].data();
+    const auto* const found = std::find(first, first + count, place);
+    return found == first + count ? -1 : static_cast<int>(found - first);
+  }
+};
+
+// The channels that take what `target` has no channel of its own for: the first pair, or single
+// one, that exists.
+std::vector<int> Heirs(Place place, const Set& target) {
+  std::vector<std::vector<Place>> choices;
+  switch (place) {
+    case kBackLeft:
+      choices = {{kSideLeft}, {kBack}, {kLeft}};
+      break;
+    case kBackRight:
+      choices = {{kSideRight}, {kBack}, {kRight}};
+      break;
+    case kSideLeft:
+      choices = {{kBackLeft}, {kBack}, {kLeft}};
+      break;
+    case kSideRight:
+      choices = {{kBackRight}, {kBack}, {kRight}};
+      break;
+    case kBack:
+      choices = {{kBackLeft, kBackRight}, {kSideLeft, kSideRight}, {kLeft, kRight}};
+      break;
+    case kCentre:
+      choices = {{kLeft, kRight}};
+      break;
+    default:
+      break;
+  }
+  for (const std::vector<Place>& choice : choices) {
+    std::vector<int> heirs;
+    for (const Place heir : choice) heirs.push_back(target.Find(heir));
+    if (std::ranges::find(heirs, -1) == heirs.end()) return heirs;
+  }
+  return {};
+}
+
+Weights PlacedWeights(const Set& source, const Set& target) {
+  Weights weights(static_cast<std::size_t>(target.count),
+                  std::vector<float>(static_cast<std::size_t>(source.count)));
+  for (std::size_t i = 0; i < static_cast<std::size_t>(source.count); ++i) {
+    const Place place = kPlaces[source.count][i];
+    if (const int own = target.Find(place); own >= 0) {
+      weights[static_cast<std::size_t>(own)][i] = 1;
+      continue;
+    }
+    for (const int heir : Heirs(place, target)) {
+      weights[static_cast<std::size_t>(heir)][i] = kMinus3dB;
+    }
+  }
+  return weights;
+}
+
+// Both sides of the stereo fold, scaled so that full scale everywhere is full scale.
+Weights MonoWeights(const Set& source) {
+  const Weights stereo = PlacedWeights(source, {2});
+  std::vector<float> mono(stereo[0].size());
+  std::ranges::transform(stereo[0], stereo[1], mono.begin(), std::plus<float>());
+  const float sum = std::accumulate(mono.begin(), mono.end(), 0.0F);
+  for (float& weight : mono) weight /= sum;
+  return {mono};
+}
+
+// Channels whose places nobody knows: channel i onto channel i modulo `to`, into one the average.
+Weights ModuloWeights(int from, int to) {
+  Weights weights(static_cast<std::size_t>(to), std::vector<float>(static_cast<std::size_t>(from)));
+  for (int i = 0; i < from; ++i) {
+    weights[static_cast<std::size_t>(i % to)][static_cast<std::size_t>(i)] =
+        to == 1 ? 1.0F / static_cast<float>(from) : 1.0F;
+  }
+  return weights;
+}
+
+Weights WeightsFor(int from, int to) {
+  if (from > kMostPlaces) return ModuloWeights(from, to);
+  return to == 1 ? MonoWeights({from}) : PlacedWeights({from}, {to});
+}
 
 void Store(float value, float* target) { *target = std::clamp(value, -1.0F, 1.0F); }
 void Store(float value, std::int16_t* target) {
@@ -30,48 +133,20 @@ struct Planes {
   int samples;
 };
 
-template <class T>
-void SurroundToStereo(const Planes<T>& p) {
-  for (int i = 0; i < p.samples; ++i) {
-    const float centre = kMinus3dB * static_cast<float>(p.channel[kCentre][i]);
-    for (const int side : {0, 1}) {
-      Store(static_cast<float>(p.channel[kFrontLeft + side][i]) + centre +
-                kMinus3dB * static_cast<float>(p.channel[kBackLeft + side][i]),
-            &p.channel[side][i]);
-    }
-  }
-}
-
-template <class T>
-void AverageToMono(const Planes<T>& p) {
-  for (int i = 0; i < p.samples; ++i) {
-    float sum = 0;
-    for (int c = 0; c < p.count; ++c) sum += static_cast<float>(p.channel[c][i]);
-    Store(sum / static_cast<float>(p.count), &p.channel[0][i]);
-  }
-}
-
-// Sums are clipped once, at the end, so that the order of the channels does not matter.
-template <class T>
-void AddModulo(const Planes<T>& p, int count) {
-  for (int i = 0; i < p.samples; ++i) {
-    for (int t = 0; t < count; ++t) {
-      float sum = 0;
-      for (int c = t; c < p.count; c += count) sum += static_cast<float>(p.channel[c][i]);
-      Store(sum, &p.channel[t][i]);
-    }
-  }
-}
-
+// Sums are clipped once, at the end.
 template <class T>
 void Fold(XvChannelsBuffer& buffer, int count) {
-  const Planes<T> planes(buffer);
-  if (planes.count == kSurround && count == 2) {
-    SurroundToStereo(planes);
-  } else if (count == 1 && (planes.count == kSurround || planes.count == 3)) {
-    AverageToMono(planes);
-  } else {
-    AddModulo(planes, count);
+  const Planes<T> p(buffer);
+  const Weights weights = WeightsFor(p.count, count);
+  std::vector<float> sums(static_cast<std::size_t>(count));
+  for (int i = 0; i < p.samples; ++i) {
+    for (std::size_t t = 0; t < sums.size(); ++t) {
+      sums[t] = 0;
+      for (std::size_t c = 0; c < weights[t].size(); ++c) {
+        sums[t] += weights[t][c] * static_cast<float>(p.channel[c][i]);
+      }
+    }
+    for (std::size_t t = 0; t < sums.size(); ++t) Store(sums[t], &p.channel[t][i]);
   }
 }
 

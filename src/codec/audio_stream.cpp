@@ -22,9 +22,10 @@ AvPtr<AVCodecContext> BuildContext(const AVCodec& codec, const StreamHolder& hol
   context->codec_type = AVMEDIA_TYPE_AUDIO;
   context->sample_fmt = PickSampleFormat(codec, input.nBitsPerSample);
   context->sample_rate = PickSampleRate(codec, input.nSamplesPerSec);
-  const int asked = holder.node->Get(kSampleRate);
+  const int asked = holder.node->Find(kSampleRate).value_or(holder.node->Get(kAr));
   if (asked > 0) context->sample_rate = asked;
-  av_channel_layout_default(&context->ch_layout, holder.trackChannels);
+  const int channels = holder.node->Get(kAc);
+  av_channel_layout_default(&context->ch_layout, channels > 0 ? channels : holder.trackChannels);
   if (context->sample_fmt == AV_SAMPLE_FMT_S32 || context->sample_fmt == AV_SAMPLE_FMT_S32P) {
     if (input.nBitsPerSample == 20 || input.nBitsPerSample == 24) {
       context->bits_per_raw_sample = 24;

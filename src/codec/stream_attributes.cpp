@@ -49,6 +49,8 @@ constexpr AttributeRow kAudio[] = {
     InNode(kBitrate, kAudioNode),
     InNode(kB, kAudioNode),
     kSampleRate,
+    kAr,
+    kAc,
     InNode(kStreamId, kAudioNode),
     kTrackStreamId,
     kOffset,

@@ -110,6 +110,14 @@ inline constexpr Attribute<std::int32_t> kSampleRate{
     {},
     {.least = 1, .expected = "Hz, 1 and more"},
     "Sample rate of the output; without it the nearest that the encoder has."};
+inline constexpr Attribute<std::int32_t> kAr{
+    "ar", kAudioNode, {}, kSampleRate.limits, "As sample_rate, read when that is absent."};
+inline constexpr Attribute<std::int32_t> kAc{
+    "ac",
+    kAudioNode,
+    {},
+    Between(0, 32),
+    "Channels of a track; fewer are a fold, more are silent. 0: those of the input."};
 inline constexpr Attribute<std::int32_t> kTrackStreamId{
     "streamid.N", kAudioNode, {}, {}, "As streamid, for track N."};
 inline constexpr Attribute<double> kOffset{

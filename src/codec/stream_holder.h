@@ -46,8 +46,10 @@ struct StreamHolder {
   std::int64_t offsetSamples = 0;
   std::int64_t audioPts = 0;
   int readAhead = 0;  // samples behind the buffer's head that this track has already taken
-  std::vector<std::uint8_t> unfolded;      // a frame's samples ahead of the mixing down, reused
-  std::unique_ptr<XvAudioBuffer2> folded;  // mixes them down, where the encoder has fewer channels
+  // Where the encoder has another rate or number of channels than the input: this track's samples
+  // in its own, and a block on its way there.
+  std::unique_ptr<XvAudioBuffer2> own;
+  std::vector<std::uint8_t> block;
 
   // Encoded packets that wait to be taken, in decoding order.
   std::deque<AvPtr<AVPacket>> packets;

@@ -213,30 +213,35 @@ Status PreparePicture(VideoPreparation& preparation, IXfFrame* frame, AvPtr<AVFr
 
 }  // namespace
 
+void PassVideoFrame(VideoPreparation& preparation, const XV_TIME& time) {
+  preparation.clock.Pass(time.rtStart, time.rtStop, preparation.codec.timeBase,
+                         preparation.target.dblRate);
+}
+
 Status PrepareVideoFrame(VideoPreparation& preparation, const XV_TIME* timeOverride,
-                         IXfFrame* frame, Ref<XvFrameFFM>* out, int* status) {
+                         IXfFrame* frame, Ref<XvFrameFFM>* out, std::int64_t* missing) {
   const std::lock_guard lock(PreparationLock());
   if (preparation.codec.closed) return E_UNEXPECTED;
   XV_TIME time{};
   RETURN_IF_FAILED(frame->FrameTimeGet(&time));
   if (timeOverride != nullptr) time = *timeOverride;
 
-  int clockStatus = 0;
-  const std::int64_t pts =
-      ComputeFramePts(preparation.clock, time.rtStart, preparation.codec.timeBase,
-                      preparation.target.dblRate, &clockStatus);
-  if (clockStatus < 0) return XV_S_SKIP_FRAME;
-  if (status != nullptr) *status = clockStatus;
+  const PtsClock before = preparation.clock;
+  const AVRational base = preparation.codec.timeBase;
+  const PtsClock::Place place =
+      preparation.clock.Take(time.rtStart, time.rtStop, base, preparation.target.dblRate);
+  if (place.missing < 0) return XV_S_SKIP_FRAME;
 
   AvPtr<AVFrame> picture;
-  if (preparation.synthetic) {
-    RETURN_IF_FAILED(MakeSyntheticPicture(preparation, &picture));
-    picture->pts = AVTimeFromRefTime(time.rtStart, preparation.codec.timeBase);
-  } else {
-    const Status made = PreparePicture(preparation, frame, &picture);
-    if (made.Failed() || made.NothingDone()) return made;
-    picture->pts = pts;
+  const Status made = preparation.synthetic ? MakeSyntheticPicture(preparation, &picture)
+                                            : PreparePicture(preparation, frame, &picture);
+  if (made.Failed() || made.NothingDone()) {
+    preparation.clock = before;
+    PassVideoFrame(preparation, time);
+    return made;
   }
+  picture->pts = preparation.synthetic ? AVTimeFromRefTime(time.rtStart, base) : place.pts;
+  if (missing != nullptr) *missing = preparation.synthetic ? 0 : place.missing;
   *out = MakeRef<XvFrameFFM>(std::move(picture));
   return S_OK;
 }

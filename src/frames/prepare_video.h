@@ -41,14 +41,16 @@ struct VideoPreparation {
 // differs from the target's goes through XvConverterRC2, as do "crop", "rotate" and "mirror" of the
 // frame's own node or else of the stream's; then the pixel format: the host's memory without a copy
 // where it has it already. 32-bit formats with alpha take the frame's attached "mask" or "mask8".
-// The frame's
-// own time counts unless `timeOverride` is given. `status` (may be null) gets the clock's answer.
-// Runs under one process-wide lock.
-//   XV_S_SKIP_FRAME  the frame's time leaves no place for it; the clock has moved on.
-//   S_FALSE          the frame has no valid picture; nothing to encode.
+// The frame's own time counts unless `timeOverride` is given. `missing` (may be null) gets the
+// ticks that stay empty ahead of the picture. Runs under one process-wide lock.
+//   XV_S_SKIP_FRAME  the frame's time leaves no place for it.
+//   S_FALSE          the frame has no valid picture; nothing to encode, its ticks stay empty.
 //   E_INVALIDARG     the buffer is shorter than the properties say.
 //   E_UNEXPECTED     the codec is closed, or no picture came out.
 Status PrepareVideoFrame(VideoPreparation& preparation, const XV_TIME* timeOverride,
-                         IXfFrame* frame, Ref<XvFrameFFM>* out, int* status);
+                         IXfFrame* frame, Ref<XvFrameFFM>* out, std::int64_t* missing);
+
+// A frame of that time goes by without being encoded.
+void PassVideoFrame(VideoPreparation& preparation, const XV_TIME& time);
 
 }  // namespace xv

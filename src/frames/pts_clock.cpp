@@ -1,10 +1,25 @@
 #include "frames/pts_clock.h"
 
+#include <algorithm>
 #include <cmath>
 
-#include "xvwriter/results.h"
+#include "media/frame_duration.h"
 
 namespace xv {
+namespace {
+
+constexpr double kTrembling = 0.020;   // seconds
+constexpr double kLeastBound = 0.625;  // ticks: what rounds to a neighbour, and a little more
+constexpr double kLongPicture = 1.75;  // ticks: from here on the stop says where the next one is
+constexpr double kDriftWeight = 0.125;
+
+// Far enough from the ends of 64 bits that ticks may be added and subtracted.
+std::int64_t NearestTick(double at) {
+  constexpr double kFurthest = 1e18;
+  return RoundAwayFromZero(std::clamp(at, -kFurthest, kFurthest));
+}
+
+}  // namespace
 
 std::int64_t AVTimeFromRefTime(std::int64_t time, AVRational timeBase) {
   if (timeBase.num == 0 || timeBase.den == 0)
@@ -12,27 +27,53 @@ std::int64_t AVTimeFromRefTime(std::int64_t time, AVRational timeBase) {
   return av_rescale(time, timeBase.den, std::int64_t{timeBase.num} * kTimeUnitsPerSecond);
 }
 
-std::int64_t ComputeFramePts(PtsClock& clock, std::int64_t time, AVRational timeBase,
-                             double targetRate, int* status) {
-  if (clock.timeBase.num != timeBase.num || clock.timeBase.den != timeBase.den) {
-    clock = {AV_NOPTS_VALUE, timeBase};
+// The tick of a picture that starts at `at` ticks. Pictures that are all off by the same keep their
+// ticks; a gap is what one is off beyond that.
+std::int64_t PtsClock::Locate(double at) {
+  if (next_ == AV_NOPTS_VALUE) return NearestTick(at);
+  const double off = at - static_cast<double>(next_) - drift_;
+  const bool jumped = std::fabs(off) > std::max(kLeastBound, kTrembling * ticksPerSecond_);
+  std::int64_t tick = jumped ? NearestTick(at - drift_) : next_;
+  drift_ += kDriftWeight * (at - static_cast<double>(tick) - drift_);
+  if (std::fabs(drift_) > kLeastBound) {
+    const std::int64_t move = NearestTick(drift_);
+    drift_ -= static_cast<double>(move);
+    tick += move;
   }
-  if (timeBase.num == 0 || timeBase.den == 0) return E_INVALIDARG;
+  return tick;
+}
 
-  std::int64_t pts = AVTimeFromRefTime(time, timeBase);
-  int result = 0;
-  const bool oneTickAFrame = std::fabs(targetRate - av_q2d(av_inv_q(timeBase))) < 0.01;
-  if (clock.lastPts != AV_NOPTS_VALUE && oneTickAFrame) {
-    if (pts > clock.lastPts + 1) {
-      --pts;
-    } else if (pts <= clock.lastPts) {
-      ++pts;
-    }
-    result = static_cast<int>(pts - clock.lastPts - 1);
+void PtsClock::Expect(std::int64_t tick, double start, double stop) {
+  next_ = tick + 1;
+  if (stop - start >= kLongPicture) next_ = std::max(next_, NearestTick(stop));
+}
+
+PtsClock::Place PtsClock::Take(std::int64_t start, std::int64_t stop, AVRational timeBase,
+                               double rate) {
+  if (timeBase.num == 0 || timeBase.den == 0) return {};
+  if (timeBase_.num != timeBase.num || timeBase_.den != timeBase.den) {
+    *this = {};
+    timeBase_ = timeBase;
+    ticksPerSecond_ = av_q2d(av_inv_q(timeBase));
   }
-  clock.lastPts = pts;
-  if (status != nullptr) *status = result;
-  return pts;
+  const auto ticks = [&](std::int64_t time) {
+    return static_cast<double>(time) * ticksPerSecond_ / kTimeUnitsPerSecond;
+  };
+  const bool oneTickAFrame = std::fabs(rate - ticksPerSecond_) < 0.01;
+  Place place{AVTimeFromRefTime(start, timeBase)};
+  if (oneTickAFrame) {
+    place.pts = Locate(ticks(start));
+    if (lastPts_ != AV_NOPTS_VALUE) place.missing = place.pts - lastPts_ - 1;
+  }
+  if (place.missing >= 0) lastPts_ = place.pts;
+  Expect(std::max(lastPts_, place.pts), ticks(start), ticks(stop));
+  return place;
+}
+
+void PtsClock::Pass(std::int64_t start, std::int64_t stop, AVRational timeBase, double rate) {
+  const std::int64_t last = lastPts_;
+  (void)Take(start, stop, timeBase, rate);
+  lastPts_ = last;
 }
 
 }  // namespace xv

@@ -35,12 +35,21 @@ std::int64_t RoundAwayFromZero(double value) {
   return static_cast<std::int64_t>(rounded);
 }
 
+std::int64_t UnitsFromMilliseconds(double milliseconds) {
+  return RoundAwayFromZero(milliseconds * (kTimeUnitsPerSecond / 1000));
+}
+
 double SnapDuration(double duration) {
   const std::int64_t count = RoundAwayFromZero(duration);
   for (const Snap& snap : kSnaps) {
     if (count >= snap.from && count < snap.below) return snap.exact;
   }
   return duration;
+}
+
+bool HasTime(const XV_TIME* time) {
+  if (time == nullptr || time->rtStart == kNoTime) return false;
+  return time->rtStart != 0 || time->rtStop != time->rtStart || time->eFlags != 0;
 }
 
 double FrameDuration(double rate) { return rate > 0 ? SnapDuration(1e7 / rate) : 0.0; }

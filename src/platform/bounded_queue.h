@@ -36,7 +36,7 @@ class BoundedQueue {
     return items_.size() >= capacity_;
   }
   // Adds an item without waiting, beyond the capacity too: for one that AwaitRoom was asked for,
-  // and what belongs to it. False, and the item is gone, once the queue has ended.
+  // and the end mark. False, and the item is gone, once the queue has ended.
   bool Push(T item) {
     const std::lock_guard guard(lock_);
     return Add(std::move(item), true);
@@ -80,6 +80,11 @@ class BoundedQueue {
   std::size_t Size() const {
     const std::lock_guard guard(lock_);
     return items_.size();
+  }
+  // Items that it takes now without waiting.
+  std::size_t Room() const {
+    const std::lock_guard guard(lock_);
+    return capacity_ - std::min(items_.size(), capacity_);
   }
 
  private:

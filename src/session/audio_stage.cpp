@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <limits>
 
-#include "audio/channel_fold.h"
+#include "audio/sample_convert.h"
 #include "codec/encode.h"
 #include "codec/ffmpeg.h"
 
@@ -17,6 +17,12 @@ namespace xv {
 namespace {
 
 constexpr int kSamplesWithoutVideo = 1024;
+constexpr std::int64_t kMicroseconds = 1'000'000;  // in a second
+
+// Of all channels at one time.
+std::int64_t SampleBytes(const XV_AUD_PROPS& format) {
+  return std::int64_t{HostSampleBytes(format.nBitsPerSample)} * format.nChannels;
+}
 
 bool TakesShortFrames(const AVCodecContext& codec) {
   return codec.frame_size == 0 ||
@@ -36,10 +42,15 @@ AvPtr<AVFrame> AllocateFrame(const StreamHolder& holder, int samples) {
   return frame;
 }
 
-// The buffer runs at the first track's rate: its sound is resampled once, on the way in.
-XV_AUD_PROPS BufferFormat(const XV_AUD_PROPS& input, const StreamHolder& first) {
+// The buffer runs at the rate of the first block.
+XV_AUD_PROPS BufferFormat(const XV_AUD_PROPS& input) {
   const int bits = input.nBitsPerSample == 16 ? 16 : -32;
-  return {input.nChannels, first.codec->sample_rate, bits, input.nTrackMask};
+  return {input.nChannels, input.nSamplesPerSec, bits, input.nTrackMask};
+}
+
+bool TakesAsItIs(const StreamHolder& holder, int rate) {
+  return holder.codec->sample_rate == rate &&
+         holder.codec->ch_layout.nb_channels == holder.trackChannels;
 }
 
 }  // namespace
@@ -52,6 +63,8 @@ void AudioStage::Start(const Tracks& tracks, const StageOptions& options) {
     tracks_.push_back({holder, RawDump(options.rawAudioPaths[tracks_.size()])});
   }
   pictureRate_ = tracks.video != nullptr ? tracks.video->codec->framerate : AVRational{0, 1};
+  const bool pictures = tracks.video != nullptr && !tracks.video->synthetic;
+  timeline_.Start(pictures && !options.ignorePts ? options.soundTolerance : 0);
 }
 
 void AudioStage::Close() {
@@ -68,39 +81,59 @@ int AudioStage::FrameSamples(const StreamHolder& holder) const {
       av_rescale_rnd(holder.codec->sample_rate, pictureRate_.den, pictureRate_.num, AV_ROUND_UP));
 }
 
-// The track mixed down to fewer channels than it has, in the encoder's format.
-Status AudioStage::ReadFolded(StreamHolder& holder, int samples, AVFrame* frame) {
-  const int channels = holder.codec->ch_layout.nb_channels;
-  const XV_AUD_PROPS source{holder.trackChannels, holder.codec->sample_rate, -32, 0};
-  const XV_AUD_PROPS folded{channels, holder.codec->sample_rate, -32, 0};
-  std::vector<std::uint8_t>& interleaved = holder.unfolded;
-  interleaved.resize(static_cast<std::size_t>(samples) *
-                     static_cast<std::size_t>(holder.trackChannels) * 4);
-  std::uint8_t* plane = interleaved.data();
-  if (!holder.folded) holder.folded = std::make_unique<XvAudioBuffer2>();
-  XvAudioBuffer2& track = *holder.folded;
-  track.Reset(false);
-  RETURN_IF_FAILED(buffer_.ReadTrack(holder.firstChannel, holder.trackChannels, samples,
-                                     AV_SAMPLE_FMT_FLT, &plane, holder.readAhead));
-  RETURN_IF_FAILED(track.Prepare(&folded, 0));
-  RETURN_IF_FAILED(
-      track.Append(source, plane, static_cast<std::uint32_t>(interleaved.size()), false, true));
-  return track.ReadTrack(0, channels, samples, holder.codec->sample_fmt, frame->extended_data);
+// A track whose encoder has another rate or number of channels takes its samples at once into a
+// buffer in its own, where they are resampled, mixed down, or filled up with silent channels.
+Status AudioStage::Feed(StreamHolder& holder, bool endOfStream) {
+  if (!buffer_.IsValid() || TakesAsItIs(holder, buffer_.Rate())) return S_OK;
+  if (!holder.own) {
+    holder.own = std::make_unique<XvAudioBuffer2>();
+    const XV_AUD_PROPS format{holder.codec->ch_layout.nb_channels, holder.codec->sample_rate, -32,
+                              0};
+    RETURN_IF_FAILED(holder.own->Prepare(&format, 0));
+  }
+  const int samples = buffer_.AvailableSamples() - holder.readAhead;
+  if (samples > 0) {
+    const XV_AUD_PROPS source{holder.trackChannels, buffer_.Rate(), -32, 0};
+    holder.block.resize(static_cast<std::size_t>(samples * SampleBytes(source)));
+    std::uint8_t* plane = holder.block.data();
+    RETURN_IF_FAILED(buffer_.ReadTrack(holder.firstChannel, holder.trackChannels, samples,
+                                       AV_SAMPLE_FMT_FLT, &plane, holder.readAhead));
+    holder.readAhead += samples;
+    RETURN_IF_FAILED(holder.own->Append(
+        source, plane, static_cast<std::uint32_t>(holder.block.size()), true, true));
+  }
+  return endOfStream ? holder.own->Flush() : Status(S_OK);
+}
+
+int AudioStage::Available(const StreamHolder& holder) const {
+  return holder.own ? holder.own->AvailableSamples()
+                    : buffer_.AvailableSamples() - holder.readAhead;
 }
 
 Status AudioStage::ReadTrack(StreamHolder& holder, int samples, AVFrame* frame) {
-  if (holder.codec->ch_layout.nb_channels < holder.trackChannels) {
-    return ReadFolded(holder, samples, frame);
+  const AVSampleFormat format = holder.codec->sample_fmt;
+  if (holder.own) {
+    return holder.own->ReadTrack(0, holder.codec->ch_layout.nb_channels, samples, format,
+                                 frame->extended_data);
   }
-  return buffer_.ReadTrack(holder.firstChannel, holder.trackChannels, samples,
-                           holder.codec->sample_fmt, frame->extended_data, holder.readAhead);
+  return buffer_.ReadTrack(holder.firstChannel, holder.trackChannels, samples, format,
+                           frame->extended_data, holder.readAhead);
 }
 
-// One codec frame of one track. `consumed` gets the samples taken from the buffer.
+void AudioStage::Consume(StreamHolder& holder, int samples) {
+  if (holder.own) {
+    (void)holder.own->Skip(samples);
+  } else {
+    holder.readAhead += samples;
+  }
+}
+
+// One codec frame of one track. `consumed` gets the samples taken.
 Status AudioStage::EncodeFrame(StreamHolder& holder, bool endOfStream, int* consumed) {
   const FFmpegGuard guard(FFmpegLock());
   *consumed = 0;
-  const int available = buffer_.AvailableSamples() - holder.readAhead;
+  RETURN_IF_FAILED(Feed(holder, endOfStream));
+  const int available = Available(holder);
   if (available <= 0) return endOfStream ? EncodeBackend(holder, nullptr) : Status(S_FALSE);
   const int wanted = FrameSamples(holder);
   const bool variable = holder.codec->frame_size == 0;
@@ -113,7 +146,7 @@ Status AudioStage::EncodeFrame(StreamHolder& holder, bool endOfStream, int* cons
   RETURN_IF_FAILED(ReadTrack(holder, encoded, frame.get()));
   const Status sent = EncodeBackend(holder, frame.get());
   holder.audioPts += encoded;
-  holder.readAhead += taken;
+  Consume(holder, taken);
   *consumed = taken;
   return sent;
 }
@@ -150,27 +183,68 @@ void AudioStage::DropTaken() {
   for (const Track& track : tracks_) track.holder->readAhead -= taken;
 }
 
-Status AudioStage::Take(const XV_AUD_PROPS& format, const XV_TIME& frameTime,
-                        const std::uint8_t* data, std::uint32_t bytes) {
+SoundTimeline::Correction AudioStage::Place(const SoundBlock& block, std::int64_t samples) {
+  const int rate = block.format.nSamplesPerSec;
+  if (block.time == nullptr) {
+    timeline_.Follow(samples, rate);
+    return {};
+  }
+  const auto correction = timeline_.Place(block.time->rtStart, block.time->rtStop, samples, rate);
+  stats_.Count(Remark::kSilence, correction.silence * kMicroseconds / rate);
+  stats_.Count(Remark::kCut, correction.cut * kMicroseconds / rate);
+  return correction;
+}
+
+// More than a second is encoded on the way, so that hours of silence need no memory.
+Status AudioStage::AppendSilence(const XV_AUD_PROPS& format, std::int64_t samples) {
+  const std::int64_t second = format.nSamplesPerSec;
+  while (samples > 0) {
+    const std::int64_t part = std::min(samples, second);
+    RETURN_IF_FAILED(
+        Append({format, nullptr, nullptr, static_cast<std::uint32_t>(part * SampleBytes(format))}));
+    samples -= part;
+    if (samples > 0) EncodeHeld(false);
+  }
+  return S_OK;
+}
+
+Status AudioStage::Append(const SoundBlock& block) {
+  return buffer_.Append(block.format, block.data, block.bytes, true, true);
+}
+
+Status AudioStage::Take(const SoundBlock& block) {
   const std::lock_guard guard(lock_);
   if (tracks_.empty()) return S_FALSE;
   if (!buffer_.IsValid()) {
-    const XV_AUD_PROPS buffer = BufferFormat(format, *tracks_.front().holder);
+    const XV_AUD_PROPS buffer = BufferFormat(block.format);
     RETURN_IF_FAILED(buffer_.Prepare(&buffer, 0));
   }
-  const bool endMark = (frameTime.eFlags & eXvTF_EndMark) == eXvTF_EndMark;
-  return buffer_.Append(format, endMark ? nullptr : data, bytes, true, true);
+  const std::int64_t sampleBytes = SampleBytes(block.format);
+  const SoundTimeline::Correction correction = Place(block, block.bytes / sampleBytes);
+  RETURN_IF_FAILED(AppendSilence(block.format, correction.silence));
+  const std::int64_t cut = correction.cut * sampleBytes;
+  return Append({block.format, nullptr, block.data == nullptr ? nullptr : block.data + cut,
+                 static_cast<std::uint32_t>(block.bytes - cut)});
+}
+
+void AudioStage::Miss(const XV_TIME& time) {
+  const std::lock_guard guard(lock_);
+  timeline_.Miss(time.rtStart, time.rtStop);
+}
+
+void AudioStage::EncodeHeld(bool endOfStream) {
+  if (tracks_.empty()) return;
+  if (endOfStream) (void)buffer_.Flush();
+  bool moved = true;
+  while (moved) {
+    moved = Round(endOfStream);
+    DropTaken();
+  }
 }
 
 void AudioStage::Encode(bool endOfStream) {
   const std::lock_guard guard(lock_);
-  if (tracks_.empty()) return;
-  if (endOfStream) (void)buffer_.Flush();
-  while (endOfStream || buffer_.AvailableSamples() > 0) {
-    const bool moved = Round(endOfStream);
-    DropTaken();
-    if (!moved) return;
-  }
+  EncodeHeld(endOfStream);
 }
 
 }  // namespace xv

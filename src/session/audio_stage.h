@@ -7,25 +7,37 @@
 #include "output/raw_dump.h"
 #include "session/first_failure.h"
 #include "session/packet_delivery.h"
+#include "session/session_stats.h"
+#include "session/sound_timeline.h"
 #include "session/stage_options.h"
 #include "session/tracks.h"
 
 namespace xv {
 
+// The sound of one frame. Without `data` it is silence of that length.
+struct SoundBlock {
+  XV_AUD_PROPS format{};
+  const XV_TIME* time = nullptr;  // corrected; null: it follows the block before
+  const std::uint8_t* data = nullptr;
+  std::uint32_t bytes = 0;
+};
+
 // The sound of a session: the host's blocks go into one buffer that all audio tracks read from,
-// and leave as packets. Thread-safe: one lock over buffer, tracks and dumps.
+// each at its frame's time, and leave as packets. Thread-safe: one lock over buffer, tracks and
+// dumps.
 class AudioStage {
  public:
-  AudioStage(PacketDelivery& delivery, FirstFailure& failure)
-      : delivery_(delivery), failure_(failure) {}
+  AudioStage(PacketDelivery& delivery, FirstFailure& failure, SessionStats& stats)
+      : delivery_(delivery), failure_(failure), stats_(stats) {}
 
   // At open; `tracks` live until Close.
   void Start(const Tracks& tracks, const StageOptions& options);
   bool HasTracks() const { return !tracks_.empty(); }
-  // Takes one frame's sound. Null `data`, or a frame that marks the end of the stream, adds silence
-  // of that length. S_FALSE without a track.
-  Status Take(const XV_AUD_PROPS& format, const XV_TIME& frameTime, const std::uint8_t* data,
-              std::uint32_t bytes);
+  // Takes one frame's sound, with silence ahead of it or less of it where its time asks for that.
+  // S_FALSE without a track.
+  Status Take(const SoundBlock& block);
+  // A frame of that time had no samples.
+  void Miss(const XV_TIME& time);
   // Encodes what the buffer holds in whole codec frames for every track and delivers the packets.
   // At the end of the stream the rest goes too and the encoders are drained. Failures are kept for
   // the host's next frame.
@@ -39,20 +51,28 @@ class AudioStage {
     RawDump dump;
   };
 
+  Status Append(const SoundBlock& block);
+  Status AppendSilence(const XV_AUD_PROPS& format, std::int64_t samples);
+  SoundTimeline::Correction Place(const SoundBlock& block, std::int64_t samples);
+  void EncodeHeld(bool endOfStream);
   bool Round(bool endOfStream);
   Status EncodeFrame(StreamHolder& holder, bool endOfStream, int* consumed);
   bool DeliverPackets(Track& track);
   void DropTaken();
   int FrameSamples(const StreamHolder& holder) const;
+  Status Feed(StreamHolder& holder, bool endOfStream);
+  int Available(const StreamHolder& holder) const;
   Status ReadTrack(StreamHolder& holder, int samples, AVFrame* frame);
-  Status ReadFolded(StreamHolder& holder, int samples, AVFrame* frame);
+  void Consume(StreamHolder& holder, int samples);
 
   PacketDelivery& delivery_;
   FirstFailure& failure_;
+  SessionStats& stats_;
   std::mutex lock_;  // guards what follows, which is fixed from Start to Close but for the contents
   std::vector<Track> tracks_;
   AVRational pictureRate_{0, 1};  // pictures a second; 0 without a video track
   XvAudioBuffer2 buffer_;
+  SoundTimeline timeline_;
 };
 
 }  // namespace xv

@@ -42,6 +42,7 @@ void Cleanup(Session& session) {
   CloseOutputs(session.outputs, session.tracks);
   session.plan.trackMaskOverride = kNoMaskOverride;
   HostSide& host = session.host;
+  host.shown = nullptr;
   host.preparation.codec = {};
   host.preparation.target = {};
   const Status wav = host.wav.Close();

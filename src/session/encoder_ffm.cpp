@@ -61,6 +61,7 @@ Status CEncoderFFM::TakeFrame(const EncoderInput& input) {
   HostSide& host = session_.host;
   const Output& main = session_.outputs.main;
   session_.stats.framesIn.fetch_add(1, std::memory_order_relaxed);
+  CountLeftOut(session_.plan, input, session_.stats);
   WriteSideWav(host, input, session_.stats);
   if (DiskTooFull(host, main, session_.plan.options.leastDiskSpace)) {
     session_.stats.Fail("disk watch", main.path, XV_E_DISK_FULL);
@@ -79,24 +80,59 @@ Status CEncoderFFM::TakeFrame(const EncoderInput& input) {
 }
 
 Status CEncoderFFM::TakePicture(const EncoderInput& input) {
-  const bool queued = UsesQueue();
-  if (queued) {
+  HostSide& host = session_.host;
+  if (UsesQueue()) {
     const Status room = AwaitRoom(session_.queue, session_.plan.options, session_.stats);
+    if (room.NothingDone()) PassVideoFrame(host.preparation, *input.time);
     if (room.Failed() && !session_.isOpen) return XV_E_NOT_OPEN;
     if (room.Failed() || room.NothingDone()) return room;
   }
   Ref<XvFrameFFM> prepared;
-  int repeats = 0;
-  const Status made = PreparePicture(session_.host.preparation, input, session_.plan.options,
-                                     session_.stats, &prepared, &repeats);
+  std::int64_t missing = 0;
+  const Status made = PreparePicture(host.preparation, input, session_.plan.options, session_.stats,
+                                     &prepared, &missing);
   if (made.Failed() || made.NothingDone()) return made;
-  if (queued) {
-    Enqueue(session_.queue, prepared, std::max(0, repeats), session_.stats);
+  const std::int64_t pts = prepared->picture()->pts;
+  const GapFill gap = PlanGap(missing, session_.plan.options, host.countsPictures, session_.queue);
+  host.owed += gap.owed;
+  RETURN_IF_FAILED(Repeat(gap.now, pts - gap.now));
+  host.shown = prepared;
+  return Submit({prepared, pts});
+}
+
+Status CEncoderFFM::Submit(const QueuedFrame& frame) {
+  if (!UsesQueue()) {
+    EncodePass(frame);
+    ++session_.host.frames;
     return S_OK;
   }
-  EncodePass({prepared, prepared->picture()->pts});
-  ++session_.host.frames;
+  if (!session_.queue.AwaitRoom()) return session_.isOpen ? E_UNEXPECTED : XV_E_NOT_OPEN;
+  (void)session_.queue.Push(frame);
+  session_.stats.videoDeque.store(static_cast<std::int64_t>(session_.queue.Size()),
+                                  std::memory_order_relaxed);
   return S_OK;
+}
+
+Status CEncoderFFM::Repeat(std::int64_t count, std::int64_t pts) {
+  if (!session_.host.shown) return S_OK;
+  for (std::int64_t i = 0; i < count; ++i) {
+    session_.stats.Count(Remark::kRepeat);
+    RETURN_IF_FAILED(Submit({session_.host.shown, pts + i, true}));
+  }
+  return S_OK;
+}
+
+// The last picture stands until the last frame's time is over.
+void CEncoderFFM::HoldLastPicture() {
+  const HostSide& host = session_.host;
+  const StreamHolder* video = session_.tracks.video;
+  if (video == nullptr || video->synthetic || session_.failure.status().Failed()) return;
+  const PtsClock& clock = host.preparation.clock;
+  const std::int64_t count =
+      RepeatsAtTheEnd(clock, host.owed, session_.plan.options, host.countsPictures);
+  // What is owed has no ticks left: it stands behind the last one.
+  const std::int64_t first = std::max(clock.lastPts() + 1, clock.End() - count);
+  (void)Repeat(count, first);
 }
 
 void CEncoderFFM::EncodePass(const QueuedFrame& frame) {
@@ -141,7 +177,10 @@ Status CEncoderFFM::EncoderClose(std::uint32_t timeout) {
   const bool wasOpen = session_.isOpen.exchange(false);
   if (!EncoderIsOpen()) return S_FALSE;
   const bool written = !session_.host.needHeader;
-  if (wasOpen && written) Drain(timeout);
+  if (wasOpen && written) {
+    HoldLastPicture();
+    Drain(timeout);
+  }
   session_.queue.Abort();
   // A worker that is still at work holds what comes next: the trailer's muxer and all contexts.
   (void)worker_.Stop(kWorkerGrace, true);

@@ -33,6 +33,11 @@ class CEncoderFFM final : public XvEncoderBaseLegacy {
   Status OpenWithFirstFrame();
   Status TakeFrame(const EncoderInput& input);
   Status TakePicture(const EncoderInput& input);
+  // Queues one picture, waiting for room, or encodes it where there is no queue.
+  Status Submit(const QueuedFrame& frame);
+  // `count` repeats of the picture that was taken last, from the stamp `pts` on.
+  Status Repeat(std::int64_t count, std::int64_t pts);
+  void HoldLastPicture();
   bool UsesQueue() const;
   // One pass of the stages: a picture, the sound that goes with it, the side files.
   void EncodePass(const QueuedFrame& frame);

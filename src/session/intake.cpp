@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "contracts/frame_node.h"
+#include "media/frame_duration.h"
 #include "media/validity.h"
 #include "platform/folders.h"
 #include "platform/paths.h"
@@ -12,8 +13,11 @@
 namespace xv {
 namespace {
 
-constexpr int kDiskWatchInterval = 30;  // calls
-constexpr int kMostRepeats = 1000;      // a gap in time is never filled with more than this
+constexpr int kDiskWatchInterval = 30;       // calls
+constexpr std::int64_t kMostRepeats = 1000;  // a source's gap is never filled with more than this
+
+// Containers that count pictures: without a picture for each tick they play too fast.
+constexpr const char* kCountingFormats[] = {"dv", "gxf", "swf", "image2", "yuv4mpegpipe"};
 
 // The frame's own node counts first.
 bool EmbedsCaptions(IXvFrame* source, bool sessionDoes) {
@@ -47,6 +51,10 @@ Status OpenNextWav(HostSide& host, const XV_AUD_PROPS& format, SessionStats& sta
   return S_OK;
 }
 
+bool HasSound(const EncoderInput& input, const XV_AUD_PROPS& format) {
+  return AudioPropsValid(format, true) && HasSoundBytes(input);
+}
+
 }  // namespace
 
 void WriteSideWav(HostSide& host, const EncoderInput& input, SessionStats& stats) {
@@ -69,26 +77,35 @@ bool DiskTooFull(HostSide& host, const Output& main, std::int64_t least) {
   return free && *free <= static_cast<std::uint64_t>(least);
 }
 
+void CountLeftOut(const SessionPlan& plan, const EncoderInput& input, SessionStats& stats) {
+  if (plan.leavesSoundOut && HasSound(input, input.props->aud)) stats.Count(Remark::kSoundLeftOut);
+  if (plan.leavesPicturesOut && HasPictureBytes(input)) stats.Count(Remark::kPicturesLeftOut);
+}
+
 Status TakeSound(AudioStage& sound, const EncoderInput& input, const XV_AUD_PROPS& format) {
-  if (!sound.HasTracks() || !AudioPropsValid(format, true) || !HasSoundBytes(input)) {
+  if (!sound.HasTracks()) return S_FALSE;
+  if (!HasSound(input, format)) {
+    sound.Miss(*input.time);
     return S_FALSE;
   }
-  XV_TIME time = *input.time;
-  if (const auto frame = Query<IXfFrame>(input.frame)) (void)frame->FrameTimeGet(&time);
-  return sound.Take(format, time, input.audio, input.audioSize);
+  XV_TIME own = *input.time;
+  if (const auto frame = Query<IXfFrame>(input.frame)) (void)frame->FrameTimeGet(&own);
+  const bool endMark = (own.eFlags & eXvTF_EndMark) == eXvTF_EndMark;
+  const bool placed = HasTime(&own) || input.videoSize >= kLeastBlock;
+  return sound.Take(
+      {format, placed ? input.time : nullptr, endMark ? nullptr : input.audio, input.audioSize});
 }
 
 bool HasPicture(const StreamHolder& holder, const EncoderInput& input) {
-  if (holder.synthetic) return true;
-  return HasPictureBytes(input);
+  return holder.synthetic || HasPictureBytes(input);
 }
 
 Status PreparePicture(VideoPreparation& preparation, const EncoderInput& input,
                       const StageOptions& options, SessionStats& stats, Ref<XvFrameFFM>* prepared,
-                      int* repeats) {
+                      std::int64_t* missing) {
   const Ref<IXfFrame> source = Query<IXfFrame>(input.frame);
   if (!source) return E_NOINTERFACE;
-  const Status made = PrepareVideoFrame(preparation, input.time, source.get(), prepared, repeats);
+  const Status made = PrepareVideoFrame(preparation, input.time, source.get(), prepared, missing);
   if (made == Status(XV_S_SKIP_FRAME)) {
     stats.CountDrop();
     return S_FALSE;
@@ -107,13 +124,29 @@ Status AwaitRoom(VideoQueue& queue, const StageOptions& options, SessionStats& s
   return queue.AwaitRoom() ? S_OK : E_UNEXPECTED;
 }
 
-void Enqueue(VideoQueue& queue, const Ref<XvFrameFFM>& frame, int repeats, SessionStats& stats) {
-  const std::int64_t pts = frame->picture()->pts;
-  for (int left = std::min(repeats, kMostRepeats); left > 0; --left) {
-    (void)queue.Push({frame, pts - left});
-  }
-  (void)queue.Push({frame, pts});
-  stats.videoDeque.store(static_cast<std::int64_t>(queue.Size()), std::memory_order_relaxed);
+bool CountsPictures(const AVOutputFormat& format) {
+  return (format.flags & AVFMT_NOTIMESTAMPS) != 0 ||
+         std::ranges::any_of(kCountingFormats, [&](const char* name) {
+           return std::string_view(format.name) == name;
+         });
+}
+
+GapFill PlanGap(std::int64_t missing, const StageOptions& options, bool counts,
+                const VideoQueue& queue) {
+  if (options.ignorePts || missing <= 0) return {};
+  if (!options.dropFrames) return {std::min(missing, kMostRepeats), 0};
+  if (!counts) return {};
+  const auto room = static_cast<std::int64_t>(queue.Room()) - 1;  // but for the picture itself
+  const std::int64_t now = std::clamp<std::int64_t>(room, 0, missing);
+  return {now, missing - now};
+}
+
+std::int64_t RepeatsAtTheEnd(const PtsClock& clock, std::int64_t owed, const StageOptions& options,
+                             bool counts) {
+  if (options.ignorePts || clock.lastPts() == AV_NOPTS_VALUE) return 0;
+  const std::int64_t open = clock.End() - 1 - clock.lastPts();
+  if (options.dropFrames && counts) return std::max<std::int64_t>(open, 0) + owed;
+  return std::clamp<std::int64_t>(open, 0, options.dropFrames ? 1 : kMostRepeats);
 }
 
 }  // namespace xv

@@ -11,6 +11,7 @@
 #include "platform/stream_file.h"
 #include "platform/whole_file.h"
 #include "session/close.h"
+#include "session/intake.h"
 #include "session/open_target.h"
 #include "session/open_tracks.h"
 #include "session/session_attributes.h"
@@ -86,11 +87,13 @@ void StartPreparation(VideoPreparation& preparation, const StreamHolder& holder,
                        holder.fullRange};
 }
 
-void StartHostSide(HostSide& host, const Tracks& tracks, const std::string& target,
-                   const XMLParse::XMLNodePtr& attributes) {
+void StartHostSide(HostSide& host, const Outputs& outputs, const Tracks& tracks,
+                   const std::string& target, const XMLParse::XMLNodePtr& attributes) {
   host.needHeader = true;
   host.diskWatch = 0;
   host.frames = 0;
+  host.countsPictures = CountsPictures(*outputs.main.format);
+  host.owed = 0;
   host.wavPath = SideWavPath(target, *attributes);
   host.wavParts = 0;
   // Of an earlier recording; a device or a FIFO stays.
@@ -109,13 +112,16 @@ Status OpenTracks(Session& session, const TargetPlan& target, const XV_AV_PROPS&
   SetDelays(*attributes, plan);
   TrackOpener opener(session.outputs, session.tracks, session.use, session.stats, plan);
   RETURN_IF_FAILED(opener.OpenVideo());
-  if (opener.WantsAudio()) {
+  const bool sound = AudioPropsValid(props.aud, true);
+  session.plan.leavesPicturesOut = opener.TakesVideo() && !VideoPropsValid(props.vid, true);
+  session.plan.leavesSoundOut = opener.TakesAudio() && !sound;
+  if (opener.TakesAudio() && sound) {
     session.plan.trackMaskOverride = MaskOverride(*attributes);
-    XV_AV_PROPS sound = props;
+    XV_AV_PROPS masked = props;
     if (session.plan.trackMaskOverride != kNoMaskOverride) {
-      sound.aud.nTrackMask = session.plan.trackMaskOverride;
+      masked.aud.nTrackMask = session.plan.trackMaskOverride;
     }
-    RETURN_IF_FAILED(opener.OpenAudio(sound));
+    RETURN_IF_FAILED(opener.OpenAudio(masked));
   }
   return session.tracks.holders.empty() ? Status(XV_E_NOT_SUPPORTED) : Status(S_OK);
 }
@@ -143,7 +149,7 @@ void KeepPlan(Session& session, const XMLParse::CoXMLNode& attributes) {
 }
 
 void StartStages(Session& session, const std::string& target) {
-  StartHostSide(session.host, session.tracks, target, session.plan.attributes);
+  StartHostSide(session.host, session.outputs, session.tracks, target, session.plan.attributes);
   session.delivery.Start(session.plan.options.savePackets);
   session.pictures.Start(session.tracks.video, &session.plan.options);
   session.sound.Start(session.tracks, session.plan.options);

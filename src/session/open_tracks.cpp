@@ -88,17 +88,18 @@ Status TrackOpener::Add(const XV_AV_PROPS& props, int track, const XMLParse::XML
   return S_OK;
 }
 
-bool TrackOpener::WantsVideo(const XMLParse::CoXMLNode& node) const {
+bool TrackOpener::TakesVideo() const {
+  const XMLParse::XMLNodePtr node = plan_.attributes->Child(kVideoNode, true);
   const bool noFormat = plan_.target->noFormat;
-  const std::string codec = node.Get(kCodec);
+  const std::string codec = node->Get(kCodec);
   if (HoldsNoVideo(format()) && (noFormat || codec.empty())) return false;
-  return VideoPropsValid(plan_.props.vid, true) && node.Get(kEnabled) && !IsNull(codec) &&
-         !(codec.empty() && noFormat);
+  return node->Get(kEnabled) && !IsNull(codec) && !(codec.empty() && noFormat);
 }
 
 Status TrackOpener::OpenVideo() {
   const XMLParse::XMLNodePtr node = plan_.attributes->Child(kVideoNode, true);
-  if (WantsVideo(*node)) return Add(plan_.props, 0, node, AVMEDIA_TYPE_VIDEO);
+  if (TakesVideo() && VideoPropsValid(plan_.props.vid, true))
+    return Add(plan_.props, 0, node, AVMEDIA_TYPE_VIDEO);
   if (!plan_.target->ismv) return S_FALSE;
   XV_AV_PROPS placeholder = plan_.props;
   placeholder.vid = {};
@@ -106,8 +107,7 @@ Status TrackOpener::OpenVideo() {
   return Add(placeholder, 0, node, AVMEDIA_TYPE_VIDEO);
 }
 
-bool TrackOpener::WantsAudio() const {
-  if (!AudioPropsValid(plan_.props.aud, true)) return false;
+bool TrackOpener::TakesAudio() const {
   const bool noFormat = plan_.target->noFormat;
   const XMLParse::XMLNodePtr node = plan_.attributes->Child(kAudioNode, true);
   const std::string codec = node->Get(kCodec);

@@ -34,13 +34,14 @@ class TrackOpener {
   // The audio streams of `props`. A track that fails leaves the others alone, but for an encoder or
   // profile that does not exist, which ends the open.
   Status OpenAudio(const XV_AV_PROPS& props);
-  // Whether the format and the attributes ask for audio streams.
-  bool WantsAudio() const;
+  // Whether the format and the attributes ask for streams of the kind, whatever the input has. That
+  // of sound is asked behind OpenVideo.
+  bool TakesVideo() const;
+  bool TakesAudio() const;
 
  private:
   Status Add(const XV_AV_PROPS& props, int track, const XMLParse::XMLNodePtr& node,
              AVMediaType type);
-  bool WantsVideo(const XMLParse::CoXMLNode& node) const;
   const AVOutputFormat& format() const { return *outputs_.main.context->oformat; }
 
   Outputs& outputs_;

@@ -25,6 +25,9 @@ struct SessionPlan {
   XMLParse::XMLNodePtr attributes;  // "xml-props": a private copy of the session's
   std::uint32_t trackMaskOverride = kNoMaskOverride;
   int videoBuffers = 0;
+  // The recording would have such tracks, but the first frame had nothing for them.
+  bool leavesPicturesOut = false;
+  bool leavesSoundOut = false;
   StageOptions options;
 };
 
@@ -34,6 +37,9 @@ struct HostSide {
   std::int32_t diskWatch = 0;  // frames since open
   std::int64_t frames = 0;     // frames that went through the stages on this thread
   VideoPreparation preparation;
+  bool countsPictures = false;  // the main output's container, see CountsPictures
+  Ref<XvFrameFFM> shown;        // the picture that was taken last, for repeats
+  std::int64_t owed = 0;        // ticks that a container which counts pictures still lacks
   std::string wavPath;
   XV_AUD_PROPS wavFormat{};  // of the open file
   int wavParts = 0;          // files so far
@@ -56,7 +62,7 @@ struct Session {
   Tracks tracks;
   PacketDelivery delivery{outputs, failure, stats};
   VideoStage pictures{delivery, failure, stats};  // the worker, or the host's without a queue
-  AudioStage sound{delivery, failure};            // any thread
+  AudioStage sound{delivery, failure, stats};     // any thread
 };
 
 }  // namespace xv

@@ -67,6 +67,19 @@ inline constexpr Attribute<std::string> kSplitChannels{
     "split_channels", kSessionNode, {}, OneOf(kSplits), "Channels of one audio track."};
 inline constexpr Attribute<bool> kMergeTracks{
     "merge_tracks", kSessionNode, false, {}, "One audio track of all channels."};
+inline constexpr Attribute<double> kTimeTolerance{
+    "time.tolerance",
+    kSessionNode,
+    20.0,
+    {.least = 0, .most = 1e6, .expected = "milliseconds, 0 and more"},
+    "How far a frame may be off the end of the one before; what is further off starts there. 0: "
+    "any distance."};
+inline constexpr Attribute<double> kSoundTolerance{
+    "audio.tolerance",
+    kSessionNode,
+    40.0,
+    {.least = 0, .most = 1e6, .expected = "milliseconds, 0 and more"},
+    "How far sound may be off its frame; silence or a cut mends more. 0: it stays as it comes."};
 inline constexpr Attribute<bool> kIgnorePts{
     "ignore_pts", kSessionNode, false, {}, "Numbers frames instead of using their times."};
 

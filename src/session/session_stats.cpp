@@ -51,6 +51,32 @@ constexpr Counter kCounters[] = {
     {"pts_errors", &SessionStats::ptsErrors},
     {"frames_in", &SessionStats::framesIn},
     {"side_file_errors", &SessionStats::sideFileErrors},
+    {"rebases", &SessionStats::rebases},
+    {"repeats", &SessionStats::repeats},
+    {"audio.left_out", &SessionStats::soundLeftOut},
+    {"video.left_out", &SessionStats::picturesLeftOut},
+};
+
+constexpr Counter kMicrosecondCounters[] = {
+    {"audio.silence", &SessionStats::silence},
+    {"audio.cut", &SessionStats::cut},
+};
+
+// In the order of Remark.
+struct RemarkRow {
+  std::atomic<std::int64_t> SessionStats::*value;
+  std::string_view stage;
+  std::string_view words;
+};
+constexpr RemarkRow kRemarks[] = {
+    {&SessionStats::rebases, "time",
+     "the source's time jumped; the recording goes on without a gap"},
+    {&SessionStats::repeats, "picture", "repeats stand where no picture came"},
+    {&SessionStats::silence, "sound", "silence stands where no samples came"},
+    {&SessionStats::cut, "sound", "samples came for which there was no time; they were cut"},
+    {&SessionStats::soundLeftOut, "sound", "the first frame had none, so there is no track for it"},
+    {&SessionStats::picturesLeftOut, "picture",
+     "the first frame had none, so there is no track for it"},
 };
 
 struct CaptionCounter {
@@ -144,6 +170,7 @@ std::string SessionStats::Notes::Render() const {
 
 void SessionStats::Reset() {
   for (const Counter& counter : kCounters) (this->*counter.value).store(0);
+  for (const Counter& counter : kMicrosecondCounters) (this->*counter.value).store(0);
   for (const CaptionCounter& counter : kCaptionCounters) (captions.*counter.value).store(0);
   encodeTime.Reset();
   writeTime.Reset();
@@ -156,6 +183,7 @@ void SessionStats::Reset() {
   unusedOptions_.Clear();
   badValues_.Clear();
   lastError_.clear();
+  remarks_.clear();
   lastStatus_ = S_OK;
 }
 
@@ -204,6 +232,15 @@ void SessionStats::Fail(std::string_view stage, std::string_view words, Status s
   });
 }
 
+void SessionStats::Count(Remark remark, std::int64_t amount) {
+  if (amount <= 0) return;
+  const RemarkRow& row = kRemarks[static_cast<std::size_t>(remark)];
+  if ((this->*row.value).fetch_add(amount, std::memory_order_relaxed) > 0) return;
+  const std::scoped_lock lock(textLock_);
+  if (!remarks_.empty()) remarks_ += "; ";
+  remarks_ += fmt::format("{}: {}", row.stage, row.words);
+}
+
 Status SessionStats::LastStatus() const {
   const std::scoped_lock lock(textLock_);
   return lastStatus_;
@@ -212,6 +249,9 @@ Status SessionStats::LastStatus() const {
 std::optional<std::string> SessionStats::Render(std::string_view name) const {
   for (const Counter& counter : kCounters) {
     if (name == counter.name) return std::to_string((this->*counter.value).load());
+  }
+  for (const Counter& counter : kMicrosecondCounters) {
+    if (name == counter.name) return std::to_string((this->*counter.value).load() / 1000);
   }
   for (const CaptionCounter& counter : kCaptionCounters) {
     if (name == counter.name) return std::to_string((captions.*counter.value).load());
@@ -224,7 +264,7 @@ std::optional<std::string> SessionStats::Render(std::string_view name) const {
   const std::scoped_lock lock(textLock_);
   if (name == kUnusedOptions) return unusedOptions_.Render();
   if (name == kBadValues) return badValues_.Render();
-  if (name == kLastError) return lastError_;
+  if (name == kLastError) return lastError_.empty() ? remarks_ : lastError_;
   if (name == kLastStatus) return Hexadecimal(lastStatus_);
   return std::nullopt;
 }
@@ -232,6 +272,7 @@ std::optional<std::string> SessionStats::Render(std::string_view name) const {
 std::vector<std::string> SessionStats::Names() const {
   std::vector<std::string> names;
   for (const Counter& counter : kCounters) names.emplace_back(counter.name);
+  for (const Counter& counter : kMicrosecondCounters) names.emplace_back(counter.name);
   for (const CaptionCounter& counter : kCaptionCounters) names.emplace_back(counter.name);
   for (const Percentile& row : kPercentiles) names.emplace_back(row.name);
   for (const std::string_view text : {kUnusedOptions, kBadValues, kLastError, kLastStatus}) {

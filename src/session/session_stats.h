@@ -30,6 +30,10 @@ class LatencyHistogram {
   std::array<std::atomic<std::uint64_t>, kClasses> counts_{};
 };
 
+// What was done about a source's times and tracks. Each is counted under "quality::" and named in
+// "last_error" the first time.
+enum class Remark { kRebase, kRepeat, kSilence, kCut, kSoundLeftOut, kPicturesLeftOut };
+
 // What a session counts, served as "quality::<name>". Writers are the session's threads, readers
 // any thread at any time; values are rendered when they are read. A value stays after the stop,
 // until Reset at the next first frame.
@@ -47,6 +51,15 @@ class SessionStats final : public OutputReport {
   std::atomic<std::int64_t> framesIn{0};
   // Blocks and packets that a side WAV file or a raw dump could not take.
   std::atomic<std::int64_t> sideFileErrors{0};
+  // Frames whose time jumped; pictures that stood in for missing ones.
+  std::atomic<std::int64_t> rebases{0};
+  std::atomic<std::int64_t> repeats{0};
+  // Microseconds of sound.
+  std::atomic<std::int64_t> silence{0};
+  std::atomic<std::int64_t> cut{0};
+  // Frames with sound or a picture for which the first frame left no track.
+  std::atomic<std::int64_t> soundLeftOut{0};
+  std::atomic<std::int64_t> picturesLeftOut{0};
   CaptionCounters captions;
   LatencyHistogram encodeTime;
   LatencyHistogram writeTime;
@@ -66,6 +79,8 @@ class SessionStats final : public OutputReport {
   // The last failure of the session: where it happened, the library's own words (may be empty), the
   // status that followed. A note with a status that is not a failure leaves "last_status" alone.
   void Fail(std::string_view stage, std::string_view words, Status status) override;
+  // Adds to the counter. The words for it stand in "last_error" where nothing failed.
+  void Count(Remark remark, std::int64_t amount = 1);
   void CountDrop() override { drops.fetch_add(1, std::memory_order_relaxed); }
 
   // Of the last note with a failing status; S_OK when there was none.
@@ -96,6 +111,7 @@ class SessionStats final : public OutputReport {
   Notes unusedOptions_;
   Notes badValues_;
   std::string lastError_;
+  std::string remarks_;  // the words of each Remark so far
   Status lastStatus_;
 };
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "media/frame_duration.h"
 #include "session/session_attributes.h"
 
 namespace xv {
@@ -25,6 +26,7 @@ StageOptions ReadStageOptions(const XMLParse::CoXMLNode& attributes, int audioTr
   StageOptions options;
   options.dropFrames = attributes.Get(kDropFrames);
   options.ignorePts = attributes.Get(kIgnorePts);
+  options.soundTolerance = UnitsFromMilliseconds(attributes.Get(kSoundTolerance));
   options.embedCaptions = attributes.Get(kEmbedCc);
   options.captionPlacement = attributes.Get(kEmbedPlacement);
   options.savePackets = attributes.Get(kSavePackets);

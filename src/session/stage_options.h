@@ -12,9 +12,10 @@ namespace xv {
 // What the stages ask of the attributes for each frame or packet: read once, when the session
 // opens, and fixed until it closes.
 struct StageOptions {
-  bool dropFrames = false;     // "video.drop_frames"
-  bool ignorePts = false;      // "ignore_pts"
-  bool embedCaptions = false;  // "embed_cc"
+  bool dropFrames = false;          // "video.drop_frames"
+  bool ignorePts = false;           // "ignore_pts"
+  std::int64_t soundTolerance = 0;  // 100 ns, "audio.tolerance"
+  bool embedCaptions = false;       // "embed_cc"
   CaptionPlacement captionPlacement = CaptionPlacement::kSequence;
   bool savePackets = false;                // "save_packets"
   std::int64_t leastDiskSpace = 0;         // bytes, "diskspace.min"

@@ -13,6 +13,7 @@ namespace xv {
 struct QueuedFrame {
   Ref<XvFrameFFM> frame;
   std::int64_t pts = AV_NOPTS_VALUE;
+  bool repeat = false;  // the picture went ahead already, with what it carries
 };
 
 using VideoQueue = BoundedQueue<QueuedFrame>;

@@ -62,7 +62,7 @@ Status VideoStage::Send(const QueuedFrame& frame) {
   if (!picture) return E_OUTOFMEMORY;
   const Status order = CheckOrder(*holder_, *picture);
   if (order == Status(XV_S_SKIP_FRAME)) return order;
-  if (IXvFrame* source = frame.frame->KeptSource()) {
+  if (IXvFrame* source = frame.repeat ? nullptr : frame.frame->KeptSource()) {
     (void)KeepCaptions(&holder_->ccMap, *source, picture->pts,
                        holder_->framesSent - holder_->packetsReceived, &stats_.captions);
   }

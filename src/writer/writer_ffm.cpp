@@ -2,9 +2,12 @@
 
 #include <algorithm>
 
+#include "audio/sample_convert.h"
 #include "base/auto_obj_base.h"
 #include "base/guard.h"
 #include "base/text.h"
+#include "media/frame_duration.h"
+#include "media/validity.h"
 #include "platform/paths.h"
 #include "platform/stream_file.h"
 #include "platform/whole_file.h"
@@ -19,14 +22,23 @@ using XMLParse::CoXMLNode;
 using XMLParse::MergeMode;
 using XMLParse::XMLNodePtr;
 
-constexpr std::int64_t kTimeTolerance = 100'000;  // 10 ms
-
 // What the writer's own node shows beside the catalogue's settings.
 constexpr AttributeRow kShownDefaults[] = {kIgnorePts, kDiskSpace, kEmbedCc};
 // What the own node holds for others than the sessions.
 constexpr const char* kNotShown[] = {"qs_version", "qs_impl"};
 constexpr const char* kNotForSessions[] = {"qs_version", "qs_impl", "xfcodecs.enabled"};
 constexpr const char* kNodesOfWriter[] = {"m_config", "supported_list", "quality"};
+
+FrameContent ContentOf(const XV_AV_PROPS& props, const EncoderInput& input) {
+  FrameContent content;
+  content.picture = VideoPropsValid(props.vid, true) && HasPictureBytes(input);
+  const XV_AUD_PROPS& aud = props.aud;
+  if (!AudioPropsValid(aud, true) || !HasSoundBytes(input)) return content;
+  const std::int64_t sampleBytes =
+      std::int64_t{HostSampleBytes(aud.nBitsPerSample)} * aud.nChannels;
+  content.sound = input.audioSize / sampleBytes * kTimeUnitsPerSecond / aud.nSamplesPerSec;
+  return content;
+}
 
 void SetDefaults(CoXMLNode& node, std::span<const AttributeRow> rows) {
   for (const AttributeRow& row : rows) node.SetTextIfAbsent(row.name, DefaultText(row));
@@ -124,8 +136,7 @@ HRESULT CCoXvWriterFFM_I::ObjectStart(IUnknown* source) noexcept {
     const std::lock_guard guard(calls_);
     if (target_.empty()) return E_UNEXPECTED;
     if (armed_) return S_FALSE;
-    // A recording that began without a start keeps its clock.
-    if (!encoder_) XvTimeCorrector::Reset();
+    XvTimeCorrector::Reset();
     source_ = Ref<IUnknown>::Retain(source);
     armed_ = true;
     stoppedIntoFile_ = false;
@@ -178,6 +189,7 @@ Status CCoXvWriterFFM_I::OpenForFrame(const XV_AV_PROPS& props, const XV_TIME& t
   stats_.Reset();
   ReportFaults(textFaults_, *session_, stats_);
   const EncoderRequest request{target_, EffectiveAttributes(), own_, source_, &stats_};
+  timeTolerance_ = UnitsFromMilliseconds(request.session->Get(kTimeTolerance));
   SetupCapture(target_, *request.session, &stats_.captions);
   const Status opened = OpenEncoder(request, &props, &time, encoder_);
   if (opened.Failed()) NoteFailure("open", target_, opened);
@@ -201,7 +213,10 @@ Status CCoXvWriterFFM_I::PutFrame(IXvFrame& frame) {
   if (!usable.Failed() && !encoder_) RETURN_IF_FAILED(OpenForFrame(props, time));
   if (!why.empty()) stats_.Fail("frame", why, usable);
   if (usable.Failed()) return usable;
-  const XV_TIME corrected = Correct(props, &time, kTimeTolerance, nullptr);
+  armed_ = true;  // a frame of an object that was not started is a start
+  int reason = kTimeKept;
+  const XV_TIME corrected = Correct(props, &time, timeTolerance_, &reason, ContentOf(props, input));
+  if (reason > kTimeFirst) stats_.Count(Remark::kRebase);
   input.time = &corrected;
   input.frame = &frame;
   const Status taken = encoder_->EncoderPut(input);

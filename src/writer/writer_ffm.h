@@ -98,12 +98,13 @@ class CCoXvWriterFFM_I final : public IXvObject_I,
   XMLParse::XMLNodePtr EffectiveAttributes() const;
 
   Inner inner_;
-  IUnknown* outer_;  // not counted: the aggregate owns this object; &inner_ when there is none
-  FairLock calls_;   // guards what follows, up to the names
-  bool armed_ = false;
+  IUnknown* outer_;     // not counted: the aggregate owns this object; &inner_ when there is none
+  FairLock calls_;      // guards what follows, up to the names
+  bool armed_ = false;  // started, by ObjectStart or by a frame
   bool stoppedIntoFile_ = false;  // the target holds what was recorded last, and nobody asked anew
   Ref<IUnknown> source_;
   Ref<XvEncoderBaseLegacy> encoder_;
+  std::int64_t timeTolerance_ = 0;    // of the session, 100 ns
   XMLParse::TextFaults textFaults_;   // of the text of WriterSet
   std::atomic<int> stopsWaiting_{0};  // for `calls_`
   mutable std::mutex namesLock_;      // a leaf; guards target_ and the pointer session_

@@ -155,11 +155,11 @@ TEST(AudioBuffer, SilenceAndFewerChannelsFillUpWithZeros) {
 }
 
 TEST(AudioBuffer, FoldMapsHaveTheDocumentedCoefficients) {
-  // FL, FR, C, LFE, BL, BR
-  const std::vector<float> surround = {0.1F, -0.2F, 0.3F, 0.9F, 0.05F, -0.4F};
-  const auto fold = [&](int to, int from) {
+  // FL, FR, C, LFE, BL, BR, SL, SR; of four the last is back centre.
+  const std::vector<float> surround = {0.1F, -0.2F, 0.3F, 0.9F, 0.05F, -0.4F, 0.02F, 0.04F};
+  const auto fold = [&](int to, int from, int bits = -32) {
     XvAudioBuffer2 buffer;
-    const XV_AUD_PROPS target = Props(to, 48000, -32);
+    const XV_AUD_PROPS target = Props(to, 48000, bits);
     EXPECT_EQ(buffer.Prepare(&target, 0), S_OK);
     const std::vector<float> set(surround.begin(), surround.begin() + from);
     EXPECT_EQ(Put(buffer, Props(from, 48000, -32), set, true), S_OK);
@@ -167,12 +167,21 @@ TEST(AudioBuffer, FoldMapsHaveTheDocumentedCoefficients) {
     for (int c = 0; c < to; ++c) out.push_back(Read<float>(buffer, c, AV_SAMPLE_FMT_FLT).at(0));
     return out;
   };
+  const auto near = [](const std::vector<float>& expected, float within = 1e-6F) {
+    return Pointwise(FloatNear(within), expected);
+  };
   const float half = std::sqrt(0.5F);
-  EXPECT_THAT(fold(2, 6), Pointwise(FloatNear(1e-6F), {0.1F + half * 0.35F, -0.2F - half * 0.1F}));
-  EXPECT_THAT(fold(1, 6), Pointwise(FloatNear(1e-6F), {0.75F / 6}));
-  EXPECT_THAT(fold(1, 3), Pointwise(FloatNear(1e-6F), {0.2F / 3}));
-  EXPECT_THAT(fold(2, 5), Pointwise(FloatNear(1e-6F), {0.45F, 0.7F}));
-  EXPECT_THAT(fold(1, 4), Pointwise(FloatNear(1e-6F), {1.0F}));  // 1.1 is clipped
+  EXPECT_THAT(fold(2, 6), near({0.1F + half * 0.35F, -0.2F - half * 0.1F}));
+  EXPECT_THAT(fold(2, 6, 16), near({0.1F + half * 0.35F, -0.2F - half * 0.1F}, 1e-4F));
+  EXPECT_THAT(fold(2, 3), near({0.1F + half * 0.3F, -0.2F + half * 0.3F}));
+  EXPECT_THAT(fold(2, 4), near({0.1F + half * 1.2F, -0.2F + half * 1.2F}));
+  EXPECT_THAT(fold(2, 5), near({0.1F + half * 1.2F, -0.2F + half * 0.35F}));
+  EXPECT_THAT(fold(2, 8), near({0.1F + half * 0.37F, -0.2F - half * 0.06F}));
+  EXPECT_THAT(fold(6, 8),
+              near({0.1F, -0.2F, 0.3F, 0.9F, 0.05F + half * 0.02F, -0.4F + half * 0.04F}));
+  EXPECT_THAT(fold(1, 2), near({-0.05F}));
+  EXPECT_THAT(fold(1, 3), near({(-0.1F + 2 * half * 0.3F) / (2 + 2 * half)}));
+  EXPECT_THAT(fold(1, 6), near({(-0.1F + 2 * half * 0.3F - half * 0.35F) / (2 + 4 * half)}));
 }
 
 TEST(AudioBuffer, WithoutMixDownSurplusChannelsAreLeftOut) {

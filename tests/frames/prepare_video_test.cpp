@@ -29,9 +29,9 @@ VideoPreparation Preparation(const XV_VID_PROPS& target, int format,
 }
 
 Status Prepare(VideoPreparation& preparation, const Ref<IXvFrame>& frame, Ref<XvFrameFFM>* out,
-               int* status = nullptr) {
+               std::int64_t* missing = nullptr) {
   const Ref<IXfFrame> view = Query<IXfFrame>(frame.get());
-  return PrepareVideoFrame(preparation, nullptr, view.get(), out, status);
+  return PrepareVideoFrame(preparation, nullptr, view.get(), out, missing);
 }
 
 constexpr std::int64_t kFrameTime = 400'000;
@@ -50,24 +50,55 @@ AvPtr<AVPacket> EncodeOne(AVCodecID id, const AVFrame& picture) {
   return packet;
 }
 
-TEST(PtsClock, NudgesByOneTickAndDropsWhatNeedsMore) {
-  PtsClock clock;
-  const AVRational base{1, 25};
-  // One after the other; a status of 9 is not looked at.
-  for (const auto& [time, ticks, rate, pts, expected] :
-       {std::tuple{std::int64_t{0}, base, 25, 0, 0},
-        {0, base, 25, 1, 0},               // a second frame of the same time
-        {0, base, 25, 1, -1},              // a third has no tick left
-        {4 * kFrameTime, base, 25, 3, 1},  // late by one
-        {4 * kFrameTime, base, 50, 4, 9},  // another rate than the ticks' leaves the stamps alone
-        {0, {1, 50}, 50, 0, 9},            // another base starts anew
-        {0, {0, 1}, 50, E_INVALIDARG, 9}}) {
-    int status = 9;
-    EXPECT_EQ(ComputeFramePts(clock, time, ticks, rate, &status), pts) << time;
-    EXPECT_TRUE(expected == 9 || status == expected) << time;
+// `at`: starts in ticks of 40 ms. Gives "." for a tick in step, the number of empty ticks ahead of
+// one, "x" for a picture without a tick.
+std::string Steps(PtsClock& clock, const std::vector<double>& at, double length = 1) {
+  std::string steps;
+  for (const double tick : at) {
+    const auto start = std::llround(tick * kFrameTime);
+    const PtsClock::Place place =
+        clock.Take(start, start + std::llround(length * kFrameTime), {1, 25}, 25);
+    steps += place.missing < 0 ? "x" : place.missing == 0 ? "." : std::to_string(place.missing);
   }
-  EXPECT_EQ(AVTimeFromRefTime(200'000, base), 1) << "half a tick goes away from zero";
+  return steps;
+}
+
+TEST(PtsClock, TremblingStampsKeepTheirTicksAndGapsAreExact) {
+  PtsClock clock;
+  EXPECT_EQ(Steps(clock, {0, 1.5, 1.5, 3.4, 3.5, 5.3}), "......");
+  EXPECT_EQ(Steps(clock, {7, 8, 19}), "1.10") << "one tick, and ten";
+  EXPECT_EQ(Steps(clock, {19, 19.2, 20}), "xx.") << "no tick left";
+  EXPECT_EQ(clock.lastPts(), 20);
+  // A long picture says where the next one is; what is passed leaves its ticks empty.
+  EXPECT_EQ(Steps(clock, {21}, 4), ".");
+  EXPECT_EQ(clock.End(), 25);
+  clock.Pass(25 * kFrameTime, 26 * kFrameTime, {1, 25}, 25);
+  EXPECT_EQ(clock.End(), 26);
+  EXPECT_EQ(Steps(clock, {26}), "4");
+  // Another rate than the ticks' leaves the stamps alone, another base starts anew.
+  EXPECT_EQ(clock.Take(4 * kFrameTime, 0, {1, 25}, 50).pts, 4);
+  EXPECT_EQ(clock.Take(0, 0, {1, 50}, 50).pts, 0);
+  EXPECT_EQ(clock.Take(0, 0, {0, 1}, 50).pts, AV_NOPTS_VALUE);
+  EXPECT_EQ(AVTimeFromRefTime(200'000, {1, 25}), 1) << "half a tick goes away from zero";
   EXPECT_EQ(AVTimeFromRefTime(10, {0, 0}), 1);
+}
+
+// At 60 pictures a second 10 ms are more than half a tick.
+TEST(PtsClock, FollowsTheMeanWhereTicksAreShort) {
+  PtsClock clock;
+  std::int64_t shift = 0;
+  int steps = 0;
+  for (int i = 0; i < 6000; ++i) {
+    if (i == 3000) shift = 1;                                             // a picture is lost
+    const std::int64_t off = i == 0 ? 0 : (i * 7919 % 201 - 100) * 1000;  // 10 ms at most
+    const std::int64_t start = (i + shift) * 10'000'000 / 60 + off;
+    const PtsClock::Place place = clock.Take(start, start + 166'667, {1, 60}, 60);
+    steps += place.missing != 0 ? 1 : 0;
+    if (i < 3000 || i > 3020) {
+      ASSERT_EQ(place.pts, i + shift) << i;
+    }
+  }
+  EXPECT_EQ(steps, 1);
 }
 
 TEST(ScalingQuality, FollowsKindAndRatio) {
@@ -163,8 +194,11 @@ TEST(PrepareVideo, ShortOrInvalidFramesAreNothingAndMoveTheClock) {
   Picture cut = source;
   cut.bytes.resize(3);
   EXPECT_EQ(Prepare(preparation, FrameOf(cut), &frame), S_FALSE);
-  EXPECT_EQ(preparation.clock.lastPts, 0);
+  EXPECT_EQ(preparation.clock.End(), 1);
   EXPECT_EQ(Prepare(preparation, FrameOf(cut), &frame), S_FALSE);
+  std::int64_t missing = 0;
+  EXPECT_EQ(Prepare(preparation, FrameOf(source, 3 * kFrameTime), &frame, &missing), S_OK);
+  EXPECT_EQ(missing, 0) << "nothing was encoded ahead of it";
   EXPECT_EQ(Prepare(preparation, FrameOf(source), &frame), XV_S_SKIP_FRAME);
   cut.bytes.resize(64 * 2 * 47);
   EXPECT_EQ(Prepare(preparation, FrameOf(cut, 9 * kFrameTime), &frame), E_INVALIDARG);

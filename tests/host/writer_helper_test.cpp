@@ -155,7 +155,8 @@ TEST(HostWriter, ReadsItsStatisticsIntoARecord) {
   const host::Statistics stats = writer.Stats();
   std::setlocale(LC_NUMERIC, before.c_str());
   EXPECT_TRUE(stats.framesIn == 21 && stats.drops == 0 && stats.lastStatus == S_OK);
-  EXPECT_EQ(stats.lastError, "");
+  EXPECT_EQ(stats.rebases, 1);
+  EXPECT_THAT(stats.lastError, testing::StartsWith("time: "));
   EXPECT_THAT(stats.unusedOptions, testing::Contains("nobody"));
   ASSERT_EQ(stats.streams.size(), 2u);
   EXPECT_EQ(stats.streams[0].packets, 21);

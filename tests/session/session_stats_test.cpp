@@ -42,6 +42,24 @@ TEST(SessionStats, EveryNameRendersAndResets) {
   EXPECT_EQ(stats.LastStatus(), Status(S_OK));
 }
 
+TEST(SessionStats, RemarksAreToldOnceAndNeverHideAFailure) {
+  SessionStats stats;
+  stats.Count(Remark::kCut, 0);
+  EXPECT_EQ(stats.Render("last_error"), "");
+  stats.Count(Remark::kSilence, 1500);
+  stats.Count(Remark::kSilence, 2500);
+  const std::string once = *stats.Render("last_error");
+  EXPECT_EQ(stats.Render("audio.silence"), "4") << "milliseconds";
+  stats.Count(Remark::kRepeat);
+  stats.Count(Remark::kRepeat);
+  EXPECT_THAT(*stats.Render("last_error"), testing::StartsWith(once + "; picture: repeats"));
+  EXPECT_EQ(stats.LastStatus(), Status(S_OK));
+  stats.Fail("encode", "no luck", E_FAIL);
+  stats.Count(Remark::kRebase);
+  EXPECT_EQ(stats.Render("last_error"), "encode: no luck (0x80004005)");
+  EXPECT_EQ(stats.Render("rebases"), "1");
+}
+
 TEST(SessionStats, PercentilesStayWithinATenth) {
   LatencyHistogram times;
   EXPECT_EQ(times.Percentile(0.5), 0.0);

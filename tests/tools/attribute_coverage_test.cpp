@@ -130,6 +130,7 @@ TEST(AttributeCoverage, ListedValuesAreValuesOfTheirKeys) {
 TEST(AttributeCoverage, MuxersHaveNoOptionOfOurNames) {
   for (const auto rows : {SessionAttributes(), SecondOutputAttributes()}) {
     for (const AttributeRow& row : rows) {
+      if (row.name == kStrict.name) continue;  // shared: its words are told apart
       const AVClass* kind = avformat_get_class();
       EXPECT_EQ(
           av_opt_find(&kind, std::string(row.name).c_str(), nullptr, AV_OPT_FLAG_ENCODING_PARAM,

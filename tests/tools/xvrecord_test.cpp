@@ -31,6 +31,30 @@ TEST(Xvrecord, RecordsTheBundledClip) {
   }
 }
 
+// Pictures of one grey each, of which some are left out; each stands until the next one.
+TEST(Xvrecord, VariableFrameRateKeepsEachPicturesTime) {
+  TemporaryFolder folder;
+  const auto kept = [](int n) { return n % 3 == 0 || n % 7 == 0 || n == 99; };
+  const std::string filter =
+      "geq=lum='40+5*mod(N,32)':cb=128:cr=128,select='not(mod(n,3))+not(mod(n,7))+eq(n,99)'";
+  const auto made =
+      RunProgram({"ffmpeg", "-v", "error", "-f", "lavfi", "-i",
+                  "color=size=64x48:rate=25:duration=4", "-f", "lavfi", "-i", "sine=duration=4",
+                  "-vf", filter, "-vsync", "vfr", "-c:v", "ffv1", folder / "vfr.mkv"});
+  ASSERT_EQ(made.status, 0) << made.err;
+  const auto run = RunProgram({kProgram, "--quiet", "-a", "video::codec=mpeg4 video::b=4M",
+                               folder / "vfr.mkv", folder / "out.mov"});
+  ASSERT_EQ(run.status, 0) << run.err;
+  const ProbedFile file = Probe(folder / "out.mov");
+  const std::vector<std::uint8_t>& levels = file.Pictures().lumaMeans;
+  ASSERT_EQ(levels.size(), 100u);
+  for (int tick = 0, shown = 0; tick < 100; ++tick) {
+    if (kept(tick)) shown = tick;
+    EXPECT_NEAR(levels[static_cast<std::size_t>(tick)], 40 + 5 * (shown % 32), 2) << tick;
+  }
+  EXPECT_NEAR(file.Sound().seconds, 4.0, 0.05);
+}
+
 TEST(Xvrecord, TestInputInEveryLayoutGivesTheSamePicture) {
   TemporaryFolder folder;
   std::vector<int> levels;

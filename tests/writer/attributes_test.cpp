@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <cstring>
+
 #include "support/media_probe.h"
 
 // Attributes of the session, of streams and of outputs, read back from the recording.
@@ -181,6 +183,50 @@ TEST(Attributes, RateOfTheSound) {
   ASSERT_EQ(file.streams.size(), 1u);
   EXPECT_EQ(file.Sound().packets.at(1).bytes.size(), 96000u / 8 * 1536 / 48000)
       << "1536 samples in each";
+}
+
+// Hz of a track of 16-bit PCM, by the times that the wave of a channel rises through zero.
+double ToneOf(const ProbedStream& sound, int channel = 0) {
+  std::string bytes;
+  for (const ProbedPacket& packet : sound.packets) bytes += packet.bytes;
+  std::vector<std::int16_t> samples(bytes.size() / 2);
+  std::memcpy(samples.data(), bytes.data(), samples.size() * 2);
+  const auto step = static_cast<std::size_t>(sound.channels);
+  int rises = 0;
+  for (auto i = static_cast<std::size_t>(channel) + step; i < samples.size(); i += step) {
+    rises += samples[i - step] < 0 && samples[i] >= 0 ? 1 : 0;
+  }
+  return rises * static_cast<double>(sound.sampleRate * sound.channels) /
+         static_cast<double>(samples.size());
+}
+
+TEST(Attributes, EachTrackHasItsOwnRateAndChannels) {
+  const ProbedFile file =
+      RecordAndProbe("a.mov",
+                     "video::codec=mpeg4 audio::codec=pcm_s16le split_channels=2 audio::ar=96000 "
+                     "audio.1::sample_rate=44100 audio.2::ac=1 audio.2::ar=48000",
+                     kSixChannels, 100);
+  for (const int track : {0, 1, 2}) {
+    const int rates[] = {96000, 44100, 48000};
+    EXPECT_EQ(file.Sound(track).sampleRate, rates[track]);
+    EXPECT_NEAR(file.Sound(track).seconds, 4.0, 0.001) << track;
+    EXPECT_NEAR(ToneOf(file.Sound(track)), 997, 1) << track;
+  }
+  EXPECT_EQ(file.Sound(2).channels, 1);
+  const ProbedFile avi =
+      RecordAndProbe("a.avi", "video::codec=mpeg4 audio::codec=mp2 audio::ar=44100", kSmall, 100);
+  EXPECT_EQ(avi.Sound().sampleRate, 44100);
+  EXPECT_NEAR(avi.Sound().seconds, 4.0, 0.03);
+}
+
+TEST(Attributes, MoreChannelsThanTheInputAreSilent) {
+  const ProbedFile file =
+      RecordAndProbe("a.mov", "video::codec=mpeg4 audio::codec=pcm_s16le audio::ac=6", kSmall, 25);
+  const ProbedStream& sound = file.Sound();
+  ASSERT_EQ(sound.channels, 6);
+  EXPECT_NEAR(sound.seconds, 1.0, 0.001);
+  for (const int channel : {0, 1}) EXPECT_NEAR(ToneOf(sound, channel), 997, 1) << channel;
+  for (const int channel : {2, 3, 4, 5}) EXPECT_EQ(ToneOf(sound, channel), 0) << channel;
 }
 
 TEST(Attributes, CodecsAreChosenByNumberBeforeName) {

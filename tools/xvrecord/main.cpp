@@ -209,11 +209,12 @@ int Record(const Options& options, xv::host::Writer& writer) {
   }
   if (xv::Failed(result)) return FailWith("Recording failed", result, writer);
   if (totals.frames == 0) return Fail("The input has no frames.");
-  if (const std::string noted = writer.LastError(); !noted.empty()) {
-    return Fail("The recording is not complete: " + noted);
-  }
+  if (xv::Failed(stopped)) return Fail("The recording is not complete: " + writer.LastError());
   if (!options.quiet) {
     std::printf("%s\n", ClosingLine(options.output, writer, totals).c_str());
+    if (const std::string noted = writer.LastError(); !noted.empty()) {
+      std::fprintf(stderr, "xvrecord: %s\n", noted.c_str());
+    }
     const std::string lost = writer.Get("quality::captions.lost");
     if (lost != "0") std::fprintf(stderr, "xvrecord: captions lost: %s\n", lost.c_str());
     if (!input->Trouble().empty()) std::fprintf(stderr, "xvrecord: %s\n", input->Trouble().c_str());

@@ -2,6 +2,7 @@
 #include <cmath>
 #include <cstring>
 #include <deque>
+#include <limits>
 #include <optional>
 
 #include "xvrecord/input.h"
@@ -251,9 +252,10 @@ class MediaInput final : public Input {
   }
 
   bool NextPicture(InputFrame* out) {
-    while (pictures_.empty()) {
-      if (!Pump()) return NextRest(out);
+    // One picture more than is given: the next one's start is this one's stop.
+    while (pictures_.size() < 2 && Pump()) {
     }
+    if (pictures_.empty()) return NextRest(out);
     const Owned<AVFrame> picture = std::move(pictures_.front());
     pictures_.pop_front();
     SetOrigin(*picture);
@@ -269,14 +271,28 @@ class MediaInput final : public Input {
     return true;
   }
 
-  void FillTime(const AVFrame& picture, InputFrame* out) {
+  // Of a picture that has a stamp, from the first one on.
+  std::optional<std::int64_t> StartOf(const AVFrame& picture) const {
+    if (picture.best_effort_timestamp == AV_NOPTS_VALUE) return std::nullopt;
+    return Units(picture.best_effort_timestamp, video_.stream->time_base) - *origin_;
+  }
+
+  // A picture lasts until the next one, the last one as long as the container says. Streams whose
+  // stamps may leap are not believed a pause of more than ten seconds.
+  std::int64_t DurationOf(const AVFrame& picture, std::int64_t start) const {
     const auto step = static_cast<std::int64_t>(std::llround(kUnits / rate_));
-    std::int64_t start = lastStop_;
-    if (picture.best_effort_timestamp != AV_NOPTS_VALUE) {
-      start = Units(picture.best_effort_timestamp, video_.stream->time_base) - *origin_;
-    }
+    const bool leaps = (input_->iformat->flags & AVFMT_TS_DISCONT) != 0;
+    const std::int64_t most = leaps ? 10 * kUnits : std::numeric_limits<std::int64_t>::max();
+    std::int64_t duration = Units(picture.pkt_duration, video_.stream->time_base);
+    if (!pictures_.empty()) duration = StartOf(*pictures_.front()).value_or(start) - start;
+    return duration > 0 && duration <= most ? duration : step;
+  }
+
+  // `picture` has been taken out of the row of pictures.
+  void FillTime(const AVFrame& picture, InputFrame* out) {
+    const std::int64_t start = StartOf(picture).value_or(lastStop_);
     out->time.rtStart = start;
-    out->time.rtStop = lastStop_ = start + step;
+    out->time.rtStop = lastStop_ = start + DurationOf(picture, start);
     // A frame at time 0 is told from one without a time by its end alone.
     if (hasTimecode_) FillTimecode(out);
   }

@@ -19,7 +19,9 @@ constexpr int kMostStreams = 64;
 constexpr const char* kQuality[] = {
     "drops",         "video.deque",      "pts_errors",        "frames_in",      "encode_ms.p50",
     "encode_ms.p99", "write_ms.p50",     "write_ms.p99",      "unused_options", "bad_values",
-    "captions.seen", "captions.written", "captions.embedded", "captions.lost",  "last_error"};
+    "captions.seen", "captions.written", "captions.embedded", "captions.lost",  "rebases",
+    "repeats",       "audio.silence",    "audio.cut",         "audio.left_out", "video.left_out",
+    "last_error"};
 
 struct ReadBack {
   std::string streams;
