@@ -7,6 +7,7 @@
 #include "base/text.h"
 #include "codec/dv_family.h"
 #include "codec/stream_attributes.h"
+#include "frames/converter_attributes.h"
 #include "media/normalise.h"
 #include "media/pixel_layout.h"
 #include "media/validity.h"
@@ -84,6 +85,16 @@ bool ApplySize(const XV_VID_PROPS& input, const XMLParse::CoXMLNode& node, const
   return true;
 }
 
+// A track that is cut shows the cut's shape: its aspect follows, unless it is told. A rotated one
+// is fitted into the input's.
+Aspect AspectOfCut(const XV_VID_PROPS& input, const XMLParse::CoXMLNode& node) {
+  CropSides crop;
+  if (node.Find(kRotate) || ReadCrop(node, &crop).Failed() || !crop.Any()) return {};
+  const XV_VID_PROPS cut = CutProps(input, WholeSamples(crop, input));
+  if (cut.nWidth < 1 || cut.nHeight == 0) return {};
+  return {cut.nAspectX, cut.nAspectY};
+}
+
 }  // namespace
 
 AVRational TimeBaseFromRate(double rate) {
@@ -102,6 +113,7 @@ VideoGeometry ResolveVideoGeometry(const XV_VID_PROPS& input, const XMLParse::Co
   Aspect aspect;
   if (const auto text = node.Find(kAspect)) ReadPair(*text, &aspect.x, &aspect.y);
 
+  if (!aspect.set() && id != AV_CODEC_ID_DVVIDEO) aspect = AspectOfCut(input, node);
   int dvFormat = kDvAuto;
   if (id == AV_CODEC_ID_DVVIDEO) {
     dvFormat = node.Get(kDvFormat);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/status.h"
+#include "picture/crop.h"
 #include "picture/filter_bank.h"
 #include "picture/mirror.h"
 #include "tree/node.h"
@@ -17,11 +18,13 @@ bool IsCropList(std::string_view text);
 // A code, or "auto" and the names of filters, which all leave the choice to the kind of scaling.
 bool IsScalingQuality(std::string_view text);
 
-inline constexpr Attribute<std::string> kCrop{"crop",
-                                              kVideoNode,
-                                              {},
-                                              Expect("1 to 4 whole numbers", IsCropList),
-                                              "Pixels cut from the edges."};
+inline constexpr Attribute<std::string> kCrop{
+    "crop",
+    kVideoNode,
+    {},
+    Expect("1 to 4 whole numbers", IsCropList),
+    "Pixels cut from the edges, in even numbers (interlaced 4:2:0 lines: in "
+    "multiples of 4); the shape stays."};
 inline constexpr Attribute<Word> kRotate{"rotate", kVideoNode, -1, OneOf(kRotations),
                                          "Rotation by 90 degrees."};
 inline constexpr Attribute<Mirror> kMirror{"mirror", kVideoNode, Mirror::kNone, OneOf(kMirrors),
@@ -32,15 +35,6 @@ inline constexpr Attribute<std::int32_t> kScalingQuality{
     "Scaling filter; the session's counts for all tracks."};
 inline constexpr Attribute<Siting> kScalingSiting{"scaling_siting", kVideoNode, Siting::kClassic,
                                                   OneOf(kSitings), "Sample positions in scaling."};
-
-// Pixels cut off each side.
-struct CropSides {
-  int left = 0;
-  int top = 0;
-  int right = 0;
-  int bottom = 0;
-  bool Any() const { return (left | top | right | bottom) != 0; }
-};
 
 // kCrop: 1 number for all sides; 2 for left and right, then top and bottom; 3 for left and right,
 // top, bottom; 4 or more for left, top, right, bottom. No attribute: no crop. E_INVALIDARG for

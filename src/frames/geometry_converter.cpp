@@ -54,30 +54,39 @@ void NameAspect(ImageView& view) {
   view.aspectY = static_cast<std::int16_t>(view.height);
 }
 
+// `view` in another layout, in `memory`.
+Status Unpack(std::uint32_t tag, std::vector<std::uint8_t>& memory, ImageView* view) {
+  XV_VID_PROPS vid{};
+  vid.fccColor = tag;
+  vid.nWidth = view->width;
+  vid.nHeight = view->height;
+  vid.nRowBytes = NaturalRowBytes(tag, vid.nWidth + 1);
+  memory.resize(static_cast<std::size_t>(PictureSpan(vid)));
+  const ImageView planes = MakeImageView(vid, memory.data());
+  const ImageView source = *view;
+  view->tag = tag;
+  view->data = planes.data;
+  view->step = planes.step;
+  view->chromaHeight = planes.chromaHeight;
+  return ConvertPixels(WholePairs(source), *view).Failed() ? Status(E_FAIL) : Status(S_OK);
+}
+
 // The rectangle that `crop` leaves, as a copy: for layouts that share no memory with a part of
 // themselves. v210, whose pixels come in groups, becomes UYVY.
 Status CopyCropped(FrameMemory& memory, std::vector<std::uint8_t>& unpacked,
                    const FrameContents& contents, const CropSides& crop, Ref<IXvFrame>* cropped) {
   const ImageView source = MakeImageView(contents.props.vid, contents.video);
-  PixelRect rect{crop.left & ~1, crop.top & ~1, (source.width - crop.right) & ~1,
-                 source.height - crop.bottom};
+  const PixelRect rect{crop.left, crop.top, source.width - crop.right, source.height - crop.bottom};
   if (crop.left < 0 || crop.top < 0 || crop.right < 0 || crop.bottom < 0 || rect.Width() < 1 ||
       rect.Height() < 1) {
     return E_INVALIDARG;
   }
-  XV_VID_PROPS vid = contents.props.vid;
-  const int sign = vid.nHeight < 0 ? -1 : 1;
+  XV_VID_PROPS vid = CutProps(contents.props.vid, crop);
   ImageView from = source;
   if (vid.fccColor == kFccV210) {
-    vid.fccColor = from.tag = kFccUYVY;
-    from.step[0] = NaturalRowBytes(kFccUYVY, from.width);
-    unpacked.resize(static_cast<std::size_t>(from.step[0] * from.height));
-    from.data[0] = unpacked.data();
-    if (ConvertPixels(WholePairs(source), from).Failed()) return E_FAIL;
+    vid.fccColor = kFccUYVY;
+    RETURN_IF_FAILED(Unpack(kFccUYVY, unpacked, &from));
   }
-  vid.eVideoFormat = eXvVF_Custom;
-  vid.nWidth = rect.Width();
-  vid.nHeight = sign * rect.Height();
   vid.nRowBytes = NaturalRowBytes(vid.fccColor, vid.nWidth);
   ImageView target;
   RETURN_IF_FAILED(MakeTarget(memory, contents, vid, cropped, &target));
@@ -85,11 +94,12 @@ Status CopyCropped(FrameMemory& memory, std::vector<std::uint8_t>& unpacked,
   return S_OK;
 }
 
-Status CropFrame(FrameMemory& memory, std::vector<std::uint8_t>& unpacked, const CropSides& crop,
+Status CropFrame(FrameMemory& memory, std::vector<std::uint8_t>& unpacked, const CropSides& given,
                  Ref<IXvFrame>* frame) {
   FrameContents contents;
   RETURN_IF_FAILED(ReadContents(frame->get(), &contents));
   const XV_VID_PROPS& vid = contents.props.vid;
+  const CropSides crop = WholeSamples(given, vid);
   Ref<IXvFrame> view;
   Status status = E_NOTIMPL;
   if (const Ref<IXvFrameExtras> extras = Query<IXvFrameExtras>(frame->get())) {
@@ -205,6 +215,14 @@ Status XvConverterRC2::RotateFrame(bool left, IXvFrame* frame, Ref<IXvFrame>* re
   const XV_VID_PROPS& source = contents.props.vid;
   XV_VID_PROPS vid = source;
   vid.eVideoFormat = eXvVF_Custom;
+  // Layouts that cannot be rotated go through one that can.
+  ImageView from = MakeImageView(source, contents.video);
+  vid.fccColor = vid.fccColor == kFccNV12   ? kFccI420
+                 : vid.fccColor == kFccV210 ? kFccUYVY
+                                            : vid.fccColor;
+  if (vid.fccColor != source.fccColor) {
+    RETURN_IF_FAILED(Unpack(vid.fccColor, unpacked_, &from));
+  }
   vid.nWidth = std::abs(source.nHeight);
   vid.nHeight = source.nHeight < 0 ? -source.nWidth : source.nWidth;
   std::swap(vid.nAspectX, vid.nAspectY);
@@ -212,7 +230,7 @@ Status XvConverterRC2::RotateFrame(bool left, IXvFrame* frame, Ref<IXvFrame>* re
   Ref<IXvFrame> rotated;
   ImageView target;
   RETURN_IF_FAILED(MakeTarget(rotated_, contents, vid, &rotated, &target));
-  RETURN_IF_FAILED(rotator_.Rotate(MakeImageView(source, contents.video), target, left));
+  RETURN_IF_FAILED(rotator_.Rotate(from, target, left));
   *result = std::move(rotated);
   return S_OK;
 }

@@ -11,6 +11,7 @@
 #include "base/ref_count.h"
 #include "base/text.h"
 #include "media/pixel_layout.h"
+#include "picture/crop.h"
 #include "xvwriter/nodes.h"
 
 namespace xv {
@@ -299,9 +300,8 @@ HRESULT HostFrame::CropView(std::int32_t left, std::int32_t top, std::int32_t wi
     desc.cbSize = sizeof(desc);
     desc.time = time_;
     desc.props = props_;
-    desc.props.vid.eVideoFormat = eXvVF_Custom;
-    desc.props.vid.nWidth = width;
-    desc.props.vid.nHeight = vid.nHeight < 0 ? -height : height;
+    desc.props.vid =
+        CutProps(vid, {left, top, vid.nWidth - width - left, std::abs(vid.nHeight) - height - top});
     if (vid.nRowBytes == 0) desc.props.vid.nRowBytes = NaturalRowBytes(vid.fccColor, vid.nWidth);
     XV_VID_PROPS parent = vid;
     parent.nRowBytes = desc.props.vid.nRowBytes;

@@ -102,18 +102,25 @@ int ChooseQuality(const VideoPreparation& preparation, const XV_VID_PROPS& sourc
   return ResolveScalingQuality(value, source, target, XvConverterRC2::kWholeFrame);
 }
 
-// "crop", "rotate" and "mirror": the frame's own, else the stream's. True when there is one.
-bool TakeEdits(const VideoPreparation& preparation, IUnknown* frame, CoXMLNode& props) {
-  const XMLNodePtr own = NodeOfFrame(frame);
+// What is done to a frame.
+struct Edits {
   bool any = false;
+  bool ownCrop = false;  // the frame's, which the stream's aspect knows nothing of
+};
+
+// "crop", "rotate" and "mirror": the frame's own, else the stream's.
+Edits TakeEdits(const VideoPreparation& preparation, IUnknown* frame, CoXMLNode& props) {
+  const XMLNodePtr own = NodeOfFrame(frame);
+  Edits edits;
   for (const std::string_view name : {kCrop.name, kRotate.name, kMirror.name}) {
     std::optional<std::string> value = own ? own->FindText(name) : std::nullopt;
     if (!value && preparation.streamNode) value = preparation.streamNode->FindText(name);
     if (!value || value->empty()) continue;
     static_cast<void>(props.SetText(name, *value));
-    any = true;
+    edits.any = true;
+    if (name == kCrop.name) edits.ownCrop = own && own->FindText(name);
   }
-  return any;
+  return edits;
 }
 
 // What the converter makes: the encoder's geometry in a layout that scales well. The layout of the
@@ -131,7 +138,7 @@ XV_VID_PROPS ConversionTarget(const VideoPreparation& preparation, const XV_VID_
   return target;
 }
 
-Status ConvertGeometry(VideoPreparation& preparation, const XMLNodePtr& props,
+Status ConvertGeometry(VideoPreparation& preparation, const XMLNodePtr& props, bool ownCrop,
                        WorkingFrame* working) {
   static_cast<void>(
       props->SetInteger(kScalingQuality.name, ChooseQuality(preparation, working->vid())));
@@ -141,7 +148,9 @@ Status ConvertGeometry(VideoPreparation& preparation, const XMLNodePtr& props,
     }
   }
   if (!preparation.geometry) preparation.geometry = MakeRef<XvConverterRC2>();
-  const XV_VID_PROPS target = ConversionTarget(preparation, working->vid());
+  XV_VID_PROPS target = ConversionTarget(preparation, working->vid());
+  const bool told = preparation.streamNode && preparation.streamNode->FindText("ar_type");
+  if (ownCrop && !told) target.eAspectFit = eXvAF_LetterBox;
   Ref<IXvFrame> converted;
   RETURN_IF_FAILED(preparation.geometry->Convert(working->frame.get(), nullptr, &target,
                                                  XvConverterRC2::kWholeFrame, &converted,
@@ -203,9 +212,10 @@ Status PreparePicture(VideoPreparation& preparation, IXfFrame* frame, AvPtr<AVFr
   if (read.Failed() || read.NothingDone()) return read;
   const bool hasTarget = VideoPropsValid(preparation.target, true);
   const XMLNodePtr props = CoXMLNode::Create("props");
-  const bool edits = TakeEdits(preparation, frame, *props);
-  const bool convert = edits || (hasTarget && GeometryDiffers(working.vid(), preparation.target));
-  if (convert) RETURN_IF_FAILED(ConvertGeometry(preparation, props, &working));
+  const Edits edits = TakeEdits(preparation, frame, *props);
+  const bool convert =
+      edits.any || (hasTarget && GeometryDiffers(working.vid(), preparation.target));
+  if (convert) RETURN_IF_FAILED(ConvertGeometry(preparation, props, edits.ownCrop, &working));
   RETURN_IF_FAILED(MakePicture(preparation, working, frame, out));
   if (!convert && hasTarget) (*out)->sample_aspect_ratio = SampleAspect(preparation.target);
   return S_OK;

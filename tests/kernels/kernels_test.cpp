@@ -152,6 +152,7 @@ Cases DeepCases() {
   Cases cases = {
       {"unpackV210", {V210}, {Groups}, [](const Run& r) { r.deep.unpackV210(r.s[0], r.t[0], r.w, r.stores); }},
       {"planesFromV210", {V210}, {Two, Groups, Groups}, [=](const Run& r) { r.deep.planesFromV210(r.s[0], words(r.t[0]), words(r.t[1]), words(r.t[2]), r.w); }},
+      {"v210FromPlanes", {Two, Pairs, Pairs}, {V210}, [=](const Run& r) { r.deep.v210FromPlanes(words(r.s[0]), words(r.s[1]), words(r.s[2]), r.t[0], r.w); }},
       {"packV210", {Groups}, {V210}, [](const Run& r) { r.deep.packV210[0](r.s[0], r.t[0], r.w, r.stores); }},
       {"packV210", {Groups}, {V210}, [](const Run& r) { r.deep.packV210[1](r.s[0], r.t[0], r.w, r.stores); }},
   };
