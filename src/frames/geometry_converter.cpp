@@ -20,6 +20,7 @@ struct XvConverterRC2::Pair {
   ImageView source;
   ImageView target;
   bool viewOffset;  // the source is one of two views in a buffer
+  bool centred;     // the scaler knows where a field lies
 };
 
 namespace {
@@ -253,7 +254,7 @@ Status XvConverterRC2::ConvertField(const Pair& pair, int field, bool bothFields
   if (single && ResolveScaleMode(source, target) == eXvAF_NoScale && quality < kOneToOneQuality) {
     quality += kOneToOneQuality;
   }
-  if (single && !bothFields && quality >= kOneToOneQuality) {
+  if (single && !bothFields && (pair.centred || quality >= kOneToOneQuality)) {
     ScaleTargets targets;
     targets.field[static_cast<std::size_t>(field)] = target;
     return scaler.ScaleFrame(source, targets, quality);
@@ -273,17 +274,18 @@ Status XvConverterRC2::ConvertFrame(IXvFrame* frame, const XV_VID_PROPS& given, 
   FrameContents contents;
   RETURN_IF_FAILED(ReadContents(frame, &contents));
   XV_VID_PROPS target = Completed(given);
-  const Siting siting = props == nullptr ? Siting::kClassic : props->Get(kScalingSiting);
+  const Siting siting = props == nullptr ? kScalingSiting.Default() : props->Get(kScalingSiting);
   for (FrameScaler& scaler : scalers_) scaler.SetSiting(siting);
 
   XV_VID_PROPS compared = contents.props.vid;
   compared.dblRate = target.dblRate;
   compared.fccColor = target.fccColor;
-  const int quality = ResolveScalingQuality(
-      props == nullptr ? kScalingQuality.Default() : props->Get(kScalingQuality), compared, target,
-      field);
+  const int quality =
+      ChooseScaling(props == nullptr ? std::string() : props->TextOf(kScalingQuality), siting,
+                    compared, target, field);
   Ref<IXvFrame> made;
-  Pair pair{MakeImageView(contents.props.vid, contents.video), {}, false};
+  Pair pair{
+      MakeImageView(contents.props.vid, contents.video), {}, false, siting == Siting::kCentred};
   target.nRowBytes = NaturalRowBytes(target.fccColor, target.nWidth);
   RETURN_IF_FAILED(MakeTarget(memory_, contents, target, &made, &pair.target));
   NameAspect(pair.source);
@@ -304,7 +306,8 @@ Status XvConverterRC2::ConvertFrame(IXvFrame* frame, const XV_VID_PROPS& given, 
     const bool apart = fields && quality < kOneToOneQuality && siting == Siting::kClassic;
     status = apart ? ScaleBothFields(pair, quality) : ConvertField(pair, field, false, quality);
     const int order = pair.target.Order();
-    if (status.Ok() && fields && order != pair.source.Order()) ShiftRow(pair.target, order > 0);
+    const bool moved = siting == Siting::kClassic && order != pair.source.Order();
+    if (status.Ok() && fields && moved) ShiftRow(pair.target, order > 0);
   }
   RETURN_IF_FAILED(status);
   *result = std::move(made);

@@ -24,7 +24,7 @@ constexpr double kAspectTolerance = 0.01;
 constexpr std::uint32_t kSmallestPicture = 4;  // bytes
 // High-definition DV has one fixed filter.
 constexpr int kHighDvLines = 626;
-constexpr int kHighDvQuality = 2;
+constexpr const char* kHighDvQuality = "2";
 
 // Preparation of all encoders of the process is serialised by this one lock.
 std::recursive_mutex& PreparationLock() {
@@ -86,20 +86,21 @@ bool GeometryDiffers(const XV_VID_PROPS& source, const XV_VID_PROPS& target) {
   return aspectsDiffer && fits;
 }
 
-int ChooseQuality(const VideoPreparation& preparation, const XV_VID_PROPS& source) {
-  const XV_VID_PROPS& target = preparation.target;
-  const auto textOf = [](const XMLNodePtr& node) {
-    return node ? node->TextOf(kScalingQuality) : std::string();
-  };
-  const bool session = !textOf(preparation.sessionNode).empty();
-  if (!session && textOf(preparation.streamNode) == "auto" &&
-      preparation.codec.codecId == AV_CODEC_ID_DVVIDEO &&
-      std::abs(target.nHeight) >= kHighDvLines) {
-    return kHighDvQuality;
+// What the nodes say of a key, the session's first.
+std::string SaidOf(const VideoPreparation& preparation, const AttributeRow& key) {
+  for (const XMLNodePtr& node : {preparation.sessionNode, preparation.streamNode}) {
+    const auto text = node ? node->FindText(key.name) : std::nullopt;
+    if (text && !text->empty()) return *text;
   }
-  const XMLNodePtr& node = session ? preparation.sessionNode : preparation.streamNode;
-  const int value = node ? node->Get(kScalingQuality) : kScalingQuality.Default();
-  return ResolveScalingQuality(value, source, target, XvConverterRC2::kWholeFrame);
+  return {};
+}
+
+// "scaling_quality" for the converter.
+std::string ChooseQuality(const VideoPreparation& preparation) {
+  const std::string text = SaidOf(preparation, kScalingQuality);
+  const bool highDv = preparation.codec.codecId == AV_CODEC_ID_DVVIDEO &&
+                      std::abs(preparation.target.nHeight) >= kHighDvLines;
+  return text == "auto" && highDv ? kHighDvQuality : text;
 }
 
 // What is done to a frame.
@@ -140,13 +141,9 @@ XV_VID_PROPS ConversionTarget(const VideoPreparation& preparation, const XV_VID_
 
 Status ConvertGeometry(VideoPreparation& preparation, const XMLNodePtr& props, bool ownCrop,
                        WorkingFrame* working) {
-  static_cast<void>(
-      props->SetInteger(kScalingQuality.name, ChooseQuality(preparation, working->vid())));
-  for (const XMLNodePtr& node : {preparation.streamNode, preparation.sessionNode}) {
-    if (node && node->Has(kScalingSiting)) {
-      props->SetTextIfAbsent(kScalingSiting.name, node->TextOf(kScalingSiting));
-    }
-  }
+  static_cast<void>(props->SetText(kScalingQuality.name, ChooseQuality(preparation)));
+  const std::string siting = SaidOf(preparation, kScalingSiting);
+  if (!siting.empty()) static_cast<void>(props->SetText(kScalingSiting.name, siting));
   if (!preparation.geometry) preparation.geometry = MakeRef<XvConverterRC2>();
   XV_VID_PROPS target = ConversionTarget(preparation, working->vid());
   const bool told = preparation.streamNode && preparation.streamNode->FindText("ar_type");

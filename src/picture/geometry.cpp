@@ -7,6 +7,7 @@
 #include "media/pixel_layout.h"
 #include "media/video_format.h"
 #include "picture/background_fill.h"
+#include "picture/rounding.h"
 
 namespace xv {
 namespace {
@@ -32,11 +33,11 @@ void FitAspect(const ImageView& source, const ImageView& target, bool letterBox,
   const double r = letterBox ? g / f : f / g;
   PixelRect& rect = letterBox ? plan.target : plan.source;
   if (r < 1) {
-    const int left = EvenUp(static_cast<int>(std::lround(rect.Width() * (1 - r) / 2)));
+    const int left = EvenUp(RoundHalfAway(rect.Width() * (1 - r) / 2));
     rect.left += left;
     rect.right -= left;
   } else {
-    const int top = EvenUp(static_cast<int>(std::lround(rect.Height() * (1 - 1 / r) / 2)));
+    const int top = EvenUp(RoundHalfAway(rect.Height() * (1 - 1 / r) / 2));
     rect.top += top;
     rect.bottom -= top;
   }

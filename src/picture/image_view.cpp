@@ -104,6 +104,11 @@ ImageView RegionView(const ImageView& view, int left, int top, int width, int he
   ImageView region = view;
   region.width = width;
   region.height = height;
+  if (view.tag == kFccV210) {
+    region.inner = view.inner || left > 0 || width < view.width;
+    left += view.skip;
+    region.skip = left % 6;
+  }
   const int leftBytes = view.tag == kFccV210        ? left / 6 * 16
                         : FindPackedOrder(view.tag) ? left / 2 * 4
                                                     : PixelRowBytes(view.tag, left);

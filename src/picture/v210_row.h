@@ -11,11 +11,14 @@ namespace xv {
 // One row of v210 as words of 10 bits, kept from row to row.
 class V210Row {
  public:
-  void Unpack(const std::uint8_t* row, int width) {
+  void Shape(int width) {
     width_ = width;
-    y_.resize(static_cast<std::size_t>(width) + kSlack);
-    u_.resize(y_.size());
-    v_.resize(y_.size());
+    const auto samples = static_cast<std::size_t>(width) + kSlack;
+    if (y_.size() >= samples) return;
+    for (std::vector<std::uint16_t>* plane : {&y_, &u_, &v_}) plane->resize(samples);
+  }
+  void Unpack(const std::uint8_t* row, int width) {
+    Shape(width);
     Deep().planesFromV210(row, y_.data(), u_.data(), v_.data(), width);
   }
   void Pack(std::uint8_t* row) const {

@@ -1,0 +1,200 @@
+#include "picture/wide_picture.h"
+
+#include <algorithm>
+
+#include "kernels/channel_kernels.h"
+#include "kernels/packed_kernels.h"
+#include "kernels/wide_rows.h"
+#include "media/pixel_layout.h"
+
+namespace xv {
+namespace {
+
+// Samples of chroma that stand on the first of `1 << shift` luma samples.
+SampleGrid CositedGrid(int shift) { return {static_cast<double>(1 << shift), 0}; }
+// Those that stand in the middle of them. The lines of interlaced 4:2:0 do so too: those of a field
+// lie a quarter of its lines off, and together they are evenly spaced.
+SampleGrid MiddleGrid(int shift) {
+  return {static_cast<double>(1 << shift), ((1 << shift) - 1) / 2.0};
+}
+
+int Shifted(int size, int shift) { return (size + (1 << shift) - 1) >> shift; }
+
+std::uint8_t* Room(std::vector<std::uint8_t>& bytes, int count) {
+  if (bytes.size() < static_cast<std::size_t>(count)) bytes.resize(static_cast<std::size_t>(count));
+  return bytes.data();
+}
+
+bool IsRgb8(std::uint32_t tag) { return IsRgb32(tag) || tag == kFccRGB24; }
+
+}  // namespace
+
+bool WidePicture::Knows(std::uint32_t tag) {
+  return FindPackedOrder(tag) || IsPlanar420(tag) || tag == kFccNV12 || tag == kFccV210 ||
+         IsRgb8(tag) || tag == kFccRGB8;
+}
+
+bool WidePicture::Related(std::uint32_t a, std::uint32_t b) {
+  if (!Knows(a) || !Knows(b)) return false;
+  if (IsRgb8(a) || IsRgb8(b)) return a == b;
+  return (a == kFccRGB8) == (b == kFccRGB8);
+}
+
+WidePicture::WidePicture(const ImageView& view) : view_(view) {
+  groups_[0] = {1, 1, view.width, view.height, {}, {}};
+  if (IsRgb8(view.tag)) {
+    form_ = view.tag == kFccRGB24 ? Form::kRgb24 : Form::kRgb32;
+    groups_[0].channels = 4;
+    return;
+  }
+  if (view.tag == kFccRGB8) return;
+  const bool halved = IsPlanar420(view.tag) || view.tag == kFccNV12;
+  const int rows = halved ? view.chromaHeight : view.height;
+  groups_[1] = {2, 1, Shifted(view.width, 1), rows, CositedGrid(1), MiddleGrid(halved ? 1 : 0)};
+  form_ = view.tag == kFccNV12   ? Form::kSemiPlanar
+          : view.tag == kFccV210 ? Form::kV210
+          : halved               ? Form::kPlanes
+                                 : Form::kPacked;
+  if (view.tag == kFccV210) bits_ = 10;
+}
+
+WidePicture WidePicture::OfPlanes(const ImageView& planes, int bits, int shiftX, int shiftY) {
+  WidePicture picture;
+  picture.view_ = planes;
+  picture.bits_ = bits;
+  picture.groups_[0] = {1, 1, planes.width, planes.height, {}, {}};
+  picture.groups_[1] = {2,
+                        1,
+                        Shifted(planes.width, shiftX),
+                        planes.chromaHeight,
+                        CositedGrid(shiftX),
+                        MiddleGrid(shiftY)};
+  if (planes.data[2] == nullptr) picture.form_ = Form::kSemiPlanar;
+  return picture;
+}
+
+void WidePicture::ReadPlane(std::size_t plane, int row, std::int16_t* out) const {
+  const int width = At(plane == 0 ? 0 : 1).width;
+  const std::uint8_t* from = Place(plane, row);
+  if (bits_ == 10) {
+    Wide().widen10(reinterpret_cast<const std::uint16_t*>(from), out, width);
+  } else {
+    Wide().widen8(from, out, width);
+  }
+}
+
+void WidePicture::WritePlane(std::size_t plane, int row, const std::int16_t* in) const {
+  const int width = At(plane == 0 ? 0 : 1).width;
+  std::uint8_t* to = Place(plane, row);
+  if (bits_ == 10) {
+    Wide().narrow10(in, reinterpret_cast<std::uint16_t*>(to), width);
+  } else {
+    Wide().narrow8(in, to, width);
+  }
+}
+
+V210Row& WidePicture::DeepRow(int row, WideScratch& scratch) const {
+  if (scratch.deepRow != row) scratch.deep.Unpack(Place(0, row), view_.skip + view_.width);
+  scratch.deepRow = row;
+  return scratch.deep;
+}
+
+void WidePicture::Read(int group, int row, std::int16_t* out, std::size_t stride,
+                       WideScratch& scratch) const {
+  const int width = At(group).width;
+  switch (form_) {
+    case Form::kPlanes:
+      ReadPlane(group == 0 ? 0 : 1, row, out);
+      if (group == 1) ReadPlane(2, row, out + stride);
+      return;
+    case Form::kRgb24: {
+      std::uint8_t* pixels = Room(scratch.bytes[0], 4 * width);
+      Channels().addAlpha(Place(0, row), pixels, width, 255);
+      Wide().widen8(pixels, out, 4 * width);
+      return;
+    }
+    case Form::kRgb32:
+      Wide().widen8(Place(0, row), out, 4 * width);
+      return;
+    case Form::kV210: {
+      V210Row& deep = DeepRow(row, scratch);
+      if (group == 0) return Wide().widen10(deep.Plane(0) + view_.skip, out, width);
+      Wide().widen10(deep.Plane(1) + view_.skip / 2, out, width);
+      Wide().widen10(deep.Plane(2) + view_.skip / 2, out + stride, width);
+      return;
+    }
+    default:
+      break;
+  }
+  if (form_ == Form::kSemiPlanar && group == 0) return ReadPlane(0, row, out);
+  std::uint8_t* first = Room(scratch.bytes[0], width);
+  std::uint8_t* second = Room(scratch.bytes[1], width);
+  if (form_ == Form::kSemiPlanar) {
+    Packed().deinterleave(Place(1, row), first, second, width);
+  } else {
+    const PackedOrder order = FindPackedOrder(view_.tag).value();
+    const std::uint8_t* from = Place(0, row);
+    const std::size_t kernel = order.lumaFirst ? 1 : 0;
+    if (group == 0) {
+      Packed().luma[kernel](from, first, width);
+      return Wide().widen8(first, out, width);
+    }
+    Packed().chroma[kernel](from, from, first, second, width);
+    if (order.vFirst) std::swap(first, second);
+  }
+  Wide().widen8(first, out, width);
+  Wide().widen8(second, out + stride, width);
+}
+
+void WidePicture::WriteDeep(int row, WideScratch& scratch) const {
+  // A part of a row shares its outer groups with its neighbours.
+  const int width = view_.width;
+  V210Row& made = scratch.made;
+  if (!view_.inner) {
+    made.Pack(Place(0, row));
+    return;
+  }
+  V210Row& whole = scratch.deep;
+  whole.Unpack(Place(0, row), (view_.skip + width + 5) / 6 * 6);
+  std::copy_n(made.Plane(0), width, whole.Plane(0) + view_.skip);
+  for (const int plane : {1, 2}) {
+    std::copy_n(made.Plane(plane), (width + 1) / 2, whole.Plane(plane) + view_.skip / 2);
+  }
+  whole.Pack(Place(0, row));
+}
+
+void WidePicture::Write(int group, int row, const std::int16_t* in, std::size_t stride,
+                        WideScratch& scratch) const {
+  const int width = At(group).width;
+  if (form_ == Form::kPlanes || (form_ == Form::kSemiPlanar && group == 0)) {
+    WritePlane(group == 0 ? 0 : 1, row, in);
+    if (group == 1) WritePlane(2, row, in + stride);
+    return;
+  }
+  if (form_ == Form::kRgb32) return Wide().narrow8(in, Place(0, row), 4 * width);
+  if (form_ == Form::kRgb24) {
+    std::uint8_t* pixels = Room(scratch.bytes[0], 4 * width);
+    Wide().narrow8(in, pixels, 4 * width);
+    return Channels().dropAlpha(pixels, Place(0, row), width);
+  }
+  if (form_ == Form::kV210) {
+    V210Row& made = scratch.made;
+    if (group == 0) made.Shape(width);
+    Wide().narrow10(in, made.Plane(group == 0 ? 0 : 1), width);
+    if (group == 0) return;
+    Wide().narrow10(in + stride, made.Plane(2), width);
+    return WriteDeep(row, scratch);
+  }
+  std::uint8_t* luma = Room(scratch.bytes[2], group == 0 ? width : 2 * width);
+  if (group == 0) return Wide().narrow8(in, luma, width);
+  std::uint8_t* u = Room(scratch.bytes[0], width);
+  std::uint8_t* v = Room(scratch.bytes[1], width);
+  Wide().narrow8(in, u, width);
+  Wide().narrow8(in + stride, v, width);
+  if (form_ == Form::kSemiPlanar) return Packed().interleave(u, v, Place(1, row), width);
+  const PackedOrder order = FindPackedOrder(view_.tag).value();
+  if (order.vFirst) std::swap(u, v);
+  Packed().join[order.lumaFirst ? 1 : 0](luma, u, v, Place(0, row), view_.width, Stores::kCached);
+}
+
+}  // namespace xv
