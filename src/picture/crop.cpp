@@ -18,16 +18,11 @@ constexpr int Below(int value, int unit) {
   return std::clamp(value, -kMostPixels, kMostPixels) & -unit;
 }
 
-int LineUnit(const XV_VID_PROPS& vid) {
-  const bool halved = vid.fccColor == kFccNV12 || IsPlanar420(vid.fccColor);
-  return (halved ? 2 : 1) * (InterlaceOrder(vid) != 0 ? 2 : 1);
-}
-
 }  // namespace
 
 CropSides WholeSamples(const CropSides& sides, const XV_VID_PROPS& vid) {
   const int across = IsRgb(vid.fccColor) ? 1 : 2;
-  const int down = LineUnit(vid);
+  const int down = LineUnit(vid.fccColor, InterlaceOrder(vid) != 0);
   return {Below(sides.left, across), Below(sides.top, down),
           Below(sides.right, across) + vid.nWidth % across, Below(sides.bottom, down)};
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <utility>
 
 #include "media/pixel_layout.h"
 #include "media/video_format.h"
@@ -21,6 +22,12 @@ PixelRect Whole(const ImageView& view) { return {0, 0, view.width, view.height};
 
 int EvenUp(int value) { return (value + 1) & ~1; }
 
+// Margins are even, and whole chroma lines of both fields.
+int LinesUp(int value, const ImageView& view) {
+  const int unit = std::max(2, LineUnit(view.tag, view.Interlaced()));
+  return (value + unit - 1) / unit * unit;
+}
+
 bool OneToOneByDefault(const ImageView& source, const ImageView& target) {
   return source.width >= kLargeSourceWidth && target.width >= kLargeTargetWidth &&
          std::abs(source.width - target.width) * 10 <= target.width &&
@@ -37,7 +44,8 @@ void FitAspect(const ImageView& source, const ImageView& target, bool letterBox,
     rect.left += left;
     rect.right -= left;
   } else {
-    const int top = EvenUp(RoundHalfAway(rect.Height() * (1 - 1 / r) / 2));
+    const int top =
+        LinesUp(RoundHalfAway(rect.Height() * (1 - 1 / r) / 2), letterBox ? target : source);
     rect.top += top;
     rect.bottom -= top;
   }
@@ -72,8 +80,15 @@ int EffectiveHeight(const ImageView& view) {
 void SkipRows(ImageView& view, int height, bool fill) {
   const int surplus = view.height - height;
   if (surplus <= 0) return;
-  if (fill) FillBackground(RegionView(view, 0, 0, view.width, surplus), kBlack, 1.0).code();
-  view = RegionView(view, 0, surplus, view.width, height);
+  const int unit = LineUnit(view.tag, view.Interlaced());
+  const int top = surplus / unit * unit;
+  if (fill) {
+    for (const auto& [first, lines] : {std::pair{0, top}, {top + height, surplus - top}}) {
+      if (lines < 1) continue;
+      FillBackground(RegionView(view, 0, first, view.width, lines), kBlack, 1.0).code();
+    }
+  }
+  view = RegionView(view, 0, top, view.width, height);
 }
 
 }  // namespace

@@ -37,6 +37,10 @@ void LayPlanes(ImageView& view) {
 bool IsPlanar420(std::uint32_t tag) { return tag == kFccI420 || tag == kFccYV12; }
 bool IsRgb32(std::uint32_t tag) { return tag == kFccRGB32 || tag == kFccARGB32; }
 
+int LineUnit(std::uint32_t tag, bool interlaced) {
+  return (IsPlanar420(tag) || tag == kFccNV12 ? 2 : 1) * (interlaced ? 2 : 1);
+}
+
 std::optional<PackedOrder> FindPackedOrder(std::uint32_t tag) {
   switch (tag) {
     case kFccUYVY:

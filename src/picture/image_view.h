@@ -68,6 +68,8 @@ struct PackedOrder {
 std::optional<PackedOrder> FindPackedOrder(std::uint32_t tag);
 bool IsPlanar420(std::uint32_t tag);  // I420, YV12
 bool IsRgb32(std::uint32_t tag);      // RGB32, ARGB32
+// Lines from one place where a picture can be cut to the next: whole chroma lines of both fields.
+int LineUnit(std::uint32_t tag, bool interlaced);
 
 // Bytes of `width` pixels of the first plane, without padding; v210 counts whole groups of 6.
 int PixelRowBytes(std::uint32_t tag, int width);

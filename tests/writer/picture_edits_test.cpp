@@ -90,5 +90,59 @@ TEST(Edits, ACutKeepsTheShapeOfThings) {
   }
 }
 
+constexpr int kFieldColours[2][4] = {{100, 60, 180, 255}, {160, 200, 90, 255}};
+
+// A picture whose fields have a colour each.
+ProbedStream Fields(Feed feed, int top, int bottom, const char* file,
+                    const std::string& attributes) {
+  feed.interlace = top == bottom ? eXvI_Progressive : eXvI_TopFirst;
+  const int scale = feed.layout == kFccV210 ? 4 : 1;
+  const auto picture = DrawPicture(
+      feed, [&](int c, int, int y) { return scale * kFieldColours[y % 2 == 0 ? top : bottom][c]; });
+  return RecordPicture(file, "video::codec=" + attributes, feed, picture);
+}
+
+// Each field comes out as a picture that has no other.
+void ExpectFieldsApart(const Feed& feed, const char* file, const std::string& attributes) {
+  const ProbedStream both = Fields(feed, 0, 1, file, attributes);
+  const ProbedStream alone[2] = {Fields(feed, 0, 0, file, attributes),
+                                 Fields(feed, 1, 1, file, attributes)};
+  for (std::size_t c = 0; c < 3; ++c) {
+    const ProbedPlane& plane = both.first.at(c);
+    int wrong = 0;
+    for (int y = 0; y < plane.height; ++y) {
+      const ProbedPlane& wanted = alone[y % 2].first.at(c);
+      // What lies in margins is black in all of them.
+      wrong += std::abs(plane.At(3, y) - wanted.At(3, y)) > 1 ? 1 : 0;
+    }
+    EXPECT_EQ(wrong, 0) << attributes << ' ' << std::hex << feed.layout << " component " << c;
+  }
+}
+
+TEST(Fields, KeepTheirColourInEverySampling) {
+  for (const auto& [file, codec] : {std::pair{"a.avi", "libx264 video::qp=0"},
+                                    {"a.avi", "huffyuv"},
+                                    {"a.mov", "v210"},
+                                    {"a.mov", "qtrle"},
+                                    {"a.avi", "ffv1"},
+                                    {"a.avi", "rawvideo"}}) {
+    for (const std::uint32_t layout : {kFccI420, kFccYV12, kFccNV12, kFccUYVY, kFccYUY2, kFccYVYU,
+                                       kFccV210, kFccRGB24, kFccRGB32}) {
+      ExpectFieldsApart({.layout = layout, .width = 64, .height = 48}, file, codec);
+    }
+  }
+}
+
+TEST(Fields, StayWhereTheyAreWhenCut) {
+  for (const std::uint32_t layout : {kFccI420, kFccNV12, kFccUYVY}) {
+    for (const char* cut : {"libx264 video::qp=0 video::crop='0,6'",
+                            "libx264 video::qp=0 video::ar=2:3 video::ar_type=letter-box"}) {
+      ExpectFieldsApart({.layout = layout, .width = 64, .height = 108}, "a.avi", cut);
+    }
+    ExpectFieldsApart({.layout = layout, .width = 720, .height = 486}, "a.avi",
+                      "libx264 video::qp=0 video::size=720x480T");
+  }
+}
+
 }  // namespace
 }  // namespace xv::test

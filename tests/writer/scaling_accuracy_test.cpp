@@ -81,7 +81,10 @@ TEST(Scaling, EveryLineStandsWhereItBelongs) {
                 "video::size=96x288T video::ar=1:4 video::ar_type=letter-box", 0, 0, 36}}) {
     for (const std::uint32_t layout : {kFccI420, kFccNV12, kFccUYVY}) {
       Feed feed{.layout = layout, .width = 128, .height = s.fromLines, .interlace = s.order};
-      if (s.above > 0) feed.aspectX = 1, feed.aspectY = 3;
+      if (s.above > 0) {
+        feed.aspectX = 1;
+        feed.aspectY = 3;
+      }
       const bool halved = Halved(layout);
       const bool interlaced = s.order != still;
       const auto picture = DrawPicture(feed, [&](int c, int, int y) {
