@@ -35,6 +35,15 @@ XV_VID_PROPS Completed(const XV_VID_PROPS& given) {
   return vid;
 }
 
+// What v210 rows have behind their last group is 0.
+void ClearTails(const ImageView& view) {
+  const int bytes = PixelRowBytes(view.tag, view.width);
+  for (int y = 0; y < view.height; ++y) {
+    std::memset(view.data[0] + y * view.step[0] + bytes, 0,
+                static_cast<std::size_t>(view.step[0] - bytes));
+  }
+}
+
 Status MakeTarget(FrameMemory& memory, const FrameContents& source, const XV_VID_PROPS& vid,
                   Ref<IXvFrame>* frame, ImageView* view) {
   XV_AV_PROPS props = source.props;
@@ -45,6 +54,7 @@ Status MakeTarget(FrameMemory& memory, const FrameContents& source, const XV_VID
   RETURN_IF_FAILED(
       memory.MakeFrame(source.time, props, static_cast<std::size_t>(bytes), frame, &data));
   *view = MakeImageView(vid, data);
+  if (vid.fccColor == kFccV210) ClearTails(*view);
   return S_OK;
 }
 
@@ -73,9 +83,9 @@ Status Unpack(std::uint32_t tag, std::vector<std::uint8_t>& memory, ImageView* v
 }
 
 // The rectangle that `crop` leaves, as a copy: for layouts that share no memory with a part of
-// themselves. v210, whose pixels come in groups, becomes UYVY.
-Status CopyCropped(FrameMemory& memory, std::vector<std::uint8_t>& unpacked,
-                   const FrameContents& contents, const CropSides& crop, Ref<IXvFrame>* cropped) {
+// themselves. The pixels of v210, which come in groups, move among these.
+Status CopyCropped(FrameMemory& memory, WideScaler& scaler, const FrameContents& contents,
+                   const CropSides& crop, Ref<IXvFrame>* cropped) {
   const ImageView source = MakeImageView(contents.props.vid, contents.video);
   const PixelRect rect{crop.left, crop.top, source.width - crop.right, source.height - crop.bottom};
   if (crop.left < 0 || crop.top < 0 || crop.right < 0 || crop.bottom < 0 || rect.Width() < 1 ||
@@ -83,19 +93,18 @@ Status CopyCropped(FrameMemory& memory, std::vector<std::uint8_t>& unpacked,
     return E_INVALIDARG;
   }
   XV_VID_PROPS vid = CutProps(contents.props.vid, crop);
-  ImageView from = source;
-  if (vid.fccColor == kFccV210) {
-    vid.fccColor = kFccUYVY;
-    RETURN_IF_FAILED(Unpack(kFccUYVY, unpacked, &from));
-  }
   vid.nRowBytes = NaturalRowBytes(vid.fccColor, vid.nWidth);
   ImageView target;
   RETURN_IF_FAILED(MakeTarget(memory, contents, vid, cropped, &target));
-  CopyPicture(RegionView(from, rect), target);
+  if (vid.fccColor == kFccV210) {
+    scaler.Scale(WidePicture(RegionView(source, rect)), WidePicture(target), {});
+  } else {
+    CopyPicture(RegionView(source, rect), target);
+  }
   return S_OK;
 }
 
-Status CropFrame(FrameMemory& memory, std::vector<std::uint8_t>& unpacked, const CropSides& given,
+Status CropFrame(FrameMemory& memory, WideScaler& scaler, const CropSides& given,
                  Ref<IXvFrame>* frame) {
   FrameContents contents;
   RETURN_IF_FAILED(ReadContents(frame->get(), &contents));
@@ -107,7 +116,7 @@ Status CropFrame(FrameMemory& memory, std::vector<std::uint8_t>& unpacked, const
     status = extras->CropView(crop.left, crop.top, vid.nWidth - crop.right - crop.left,
                               std::abs(vid.nHeight) - crop.bottom - crop.top, view.Receive());
   }
-  if (status == Status(E_NOTIMPL)) status = CopyCropped(memory, unpacked, contents, crop, &view);
+  if (status == Status(E_NOTIMPL)) status = CopyCropped(memory, scaler, contents, crop, &view);
   RETURN_IF_FAILED(status);
   if (view) *frame = std::move(view);
   return S_OK;
@@ -176,7 +185,7 @@ Status XvConverterRC2::ApplyCropAndRotate(Ref<IXvFrame>* frame, Ref<IXvFrame>* s
     CropSides crop;
     RETURN_IF_FAILED(ReadCrop(*props, &crop));
     for (Ref<IXvFrame>* each : {frame, second}) {
-      if (*each && crop.Any()) RETURN_IF_FAILED(CropFrame(cropped_, unpacked_, crop, each));
+      if (*each && crop.Any()) RETURN_IF_FAILED(CropFrame(cropped_, wide_, crop, each));
     }
     if (const auto rotate = props->Find(kRotate)) {
       for (Ref<IXvFrame>* each : {frame, second}) {

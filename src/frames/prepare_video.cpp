@@ -128,9 +128,7 @@ Edits TakeEdits(const VideoPreparation& preparation, IUnknown* frame, CoXMLNode&
 // encoder comes later, where fields are known.
 XV_VID_PROPS ConversionTarget(const VideoPreparation& preparation, const XV_VID_PROPS& source) {
   XV_VID_PROPS target = VideoPropsValid(preparation.target, true) ? preparation.target : source;
-  target.fccColor = source.fccColor == kFccV210   ? kFccUYVY
-                    : source.fccColor == kFccR210 ? kFccRGB32
-                                                  : source.fccColor;
+  target.fccColor = source.fccColor == kFccR210 ? kFccRGB32 : source.fccColor;
   if (preparation.codec.width > 0) target.nWidth = preparation.codec.width;
   const int lines =
       preparation.codec.height > 0 ? preparation.codec.height : std::abs(target.nHeight);

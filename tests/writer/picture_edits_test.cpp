@@ -66,9 +66,10 @@ TEST(Edits, EveryLayoutTakesEveryEdit) {
 // Bright columns and rows as a viewer sees them, in units of the display.
 void ExpectRound(const ProbedStream& video, int columns, int rows) {
   const ProbedPlane& luma = video.first.at(0);
+  const int bright = video.pixelFormat == "yuv422p10le" ? 480 : 120;
   int wide = 0, high = 0;
-  for (int x = 0; x < luma.width; ++x) wide += luma.At(x, luma.height / 2) > 120 ? 1 : 0;
-  for (int y = 0; y < luma.height; ++y) high += luma.At(luma.width / 2, y) > 120 ? 1 : 0;
+  for (int x = 0; x < luma.width; ++x) wide += luma.At(x, luma.height / 2) > bright ? 1 : 0;
+  for (int y = 0; y < luma.height; ++y) high += luma.At(luma.width / 2, y) > bright ? 1 : 0;
   const AVRational sample = video.sampleAspect.num > 0 ? video.sampleAspect : AVRational{1, 1};
   EXPECT_NEAR(av_q2d(sample) * wide / high, static_cast<double>(columns) / rows, 0.03)
       << wide << 'x' << high;
@@ -141,6 +142,64 @@ TEST(Fields, StayWhereTheyAreWhenCut) {
     }
     ExpectFieldsApart({.layout = layout, .width = 720, .height = 486}, "a.avi",
                       "libx264 video::qp=0 video::size=720x480T");
+  }
+}
+
+// Codes of ten bits from edge to edge of the range, other ones in each line.
+int TenBits(int component, int x, int y) { return 64 + (x * 37 + y * 101 + component * 300) % 877; }
+
+TEST(TenBits, StayTenThroughEveryEdit) {
+  struct Case {
+    const char* edit;
+    int width, height;                                         // of what comes out
+    std::pair<int, int> (*from)(int x, int y, int component);  // a sample's own place
+  };
+  static constexpr int kAcross = 100, kDown = 40;
+  for (const auto& [file, codec] :
+       {std::pair{"a.avi", "ffv1 video::V422=true"}, {"a.mov", "v210"}}) {
+    for (const Case& c :
+         {Case{"", kAcross, kDown,
+               [](int x, int y, int) {
+                 return std::pair{x, y};
+               }},
+          Case{" video::crop='4,3,10,5' video::size=86x32", 86, 32,
+               [](int x, int y, int c) {
+                 return std::pair{x + (c > 0 ? 2 : 4), y + 3};
+               }},
+          Case{" video::mirror=both", kAcross, kDown, [](int x, int y, int c) {
+                 return std::pair{(c > 0 ? kAcross / 2 : kAcross) - 1 - x, kDown - 1 - y};
+               }}}) {
+      const Feed feed{.layout = kFccV210, .width = kAcross, .height = kDown};
+      const ProbedStream video = RecordPicture(file, std::string("video::codec=") + codec + c.edit,
+                                               feed, DrawPicture(feed, TenBits));
+      ASSERT_EQ(video.pixelFormat, "yuv422p10le") << codec;
+      for (int component = 0; component < 3; ++component) {
+        const ProbedPlane& plane = video.first.at(static_cast<std::size_t>(component));
+        ASSERT_EQ(plane.height, c.height);
+        ASSERT_EQ(plane.width, component > 0 ? c.width / 2 : c.width);
+        for (int y = 0; y < plane.height; ++y) {
+          for (int x = 0; x < plane.width; ++x) {
+            const auto [atX, atY] = c.from(x, y, component);
+            ASSERT_EQ(plane.At(x, y), TenBits(component, atX, atY))
+                << codec << c.edit << " component " << component << " at " << x << ',' << y;
+          }
+        }
+      }
+    }
+  }
+}
+
+// Slopes of less than a code of 8 bits to a line, scaled: within a code of 10 bits of the slope.
+TEST(TenBits, StayTenWhenScaled) {
+  const Feed feed{.layout = kFccV210, .width = 120, .height = 200};
+  const auto slope = [](double line) { return 200 + 0.7 * line; };
+  const auto picture =
+      DrawPicture(feed, [&](int, int, int y) { return static_cast<int>(std::lround(slope(y))); });
+  const ProbedPlane luma =
+      RecordPicture("a.avi", "video::codec=ffv1 video::V422=true video::size=96x120", feed, picture)
+          .first.at(0);
+  for (int y = 10; y < 110; ++y) {
+    EXPECT_NEAR(luma.At(40, y), slope((y + 0.5) * 200 / 120 - 0.5), 0.85) << y;
   }
 }
 
