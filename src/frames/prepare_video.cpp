@@ -242,6 +242,10 @@ Status PrepareVideoFrame(VideoPreparation& preparation, const XV_TIME* timeOverr
     if (made.Failed() || made.NothingDone()) return made;
     picture->pts = pts;
   }
+  picture->colorspace = preparation.codec.matrix;
+  picture->color_primaries = preparation.codec.primaries;
+  picture->color_trc = preparation.codec.transfer;
+  picture->color_range = preparation.codec.range;
   *out = MakeRef<XvFrameFFM>(std::move(picture));
   return S_OK;
 }

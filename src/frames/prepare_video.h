@@ -22,6 +22,11 @@ struct CodecView {
   int pixelFormat = AV_PIX_FMT_NONE;  // or kPixFmtV210
   AVCodecID codecId = AV_CODEC_ID_NONE;
   bool fullRange = false;  // the encoder wants 0-255 YUV
+  // As the stream is tagged; some encoders write what a picture says.
+  AVColorSpace matrix = AVCOL_SPC_UNSPECIFIED;
+  AVColorPrimaries primaries = AVCOL_PRI_UNSPECIFIED;
+  AVColorTransferCharacteristic transfer = AVCOL_TRC_UNSPECIFIED;
+  AVColorRange range = AVCOL_RANGE_UNSPECIFIED;
 };
 
 // One video stream's path from host frames to encoder pictures, with what it keeps between frames.

@@ -57,10 +57,6 @@ void DescribePicture(const XV_VID_PROPS& vid, AVFrame* picture) {
   picture->top_field_first = order > 0;
   picture->sample_aspect_ratio = SampleAspect(vid);
   picture->pict_type = AV_PICTURE_TYPE_NONE;
-  if (vid.fccColor == kFccHDYC) {
-    picture->color_primaries = AVCOL_PRI_BT709;
-    picture->color_trc = AVCOL_TRC_BT709;
-  }
 }
 
 Status WrapPicture(const XV_VID_PROPS& given, const std::uint8_t* data, std::uint32_t size,

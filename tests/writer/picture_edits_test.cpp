@@ -203,5 +203,39 @@ TEST(TenBits, StayTenWhenScaled) {
   }
 }
 
+TEST(Tags, TellTheMatrixThatWasUsed) {
+  struct Case {
+    std::uint32_t layout;
+    const char* tags;
+  };
+  for (const Case& c :
+       {Case{kFccRGB32, "smpte170m/smpte170m/bt709/"},
+        Case{kFccRGB24, "smpte170m/smpte170m/bt709/"}, Case{kFccHDYC, "bt709/bt709/bt709/"}}) {
+    // QuickTime has no place for the range.
+    for (const auto& [file, codec, range] : {std::tuple{"a.mov", "mpeg4", "unknown"},
+                                             {"a.mov", "prores", "tv"},
+                                             {"a.mp4", "libx264", "tv"},
+                                             {"a.mkv", "mpeg2video", "tv"}}) {
+      const Feed feed{.layout = c.layout, .width = 96, .height = 64};
+      const auto picture = DrawPicture(feed, [](int, int, int) { return 120; });
+      EXPECT_EQ(RecordPicture(file, std::string("video::codec=") + codec, feed, picture).tags,
+                std::string(c.tags) + range)
+          << codec << ' ' << file << ' ' << std::hex << c.layout;
+    }
+  }
+}
+
+TEST(Tags, AspectIsTheDisplays) {
+  const Feed feed{.layout = kFccUYVY, .width = 320, .height = 240};
+  const auto picture = DrawPicture(feed, [](int, int, int) { return 120; });
+  for (const auto& [text, sample] :
+       {std::pair{"16:9", AVRational{4, 3}}, {"1.3333333", AVRational{1, 1}}}) {
+    const ProbedStream video = RecordPicture(
+        "a.mkv", std::string("video::codec=mpeg4 video::aspect=") + text, feed, picture);
+    EXPECT_EQ(av_cmp_q(video.sampleAspect, sample), 0)
+        << video.sampleAspect.num << ':' << video.sampleAspect.den;
+  }
+}
+
 }  // namespace
 }  // namespace xv::test
