@@ -274,7 +274,7 @@ ViewSpan SpanOfView(const XV_VID_PROPS& vid, std::int32_t left, std::int32_t top
   const std::int64_t pixelBytes = BitsPerPixel(vid.fccColor) / 8;
   // A bottom-up buffer starts with the last line.
   const std::int64_t lines = std::abs(vid.nHeight);
-  const bool bottomUp = IsRgb(vid.fccColor) && vid.nHeight > 0;
+  const bool bottomUp = IsBottomUp(vid.fccColor, vid.nHeight);
   const std::int64_t firstRow = bottomUp ? lines - top - height : top;
   return {firstRow * rowBytes + left * pixelBytes, (height - 1) * rowBytes + width * pixelBytes};
 }

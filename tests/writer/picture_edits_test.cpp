@@ -237,5 +237,101 @@ TEST(Tags, AspectIsTheDisplays) {
   }
 }
 
+// BT.601 of video range, in double precision.
+int RgbOf(int component, double y, double u, double v) {
+  const double luma = (y - 16) * 255 / 219, cb = (u - 128) * 255 / 224, cr = (v - 128) * 255 / 224;
+  const double colour = component == 0   ? luma + 1.402 * cr
+                        : component == 1 ? luma - 0.344136 * cb - 0.714136 * cr
+                                         : luma + 1.772 * cb;
+  return static_cast<int>(std::lround(std::clamp(colour, 0.0, 255.0)));
+}
+
+TEST(Rgb, PlanarPicturesAreExactAndAlphaIsOpaqueWithoutOne) {
+  const auto sample = [](int c, int x, int y) {
+    return c == 0 ? 30 + (x * 7 + y * 13) % 190 : 60 + (x * 11 + y * 17 + c * 29) % 140;
+  };
+  for (const std::uint32_t layout : {kFccI420, kFccYV12, kFccNV12}) {
+    const Feed feed{.layout = layout, .width = 64, .height = 48};
+    for (const auto& [file, codec] : {std::pair{"a.mov", "png"}, {"a.mov", "qtrle"}}) {
+      const ProbedStream video = RecordPicture(file, std::string("video::codec=") + codec, feed,
+                                               DrawPicture(feed, sample));
+      for (int i = 0; i < 64 * 48; ++i) {
+        const int x = i % 64, y = i / 64;
+        for (int c = 0; c < 3; ++c) {
+          ASSERT_NEAR(video.first.at(static_cast<std::size_t>(c)).At(x, y),
+                      RgbOf(c, sample(0, x, y), sample(1, x / 2, y / 2), sample(2, x / 2, y / 2)),
+                      1);
+        }
+        ASSERT_EQ(video.first.at(3).At(x, y), 255);
+      }
+    }
+  }
+  const Feed plain{.layout = kFccRGB32, .width = 32, .height = -16};
+  const auto noAlpha = DrawPicture(plain, [](int c, int x, int) { return c == 3 ? 0 : 3 * x; });
+  const ProbedStream video = RecordPicture("a.mov", "video::codec=png", plain, noAlpha);
+  EXPECT_EQ(video.first.at(3).At(5, 5), 255);
+  EXPECT_EQ(video.first.at(0).At(5, 5), 15);
+}
+
+// Red and the mask tell one and the same: it must come out so.
+TEST(Rgb, AMaskFollowsItsPicture) {
+  constexpr int kAcross = 64, kDown = 48;
+  for (const int height : {kDown, -kDown}) {
+    const Feed feed{.layout = kFccRGB32, .width = kAcross, .height = height};
+    const auto level = [](int x, int y) { return 2 * x + (y < 16 ? 100 : 0); };
+    const auto picture =
+        DrawPicture(feed, [&](int c, int x, int y) { return c == 0 ? level(x, y) : 9; });
+    std::vector<std::uint8_t> mask;
+    for (int row = 0; row < kDown; ++row) {
+      for (int x = 0; x < kAcross; ++x) {
+        mask.push_back(static_cast<std::uint8_t>(level(x, height > 0 ? kDown - 1 - row : row)));
+      }
+    }
+    for (const char* edit : {"", "mirror=both", "rotate=left", "crop='4,8,20,0'", "size=40x30"}) {
+      const TemporaryFolder folder;
+      host::Writer writer;
+      const std::string video = *edit == 0 ? "" : std::string(" video::") + edit;
+      ASSERT_EQ(writer.Start(folder / "a.mov", "video::codec=png" + video), S_OK);
+      const auto frame =
+          host::FrameBuilder()
+              .Video(feed.layout, kAcross, height, 25, picture.data(), picture.size())
+              .Time(host::Ticks(0), host::Ticks(400'000))
+              .Build();
+      const auto alpha = host::FrameBuilder()
+                             .Video(kFccRGB8, kAcross, kDown, 25, mask.data(), mask.size())
+                             .Build();
+      ASSERT_EQ(host::AddMask(frame, alpha), S_OK);
+      ASSERT_EQ(writer.Put(frame), S_OK);
+      ASSERT_EQ(writer.Stop(), S_OK);
+      const ProbedStream out = Probe(folder / "a.mov").Pictures();
+      int lit = 0;
+      for (std::size_t i = 0; i < out.first.at(0).samples.size(); ++i) {
+        const int red = out.first[0].samples[i];
+        ASSERT_NEAR(out.first.at(3).samples[i], red, 2) << height << ' ' << edit << ' ' << i;
+        lit += red > 100 ? 1 : 0;
+      }
+      EXPECT_GT(lit, 100) << edit;
+    }
+  }
+}
+
+// A part of a picture whose memory ends with its last pixel, without a copy and with one.
+TEST(Rgb, TheLastRowOfAPartNeedsNoPadding) {
+  constexpr int kRowBytes = 4 * 80;
+  std::vector<std::uint8_t> memory(kRowBytes * 47 + 4 * 64, 77);
+  for (const char* codec : {"rawvideo", "ffv1", "png"}) {
+    const TemporaryFolder folder;
+    host::Writer writer;
+    ASSERT_EQ(writer.Start(folder / "a.avi", std::string("video::codec=") + codec), S_OK);
+    host::FrameBuilder builder;
+    builder.Video(kFccRGB32, 64, -48, 25, memory.data(), memory.size(), nullptr, kRowBytes);
+    builder.Time(host::Ticks(0), host::Ticks(400'000));
+    ASSERT_EQ(writer.Put(std::move(builder).Build()), S_OK) << codec;
+    ASSERT_EQ(writer.Stop(), S_OK);
+    const ProbedStream out = Probe(folder / "a.avi").Pictures();
+    EXPECT_EQ(out.first.at(1).At(63, 47), 77) << codec;
+  }
+}
+
 }  // namespace
 }  // namespace xv::test
