@@ -65,23 +65,6 @@ void NameAspect(ImageView& view) {
   view.aspectY = static_cast<std::int16_t>(view.height);
 }
 
-// `view` in another layout, in `memory`.
-Status Unpack(std::uint32_t tag, std::vector<std::uint8_t>& memory, ImageView* view) {
-  XV_VID_PROPS vid{};
-  vid.fccColor = tag;
-  vid.nWidth = view->width;
-  vid.nHeight = view->height;
-  vid.nRowBytes = NaturalRowBytes(tag, vid.nWidth + 1);
-  memory.resize(static_cast<std::size_t>(PictureSpan(vid)));
-  const ImageView planes = MakeImageView(vid, memory.data());
-  const ImageView source = *view;
-  view->tag = tag;
-  view->data = planes.data;
-  view->step = planes.step;
-  view->chromaHeight = planes.chromaHeight;
-  return ConvertPixels(WholePairs(source), *view).Failed() ? Status(E_FAIL) : Status(S_OK);
-}
-
 // The rectangle that `crop` leaves, as a copy: for layouts that share no memory with a part of
 // themselves. The pixels of v210, which come in groups, move among these.
 Status CopyCropped(FrameMemory& memory, WideScaler& scaler, const FrameContents& contents,
@@ -225,14 +208,6 @@ Status XvConverterRC2::RotateFrame(bool left, IXvFrame* frame, Ref<IXvFrame>* re
   const XV_VID_PROPS& source = contents.props.vid;
   XV_VID_PROPS vid = source;
   vid.eVideoFormat = eXvVF_Custom;
-  // Layouts that cannot be rotated go through one that can.
-  ImageView from = MakeImageView(source, contents.video);
-  vid.fccColor = vid.fccColor == kFccNV12   ? kFccI420
-                 : vid.fccColor == kFccV210 ? kFccUYVY
-                                            : vid.fccColor;
-  if (vid.fccColor != source.fccColor) {
-    RETURN_IF_FAILED(Unpack(vid.fccColor, unpacked_, &from));
-  }
   vid.nWidth = std::abs(source.nHeight);
   vid.nHeight = source.nHeight < 0 ? -source.nWidth : source.nWidth;
   std::swap(vid.nAspectX, vid.nAspectY);
@@ -240,7 +215,7 @@ Status XvConverterRC2::RotateFrame(bool left, IXvFrame* frame, Ref<IXvFrame>* re
   Ref<IXvFrame> rotated;
   ImageView target;
   RETURN_IF_FAILED(MakeTarget(rotated_, contents, vid, &rotated, &target));
-  RETURN_IF_FAILED(rotator_.Rotate(from, target, left));
+  RETURN_IF_FAILED(rotator_.Rotate(MakeImageView(source, contents.video), target, left));
   *result = std::move(rotated);
   return S_OK;
 }

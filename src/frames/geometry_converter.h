@@ -58,8 +58,7 @@ class XvConverterRC2 final : public AutoObjBase<XvConverterRC2> {
   FrameMemory rotated_;
   FrameMemory mirrored_;
   PictureRotator rotator_;
-  WideScaler wide_;                     // v210 on its way to a crop
-  std::vector<std::uint8_t> unpacked_;  // what cannot be rotated as it is
+  WideScaler wide_;  // v210 on its way to a crop
 };
 
 // Geometry, layout and rate equal, whatever the row bytes (rates within 0.01).

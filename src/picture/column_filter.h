@@ -16,6 +16,10 @@ struct SampleGrid {
   bool operator==(const SampleGrid&) const = default;
   // The samples of one field, of two that take turns.
   SampleGrid Field(int parity) const { return {2 * step, origin + parity * step}; }
+  // `count` samples seen from the other end of `extent` luma samples.
+  SampleGrid Reversed(int count, int extent) const {
+    return {step, extent - 1 - origin - (count - 1) * step};
+  }
 };
 
 // One direction of a scaling.

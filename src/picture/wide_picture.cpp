@@ -42,6 +42,7 @@ bool WidePicture::Related(std::uint32_t a, std::uint32_t b) {
 
 WidePicture::WidePicture(const ImageView& view) : view_(view) {
   groups_[0] = {1, 1, view.width, view.height, {}, {}};
+  SetExtent(view.width, view.height);
   if (IsRgb8(view.tag)) {
     form_ = view.tag == kFccRGB24 ? Form::kRgb24 : Form::kRgb32;
     groups_[0].channels = 4;
@@ -62,6 +63,7 @@ WidePicture WidePicture::OfPlanes(const ImageView& planes, int bits, int shiftX,
   WidePicture picture;
   picture.view_ = planes;
   picture.bits_ = bits;
+  picture.SetExtent(planes.width, planes.height);
   picture.groups_[0] = {1, 1, planes.width, planes.height, {}, {}};
   picture.groups_[1] = {2,
                         1,
@@ -73,9 +75,35 @@ WidePicture WidePicture::OfPlanes(const ImageView& planes, int bits, int shiftX,
   return picture;
 }
 
+WidePicture WidePicture::OfChroma(const ImageView& planes, int bits, int chromaWidth) {
+  WidePicture picture = OfPlanes(planes, bits, 0, 0);
+  picture.groups_[1].width = chromaWidth;
+  return picture;
+}
+
+WidePicture WidePicture::Field(int parity) const {
+  WidePicture field = *this;
+  field.view_ = FieldRows(view_, parity);
+  for (Group& group : field.groups_) {
+    group.height = (group.height + 1 - parity) / 2;
+    group.y = group.y.Field(parity);
+  }
+  return field;
+}
+
+void WidePicture::Place(int group, const SampleGrid& x, const SampleGrid& y) {
+  groups_[static_cast<std::size_t>(group)].x = x;
+  groups_[static_cast<std::size_t>(group)].y = y;
+}
+
+void WidePicture::SetExtent(int width, int height) {
+  width_ = width;
+  height_ = height;
+}
+
 void WidePicture::ReadPlane(std::size_t plane, int row, std::int16_t* out) const {
   const int width = At(plane == 0 ? 0 : 1).width;
-  const std::uint8_t* from = Place(plane, row);
+  const std::uint8_t* from = RowOf(plane, row);
   if (bits_ == 10) {
     Wide().widen10(reinterpret_cast<const std::uint16_t*>(from), out, width);
   } else {
@@ -85,7 +113,7 @@ void WidePicture::ReadPlane(std::size_t plane, int row, std::int16_t* out) const
 
 void WidePicture::WritePlane(std::size_t plane, int row, const std::int16_t* in) const {
   const int width = At(plane == 0 ? 0 : 1).width;
-  std::uint8_t* to = Place(plane, row);
+  std::uint8_t* to = RowOf(plane, row);
   if (bits_ == 10) {
     Wide().narrow10(in, reinterpret_cast<std::uint16_t*>(to), width);
   } else {
@@ -94,7 +122,7 @@ void WidePicture::WritePlane(std::size_t plane, int row, const std::int16_t* in)
 }
 
 V210Row& WidePicture::DeepRow(int row, WideScratch& scratch) const {
-  if (scratch.deepRow != row) scratch.deep.Unpack(Place(0, row), view_.skip + view_.width);
+  if (scratch.deepRow != row) scratch.deep.Unpack(RowOf(0, row), view_.skip + view_.width);
   scratch.deepRow = row;
   return scratch.deep;
 }
@@ -109,12 +137,12 @@ void WidePicture::Read(int group, int row, std::int16_t* out, std::size_t stride
       return;
     case Form::kRgb24: {
       std::uint8_t* pixels = Room(scratch.bytes[0], 4 * width);
-      Channels().addAlpha(Place(0, row), pixels, width, 255);
+      Channels().addAlpha(RowOf(0, row), pixels, width, 255);
       Wide().widen8(pixels, out, 4 * width);
       return;
     }
     case Form::kRgb32:
-      Wide().widen8(Place(0, row), out, 4 * width);
+      Wide().widen8(RowOf(0, row), out, 4 * width);
       return;
     case Form::kV210: {
       V210Row& deep = DeepRow(row, scratch);
@@ -130,10 +158,10 @@ void WidePicture::Read(int group, int row, std::int16_t* out, std::size_t stride
   std::uint8_t* first = Room(scratch.bytes[0], width);
   std::uint8_t* second = Room(scratch.bytes[1], width);
   if (form_ == Form::kSemiPlanar) {
-    Packed().deinterleave(Place(1, row), first, second, width);
+    Packed().deinterleave(RowOf(1, row), first, second, width);
   } else {
     const PackedOrder order = FindPackedOrder(view_.tag).value();
-    const std::uint8_t* from = Place(0, row);
+    const std::uint8_t* from = RowOf(0, row);
     const std::size_t kernel = order.lumaFirst ? 1 : 0;
     if (group == 0) {
       Packed().luma[kernel](from, first, width);
@@ -151,16 +179,16 @@ void WidePicture::WriteDeep(int row, WideScratch& scratch) const {
   const int width = view_.width;
   V210Row& made = scratch.made;
   if (!view_.inner) {
-    made.Pack(Place(0, row));
+    made.Pack(RowOf(0, row));
     return;
   }
   V210Row& whole = scratch.deep;
-  whole.Unpack(Place(0, row), (view_.skip + width + 5) / 6 * 6);
+  whole.Unpack(RowOf(0, row), (view_.skip + width + 5) / 6 * 6);
   std::copy_n(made.Plane(0), width, whole.Plane(0) + view_.skip);
   for (const int plane : {1, 2}) {
     std::copy_n(made.Plane(plane), (width + 1) / 2, whole.Plane(plane) + view_.skip / 2);
   }
-  whole.Pack(Place(0, row));
+  whole.Pack(RowOf(0, row));
 }
 
 void WidePicture::Write(int group, int row, const std::int16_t* in, std::size_t stride,
@@ -171,11 +199,11 @@ void WidePicture::Write(int group, int row, const std::int16_t* in, std::size_t 
     if (group == 1) WritePlane(2, row, in + stride);
     return;
   }
-  if (form_ == Form::kRgb32) return Wide().narrow8(in, Place(0, row), 4 * width);
+  if (form_ == Form::kRgb32) return Wide().narrow8(in, RowOf(0, row), 4 * width);
   if (form_ == Form::kRgb24) {
     std::uint8_t* pixels = Room(scratch.bytes[0], 4 * width);
     Wide().narrow8(in, pixels, 4 * width);
-    return Channels().dropAlpha(pixels, Place(0, row), width);
+    return Channels().dropAlpha(pixels, RowOf(0, row), width);
   }
   if (form_ == Form::kV210) {
     V210Row& made = scratch.made;
@@ -191,10 +219,10 @@ void WidePicture::Write(int group, int row, const std::int16_t* in, std::size_t 
   std::uint8_t* v = Room(scratch.bytes[1], width);
   Wide().narrow8(in, u, width);
   Wide().narrow8(in + stride, v, width);
-  if (form_ == Form::kSemiPlanar) return Packed().interleave(u, v, Place(1, row), width);
+  if (form_ == Form::kSemiPlanar) return Packed().interleave(u, v, RowOf(1, row), width);
   const PackedOrder order = FindPackedOrder(view_.tag).value();
   if (order.vFirst) std::swap(u, v);
-  Packed().join[order.lumaFirst ? 1 : 0](luma, u, v, Place(0, row), view_.width, Stores::kCached);
+  Packed().join[order.lumaFirst ? 1 : 0](luma, u, v, RowOf(0, row), view_.width, Stores::kCached);
 }
 
 }  // namespace xv

@@ -37,17 +37,27 @@ class WidePicture {
   // Planes of 8 bits, or of 10 in 16, whose chroma has every second (shift 1) or fourth (2) sample.
   static WidePicture OfPlanes(const ImageView& planes, int bits, int shiftX, int shiftY);
 
+  // Planes of 8 bits, or of 10 in 16, with chroma of `chromaWidth` x planes.chromaHeight, which
+  // is to be placed.
+  static WidePicture OfChroma(const ImageView& planes, int bits, int chromaWidth);
+
   static bool Knows(std::uint32_t tag);
   // Whether a picture of one layout can be scaled into the other without a change of colour.
   static bool Related(std::uint32_t a, std::uint32_t b);
+
+  // Every second line, standing where it does in the frame.
+  WidePicture Field(int parity) const;
+  // The same samples in other places, of a picture of `width` x `height`.
+  void Place(int group, const SampleGrid& x, const SampleGrid& y);
+  void SetExtent(int width, int height);
 
   int Groups() const { return groups_[1].segments > 0 ? 2 : 1; }
   const Group& At(int group) const { return groups_[static_cast<std::size_t>(group)]; }
   // Both groups of a row lie in the same bytes: they are written one behind the other.
   bool Joint() const { return form_ == Form::kPacked || form_ == Form::kV210; }
-  // Lines of luma; chroma may have fewer.
-  int Width() const { return groups_[0].width; }
-  int Height() const { return groups_[0].height; }
+  // Columns and lines of the frame that the grids count.
+  int Width() const { return width_; }
+  int Height() const { return height_; }
 
   // `stride` samples lie between the segments of a row.
   void Read(int group, int row, std::int16_t* out, std::size_t stride, WideScratch& scratch) const;
@@ -57,7 +67,7 @@ class WidePicture {
  private:
   enum class Form { kPlanes, kSemiPlanar, kPacked, kV210, kRgb24, kRgb32 };
 
-  std::uint8_t* Place(std::size_t plane, int row) const {
+  std::uint8_t* RowOf(std::size_t plane, int row) const {
     return view_.data[plane] + row * view_.step[plane];
   }
   void ReadPlane(std::size_t plane, int row, std::int16_t* out) const;
@@ -68,6 +78,8 @@ class WidePicture {
   ImageView view_;
   Form form_ = Form::kPlanes;
   int bits_ = 8;
+  int width_ = 0;
+  int height_ = 0;
   std::array<Group, 2> groups_{};
 };
 

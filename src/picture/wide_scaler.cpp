@@ -152,6 +152,11 @@ void WideScaler::RunLane(int number) {
 }
 
 void WideScaler::Scale(const WidePicture& source, const WidePicture& target, const WideJob& job) {
+  for (const WidePicture* picture : {&source, &target}) {
+    for (int group = 0; group < picture->Groups(); ++group) {
+      if (picture->At(group).width < 1 || picture->At(group).height < 1) return;
+    }
+  }
   source_ = &source;
   target_ = &target;
   job_ = job;

@@ -24,7 +24,7 @@ struct WideJob {
 // temporaries stay from one picture to the next. One caller at a time.
 class WideScaler {
  public:
-  // Related layouts.
+  // Related layouts. Nothing is made of a picture without samples.
   void Scale(const WidePicture& source, const WidePicture& target, const WideJob& job);
 
  private:

@@ -189,6 +189,31 @@ TEST(TenBits, StayTenThroughEveryEdit) {
   }
 }
 
+TEST(TenBits, StayTenWhenRotated) {
+  const Feed feed{.layout = kFccV210, .width = 100, .height = 40};
+  for (const bool left : {false, true}) {
+    const std::string edit = left ? "left" : "right";
+    const ProbedPlane luma =
+        RecordPicture("a.mov", "video::codec=v210 video::size=40x100 video::rotate=" + edit, feed,
+                      DrawPicture(feed, TenBits))
+            .first.at(0);
+    ASSERT_EQ(luma.width, 40);
+    for (int y = 0; y < 100; ++y) {
+      for (int x = 0; x < 40; ++x) {
+        ASSERT_EQ(luma.At(x, y), left ? TenBits(0, 99 - y, x) : TenBits(0, y, 39 - x)) << edit;
+      }
+    }
+  }
+}
+
+// Fields that are rotated by themselves stay fields.
+TEST(Fields, StayApartWhenRotated) {
+  for (const std::uint32_t layout : {kFccUYVY, kFccI420, kFccNV12, kFccRGB24, kFccRGB32}) {
+    ExpectFieldsApart({.layout = layout, .width = 96, .height = 96}, "a.avi",
+                      "libx264 video::qp=0 video::rotate=right");
+  }
+}
+
 // Slopes of less than a code of 8 bits to a line, scaled: within a code of 10 bits of the slope.
 TEST(TenBits, StayTenWhenScaled) {
   const Feed feed{.layout = kFccV210, .width = 120, .height = 200};
