@@ -14,7 +14,7 @@ struct AlignedAllocator {
 
   AlignedAllocator() = default;
   template <class U>
-  AlignedAllocator(const AlignedAllocator<U>&) {}
+  explicit AlignedAllocator(const AlignedAllocator<U>&) {}
   T* allocate(std::size_t count) {
     return static_cast<T*>(::operator new(count * sizeof(T), kLine));
   }

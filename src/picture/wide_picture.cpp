@@ -1,6 +1,7 @@
 #include "picture/wide_picture.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "kernels/channel_kernels.h"
 #include "kernels/packed_kernels.h"
@@ -127,34 +128,33 @@ V210Row& WidePicture::DeepRow(int row, WideScratch& scratch) const {
   return scratch.deep;
 }
 
-void WidePicture::Read(int group, int row, std::int16_t* out, std::size_t stride,
-                       WideScratch& scratch) const {
-  const int width = At(group).width;
-  switch (form_) {
-    case Form::kPlanes:
-      ReadPlane(group == 0 ? 0 : 1, row, out);
-      if (group == 1) ReadPlane(2, row, out + stride);
-      return;
-    case Form::kRgb24: {
-      std::uint8_t* pixels = Room(scratch.bytes[0], 4 * width);
-      Channels().addAlpha(RowOf(0, row), pixels, width, 255);
-      Wide().widen8(pixels, out, 4 * width);
-      return;
-    }
-    case Form::kRgb32:
-      Wide().widen8(RowOf(0, row), out, 4 * width);
-      return;
-    case Form::kV210: {
-      V210Row& deep = DeepRow(row, scratch);
-      if (group == 0) return Wide().widen10(deep.Plane(0) + view_.skip, out, width);
-      Wide().widen10(deep.Plane(1) + view_.skip / 2, out, width);
-      Wide().widen10(deep.Plane(2) + view_.skip / 2, out + stride, width);
-      return;
-    }
-    default:
-      break;
+void WidePicture::ReadPixels(int row, std::int16_t* out, WideScratch& scratch) const {
+  const int width = At(0).width;
+  const std::uint8_t* pixels = RowOf(0, row);
+  if (form_ == Form::kRgb24) {
+    std::uint8_t* room = Room(scratch.bytes[0], 4 * width);
+    Channels().addAlpha(pixels, room, width, 255);
+    pixels = room;
   }
-  if (form_ == Form::kSemiPlanar && group == 0) return ReadPlane(0, row, out);
+  Wide().widen8(pixels, out, 4 * width);
+}
+
+void WidePicture::ReadDeep(int group, int row, std::int16_t* out, std::size_t stride,
+                           WideScratch& scratch) const {
+  const int width = At(group).width;
+  V210Row& deep = DeepRow(row, scratch);
+  if (group == 0) {
+    Wide().widen10(deep.Plane(0) + view_.skip, out, width);
+    return;
+  }
+  Wide().widen10(deep.Plane(1) + view_.skip / 2, out, width);
+  Wide().widen10(deep.Plane(2) + view_.skip / 2, out + stride, width);
+}
+
+// Bytes of U and V that take turns, with each other or with luma.
+void WidePicture::ReadMixed(int group, int row, std::int16_t* out, std::size_t stride,
+                            WideScratch& scratch) const {
+  const int width = At(group).width;
   std::uint8_t* first = Room(scratch.bytes[0], width);
   std::uint8_t* second = Room(scratch.bytes[1], width);
   if (form_ == Form::kSemiPlanar) {
@@ -165,7 +165,8 @@ void WidePicture::Read(int group, int row, std::int16_t* out, std::size_t stride
     const std::size_t kernel = order.lumaFirst ? 1 : 0;
     if (group == 0) {
       Packed().luma[kernel](from, first, width);
-      return Wide().widen8(first, out, width);
+      Wide().widen8(first, out, width);
+      return;
     }
     Packed().chroma[kernel](from, from, first, second, width);
     if (order.vFirst) std::swap(first, second);
@@ -174,14 +175,48 @@ void WidePicture::Read(int group, int row, std::int16_t* out, std::size_t stride
   Wide().widen8(second, out + stride, width);
 }
 
-void WidePicture::WriteDeep(int row, WideScratch& scratch) const {
-  // A part of a row shares its outer groups with its neighbours.
+void WidePicture::Read(int group, int row, std::int16_t* out, std::size_t stride,
+                       WideScratch& scratch) const {
+  if (form_ == Form::kPlanes || (form_ == Form::kSemiPlanar && group == 0)) {
+    ReadPlane(group == 0 ? 0 : 1, row, out);
+    if (group == 1) ReadPlane(2, row, out + stride);
+  } else if (form_ == Form::kRgb24 || form_ == Form::kRgb32) {
+    ReadPixels(row, out, scratch);
+  } else if (form_ == Form::kV210) {
+    ReadDeep(group, row, out, stride, scratch);
+  } else {
+    ReadMixed(group, row, out, stride, scratch);
+  }
+}
+
+void WidePicture::WritePixels(int row, const std::int16_t* in, WideScratch& scratch) const {
+  const int width = At(0).width;
+  if (form_ == Form::kRgb32) {
+    Wide().narrow8(in, RowOf(0, row), 4 * width);
+    return;
+  }
+  std::uint8_t* pixels = Room(scratch.bytes[0], 4 * width);
+  Wide().narrow8(in, pixels, 4 * width);
+  Channels().dropAlpha(pixels, RowOf(0, row), width);
+}
+
+// Luma waits in `scratch` for the chroma of its row.
+void WidePicture::WriteDeep(int group, int row, const std::int16_t* in, std::size_t stride,
+                            WideScratch& scratch) const {
   const int width = view_.width;
   V210Row& made = scratch.made;
+  if (group == 0) {
+    made.Shape(width);
+    Wide().narrow10(in, made.Plane(0), width);
+    return;
+  }
+  Wide().narrow10(in, made.Plane(1), At(1).width);
+  Wide().narrow10(in + stride, made.Plane(2), At(1).width);
   if (!view_.inner) {
     made.Pack(RowOf(0, row));
     return;
   }
+  // A part of a row shares its outer groups with its neighbours.
   V210Row& whole = scratch.deep;
   whole.Unpack(RowOf(0, row), (view_.skip + width + 5) / 6 * 6);
   std::copy_n(made.Plane(0), width, whole.Plane(0) + view_.skip);
@@ -191,38 +226,39 @@ void WidePicture::WriteDeep(int row, WideScratch& scratch) const {
   whole.Pack(RowOf(0, row));
 }
 
-void WidePicture::Write(int group, int row, const std::int16_t* in, std::size_t stride,
-                        WideScratch& scratch) const {
+void WidePicture::WriteMixed(int group, int row, const std::int16_t* in, std::size_t stride,
+                             WideScratch& scratch) const {
   const int width = At(group).width;
-  if (form_ == Form::kPlanes || (form_ == Form::kSemiPlanar && group == 0)) {
-    WritePlane(group == 0 ? 0 : 1, row, in);
-    if (group == 1) WritePlane(2, row, in + stride);
+  std::uint8_t* luma = Room(scratch.bytes[2], group == 0 ? width : 2 * width);
+  if (group == 0) {
+    Wide().narrow8(in, luma, width);
     return;
   }
-  if (form_ == Form::kRgb32) return Wide().narrow8(in, RowOf(0, row), 4 * width);
-  if (form_ == Form::kRgb24) {
-    std::uint8_t* pixels = Room(scratch.bytes[0], 4 * width);
-    Wide().narrow8(in, pixels, 4 * width);
-    return Channels().dropAlpha(pixels, RowOf(0, row), width);
-  }
-  if (form_ == Form::kV210) {
-    V210Row& made = scratch.made;
-    if (group == 0) made.Shape(width);
-    Wide().narrow10(in, made.Plane(group == 0 ? 0 : 1), width);
-    if (group == 0) return;
-    Wide().narrow10(in + stride, made.Plane(2), width);
-    return WriteDeep(row, scratch);
-  }
-  std::uint8_t* luma = Room(scratch.bytes[2], group == 0 ? width : 2 * width);
-  if (group == 0) return Wide().narrow8(in, luma, width);
   std::uint8_t* u = Room(scratch.bytes[0], width);
   std::uint8_t* v = Room(scratch.bytes[1], width);
   Wide().narrow8(in, u, width);
   Wide().narrow8(in + stride, v, width);
-  if (form_ == Form::kSemiPlanar) return Packed().interleave(u, v, RowOf(1, row), width);
+  if (form_ == Form::kSemiPlanar) {
+    Packed().interleave(u, v, RowOf(1, row), width);
+    return;
+  }
   const PackedOrder order = FindPackedOrder(view_.tag).value();
   if (order.vFirst) std::swap(u, v);
   Packed().join[order.lumaFirst ? 1 : 0](luma, u, v, RowOf(0, row), view_.width, Stores::kCached);
+}
+
+void WidePicture::Write(int group, int row, const std::int16_t* in, std::size_t stride,
+                        WideScratch& scratch) const {
+  if (form_ == Form::kPlanes || (form_ == Form::kSemiPlanar && group == 0)) {
+    WritePlane(group == 0 ? 0 : 1, row, in);
+    if (group == 1) WritePlane(2, row, in + stride);
+  } else if (form_ == Form::kRgb24 || form_ == Form::kRgb32) {
+    WritePixels(row, in, scratch);
+  } else if (form_ == Form::kV210) {
+    WriteDeep(group, row, in, stride, scratch);
+  } else {
+    WriteMixed(group, row, in, stride, scratch);
+  }
 }
 
 }  // namespace xv

@@ -73,7 +73,16 @@ class WidePicture {
   void ReadPlane(std::size_t plane, int row, std::int16_t* out) const;
   void WritePlane(std::size_t plane, int row, const std::int16_t* in) const;
   V210Row& DeepRow(int row, WideScratch& scratch) const;
-  void WriteDeep(int row, WideScratch& scratch) const;
+  void ReadPixels(int row, std::int16_t* out, WideScratch& scratch) const;
+  void ReadDeep(int group, int row, std::int16_t* out, std::size_t stride,
+                WideScratch& scratch) const;
+  void ReadMixed(int group, int row, std::int16_t* out, std::size_t stride,
+                 WideScratch& scratch) const;
+  void WritePixels(int row, const std::int16_t* in, WideScratch& scratch) const;
+  void WriteDeep(int group, int row, const std::int16_t* in, std::size_t stride,
+                 WideScratch& scratch) const;
+  void WriteMixed(int group, int row, const std::int16_t* in, std::size_t stride,
+                  WideScratch& scratch) const;
 
   ImageView view_;
   Form form_ = Form::kPlanes;
