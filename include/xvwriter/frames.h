@@ -100,8 +100,8 @@ struct IXvFrameExtras : IUnknown {
   // S_FALSE and a null pointer when the frame has no attributes.
   virtual HRESULT NodeGet(IXvNode** node) noexcept = 0;
   // A frame that shows `width` x `height` pixels from (left, top) of this one, top meaning the
-  // upper edge as it is seen. It shares the memory, holds this frame, and has its sound, time and
-  // extras of now.
+  // upper edge as it is seen. Its aspect is that of the cut: shapes stay. It shares the memory,
+  // holds this frame, and has its sound, time and extras of now.
   //   E_INVALIDARG  a rectangle that is empty or not inside the picture, or, with 16 bits a pixel,
   //   an
   //                 odd left or width; a buffer too small for the properties.

@@ -22,15 +22,22 @@ void StampRawPacket(const AVFrame& frame, AVPacket* packet) {
   packet->flags |= AV_PKT_FLAG_KEY;
 }
 
-// Bytes of one tight row of a picture without chroma planes of its own.
-int TightRowBytes(const AVFrame& frame) {
+// Bytes of one row of a plane without padding.
+int TightRowBytes(const AVFrame& frame, int plane = 0) {
   if (frame.format == kPixFmtV210) return NaturalRowBytes(kFccV210, frame.width);
-  return av_image_get_linesize(static_cast<AVPixelFormat>(frame.format), frame.width, 0);
+  return av_image_get_linesize(static_cast<AVPixelFormat>(frame.format), frame.width, plane);
+}
+
+bool IsTight(const AVFrame& frame) {
+  for (int plane = 0; plane < 3 && frame.data[plane] != nullptr; ++plane) {
+    if (frame.linesize[plane] != TightRowBytes(frame, plane)) return false;
+  }
+  return true;
 }
 
 // A picture that already lies in memory as its packet must: the packet shares the memory.
 bool ShareRawPicture(const AVFrame& frame, std::size_t bytes, AVPacket* packet) {
-  if (frame.buf[0] == nullptr || frame.linesize[0] != TightRowBytes(frame)) return false;
+  if (frame.buf[0] == nullptr || !IsTight(frame)) return false;
   const AVBufferRef& buffer = *frame.buf[0];
   if (frame.data[0] < buffer.data || frame.data[0] + bytes > buffer.data + buffer.size)
     return false;

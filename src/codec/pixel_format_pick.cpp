@@ -17,11 +17,12 @@ constexpr AVPixelFormat kRgb32List[] = {AV_PIX_FMT_BGR0, AV_PIX_FMT_0RGB, AV_PIX
 constexpr AVPixelFormat kRgb24List[] = {AV_PIX_FMT_BGR24, AV_PIX_FMT_RGB24};
 constexpr AVPixelFormat k422OnlyList[] = {AV_PIX_FMT_UYVY422, AV_PIX_FMT_YUYV422,
                                           AV_PIX_FMT_YUV422P};
+constexpr AVPixelFormat kDeep422List[] = {AV_PIX_FMT_YUV422P10};
 constexpr AVPixelFormat k411List[] = {AV_PIX_FMT_YUV411P};
 constexpr AVPixelFormat k420List[] = {AV_PIX_FMT_YUV420P, AV_PIX_FMT_NV12, AV_PIX_FMT_NV21,
                                       AV_PIX_FMT_YUV411P};
 
-enum class Entry { kArgb, kRgb32, kRgb24, k422, k420, kNone };
+enum class Entry { kArgb, kRgb32, kRgb24, kDeep422, k422, k420, kNone };
 
 Entry EntryOf(std::uint32_t fourcc) {
   switch (fourcc) {
@@ -31,6 +32,8 @@ Entry EntryOf(std::uint32_t fourcc) {
       return Entry::kRgb32;
     case kFccRGB24:
       return Entry::kRgb24;
+    case kFccV210:
+      return Entry::kDeep422;
     case kFccYUY2:
     case kFccHDYC:
     case kFccUYVY:
@@ -51,6 +54,11 @@ AVPixelFormat WalkLists(const std::set<AVPixelFormat>& supported, Entry entry, b
     return found == list.end() ? AV_PIX_FMT_NONE : *found;
   };
   AVPixelFormat format = AV_PIX_FMT_NONE;
+  // Ten bits have no other list to run on into: the encoder's first format is theirs.
+  if (entry == Entry::kDeep422) {
+    if (mode422) format = first(kDeep422List);
+    return format != AV_PIX_FMT_NONE || !mode422 ? format : first(k422OnlyList);
+  }
   const auto tryList = [&](bool runs, std::span<const AVPixelFormat> list) {
     if (runs && format == AV_PIX_FMT_NONE) format = first(list);
   };

@@ -19,6 +19,7 @@ constexpr AttributeRow kVideo[] = {
     InNode(kB, kVideoNode),
     kG,
     kAspect,
+    kDisplayAspect,
     kAspectFit,
     kVideoSize,
     kSize,
@@ -89,6 +90,12 @@ bool IsPictureSize(std::string_view text) {
 }
 
 bool IsAspectRatio(std::string_view text) { return text.empty() || IsPair(text, ":/x", ""); }
+
+bool IsDisplayAspect(std::string_view text) {
+  const ParsedNumber number = ParseNumber(text);
+  return IsAspectRatio(text) ||
+         (number.length == text.size() && number.value > 0 && number.value < 100);
+}
 
 bool IsCodecTag(std::string_view text) { return text.empty() || text.size() == 4; }
 

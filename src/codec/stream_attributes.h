@@ -17,6 +17,8 @@ bool IsEncoderName(std::string_view text);
 bool IsPictureSize(std::string_view text);
 // "16:9".
 bool IsAspectRatio(std::string_view text);
+// "16:9" or "1.778".
+bool IsDisplayAspect(std::string_view text);
 bool IsCodecTag(std::string_view text);
 bool IsInterlace(std::string_view text);
 // "5M", "1.5M", "300": what FFmpeg reads as a number.
@@ -62,6 +64,12 @@ inline constexpr Attribute<std::string> kAspect{"ar",
                                                 {},
                                                 Expect("two numbers such as 16:9", IsAspectRatio),
                                                 "Picture aspect of the output."};
+inline constexpr Attribute<std::string> kDisplayAspect{
+    "aspect",
+    kVideoNode,
+    {},
+    Expect("two numbers such as 16:9, or one such as 1.778", IsDisplayAspect),
+    "Display aspect that is written, without changing the picture; read when ar is absent."};
 inline constexpr Attribute<eXvAspectFit> kAspectFit{"ar_type", kVideoNode, eXvAF_IgnoreAspect,
                                                     OneOf(words::kScaleType),
                                                     "What happens to pictures of another aspect."};

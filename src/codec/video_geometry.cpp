@@ -7,6 +7,7 @@
 #include "base/text.h"
 #include "codec/dv_family.h"
 #include "codec/stream_attributes.h"
+#include "frames/converter_attributes.h"
 #include "media/normalise.h"
 #include "media/pixel_layout.h"
 #include "media/validity.h"
@@ -84,6 +85,26 @@ bool ApplySize(const XV_VID_PROPS& input, const XMLParse::CoXMLNode& node, const
   return true;
 }
 
+// "aspect" as two numbers; nothing where it is absent or bad.
+Aspect DisplayAspectOf(const XMLParse::CoXMLNode& node) {
+  Aspect aspect;
+  const std::string text = node.Get(kDisplayAspect);
+  if (text.empty() || !IsDisplayAspect(text)) return aspect;
+  if (ReadPair(text, &aspect.x, &aspect.y) && aspect.set()) return aspect;
+  const AVRational ratio = av_d2q(ReadDouble(text), 1000);
+  return {ratio.num, ratio.den};
+}
+
+// A track that is cut shows the cut's shape: its aspect follows, unless it is told. A rotated one
+// is fitted into the input's.
+Aspect AspectOfCut(const XV_VID_PROPS& input, const XMLParse::CoXMLNode& node) {
+  CropSides crop;
+  if (node.Find(kRotate) || ReadCrop(node, &crop).Failed() || !crop.Any()) return {};
+  const XV_VID_PROPS cut = CutProps(input, WholeSamples(crop, input));
+  if (cut.nWidth < 1 || cut.nHeight == 0) return {};
+  return {cut.nAspectX, cut.nAspectY};
+}
+
 }  // namespace
 
 AVRational TimeBaseFromRate(double rate) {
@@ -101,7 +122,8 @@ VideoGeometry ResolveVideoGeometry(const XV_VID_PROPS& input, const XMLParse::Co
   geometry.vid = input;
   Aspect aspect;
   if (const auto text = node.Find(kAspect)) ReadPair(*text, &aspect.x, &aspect.y);
-
+  const Aspect told = aspect.set() ? Aspect{} : DisplayAspectOf(node);
+  if (!aspect.set() && id != AV_CODEC_ID_DVVIDEO) aspect = AspectOfCut(input, node);
   int dvFormat = kDvAuto;
   if (id == AV_CODEC_ID_DVVIDEO) {
     dvFormat = node.Get(kDvFormat);
@@ -110,6 +132,10 @@ VideoGeometry ResolveVideoGeometry(const XV_VID_PROPS& input, const XMLParse::Co
   } else if (!ApplySize(input, node, aspect, &geometry.vid)) {
     const bool differs = aspect.x != input.nAspectX || aspect.y != input.nAspectY;
     if (aspect.set() && differs) ApplyAspect(aspect, node, &geometry.vid);
+  }
+  if (told.set()) {
+    ApplyAspect(told, node, &geometry.vid);
+    geometry.vid.eAspectFit = eXvAF_IgnoreAspect;
   }
   const int top = node.Get(kTop);
   if (top >= 0 && (dvFormat < 0 || dvFormat > 2)) {

@@ -19,6 +19,10 @@
 #include "platform/warning.h"
 #include "values/value_syntax.h"
 
+extern "C" {
+#include <libavutil/pixdesc.h>
+}
+
 namespace xv {
 namespace {
 
@@ -43,6 +47,21 @@ AVFieldOrder FieldOrderOf(const XV_VID_PROPS& vid) {
   return order > 0 ? AV_FIELD_TT : AV_FIELD_BB;
 }
 
+// What our own matrix makes of RGB, and HDYC, is known: BT.601 as SMPTE 170M has it, and
+// BT.709. Both have one curve, for which QuickTime knows BT.709's name alone.
+void TagColours(const VideoPlan& plan, AVCodecContext& context) {
+  const AVPixFmtDescriptor* desc = av_pix_fmt_desc_get(context.pix_fmt);
+  const bool ycbcr = desc != nullptr && (desc->flags & AV_PIX_FMT_FLAG_RGB) == 0;
+  if (plan.pick.fullRange) context.color_range = AVCOL_RANGE_JPEG;
+  if (!ycbcr) return;
+  const bool hd = plan.vid.fccColor == kFccHDYC;
+  if (!hd && !IsRgb(plan.vid.fccColor)) return;
+  if (!plan.pick.fullRange) context.color_range = AVCOL_RANGE_MPEG;
+  context.color_primaries = hd ? AVCOL_PRI_BT709 : AVCOL_PRI_SMPTE170M;
+  context.color_trc = AVCOL_TRC_BT709;
+  context.colorspace = hd ? AVCOL_SPC_BT709 : AVCOL_SPC_SMPTE170M;
+}
+
 AvPtr<AVCodecContext> BuildContext(const VideoPlan& plan) {
   AvPtr<AVCodecContext> context(avcodec_alloc_context3(plan.codec));
   if (!context) return nullptr;
@@ -56,15 +75,10 @@ AvPtr<AVCodecContext> BuildContext(const VideoPlan& plan) {
   context->time_base = TimeBaseFromRate(plan.vid.dblRate);
   context->framerate = av_inv_q(context->time_base);
   context->pix_fmt = static_cast<AVPixelFormat>(plan.pick.format);
-  if (plan.pick.fullRange) context->color_range = AVCOL_RANGE_JPEG;
   if (plan.pick.tag != 0) context->codec_tag = plan.pick.tag;
   context->sample_aspect_ratio = SampleAspect(plan.vid);
   context->field_order = FieldOrderOf(plan.vid);
-  if (plan.vid.fccColor == kFccHDYC) {
-    context->color_primaries = AVCOL_PRI_BT709;
-    context->color_trc = AVCOL_TRC_BT709;
-    context->colorspace = AVCOL_SPC_BT709;
-  }
+  TagColours(plan, *context);
   if (plan.interlacedCoding) {
     context->flags |= AV_CODEC_FLAG_INTERLACED_DCT | AV_CODEC_FLAG_INTERLACED_ME;
   }

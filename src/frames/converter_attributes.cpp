@@ -23,10 +23,15 @@ bool IsCropList(std::string_view text) {
 }
 
 bool IsScalingQuality(std::string_view text) {
-  static constexpr const char* kNames[] = {"auto",    "fast_bilinear", "bilinear", "bicubic",
-                                           "area",    "bicublin",      "gauss",    "sinc",
-                                           "lanczos", "spline"};
-  return text.empty() || WordIndex(text, kNames) >= 0 || IsWholeNumber(text);
+  return text.empty() || WordIndex(text, kQualityWords) >= 0 || IsWholeNumber(text);
+}
+
+int ScalingCode(std::string_view quality, Siting siting) {
+  constexpr int kToldDefault = 2;
+  const bool classic = siting == Siting::kClassic;
+  if (quality.empty()) return classic ? kToldDefault : 0;
+  const int word = WordIndex(quality, kQualityWords);
+  return word < 0 ? ReadInt(quality) : word == 0 || classic ? 0 : kNamedQuality + word;
 }
 
 Status ReadCrop(const XMLParse::CoXMLNode& props, CropSides* crop) {

@@ -20,6 +20,7 @@ struct XvConverterRC2::Pair {
   ImageView source;
   ImageView target;
   bool viewOffset;  // the source is one of two views in a buffer
+  bool centred;     // the scaler knows where a field lies
 };
 
 namespace {
@@ -34,6 +35,15 @@ XV_VID_PROPS Completed(const XV_VID_PROPS& given) {
   return vid;
 }
 
+// What v210 rows have behind their last group is 0.
+void ClearTails(const ImageView& view) {
+  const int bytes = PixelRowBytes(view.tag, view.width);
+  for (int y = 0; y < view.height; ++y) {
+    std::memset(view.data[0] + y * view.step[0] + bytes, 0,
+                static_cast<std::size_t>(view.step[0] - bytes));
+  }
+}
+
 Status MakeTarget(FrameMemory& memory, const FrameContents& source, const XV_VID_PROPS& vid,
                   Ref<IXvFrame>* frame, ImageView* view) {
   XV_AV_PROPS props = source.props;
@@ -44,6 +54,7 @@ Status MakeTarget(FrameMemory& memory, const FrameContents& source, const XV_VID
   RETURN_IF_FAILED(
       memory.MakeFrame(source.time, props, static_cast<std::size_t>(bytes), frame, &data));
   *view = MakeImageView(vid, data);
+  if (vid.fccColor == kFccV210) ClearTails(*view);
   return S_OK;
 }
 
@@ -55,48 +66,40 @@ void NameAspect(ImageView& view) {
 }
 
 // The rectangle that `crop` leaves, as a copy: for layouts that share no memory with a part of
-// themselves. v210, whose pixels come in groups, becomes UYVY.
-Status CopyCropped(FrameMemory& memory, std::vector<std::uint8_t>& unpacked,
-                   const FrameContents& contents, const CropSides& crop, Ref<IXvFrame>* cropped) {
+// themselves. The pixels of v210, which come in groups, move among these.
+Status CopyCropped(FrameMemory& memory, WideScaler& scaler, const FrameContents& contents,
+                   const CropSides& crop, Ref<IXvFrame>* cropped) {
   const ImageView source = MakeImageView(contents.props.vid, contents.video);
-  PixelRect rect{crop.left & ~1, crop.top & ~1, (source.width - crop.right) & ~1,
-                 source.height - crop.bottom};
+  const PixelRect rect{crop.left, crop.top, source.width - crop.right, source.height - crop.bottom};
   if (crop.left < 0 || crop.top < 0 || crop.right < 0 || crop.bottom < 0 || rect.Width() < 1 ||
       rect.Height() < 1) {
     return E_INVALIDARG;
   }
-  XV_VID_PROPS vid = contents.props.vid;
-  const int sign = vid.nHeight < 0 ? -1 : 1;
-  ImageView from = source;
-  if (vid.fccColor == kFccV210) {
-    vid.fccColor = from.tag = kFccUYVY;
-    from.step[0] = NaturalRowBytes(kFccUYVY, from.width);
-    unpacked.resize(static_cast<std::size_t>(from.step[0] * from.height));
-    from.data[0] = unpacked.data();
-    if (ConvertPixels(WholePairs(source), from).Failed()) return E_FAIL;
-  }
-  vid.eVideoFormat = eXvVF_Custom;
-  vid.nWidth = rect.Width();
-  vid.nHeight = sign * rect.Height();
+  XV_VID_PROPS vid = CutProps(contents.props.vid, crop);
   vid.nRowBytes = NaturalRowBytes(vid.fccColor, vid.nWidth);
   ImageView target;
   RETURN_IF_FAILED(MakeTarget(memory, contents, vid, cropped, &target));
-  CopyPicture(RegionView(from, rect), target);
+  if (vid.fccColor == kFccV210) {
+    scaler.Scale(WidePicture(RegionView(source, rect)), WidePicture(target), {});
+  } else {
+    CopyPicture(RegionView(source, rect), target);
+  }
   return S_OK;
 }
 
-Status CropFrame(FrameMemory& memory, std::vector<std::uint8_t>& unpacked, const CropSides& crop,
+Status CropFrame(FrameMemory& memory, WideScaler& scaler, const CropSides& given,
                  Ref<IXvFrame>* frame) {
   FrameContents contents;
   RETURN_IF_FAILED(ReadContents(frame->get(), &contents));
   const XV_VID_PROPS& vid = contents.props.vid;
+  const CropSides crop = WholeSamples(given, vid);
   Ref<IXvFrame> view;
   Status status = E_NOTIMPL;
   if (const Ref<IXvFrameExtras> extras = Query<IXvFrameExtras>(frame->get())) {
     status = extras->CropView(crop.left, crop.top, vid.nWidth - crop.right - crop.left,
                               std::abs(vid.nHeight) - crop.bottom - crop.top, view.Receive());
   }
-  if (status == Status(E_NOTIMPL)) status = CopyCropped(memory, unpacked, contents, crop, &view);
+  if (status == Status(E_NOTIMPL)) status = CopyCropped(memory, scaler, contents, crop, &view);
   RETURN_IF_FAILED(status);
   if (view) *frame = std::move(view);
   return S_OK;
@@ -165,7 +168,7 @@ Status XvConverterRC2::ApplyCropAndRotate(Ref<IXvFrame>* frame, Ref<IXvFrame>* s
     CropSides crop;
     RETURN_IF_FAILED(ReadCrop(*props, &crop));
     for (Ref<IXvFrame>* each : {frame, second}) {
-      if (*each && crop.Any()) RETURN_IF_FAILED(CropFrame(cropped_, unpacked_, crop, each));
+      if (*each && crop.Any()) RETURN_IF_FAILED(CropFrame(cropped_, wide_, crop, each));
     }
     if (const auto rotate = props->Find(kRotate)) {
       for (Ref<IXvFrame>* each : {frame, second}) {
@@ -235,7 +238,7 @@ Status XvConverterRC2::ConvertField(const Pair& pair, int field, bool bothFields
   if (single && ResolveScaleMode(source, target) == eXvAF_NoScale && quality < kOneToOneQuality) {
     quality += kOneToOneQuality;
   }
-  if (single && !bothFields && quality >= kOneToOneQuality) {
+  if (single && !bothFields && (pair.centred || quality >= kOneToOneQuality)) {
     ScaleTargets targets;
     targets.field[static_cast<std::size_t>(field)] = target;
     return scaler.ScaleFrame(source, targets, quality);
@@ -255,17 +258,18 @@ Status XvConverterRC2::ConvertFrame(IXvFrame* frame, const XV_VID_PROPS& given, 
   FrameContents contents;
   RETURN_IF_FAILED(ReadContents(frame, &contents));
   XV_VID_PROPS target = Completed(given);
-  const Siting siting = props == nullptr ? Siting::kClassic : props->Get(kScalingSiting);
+  const Siting siting = props == nullptr ? kScalingSiting.Default() : props->Get(kScalingSiting);
   for (FrameScaler& scaler : scalers_) scaler.SetSiting(siting);
 
   XV_VID_PROPS compared = contents.props.vid;
   compared.dblRate = target.dblRate;
   compared.fccColor = target.fccColor;
-  const int quality = ResolveScalingQuality(
-      props == nullptr ? kScalingQuality.Default() : props->Get(kScalingQuality), compared, target,
-      field);
+  const int quality =
+      ChooseScaling(props == nullptr ? std::string() : props->TextOf(kScalingQuality), siting,
+                    compared, target, field);
   Ref<IXvFrame> made;
-  Pair pair{MakeImageView(contents.props.vid, contents.video), {}, false};
+  Pair pair{
+      MakeImageView(contents.props.vid, contents.video), {}, false, siting == Siting::kCentred};
   target.nRowBytes = NaturalRowBytes(target.fccColor, target.nWidth);
   RETURN_IF_FAILED(MakeTarget(memory_, contents, target, &made, &pair.target));
   NameAspect(pair.source);
@@ -286,7 +290,8 @@ Status XvConverterRC2::ConvertFrame(IXvFrame* frame, const XV_VID_PROPS& given, 
     const bool apart = fields && quality < kOneToOneQuality && siting == Siting::kClassic;
     status = apart ? ScaleBothFields(pair, quality) : ConvertField(pair, field, false, quality);
     const int order = pair.target.Order();
-    if (status.Ok() && fields && order != pair.source.Order()) ShiftRow(pair.target, order > 0);
+    const bool moved = siting == Siting::kClassic && order != pair.source.Order();
+    if (status.Ok() && fields && moved) ShiftRow(pair.target, order > 0);
   }
   RETURN_IF_FAILED(status);
   *result = std::move(made);

@@ -10,6 +10,7 @@
 #include "frames/owned_frame.h"
 #include "picture/frame_scaler.h"
 #include "picture/rotate.h"
+#include "picture/wide_scaler.h"
 #include "xvwriter/frames.h"
 
 namespace xv {
@@ -57,7 +58,7 @@ class XvConverterRC2 final : public AutoObjBase<XvConverterRC2> {
   FrameMemory rotated_;
   FrameMemory mirrored_;
   PictureRotator rotator_;
-  std::vector<std::uint8_t> unpacked_;  // v210 on its way to a crop
+  WideScaler wide_;  // v210 on its way to a crop
 };
 
 // Geometry, layout and rate equal, whatever the row bytes (rates within 0.01).

@@ -10,6 +10,7 @@
 #include "base/guard.h"
 #include "base/text.h"
 #include "media/pixel_layout.h"
+#include "picture/crop.h"
 #include "xvwriter/nodes.h"
 
 namespace xv {
@@ -248,7 +249,7 @@ ViewSpan SpanOfView(const XV_VID_PROPS& vid, std::int32_t left, std::int32_t top
   const std::int64_t pixelBytes = BitsPerPixel(vid.fccColor) / 8;
   // A bottom-up buffer starts with the last line.
   const std::int64_t lines = std::abs(vid.nHeight);
-  const bool bottomUp = IsRgb(vid.fccColor) && vid.nHeight > 0;
+  const bool bottomUp = IsBottomUp(vid.fccColor, vid.nHeight);
   const std::int64_t firstRow = bottomUp ? lines - top - height : top;
   return {firstRow * rowBytes + left * pixelBytes, (height - 1) * rowBytes + width * pixelBytes};
 }
@@ -274,9 +275,8 @@ HRESULT HostFrame::CropView(std::int32_t left, std::int32_t top, std::int32_t wi
     desc.cbSize = sizeof(desc);
     desc.time = time_;
     desc.props = props_;
-    desc.props.vid.eVideoFormat = eXvVF_Custom;
-    desc.props.vid.nWidth = width;
-    desc.props.vid.nHeight = vid.nHeight < 0 ? -height : height;
+    desc.props.vid =
+        CutProps(vid, {left, top, vid.nWidth - width - left, std::abs(vid.nHeight) - height - top});
     if (vid.nRowBytes == 0) desc.props.vid.nRowBytes = NaturalRowBytes(vid.fccColor, vid.nWidth);
     XV_VID_PROPS parent = vid;
     parent.nRowBytes = desc.props.vid.nRowBytes;

@@ -24,7 +24,7 @@ constexpr double kAspectTolerance = 0.01;
 constexpr std::uint32_t kSmallestPicture = 4;  // bytes
 // High-definition DV has one fixed filter.
 constexpr int kHighDvLines = 626;
-constexpr int kHighDvQuality = 2;
+constexpr const char* kHighDvQuality = "2";
 
 // Preparation of all encoders of the process is serialised by this one lock.
 std::recursive_mutex& PreparationLock() {
@@ -86,43 +86,49 @@ bool GeometryDiffers(const XV_VID_PROPS& source, const XV_VID_PROPS& target) {
   return aspectsDiffer && fits;
 }
 
-int ChooseQuality(const VideoPreparation& preparation, const XV_VID_PROPS& source) {
-  const XV_VID_PROPS& target = preparation.target;
-  const auto textOf = [](const XMLNodePtr& node) {
-    return node ? node->TextOf(kScalingQuality) : std::string();
-  };
-  const bool session = !textOf(preparation.sessionNode).empty();
-  if (!session && textOf(preparation.streamNode) == "auto" &&
-      preparation.codec.codecId == AV_CODEC_ID_DVVIDEO &&
-      std::abs(target.nHeight) >= kHighDvLines) {
-    return kHighDvQuality;
+// What the nodes say of a key, the session's first.
+std::string SaidOf(const VideoPreparation& preparation, const AttributeRow& key) {
+  for (const XMLNodePtr& node : {preparation.sessionNode, preparation.streamNode}) {
+    const auto text = node ? node->FindText(key.name) : std::nullopt;
+    if (text && !text->empty()) return *text;
   }
-  const XMLNodePtr& node = session ? preparation.sessionNode : preparation.streamNode;
-  const int value = node ? node->Get(kScalingQuality) : kScalingQuality.Default();
-  return ResolveScalingQuality(value, source, target, XvConverterRC2::kWholeFrame);
+  return {};
 }
 
-// "crop", "rotate" and "mirror": the frame's own, else the stream's. True when there is one.
-bool TakeEdits(const VideoPreparation& preparation, IUnknown* frame, CoXMLNode& props) {
-  const XMLNodePtr own = NodeOfFrame(frame);
+// "scaling_quality" for the converter.
+std::string ChooseQuality(const VideoPreparation& preparation) {
+  const std::string text = SaidOf(preparation, kScalingQuality);
+  const bool highDv = preparation.codec.codecId == AV_CODEC_ID_DVVIDEO &&
+                      std::abs(preparation.target.nHeight) >= kHighDvLines;
+  return text == "auto" && highDv ? kHighDvQuality : text;
+}
+
+// What is done to a frame.
+struct Edits {
   bool any = false;
+  bool ownCrop = false;  // the frame's, which the stream's aspect knows nothing of
+};
+
+// "crop", "rotate" and "mirror": the frame's own, else the stream's.
+Edits TakeEdits(const VideoPreparation& preparation, IUnknown* frame, CoXMLNode& props) {
+  const XMLNodePtr own = NodeOfFrame(frame);
+  Edits edits;
   for (const std::string_view name : {kCrop.name, kRotate.name, kMirror.name}) {
     std::optional<std::string> value = own ? own->FindText(name) : std::nullopt;
     if (!value && preparation.streamNode) value = preparation.streamNode->FindText(name);
     if (!value || value->empty()) continue;
     static_cast<void>(props.SetText(name, *value));
-    any = true;
+    edits.any = true;
+    if (name == kCrop.name) edits.ownCrop = own && own->FindText(name);
   }
-  return any;
+  return edits;
 }
 
 // What the converter makes: the encoder's geometry in a layout that scales well. The layout of the
 // encoder comes later, where fields are known.
 XV_VID_PROPS ConversionTarget(const VideoPreparation& preparation, const XV_VID_PROPS& source) {
   XV_VID_PROPS target = VideoPropsValid(preparation.target, true) ? preparation.target : source;
-  target.fccColor = source.fccColor == kFccV210   ? kFccUYVY
-                    : source.fccColor == kFccR210 ? kFccRGB32
-                                                  : source.fccColor;
+  target.fccColor = source.fccColor == kFccR210 ? kFccRGB32 : source.fccColor;
   if (preparation.codec.width > 0) target.nWidth = preparation.codec.width;
   const int lines =
       preparation.codec.height > 0 ? preparation.codec.height : std::abs(target.nHeight);
@@ -131,23 +137,40 @@ XV_VID_PROPS ConversionTarget(const VideoPreparation& preparation, const XV_VID_
   return target;
 }
 
-Status ConvertGeometry(VideoPreparation& preparation, const XMLNodePtr& props,
-                       WorkingFrame* working) {
-  static_cast<void>(
-      props->SetInteger(kScalingQuality.name, ChooseQuality(preparation, working->vid())));
-  for (const XMLNodePtr& node : {preparation.streamNode, preparation.sessionNode}) {
-    if (node && node->Has(kScalingSiting)) {
-      props->SetTextIfAbsent(kScalingSiting.name, node->TextOf(kScalingSiting));
-    }
-  }
-  if (!preparation.geometry) preparation.geometry = MakeRef<XvConverterRC2>();
-  const XV_VID_PROPS target = ConversionTarget(preparation, working->vid());
+// What becomes of the geometry of a frame and of its mask.
+struct GeometryPlan {
+  bool converts = false;
+  XMLNodePtr props;       // for the converter
+  XV_VID_PROPS source{};  // as the host gave it
+  XV_VID_PROPS target{};
+};
+
+GeometryPlan PlanGeometry(const VideoPreparation& preparation, IUnknown* frame,
+                          const XV_VID_PROPS& source) {
+  GeometryPlan plan;
+  plan.source = source;
+  plan.props = CoXMLNode::Create("props");
+  const Edits edits = TakeEdits(preparation, frame, *plan.props);
+  const bool hasTarget = VideoPropsValid(preparation.target, true);
+  plan.converts = edits.any || (hasTarget && GeometryDiffers(source, preparation.target));
+  if (!plan.converts) return plan;
+  static_cast<void>(plan.props->SetText(kScalingQuality.name, ChooseQuality(preparation)));
+  const std::string siting = SaidOf(preparation, kScalingSiting);
+  if (!siting.empty()) static_cast<void>(plan.props->SetText(kScalingSiting.name, siting));
+  plan.target = ConversionTarget(preparation, source);
+  const bool told = preparation.streamNode && preparation.streamNode->FindText("ar_type");
+  if (edits.ownCrop && !told) plan.target.eAspectFit = eXvAF_LetterBox;
+  return plan;
+}
+
+Status ConvertGeometry(Ref<XvConverterRC2>& converter, const GeometryPlan& plan,
+                       const XV_VID_PROPS& target, Ref<IXvFrame>* frame, FrameContents* contents) {
+  if (!converter) converter = MakeRef<XvConverterRC2>();
   Ref<IXvFrame> converted;
-  RETURN_IF_FAILED(preparation.geometry->Convert(working->frame.get(), nullptr, &target,
-                                                 XvConverterRC2::kWholeFrame, &converted,
-                                                 props.get()));
-  working->frame = std::move(converted);
-  return ReadContents(working->frame.get(), &working->contents);
+  RETURN_IF_FAILED(converter->Convert(frame->get(), nullptr, &target, XvConverterRC2::kWholeFrame,
+                                      &converted, plan.props.get()));
+  *frame = std::move(converted);
+  return ReadContents(frame->get(), contents);
 }
 
 // The picture of the frame's attached mask, if it has one.
@@ -161,9 +184,40 @@ Ref<IXvFrame> MaskOf(IUnknown* frame) {
   return nullptr;
 }
 
+// The mask with its rows in the picture's order, and as a picture of that shape, which is edited
+// and scaled as the picture is.
+Status FollowPicture(VideoPreparation& preparation, const GeometryPlan& plan, Ref<IXvFrame>* frame,
+                     FrameContents* mask) {
+  const XV_VID_PROPS& given = mask->props.vid;
+  const bool turn = IsBottomUp(plan.source.fccColor, plan.source.nHeight) && given.nHeight > 0;
+  if (given.fccColor != kFccRGB8 || (!turn && !plan.converts)) return S_OK;
+  XV_AV_PROPS props = mask->props;
+  props.vid.nHeight = std::abs(given.nHeight);
+  props.vid.nAspectX = plan.source.nAspectX;
+  props.vid.nAspectY = plan.source.nAspectY;
+  props.vid.eInterlace = plan.source.eInterlace;
+  props.vid.eVideoFormat = plan.source.eVideoFormat;
+  const ImageView from = MakeImageView(given, mask->video);
+  std::uint8_t* data = nullptr;
+  RETURN_IF_FAILED(preparation.maskMemory.MakeFrame(
+      mask->time, props, static_cast<std::size_t>(PictureSpan(props.vid)), frame, &data));
+  ImageView to = MakeImageView(props.vid, data);
+  if (turn) {
+    to.data[0] += (to.height - 1) * to.step[0];
+    to.step[0] = -to.step[0];
+  }
+  CopyPicture(from, to);
+  if (!plan.converts) return ReadContents(frame->get(), mask);
+  XV_VID_PROPS target = plan.target;
+  target.fccColor = kFccRGB8;
+  target.nHeight = std::abs(target.nHeight);
+  target.nRowBytes = NaturalRowBytes(kFccRGB8, target.nWidth);
+  return ConvertGeometry(preparation.maskGeometry, plan, target, frame, mask);
+}
+
 // The picture in the codec's format.
-Status MakePicture(VideoPreparation& preparation, const WorkingFrame& source, IUnknown* original,
-                   AvPtr<AVFrame>* out) {
+Status MakePicture(VideoPreparation& preparation, const GeometryPlan& plan,
+                   const WorkingFrame& source, IUnknown* original, AvPtr<AVFrame>* out) {
   const CodecView& codec = preparation.codec;
   const int format = PixelFormatFromFourCC(source.vid().fccColor);
   const bool v210Wrap = source.vid().fccColor == kFccV210 && codec.codecId == AV_CODEC_ID_V210;
@@ -185,8 +239,9 @@ Status MakePicture(VideoPreparation& preparation, const WorkingFrame& source, IU
   CodecConvertOptions options{codec.fullRange, nullptr, codec.codecId != AV_CODEC_ID_PNG};
   FrameContents maskContents;
   ImageView mask;
-  if (const Ref<IXvFrame> maskFrame = MaskOf(original);
-      maskFrame && ReadContents(maskFrame.get(), &maskContents).Ok()) {
+  Ref<IXvFrame> maskFrame = MaskOf(original);
+  if (maskFrame && ReadContents(maskFrame.get(), &maskContents).Ok()) {
+    RETURN_IF_FAILED(FollowPicture(preparation, plan, &maskFrame, &maskContents));
     mask = MakeImageView(maskContents.props.vid, maskContents.video);
     options.mask = &mask;
   }
@@ -201,13 +256,15 @@ Status PreparePicture(VideoPreparation& preparation, IXfFrame* frame, AvPtr<AVFr
   WorkingFrame working;
   const Status read = ReadSource(frame, &working);
   if (read.Failed() || read.NothingDone()) return read;
-  const bool hasTarget = VideoPropsValid(preparation.target, true);
-  const XMLNodePtr props = CoXMLNode::Create("props");
-  const bool edits = TakeEdits(preparation, frame, *props);
-  const bool convert = edits || (hasTarget && GeometryDiffers(working.vid(), preparation.target));
-  if (convert) RETURN_IF_FAILED(ConvertGeometry(preparation, props, &working));
-  RETURN_IF_FAILED(MakePicture(preparation, working, frame, out));
-  if (!convert && hasTarget) (*out)->sample_aspect_ratio = SampleAspect(preparation.target);
+  const GeometryPlan plan = PlanGeometry(preparation, frame, working.vid());
+  if (plan.converts) {
+    RETURN_IF_FAILED(ConvertGeometry(preparation.geometry, plan, plan.target, &working.frame,
+                                     &working.contents));
+  }
+  RETURN_IF_FAILED(MakePicture(preparation, plan, working, frame, out));
+  if (!plan.converts && VideoPropsValid(preparation.target, true)) {
+    (*out)->sample_aspect_ratio = SampleAspect(preparation.target);
+  }
   return S_OK;
 }
 
@@ -242,6 +299,10 @@ Status PrepareVideoFrame(VideoPreparation& preparation, const XV_TIME* timeOverr
   }
   picture->pts = preparation.synthetic ? AVTimeFromRefTime(time.rtStart, base) : place.pts;
   if (missing != nullptr) *missing = preparation.synthetic ? 0 : place.missing;
+  picture->colorspace = preparation.codec.matrix;
+  picture->color_primaries = preparation.codec.primaries;
+  picture->color_trc = preparation.codec.transfer;
+  picture->color_range = preparation.codec.range;
   *out = MakeRef<XvFrameFFM>(std::move(picture));
   return S_OK;
 }

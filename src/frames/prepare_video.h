@@ -5,6 +5,7 @@
 #include "base/ref.h"
 #include "frames/frame_ffm.h"
 #include "frames/geometry_converter.h"
+#include "frames/owned_frame.h"
 #include "frames/pts_clock.h"
 #include "frames/scaling_choice.h"
 #include "picture/codec_picture.h"
@@ -22,6 +23,11 @@ struct CodecView {
   int pixelFormat = AV_PIX_FMT_NONE;  // or kPixFmtV210
   AVCodecID codecId = AV_CODEC_ID_NONE;
   bool fullRange = false;  // the encoder wants 0-255 YUV
+  // As the stream is tagged; some encoders write what a picture says.
+  AVColorSpace matrix = AVCOL_SPC_UNSPECIFIED;
+  AVColorPrimaries primaries = AVCOL_PRI_UNSPECIFIED;
+  AVColorTransferCharacteristic transfer = AVCOL_TRC_UNSPECIFIED;
+  AVColorRange range = AVCOL_RANGE_UNSPECIFIED;
 };
 
 // One video stream's path from host frames to encoder pictures, with what it keeps between frames.
@@ -35,14 +41,17 @@ struct VideoPreparation {
   PicturePool pool;
   PictureConverter converter;
   Ref<XvConverterRC2> geometry;  // made when a frame first needs it
+  Ref<XvConverterRC2> maskGeometry;
+  FrameMemory maskMemory;
 };
 
 // Makes the picture that the encoder takes, with its stamp in the codec's time base. Geometry that
 // differs from the target's goes through XvConverterRC2, as do "crop", "rotate" and "mirror" of the
 // frame's own node or else of the stream's; then the pixel format: the host's memory without a copy
-// where it has it already. 32-bit formats with alpha take the frame's attached "mask" or "mask8".
-// The frame's own time counts unless `timeOverride` is given. `missing` (may be null) gets the
-// ticks that stay empty ahead of the picture. Runs under one process-wide lock.
+// where it has it already. 32-bit formats with alpha take the frame's attached "mask" or "mask8",
+// whose rows go in the picture's order and which is edited and scaled with it. The frame's own time
+// counts unless `timeOverride` is given. `missing` (may be null) gets the ticks that stay empty
+// ahead of the picture. Runs under one process-wide lock.
 //   XV_S_SKIP_FRAME  the frame's time leaves no place for it.
 //   S_FALSE          the frame has no valid picture; nothing to encode, its ticks stay empty.
 //   E_INVALIDARG     the buffer is shorter than the properties say.

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "frames/converter_attributes.h"
 #include "media/validity.h"
 
 namespace xv {
@@ -26,6 +27,14 @@ int ResolveScalingQuality(int value, const XV_VID_PROPS& source, const XV_VID_PR
     }
   }
   return sourceLines > 2 * targetLines ? 8 : 4;
+}
+
+int ChooseScaling(std::string_view quality, Siting siting, const XV_VID_PROPS& source,
+                  const XV_VID_PROPS& target, int field) {
+  constexpr int kBicubicCode = 4;
+  const int code = ScalingCode(quality, siting);
+  if (code < 1 && siting == Siting::kCentred) return kBicubicCode;
+  return ResolveScalingQuality(code, source, target, field);
 }
 
 }  // namespace xv

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <string_view>
+
+#include "picture/scale_engine.h"
 #include "xvwriter/media.h"
 
 namespace xv {
@@ -9,6 +12,11 @@ namespace xv {
 // `field` is the field asked for, or -1.
 int ResolveScalingQuality(int value, const XV_VID_PROPS& source, const XV_VID_PROPS& target,
                           int field);
+
+// The code for the text of "scaling_quality". Centred siting scales with what is asked for; with
+// classic siting words leave the choice to the kind of scaling.
+int ChooseScaling(std::string_view quality, Siting siting, const XV_VID_PROPS& source,
+                  const XV_VID_PROPS& target, int field);
 
 // Display aspect: the properties' own, else width over height, else 16:9.
 double DisplayAspect(const XV_VID_PROPS& vid);

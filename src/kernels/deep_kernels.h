@@ -18,6 +18,10 @@ struct DeepKernels {
   // Into planes of 10 bits in 16: `width` luma and (width + 1) / 2 chroma samples.
   void (*planesFromV210)(const std::uint8_t* source, std::uint16_t* y, std::uint16_t* u,
                          std::uint16_t* v, int width);
+  // Back, into (width + 5) / 6 groups; the lower 10 bits of each sample count, samples past the row
+  // are 0.
+  void (*v210FromPlanes)(const std::uint16_t* y, const std::uint16_t* u, const std::uint16_t* v,
+                         std::uint8_t* target, int width);
 };
 
 const DeepKernels& DeepKernelsAt(SimdLevel level);

@@ -63,4 +63,24 @@ void PlanesFromV210(const std::uint8_t* source, std::uint16_t* y, std::uint16_t*
   }
 }
 
+void V210FromPlanes(const std::uint16_t* y, const std::uint16_t* u, const std::uint16_t* v,
+                    std::uint8_t* target, int width) {
+  for (int x = 0; x < width; x += kGroupPixels) {
+    int samples[12] = {};
+    for (int i = 0; i < std::min(kGroupPixels, width - x); ++i) {
+      samples[2 * i + 1] = y[x + i];
+      if ((i & 1) != 0) continue;
+      samples[2 * i] = u[(x + i) / 2];
+      samples[2 * i + 2] = v[(x + i) / 2];
+    }
+    for (int i = 0; i < 4; ++i) {
+      std::uint32_t word = 0;
+      for (int k = 0; k < 3; ++k) {
+        word |= static_cast<std::uint32_t>(samples[3 * i + k] & 0x3FF) << (10 * k);
+      }
+      std::memcpy(target + x / kGroupPixels * kGroupBytes + 4 * i, &word, 4);
+    }
+  }
+}
+
 }  // namespace xv::plain

@@ -189,6 +189,45 @@ void PlanesFromV210(const std::uint8_t* source, std::uint16_t* y, std::uint16_t*
   plain::PlanesFromV210(source + x / 6 * 16, y + x, u + x / 2, v + x / 2, width - x);
 }
 
+// Which of 8 words goes to each word of a lane; -1 leaves it zero.
+struct Place {
+  alignas(16) std::uint8_t table[16];
+
+  explicit constexpr Place(const int (&words)[8]) : table{} {
+    for (int i = 0; i < 16; ++i) {
+      table[i] = static_cast<std::uint8_t>(words[i / 2] < 0 ? 0x80 : 2 * words[i / 2] + i % 2);
+    }
+  }
+  HWY_INLINE Vec Of(Vec words) const { return Shuffle(words, LoadTable(table)); }
+};
+
+void V210FromPlanes(const std::uint16_t* y, const std::uint16_t* u, const std::uint16_t* v,
+                    std::uint8_t* target, int width) {
+  // Of each word of 32 bits the lower two samples, and the upper one; chroma is u u u - v v v -.
+  constexpr Place kLowLuma({-1, 0, 1, -1, -1, 3, 4, -1});
+  constexpr Place kLowChroma({0, -1, -1, 1, 5, -1, -1, 6});
+  constexpr Place kHighLuma({-1, -1, 2, -1, -1, -1, 5, -1});
+  constexpr Place kHighChroma({4, -1, -1, -1, 2, -1, -1, -1});
+  const Vec places = Set32(1 | 1 << 26);
+  const Vec mask = Set16(0x3FF);
+  const auto half = [](const std::uint16_t* p)
+                        XV_ATTR { return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)); };
+  int x = 0;
+  for (; x + kStepPixels + kSurplusPixels <= width; x += kStepPixels) {
+    const Vec luma = And(GatherLanes([=](int lane) { return y + x + 6 * lane; }), mask);
+    alignas(64) std::uint8_t pairs[kVecBytes];
+    for (int lane = 0; lane < kVecLanes; ++lane) {
+      const int at = x / 2 + 3 * lane;
+      Store128(pairs + 16 * lane, _mm_unpacklo_epi64(half(u + at), half(v + at)));
+    }
+    const Vec chroma = And(Load(pairs), mask);
+    const Vec low = MulPairs(Or(kLowLuma.Of(luma), kLowChroma.Of(chroma)), places);
+    const Vec high = ShiftLeft32<20>(Or(kHighLuma.Of(luma), kHighChroma.Of(chroma)));
+    Store(target + x / 6 * 16, Or(low, high));
+  }
+  plain::V210FromPlanes(y + x, u + x / 2, v + x / 2, target + x / 6 * 16, width - x);
+}
+
 template <bool kLumaFirst>
 constexpr auto kPackV210 = Either<PackV210<false, kLumaFirst>, PackV210<true, kLumaFirst>>::Run;
 
@@ -196,7 +235,8 @@ constexpr auto kPackV210 = Either<PackV210<false, kLumaFirst>, PackV210<true, kL
 
 const DeepKernels kDeepTable = {{kPackV210<false>, kPackV210<true>},
                                 Either<UnpackV210<false>, UnpackV210<true>>::Run,
-                                PlanesFromV210};
+                                PlanesFromV210,
+                                V210FromPlanes};
 
 #endif  // XV_VECTORS
 }  // namespace HWY_NAMESPACE
@@ -207,7 +247,8 @@ HWY_AFTER_NAMESPACE();
 namespace xv {
 namespace plain {
 
-const DeepKernels kDeepTable = {{PackV210<false>, PackV210<true>}, UnpackV210, PlanesFromV210};
+const DeepKernels kDeepTable = {
+    {PackV210<false>, PackV210<true>}, UnpackV210, PlanesFromV210, V210FromPlanes};
 
 }  // namespace plain
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <cstdint>
-#include <vector>
 
+#include "kernels/aligned_vector.h"
 #include "kernels/simd_level.h"
 
 namespace xv {
@@ -15,15 +15,21 @@ struct RowFilter {
   int sourceWidth = 0;
   int targetWidth = 0;
   int pairs = 0;  // taps, rounded up to even, over 2; no more than the source has, or a pair
-  std::vector<std::int32_t> first;
+  AlignedVector<std::int32_t> first;
   // Taps 2j and 2j + 1 of target x at [j * step + 2 * x].
-  std::vector<std::int16_t> weights;
+  AlignedVector<std::int16_t> weights;
   std::size_t step = 0;
   // For 4 targets each, where the samples of their first taps lie in 16 bytes from the first of the
   // four on, spread to words. Empty when they lie farther apart.
-  std::vector<std::uint8_t> shuffle16;
+  AlignedVector<std::uint8_t> shuffle16;
   // The same for 16 targets and 64 bytes, without the spreading.
-  std::vector<std::uint8_t> shuffle64;
+  AlignedVector<std::uint8_t> shuffle64;
+  // For samples of 16 bits: bytes of the two first taps of 4 targets each within 8 samples from the
+  // first of the four on; and words of 16 targets each within 64 samples, all within 32 where
+  // `near64`. Empty when they lie farther apart.
+  AlignedVector<std::uint8_t> words16;
+  AlignedVector<std::uint16_t> words64;
+  bool near64 = false;
 };
 inline constexpr int kRowFilterPadding = 64;
 inline constexpr int kRowFilterBits = 14;

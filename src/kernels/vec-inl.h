@@ -269,6 +269,20 @@ HWY_INLINE Vec GatherLanes(const At& at) {
   return Load128(at(0));
 #endif
 }
+// The weights of a pair of taps for kVecLanes targets, one pair to each lane.
+HWY_INLINE Vec LaneWeights(const std::int16_t* weights) {
+#if XV_VEC_BYTES == 64
+  const __m512i spread = _mm512_setr_epi32(0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3);
+  return _mm512_permutexvar_epi32(spread, _mm512_castsi128_si512(Load128(weights)));
+#elif XV_VEC_BYTES == 32
+  const __m128i both = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(weights));
+  return _mm256_permutevar8x32_epi32(_mm256_castsi128_si256(both),
+                                     _mm256_setr_epi32(0, 0, 0, 0, 1, 1, 1, 1));
+#else
+  return Set32(static_cast<std::uint16_t>(weights[0]) | static_cast<int>(weights[1]) * 65536);
+#endif
+}
+
 // Hands the lanes of a vector to `put(i, lane)`, in order.
 template <class Do>
 HWY_INLINE void EachLane(Vec v, const Do& put) {

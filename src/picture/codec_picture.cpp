@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "kernels/packed_kernels.h"
 #include "media/pixel_layout.h"
 #include "picture/host_picture.h"
 #include "picture/layout_conversion.h"
@@ -36,6 +37,52 @@ FieldPlanes FieldOf(const AVFrame& picture, int parity) {
     field.linesize[i] = picture.linesize[i] * 2;
   }
   return field;
+}
+
+// Planes of YCbCr; no bits for anything else.
+struct PlanarShape {
+  int bits = 0;
+  int shiftX = 0;
+  int shiftY = 0;
+};
+
+PlanarShape ShapeOf(int format) {
+  const AVPixFmtDescriptor* desc = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(format));
+  constexpr std::uint64_t kOther = AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_BE | AV_PIX_FMT_FLAG_ALPHA;
+  if (desc == nullptr || (desc->flags & kOther) != 0 || desc->nb_components != 3) return {};
+  const bool planes = (desc->flags & AV_PIX_FMT_FLAG_PLANAR) != 0;
+  const bool separate = desc->comp[1].plane == 1 && desc->comp[2].plane == 2;
+  const int depth = desc->comp[0].depth;
+  if (!planes || !(separate || format == AV_PIX_FMT_NV12) || desc->comp[0].shift != 0) return {};
+  if (depth != 8 && depth != 10) return {};
+  return {depth, desc->log2_chroma_w, desc->log2_chroma_h};
+}
+
+WidePicture PlanesOf(const AVFrame& picture, const PlanarShape& shape) {
+  ImageView view;
+  view.width = picture.width;
+  view.height = picture.height;
+  view.chromaHeight = AV_CEIL_RSHIFT(picture.height, shape.shiftY);
+  for (std::size_t i = 0; i < 3; ++i) {
+    view.data[i] = picture.data[i];
+    view.step[i] = picture.linesize[i];
+  }
+  return WidePicture::OfPlanes(view, shape.bits, shape.shiftX, shape.shiftY);
+}
+
+void ExpandRange(const AVFrame& picture, const PlanarShape& shape) {
+  const auto each = [&](int plane, int width, int rows, auto expand) {
+    for (int y = 0; y < rows; ++y) {
+      expand(picture.data[plane] + static_cast<std::ptrdiff_t>(y) * picture.linesize[plane], width);
+    }
+  };
+  each(0, picture.width, picture.height, Packed().expandLuma);
+  const bool both = picture.data[2] == nullptr;
+  const int width = AV_CEIL_RSHIFT(picture.width, shape.shiftX);
+  for (int plane = 1; plane < (both ? 2 : 3); ++plane) {
+    each(plane, both ? 2 * width : width, AV_CEIL_RSHIFT(picture.height, shape.shiftY),
+         Packed().expandChroma);
+  }
 }
 
 // Layouts that the library does not know, as one that it does.
@@ -96,10 +143,36 @@ Status PictureConverter::ThroughLibrary(const PictureView& source, AVFrame* targ
   return Scale(picture, target, source.vid.fccColor == kFccHDYC, fullRange, fields);
 }
 
+Status PictureConverter::ThroughWideRows(const ImageView& source, AVFrame* target,
+                                         const CodecConvertOptions& options) {
+  if (!WidePicture::Knows(source.tag) || IsRgb(source.tag)) return S_FALSE;
+  // Samples in between are made of their two neighbours: what a line of chroma stands for stays.
+  const SampleFilter filter = SampleFilter::kFastBilinear;
+  const WideJob job{{filter, filter}, source.Interlaced() ? FieldMode::kFields : FieldMode::kFrame};
+  const PlanarShape shape = ShapeOf(target->format);
+  if (shape.bits == 8 || (shape.bits == 10 && !options.fullRange)) {
+    wide_.Scale(WidePicture(source), PlanesOf(*target, shape), job);
+    if (options.fullRange) ExpandRange(*target, shape);
+    return S_OK;
+  }
+  // 4:2:0 by fields on its way to packed 4:2:2 or RGB.
+  if (!IsPlanar420(source.tag) && source.tag != kFccNV12) return S_FALSE;
+  ImageView packed = source;
+  packed.tag = kFccUYVY;
+  packed.step = {(source.width + 1) / 2 * 4, 0, 0};
+  packed.chromaHeight = 0;
+  between_.resize(static_cast<std::size_t>(packed.step[0] * source.height) + kReadPadding);
+  packed.data = {between_.data(), nullptr, nullptr};
+  wide_.Scale(WidePicture(source), WidePicture(packed), job);
+  return ConvertToCodecFormat(packed, target, options);
+}
+
 Status PictureConverter::Convert(const PictureView& source, AVFrame* target,
                                  const CodecConvertOptions& options) {
   const Status own = ConvertToCodecFormat(MakeImageView(source.vid, source.data), target, options);
-  return own.NothingDone() ? ThroughLibrary(source, target, options.fullRange) : own;
+  if (!own.NothingDone()) return own;
+  const Status wide = ThroughWideRows(MakeImageView(source.vid, source.data), target, options);
+  return wide.NothingDone() ? ThroughLibrary(source, target, options.fullRange) : wide;
 }
 
 }  // namespace xv

@@ -6,6 +6,7 @@
 #include "base/status.h"
 #include "contracts/av_handles.h"
 #include "picture/to_codec_format.h"
+#include "picture/wide_scaler.h"
 #include "xvwriter/media.h"
 
 namespace xv {
@@ -17,7 +18,8 @@ struct PictureView {
 };
 
 // Fills pictures for the encoder from host pictures of the same size: by our own kernels where they
-// know the pair, else through libswscale, whose context is kept from one frame to the next. One
+// know the pair, other samplings and depths of YCbCr through wide rows, with fields apart, the rest
+// through libswscale, whose context is kept from one frame to the next. One
 // caller at a time.
 class PictureConverter {
  public:
@@ -28,10 +30,14 @@ class PictureConverter {
   Status Convert(const PictureView& source, AVFrame* target, const CodecConvertOptions& options);
 
  private:
+  // S_FALSE where these do not know the pair.
+  Status ThroughWideRows(const ImageView& source, AVFrame* target,
+                         const CodecConvertOptions& options);
   Status ThroughLibrary(const PictureView& source, AVFrame* target, bool fullRange);
   Status Scale(const AVFrame& source, AVFrame* target, bool bt709, bool fullRange, bool fields);
 
   AvPtr<SwsContext> sws_;
+  WideScaler wide_;
   std::vector<std::uint8_t> between_;  // a layout that the library knows
 };
 

@@ -4,18 +4,9 @@
 #include <cmath>
 #include <numbers>
 
+#include "picture/rounding.h"
+
 namespace xv {
-namespace {
-
-// What the two rules of siting make of a target row.
-double PositionOf(int targetRow, double ratio, Siting siting) {
-  return siting == Siting::kCentred ? (targetRow + 0.5) * ratio - 0.5 : targetRow * ratio;
-}
-
-int RoundAway(double value) { return static_cast<int>(std::lround(value)); }
-
-}  // namespace
-
 struct FilterBank::Plan {
   int sourceHeight;
   int targetHeight;
@@ -26,17 +17,15 @@ struct FilterBank::Plan {
   double ratio;
   double sharpness;
   double sigma;
-  Siting siting;
 
-  Plan(int source, int target, FieldMode mode, double sharp, Siting rule)
+  Plan(int source, int target, FieldMode mode, double sharp)
       : sourceHeight(source),
         targetHeight(target),
         separate(mode != FieldMode::kFrame),
         step(mode == FieldMode::kFields ? 2 : 1),
         doubled(mode == FieldMode::kTopToFrame || mode == FieldMode::kBottomToFrame),
         ratio(static_cast<double>(source) / target),
-        sharpness(sharp),
-        siting(rule) {
+        sharpness(sharp) {
     if (source == target) {
       sharpness *= 0.75;
     } else if (doubled) {
@@ -56,12 +45,11 @@ struct FilterBank::Plan {
     const int base = sourceHeight > targetHeight
                          ? std::max(5, static_cast<int>(sourceHeight * 1.5 / targetHeight + 1))
                          : 4;
-    return std::clamp(RoundAway(base * sharpness), 3, kMaxFilterTaps);
+    return std::clamp(RoundHalfAway(base * sharpness), 3, kMaxFilterTaps);
   }
 
   bool Takes(int row, int parity) const {
     if (parity == 1) return row >= 1 && row < sourceHeight && (row & 1) == 1;
-    if (siting == Siting::kCentred && !separate) return row >= 0 && row < sourceHeight;
     return row >= 0 && row <= ((sourceHeight - 1) & ~1) && (!separate || (row & 1) == 0);
   }
 
@@ -75,7 +63,7 @@ struct FilterBank::Plan {
 
   // Source rows outward from the position, the side of the exact position first.
   int Collect(double position, int parity, std::int32_t* rows) const {
-    const int nearest = RoundAway(position);
+    const int nearest = RoundHalfAway(position);
     const int side = position >= nearest ? 1 : -1;
     const int limit = (separate ? 4 : 2) * length;
     int taken = 0;
@@ -86,85 +74,61 @@ struct FilterBank::Plan {
     return taken;
   }
 
-  // Tilts the weights until their centre of gravity is the position, as far as no weight becomes
-  // negative.
-  void Centre(double position, const std::int32_t* rows, int taps, double* weights) const {
-    double total = 0, first = 0, second = 0;
-    for (int i = 0; i < taps; ++i) {
-      const double d = rows[i] - position;
-      total += weights[i];
-      first += weights[i] * d;
-      second += weights[i] * d * d;
-    }
-    if (total <= 0) return;
-    const double mean = first / total;
-    const double variance = second / total - mean * mean;
-    if (variance <= 1e-9) return;
-    const double tilt = -mean / variance;
-    for (int i = 0; i < taps; ++i) {
-      weights[i] *= std::max(0.0, 1 + tilt * (rows[i] - position - mean));
-    }
-  }
-
-  // Whole weights that sum up to `sum` exactly.
-  static void Quantise(int sum, const std::int32_t* rows, const double* weights, int taps,
-                       Row& row) {
+  // Whole weights that sum up to 255 exactly.
+  static void Quantise(const std::int32_t* rows, const double* weights, int taps, Row& row) {
+    constexpr int kSum = 255;
     double total = 0;
     for (int i = 0; i < taps; ++i) total += weights[i];
     int shared = 0;
     int share[kMaxFilterTaps] = {};
     for (int i = 0; i < taps; ++i) {
-      const int wanted = total > 0 ? RoundAway(sum * weights[i] / total) : (i == 0 ? sum : 0);
-      share[i] = std::min(wanted, sum - shared);
+      const int wanted = total > 0 ? RoundHalfAway(kSum * weights[i] / total) : (i == 0 ? kSum : 0);
+      share[i] = std::min(wanted, kSum - shared);
       shared += share[i];
       row.source[static_cast<std::size_t>(i)] = rows[i];
       ++row.taps;
-      if (shared == sum && i + 1 < taps) {
+      if (shared == kSum && i + 1 < taps) {
         // Nothing is left for the next tap: it repeats this row and ends the list.
         row.source[static_cast<std::size_t>(i + 1)] = rows[i];
         break;
       }
     }
-    share[0] += sum - shared;
-    if (share[0] > 255) row.taps = 1;  // all of it: a copy
+    share[0] += kSum - shared;
     for (int i = 0; i < row.taps; ++i) {
-      row.weight[static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(std::min(share[i], 255));
+      row.weight[static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(share[i]);
     }
   }
 
   Row Make(int bankRow, int parity) const {
     const int targetRow = parity == 0 ? bankRow * step : step * (bankRow + 1) - 1;
-    const double position = PositionOf(targetRow, ratio, siting);
+    const double position = targetRow * ratio;
     Row row;
     std::int32_t rows[kMaxFilterTaps] = {};
     const int taps = Collect(position, parity, rows);
     if (taps == 0) {
       row.taps = 1;
       row.weight[0] = 255;
-      row.source[0] = std::clamp(RoundAway(position), 0, sourceHeight - 1);
+      row.source[0] = std::clamp(RoundHalfAway(position), 0, sourceHeight - 1);
       return row;
     }
     double weights[kMaxFilterTaps] = {};
     for (int i = 0; i < taps; ++i) weights[i] = WeightAt(rows[i] - position);
-    if (siting == Siting::kCentred) Centre(position, rows, taps, weights);
-    Quantise(siting == Siting::kCentred ? 256 : 255, rows, weights, taps, row);
+    Quantise(rows, weights, taps, row);
     return row;
   }
 };
 
-void FilterBank::Build(int sourceHeight, int targetHeight, FieldMode mode, double sharpness,
-                       Siting siting) {
-  if (built_ && sourceHeight == sourceHeight_ && targetHeight == targetHeight_ && mode == mode_ &&
-      sharpness == sharpness_ && siting == siting_) {
+void FilterBank::Build(int sourceHeight, int targetHeight, FieldMode mode, double sharpness) {
+  if (built_ && sourceHeight == sourceHeight_ && targetHeight == targetHeight_ &&
+      mode == mode_ && sharpness == sharpness_) {
     return;
   }
   sourceHeight_ = sourceHeight;
   targetHeight_ = targetHeight;
   mode_ = mode;
   sharpness_ = sharpness;
-  siting_ = siting;
   built_ = true;
-  const Plan plan(sourceHeight, targetHeight, mode, sharpness, siting);
+  const Plan plan(sourceHeight, targetHeight, mode, sharpness);
   const int rows = targetHeight / plan.step + 1;
   for (int parity = 0; parity < 2; ++parity) {
     std::vector<Row>& bank = banks_[static_cast<std::size_t>(parity)];

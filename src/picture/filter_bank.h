@@ -22,15 +22,13 @@ inline constexpr int kExchangeParity = 0x10;
 inline constexpr int kCopyFirstRow = 0x20;
 inline constexpr int kCopyLastRow = 0x40;
 
-// Where target row t stands among the source rows.
-enum class Siting {
-  kClassic,  // at t * ratio; weights sum up to 255 and the sum is cut
-  kCentred,  // at (t + 0.5) * ratio - 0.5; weights sum up to 256, the sum is rounded, and the
-             // centre of gravity of the taps lies at the position
-};
+// Of centred siting with kFields: the content moves down or up by a line.
+inline constexpr int kLineDown = 0x80;
+inline constexpr int kLineUp = 0x100;
 
-// The vertical filter: for each target row and parity the source rows that make it, with 8-bit
-// weights. One owner at a time.
+// The vertical filter of classic siting: for each target row and parity the source rows that make
+// it, with 8-bit weights that sum up to 255. Target row t stands at t * ratio source rows. One
+// owner at a time.
 class FilterBank {
  public:
   struct Row {
@@ -41,12 +39,10 @@ class FilterBank {
 
   // `sharpness` is the width of the filter in source rows at a ratio of 1: 0 gives 2 taps,
   // a negative one the nearest row. Does nothing when nothing has changed since the last call.
-  void Build(int sourceHeight, int targetHeight, FieldMode mode, double sharpness, Siting siting);
+  void Build(int sourceHeight, int targetHeight, FieldMode mode, double sharpness);
 
   // The taps of target row `t`.
   const Row& At(int t, int fieldFlags) const;
-  // What is added to a sum of products before it is shifted.
-  int Rounding() const { return siting_ == Siting::kCentred ? 128 : 0; }
 
  private:
   struct Plan;
@@ -55,7 +51,6 @@ class FilterBank {
   int targetHeight_ = 0;
   FieldMode mode_ = FieldMode::kFrame;
   double sharpness_ = 0;
-  Siting siting_ = Siting::kClassic;
   bool built_ = false;
   std::array<std::vector<Row>, 2> banks_;
 };

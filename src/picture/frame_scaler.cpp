@@ -146,8 +146,10 @@ Status FrameScaler::ScaleNormalised(const ImageView& given, const ScaleTargets& 
       continue;
     }
     RegionPlan plan = PlanRegions(source, target);
-    AlignToGroups(source, plan.source);
-    AlignToGroups(target, plan.target);
+    if (siting_ == Siting::kClassic) {
+      AlignToGroups(source, plan.source);
+      AlignToGroups(target, plan.target);
+    }
     ClearMargins(target, plan);
     RETURN_IF_FAILED(ScalePass(source, target, outputs[i].slot, plan, folded.code));
   }
@@ -160,13 +162,23 @@ Status FrameScaler::ScalePass(const ImageView& source, const ImageView& target, 
   const ImageView to = RegionView(target, plan.target);
   if (from.width < 1 || from.height < 1 || to.width < 1 || to.height < 1) return S_FALSE;
   const bool oneField = slot == FieldSlot::kTopToFrame || slot == FieldSlot::kBottomToFrame;
-  if (from.width == to.width && from.height == to.height && !oneField) {
+  const bool sameSize = from.width == to.width && from.height == to.height;
+  const bool centred = siting_ == Siting::kCentred;
+  const int order = slot == FieldSlot::kInterlaced ? target.Order() - source.Order() : 0;
+  if (sameSize && !oneField && !(centred && (order != 0 || from.inner || to.inner))) {
     const bool mixedDeep = (from.tag == kFccV210) != (to.tag == kFccV210);
     const bool fields = slot == FieldSlot::kInterlaced;
     const Status converted = ConvertRegion(from, to, fields || mixedDeep ? kStrips : 1);
     if (converted.Ok()) return converted;
   }
-  const int flags = static_cast<int>(ModeOfSlot(slot)) | EdgeFlags(source, target);
+  int flags = static_cast<int>(ModeOfSlot(slot));
+  if (!centred) flags |= EdgeFlags(source, target);
+  if (centred && order != 0) {
+    // Fields of another order go to the other lines: where they belong among these, or, without
+    // scaling, a line off, so that they stay as sharp as they are.
+    flags |= kExchangeParity;
+    if (sameSize) flags |= order > 0 ? kLineDown : kLineUp;
+  }
   return engines_[static_cast<std::size_t>(slot)].ScaleImage(from, to, false, quality, 0, flags,
                                                              siting_);
 }

@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <utility>
 
 #include "media/pixel_layout.h"
 #include "media/video_format.h"
 #include "picture/background_fill.h"
+#include "picture/rounding.h"
 
 namespace xv {
 namespace {
@@ -20,6 +22,12 @@ PixelRect Whole(const ImageView& view) { return {0, 0, view.width, view.height};
 
 int EvenUp(int value) { return (value + 1) & ~1; }
 
+// Margins are even, and whole chroma lines of both fields.
+int LinesUp(int value, const ImageView& view) {
+  const int unit = std::max(2, LineUnit(view.tag, view.Interlaced()));
+  return (value + unit - 1) / unit * unit;
+}
+
 bool OneToOneByDefault(const ImageView& source, const ImageView& target) {
   return source.width >= kLargeSourceWidth && target.width >= kLargeTargetWidth &&
          std::abs(source.width - target.width) * 10 <= target.width &&
@@ -32,11 +40,12 @@ void FitAspect(const ImageView& source, const ImageView& target, bool letterBox,
   const double r = letterBox ? g / f : f / g;
   PixelRect& rect = letterBox ? plan.target : plan.source;
   if (r < 1) {
-    const int left = EvenUp(static_cast<int>(std::lround(rect.Width() * (1 - r) / 2)));
+    const int left = EvenUp(RoundHalfAway(rect.Width() * (1 - r) / 2));
     rect.left += left;
     rect.right -= left;
   } else {
-    const int top = EvenUp(static_cast<int>(std::lround(rect.Height() * (1 - 1 / r) / 2)));
+    const int top =
+        LinesUp(RoundHalfAway(rect.Height() * (1 - 1 / r) / 2), letterBox ? target : source);
     rect.top += top;
     rect.bottom -= top;
   }
@@ -71,8 +80,15 @@ int EffectiveHeight(const ImageView& view) {
 void SkipRows(ImageView& view, int height, bool fill) {
   const int surplus = view.height - height;
   if (surplus <= 0) return;
-  if (fill) FillBackground(RegionView(view, 0, 0, view.width, surplus), kBlack, 1.0).code();
-  view = RegionView(view, 0, surplus, view.width, height);
+  const int unit = LineUnit(view.tag, view.Interlaced());
+  const int top = surplus / unit * unit;
+  if (fill) {
+    for (const auto& [first, lines] : {std::pair{0, top}, {top + height, surplus - top}}) {
+      if (lines < 1) continue;
+      FillBackground(RegionView(view, 0, first, view.width, lines), kBlack, 1.0).code();
+    }
+  }
+  view = RegionView(view, 0, top, view.width, height);
 }
 
 }  // namespace

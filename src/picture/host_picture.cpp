@@ -27,7 +27,7 @@ void LayPlanes(const XV_VID_PROPS& vid, const std::uint8_t* data, AVFrame* pictu
   auto* base = const_cast<std::uint8_t*>(data);
   const int lines = std::abs(vid.nHeight);
   const int rowBytes = vid.nRowBytes;
-  const bool bottomUp = IsRgb(vid.fccColor) && vid.nHeight > 0;
+  const bool bottomUp = IsBottomUp(vid.fccColor, vid.nHeight);
   if (bottomUp) {
     picture->data[0] = base + static_cast<std::ptrdiff_t>(lines - 1) * rowBytes;
     picture->linesize[0] = -rowBytes;
@@ -57,10 +57,6 @@ void DescribePicture(const XV_VID_PROPS& vid, AVFrame* picture) {
   picture->top_field_first = order > 0;
   picture->sample_aspect_ratio = SampleAspect(vid);
   picture->pict_type = AV_PICTURE_TYPE_NONE;
-  if (vid.fccColor == kFccHDYC) {
-    picture->color_primaries = AVCOL_PRI_BT709;
-    picture->color_trc = AVCOL_TRC_BT709;
-  }
 }
 
 Status WrapPicture(const XV_VID_PROPS& given, const std::uint8_t* data, std::uint32_t size,
@@ -74,7 +70,11 @@ Status WrapPicture(const XV_VID_PROPS& given, const std::uint8_t* data, std::uin
   const int natural = NaturalRowBytes(vid.fccColor, vid.nWidth);
   if (vid.nRowBytes < natural) vid.nRowBytes = natural;
   const int lines = std::abs(vid.nHeight);
-  if (FrameBytes(vid.fccColor, vid.nWidth, lines, vid.nRowBytes) > size) return E_INVALIDARG;
+  // Nobody reads what the last row might have behind its last pixel, but for the groups of v210.
+  const std::int64_t bytes = vid.fccColor == kFccV210
+                                 ? FrameBytes(vid.fccColor, vid.nWidth, lines, vid.nRowBytes)
+                                 : PictureSpan(vid);
+  if (bytes > size) return E_INVALIDARG;
 
   AvPtr<AVFrame> picture(av_frame_alloc());
   if (!picture) return E_OUTOFMEMORY;

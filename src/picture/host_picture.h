@@ -18,7 +18,7 @@ namespace xv {
 Status WrapPicture(const XV_VID_PROPS& vid, const std::uint8_t* data, std::uint32_t size,
                    Ref<IUnknown> owner, AvPtr<AVFrame>* picture);
 
-// Field flags and sample aspect of `vid` onto a picture; HDYC is tagged BT.709.
+// Field flags and sample aspect of `vid` onto a picture.
 void DescribePicture(const XV_VID_PROPS& vid, AVFrame* picture);
 
 }  // namespace xv

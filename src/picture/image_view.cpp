@@ -37,6 +37,10 @@ void LayPlanes(ImageView& view) {
 bool IsPlanar420(std::uint32_t tag) { return tag == kFccI420 || tag == kFccYV12; }
 bool IsRgb32(std::uint32_t tag) { return tag == kFccRGB32 || tag == kFccARGB32; }
 
+int LineUnit(std::uint32_t tag, bool interlaced) {
+  return (IsPlanar420(tag) || tag == kFccNV12 ? 2 : 1) * (interlaced ? 2 : 1);
+}
+
 std::optional<PackedOrder> FindPackedOrder(std::uint32_t tag) {
   switch (tag) {
     case kFccUYVY:
@@ -104,6 +108,11 @@ ImageView RegionView(const ImageView& view, int left, int top, int width, int he
   ImageView region = view;
   region.width = width;
   region.height = height;
+  if (view.tag == kFccV210) {
+    region.inner = view.inner || left > 0 || width < view.width;
+    left += view.skip;
+    region.skip = left % 6;
+  }
   const int leftBytes = view.tag == kFccV210        ? left / 6 * 16
                         : FindPackedOrder(view.tag) ? left / 2 * 4
                                                     : PixelRowBytes(view.tag, left);

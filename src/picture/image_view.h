@@ -19,6 +19,12 @@ struct ImageView {
   std::array<std::uint8_t*, 3> data{};
   std::array<std::ptrdiff_t, 3> step{};  // bytes from one row to the next, for each plane
 
+  // Of v210, whose pixels come in groups of 6: how many of the first group lie ahead of a part of a
+  // picture, and whether this is such a part, with neighbours in its outer groups. Only WidePicture
+  // knows parts that begin inside of a group.
+  int skip = 0;
+  bool inner = false;
+
   std::uint32_t interlace = eXvI_Progressive;  // eXvInterlace, never automatic
   std::int16_t aspectX = 0;
   std::int16_t aspectY = 0;
@@ -62,6 +68,8 @@ struct PackedOrder {
 std::optional<PackedOrder> FindPackedOrder(std::uint32_t tag);
 bool IsPlanar420(std::uint32_t tag);  // I420, YV12
 bool IsRgb32(std::uint32_t tag);      // RGB32, ARGB32
+// Lines from one place where a picture can be cut to the next: whole chroma lines of both fields.
+int LineUnit(std::uint32_t tag, bool interlaced);
 
 // Bytes of `width` pixels of the first plane, without padding; v210 counts whole groups of 6.
 int PixelRowBytes(std::uint32_t tag, int width);

@@ -60,7 +60,7 @@ Status FromRgb(const ImageView& source, const ImageView& target) {
     return Done(RgbToPacked, source, target, target.tag == kFccHDYC ? kRgbToHdyc : kRgbToBt601);
   }
   if (IsPlanar420(target.tag) || target.tag == kFccNV12) {
-    return Done(RgbToPlanar, source, PlanesOf(target), kRgbToBt601);
+    return Done(RgbToPlanar, source, PlanesOf(target), FieldForm::kFrame, kRgbToBt601);
   }
   if (source.tag == kFccR210 && target.tag == kFccR210) {
     return Done(CopyPicture, source, target);

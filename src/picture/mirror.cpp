@@ -8,6 +8,7 @@
 #include "kernels/packed_kernels.h"
 #include "kernels/row_sink.h"
 #include "media/pixel_layout.h"
+#include "picture/v210_row.h"
 
 namespace xv {
 namespace {
@@ -15,7 +16,7 @@ namespace {
 using ReverseRow = void (*)(const std::uint8_t*, std::uint8_t*, int);
 
 ReverseRow ReverseFor(std::uint32_t tag) {
-  if (IsRgb32(tag)) return Channels().reverse4;
+  if (IsRgb32(tag) || tag == kFccR210) return Channels().reverse4;
   if (tag == kFccRGB24) return plain::Reverse<3>;
   if (tag == kFccRGB8) return Channels().reverse1;
   return Channels().reverse2;  // packed 4:2:2: pixels of luma and one chroma sample
@@ -31,15 +32,55 @@ void RestoreChroma(std::uint32_t tag, std::uint8_t* row, int width) {
                     order->lumaFirst ? kLumaFirst : kChromaFirst, Stores::kCached);
 }
 
-void FlipRows(const ImageView& view, std::size_t bytes) {
-  for (int top = 0, bottom = view.height - 1; top < bottom; ++top, --bottom) {
-    std::swap_ranges(view.data[0] + top * view.step[0], view.data[0] + top * view.step[0] + bytes,
-                     view.data[0] + bottom * view.step[0]);
+// The samples that a row of a plane is made of.
+struct PlaneShape {
+  int rows;
+  int samples;
+  std::size_t bytes;
+  ReverseRow reverse;
+};
+
+PlaneShape ShapeOf(const ImageView& view, std::size_t plane) {
+  const auto bytes = static_cast<std::size_t>(PixelRowBytes(view.tag, view.width));
+  if (plane == 0) {
+    const bool planar = IsPlanar(view.tag);
+    return {view.height, view.width, bytes, planar ? Channels().reverse1 : ReverseFor(view.tag)};
+  }
+  const int pairs = (view.width + 1) / 2;
+  const bool both = view.tag == kFccNV12;
+  return {view.chromaHeight, pairs, static_cast<std::size_t>(both ? 2 * pairs : pairs),
+          both ? Channels().reverse2 : Channels().reverse1};
+}
+
+// Ten-bit samples go backwards through planes of words.
+void ReverseV210(std::uint8_t* row, int width) {
+  static thread_local V210Row samples;
+  samples.Unpack(row, width);
+  samples.Reverse();
+  samples.Pack(row);
+}
+
+void ReverseRows(const ImageView& view, std::size_t plane, const PlaneShape& shape) {
+  std::uint8_t* scratch = RowScratch(4, shape.bytes);
+  for (int y = 0; y < shape.rows; ++y) {
+    std::uint8_t* row = view.data[plane] + y * view.step[plane];
+    if (view.tag == kFccV210) {
+      ReverseV210(row, view.width);
+      continue;
+    }
+    std::memcpy(scratch, row, shape.bytes);
+    shape.reverse(scratch, row, shape.samples);
+    RestoreChroma(view.tag, row, view.width);
+  }
+}
+
+void FlipRows(const ImageView& view, std::size_t plane, const PlaneShape& shape) {
+  const auto row = [&](int y) { return view.data[plane] + y * view.step[plane]; };
+  for (int top = 0, bottom = shape.rows - 1; top < bottom; ++top, --bottom) {
+    std::swap_ranges(row(top), row(top) + shape.bytes, row(bottom));
   }
   if (!view.Interlaced()) return;
-  for (int y = 0; y + 1 < view.height; ++y) {
-    std::memcpy(view.data[0] + y * view.step[0], view.data[0] + (y + 1) * view.step[0], bytes);
-  }
+  for (int y = 0; y + 1 < shape.rows; ++y) std::memcpy(row(y), row(y + 1), shape.bytes);
 }
 
 }  // namespace
@@ -47,20 +88,15 @@ void FlipRows(const ImageView& view, std::size_t bytes) {
 Status MirrorInPlace(const ImageView& view, Mirror mirror) {
   if (view.data[0] == nullptr) return E_POINTER;
   const bool known = IsRgb32(view.tag) || view.tag == kFccRGB24 || view.tag == kFccRGB8 ||
-                     BitsPerPixel(view.tag) == 16;
-  if (!known || IsPlanar(view.tag)) return E_NOTIMPL;
-  const auto bytes = static_cast<std::size_t>(PixelRowBytes(view.tag, view.width));
-  if (mirror == Mirror::kHorizontal || mirror == Mirror::kBoth) {
-    const ReverseRow reverse = ReverseFor(view.tag);
-    std::uint8_t* scratch = RowScratch(4, bytes);
-    for (int y = 0; y < view.height; ++y) {
-      std::uint8_t* row = view.data[0] + y * view.step[0];
-      std::memcpy(scratch, row, bytes);
-      reverse(scratch, row, view.width);
-      RestoreChroma(view.tag, row, view.width);
-    }
+                     view.tag == kFccR210 || view.tag == kFccV210 || IsPlanar420(view.tag) ||
+                     view.tag == kFccNV12 || (BitsPerPixel(view.tag) == 16 && !IsPlanar(view.tag));
+  if (!known) return E_NOTIMPL;
+  for (std::size_t plane = 0; plane < 3; ++plane) {
+    if (view.data[plane] == nullptr) continue;
+    const PlaneShape shape = ShapeOf(view, plane);
+    if (mirror == Mirror::kHorizontal || mirror == Mirror::kBoth) ReverseRows(view, plane, shape);
+    if (mirror == Mirror::kVertical || mirror == Mirror::kBoth) FlipRows(view, plane, shape);
   }
-  if (mirror == Mirror::kVertical || mirror == Mirror::kBoth) FlipRows(view, bytes);
   return S_OK;
 }
 

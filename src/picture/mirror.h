@@ -10,7 +10,7 @@ enum class Mirror { kNone = 0, kHorizontal = 1, kVertical = 2, kBoth = 3 };
 
 // Flips a picture in its own memory. After an upside-down flip of an interlaced picture everything
 // moves up by one row, so that the field order stays (the last row repeats).
-//   E_NOTIMPL  planar and 10-bit layouts.
+//   E_NOTIMPL  layouts that no host picture has.
 Status MirrorInPlace(const ImageView& view, Mirror mirror);
 
 }  // namespace xv

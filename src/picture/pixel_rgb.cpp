@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "kernels/colour_kernels.h"
+#include "kernels/filter_row.h"
 #include "kernels/packed_kernels.h"
 #include "picture/planar_writer.h"
 #include "picture/rgb_rows.h"
@@ -29,12 +30,51 @@ void MakeRgbRows(const ImageView& target, const ImageView& source, Make&& make) 
   });
 }
 
+// 3 of the near row and 1 of the far one, of the same field.
+void MixChroma(const ImageView& source, int near, int far, const RgbToYuv& matrix, std::uint8_t* u,
+               std::uint8_t* v) {
+  constexpr std::uint8_t kWeights[2] = {192, 64};
+  constexpr int kHalf = 128;
+  const std::size_t count = Bytes((source.width + 1) / 2);
+  std::uint8_t* rows = RowScratch(7, 4 * count);
+  Colour().chroma422(BgraRow(source, near, 4), rows, rows + count, source.width, matrix);
+  Colour().chroma422(BgraRow(source, far, 5), rows + 2 * count, rows + 3 * count, source.width,
+                     matrix);
+  const std::uint8_t* ofU[2] = {rows, rows + 2 * count};
+  const std::uint8_t* ofV[2] = {rows + count, rows + 3 * count};
+  FilterRow(ofU, kWeights, 2, kHalf, u, count);
+  FilterRow(ofV, kWeights, 2, kHalf, v, count);
+}
+
+// Lines behind the last four that are whole have their own chroma.
+void RgbFieldsTo420(const ImageView& source, PlanarWriter& writer, const RgbToYuv& matrix) {
+  for (int y = 0; y < source.height; ++y) {
+    const std::uint8_t* bgra = BgraRow(source, y, 4);
+    writer.Luma(y, [&](std::uint8_t* row) { Colour().luma(bgra, row, source.width, matrix); });
+  }
+  for (int c = 0; c < (source.height + 1) / 2; ++c) {
+    const int field = c & 1;
+    const int first = c / 2 * 4 + field;
+    const int near = std::min(field == 0 ? first : first + 2, source.height - 1);
+    const int far = field == 0 ? first + 2 : first;
+    writer.Chroma(c, [&](std::uint8_t* u, std::uint8_t* v) {
+      MixChroma(source, near, far < source.height ? far : near, matrix, u, v);
+    });
+  }
+}
+
 }  // namespace
 
-void RgbToPlanar(const ImageView& source, const PlanarView& target, const RgbToYuv& matrix) {
+void RgbToPlanar(const ImageView& source, const PlanarView& target, FieldForm form,
+                 const RgbToYuv& matrix) {
   const ColourKernels& kernels = Colour();
   PlanarWriter writer(target, source, false);
   const int width = source.width;
+  const bool halved = target.kind == Kind::k420 || target.kind == Kind::kNv12;
+  if (halved && form == FieldForm::kInterlaced && source.height >= 4) {
+    RgbFieldsTo420(source, writer, matrix);
+    return;
+  }
   if (target.kind == Kind::k420 || target.kind == Kind::kNv12) {
     for (int y = 0; y < source.height; y += 2) {
       const bool both = y + 1 < source.height;

@@ -8,8 +8,10 @@
 // negative; rows outside the picture are never touched.
 namespace xv {
 
-// `matrix` makes YCbCr of RGB.
-void RgbToPlanar(const ImageView& source, const PlanarView& target, const RgbToYuv& matrix);
+// `matrix` makes YCbCr of RGB. 4:2:0 of interlaced pictures has its chroma where PackedToPlanar
+// puts it.
+void RgbToPlanar(const ImageView& source, const PlanarView& target, FieldForm form,
+                 const RgbToYuv& matrix);
 void RgbToPacked(const ImageView& source, const ImageView& target, const RgbToYuv& matrix);
 
 // RGB targets are RGB24, RGB32 or ARGB32.

@@ -78,18 +78,9 @@ void PackedFieldsTo420(const PackedSource& source, const PlanarView& target, Pla
   };
   repeat(0, view.height - 2, view.height - 3, view.width);
   repeat(0, view.height - 1, view.height - 3, view.width);
-  repeat(1, view.height / 2 - 1, view.height / 2 - 3, source.Pairs());
-  repeat(2, view.height / 2 - 1, view.height / 2 - 3, source.Pairs());
-}
-
-PlanarView PlanarField(const PlanarView& view, int parity) {
-  PlanarView field = view;
-  for (std::size_t plane = 0; plane < 2; ++plane) {
-    field.data[plane] += parity * view.step[plane];
-    field.step[plane] *= 2;
-  }
-  if (view.chromaHeight != INT32_MAX) field.chromaHeight = (view.chromaHeight + 1 - parity) / 2;
-  return field;
+  const bool both = target.kind == Kind::kNv12;
+  repeat(1, view.height / 2 - 1, view.height / 2 - 3, (both ? 2 : 1) * source.Pairs());
+  if (!both) repeat(2, view.height / 2 - 1, view.height / 2 - 3, source.Pairs());
 }
 
 }  // namespace
@@ -116,19 +107,13 @@ void ReorderPacked(const ImageView& source, const ImageView& target) {
 void PackedToPlanar(const ImageView& view, const PlanarView& target, FieldForm form,
                     bool fullRange) {
   const PackedSource source(view, FindPackedOrder(view.tag).value());
-  if (target.kind == Kind::kNv12 && form == FieldForm::kInterlaced) {
-    for (const int parity : {0, 1}) {
-      const ImageView field = FieldRows(view, parity);
-      PackedToPlanar(field, PlanarField(target, parity), FieldForm::kFrame, fullRange);
-    }
-    return;
-  }
   PlanarWriter writer(target, view, fullRange);
-  if (target.kind == Kind::k420 && form == FieldForm::kInterlaced && view.height >= 4) {
+  const bool halved = target.kind == Kind::k420 || target.kind == Kind::kNv12;
+  if (halved && form == FieldForm::kInterlaced && view.height >= 4) {
     PackedFieldsTo420(source, target, writer);
     return;
   }
-  if (target.kind == Kind::k420 || target.kind == Kind::kNv12) {
+  if (halved) {
     PackedFrameTo420(source, writer, target.kind == Kind::kNv12);
     return;
   }

@@ -36,6 +36,7 @@ class PlanarWriter {
   void Chroma(int y, Make&& make) {
     if (y >= target_.chromaHeight) return;
     const int count = ChromaWidth();
+    if (target_.kind == PlanarView::Kind::kNv12) return ChromaOfBoth(y, count, make);
     std::uint8_t* uTo = target_.data[1] + y * target_.step[1];
     std::uint8_t* vTo = target_.data[2] + y * target_.step[2];
     std::uint8_t* u = sink_.Open(1, uTo, Bytes(count));
@@ -77,6 +78,21 @@ class PlanarWriter {
   }
 
  private:
+  template <class Make>
+  void ChromaOfBoth(int y, int count, Make&& make) {
+    std::uint8_t* to = target_.data[1] + y * target_.step[1];
+    std::uint8_t* u = RowScratch(kBothSlot, 2 * Bytes(count));
+    std::uint8_t* v = u + count;
+    make(u, v);
+    if (fullRange_) {
+      Packed().expandChroma(u, count);
+      Packed().expandChroma(v, count);
+    }
+    std::uint8_t* row = sink_.Open(1, to, 2 * Bytes(count));
+    Packed().interleave(u, v, row, count);
+    sink_.Commit(row, to, 2 * Bytes(count));
+  }
+
   // A row that a kernel makes. Without a target it is made and dropped, without bytes there is no
   // row.
   struct Place {
@@ -111,6 +127,8 @@ class PlanarWriter {
       sink_.Commit(rows[i], place.to, place.bytes);
     }
   }
+
+  static constexpr int kBothSlot = 6;  // of RowScratch
 
   const PlanarView& target_;
   RowSink sink_;

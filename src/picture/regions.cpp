@@ -1,10 +1,10 @@
 #include "picture/regions.h"
 
 #include <algorithm>
-#include <cmath>
 #include <utility>
 
 #include "media/pixel_layout.h"
+#include "picture/rounding.h"
 
 namespace xv {
 namespace {
@@ -13,8 +13,6 @@ void MakeEven(PixelRect& rect) {
   rect.left = (rect.left + 1) & ~1;
   rect.right &= ~1;
 }
-
-int Round(double value) { return static_cast<int>(std::lround(value)); }
 
 // Takes `over` off one side of a pair of intervals, and its counterpart off the other.
 struct Side {
@@ -25,11 +23,11 @@ struct Side {
 
   void TakeSource(int over) const {
     *source += sign * over;
-    *target += sign * Round(over * factor);
+    *target += sign * RoundHalfAway(over * factor);
   }
   void TakeTarget(int over) const {
     *target += sign * over;
-    *source += sign * Round(over / factor);
+    *source += sign * RoundHalfAway(over / factor);
   }
 };
 

@@ -37,7 +37,7 @@ struct PlaneRotation {
     const auto block = bytes == 1 ? Channels().transpose1 : Channels().transpose4;
     for (int y = top; y < bottom; y += kBlock) {
       for (int x = left; x < right; x += kBlock) {
-        if (bytes != 3 && x + kBlock <= right && y + kBlock <= bottom) {
+        if ((bytes == 1 || bytes == 4) && x + kBlock <= right && y + kBlock <= bottom) {
           block(source + y * sourceStep + x * bytes, sourceStep,
                 target + x * targetStep + y * bytes, targetStep);
           continue;
@@ -84,6 +84,12 @@ struct PlaneRotation {
   }
 };
 
+// Of layouts whose pixels lie together and each have all of their channels; else 0.
+int PixelBytes(std::uint32_t tag) {
+  if (IsRgb32(tag) || tag == kFccR210) return 4;
+  return tag == kFccRGB24 ? 3 : tag == kFccRGB8 ? 1 : 0;
+}
+
 // The source's shape as it will be, for planning.
 ImageView RotatedShape(const ImageView& source, const ImageView& target) {
   ImageView shape = source;
@@ -96,15 +102,16 @@ ImageView RotatedShape(const ImageView& source, const ImageView& target) {
 
 }  // namespace
 
-void PictureRotator::OwnPlane::Shape(int w, int h) {
-  width = w;
-  height = h;
-  const std::size_t bytes = static_cast<std::size_t>(w) * static_cast<std::size_t>(h) + 64;
-  if (memory.size() < bytes) memory.resize(bytes);
+void PictureRotator::OwnPlane::Shape(int columns, int rows, int sampleBytes) {
+  width = columns;
+  height = rows;
+  bytes = sampleBytes;
+  const std::size_t size = static_cast<std::size_t>(Step()) * static_cast<std::size_t>(rows) + 64;
+  if (memory.size() < size) memory.resize(size);
 }
 
-Status PictureRotator::RotateRgb(const ImageView& source, const ImageView& target, bool left) {
-  const int bytes = source.tag == kFccRGB24 ? 3 : source.tag == kFccRGB8 ? 1 : 4;
+Status PictureRotator::RotateWhole(const ImageView& source, const ImageView& target, bool left) {
+  const int bytes = PixelBytes(source.tag);
   ImageView rotated = RotatedShape(source, target);
   const RegionPlan plan = PlanRegions(rotated, target);
   const ImageView region = RegionView(target, plan.target);
@@ -131,14 +138,17 @@ Status PictureRotator::RotateRgb(const ImageView& source, const ImageView& targe
                             static_cast<int>(FieldMode::kFrame));
 }
 
-// Three planes of 4:2:2, packed or of the 4:2:0 picture as it is.
 void PictureRotator::Split(const ImageView& source) {
-  const int pairs = (source.width + 1) / 2;
+  const int pixel = PixelBytes(source.tag);
   const bool packed = FindPackedOrder(source.tag).has_value();
-  const int chromaRows = packed ? source.height : source.chromaHeight;
-  planes_[0].Shape(source.width, source.height);
-  planes_[1].Shape(pairs, chromaRows);
-  planes_[2].Shape(pairs, chromaRows);
+  const bool deep = source.tag == kFccV210;
+  planeCount_ = pixel > 0 ? 1 : 3;
+  const int sample = pixel > 0 ? pixel : deep ? 2 : 1;
+  planes_[0].Shape(source.width, source.height, sample);
+  for (std::size_t i = 1; i < 3; ++i) {
+    planes_[i].Shape((source.width + 1) / 2, packed || deep ? source.height : source.chromaHeight,
+                     sample);
+  }
   if (packed) {
     PlanarView view;
     view.kind = PlanarView::Kind::k422;
@@ -149,54 +159,82 @@ void PictureRotator::Split(const ImageView& source) {
     PackedToPlanar(source, view, FieldForm::kFrame, false);
     return;
   }
-  for (std::size_t i = 0; i < 3; ++i) {
-    CopyPlane(source.data[i], source.step[i], planes_[i].memory.data(), planes_[i].width,
-              static_cast<std::size_t>(planes_[i].width), planes_[i].height);
+  for (int y = 0; y < source.height && deep; ++y) {
+    deep_.Unpack(source.data[0] + y * source.step[0], source.width);
+    for (int i = 0; i < 3; ++i) {
+      OwnPlane& plane = planes_[static_cast<std::size_t>(i)];
+      std::memcpy(plane.Row(y), deep_.Plane(i), static_cast<std::size_t>(plane.Step()));
+    }
+  }
+  if (deep) return;
+  const bool both = source.tag == kFccNV12;
+  for (std::size_t i = 0; i < (both ? 1 : static_cast<std::size_t>(planeCount_)); ++i) {
+    CopyPlane(source.data[i], source.step[i], planes_[i].memory.data(), planes_[i].Step(),
+              static_cast<std::size_t>(planes_[i].Step()), planes_[i].height);
+  }
+  for (int y = 0; y < source.chromaHeight && both; ++y) {
+    Packed().deinterleave(source.data[1] + y * source.step[1], planes_[1].Row(y), planes_[2].Row(y),
+                          planes_[1].width);
   }
 }
 
-Status PictureRotator::Join(const ImageView& region) {
-  const auto order = FindPackedOrder(region.tag);
-  for (std::size_t i = 0; i < 3; ++i) {
-    const int rows = i == 0 || order ? region.height : region.chromaHeight;
-    scaled_[i].Shape(i == 0 ? region.width : (region.width + 1) / 2, rows);
-    RETURN_IF_FAILED(scalers_[i].Scale(rotated_[i].View(), scaled_[i].View(), 1, 2));
+void PictureRotator::TurnPlanes(bool left) {
+  const auto count = static_cast<std::size_t>(planeCount_);
+  for (std::size_t i = 0; i < count; ++i) {
+    rotated_[i].Shape(planes_[i].height, planes_[i].width, planes_[i].bytes);
   }
-  for (std::size_t i = 0; i < 3 && !order; ++i) {
-    CopyPlane(scaled_[i].memory.data(), scaled_[i].width, region.data[i], region.step[i],
-              static_cast<std::size_t>(scaled_[i].width), scaled_[i].height);
-  }
-  for (int y = 0; y < region.height && order; ++y) {
-    const auto row = [&](std::size_t i) {
-      return scaled_[i].memory.data() + static_cast<std::ptrdiff_t>(y) * scaled_[i].width;
-    };
-    const std::size_t u = order->vFirst ? 2 : 1;
-    Packed().join[order->lumaFirst ? 1 : 0](row(0), row(u), row(3 - u),
-                                            region.data[0] + y * region.step[0], region.width,
-                                            Stores::kCached);
-  }
-  return S_OK;
-}
-
-Status PictureRotator::RotateSubsampled(const ImageView& source, const ImageView& target,
-                                        bool left) {
-  Split(source);
-  for (std::size_t i = 0; i < 3; ++i) rotated_[i].Shape(planes_[i].height, planes_[i].width);
-  // The luma plane in three parts, the chroma planes in one each.
-  constexpr int kLumaParts = 3;
-  RunWorkItems(kLumaParts + 2, [&](int item) {
-    const std::size_t i = item < kLumaParts ? 0 : static_cast<std::size_t>(item - kLumaParts + 1);
-    const int parts = i == 0 ? kLumaParts : 1;
+  // The first plane in three parts, the chroma planes in one each.
+  constexpr int kParts = 3;
+  RunWorkItems(kParts + planeCount_ - 1, [&](int item) {
+    const std::size_t i = item < kParts ? 0 : static_cast<std::size_t>(item - kParts + 1);
+    const int parts = i == 0 ? kParts : 1;
     const int part = i == 0 ? item : 0;
-    const OwnPlane& from = planes_[i];
+    OwnPlane& from = planes_[i];
     const int first = from.width * part / parts;
-    const int count = from.width * (part + 1) / parts - first;
-    const int row = left ? from.width - first - count : first;
-    RotatePlane(from.memory.data() + first, from.width,
-                rotated_[i].memory.data() + static_cast<std::ptrdiff_t>(row) * rotated_[i].width,
-                rotated_[i].width, count, from.height, 1, left);
+    const int columns = from.width * (part + 1) / parts - first;
+    const int row = left ? from.width - first - columns : first;
+    RotatePlane(from.memory.data() + std::ptrdiff_t{first} * from.bytes, from.Step(),
+                rotated_[i].Row(row), rotated_[i].Step(), columns, from.height, from.bytes, left);
   });
-  return Join(RegionView(target, PlanRegions(RotatedShape(source, target), target).target));
+}
+
+WidePicture PictureRotator::Rotated(const ImageView& source, int parity, bool left) {
+  ImageView view;
+  view.tag = source.tag;
+  view.width = rotated_[0].width;
+  view.height = rotated_[0].height;
+  view.chromaHeight = planeCount_ > 1 ? rotated_[1].height : 0;
+  for (std::size_t i = 0; i < static_cast<std::size_t>(planeCount_); ++i) {
+    view.data[i] = rotated_[i].memory.data();
+    view.step[i] = rotated_[i].Step();
+  }
+  WidePicture picture =
+      planeCount_ == 1
+          ? WidePicture(view)
+          : WidePicture::OfChroma(view, rotated_[0].bytes > 1 ? 10 : 8, rotated_[1].width);
+  // Columns become lines, lines columns, one of them backwards.
+  const WidePicture frame(source);
+  const WidePicture upright = parity < 0 ? frame : frame.Field(parity);
+  for (int group = 0; group < upright.Groups(); ++group) {
+    const WidePicture::Group& was = upright.At(group);
+    picture.Place(group, left ? was.y : was.y.Reversed(was.height, source.height),
+                  left ? was.x.Reversed(was.width, source.width) : was.x);
+  }
+  picture.SetExtent(source.height, source.width);
+  return picture;
+}
+
+void PictureRotator::RotatePlanes(const ImageView& source, const ImageView& target, bool left) {
+  const RegionPlan plan = PlanRegions(RotatedShape(source, target), target);
+  const WidePicture region(RegionView(target, plan.target));
+  const bool fields = source.Interlaced() && target.Interlaced();
+  for (const int parity : {0, 1}) {
+    Split(fields ? FieldRows(source, parity) : source);
+    TurnPlanes(left);
+    scaler_.Scale(Rotated(source, fields ? parity : -1, left),
+                  fields ? region.Field(parity) : region, {});
+    if (!fields) return;
+  }
 }
 
 void RotatePlane(const std::uint8_t* source, std::ptrdiff_t sourceStep, std::uint8_t* target,
@@ -222,10 +260,13 @@ Status PictureRotator::Rotate(const ImageView& source, const ImageView& target, 
   if (source.data[0] == nullptr || target.data[0] == nullptr || source.tag != target.tag) {
     return E_INVALIDARG;
   }
-  const bool rgb = IsRgb32(source.tag) || source.tag == kFccRGB24 || source.tag == kFccRGB8;
-  if (!rgb && !FindPackedOrder(source.tag) && !IsPlanar420(source.tag)) return E_NOTIMPL;
+  const bool known = WidePicture::Knows(source.tag);
+  if (!known && source.tag != kFccR210) return E_NOTIMPL;
   RETURN_IF_FAILED(FillBackground(target, kBlack, 1.0));
-  return rgb ? RotateRgb(source, target, left) : RotateSubsampled(source, target, left);
+  const bool fields = source.Interlaced() && target.Interlaced() && source.height > 1;
+  if (PixelBytes(source.tag) > 0 && !(fields && known)) return RotateWhole(source, target, left);
+  RotatePlanes(source, target, left);
+  return S_OK;
 }
 
 }  // namespace xv

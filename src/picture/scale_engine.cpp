@@ -56,6 +56,7 @@ std::uint32_t ScalingLayout(std::uint32_t source, std::uint32_t target) {
 }  // namespace
 
 ScaleQuality NormaliseQuality(int quality) {
+  if (quality >= kNamedQuality) return {quality, false};
   ScaleQuality folded{quality, quality >= 10};
   if (folded.oneToOne) folded.code -= 10;
   if (folded.code < 1) folded.code = 1;
@@ -101,17 +102,14 @@ void ScaleEngine::ScalePlane(const PlaneScaler::Plane& source, const PlaneScaler
   const auto vertical = [&](const PlaneScaler::Plane& from, const Across* across) {
     ScaleVertical(bank, from.data, to, from.height, target.height,
                   static_cast<std::size_t>(from.width * sampleBytes), from.step, target.step,
-                  sharpness, job.fieldFlags, job.siting, across);
+                  sharpness, job.fieldFlags, across);
   };
   if (source.width == target.width) {
     vertical(source, nullptr);
     return;
   }
-  // Chroma samples stand on the first luma sample of their pair.
-  const double ratio = static_cast<double>(source.width) / target.width;
-  const double shift = plane > 0 && job.siting == Siting::kCentred ? (1 - ratio) / 4 : 0;
   const RowFilter& filter =
-      rowFilters_[plane == 0 ? 0 : 1].For(source.width, target.width, job.quality, shift);
+      rowFilters_[plane == 0 ? 0 : 1].For(source.width, target.width, job.quality);
   // The direction that makes the picture smaller goes first.
   if (target.height <= source.height) {
     const Across across{filter, sampleBytes};
@@ -149,7 +147,7 @@ Status ScaleEngine::ScalePacked(const ImageView& source, const ImageView& target
         direct ? target : Temporary(0, target, source.tag, target.width, target.height);
     ScaleVertical(banks_[0], source.data[0], scaled.data[0], source.height, target.height,
                   static_cast<std::size_t>((source.width + 1) / 2 * 4), source.step[0],
-                  scaled.step[0], job.sharpness, job.fieldFlags, job.siting);
+                  scaled.step[0], job.sharpness, job.fieldFlags);
     if (!direct) ReorderPacked(scaled, target);
     return S_OK;
   }
@@ -202,6 +200,16 @@ Status ScaleEngine::ResizeRgb(const ImageView& source, const ImageView& target, 
 }
 
 Status ScaleEngine::Dispatch(const ImageView& source, const ImageView& target, const Job& job) {
+  if (job.siting == Siting::kCentred && WidePicture::Related(source.tag, target.tag)) {
+    wide_.Scale(
+        WidePicture(source), WidePicture(target),
+        {FiltersOfQuality(job.quality), static_cast<FieldMode>(job.fieldFlags & kFieldModeMask),
+         (job.fieldFlags & kExchangeParity) != 0,
+         (job.fieldFlags & kLineDown) != 0 ? 1
+         : (job.fieldFlags & kLineUp) != 0 ? -1
+                                           : 0});
+    return S_OK;
+  }
   const bool packed = FindPackedOrder(source.tag).has_value();
   if (packed && FindPackedOrder(target.tag)) return ScalePacked(source, target, job);
   if (IsPlanar420(source.tag) && IsPlanar420(target.tag)) return ScalePlanar(source, target, job);
@@ -233,7 +241,8 @@ Status ScaleEngine::ScaleImage(const ImageView& source, const ImageView& target,
   const auto mode = static_cast<FieldMode>(fieldFlags & kFieldModeMask);
   const bool plainFields = (fieldFlags & ~kFieldModeMask) == 0 &&
                            (mode == FieldMode::kFields || mode == FieldMode::kFrame);
-  if (sameSize && !flip && plainFields) return ConvertFormat(source, target);
+  if (sameSize && !flip && plainFields && !source.inner && !target.inner)
+    return ConvertFormat(source, target);
   const double factor = static_cast<double>(target.width) / source.width;
   const Job job{quality, SharpnessOfQuality(quality, factor, sharpnessOffset), fieldFlags, siting};
   return Dispatch(flip ? Flipped(source) : source, target, job);

@@ -10,11 +10,18 @@
 #include "picture/image_view.h"
 #include "picture/plane_scaler.h"
 #include "picture/row_filter.h"
+#include "picture/wide_scaler.h"
 
 namespace xv {
 
+// Where target line t stands among the source's, and how the engine filters.
+enum class Siting {
+  kClassic,  // at t * ratio; vertical weights have 8 bits, sum up to 255 and the sum is cut
+  kCentred,  // at (t + 0.5) * ratio - 0.5, chroma and fields where they belong (WideScaler)
+};
+
 // Folded quality: what the engine scales with, and whether one to one was asked for (codes from 10
-// on, which stand for the code 10 below).
+// on, which stand for the code 10 below). Codes of words stay (kNamedQuality).
 struct ScaleQuality {
   int code;
   bool oneToOne;
@@ -53,6 +60,7 @@ class ScaleEngine {
   std::mutex lock_;
   std::array<FilterBank, 2> banks_;  // luma, chroma
   std::array<KeptRowFilter, 2> rowFilters_;
+  WideScaler wide_;
   PlaneScaler resizer_;  // plain frames of RGB
   // 0, 1: the two sides of packed scaling, 2: the converted source, 3-5: planes between the two
   // directions, 6: the target before its conversion.

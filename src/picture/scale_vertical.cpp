@@ -15,10 +15,10 @@ constexpr int kRowSlot = 6;  // of RowScratch
 void ScaleVertical(FilterBank& bank, const std::uint8_t* source, std::uint8_t* target,
                    int sourceHeight, int targetHeight, std::size_t widthBytes,
                    std::ptrdiff_t sourceStep, std::ptrdiff_t targetStep, double sharpness,
-                   int fieldFlags, Siting siting, const Across* across) {
+                   int fieldFlags, const Across* across) {
   if (sourceHeight < 1 || targetHeight < 1) return;
   bank.Build(sourceHeight, targetHeight, static_cast<FieldMode>(fieldFlags & kFieldModeMask),
-             sharpness, siting);
+             sharpness);
   const bool enough = targetHeight > 1;
   const int first = enough && (fieldFlags & kCopyFirstRow) != 0 ? 1 : 0;
   const int last = targetHeight - (enough && (fieldFlags & kCopyLastRow) != 0 ? 1 : 0);
@@ -34,7 +34,7 @@ void ScaleVertical(FilterBank& bank, const std::uint8_t* source, std::uint8_t* t
       std::uint8_t* to = target + t * targetStep;
       std::uint8_t* made =
           across == nullptr ? to : RowScratch(kRowSlot, widthBytes + kRowFilterSlack);
-      FilterRow(rows, row.weight.data(), row.taps, bank.Rounding(), made, widthBytes);
+      FilterRow(rows, row.weight.data(), row.taps, 0, made, widthBytes);
       if (across != nullptr) {
         ScaleRow(across->filter, made, kRowFilterSlack, to, across->sampleBytes);
       }

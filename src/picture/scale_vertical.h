@@ -20,6 +20,6 @@ struct Across {
 void ScaleVertical(FilterBank& bank, const std::uint8_t* source, std::uint8_t* target,
                    int sourceHeight, int targetHeight, std::size_t widthBytes,
                    std::ptrdiff_t sourceStep, std::ptrdiff_t targetStep, double sharpness,
-                   int fieldFlags, Siting siting, const Across* across = nullptr);
+                   int fieldFlags, const Across* across = nullptr);
 
 }  // namespace xv

@@ -44,14 +44,13 @@ PlanarView Planes(const AVFrame& target, PlanarView::Kind kind) {
 Status ToPlanar(const ImageView& source, const AVFrame& target, PlanarView::Kind kind,
                 bool fullRange) {
   const PlanarView planes = Planes(target, kind);
+  const FieldForm form = source.Interlaced() ? FieldForm::kInterlaced : FieldForm::kFrame;
   if (IsRgbSource(source.tag)) {
-    RgbToPlanar(source, planes, fullRange ? kRgbToBt601Full : kRgbToBt601);
+    RgbToPlanar(source, planes, form, fullRange ? kRgbToBt601Full : kRgbToBt601);
     return S_OK;
   }
-  if (const auto order = FindPackedOrder(source.tag)) {
-    const bool halved = kind == PlanarView::Kind::k420 || kind == PlanarView::Kind::kNv12;
-    const bool fields = halved && source.Interlaced() && !order->lumaFirst;
-    PackedToPlanar(source, planes, fields ? FieldForm::kInterlaced : FieldForm::kFrame, fullRange);
+  if (FindPackedOrder(source.tag)) {
+    PackedToPlanar(source, planes, form, fullRange);
     return S_OK;
   }
   if (!IsPlanar420(source.tag) || fullRange) return kNoRoutine;
@@ -75,7 +74,6 @@ void EachRow(const ImageView& view, Kernel&& kernel) {
 
 Status To24(const ImageView& source, const AVFrame& target, bool redFirst) {
   const ImageView view = OnePlane(target, kFccRGB24);
-  if (IsPlanar420(source.tag)) return kNoRoutine;
   const Status result = ConvertPlain(source, view);
   constexpr std::uint8_t kExchange[3] = {2, 1, 0};
   if (result == Status(S_OK) && redFirst) {
@@ -85,10 +83,12 @@ Status To24(const ImageView& source, const AVFrame& target, bool redFirst) {
 }
 
 Status To32(const ImageView& source, const AVFrame& target, const CodecConvertOptions& options) {
-  if (IsPlanar420(source.tag)) return kNoRoutine;
   const ImageView view = OnePlane(target, kFccARGB32);
   const Status result = ConvertPlain(source, view);
   if (result != Status(S_OK)) return result;
+  if (source.tag == kFccRGB32) {
+    EachRow(view, [&](std::uint8_t* row) { Channels().setChannel(row, view.width, 3, 255); });
+  }
   const bool keepsAlpha = source.tag == kFccARGB32 || target.format == AV_PIX_FMT_0RGB;
   if (!keepsAlpha && options.mask != nullptr) {
     RETURN_IF_FAILED(ApplyAlphaMask(*options.mask, view, 3, options.premultiply));
@@ -104,7 +104,7 @@ Status To32(const ImageView& source, const AVFrame& target, const CodecConvertOp
 }
 
 Status ToPacked(const ImageView& source, const AVFrame& target, std::uint32_t tag) {
-  if (IsPlanar420(source.tag)) return kNoRoutine;
+  if (IsPlanar420(source.tag) || source.tag == kFccNV12) return kNoRoutine;
   return ConvertPlain(source, OnePlane(target, tag));
 }
 
@@ -113,6 +113,9 @@ Status FromV210(const ImageView& source, AVFrame* target, const CodecConvertOpti
   if (target->format == AV_PIX_FMT_YUV422P10LE && !options.fullRange) {
     UnpackV210ToPlanes(source, Planes(*target, PlanarView::Kind::k422));
     return S_OK;
+  }
+  if (target->format == AV_PIX_FMT_YUV420P10LE || target->format == AV_PIX_FMT_YUV444P10LE) {
+    return kNoRoutine;
   }
   static thread_local std::vector<std::uint8_t> unpacked;
   ImageView view = source;
@@ -174,12 +177,17 @@ Status ToDeep422(const ImageView& source, const AVFrame& target) {
   return S_OK;
 }
 
+// Pictures of `source`'s kind become RGB by kernels that take the chroma of a line from the rows
+// of 4:2:0 that a frame has: lines of fields have others.
+bool MixesFields(const ImageView& source) {
+  return source.Interlaced() && (IsPlanar420(source.tag) || source.tag == kFccNV12);
+}
+
 Status Run(const ImageView& source, AVFrame* target, const CodecConvertOptions& options) {
   using Kind = PlanarView::Kind;
   if (source.tag == kFccV210) return FromV210(source, target, options);
-  if (!IsRgbSource(source.tag) && !FindPackedOrder(source.tag) && !IsPlanar420(source.tag)) {
-    return kNoRoutine;
-  }
+  const bool halved = IsPlanar420(source.tag) || source.tag == kFccNV12;
+  if (!IsRgbSource(source.tag) && !FindPackedOrder(source.tag) && !halved) return kNoRoutine;
   switch (target->format) {
     case kPixFmtV210:
       return ToV210(source, *target);
@@ -206,6 +214,7 @@ Status Run(const ImageView& source, AVFrame* target, const CodecConvertOptions& 
       return ToPacked(source, *target, kFccYUY2);
     case AV_PIX_FMT_RGB24:
     case AV_PIX_FMT_BGR24:
+      if (MixesFields(source)) return kNoRoutine;
       return To24(source, *target, target->format == AV_PIX_FMT_RGB24);
     case AV_PIX_FMT_RGB48LE:
       if (source.tag != kFccR210) return kNoRoutine;
@@ -215,6 +224,7 @@ Status Run(const ImageView& source, AVFrame* target, const CodecConvertOptions& 
     case AV_PIX_FMT_RGBA:
     case AV_PIX_FMT_BGRA:
     case AV_PIX_FMT_0RGB:
+      if (MixesFields(source)) return kNoRoutine;
       return To32(source, *target, options);
     default:
       return kNoRoutine;

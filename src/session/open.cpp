@@ -78,13 +78,18 @@ void StartPreparation(VideoPreparation& preparation, const StreamHolder& holder,
   preparation.streamNode = holder.node;
   preparation.sessionNode = attributes;
   preparation.clock = {};
+  const AVCodecContext& codec = *holder.codec;
   preparation.codec = {false,
-                       holder.codec->time_base,
-                       holder.codec->width,
-                       holder.codec->height,
+                       codec.time_base,
+                       codec.width,
+                       codec.height,
                        holder.pixelFormat,
-                       holder.codec->codec_id,
-                       holder.fullRange};
+                       codec.codec_id,
+                       holder.fullRange,
+                       codec.colorspace,
+                       codec.color_primaries,
+                       codec.color_trc,
+                       codec.color_range};
 }
 
 void StartHostSide(HostSide& host, const Outputs& outputs, const Tracks& tracks,

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <string>
@@ -12,6 +13,7 @@
 #include "kernels/packed_kernels.h"
 #include "kernels/scale_row.h"
 #include "kernels/simd_level.h"
+#include "kernels/wide_rows.h"
 #include "picture/row_filter.h"
 
 namespace xv {
@@ -27,11 +29,13 @@ struct Suite {
   const DeepKernels& deep;
   FilterRowKernel filterRow;
   const ScaleRowKernels& scaleRow;
+  const WideKernels& wide;
 };
 
 Suite SuiteAt(SimdLevel level) {
   return {PackedKernelsAt(level), ColourKernelsAt(level), ChannelKernelsAt(level),
-          DeepKernelsAt(level),   FilterRowAt(level),     ScaleRowKernelsAt(level)};
+          DeepKernelsAt(level),   FilterRowAt(level),     ScaleRowKernelsAt(level),
+          WideKernelsAt(level)};
 }
 
 using Rows = std::vector<std::unique_ptr<GuardedRow>>;
@@ -152,6 +156,7 @@ Cases DeepCases() {
   Cases cases = {
       {"unpackV210", {V210}, {Groups}, [](const Run& r) { r.deep.unpackV210(r.s[0], r.t[0], r.w, r.stores); }},
       {"planesFromV210", {V210}, {Two, Groups, Groups}, [=](const Run& r) { r.deep.planesFromV210(r.s[0], words(r.t[0]), words(r.t[1]), words(r.t[2]), r.w); }},
+      {"v210FromPlanes", {Two, Pairs, Pairs}, {V210}, [=](const Run& r) { r.deep.v210FromPlanes(words(r.s[0]), words(r.s[1]), words(r.s[2]), r.t[0], r.w); }},
       {"packV210", {Groups}, {V210}, [](const Run& r) { r.deep.packV210[0](r.s[0], r.t[0], r.w, r.stores); }},
       {"packV210", {Groups}, {V210}, [](const Run& r) { r.deep.packV210[1](r.s[0], r.t[0], r.w, r.stores); }},
   };
@@ -188,10 +193,80 @@ Cases ScaleCases() {
              {bytes == 1 ? One : Four},
              {[=](std::size_t w) { return static_cast<std::size_t>(width(w) * bytes); }},
              [=, kept = std::make_shared<KeptRowFilter>()](const Run& r) {
-               const RowFilter& filter = kept->For(r.w, width(r.Count()), quality, 0.2);
+               const RowFilter& filter = kept->For(r.w, width(r.Count()), quality);
                (bytes == 1 ? r.scaleRow.scale1 : r.scaleRow.scale4)(filter, r.s[0], 0, r.t[0]);
              }});
       }
+    }
+  }
+  return cases;
+}
+
+// Wide rows have room behind them; only what counts is compared, as bytes.
+struct WideRow {
+  explicit WideRow(const std::uint8_t* bytes, int count, int room)
+      : samples(static_cast<std::size_t>(room + 2 * kWideSlack)) {
+    std::memcpy(samples.data(), bytes, 2 * static_cast<std::size_t>(count));
+    // As far as filters overshoot.
+    for (std::int16_t& sample : samples) sample = static_cast<std::int16_t>(sample / 4 * 3);
+  }
+  std::vector<std::int16_t> samples;
+};
+
+void AcrossCase(const Run& r, int width, int channels, const RowFilter& filter) {
+  const WideRow source(r.s[0], channels * r.w, channels * r.w);
+  std::vector<std::int16_t> made(static_cast<std::size_t>(channels * width + kWideSlack));
+  (channels == 1 ? r.wide.across : r.wide.across4)(filter, source.samples.data(), made.data());
+  std::memcpy(r.t[0], made.data(), static_cast<std::size_t>(2 * channels * width));
+}
+
+void DownCase(const Run& r, int taps) {
+  std::vector<WideRow> kept;
+  std::vector<const std::int16_t*> rows;
+  std::vector<std::int16_t> weights;
+  kept.reserve(static_cast<std::size_t>(taps));
+  for (int i = 0; i < taps; ++i) {
+    kept.emplace_back(r.s[static_cast<std::size_t>(i)], r.w, r.w);
+    rows.push_back(kept.back().samples.data());
+    weights.push_back(static_cast<std::int16_t>(i % 3 == 1 ? 32767 : -9000));
+  }
+  WideRow made(r.s[0], r.w, r.w);
+  r.wide.down(rows.data(), weights.data(), taps, made.samples.data(), r.w);
+  std::memcpy(r.t[0], made.samples.data(), 2 * r.Count());
+}
+
+Cases WideCases() {
+  const auto words = [](std::uint8_t* row) { return reinterpret_cast<std::uint16_t*>(row); };
+  const auto wide = [](std::uint8_t* row) { return reinterpret_cast<std::int16_t*>(row); };
+  // clang-format off
+  Cases cases = {
+      {"widen8", {One}, {Two}, [=](const Run& r) { r.wide.widen8(r.s[0], wide(r.t[0]), r.w); }},
+      {"widen10", {Two}, {Two}, [=](const Run& r) { r.wide.widen10(words(r.s[0]), wide(r.t[0]), r.w); }},
+      {"narrow8", {Two}, {One}, [=](const Run& r) { r.wide.narrow8(wide(r.s[0]), r.t[0], r.w); }},
+      {"narrow10", {Two}, {Two}, [=](const Run& r) { r.wide.narrow10(wide(r.s[0]), words(r.t[0]), r.w); }},
+  };
+  // clang-format on
+  for (const int taps : {2, 5, 8}) {
+    cases.push_back({"down",
+                     std::vector<RowBytes>(static_cast<std::size_t>(taps), Two),
+                     {Two},
+                     [taps](const Run& r) { DownCase(r, taps); }});
+  }
+  for (const double ratio : {0.3, 0.9, 1.7, 3.1, 5.0}) {
+    for (const int channels : {1, 4}) {
+      const auto width = [=](std::size_t w) {
+        return static_cast<int>(static_cast<double>(w) / ratio) + 1;
+      };
+      const auto bytes = [=](std::size_t samples) {
+        return 2 * static_cast<std::size_t>(channels) * samples;
+      };
+      cases.push_back({"across",
+                       {bytes},
+                       {[=](std::size_t w) { return bytes(static_cast<std::size_t>(width(w))); }},
+                       [=, kept = std::make_shared<KeptRowFilter>()](const Run& r) {
+                         AcrossCase(r, width(r.Count()), channels,
+                                    kept->For(r.w, width(r.Count()), 4));
+                       }});
     }
   }
   return cases;
@@ -244,7 +319,7 @@ void CompareAtAllLevels(const KernelCase& kernel, int width, std::mt19937& rando
 TEST(Kernels, EveryVariantEqualsTheReference) {
   std::mt19937 random(7);
   for (const Cases& cases :
-       {PackedCases(), ColourCases(), ChannelCases(), DeepCases(), ScaleCases()}) {
+       {PackedCases(), ColourCases(), ChannelCases(), DeepCases(), ScaleCases(), WideCases()}) {
     for (const KernelCase& kernel : cases) {
       // Widths around each multiple of a vector: all misalignments occur, since rows end at a page.
       for (int width = 1; width < 300; width += width < 36 ? 1 : 5) {

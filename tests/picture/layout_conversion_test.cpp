@@ -228,7 +228,7 @@ TEST(Mirror, FlipsKeepChromaAndFieldOrder) {
       }
     }
   }
-  EXPECT_EQ(MirrorInPlace(Picture(kFccI420, 4, 4).View(), Mirror::kBoth), E_NOTIMPL);
+  EXPECT_EQ(MirrorInPlace(Picture(kFccY422, 4, 4).View(), Mirror::kBoth), E_NOTIMPL);
 }
 
 }  // namespace

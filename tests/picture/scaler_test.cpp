@@ -20,27 +20,16 @@ int SumOf(const FilterBank::Row& row) {
   return std::accumulate(row.weight.begin(), row.weight.begin() + row.taps, 0);
 }
 
-// Where the taps of a row have their centre of gravity.
-double CentreOf(const FilterBank::Row& row) {
-  double sum = 0, moment = 0;
-  for (int i = 0; i < row.taps; ++i) {
-    const double weight = row.taps == 1 ? 1.0 : row.weight[static_cast<std::size_t>(i)];
-    sum += weight;
-    moment += weight * row.source[static_cast<std::size_t>(i)];
-  }
-  return moment / sum;
-}
-
 TEST(FilterBank, FieldsTakeOnlyRowsOfTheirParity) {
   FilterBank bank;
-  for (const Siting siting : {Siting::kClassic, Siting::kCentred}) {
+  {
     for (const int target : {576, 720, 1200, 480}) {
-      bank.Build(1080, target, FieldMode::kFields, 0.8, siting);
+      bank.Build(1080, target, FieldMode::kFields, 0.8);
       for (int t = 0; t < target; ++t) {
         const FilterBank::Row& row = bank.At(t, 0);
         ASSERT_GE(row.taps, 1);
         if (row.taps > 1) {
-          ASSERT_EQ(SumOf(row), siting == Siting::kCentred ? 256 : 255) << t;
+          ASSERT_EQ(SumOf(row), 255) << t;
         }
         for (int i = 0; i < row.taps; ++i) {
           const int source = row.source[static_cast<std::size_t>(i)];
@@ -56,7 +45,7 @@ TEST(FilterBank, FieldsTakeOnlyRowsOfTheirParity) {
 TEST(FilterBank, LengthsFollowTheHeights) {
   FilterBank bank;
   const auto taps = [&](int source, int target, FieldMode mode, double sharpness) {
-    bank.Build(source, target, mode, sharpness, Siting::kClassic);
+    bank.Build(source, target, mode, sharpness);
     int most = 0;
     for (int t = 0; t < target; ++t) most = std::max(most, bank.At(t, 0).taps);
     return most;
@@ -70,42 +59,19 @@ TEST(FilterBank, LengthsFollowTheHeights) {
   EXPECT_GT(taps(2160, 240, FieldMode::kFrame, 1), taps(1080, 720, FieldMode::kFrame, 1));
 }
 
-// Classic filters stand at t * ratio, centred ones at (t + 0.5) * ratio - 0.5, in frame lines; the
-// centre of gravity of a centred one is there within a twentieth of a line.
-TEST(FilterBank, CentredTapsStandWhereTheLineIs) {
-  FilterBank bank;
-  for (const auto& [source, target, mode] : {std::tuple{1080, 576, FieldMode::kFields},
-                                             {1080, 720, FieldMode::kFields},
-                                             {576, 1080, FieldMode::kFields},
-                                             {1080, 720, FieldMode::kFrame},
-                                             {1080, 720, FieldMode::kTopToFrame},
-                                             {1080, 720, FieldMode::kBottomToFrame}}) {
-    bank.Build(source, target, mode, 0.75, Siting::kCentred);
-    const double ratio = static_cast<double>(source) / target;
-    double worst = 0;
-    for (int t = 12; t < target - 12; ++t) {
-      worst = std::max(worst, std::fabs(CentreOf(bank.At(t, 0)) - ((t + 0.5) * ratio - 0.5)));
-    }
-    EXPECT_LT(worst, 0.05) << source << " to " << target;
-  }
-}
-
-TEST(ScaleVertical, FlatPicturesAndEdgesBehaveAsToldForBothSitings) {
+TEST(ScaleVertical, FlatPicturesAndEdgesBehaveKeepToTheirRules) {
   const std::vector<std::uint8_t> source(64 * 108, 128);
-  for (const auto& [siting, level] : {std::pair{Siting::kClassic, 127}, {Siting::kCentred, 128}}) {
-    FilterBank bank;
-    std::vector<std::uint8_t> target(64 * 72, 1);
-    ScaleVertical(bank, source.data(), target.data(), 108, 72, 64, 64, 64, 0.75, 0, siting);
-    EXPECT_THAT(target, Each(level));
-  }
+  FilterBank flat;
+  std::vector<std::uint8_t> level(64 * 72, 1);
+  ScaleVertical(flat, source.data(), level.data(), 108, 72, 64, 64, 64, 0.75, 0);
+  EXPECT_THAT(level, Each(127));
   // The flags copy the neighbour over the first and the last row.
   std::vector<std::uint8_t> ramp(16 * 8);
   for (std::size_t i = 0; i < ramp.size(); ++i) ramp[i] = static_cast<std::uint8_t>(i / 16 * 10);
   FilterBank bank;
   std::vector<std::uint8_t> target(16 * 8);
   ScaleVertical(bank, ramp.data(), target.data(), 8, 8, 16, 16, 16, 1,
-                static_cast<int>(FieldMode::kFrame) | kCopyFirstRow | kCopyLastRow,
-                Siting::kClassic);
+                static_cast<int>(FieldMode::kFrame) | kCopyFirstRow | kCopyLastRow);
   EXPECT_EQ(target[0], 10);
   EXPECT_EQ(target[16 * 7], 60);
   EXPECT_EQ(target[16 * 3], 30);
@@ -117,10 +83,8 @@ TEST(ScaleVertical, NegativeStepsGiveTheSamePictureUpsideDown) {
   FilterBank bank;
   std::vector<std::uint8_t> down(64 * 64), up(64 * 64);
   const auto flags = static_cast<int>(FieldMode::kFrame);
-  ScaleVertical(bank, source.bytes.data(), down.data(), 96, 64, 64, 64, 64, 0.8, flags,
-                Siting::kClassic);
-  ScaleVertical(bank, source.bytes.data(), up.data() + 63 * 64, 96, 64, 64, 64, -64, 0.8, flags,
-                Siting::kClassic);
+  ScaleVertical(bank, source.bytes.data(), down.data(), 96, 64, 64, 64, 64, 0.8, flags);
+  ScaleVertical(bank, source.bytes.data(), up.data() + 63 * 64, 96, 64, 64, 64, -64, 0.8, flags);
   for (std::size_t y = 0; y < 64; ++y) {
     ASSERT_TRUE(std::equal(down.begin() + static_cast<std::ptrdiff_t>(64 * y),
                            down.begin() + static_cast<std::ptrdiff_t>(64 * (y + 1)),
@@ -156,7 +120,7 @@ TEST(RowFilter, SamplesLieWithinHalfACodeOfTheFormula) {
     for (const int width : {80, 140, 211, 300, 633}) {
       const double ratio = 211.0 / width;
       std::vector<std::uint8_t> row(static_cast<std::size_t>(width));
-      ScaleRow(MakeRowFilter(211, width, quality, 0), source.Row(0), 0, row.data(), 1);
+      ScaleRow(MakeRowFilter(211, width, quality), source.Row(0), 0, row.data(), 1);
       double worst = 0;
       for (int t = 0; t < width; ++t) {
         const double position = (t + 0.5) * ratio - 0.5;
@@ -177,16 +141,16 @@ TEST(RowFilter, SamplesLieWithinHalfACodeOfTheFormula) {
 TEST(RowFilter, AreasAndNearestSamplesAreExact) {
   const std::vector<std::uint8_t> source = {10, 20, 60, 70, 200, 250, 3, 5};
   std::vector<std::uint8_t> half(4);
-  ScaleRow(MakeRowFilter(8, 4, 8, 0), source.data(), 0, half.data(), 1);
+  ScaleRow(MakeRowFilter(8, 4, 8), source.data(), 0, half.data(), 1);
   EXPECT_THAT(half, testing::ElementsAre(15, 65, 225, 4));
-  ScaleRow(MakeRowFilter(8, 4, 1, 0), source.data(), 0, half.data(), 1);
+  ScaleRow(MakeRowFilter(8, 4, 1), source.data(), 0, half.data(), 1);
   EXPECT_THAT(half, testing::ElementsAre(10, 60, 200, 3));
   // One sample is all that there is, for any filter.
   for (const int quality : {1, 2, 4, 8, 16}) {
     std::vector<std::uint8_t> many(9);
-    ScaleRow(MakeRowFilter(1, 3, quality, 0), source.data() + 4, 0, many.data(), 1);
+    ScaleRow(MakeRowFilter(1, 3, quality), source.data() + 4, 0, many.data(), 1);
     EXPECT_THAT(std::vector(many.begin(), many.begin() + 3), Each(200));
-    ScaleRow(MakeRowFilter(1, 3, quality, 0), source.data() + 4, 0, many.data(), 3);
+    ScaleRow(MakeRowFilter(1, 3, quality), source.data() + 4, 0, many.data(), 3);
     EXPECT_THAT(many, testing::ElementsAre(200, 250, 3, 200, 250, 3, 200, 250, 3));
   }
 }

@@ -1,4 +1,6 @@
 #include "picture/to_codec_format.h"
+#include "picture/codec_picture.h"
+#include "picture/v210_row.h"
 
 #include <gmock/gmock.h>
 
@@ -118,14 +120,13 @@ TEST(CodecConvert, InterlacedChromaStaysInItsField) {
   ASSERT_EQ(ConvertToCodecFormat(source.View(), planar.get(), {}), S_OK);
   const AvPtr<AVFrame> nv12 = Target(AV_PIX_FMT_NV12, 32, 8);
   ASSERT_EQ(ConvertToCodecFormat(source.View(), nv12.get(), {}), S_OK);
-  // Row values are 8 y. Planar: 3:1 of rows 0, 2 and of 3, 1; NV12: halves of a field's rows.
+  // Row values are 8 y: 3:1 of rows 0, 2 and of 3, 1.
   const int weighted[4] = {(3 * 0 + 16 + 2) / 4, (3 * 24 + 8 + 2) / 4, (3 * 32 + 48 + 2) / 4,
                            (3 * 56 + 40 + 2) / 4};
-  const int halves[4] = {8, 16, 40, 48};
   for (int y = 0; y < 4; ++y) {
     EXPECT_EQ(Sample(*planar, 1, 5, 2 * y), weighted[y]) << y;
     EXPECT_EQ(Sample(*planar, 2, 31, 2 * y), weighted[y]) << y;
-    EXPECT_EQ(Sample(*nv12, 1, 5, 2 * y), halves[y]) << y;
+    EXPECT_EQ(Sample(*nv12, 1, 5, 2 * y), weighted[y]) << y;
   }
   for (int y = 0; y < 8; ++y) EXPECT_EQ(Sample(*planar, 0, 9, y), 16 + y);
 }
@@ -188,6 +189,40 @@ TEST(CodecConvert, PairsWithoutARoutineGoThroughTheLibrary) {
   PictureConverter converter;
   EXPECT_EQ(converter.Convert({unknown.vid, unknown.bytes.data()}, target.get(), {}),
             XV_E_NO_PIXEL_FORMAT);
+}
+
+// Chroma of 4:2:2 in ten bits: the mean of its two lines, and the mean of its two columns between.
+TEST(PictureConverter, V210KeepsTenBitsInOtherSamplings) {
+  Picture source(kFccV210, 12, 4);
+  V210Row row;
+  for (int y = 0; y < 4; ++y) {
+    row.Shape(12);
+    for (int x = 0; x < 12; ++x) row.Plane(0)[x] = static_cast<std::uint16_t>(101 + 7 * x + y);
+    for (int x = 0; x < 6; ++x) {
+      row.Plane(1)[x] = static_cast<std::uint16_t>(301 + 10 * x + 4 * y);
+      row.Plane(2)[x] = static_cast<std::uint16_t>(701 - 10 * x);
+    }
+    row.Pack(source.Row(y));
+  }
+  PictureConverter converter;
+  const auto at = [](const AVFrame& frame, int plane, int x, int y) {
+    return reinterpret_cast<const std::uint16_t*>(frame.data[plane] + y * frame.linesize[plane])[x];
+  };
+  const AvPtr<AVFrame> halved = Target(AV_PIX_FMT_YUV420P10LE, 12, 4);
+  ASSERT_EQ(converter.Convert({source.vid, source.bytes.data()}, halved.get(), {}), S_OK);
+  const AvPtr<AVFrame> full = Target(AV_PIX_FMT_YUV444P10LE, 12, 4);
+  ASSERT_EQ(converter.Convert({source.vid, source.bytes.data()}, full.get(), {}), S_OK);
+  for (int y = 0; y < 4; ++y) {
+    for (int x = 0; x < 12; ++x) {
+      EXPECT_EQ(at(*halved, 0, x, y), 101 + 7 * x + y);
+      EXPECT_EQ(at(*full, 0, x, y), 101 + 7 * x + y);
+      EXPECT_EQ(at(*full, 1, x, y), 301 + 5 * std::min(x, 10) + 4 * y) << x;
+    }
+  }
+  for (int x = 0; x < 6; ++x) {
+    EXPECT_EQ(at(*halved, 1, x, 1), 301 + 10 * x + 10);
+    EXPECT_EQ(at(*halved, 2, x, 1), 701 - 10 * x);
+  }
 }
 
 }  // namespace

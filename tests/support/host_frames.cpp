@@ -34,7 +34,77 @@ std::vector<std::uint8_t> Sound(const Feed& feed, int number) {
   return out;
 }
 
+// Packed 4:2:2: which component each byte of a group is, and of which pixel.
+void DrawPacked(const Feed& feed, const SampleOf& sample, std::vector<std::uint8_t>& out) {
+  const int first = feed.layout == kFccUYVY || feed.layout == kFccHDYC ? 1 : 0;
+  const int u = feed.layout == kFccYVYU ? 2 : 1;
+  for (int y = 0; y < feed.height; ++y) {
+    for (int x = 0; x < feed.width; ++x) {
+      const int chroma = x % 2 == 0 ? u : 3 - u;
+      const int codes[2] = {sample(0, x, y), sample(chroma, x / 2, y)};
+      out.push_back(static_cast<std::uint8_t>(codes[first]));
+      out.push_back(static_cast<std::uint8_t>(codes[1 - first]));
+    }
+  }
+}
+
+// SMPTE's order of 10-bit samples, three in a word: Cb Y Cr Y.
+void DrawV210(const Feed& feed, const SampleOf& sample, std::vector<std::uint8_t>& out) {
+  for (int y = 0; y < feed.height; ++y) {
+    std::vector<std::uint32_t> words(static_cast<std::size_t>((feed.width + 47) / 48 * 32));
+    for (int i = 0; i < 2 * feed.width; ++i) {
+      const int pixel = i / 2;
+      const int code = i % 2 == 1 ? sample(0, pixel, y) : sample(1 + pixel % 2, pixel / 2, y);
+      words[static_cast<std::size_t>(i / 3)] |= static_cast<std::uint32_t>(code) << (i % 3 * 10);
+    }
+    const auto* bytes = reinterpret_cast<const std::uint8_t*>(words.data());
+    out.insert(out.end(), bytes, bytes + 4 * words.size());
+  }
+}
+
+void DrawPlanar(const Feed& feed, const SampleOf& sample, std::vector<std::uint8_t>& out) {
+  const auto plane = [&](std::initializer_list<int> components, int divisor) {
+    for (int y = 0; y < feed.height / divisor; ++y) {
+      for (int x = 0; x < feed.width / divisor; ++x) {
+        for (const int c : components) out.push_back(static_cast<std::uint8_t>(sample(c, x, y)));
+      }
+    }
+  };
+  plane({0}, 1);
+  if (feed.layout == kFccNV12) return plane({1, 2}, 2);
+  const int u = feed.layout == kFccYV12 ? 2 : 1;
+  plane({u}, 2);
+  plane({3 - u}, 2);
+}
+
+// Rows from the bottom where the height is positive.
+void DrawRgb(const Feed& feed, const SampleOf& sample, std::vector<std::uint8_t>& out) {
+  const int lines = std::abs(feed.height);
+  for (int row = 0; row < lines; ++row) {
+    const int y = feed.height > 0 ? lines - 1 - row : row;
+    for (int x = 0; x < feed.width; ++x) {
+      for (const int c : {2, 1, 0}) out.push_back(static_cast<std::uint8_t>(sample(c, x, y)));
+      if (feed.layout != kFccRGB24) out.push_back(static_cast<std::uint8_t>(sample(3, x, y)));
+    }
+    while (out.size() % 4 != 0) out.push_back(0);
+  }
+}
+
 }  // namespace
+
+std::vector<std::uint8_t> DrawPicture(const Feed& feed, const SampleOf& sample) {
+  std::vector<std::uint8_t> out;
+  if (feed.layout == kFccV210) {
+    DrawV210(feed, sample, out);
+  } else if (IsPlanarLayout(feed.layout)) {
+    DrawPlanar(feed, sample, out);
+  } else if (feed.layout == kFccRGB24 || feed.layout == kFccRGB32 || feed.layout == kFccARGB32) {
+    DrawRgb(feed, sample, out);
+  } else {
+    DrawPacked(feed, sample, out);
+  }
+  return out;
+}
 
 std::vector<std::uint8_t> FlatPicture(const Feed& feed, std::uint8_t luma) {
   const auto width = static_cast<std::size_t>(feed.width);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -30,6 +31,11 @@ struct Feed {
 
 // The bytes of a flat picture in `layout` with luma `luma` and neutral chroma.
 std::vector<std::uint8_t> FlatPicture(const Feed& feed, std::uint8_t luma);
+
+// A picture in `layout` of `sample(component, x, y)`: Y, Cb, Cr or R, G, B, A; x and y count the
+// component's own samples, codes are the layout's (10 bits for v210).
+using SampleOf = std::function<int(int component, int x, int y)>;
+std::vector<std::uint8_t> DrawPicture(const Feed& feed, const SampleOf& sample);
 
 // Frame `number`: luma 40 + 5 * (number % 32) unless there is a picture, and the sound of its time
 // (a 997 Hz sine, each channel a quarter period further).

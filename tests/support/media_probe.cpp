@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <memory>
 #include <numeric>
 #include <stdexcept>
@@ -47,6 +48,31 @@ std::vector<std::uint8_t> LumaOf(const AVFrame& frame) {
   return out;
 }
 
+std::vector<ProbedPlane> PlanesOf(const AVFrame& frame) {
+  const AVPixFmtDescriptor& desc = *av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+  std::vector<ProbedPlane> planes;
+  for (int c = 0; c < desc.nb_components; ++c) {
+    const bool chroma = c == 1 || c == 2;
+    ProbedPlane plane;
+    plane.width = AV_CEIL_RSHIFT(frame.width, chroma ? desc.log2_chroma_w : 0);
+    plane.height = AV_CEIL_RSHIFT(frame.height, chroma ? desc.log2_chroma_h : 0);
+    std::vector<std::uint16_t> row(static_cast<std::size_t>(plane.width));
+    for (int y = 0; y < plane.height; ++y) {
+      av_read_image_line(row.data(), const_cast<const std::uint8_t**>(frame.data), frame.linesize,
+                         &desc, 0, y, c, plane.width, 0);
+      plane.samples.insert(plane.samples.end(), row.begin(), row.end());
+    }
+    planes.push_back(std::move(plane));
+  }
+  return planes;
+}
+
+std::string TagsOf(const AVCodecParameters& par) {
+  return std::string(av_color_space_name(par.color_space)) + '/' +
+         av_color_primaries_name(par.color_primaries) + '/' +
+         av_color_transfer_name(par.color_trc) + '/' + av_color_range_name(par.color_range);
+}
+
 std::string BytesOf(const std::uint8_t* data, std::size_t size) {
   return {reinterpret_cast<const char*>(data), size};
 }
@@ -85,7 +111,10 @@ void TakePicture(const AVFrame& frame, double time, ProbedStream& out) {
   std::vector<std::uint8_t> luma = LumaOf(frame);
   const std::uint64_t sum = std::accumulate(luma.begin(), luma.end(), std::uint64_t{0});
   out.lumaMeans.push_back(static_cast<std::uint8_t>(sum / luma.size()));
-  if (++out.frames == 1) out.firstLuma = std::move(luma);
+  if (++out.frames == 1) {
+    out.firstLuma = std::move(luma);
+    out.first = PlanesOf(frame);
+  }
   out.pixelFormat = av_get_pix_fmt_name(static_cast<AVPixelFormat>(frame.format));
   out.pictureTypes += av_get_picture_type_char(frame.pict_type);
   const AVFrameSideData* captions = av_frame_get_side_data(&frame, AV_FRAME_DATA_A53_CC);
@@ -177,6 +206,7 @@ ProbedFile Probe(const std::string& path,
     out.profile = par.profile;
     out.sampleAspect = raw->streams[i]->sample_aspect_ratio;
     out.fieldOrder = par.field_order;
+    if (par.codec_type == AVMEDIA_TYPE_VIDEO) out.tags = TagsOf(par);
     out.language = Meta(raw->streams[i]->metadata, "language");
     if (file.timecode.empty()) file.timecode = Meta(raw->streams[i]->metadata, "timecode");
     const AVCodec* codec = avcodec_find_decoder(par.codec_id);
@@ -224,6 +254,28 @@ ProbedFile RecordAndProbe(const std::string& name, const std::string& attributes
   if (result != S_OK || !noted.empty())
     throw std::runtime_error(attributes + ": " + host::Describe(result) + " " + noted);
   return Probe(folder / name);
+}
+
+ProbedStream RecordPicture(const std::string& name, const std::string& attributes, const Feed& feed,
+                           const std::vector<std::uint8_t>& bytes, const std::string& edits) {
+  const TemporaryFolder folder;
+  host::Writer writer;
+  HRESULT result = writer.Start(folder / name, attributes);
+  const auto picture = std::make_shared<std::vector<std::uint8_t>>(bytes);
+  host::FrameBuilder builder;
+  builder.Video(feed.layout, feed.width, feed.height, feed.rate, picture->data(), picture->size(),
+                picture);
+  builder.Interlace(feed.interlace).Aspect(feed.aspectX, feed.aspectY);
+  if (!edits.empty()) builder.Attributes(edits);
+  builder.Time(host::Ticks(0), host::Ticks(std::llround(kTimeUnitsPerSecond / feed.rate)));
+  if (result == S_OK) result = writer.Put(std::move(builder).Build());
+  const HRESULT stopped = writer.Stop();
+  if (result != S_OK || stopped != S_OK) {
+    throw std::runtime_error(attributes + " " + edits + ": " +
+                             host::Describe(result != S_OK ? result : stopped) + " " +
+                             writer.LastError());
+  }
+  return Probe(folder / name).Pictures();
 }
 
 }  // namespace xv::test

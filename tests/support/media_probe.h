@@ -25,6 +25,14 @@ struct ProbedCaptions {
   std::string constructs;
 };
 
+// The samples of one component, rows without padding.
+struct ProbedPlane {
+  int width = 0;
+  int height = 0;
+  std::vector<int> samples;
+  int At(int x, int y) const { return samples.at(static_cast<std::size_t>(y * width + x)); }
+};
+
 struct ProbedStream {
   AVMediaType type = AVMEDIA_TYPE_UNKNOWN;
   std::string codec;
@@ -53,6 +61,9 @@ struct ProbedStream {
   bool fullRange = false;               // levels from 0 to 255
   std::vector<std::uint8_t> lumaMeans;  // mean of the first plane, a picture each
   std::vector<std::uint8_t> firstLuma;  // of the first picture, 8 bits, rows without padding
+  std::vector<ProbedPlane> first;       // the first picture whole: Y, Cb, Cr or R, G, B, and alpha
+  std::string tags;                     // matrix, primaries, transfer, range: "bt709/..." of the
+                                        // container, else of the codec
   std::vector<ProbedCaptions> captions;
   std::vector<ProbedPacket> packets;  // in the order of the file
   std::string keys;                   // a "K" or a "-" for each packet
@@ -80,5 +91,10 @@ ProbedFile Probe(const std::string& path,
 // fails unless all went well.
 ProbedFile RecordAndProbe(const std::string& name, const std::string& attributes,
                           const Feed& feed = {}, int count = 10);
+
+// Records one picture of `bytes`, laid out as `feed` says and with `edits` as its own attributes,
+// into a file of that name and reads it back. The test fails unless all went well.
+ProbedStream RecordPicture(const std::string& name, const std::string& attributes, const Feed& feed,
+                           const std::vector<std::uint8_t>& bytes, const std::string& edits = {});
 
 }  // namespace xv::test

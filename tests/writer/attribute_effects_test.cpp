@@ -69,11 +69,11 @@ TEST(AttributeEffects, SizeAspectAndFilterOfScaling) {
   };
   const ProbedStream plain = scaled("");
   EXPECT_TRUE(plain.width == 352 && plain.height == 288);
-  const auto nearest = scaled("video::scaling_quality=0").firstLuma;
-  EXPECT_EQ(scaled("scaling_quality=0 video::scaling_quality=2").firstLuma, nearest)
+  const auto nearest = scaled("video::scaling_quality=1").firstLuma;
+  EXPECT_EQ(scaled("scaling_quality=1 video::scaling_quality=2").firstLuma, nearest)
       << "the session's wins";
   EXPECT_NE(nearest, plain.firstLuma);
-  EXPECT_NE(scaled("video::scaling_siting=centred").firstLuma, plain.firstLuma);
+  EXPECT_NE(scaled("video::scaling_siting=classic").firstLuma, plain.firstLuma);
   const std::string tall = "video::size=176x288 video::ar_type=";
   EXPECT_EQ(Raw(tall + "ignore-ar"), kPushed);
   EXPECT_EQ(Raw(tall + "letter-box"), (Quarters{16, 16, 16, 16}));
