@@ -1,4 +1,7 @@
 #include <gmock/gmock.h>
+#include <sys/stat.h>
+
+#include <csignal>
 
 #include <nlohmann/json.hpp>
 
@@ -37,7 +40,7 @@ TEST(Xvrecord, TestInputInEveryLayoutGivesTheSamePicture) {
   for (const char* layout :
        {"UYVY", "HDYC", "YUY2", "NV12", "I420", "YV12", "RGB24", "RGB32", "ARGB32"}) {
     const std::string output = folder / "out.mp4";
-    const auto run = RunProgram({kProgram, "--quiet", "--input-format", layout, "-a",
+    const auto run = RunProgram({kProgram, "-y", "--quiet", "--input-format", layout, "-a",
                                  "video::codec=mpeg4 video::b=8M",
                                  "test:size=320x240,seconds=0.2,channels=0", output});
     ASSERT_EQ(run.status, 0) << layout << run.err;
@@ -48,7 +51,7 @@ TEST(Xvrecord, TestInputInEveryLayoutGivesTheSamePicture) {
 
 TEST(Xvrecord, StatisticsAreJson) {
   TemporaryFolder folder;
-  const auto run = RunProgram({kProgram, "--quiet", "--stats", "-", "-a", "video::codec=mpeg4",
+  const auto run = RunProgram({kProgram, "--stats", "-", "-a", "video::codec=mpeg4",
                                "test:size=320x240,seconds=1", folder / "out.mov"});
   ASSERT_EQ(run.status, 0) << run.err;
   const auto json = nlohmann::json::parse(run.out);
@@ -71,6 +74,41 @@ TEST(Xvrecord, InterruptLeavesAPlayableFile) {
   EXPECT_EQ(video.errors, 0);
 }
 
+TEST(Xvrecord, HangUpStopsAndASecondSignalEndsAtOnce) {
+  TemporaryFolder folder;
+  const std::string output = folder / "out.mp4";
+  const auto isWritten = [&] {
+    std::error_code error;
+    return std::filesystem::file_size(output, error) > 0 && !error;
+  };
+  PeerProcess hungUp({kProgram, "--realtime", "test:size=320x240,seconds=60", output},
+                     folder / "log");
+  ASSERT_TRUE(Eventually(10, isWritten));
+  hungUp.Send(SIGHUP);
+  ASSERT_TRUE(hungUp.WaitForEnd(10));
+  EXPECT_EQ(hungUp.ExitStatus(), 0);
+  EXPECT_GT(Probe(output).Pictures().frames, 0);
+
+  // The recording waits for a source that has stopped to send.
+  const std::string input = folder / "in.ts";
+  const std::string fifo = folder / "fifo";
+  const std::string sent = folder / "sent";
+  ASSERT_EQ(RunProgram({kProgram, "test:size=320x240,seconds=30", input}).status, 0);
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  PeerProcess source(
+      {"sh", "-c", "exec >" + fifo + "; cat " + input + "; touch " + sent + "; exec sleep 60"},
+      folder / "source");
+  PeerProcess stuck({kProgram, "-y", fifo, output}, folder / "log");
+  ASSERT_TRUE(Eventually(10, [&] { return std::filesystem::exists(sent); }));
+  EXPECT_FALSE(stuck.WaitForEnd(0.5));
+  stuck.Send(SIGINT);
+  EXPECT_FALSE(stuck.WaitForEnd(0.3));
+  stuck.Send(SIGINT);
+  ASSERT_TRUE(stuck.WaitForEnd(3));
+  EXPECT_EQ(stuck.ExitStatus(), 128 + SIGINT);
+  EXPECT_GT(Probe(output).Pictures().frames, 500);
+}
+
 TEST(Xvrecord, FailuresAreSentencesWithAStatus) {
   TemporaryFolder folder;
   const std::string out = folder / "out.mp4";
@@ -81,11 +119,71 @@ TEST(Xvrecord, FailuresAreSentencesWithAStatus) {
   };
   failed(folder / "missing.mp4", out, "No such file");
   failed("test:seconds=1", folder / "no/such/out.mp4", "0x80004005", "output", "0x80070002");
-  failed("test:size=axb", out, "size");
-  EXPECT_EQ(RunProgram({kProgram, "--no-such-option"}).status, 2);
-  EXPECT_EQ(RunProgram({kProgram, "onlyone.mp4"}).status, 2);
+  const std::vector<std::vector<std::string>> wrong = {{"--no-such-option"},
+                                                       {"onlyone.mp4"},
+                                                       {"test:size=axb", out},
+                                                       {"-y", "-n", "test:", out},
+                                                       {"--set", "diskspace.min"},
+                                                       {"--set", "a::=1", "--get", "a"},
+                                                       {"--codecs", "nosuch"},
+                                                       {"--stats", "-", "test:", "-"},
+                                                       {"--codec", "nosuch", "test:", out},
+                                                       {"--input-format", "abcd", "test:", out}};
+  for (std::vector<std::string> words : wrong) {
+    words.insert(words.begin(), kProgram);
+    const auto run = RunProgram(words);
+    EXPECT_EQ(run.status, 2) << words[1] << run.err;
+    EXPECT_EQ(run.out, "");
+  }
   EXPECT_EQ(RunProgram({kProgram, "--help"}).status, 0);
   EXPECT_THAT(RunProgram({kProgram, "--version"}).out, HasSubstr("xvrecord 1."));
+}
+
+// Ends with the exit status of the command, which sees a terminal and the typed text.
+ProgramResult RunOnTerminal(const std::string& command, const std::string& typed) {
+  return RunProgram({"sh", "-c", "echo '" + typed + "' | script -qec '" + command + "' /dev/null"});
+}
+
+TEST(Xvrecord, NeverWritesOverItsInput) {
+  TemporaryFolder folder;
+  const std::string clip = folder / "same.mp4";
+  std::filesystem::copy_file(kClip, clip);
+  std::filesystem::create_symlink(clip, folder / "link.mp4");
+  std::filesystem::create_hard_link(clip, folder / "twin.mp4");
+  std::filesystem::copy_file(kClip, folder / "a7.mp4");
+  const auto refused = [](std::vector<std::string> words) {
+    words.insert(words.begin(), {kProgram, "-y"});
+    const auto run = RunProgram(words);
+    EXPECT_EQ(run.status, 1) << words.back();
+    EXPECT_THAT(run.err, HasSubstr("is the input itself")) << words.back();
+  };
+  for (const char* name : {"same.mp4", "./same.mp4", "link.mp4", "twin.mp4"}) {
+    refused({clip, folder / name});
+    refused({"-a", "second_encoder='" + folder / name + "'", clip, folder / "new.mp4"});
+  }
+  refused({clip, "file:" + clip});
+  refused({folder / "a7.mp4", folder / "a%d.mp4"});
+  refused({"--stats", clip, clip, folder / "new.mp4"});
+  EXPECT_EQ(std::filesystem::file_size(clip), std::filesystem::file_size(kClip));
+  EXPECT_FALSE(std::filesystem::exists(folder / "new.mp4"));
+}
+
+TEST(Xvrecord, AsksBeforeItWritesOverAFile) {
+  TemporaryFolder folder;
+  const std::string out = folder.Write("out.mp4", "mine");
+  const std::string command = kProgram + " -a video::codec=mpeg4 test:size=64x48,seconds=1 " + out;
+  const auto run = [&](const std::string& flag) {
+    return RunProgram({kProgram, flag, "test:size=64x48,seconds=1", out});
+  };
+  EXPECT_THAT(run("--quiet").err, HasSubstr("-y writes over it"));
+  EXPECT_EQ(run("-n").status, 1);
+  const auto no = RunOnTerminal(command, "n");
+  EXPECT_EQ(no.status, 1);
+  EXPECT_THAT(no.out, testing::AllOf(HasSubstr("Write over it?"), HasSubstr("stays as it is")));
+  EXPECT_EQ(folder.Read("out.mp4"), "mine");
+  EXPECT_EQ(RunOnTerminal(command, "y").status, 0);
+  EXPECT_EQ(Probe(out).Pictures().frames, 25);
+  EXPECT_EQ(run("-y").status, 0);
 }
 
 TEST(Xvrecord, PropertiesAreReadAndSet) {

@@ -17,6 +17,12 @@ class InputError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// The command line asks for what cannot be.
+class UsageError : public InputError {
+ public:
+  using InputError::InputError;
+};
+
 struct Block {
   std::shared_ptr<const void> keep;
   const std::uint8_t* data = nullptr;

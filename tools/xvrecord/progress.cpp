@@ -24,7 +24,7 @@ Progress::~Progress() {
   if (drawn_) std::fprintf(stderr, "\r\033[K");
 }
 
-void Progress::Show(double seconds, std::int64_t frames, std::int64_t drops) {
+void Progress::Show(double seconds, std::int64_t pictures, std::int64_t drops) {
   using namespace std::chrono_literals;
   const auto now = std::chrono::steady_clock::now();
   if (quiet_ || now - last_ < (terminal_ ? 100ms : 1000ms)) return;
@@ -32,14 +32,14 @@ void Progress::Show(double seconds, std::int64_t frames, std::int64_t drops) {
   const double wall = std::chrono::duration<double>(now - begin_).count();
   const double speed = wall > 0 ? seconds / wall : 0;
   if (terminal_) {
-    Bar(seconds, frames, drops, speed);
+    Bar(seconds, pictures, drops, speed);
   } else {
-    std::fprintf(stderr, "%.1f s, %lld frames, %lld dropped, %.2fx\n", seconds,
-                 static_cast<long long>(frames), static_cast<long long>(drops), speed);
+    std::fprintf(stderr, "%.1f s, %lld pictures, %lld dropped, %.2fx\n", seconds,
+                 static_cast<long long>(pictures), static_cast<long long>(drops), speed);
   }
 }
 
-void Progress::Bar(double seconds, std::int64_t frames, std::int64_t drops, double speed) {
+void Progress::Bar(double seconds, std::int64_t pictures, std::int64_t drops, double speed) {
   std::string bar;
   if (duration_ > 0) {
     const double part = std::clamp(seconds / duration_, 0.0, 1.0);
@@ -47,8 +47,8 @@ void Progress::Bar(double seconds, std::int64_t frames, std::int64_t drops, doub
     bar = "[" + std::string(filled, '#') + std::string(kBarWidth - filled, '.') + "] " +
           std::to_string(static_cast<int>(part * 100)) + "% ";
   }
-  std::fprintf(stderr, "\r\033[K%s%.1f s, %lld frames, %lld dropped, %.2fx", bar.c_str(), seconds,
-               static_cast<long long>(frames), static_cast<long long>(drops), speed);
+  std::fprintf(stderr, "\r\033[K%s%.1f s, %lld pictures, %lld dropped, %.2fx", bar.c_str(), seconds,
+               static_cast<long long>(pictures), static_cast<long long>(drops), speed);
   drawn_ = true;
 }
 

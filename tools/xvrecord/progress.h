@@ -12,10 +12,10 @@ class Progress {
   Progress(double duration, bool quiet);
   ~Progress();
 
-  void Show(double seconds, std::int64_t frames, std::int64_t drops);
+  void Show(double seconds, std::int64_t pictures, std::int64_t drops);
 
  private:
-  void Bar(double seconds, std::int64_t frames, std::int64_t drops, double speed);
+  void Bar(double seconds, std::int64_t pictures, std::int64_t drops, double speed);
 
   double duration_;
   bool quiet_;
