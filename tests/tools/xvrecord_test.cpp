@@ -186,6 +186,109 @@ TEST(Xvrecord, AsksBeforeItWritesOverAFile) {
   EXPECT_EQ(run("-y").status, 0);
 }
 
+TEST(Xvrecord, RecordsAPartAndThroughPipes) {
+  TemporaryFolder folder;
+  const std::string part = folder / "part.mov";
+  const std::string codec = "video::codec=mpeg2video video::b=20M";
+  auto run = RunProgram({kProgram, "-ss", "2", "-t", "0:01.5", "-a", codec, kClip, part});
+  ASSERT_EQ(run.status, 0) << run.err;
+  const std::vector<std::uint8_t> source = Probe(kClip).Pictures().lumaMeans;
+  const ProbedFile recorded = Probe(part);
+  ASSERT_EQ(recorded.Pictures().frames, 36);
+  EXPECT_NEAR(recorded.Sound().seconds, 1.5, 0.03);
+  for (std::size_t i = 0; i < 36; ++i) {
+    EXPECT_NEAR(recorded.Pictures().lumaMeans[i], source[48 + i], 1) << i;
+  }
+  const std::string out = folder / "out.ts";
+  run = RunProgram(
+      {"sh", "-c",
+       "cat " + kClip + " | " + kProgram + " -a 'format=mpegts " + codec + "' - - | cat > " + out});
+  EXPECT_THAT(run.err, HasSubstr("-: sent, 6.0"));
+  EXPECT_EQ(Probe(out).Pictures().frames, 144);
+  EXPECT_EQ(Probe(out).Sound().errors, 0);
+  EXPECT_EQ(RunProgram({kProgram, "-ss", "soon", kClip, part}).status, 2);
+}
+
+TEST(Xvrecord, RecordsRawPicturesAndDevices) {
+  TemporaryFolder folder;
+  const std::string raw = folder.Write("a.raw", std::string(64 * 48 * 2 * 20, '\x50'));
+  const std::string out = folder / "out.mkv";
+  auto run = RunProgram({kProgram, "-f", "rawvideo", "-s", "64x48", "--pixel-format", "uyvy422",
+                         "-r", "50", "-i", raw, out});
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(Probe(out).Pictures().frames, 20);
+  EXPECT_NEAR(Probe(out).Pictures().next, 0.4, 0.002);
+  run = RunProgram({kProgram, "-y", "-f", "lavfi", "-t", "1", "-i",
+                    "testsrc=size=64x48:rate=10[out0];sine=frequency=500[out1]", out});
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(Probe(out).Pictures().frames, 10);
+  EXPECT_NEAR(Probe(out).Sound().seconds, 1, 0.05);
+  // Stamps of the input give way to a rate that the demuxer does not know.
+  run = RunProgram({kProgram, "-y", "-r", "20", out, folder / "fast.mov"});
+  EXPECT_NEAR(Probe(folder / "fast.mov").Pictures().next, 0.5, 0.002) << run.err;
+  for (const std::vector<std::string>& wrong : {std::vector<std::string>{"-f", "nosuch"},
+                                                {"--size", "64x48"},
+                                                {"-r", "often"},
+                                                {"--demuxer-option", "fflags"}}) {
+    EXPECT_EQ(RunProgram({kProgram, "-y", wrong[0], wrong[1], out, folder / "x.mov"}).status, 2);
+  }
+}
+
+TEST(Xvrecord, RecordsAllTracksOfSoundOrTheMappedOnes) {
+  TemporaryFolder folder;
+  const std::string in = folder / "in.mov";
+  ASSERT_EQ(RunProgram({"ffmpeg",
+                        "-v",
+                        "error",
+                        "-f",
+                        "lavfi",
+                        "-i",
+                        "testsrc=size=64x48",
+                        "-f",
+                        "lavfi",
+                        "-i",
+                        "sine=r=48000",
+                        "-f",
+                        "lavfi",
+                        "-i",
+                        "sine=r=44100:d=1,aformat=channel_layouts=stereo",
+                        "-map",
+                        "0",
+                        "-map",
+                        "1",
+                        "-map",
+                        "2",
+                        "-t",
+                        "2",
+                        "-c:a",
+                        "pcm_s16le",
+                        in})
+                .status,
+            0);
+  const auto record = [&](const std::vector<std::string>& map) {
+    std::vector<std::string> words = {kProgram, "-y", in, folder / "out.mov"};
+    words.insert(words.end(), map.begin(), map.end());
+    const auto run = RunProgram(words);
+    EXPECT_EQ(run.status, 0) << run.err;
+    return Probe(folder / "out.mov");
+  };
+  const ProbedFile all = record({});
+  ASSERT_EQ(all.Count(AVMEDIA_TYPE_AUDIO), 2);
+  EXPECT_EQ(all.Sound(0).channels, 1);
+  EXPECT_EQ(all.Sound(1).channels, 2);
+  EXPECT_NEAR(all.Sound(1).seconds, 2, 0.05);  // the second one ends early
+  const ProbedFile turned = record({"--map", "0:a:1", "--map", "1"});
+  EXPECT_EQ(turned.Count(AVMEDIA_TYPE_VIDEO), 0);
+  EXPECT_EQ(turned.Sound(0).channels, 2);
+  EXPECT_NEAR(turned.Sound(1).seconds, 2, 0.05);
+  const auto one = RunProgram({kProgram, in, folder / "one.wav"});
+  EXPECT_THAT(one.err, HasSubstr("takes one track of sound"));
+  EXPECT_EQ(Probe(folder / "one.wav").Count(AVMEDIA_TYPE_AUDIO), 1);
+  for (const char* map : {"a:2", "v:1", "s", "7"}) {
+    EXPECT_EQ(RunProgram({kProgram, "-y", "--map", map, in, folder / "x.mov"}).status, 2) << map;
+  }
+}
+
 TEST(Xvrecord, PropertiesAreReadAndSet) {
   const auto run = RunProgram(
       {kProgram, "--set", "diskspace.min=5G", "--get", "diskspace.min", "--get", "ignore_pts"});

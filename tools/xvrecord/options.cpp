@@ -4,6 +4,10 @@
 
 #include "xvrecord/targets.h"
 
+extern "C" {
+#include <libavutil/parseutils.h>
+}
+
 namespace xvrecord {
 namespace {
 
@@ -29,6 +33,24 @@ void DescribeRecording(CLI::App& app, Options& options) {
   app.add_flag("--quiet", options.quiet, "Print failures only");
 }
 
+void DescribeInput(CLI::App& app, Options& options) {
+  MediaOptions& media = options.media;
+  app.add_option("-i,--input", options.input, "INPUT, in place of the first word");
+  app.add_option("-f,--demuxer", media.demuxer,
+                 "FFmpeg's name of the input's format or device: rawvideo, v4l2, lavfi, ...");
+  app.add_option("-r,--rate", media.rate, "Pictures a second of the input: 25, 30000/1001, ntsc");
+  app.add_option("-s,--size", media.size, "Size of raw pictures or of a device's, as 1280x720");
+  app.add_option("--pixel-format", media.pixelFormat, "FFmpeg's name of their pixel format");
+  app.add_option("--demuxer-option", media.demuxerOptions, "NAME=VALUE for the demuxer or device")
+      ->allow_extra_args(false);
+  app.add_option("--ss,--start", options.start,
+                 "Leave out so much of the input: seconds or 00:01:02.5; -ss is the same");
+  app.add_option("-t,--duration", options.duration, "Record so much and no more");
+  app.add_option("--map", media.map,
+                 "Streams to record: v, a, a:1, or a stream's number; all sound without it")
+      ->allow_extra_args(false);
+}
+
 void DescribeQuestions(CLI::App& app, Options& options) {
   app.add_option("--get", options.get, "Print a property")->allow_extra_args(false);
   app.add_option("--set", options.set, "Set a property, NAME=VALUE")->allow_extra_args(false);
@@ -38,6 +60,15 @@ void DescribeQuestions(CLI::App& app, Options& options) {
   app.add_option("--options", options.optionsOf, "Print the options of a format, or of its codec")
       ->type_name("FORMAT [CODEC]")
       ->expected(1, 2);
+}
+
+double SecondsOf(const std::string& option, const std::string& text) {
+  if (text.empty()) return 0;
+  std::int64_t microseconds = 0;
+  if (av_parse_time(&microseconds, text.c_str(), 1) < 0 || microseconds < 0) {
+    throw UsageError(option + " wants seconds or a time such as 00:01:02.5, not " + text + ".");
+  }
+  return static_cast<double>(microseconds) / 1e6;
 }
 
 void CheckStandardOutput(const Options& options) {
@@ -53,6 +84,7 @@ void CheckStandardOutput(const Options& options) {
 void DescribeOptions(CLI::App& app, Options& options) {
   app.set_version_flag("--version", "xvrecord " XV_VERSION);
   DescribeRecording(app, options);
+  DescribeInput(app, options);
   DescribeQuestions(app, options);
 }
 
@@ -68,14 +100,21 @@ std::vector<std::string> WordsToParse(int argc, char** argv) {
 
 void CheckOptions(Options* options) {
   const bool asks = options->AsksForLists() || !options->get.empty();
-  if (options->files.size() == 2) {
-    options->input = options->files[0];
-    options->output = options->files[1];
+  const std::size_t wanted = options->input.empty() ? 2 : 1;
+  if (options->files.size() == wanted) {
+    if (wanted == 2) options->input = options->files[0];
+    options->output = options->files.back();
   } else if (!options->files.empty() || !asks) {
     throw UsageError("INPUT and OUTPUT are required; --help tells more.");
   }
   if (options->overwrite && options->keepExisting) {
     throw UsageError("-y and -n exclude one another.");
+  }
+  options->media.start = SecondsOf("-ss", options->start);
+  options->seconds = SecondsOf("-t", options->duration);
+  options->media.layout = options->layout.empty() ? 0 : LayoutFromName(options->layout);
+  if (options->media.layout == 0 && !options->layout.empty()) {
+    throw UsageError("--input-format does not know " + options->layout + ".");
   }
   CheckStandardOutput(*options);
 }

@@ -17,6 +17,10 @@ struct Options {
   bool keepExisting = false;
   std::vector<std::string> attributes;
   std::string layout;
+  MediaOptions media;
+  std::string start;     // -ss, as it stands
+  std::string duration;  // -t
+  double seconds = 0;    // of the recording at most; 0: all
   bool realtime = false;
   bool quiet = false;
   std::string stats;
@@ -31,6 +35,12 @@ struct Options {
   std::string audioCodec;
 
   bool AsksForLists() const { return list || formats || !codecsOf.empty() || !optionsOf.empty(); }
+  // One of the options that only media inputs know was given.
+  bool ReadsMedia() const {
+    const MediaOptions& m = media;
+    return !m.demuxer.empty() || !m.rate.empty() || !m.size.empty() || !m.pixelFormat.empty() ||
+           !m.demuxerOptions.empty() || !m.map.empty() || m.start > 0;
+  }
   bool TakesPresets() const { return !format.empty() || !codec.empty() || !audioCodec.empty(); }
 };
 

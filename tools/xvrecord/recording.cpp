@@ -1,5 +1,6 @@
 #include "xvrecord/recording.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <fstream>
@@ -17,16 +18,17 @@
 namespace xvrecord {
 namespace {
 
-std::unique_ptr<Input> OpenInput(const Options& options) {
-  const std::uint32_t layout = options.layout.empty() ? 0 : LayoutFromName(options.layout);
-  if (layout == 0 && !options.layout.empty()) {
-    throw UsageError("--input-format does not know " + options.layout + ".");
-  }
+std::unique_ptr<Input> OpenInput(const Options& options, const std::string& attributes,
+                                 const StopSignals& signals) {
+  MediaOptions media = options.media;
+  media.oneTrack = TakesOneTrack(options.output, attributes);
   constexpr std::string_view kTest = "test:";
   if (options.input.compare(0, kTest.size(), kTest) == 0) {
-    return OpenTest(options.input.substr(kTest.size()), layout);
+    if (options.ReadsMedia()) throw UsageError("test: takes -t, but no other option of inputs.");
+    return OpenTest(options.input.substr(kTest.size()), media.layout);
   }
-  return OpenMedia(options.input, layout);
+  media.stopAsked = [&signals] { return signals.Asked(); };
+  return OpenMedia(options.input, media);
 }
 
 // Puts the frame's captions onto it under the keys that the writer looks for.
@@ -73,13 +75,33 @@ void Count(const InputFrame& frame, Totals* totals) {
   totals->mediaSeconds = static_cast<double>(frame.time.rtStop) / xv::kTimeUnitsPerSecond;
 }
 
+double ExpectedSeconds(const Input& input, const Options& options) {
+  const double all = input.Duration();
+  if (options.seconds <= 0) return all;
+  return all > 0 ? std::min(all, options.seconds) : options.seconds;
+}
+
+// Cuts sound without a picture where the recording ends.
+void Trim(std::int64_t limit, InputFrame* frame) {
+  const std::int64_t all = frame->time.rtStop - frame->time.rtStart;
+  if (frame->video.data != nullptr || frame->time.rtStop <= limit || all <= 0) return;
+  const xv::XV_AUD_PROPS& aud = frame->props.aud;
+  const std::int64_t bytes = std::int64_t{aud.nChannels} * std::abs(aud.nBitsPerSample) / 8;
+  const std::int64_t samples = (limit - frame->time.rtStart) * aud.nSamplesPerSec;
+  frame->audio.bytes = static_cast<std::size_t>(samples / xv::kTimeUnitsPerSecond * bytes);
+  frame->time.rtStop = limit;
+}
+
 // Frames until the end, a failure or a request to stop.
 xv::HRESULT PushAll(Input& input, const StopSignals& signals, xv::host::Writer& writer,
                     const Options& options, Totals& totals) {
-  Progress progress(input.Duration(), options.quiet);
+  const auto limit = static_cast<std::int64_t>(options.seconds * xv::kTimeUnitsPerSecond);
+  Progress progress(ExpectedSeconds(input, options), options.quiet);
   const auto begin = std::chrono::steady_clock::now();
   InputFrame frame;
   while (!signals.Asked() && input.Next(&frame)) {
+    if (limit > 0 && frame.time.rtStart >= limit) break;
+    if (limit > 0) Trim(limit, &frame);
     if (options.realtime) {
       std::this_thread::sleep_until(begin + std::chrono::nanoseconds(frame.time.rtStart * 100));
     }
@@ -161,7 +183,7 @@ int Record(const Options& options, StopSignals& signals, xv::host::Writer& write
   const std::string attributes = AttributesFor(options, writer);
   const std::string refused = RefuseTargets(options, attributes);
   if (!refused.empty()) return Fail(refused);
-  const std::unique_ptr<Input> input = OpenInput(options);
+  const std::unique_ptr<Input> input = OpenInput(options, attributes, signals);
   xv::HRESULT result = writer.Start(options.output, attributes);
   if (xv::Failed(result)) return FailWith("Cannot start", result, writer);
   const RescueGuard rescue(signals, writer);

@@ -10,6 +10,10 @@
 
 #include "tree/node.h"
 
+extern "C" {
+#include <libavformat/avformat.h>
+}
+
 namespace xvrecord {
 namespace {
 
@@ -24,6 +28,12 @@ constexpr std::pair<const char*, const char*> kWritten[] = {{"second_encoder", "
                                                             {"raw_audio", nullptr},
                                                             {"scc_path", nullptr},
                                                             {"anc_path", nullptr}};
+
+xv::XMLParse::XMLNodePtr ReadAttributes(const std::string& attributes) {
+  auto node = CoXMLNode::Create("attributes");
+  node->MergeText(attributes, MergeMode::kReplace);
+  return node;
+}
 
 // The path behind "file:", which FFmpeg's own names may have in front.
 std::string PathOf(const std::string& target) {
@@ -107,9 +117,20 @@ bool IsTerminal(const std::string& target) {
   return IsStandardOutput(target) && isatty(STDOUT_FILENO) == 1;
 }
 
+bool TakesOneTrack(const std::string& output, const std::string& attributes) {
+  const auto node = ReadAttributes(attributes);
+  std::string format = node->Text("format");
+  if (format.empty()) {
+    const AVOutputFormat* guessed = av_guess_format(nullptr, output.c_str(), nullptr);
+    format = guessed != nullptr ? guessed->name : "";
+  }
+  return !node->Bool("merge_tracks") &&
+         IsOneOf(format, {"ac3", "adts", "aiff", "au", "caf", "dts", "eac3", "flac", "flv", "mp2",
+                          "mp3", "rtp", "tta", "w64", "wav"});
+}
+
 std::vector<std::string> TargetsOf(const std::string& output, const std::string& attributes) {
-  const auto node = CoXMLNode::Create("attributes");
-  node->MergeText(attributes, MergeMode::kReplace);
+  const auto node = ReadAttributes(attributes);
   std::vector<std::string> targets = {output};
   const auto add = [&](const std::string& key, const char* second = nullptr) {
     std::string target = node->Text(key);

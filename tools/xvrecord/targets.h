@@ -15,6 +15,9 @@ bool IsTerminal(const std::string& target);
 // output, dumps and side files.
 std::vector<std::string> TargetsOf(const std::string& output, const std::string& attributes);
 
+// The container of that recording holds no more than one track of sound (unless all are merged).
+bool TakesOneTrack(const std::string& output, const std::string& attributes);
+
 enum class Existing { kAsk, kOverwrite, kKeep };
 
 // A sentence about the first target that is the input itself ("-" for standard input), or another
