@@ -234,37 +234,19 @@ TEST(Xvrecord, RecordsRawPicturesAndDevices) {
   }
 }
 
+// Two seconds of pictures with a mono track and a stereo track of one second and another rate.
+ProgramResult MakeTwoTracks(const std::string& path, const std::string& options = {}) {
+  return RunProgram({"sh", "-c",
+                     "ffmpeg -v error -f lavfi -i testsrc=size=64x48,format=yuv420p -f lavfi -i "
+                     "sine=r=48000 -f lavfi -i sine=r=44100:d=1,aformat=channel_layouts=stereo "
+                     "-map 0 -map 1 -map 2 -t 2 -c:a pcm_s16le " +
+                         options + " " + path});
+}
+
 TEST(Xvrecord, RecordsAllTracksOfSoundOrTheMappedOnes) {
   TemporaryFolder folder;
   const std::string in = folder / "in.mov";
-  ASSERT_EQ(RunProgram({"ffmpeg",
-                        "-v",
-                        "error",
-                        "-f",
-                        "lavfi",
-                        "-i",
-                        "testsrc=size=64x48",
-                        "-f",
-                        "lavfi",
-                        "-i",
-                        "sine=r=48000",
-                        "-f",
-                        "lavfi",
-                        "-i",
-                        "sine=r=44100:d=1,aformat=channel_layouts=stereo",
-                        "-map",
-                        "0",
-                        "-map",
-                        "1",
-                        "-map",
-                        "2",
-                        "-t",
-                        "2",
-                        "-c:a",
-                        "pcm_s16le",
-                        in})
-                .status,
-            0);
+  ASSERT_EQ(MakeTwoTracks(in).status, 0);
   const auto record = [&](const std::vector<std::string>& map) {
     std::vector<std::string> words = {kProgram, "-y", in, folder / "out.mov"};
     words.insert(words.end(), map.begin(), map.end());
@@ -287,6 +269,45 @@ TEST(Xvrecord, RecordsAllTracksOfSoundOrTheMappedOnes) {
   for (const char* map : {"a:2", "v:1", "s", "7"}) {
     EXPECT_EQ(RunProgram({kProgram, "-y", "--map", map, in, folder / "x.mov"}).status, 2) << map;
   }
+}
+
+// What ffprobe says of a file's title, its streams' colours and languages, and time codes.
+std::string TagsOf(const std::string& path) {
+  return RunProgram({"ffprobe", "-v", "error", "-of", "compact", "-show_entries",
+                     "format_tags=title:stream=color_range,color_space,color_transfer,"
+                     "color_primaries:stream_tags=language,timecode",
+                     path})
+      .out;
+}
+
+TEST(Xvrecord, CarriesOnWhatTheInputSaysAboutItself) {
+  TemporaryFolder folder;
+  const std::string in = folder / "in.mov";
+  const std::string out = folder / "out.mov";
+  const std::string bt709 =
+      "-color_range tv -colorspace bt709 -color_trc bt709 "
+      "-color_primaries bt709";
+  ASSERT_EQ(MakeTwoTracks(in, bt709 + " -metadata title=\"It's\" -metadata:s:a:0 language=ger "
+                                      "-timecode 10:00:00:00")
+                .status,
+            0);
+  const auto tags = [&](const std::vector<std::string>& options) {
+    std::vector<std::string> words = {kProgram, "-y", in, out};
+    words.insert(words.end(), options.begin(), options.end());
+    EXPECT_EQ(RunProgram(words).status, 0);
+    return TagsOf(out);
+  };
+  const std::string carried = tags({"-ss", "0.4", "-a", "video::codec=libx264"});
+  EXPECT_THAT(carried, testing::AllOf(HasSubstr("color_range=tv|color_space=bt709|color_transfer="
+                                                "bt709|color_primaries=bt709"),
+                                      HasSubstr("timecode=10:00:00:10"), HasSubstr("title=It's")));
+  EXPECT_THAT(carried, HasSubstr("stream|tag:language=ger\nstream|\n"));
+  EXPECT_THAT(tags({"-a", "metadata::title=Ours video::color_trc=smpte170m"}),
+              testing::AllOf(HasSubstr("title=Ours"), HasSubstr("color_transfer=smpte170m")));
+  EXPECT_THAT(tags({"-a", "video::codec=png"}), HasSubstr("color_space=unknown"));
+  EXPECT_THAT(tags({"--no-tags"}), testing::Not(HasSubstr("title")));
+  ASSERT_EQ(RunProgram({kProgram, "-y", "-t", "0.2", kClip, out}).status, 0);
+  EXPECT_THAT(TagsOf(out), testing::Not(HasSubstr("timecode")));
 }
 
 TEST(Xvrecord, PropertiesAreReadAndSet) {

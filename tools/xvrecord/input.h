@@ -45,6 +45,10 @@ class Input {
   virtual bool Next(InputFrame* frame) = 0;
   // Seconds, 0 when not known.
   virtual double Duration() const = 0;
+  // Attributes of a session that carry on what the input says about itself; each text opens with a
+  // blank or is empty. Colour is for encoders of YUV pictures.
+  virtual std::string Tags() const { return {}; }
+  virtual std::string ColourTags() const { return {}; }
   // True once when the input has broken off before its end.
   virtual std::string Trouble() const { return {}; }
 };

@@ -7,6 +7,7 @@
 #include "xvrecord/demuxer.h"
 #include "xvrecord/input.h"
 #include "xvrecord/layout.h"
+#include "xvrecord/media_tags.h"
 #include "xvrecord/sound_tracks.h"
 #include "xvrecord/stream_choice.h"
 
@@ -69,6 +70,21 @@ class MediaInput final : public Input {
     return std::max(all - options_.start, 0.0);
   }
   std::string Trouble() const override { return trouble_; }
+
+  // A time code that was not given is not made up.
+  std::string Tags() const override {
+    std::vector<const AVStream*> tracks;
+    for (const Stream& stream : audio_) tracks.push_back(stream.stream);
+    return MetadataAttributes(*input_, video_.stream, tracks) +
+           (hasTimecode_ ? "" : " start_timecode=disabled");
+  }
+  std::string ColourTags() const override {
+    if (video_.stream == nullptr) return {};
+    const AVCodecContext& decoder = *video_.decoder;
+    const std::uint32_t layout =
+        options_.layout != 0 ? options_.layout : NearestLayout(decoder.pix_fmt, decoder.height);
+    return ColourAttributes(decoder, layout);
+  }
 
   bool Next(InputFrame* out) override {
     *out = {};

@@ -49,6 +49,8 @@ void DescribeInput(CLI::App& app, Options& options) {
   app.add_option("--map", media.map,
                  "Streams to record: v, a, a:1, or a stream's number; all sound without it")
       ->allow_extra_args(false);
+  app.add_flag("--no-tags", options.leaveTags,
+               "Leave metadata, languages and colour tags of the input behind");
 }
 
 void DescribeQuestions(CLI::App& app, Options& options) {

@@ -21,6 +21,7 @@ struct Options {
   std::string start;     // -ss, as it stands
   std::string duration;  // -t
   double seconds = 0;    // of the recording at most; 0: all
+  bool leaveTags = false;
   bool realtime = false;
   bool quiet = false;
   std::string stats;

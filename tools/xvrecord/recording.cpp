@@ -124,16 +124,25 @@ bool WriteStats(const std::string& path, const std::string& json) {
   return file.good();
 }
 
-// Captions of the input stay with it unless the user says otherwise. The input waits for the
-// encoder, unlike a capture card: a short queue holds less memory.
+// What the user asks for.
 std::string AttributesFor(const Options& options, const xv::host::Writer& writer) {
-  std::string attributes = "embed_cc=true video.buffers=8";
+  std::string attributes;
   if (options.TakesPresets()) {
     attributes += PresetText(*ParseList(writer.Get("supported_list")), options.format,
                              options.codec, options.audioCodec);
   }
   for (const std::string& text : options.attributes) attributes += " " + text;
   return attributes;
+}
+
+// Captions and tags of the input stay with it unless the user says otherwise. The input waits for
+// the encoder, unlike a capture card: a short queue holds less memory.
+std::string DefaultsFor(const Options& options, const Input& input, const std::string& attributes) {
+  std::string defaults = "embed_cc=true video.buffers=8";
+  if (options.leaveTags) return defaults;
+  defaults += input.Tags();
+  if (TakesYuv(options.output, attributes)) defaults += input.ColourTags();
+  return defaults;
 }
 
 std::string RefuseTargets(const Options& options, const std::string& attributes) {
@@ -184,7 +193,8 @@ int Record(const Options& options, StopSignals& signals, xv::host::Writer& write
   const std::string refused = RefuseTargets(options, attributes);
   if (!refused.empty()) return Fail(refused);
   const std::unique_ptr<Input> input = OpenInput(options, attributes, signals);
-  xv::HRESULT result = writer.Start(options.output, attributes);
+  xv::HRESULT result =
+      writer.Start(options.output, DefaultsFor(options, *input, attributes) + " " + attributes);
   if (xv::Failed(result)) return FailWith("Cannot start", result, writer);
   const RescueGuard rescue(signals, writer);
 

@@ -28,7 +28,10 @@ bool InProgramOf(const AVFormatContext& input, int stream, int other) {
 }
 
 std::vector<int> ByThemselves(const AVFormatContext& input, bool oneTrack) {
-  const int video = Best(input, AVMEDIA_TYPE_VIDEO, -1);
+  int video = Best(input, AVMEDIA_TYPE_VIDEO, -1);
+  const bool isCover =
+      video >= 0 && (input.streams[video]->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
+  if (isCover) video = -1;
   const int audio = Best(input, AVMEDIA_TYPE_AUDIO, video);
   std::vector<int> chosen;
   if (video >= 0) chosen.push_back(video);

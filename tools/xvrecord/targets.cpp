@@ -11,7 +11,9 @@
 #include "tree/node.h"
 
 extern "C" {
+#include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
+#include <libavutil/pixdesc.h>
 }
 
 namespace xvrecord {
@@ -33,6 +35,12 @@ xv::XMLParse::XMLNodePtr ReadAttributes(const std::string& attributes) {
   auto node = CoXMLNode::Create("attributes");
   node->MergeText(attributes, MergeMode::kReplace);
   return node;
+}
+
+const AVOutputFormat* FormatOf(const std::string& output, const CoXMLNode& attributes) {
+  const std::string format = attributes.Text("format");
+  return av_guess_format(format.empty() ? nullptr : format.c_str(),
+                         format.empty() ? output.c_str() : nullptr, nullptr);
 }
 
 // The path behind "file:", which FFmpeg's own names may have in front.
@@ -117,13 +125,29 @@ bool IsTerminal(const std::string& target) {
   return IsStandardOutput(target) && isatty(STDOUT_FILENO) == 1;
 }
 
+bool TakesYuv(const std::string& output, const std::string& attributes) {
+  const auto node = ReadAttributes(attributes);
+  const std::string name = node->Text("video::codec");
+  const AVOutputFormat* format = FormatOf(output, *node);
+  const AVCodec* encoder = name.empty() && format != nullptr
+                               ? avcodec_find_encoder(format->video_codec)
+                               : avcodec_find_encoder_by_name(name.c_str());
+  if (encoder == nullptr) {
+    const AVCodecDescriptor* known = avcodec_descriptor_get_by_name(name.c_str());
+    if (known != nullptr) encoder = avcodec_find_encoder(known->id);
+  }
+  if (encoder == nullptr || encoder->pix_fmts == nullptr) return encoder != nullptr;
+  for (const AVPixelFormat* one = encoder->pix_fmts; *one != AV_PIX_FMT_NONE; ++one) {
+    const AVPixFmtDescriptor* desc = av_pix_fmt_desc_get(*one);
+    if ((desc->flags & AV_PIX_FMT_FLAG_RGB) == 0 && desc->nb_components >= 3) return true;
+  }
+  return false;
+}
+
 bool TakesOneTrack(const std::string& output, const std::string& attributes) {
   const auto node = ReadAttributes(attributes);
-  std::string format = node->Text("format");
-  if (format.empty()) {
-    const AVOutputFormat* guessed = av_guess_format(nullptr, output.c_str(), nullptr);
-    format = guessed != nullptr ? guessed->name : "";
-  }
+  const AVOutputFormat* known = FormatOf(output, *node);
+  const std::string format = known != nullptr ? known->name : node->Text("format");
   return !node->Bool("merge_tracks") &&
          IsOneOf(format, {"ac3", "adts", "aiff", "au", "caf", "dts", "eac3", "flac", "flv", "mp2",
                           "mp3", "rtp", "tta", "w64", "wav"});

@@ -18,6 +18,9 @@ std::vector<std::string> TargetsOf(const std::string& output, const std::string&
 // The container of that recording holds no more than one track of sound (unless all are merged).
 bool TakesOneTrack(const std::string& output, const std::string& attributes);
 
+// That recording's encoder of pictures takes YUV.
+bool TakesYuv(const std::string& output, const std::string& attributes);
+
 enum class Existing { kAsk, kOverwrite, kKeep };
 
 // A sentence about the first target that is the input itself ("-" for standard input), or another
