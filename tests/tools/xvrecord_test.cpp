@@ -310,6 +310,44 @@ TEST(Xvrecord, CarriesOnWhatTheInputSaysAboutItself) {
   EXPECT_THAT(TagsOf(out), testing::Not(HasSubstr("timecode")));
 }
 
+TEST(Xvrecord, ValidatesWithoutWriting) {
+  TemporaryFolder folder;
+  const std::string out = folder / "out.mov";
+  const auto validate = [&](const std::string& attributes, const std::string& target) {
+    return RunProgram({kProgram, "--validate", "-a", attributes, kClip, target});
+  };
+  const std::string good =
+      "video::codec=mpeg4 raw_video='" + folder / "raw" + "' second_encoder='" + folder / "b.ts'";
+  EXPECT_EQ(validate(good, out).status, 0);
+  const auto wrong = validate(good + " video.buffers=some vidoe::b=1", out);
+  EXPECT_EQ(wrong.status, 2);
+  EXPECT_THAT(wrong.err, testing::AllOf(HasSubstr("video.buffers=some"), HasSubstr("vidoe::b")));
+  EXPECT_EQ(validate(good, folder / "no/such/out.mov").status, 1);
+  EXPECT_EQ(validate("start_timecode=disabled", folder / "out.unknown").status, 1);
+  EXPECT_EQ(validate(good, "udp://127.0.0.1:9").status, 2);
+  EXPECT_TRUE(std::filesystem::is_empty(folder.Path()));
+}
+
+TEST(Xvrecord, TellsTheTerminalInItsWidthAndColour) {
+  TemporaryFolder folder;
+  const std::string record = kProgram + " -y --realtime -t 1 test:size=64x48 " + folder / "o.mov";
+  const auto wide = RunOnTerminal("stty cols 70; exec " + record, "").out;
+  EXPECT_THAT(wide, testing::ContainsRegex("\\[#+\\.+\\] [0-9]+% 0.[0-9] s.*ETA 0:0[01]"));
+  std::istringstream narrow(RunOnTerminal("stty cols 30; exec " + record, "").out);
+  for (std::string line; std::getline(narrow, line, '\r');) {
+    if (line.rfind("\033[K0.", 0) == 0) {
+      EXPECT_LE(line.size(), 29 + 3u) << line;
+    }
+  }
+  const std::string missing = kProgram + " /missing.mov " + folder / "x.mov";
+  EXPECT_THAT(RunOnTerminal("TERM=xterm " + missing, "").out, HasSubstr("\033["));
+  EXPECT_THAT(RunOnTerminal("TERM=xterm NO_COLOR=1 " + missing, "").out,
+              testing::Not(HasSubstr("\033[")));
+  const auto logged = RunProgram({kProgram, "--log-level", "info", "-a", "video::codec=libx264",
+                                  "test:size=64x48,seconds=0.1", folder / "y.mov"});
+  EXPECT_THAT(logged.err, HasSubstr("[libx264"));
+}
+
 TEST(Xvrecord, PropertiesAreReadAndSet) {
   const auto run = RunProgram(
       {kProgram, "--set", "diskspace.min=5G", "--get", "diskspace.min", "--get", "ignore_pts"});

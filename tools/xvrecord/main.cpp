@@ -55,9 +55,22 @@ int ApplyProperties(const Options& options, xv::host::Writer& writer) {
   return 0;
 }
 
+int LogLevelOf(const std::string& name) {
+  constexpr std::pair<const char*, int> kLevels[] = {{"error", AV_LOG_ERROR},
+                                                     {"warning", AV_LOG_WARNING},
+                                                     {"info", AV_LOG_INFO},
+                                                     {"verbose", AV_LOG_VERBOSE},
+                                                     {"debug", AV_LOG_DEBUG}};
+  for (const auto& [level, number] : kLevels) {
+    if (name == level) return number;
+  }
+  return AV_LOG_PANIC;
+}
+
 int Run(const Options& options) {
   static StopSignals& signals = *new StopSignals;  // its thread ends with the process
   xv::host::Writer writer;
+  av_log_set_level(LogLevelOf(options.logLevel));  // making a writer may have changed it
   if (const int failed = ApplyProperties(options, writer); failed != 0) return failed;
   if (options.AsksForLists()) return PrintLists(options, writer);
   return options.input.empty() ? 0 : Record(options, signals, writer);

@@ -31,6 +31,10 @@ void DescribeRecording(CLI::App& app, Options& options) {
   app.add_flag("--realtime", options.realtime, "Push frames at their own pace");
   app.add_option("--stats", options.stats, "Write statistics as JSON to a file, or - for output");
   app.add_flag("--quiet", options.quiet, "Print failures only");
+  app.add_flag("--validate", options.validate,
+               "Open the input and check every attribute; write nothing");
+  app.add_option("--log-level", options.logLevel, "What FFmpeg itself prints")
+      ->check(CLI::IsMember({"quiet", "error", "warning", "info", "verbose", "debug"}));
 }
 
 void DescribeInput(CLI::App& app, Options& options) {

@@ -22,6 +22,8 @@ struct Options {
   std::string duration;  // -t
   double seconds = 0;    // of the recording at most; 0: all
   bool leaveTags = false;
+  bool validate = false;
+  std::string logLevel = "quiet";
   bool realtime = false;
   bool quiet = false;
   std::string stats;

@@ -14,6 +14,7 @@
 #include "xvrecord/progress.h"
 #include "xvrecord/report.h"
 #include "xvrecord/targets.h"
+#include "xvrecord/trial_targets.h"
 
 namespace xvrecord {
 namespace {
@@ -163,6 +164,11 @@ void PrintClosingLine(const Options& options, const xv::host::Writer& writer,
                ClosingLine(options.output, writer, totals).c_str());
 }
 
+void WarnOfOptions(const xv::host::Writer& writer) {
+  WarnOfEach("nobody took the option", writer.Get("quality::unused_options"));
+  WarnOfEach("not a good value:", writer.Get("quality::bad_values"));
+}
+
 void Conclude(const Options& options, const Input& input, const xv::host::Writer& writer,
               const Totals& totals) {
   PrintClosingLine(options, writer, totals);
@@ -186,10 +192,36 @@ class RescueGuard {
   StopSignals& signals_;
 };
 
+// A moment of the recording, into a folder that goes away.
+int Validate(Options options, const std::string& attributes, const StopSignals& signals,
+             xv::host::Writer& writer) {
+  constexpr double kMoment = 0.2;  // seconds: encoders and headers are open by then
+  options.overwrite = true;        // nothing will be: only the input is looked for
+  const std::string refused = RefuseTargets(options, attributes);
+  if (!refused.empty()) return Fail(refused);
+  const TrialTargets trial(options.output, attributes);
+  options.seconds = kMoment;
+  options.quiet = true;
+  const std::unique_ptr<Input> input = OpenInput(options, attributes, signals);
+  xv::HRESULT result = writer.Start(trial.Output(), DefaultsFor(options, *input, attributes) + " " +
+                                                        attributes + trial.Attributes());
+  Totals totals;
+  if (xv::Succeeded(result)) result = PushAll(*input, signals, writer, options, totals);
+  const xv::HRESULT stopped = writer.Stop();
+  WarnOfOptions(writer);
+  if (xv::Failed(result) || xv::Failed(stopped)) {
+    return FailWith("Not valid", xv::Failed(result) ? result : stopped, writer);
+  }
+  if (totals.frames == 0) return Fail("The input has no frames.");
+  const xv::host::Statistics found = writer.Stats();
+  return found.unusedOptions.empty() && found.badValues.empty() ? 0 : kUsage;
+}
+
 }  // namespace
 
 int Record(const Options& options, StopSignals& signals, xv::host::Writer& writer) {
   const std::string attributes = AttributesFor(options, writer);
+  if (options.validate) return Validate(options, attributes, signals, writer);
   const std::string refused = RefuseTargets(options, attributes);
   if (!refused.empty()) return Fail(refused);
   const std::unique_ptr<Input> input = OpenInput(options, attributes, signals);
@@ -206,10 +238,7 @@ int Record(const Options& options, StopSignals& signals, xv::host::Writer& write
   totals.wallSeconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
   totals.cpuSeconds = CpuSeconds();
-  if (!options.quiet) {
-    WarnOfEach("nobody took the option", writer.Get("quality::unused_options"));
-    WarnOfEach("not a good value:", writer.Get("quality::bad_values"));
-  }
+  if (!options.quiet) WarnOfOptions(writer);
   if (!options.stats.empty() && !WriteStats(options.stats, StatsJson(options.output, writer, totals,
                                                                      late ? stopped : result))) {
     return Fail("Cannot write the statistics to " + options.stats + ".");

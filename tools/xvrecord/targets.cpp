@@ -153,16 +153,24 @@ bool TakesOneTrack(const std::string& output, const std::string& attributes) {
                           "mp3", "rtp", "tta", "w64", "wav"});
 }
 
-std::vector<std::string> TargetsOf(const std::string& output, const std::string& attributes) {
+std::vector<std::pair<std::string, std::string>> WrittenBy(const std::string& attributes) {
   const auto node = ReadAttributes(attributes);
-  std::vector<std::string> targets = {output};
-  const auto add = [&](const std::string& key, const char* second = nullptr) {
-    std::string target = node->Text(key);
-    if (target.empty() && second != nullptr) target = node->Text(second);
-    if (!target.empty()) targets.push_back(target);
+  std::vector<std::pair<std::string, std::string>> written;
+  const auto add = [&](const std::string& key) {
+    const std::string target = node->Text(key);
+    if (!target.empty()) written.emplace_back(key, target);
+    return !target.empty();
   };
-  for (const auto& [key, second] : kWritten) add(key, second);
+  for (const auto& [key, second] : kWritten) {
+    if (!add(key) && second != nullptr) add(second);
+  }
   for (int track = 1; track < kMostTracks; ++track) add("raw_audio." + std::to_string(track));
+  return written;
+}
+
+std::vector<std::string> TargetsOf(const std::string& output, const std::string& attributes) {
+  std::vector<std::string> targets = {output};
+  for (const auto& [key, target] : WrittenBy(attributes)) targets.push_back(target);
   return targets;
 }
 

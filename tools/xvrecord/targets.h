@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 // What a recording writes, and what it must not write over.
@@ -10,6 +11,9 @@ namespace xvrecord {
 bool IsStandardOutput(const std::string& target);
 // Bytes to that target would land on a terminal.
 bool IsTerminal(const std::string& target);
+
+// Attributes that name what a session writes beside its output: name and target.
+std::vector<std::pair<std::string, std::string>> WrittenBy(const std::string& attributes);
 
 // Everything that a session with these attributes is told to write by name: `output`, its second
 // output, dumps and side files.
