@@ -13,7 +13,7 @@ export CCACHE_SLOPPINESS = pch_defines,time_macros
         packages packages-test packages-bench packages-lint clean matrix fuzz
 
 record: build
-	build/release/bin/xvrecord -a "$(ATTRIBUTES)" "$(INPUT)" "$(OUTPUT)"
+	build/release/bin/xvrecord -y -a "$(ATTRIBUTES)" "$(INPUT)" "$(OUTPUT)"
 
 packages:
 	@scripts/install_packages.sh packages

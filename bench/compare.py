@@ -52,7 +52,7 @@ ROWS = [
 def commands(row, raw, target):
     """The command lines of ours, ffmpeg's and, where there is one, GStreamer's."""
     _, _, _, ours, theirs, elements = row
-    lines = [[xvrecord, "--quiet", "-a", ours, raw, target],
+    lines = [[xvrecord, "-y", "--quiet", "-a", ours, raw, target],
              ["ffmpeg", "-v", "error", "-y", "-i", raw, *theirs.split(), target]]
     if elements and HAS_GSTREAMER:
         lines.append(["gst-launch-1.0", "-q", "filesrc", "location=" + raw, "!", "qtdemux", "!",

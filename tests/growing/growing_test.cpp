@@ -75,10 +75,11 @@ TEST(GrowingFiles, AreGoneAfterAProperEnd) {
   TemporaryFolder folder;
   for (const char* seconds : {"0.2", "2"}) {
     const std::string output = folder / "a.mov";
-    ASSERT_EQ(RunProgram({kRecord, "--quiet", "-a", "play_while_rec=true video::codec=mpeg2video",
-                          std::string("test:size=320x240,seconds=") + seconds, output})
-                  .status,
-              0);
+    ASSERT_EQ(
+        RunProgram({kRecord, "-y", "--quiet", "-a", "play_while_rec=true video::codec=mpeg2video",
+                    std::string("test:size=320x240,seconds=") + seconds, output})
+            .status,
+        0);
     EXPECT_FALSE(FileExists(IndexPath(output)));
     EXPECT_FALSE(FileExists(HeaderPath(output)));
     const auto shown = RunProgram({kFollow, output});
@@ -103,8 +104,8 @@ TEST(GrowingFiles, HooksLeaveTheRecordingAsItWas) {
     for (const char* growing : {"false", "true"}) {
       const std::string attributes =
           std::string("fflags=bitexact play_while_rec=") + growing + " " + options;
-      const auto run =
-          RunProgram({kRecord, "--quiet", "-a", attributes, "test:size=320x240,seconds=2", output});
+      const auto run = RunProgram(
+          {kRecord, "-y", "--quiet", "-a", attributes, "test:size=320x240,seconds=2", output});
       ASSERT_EQ(run.status, 0) << options << run.err;
       files.push_back(folder.Read(name));
     }

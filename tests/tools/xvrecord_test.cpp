@@ -1,4 +1,7 @@
 #include <gmock/gmock.h>
+#include <sys/stat.h>
+
+#include <csignal>
 
 #include <nlohmann/json.hpp>
 
@@ -61,7 +64,7 @@ TEST(Xvrecord, TestInputInEveryLayoutGivesTheSamePicture) {
   for (const char* layout :
        {"UYVY", "HDYC", "YUY2", "NV12", "I420", "YV12", "RGB24", "RGB32", "ARGB32"}) {
     const std::string output = folder / "out.mp4";
-    const auto run = RunProgram({kProgram, "--quiet", "--input-format", layout, "-a",
+    const auto run = RunProgram({kProgram, "-y", "--quiet", "--input-format", layout, "-a",
                                  "video::codec=mpeg4 video::b=8M",
                                  "test:size=320x240,seconds=0.2,channels=0", output});
     ASSERT_EQ(run.status, 0) << layout << run.err;
@@ -72,7 +75,7 @@ TEST(Xvrecord, TestInputInEveryLayoutGivesTheSamePicture) {
 
 TEST(Xvrecord, StatisticsAreJson) {
   TemporaryFolder folder;
-  const auto run = RunProgram({kProgram, "--quiet", "--stats", "-", "-a", "video::codec=mpeg4",
+  const auto run = RunProgram({kProgram, "--stats", "-", "-a", "video::codec=mpeg4",
                                "test:size=320x240,seconds=1", folder / "out.mov"});
   ASSERT_EQ(run.status, 0) << run.err;
   const auto json = nlohmann::json::parse(run.out);
@@ -95,6 +98,41 @@ TEST(Xvrecord, InterruptLeavesAPlayableFile) {
   EXPECT_EQ(video.errors, 0);
 }
 
+TEST(Xvrecord, HangUpStopsAndASecondSignalEndsAtOnce) {
+  TemporaryFolder folder;
+  const std::string output = folder / "out.mp4";
+  const auto isWritten = [&] {
+    std::error_code error;
+    return std::filesystem::file_size(output, error) > 0 && !error;
+  };
+  PeerProcess hungUp({kProgram, "--realtime", "test:size=320x240,seconds=60", output},
+                     folder / "log");
+  ASSERT_TRUE(Eventually(10, isWritten));
+  hungUp.Send(SIGHUP);
+  ASSERT_TRUE(hungUp.WaitForEnd(10));
+  EXPECT_EQ(hungUp.ExitStatus(), 0);
+  EXPECT_GT(Probe(output).Pictures().frames, 0);
+
+  // The recording waits for a source that has stopped to send.
+  const std::string input = folder / "in.ts";
+  const std::string fifo = folder / "fifo";
+  const std::string sent = folder / "sent";
+  ASSERT_EQ(RunProgram({kProgram, "test:size=320x240,seconds=30", input}).status, 0);
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  PeerProcess source(
+      {"sh", "-c", "exec >" + fifo + "; cat " + input + "; touch " + sent + "; exec sleep 60"},
+      folder / "source");
+  PeerProcess stuck({kProgram, "-y", fifo, output}, folder / "log");
+  ASSERT_TRUE(Eventually(10, [&] { return std::filesystem::exists(sent); }));
+  EXPECT_FALSE(stuck.WaitForEnd(0.5));
+  stuck.Send(SIGINT);
+  EXPECT_FALSE(stuck.WaitForEnd(0.3));
+  stuck.Send(SIGINT);
+  ASSERT_TRUE(stuck.WaitForEnd(3));
+  EXPECT_EQ(stuck.ExitStatus(), 128 + SIGINT);
+  EXPECT_GT(Probe(output).Pictures().frames, 500);
+}
+
 TEST(Xvrecord, FailuresAreSentencesWithAStatus) {
   TemporaryFolder folder;
   const std::string out = folder / "out.mp4";
@@ -105,11 +143,233 @@ TEST(Xvrecord, FailuresAreSentencesWithAStatus) {
   };
   failed(folder / "missing.mp4", out, "No such file");
   failed("test:seconds=1", folder / "no/such/out.mp4", "0x80004005", "output", "0x80070002");
-  failed("test:size=axb", out, "size");
-  EXPECT_EQ(RunProgram({kProgram, "--no-such-option"}).status, 2);
-  EXPECT_EQ(RunProgram({kProgram, "onlyone.mp4"}).status, 2);
+  const std::vector<std::vector<std::string>> wrong = {{"--no-such-option"},
+                                                       {"onlyone.mp4"},
+                                                       {"test:size=axb", out},
+                                                       {"-y", "-n", "test:", out},
+                                                       {"--set", "diskspace.min"},
+                                                       {"--set", "a::=1", "--get", "a"},
+                                                       {"--codecs", "nosuch"},
+                                                       {"--stats", "-", "test:", "-"},
+                                                       {"--codec", "nosuch", "test:", out},
+                                                       {"--input-format", "abcd", "test:", out}};
+  for (std::vector<std::string> words : wrong) {
+    words.insert(words.begin(), kProgram);
+    const auto run = RunProgram(words);
+    EXPECT_EQ(run.status, 2) << words[1] << run.err;
+    EXPECT_EQ(run.out, "");
+  }
   EXPECT_EQ(RunProgram({kProgram, "--help"}).status, 0);
   EXPECT_THAT(RunProgram({kProgram, "--version"}).out, HasSubstr("xvrecord 1."));
+}
+
+// Ends with the exit status of the command, which sees a terminal and the typed text.
+ProgramResult RunOnTerminal(const std::string& command, const std::string& typed) {
+  return RunProgram({"sh", "-c", "echo '" + typed + "' | script -qec '" + command + "' /dev/null"});
+}
+
+TEST(Xvrecord, NeverWritesOverItsInput) {
+  TemporaryFolder folder;
+  const std::string clip = folder / "same.mp4";
+  std::filesystem::copy_file(kClip, clip);
+  std::filesystem::create_symlink(clip, folder / "link.mp4");
+  std::filesystem::create_hard_link(clip, folder / "twin.mp4");
+  std::filesystem::copy_file(kClip, folder / "a7.mp4");
+  const auto refused = [](std::vector<std::string> words) {
+    words.insert(words.begin(), {kProgram, "-y"});
+    const auto run = RunProgram(words);
+    EXPECT_EQ(run.status, 1) << words.back();
+    EXPECT_THAT(run.err, HasSubstr("is the input itself")) << words.back();
+  };
+  for (const char* name : {"same.mp4", "./same.mp4", "link.mp4", "twin.mp4"}) {
+    refused({clip, folder / name});
+    refused({"-a", "second_encoder='" + folder / name + "'", clip, folder / "new.mp4"});
+  }
+  refused({clip, "file:" + clip});
+  refused({folder / "a7.mp4", folder / "a%d.mp4"});
+  refused({"--stats", clip, clip, folder / "new.mp4"});
+  EXPECT_EQ(std::filesystem::file_size(clip), std::filesystem::file_size(kClip));
+  EXPECT_FALSE(std::filesystem::exists(folder / "new.mp4"));
+}
+
+TEST(Xvrecord, AsksBeforeItWritesOverAFile) {
+  TemporaryFolder folder;
+  const std::string out = folder.Write("out.mp4", "mine");
+  const std::string command = kProgram + " -a video::codec=mpeg4 test:size=64x48,seconds=1 " + out;
+  const auto run = [&](const std::string& flag) {
+    return RunProgram({kProgram, flag, "test:size=64x48,seconds=1", out});
+  };
+  EXPECT_THAT(run("--quiet").err, HasSubstr("-y writes over it"));
+  EXPECT_EQ(run("-n").status, 1);
+  const auto no = RunOnTerminal(command, "n");
+  EXPECT_EQ(no.status, 1);
+  EXPECT_THAT(no.out, testing::AllOf(HasSubstr("Write over it?"), HasSubstr("stays as it is")));
+  EXPECT_EQ(folder.Read("out.mp4"), "mine");
+  EXPECT_EQ(RunOnTerminal(command, "y").status, 0);
+  EXPECT_EQ(Probe(out).Pictures().frames, 25);
+  EXPECT_EQ(run("-y").status, 0);
+}
+
+TEST(Xvrecord, RecordsAPartAndThroughPipes) {
+  TemporaryFolder folder;
+  const std::string part = folder / "part.mov";
+  const std::string codec = "video::codec=mpeg2video video::b=20M";
+  auto run = RunProgram({kProgram, "-ss", "2", "-t", "0:01.5", "-a", codec, kClip, part});
+  ASSERT_EQ(run.status, 0) << run.err;
+  const std::vector<std::uint8_t> source = Probe(kClip).Pictures().lumaMeans;
+  const ProbedFile recorded = Probe(part);
+  ASSERT_EQ(recorded.Pictures().frames, 36);
+  EXPECT_NEAR(recorded.Sound().seconds, 1.5, 0.03);
+  for (std::size_t i = 0; i < 36; ++i) {
+    EXPECT_NEAR(recorded.Pictures().lumaMeans[i], source[48 + i], 1) << i;
+  }
+  const std::string out = folder / "out.ts";
+  run = RunProgram(
+      {"sh", "-c",
+       "cat " + kClip + " | " + kProgram + " -a 'format=mpegts " + codec + "' - - | cat > " + out});
+  EXPECT_THAT(run.err, HasSubstr("-: sent, 6.0"));
+  EXPECT_EQ(Probe(out).Pictures().frames, 144);
+  EXPECT_EQ(Probe(out).Sound().errors, 0);
+  EXPECT_EQ(RunProgram({kProgram, "-ss", "soon", kClip, part}).status, 2);
+}
+
+TEST(Xvrecord, RecordsRawPicturesAndDevices) {
+  TemporaryFolder folder;
+  const std::string raw = folder.Write("a.raw", std::string(64 * 48 * 2 * 20, '\x50'));
+  const std::string out = folder / "out.mkv";
+  auto run = RunProgram({kProgram, "-f", "rawvideo", "-s", "64x48", "--pixel-format", "uyvy422",
+                         "-r", "50", "-i", raw, out});
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(Probe(out).Pictures().frames, 20);
+  EXPECT_NEAR(Probe(out).Pictures().next, 0.4, 0.002);
+  run = RunProgram({kProgram, "-y", "-f", "lavfi", "-t", "1", "-i",
+                    "testsrc=size=64x48:rate=10[out0];sine=frequency=500[out1]", out});
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(Probe(out).Pictures().frames, 10);
+  EXPECT_NEAR(Probe(out).Sound().seconds, 1, 0.05);
+  // Stamps of the input give way to a rate that the demuxer does not know.
+  run = RunProgram({kProgram, "-y", "-r", "20", out, folder / "fast.mov"});
+  EXPECT_NEAR(Probe(folder / "fast.mov").Pictures().next, 0.5, 0.002) << run.err;
+  for (const std::vector<std::string>& wrong : {std::vector<std::string>{"-f", "nosuch"},
+                                                {"--size", "64x48"},
+                                                {"-r", "often"},
+                                                {"--demuxer-option", "fflags"}}) {
+    EXPECT_EQ(RunProgram({kProgram, "-y", wrong[0], wrong[1], out, folder / "x.mov"}).status, 2);
+  }
+}
+
+// Two seconds of pictures with a mono track and a stereo track of one second and another rate.
+ProgramResult MakeTwoTracks(const std::string& path, const std::string& options = {}) {
+  return RunProgram({"sh", "-c",
+                     "ffmpeg -v error -f lavfi -i testsrc=size=64x48,format=yuv420p -f lavfi -i "
+                     "sine=r=48000 -f lavfi -i sine=r=44100:d=1,aformat=channel_layouts=stereo "
+                     "-map 0 -map 1 -map 2 -t 2 -c:a pcm_s16le " +
+                         options + " " + path});
+}
+
+TEST(Xvrecord, RecordsAllTracksOfSoundOrTheMappedOnes) {
+  TemporaryFolder folder;
+  const std::string in = folder / "in.mov";
+  ASSERT_EQ(MakeTwoTracks(in).status, 0);
+  const auto record = [&](const std::vector<std::string>& map) {
+    std::vector<std::string> words = {kProgram, "-y", in, folder / "out.mov"};
+    words.insert(words.end(), map.begin(), map.end());
+    const auto run = RunProgram(words);
+    EXPECT_EQ(run.status, 0) << run.err;
+    return Probe(folder / "out.mov");
+  };
+  const ProbedFile all = record({});
+  ASSERT_EQ(all.Count(AVMEDIA_TYPE_AUDIO), 2);
+  EXPECT_EQ(all.Sound(0).channels, 1);
+  EXPECT_EQ(all.Sound(1).channels, 2);
+  EXPECT_NEAR(all.Sound(1).seconds, 2, 0.05);  // the second one ends early
+  const ProbedFile turned = record({"--map", "0:a:1", "--map", "1"});
+  EXPECT_EQ(turned.Count(AVMEDIA_TYPE_VIDEO), 0);
+  EXPECT_EQ(turned.Sound(0).channels, 2);
+  EXPECT_NEAR(turned.Sound(1).seconds, 2, 0.05);
+  const auto one = RunProgram({kProgram, in, folder / "one.wav"});
+  EXPECT_THAT(one.err, HasSubstr("takes one track of sound"));
+  EXPECT_EQ(Probe(folder / "one.wav").Count(AVMEDIA_TYPE_AUDIO), 1);
+  for (const char* map : {"a:2", "v:1", "s", "7"}) {
+    EXPECT_EQ(RunProgram({kProgram, "-y", "--map", map, in, folder / "x.mov"}).status, 2) << map;
+  }
+}
+
+// What ffprobe says of a file's title, its streams' colours and languages, and time codes.
+std::string TagsOf(const std::string& path) {
+  return RunProgram({"ffprobe", "-v", "error", "-of", "compact", "-show_entries",
+                     "format_tags=title:stream=color_range,color_space,color_transfer,"
+                     "color_primaries:stream_tags=language,timecode",
+                     path})
+      .out;
+}
+
+TEST(Xvrecord, CarriesOnWhatTheInputSaysAboutItself) {
+  TemporaryFolder folder;
+  const std::string in = folder / "in.mov";
+  const std::string out = folder / "out.mov";
+  const std::string bt709 =
+      "-color_range tv -colorspace bt709 -color_trc bt709 "
+      "-color_primaries bt709";
+  ASSERT_EQ(MakeTwoTracks(in, bt709 + " -metadata title=\"It's\" -metadata:s:a:0 language=ger "
+                                      "-timecode 10:00:00:00")
+                .status,
+            0);
+  const auto tags = [&](const std::vector<std::string>& options) {
+    std::vector<std::string> words = {kProgram, "-y", in, out};
+    words.insert(words.end(), options.begin(), options.end());
+    EXPECT_EQ(RunProgram(words).status, 0);
+    return TagsOf(out);
+  };
+  const std::string carried = tags({"-ss", "0.4", "-a", "video::codec=libx264"});
+  EXPECT_THAT(carried, testing::AllOf(HasSubstr("color_range=tv|color_space=bt709|color_transfer="
+                                                "bt709|color_primaries=bt709"),
+                                      HasSubstr("timecode=10:00:00:10"), HasSubstr("title=It's")));
+  EXPECT_THAT(carried, HasSubstr("stream|tag:language=ger\nstream|\n"));
+  EXPECT_THAT(tags({"-a", "metadata::title=Ours video::color_trc=smpte170m"}),
+              testing::AllOf(HasSubstr("title=Ours"), HasSubstr("color_transfer=smpte170m")));
+  EXPECT_THAT(tags({"-a", "video::codec=png"}), HasSubstr("color_space=unknown"));
+  EXPECT_THAT(tags({"--no-tags"}), testing::Not(HasSubstr("title")));
+  ASSERT_EQ(RunProgram({kProgram, "-y", "-t", "0.2", kClip, out}).status, 0);
+  EXPECT_THAT(TagsOf(out), testing::Not(HasSubstr("timecode")));
+}
+
+TEST(Xvrecord, ValidatesWithoutWriting) {
+  TemporaryFolder folder;
+  const std::string out = folder / "out.mov";
+  const auto validate = [&](const std::string& attributes, const std::string& target) {
+    return RunProgram({kProgram, "--validate", "-a", attributes, kClip, target});
+  };
+  const std::string good =
+      "video::codec=mpeg4 raw_video='" + folder / "raw" + "' second_encoder='" + folder / "b.ts'";
+  EXPECT_EQ(validate(good, out).status, 0);
+  const auto wrong = validate(good + " video.buffers=some vidoe::b=1", out);
+  EXPECT_EQ(wrong.status, 2);
+  EXPECT_THAT(wrong.err, testing::AllOf(HasSubstr("video.buffers=some"), HasSubstr("vidoe::b")));
+  EXPECT_EQ(validate(good, folder / "no/such/out.mov").status, 1);
+  EXPECT_EQ(validate("start_timecode=disabled", folder / "out.unknown").status, 1);
+  EXPECT_EQ(validate(good, "udp://127.0.0.1:9").status, 2);
+  EXPECT_TRUE(std::filesystem::is_empty(folder.Path()));
+}
+
+TEST(Xvrecord, TellsTheTerminalInItsWidthAndColour) {
+  TemporaryFolder folder;
+  const std::string record = kProgram + " -y --realtime -t 1 test:size=64x48 " + folder / "o.mov";
+  const auto wide = RunOnTerminal("stty cols 70; exec " + record, "").out;
+  EXPECT_THAT(wide, testing::ContainsRegex("\\[#+\\.+\\] [0-9]+% 0.[0-9] s.*ETA 0:0[01]"));
+  std::istringstream narrow(RunOnTerminal("stty cols 30; exec " + record, "").out);
+  for (std::string line; std::getline(narrow, line, '\r');) {
+    if (line.rfind("\033[K0.", 0) == 0) {
+      EXPECT_LE(line.size(), 29 + 3u) << line;
+    }
+  }
+  const std::string missing = kProgram + " /missing.mov " + folder / "x.mov";
+  EXPECT_THAT(RunOnTerminal("TERM=xterm " + missing, "").out, HasSubstr("\033["));
+  EXPECT_THAT(RunOnTerminal("TERM=xterm NO_COLOR=1 " + missing, "").out,
+              testing::Not(HasSubstr("\033[")));
+  const auto logged = RunProgram({kProgram, "--log-level", "info", "-a", "video::codec=libx264",
+                                  "test:size=64x48,seconds=0.1", folder / "y.mov"});
+  EXPECT_THAT(logged.err, HasSubstr("[libx264"));
 }
 
 TEST(Xvrecord, PropertiesAreReadAndSet) {

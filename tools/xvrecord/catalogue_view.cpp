@@ -44,14 +44,14 @@ std::string RenderTable(const std::vector<Row>& rows) {
 XMLNodePtr RequireFormat(const CoXMLNode& list, const std::string& format) {
   const XMLNodePtr found =
       format.empty() ? list.FindChild("formats::format") : xv::FindListedFormat(list, format);
-  if (!found) throw InputError("No format \"" + format + "\" here; --formats lists them.");
+  if (!found) throw UsageError("No format \"" + format + "\" here; --formats lists them.");
   return found;
 }
 
 XMLNodePtr RequireCodec(const CoXMLNode& format, const char* kind, const std::string& codec) {
   const XMLNodePtr found = xv::FindListedCodec(format, kind, codec);
   if (found) return found;
-  throw InputError(fmt::format("\"{}\" takes no {} codec \"{}\" here; --codecs \"{}\" lists them.",
+  throw UsageError(fmt::format("\"{}\" takes no {} codec \"{}\" here; --codecs \"{}\" lists them.",
                                format.Text("name"), kind, codec, format.Text("name")));
 }
 

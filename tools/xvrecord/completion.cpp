@@ -173,6 +173,7 @@ Words WordsFor(const CoXMLNode& list, std::span<const std::string> options, cons
     return ids;
   }
   if (before == "--input-format") return LayoutNames();
+  if (before == "--log-level") return {"quiet", "error", "warning", "info", "verbose", "debug"};
   if (words.back().rfind("-", 0) == 0) return {options.begin(), options.end()};
   return {};
 }

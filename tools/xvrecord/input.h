@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -15,6 +16,12 @@ namespace xvrecord {
 class InputError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
+};
+
+// The command line asks for what cannot be.
+class UsageError : public InputError {
+ public:
+  using InputError::InputError;
 };
 
 struct Block {
@@ -38,12 +45,30 @@ class Input {
   virtual bool Next(InputFrame* frame) = 0;
   // Seconds, 0 when not known.
   virtual double Duration() const = 0;
+  // Attributes of a session that carry on what the input says about itself; each text opens with a
+  // blank or is empty. Colour is for encoders of YUV pictures.
+  virtual std::string Tags() const { return {}; }
+  virtual std::string ColourTags() const { return {}; }
   // True once when the input has broken off before its end.
   virtual std::string Trouble() const { return {}; }
 };
 
-// `layout` 0: the one nearest to what the decoder gives.
-std::unique_ptr<Input> OpenMedia(const std::string& url, std::uint32_t layout);
+// How a media file, URL or device is opened.
+struct MediaOptions {
+  std::uint32_t layout = 0;  // that frames are given in; 0: the one nearest to the decoder's
+  std::string demuxer;       // FFmpeg's short name; empty: found by contents
+  std::string rate;          // pictures a second, as FFmpeg writes rates; empty: the input's own
+  std::string size;          // of raw pictures and devices
+  std::string pixelFormat;   // the same, by FFmpeg's name
+  std::vector<std::string> demuxerOptions;  // NAME=VALUE
+  std::vector<std::string> map;             // "v", "a", "a:1", "2", as ChooseStreams reads them
+  bool oneTrack = false;                    // without a map one track of sound is enough
+  double start = 0;                         // seconds of the input that are left out
+  std::function<bool()> stopAsked;          // ends waits for the input; may be empty
+};
+
+// Throws InputError and UsageError; so does OpenTest.
+std::unique_ptr<Input> OpenMedia(const std::string& url, const MediaOptions& options);
 // "size=1920x1080,rate=25,format=UYVY,interlace=top,channels=2,seconds=10,captions=on".
 std::unique_ptr<Input> OpenTest(const std::string& options, std::uint32_t layout);
 

@@ -102,6 +102,17 @@ std::uint32_t NearestLayout(AVPixelFormat format, int height) {
   return height > 576 ? xv::kFccHDYC : xv::kFccUYVY;
 }
 
+bool IsConverted(std::uint32_t layout, AVPixelFormat format, AVColorRange range) {
+  const bool full = format == AV_PIX_FMT_YUVJ420P || range == AVCOL_RANGE_JPEG;
+  return PixelFormatOf(layout) != format || full;
+}
+
+AVColorSpace MatrixOf(std::uint32_t layout, int height, AVColorSpace source) {
+  if (source == AVCOL_SPC_BT2020_NCL) return source;
+  const bool bySize = layout == xv::kFccI420 || layout == xv::kFccNV12 || layout == xv::kFccV210;
+  return layout == xv::kFccHDYC || (bySize && height > 576) ? AVCOL_SPC_BT709 : AVCOL_SPC_SMPTE170M;
+}
+
 std::uint32_t LayoutPacker::LayoutFor(const AVFrame& picture) const {
   return layout_ != 0 ? layout_
                       : NearestLayout(static_cast<AVPixelFormat>(picture.format), picture.height);
@@ -125,7 +136,7 @@ void LayoutPacker::Describe(const AVFrame& picture, xv::XV_VID_PROPS* vid) const
 }
 
 void LayoutPacker::Convert(const AVFrame& picture, AVPixelFormat format, int width, int height,
-                           std::uint8_t* const* planes, const int* strides, bool bt709) {
+                           std::uint8_t* const* planes, const int* strides, AVColorSpace matrix) {
   sws_ = sws_getCachedContext(sws_, width, height, static_cast<AVPixelFormat>(picture.format),
                               width, height, format, SWS_BICUBIC | SWS_ACCURATE_RND, nullptr,
                               nullptr, nullptr);
@@ -136,9 +147,12 @@ void LayoutPacker::Convert(const AVFrame& picture, AVPixelFormat format, int wid
   const bool fullRange =
       picture.color_range == AVCOL_RANGE_JPEG || (desc->flags & AV_PIX_FMT_FLAG_RGB) != 0;
   const AVPixFmtDescriptor* target = av_pix_fmt_desc_get(format);
-  sws_setColorspaceDetails(sws_, sws_getCoefficients(from709 ? SWS_CS_ITU709 : SWS_CS_ITU601),
-                           fullRange ? 1 : 0,
-                           sws_getCoefficients(bt709 ? SWS_CS_ITU709 : SWS_CS_ITU601),
+  const AVColorSpace from = from709                                      ? AVCOL_SPC_BT709
+                            : picture.colorspace == AVCOL_SPC_BT2020_NCL ? picture.colorspace
+                                                                         : AVCOL_SPC_SMPTE170M;
+  // The numbers of these matrices are libswscale's too.
+  sws_setColorspaceDetails(sws_, sws_getCoefficients(from), fullRange ? 1 : 0,
+                           sws_getCoefficients(matrix),
                            (target->flags & AV_PIX_FMT_FLAG_RGB) != 0 ? 1 : 0, 0, 1 << 16, 1 << 16);
   if (sws_scale(sws_, picture.data, picture.linesize, 0, height, planes, strides) < 0) {
     throw InputError("A picture of the input could not be converted.");
@@ -154,7 +168,8 @@ Block LayoutPacker::PackV210(const AVFrame& picture, int width, int height) {
                              reinterpret_cast<std::uint8_t*>(planes_.data() + pixels * 3 / 2),
                              nullptr};
   const int strides[4] = {width * 2, width, width, 0};
-  Convert(picture, AV_PIX_FMT_YUV422P10LE, width, height, planes, strides, height > 576);
+  Convert(picture, AV_PIX_FMT_YUV422P10LE, width, height, planes, strides,
+          MatrixOf(xv::kFccV210, height, picture.colorspace));
   const std::size_t rowBytes = (stride + 47) / 48 * 128;
   const auto block = pool_.Get(rowBytes * static_cast<std::size_t>(height));
   for (std::size_t y = 0; y < static_cast<std::size_t>(height); ++y) {
@@ -189,9 +204,9 @@ Block LayoutPacker::Pack(const AVFrame& picture) {
   const int align = layout == xv::kFccRGB24 ? 4 : 1;
   const int bytes = av_image_get_buffer_size(format, width, height, align);
   if (bytes <= 0) throw InputError("The input's picture size cannot be laid out.");
-  const bool full =
-      picture.format == AV_PIX_FMT_YUVJ420P || picture.color_range == AVCOL_RANGE_JPEG;
-  if (picture.format == format && !full && align == 1 && layout != xv::kFccYV12) {
+  const bool converts =
+      IsConverted(layout, static_cast<AVPixelFormat>(picture.format), picture.color_range);
+  if (!converts && align == 1 && layout != xv::kFccYV12) {
     const Block lent = Lend(picture, format, width, height, static_cast<std::size_t>(bytes));
     if (lent.data != nullptr) return lent;
   }
@@ -200,13 +215,12 @@ Block LayoutPacker::Pack(const AVFrame& picture) {
   int strides[4] = {};
   av_image_fill_arrays(planes, strides, block->data(), format, width, height, align);
   if (layout == xv::kFccYV12) std::swap(planes[1], planes[2]);
-  if (picture.format == format && !full) {
+  if (!converts) {
     av_image_copy(planes, strides, const_cast<const std::uint8_t**>(picture.data), picture.linesize,
                   format, width, height);
   } else {
-    const bool bt709 = layout == xv::kFccHDYC ||
-                       ((layout == xv::kFccI420 || layout == xv::kFccNV12) && height > 576);
-    Convert(picture, format, width, height, planes, strides, bt709);
+    Convert(picture, format, width, height, planes, strides,
+            MatrixOf(layout, height, picture.colorspace));
   }
   return {block, block->data(), block->size()};
 }

@@ -17,6 +17,12 @@ AVPixelFormat PixelFormatOf(std::uint32_t layout);
 // The layout that loses nothing of `format`, or least.
 std::uint32_t NearestLayout(AVPixelFormat format, int height);
 
+// Pictures of that format and range are converted on their way into the layout, to limited range
+// where it is not RGB; others keep their codes.
+bool IsConverted(std::uint32_t layout, AVPixelFormat format, AVColorRange range);
+// The matrix that a conversion into a layout that is not RGB ends with; `source` is the picture's.
+AVColorSpace MatrixOf(std::uint32_t layout, int height, AVColorSpace source);
+
 // Lays decoded pictures out as a host would have them: one block, planes behind one another.
 class LayoutPacker {
  public:
@@ -38,7 +44,7 @@ class LayoutPacker {
                     std::size_t bytes);
   Block PackV210(const AVFrame& picture, int width, int height);
   void Convert(const AVFrame& picture, AVPixelFormat format, int width, int height,
-               std::uint8_t* const* planes, const int* strides, bool bt709);
+               std::uint8_t* const* planes, const int* strides, AVColorSpace matrix);
 
   std::uint32_t layout_;
   BlockPool pool_;

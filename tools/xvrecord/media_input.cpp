@@ -5,14 +5,16 @@
 #include <limits>
 #include <optional>
 
+#include "xvrecord/demuxer.h"
 #include "xvrecord/input.h"
 #include "xvrecord/layout.h"
+#include "xvrecord/media_tags.h"
+#include "xvrecord/sound_tracks.h"
+#include "xvrecord/stream_choice.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
 #include <libavutil/timecode.h>
-#include <libswresample/swresample.h>
 }
 
 namespace xvrecord {
@@ -22,20 +24,12 @@ constexpr std::int64_t kUnits = xv::kTimeUnitsPerSecond;
 constexpr double kAudioOnlyRate = 25.0;
 
 struct Deleter {
-  void operator()(AVFormatContext* p) const { avformat_close_input(&p); }
   void operator()(AVCodecContext* p) const { avcodec_free_context(&p); }
   void operator()(AVPacket* p) const { av_packet_free(&p); }
   void operator()(AVFrame* p) const { av_frame_free(&p); }
-  void operator()(SwrContext* p) const { swr_free(&p); }
 };
 template <class T>
 using Owned = std::unique_ptr<T, Deleter>;
-
-std::string Words(int error) {
-  char text[AV_ERROR_MAX_STRING_SIZE] = {};
-  av_strerror(error, text, sizeof(text));
-  return text;
-}
 
 // One decoded stream of the input.
 struct Stream {
@@ -44,124 +38,54 @@ struct Stream {
   bool ended = false;
 };
 
-Stream OpenStream(AVFormatContext& input, AVMediaType type) {
+// Nothing where no decoder takes it.
+Stream OpenStream(AVFormatContext& input, int index) {
   Stream result;
-  const AVCodec* codec = nullptr;
-  const int index = av_find_best_stream(&input, type, -1, -1, &codec, 0);
-  if (index < 0 || codec == nullptr) return result;
+  AVStream* stream = input.streams[index];
+  const AVCodec* codec = avcodec_find_decoder(stream->codecpar->codec_id);
+  if (codec == nullptr) return result;
   result.decoder.reset(avcodec_alloc_context3(codec));
-  avcodec_parameters_to_context(result.decoder.get(), input.streams[index]->codecpar);
+  avcodec_parameters_to_context(result.decoder.get(), stream->codecpar);
   result.decoder->thread_count = 0;
-  result.decoder->pkt_timebase = input.streams[index]->time_base;
+  result.decoder->pkt_timebase = stream->time_base;
   if (avcodec_open2(result.decoder.get(), codec, nullptr) < 0) return {};
-  result.stream = input.streams[index];
+  result.stream = stream;
   return result;
 }
 
-// Decoded sound as interleaved samples on the time line of the pictures.
-class SoundQueue {
- public:
-  explicit SoundQueue(const AVCodecContext& decoder) : rate_(decoder.sample_rate) {
-    switch (av_get_packed_sample_fmt(decoder.sample_fmt)) {
-      case AV_SAMPLE_FMT_S16:
-      case AV_SAMPLE_FMT_U8:
-        format_ = AV_SAMPLE_FMT_S16;
-        bits_ = 16;
-        break;
-      case AV_SAMPLE_FMT_S32:
-        format_ = AV_SAMPLE_FMT_S32;
-        bits_ = 32;
-        break;
-      default:
-        format_ = AV_SAMPLE_FMT_FLT;
-        bits_ = -32;
-    }
-    av_channel_layout_copy(&layout_, &decoder.ch_layout);
-    SwrContext* swr = nullptr;
-    swr_alloc_set_opts2(&swr, &layout_, format_, rate_, &layout_, decoder.sample_fmt, rate_, 0,
-                        nullptr);
-    swr_.reset(swr);
-    if (!swr_ || swr_init(swr_.get()) < 0)
-      throw InputError("The input's sound cannot be converted.");
-  }
-  ~SoundQueue() { av_channel_layout_uninit(&layout_); }
-
-  int SampleBytes() const { return layout_.nb_channels * (bits_ == 16 ? 2 : 4); }
-  xv::XV_AUD_PROPS Props() const { return {layout_.nb_channels, rate_, bits_, 0}; }
-  std::int64_t Samples() const { return static_cast<std::int64_t>(bytes_.size()) / SampleBytes(); }
-
-  // `start`: time of the frame from the first picture on, in samples.
-  void Append(const AVFrame& frame, std::int64_t start) {
-    constexpr std::int64_t kTolerance = 25;  // a fortieth of a second
-    std::int64_t skip = 0;
-    const std::int64_t gap = start - end_;
-    if (gap > rate_ / kTolerance) {
-      bytes_.resize(bytes_.size() + static_cast<std::size_t>(gap * SampleBytes()));
-      end_ = start;
-    } else if (gap < 0 && end_ == 0) {
-      skip = std::min<std::int64_t>(-gap, frame.nb_samples);
-    }
-    std::vector<std::uint8_t> out(
-        static_cast<std::size_t>((frame.nb_samples + 64) * SampleBytes()));
-    std::uint8_t* plane = out.data();
-    const int got =
-        swr_convert(swr_.get(), &plane, frame.nb_samples + 64,
-                    const_cast<const std::uint8_t**>(frame.extended_data), frame.nb_samples);
-    if (got <= skip) return;
-    bytes_.insert(bytes_.end(), out.begin() + skip * SampleBytes(),
-                  out.begin() + got * SampleBytes());
-    end_ += got - skip;
-  }
-  std::int64_t End() const { return end_; }
-
-  Block Take(std::int64_t samples, BlockPool& pool) {
-    samples = std::min(samples, Samples());
-    if (samples <= 0) return {};
-    const auto bytes = static_cast<std::size_t>(samples * SampleBytes());
-    const auto block = pool.Get(bytes);
-    std::copy_n(bytes_.begin(), bytes, block->begin());
-    bytes_.erase(bytes_.begin(), bytes_.begin() + static_cast<std::ptrdiff_t>(bytes));
-    taken_ += samples;
-    return {block, block->data(), block->size()};
-  }
-  std::int64_t Taken() const { return taken_; }
-  int Rate() const { return rate_; }
-
- private:
-  Owned<SwrContext> swr_;
-  AVChannelLayout layout_{};
-  AVSampleFormat format_ = AV_SAMPLE_FMT_S16;
-  int bits_ = 16;
-  int rate_;
-  std::deque<std::uint8_t> bytes_;
-  std::int64_t end_ = 0;  // samples from the first picture on
-  std::int64_t taken_ = 0;
-};
-
 class MediaInput final : public Input {
  public:
-  MediaInput(const std::string& url, std::uint32_t layout) : packer_(layout) {
-    AVFormatContext* input = nullptr;
-    const int result = avformat_open_input(&input, url.c_str(), nullptr, nullptr);
-    input_.reset(input);
-    if (result < 0) throw InputError("Cannot open " + url + ": " + Words(result) + ".");
-    avformat_find_stream_info(input, nullptr);
-    video_ = OpenStream(*input, AVMEDIA_TYPE_VIDEO);
-    audio_ = OpenStream(*input, AVMEDIA_TYPE_AUDIO);
-    if (video_.stream == nullptr && audio_.stream == nullptr) {
-      throw InputError(url + " has neither picture nor sound that can be decoded.");
-    }
-    if (audio_.stream != nullptr) sound_ = std::make_unique<SoundQueue>(*audio_.decoder);
+  MediaInput(const std::string& url, const MediaOptions& options)
+      : options_(options), input_(url, options), packer_(options.layout) {
+    OpenStreams(url);
     packet_.reset(av_packet_alloc());
     frame_.reset(av_frame_alloc());
     ReadRate();
     ReadTimecode();
+    Seek();
   }
 
   double Duration() const override {
-    return input_->duration > 0 ? static_cast<double>(input_->duration) / AV_TIME_BASE : 0;
+    const double all =
+        input_->duration > 0 ? static_cast<double>(input_->duration) / AV_TIME_BASE : 0;
+    return std::max(all - options_.start, 0.0);
   }
   std::string Trouble() const override { return trouble_; }
+
+  // A time code that was not given is not made up.
+  std::string Tags() const override {
+    std::vector<const AVStream*> tracks;
+    for (const Stream& stream : audio_) tracks.push_back(stream.stream);
+    return MetadataAttributes(*input_, video_.stream, tracks) +
+           (hasTimecode_ ? "" : " start_timecode=disabled");
+  }
+  std::string ColourTags() const override {
+    if (video_.stream == nullptr) return {};
+    const AVCodecContext& decoder = *video_.decoder;
+    const std::uint32_t layout =
+        options_.layout != 0 ? options_.layout : NearestLayout(decoder.pix_fmt, decoder.height);
+    return ColourAttributes(decoder, layout);
+  }
 
   bool Next(InputFrame* out) override {
     *out = {};
@@ -169,9 +93,50 @@ class MediaInput final : public Input {
   }
 
  private:
+  void OpenStreams(const std::string& url) {
+    std::vector<const AVCodecContext*> decoders;
+    if (LeavesTracksOut(*input_, options_)) {
+      trouble_ = "The container takes one track of sound; --map chooses among the input's.";
+    }
+    int channels = 0;
+    for (const int index : ChooseStreams(*input_, options_)) {
+      Stream stream = OpenStream(*input_, index);
+      if (stream.stream == nullptr) {
+        trouble_ = "Stream " + std::to_string(index) + " of the input cannot be decoded.";
+      } else if (stream.decoder->codec_type == AVMEDIA_TYPE_VIDEO) {
+        video_ = std::move(stream);
+      } else if (channels + stream.decoder->ch_layout.nb_channels > SoundTracks::kMostChannels) {
+        trouble_ = "Sound beyond 32 channels is left out.";
+      } else {
+        channels += stream.decoder->ch_layout.nb_channels;
+        decoders.push_back(stream.decoder.get());
+        audio_.push_back(std::move(stream));
+      }
+    }
+    if (video_.stream == nullptr && audio_.empty()) {
+      throw InputError(url + " has neither picture nor sound that can be decoded.");
+    }
+    if (!audio_.empty()) sound_ = std::make_unique<SoundTracks>(decoders);
+  }
+
+  // To the key frame ahead of the start; what lies between the two is decoded and left out, all
+  // of it in an input that cannot be searched.
+  void Seek() {
+    if (options_.start <= 0) return;
+    const auto start = static_cast<std::int64_t>(options_.start * AV_TIME_BASE) +
+                       (input_->start_time != AV_NOPTS_VALUE ? input_->start_time : 0);
+    cut_ = av_rescale(start, kUnits, AV_TIME_BASE);
+    (void)av_seek_frame(&*input_, -1, start, AVSEEK_FLAG_BACKWARD);
+  }
+
   void ReadRate() {
     if (video_.stream == nullptr) return;
-    const AVRational rate = av_guess_frame_rate(input_.get(), video_.stream, nullptr);
+    AVRational rate = av_guess_frame_rate(&*input_, video_.stream, nullptr);
+    if (input_.AssumedRate()) {
+      // Pictures are counted, their own stamps are not read.
+      rate = *input_.AssumedRate();
+      video_.stream->time_base = av_inv_q(rate);
+    }
     rate_ = rate.num > 0 ? av_q2d(rate) : kAudioOnlyRate;
     rateRatio_ = rate.num > 0 ? rate : AVRational{25, 1};
   }
@@ -188,56 +153,74 @@ class MediaInput final : public Input {
   // Decodes one more packet; false at the end of the input.
   bool Pump() {
     if (atEnd_) return false;
-    const int result = av_read_frame(input_.get(), packet_.get());
+    const int result = av_read_frame(&*input_, packet_.get());
     if (result < 0) {
       atEnd_ = true;
-      if (result != AVERROR_EOF) trouble_ = "The input broke off: " + Words(result) + ".";
-      Decode(video_, nullptr);
-      Decode(audio_, nullptr);
-      return true;
+      const bool told = result == AVERROR_EOF || result == AVERROR_EXIT;
+      if (!told) trouble_ = "The input broke off: " + WordsOf(result) + ".";
     }
-    if (video_.stream != nullptr && packet_->stream_index == video_.stream->index)
-      Decode(video_, packet_.get());
-    if (audio_.stream != nullptr && packet_->stream_index == audio_.stream->index)
-      Decode(audio_, packet_.get());
+    DecodeOf(video_, result < 0);
+    for (Stream& stream : audio_) DecodeOf(stream, result < 0);
     av_packet_unref(packet_.get());
     return true;
   }
 
-  void Decode(Stream& stream, const AVPacket* packet) {
+  // The packet at hand where it is the stream's, or its end.
+  void DecodeOf(Stream& stream, bool end) {
     if (stream.stream == nullptr || stream.ended) return;
+    if (end) Decode(stream, nullptr);
+    if (!end && packet_->stream_index == stream.stream->index) Decode(stream, packet_.get());
+  }
+
+  void Decode(Stream& stream, const AVPacket* packet) {
     stream.ended = packet == nullptr;
     if (avcodec_send_packet(stream.decoder.get(), packet) < 0 && packet != nullptr) {
       trouble_ = "A packet of the input could not be decoded.";
       return;
     }
     while (avcodec_receive_frame(stream.decoder.get(), frame_.get()) >= 0) {
-      const std::int64_t stamp = frame_->best_effort_timestamp;
       if (&stream == &video_) {
-        pictures_.emplace_back(av_frame_clone(frame_.get()));
+        TakePicture();
       } else {
-        TakeSound(stamp);
+        TakeSound(static_cast<std::size_t>(&stream - audio_.data()));
       }
       av_frame_unref(frame_.get());
     }
   }
 
-  void TakeSound(std::int64_t stamp) {
-    // Sound ahead of the first picture waits until its place is known.
-    if (video_.stream != nullptr && !origin_) {
-      early_.emplace_back(av_frame_clone(frame_.get()));
-      return;
+  void TakePicture() {
+    const std::int64_t stamp = frame_->best_effort_timestamp;
+    const std::int64_t time = Units(stamp, video_.decoder->pkt_timebase);
+    if (cut_ && stamp != AV_NOPTS_VALUE && time < *cut_) return;
+    if (!soundOrigin_) soundOrigin_ = time;
+    if (input_.AssumedRate()) {
+      frame_->best_effort_timestamp = counted_++;
+      frame_->pkt_duration = 1;
     }
-    if (!origin_) origin_ = Units(stamp, audio_.stream->time_base);
-    AppendSound(*frame_, stamp);
+    pictures_.emplace_back(av_frame_clone(frame_.get()));
   }
 
-  void AppendSound(const AVFrame& frame, std::int64_t stamp) {
-    std::int64_t start = sound_->End();
-    if (stamp != AV_NOPTS_VALUE) {
-      start = av_rescale(Units(stamp, audio_.stream->time_base) - *origin_, sound_->Rate(), kUnits);
+  void TakeSound(std::size_t track) {
+    const std::int64_t time =
+        Units(frame_->best_effort_timestamp, audio_[track].decoder->pkt_timebase);
+    if (cut_ && time + kUnits < *cut_) return;
+    // Sound ahead of the first picture waits until its place is known.
+    if (video_.stream != nullptr && !origin_) {
+      early_.emplace_back(track, av_frame_clone(frame_.get()));
+      return;
     }
-    sound_->Append(frame, start);
+    if (!soundOrigin_) soundOrigin_ = cut_.value_or(time);
+    AppendSound(track, *frame_);
+  }
+
+  void AppendSound(std::size_t track, const AVFrame& frame) {
+    std::int64_t start = sound_->End(track);
+    if (frame.best_effort_timestamp != AV_NOPTS_VALUE) {
+      const AVRational base = audio_[track].decoder->pkt_timebase;
+      start = av_rescale(Units(frame.best_effort_timestamp, base) - *soundOrigin_, sound_->Rate(),
+                         kUnits);
+    }
+    sound_->Append(track, frame, start);
   }
 
   static std::int64_t Units(std::int64_t stamp, AVRational base) {
@@ -247,8 +230,12 @@ class MediaInput final : public Input {
   void SetOrigin(const AVFrame& first) {
     if (origin_) return;
     origin_ = Units(first.best_effort_timestamp, video_.stream->time_base);
-    for (const auto& frame : early_) AppendSound(*frame, frame->best_effort_timestamp);
+    for (const auto& [track, frame] : early_) AppendSound(track, *frame);
     early_.clear();
+    // Time codes go on from the start of the input.
+    const std::int64_t left =
+        cut_ ? *soundOrigin_ - Units(video_.stream->start_time, video_.decoder->pkt_timebase) : 0;
+    skipped_ = std::llround(static_cast<double>(left) * rate_ / kUnits);
   }
 
   bool NextPicture(InputFrame* out) {
@@ -299,7 +286,7 @@ class MediaInput final : public Input {
 
   void FillTimecode(InputFrame* out) {
     char text[AV_TIMECODE_STR_SIZE] = {};
-    av_timecode_make_string(&timecode_, text, static_cast<int>(count_));
+    av_timecode_make_string(&timecode_, text, static_cast<int>(skipped_ + count_));
     unsigned h = 0, m = 0, s = 0, f = 0;
     char mark = ':';
     if (std::sscanf(text, "%u:%u:%u%c%u", &h, &m, &s, &mark, &f) != 5) return;
@@ -322,7 +309,9 @@ class MediaInput final : public Input {
 
   bool NextSound(InputFrame* out) {
     const auto wanted = static_cast<std::int64_t>(sound_->Rate() / kAudioOnlyRate);
-    while (sound_->Samples() < wanted && Pump()) {
+    // Tracks may end ahead of others.
+    const std::int64_t most = wanted + std::int64_t{10} * sound_->Rate();
+    while (sound_->Samples() < wanted && sound_->Most() < most && Pump()) {
     }
     out->time.rtStart = av_rescale(sound_->Taken(), kUnits, sound_->Rate());
     out->props.aud = sound_->Props();
@@ -331,17 +320,22 @@ class MediaInput final : public Input {
     return out->audio.bytes > 0;
   }
 
-  Owned<AVFormatContext> input_;
+  MediaOptions options_;
+  Demuxer input_;
   Stream video_;
-  Stream audio_;
+  std::vector<Stream> audio_;  // one each track
   Owned<AVPacket> packet_;
   Owned<AVFrame> frame_;
   LayoutPacker packer_;
   BlockPool audioPool_;
-  std::unique_ptr<SoundQueue> sound_;
+  std::unique_ptr<SoundTracks> sound_;
   std::deque<Owned<AVFrame>> pictures_;
-  std::vector<Owned<AVFrame>> early_;
+  std::vector<std::pair<std::size_t, Owned<AVFrame>>> early_;  // track, sound
   std::optional<std::int64_t> origin_;
+  std::optional<std::int64_t> soundOrigin_;  // the same moment by the input's stamps
+  std::optional<std::int64_t> cut_;          // what starts ahead of it is left out
+  std::int64_t counted_ = 0;                 // pictures of an assumed rate
+  std::int64_t skipped_ = 0;                 // pictures ahead of the first one
   double rate_ = kAudioOnlyRate;
   AVRational rateRatio_{25, 1};
   AVTimecode timecode_{};
@@ -354,8 +348,8 @@ class MediaInput final : public Input {
 
 }  // namespace
 
-std::unique_ptr<Input> OpenMedia(const std::string& url, std::uint32_t layout) {
-  return std::make_unique<MediaInput>(url, layout);
+std::unique_ptr<Input> OpenMedia(const std::string& url, const MediaOptions& options) {
+  return std::make_unique<MediaInput>(url, options);
 }
 
 }  // namespace xvrecord

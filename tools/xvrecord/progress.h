@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <string>
 
 namespace xvrecord {
 
@@ -12,10 +13,12 @@ class Progress {
   Progress(double duration, bool quiet);
   ~Progress();
 
-  void Show(double seconds, std::int64_t frames, std::int64_t drops);
+  void Show(double seconds, std::int64_t pictures, std::int64_t drops);
 
  private:
-  void Bar(double seconds, std::int64_t frames, std::int64_t drops, double speed);
+  // How far it is and, where the end is known, how long it will take from here (ETA).
+  std::string Text(double seconds, std::int64_t pictures, std::int64_t drops, double speed) const;
+  void Bar(double seconds, const std::string& text);
 
   double duration_;
   bool quiet_;

@@ -51,8 +51,7 @@ bool KeepsBytes(const std::string& target) {
 ReadBack Read(const std::string& target) {
   ReadBack result;
   AVFormatContext* file = nullptr;
-  if (!KeepsBytes(target) ||
-      avformat_open_input(&file, target.c_str(), nullptr, nullptr) < 0) {
+  if (!KeepsBytes(target) || avformat_open_input(&file, target.c_str(), nullptr, nullptr) < 0) {
     return result;
   }
   avformat_find_stream_info(file, nullptr);
@@ -98,8 +97,8 @@ std::string ClosingLine(const std::string& target, const xv::host::Writer& write
   const ReadBack back = Read(target);
   const double seconds = back.seconds > 0 ? back.seconds : totals.mediaSeconds;
   const std::string drops = writer.Get("quality::drops");
-  return fmt::format("{}: {}, {:.2f} s, {} frames, {} dropped, {}, {:.2f}x", target,
-                     back.streams.empty() ? "sent" : back.streams, seconds, totals.frames,
+  return fmt::format("{}: {}, {:.2f} s, {} pictures, {} dropped, {}, {:.2f}x", target,
+                     back.streams.empty() ? "sent" : back.streams, seconds, totals.pictures,
                      drops.empty() ? "0" : drops, SizeText(target),
                      totals.wallSeconds > 0 ? totals.mediaSeconds / totals.wallSeconds : 0.0);
 }
@@ -110,6 +109,7 @@ std::string StatsJson(const std::string& target, const xv::host::Writer& writer,
   json["target"] = target;
   json["result"] = fmt::format("0x{:08X}", static_cast<std::uint32_t>(result));
   json["frames_in"] = totals.frames;
+  json["pictures"] = totals.pictures;
   json["media_seconds"] = totals.mediaSeconds;
   json["wall_seconds"] = totals.wallSeconds;
   json["cpu_seconds"] = totals.cpuSeconds;

@@ -8,7 +8,8 @@
 namespace xvrecord {
 
 struct Totals {
-  std::int64_t frames = 0;
+  std::int64_t frames = 0;    // with picture, sound or both
+  std::int64_t pictures = 0;  // of the input
   double mediaSeconds = 0;
   double wallSeconds = 0;
   double cpuSeconds = 0;

@@ -28,7 +28,7 @@ struct TestOptions {
 };
 
 [[noreturn]] void Refuse(const std::string& key, const std::string& value) {
-  throw InputError("test: does not know " + key + "=" + value + ".");
+  throw UsageError("test: does not know " + key + "=" + value + ".");
 }
 
 double NumberOf(const std::string& key, const std::string& value, double least, double most) {

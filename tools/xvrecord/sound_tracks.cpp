@@ -1,0 +1,135 @@
+#include "xvrecord/sound_tracks.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace xvrecord {
+namespace {
+
+// The host's samples that keep what a decoder gives.
+AVSampleFormat FormatFor(const AVCodecContext& decoder) {
+  switch (av_get_packed_sample_fmt(decoder.sample_fmt)) {
+    case AV_SAMPLE_FMT_S16:
+    case AV_SAMPLE_FMT_U8:
+      return AV_SAMPLE_FMT_S16;
+    case AV_SAMPLE_FMT_S32:
+      return AV_SAMPLE_FMT_S32;
+    default:
+      return AV_SAMPLE_FMT_FLT;
+  }
+}
+
+}  // namespace
+
+SoundQueue::SoundQueue(const AVCodecContext& decoder, int rate, AVSampleFormat format)
+    : rate_(rate),
+      sampleBytes_(static_cast<std::size_t>(decoder.ch_layout.nb_channels) *
+                   static_cast<std::size_t>(av_get_bytes_per_sample(format))) {
+  av_channel_layout_copy(&layout_, &decoder.ch_layout);
+  swr_alloc_set_opts2(&swr_, &layout_, format, rate, &layout_, decoder.sample_fmt,
+                      decoder.sample_rate, 0, nullptr);
+  if (swr_ == nullptr || swr_init(swr_) < 0) {
+    throw InputError("The input's sound cannot be converted.");
+  }
+}
+
+SoundQueue::~SoundQueue() {
+  swr_free(&swr_);
+  av_channel_layout_uninit(&layout_);
+}
+
+std::int64_t SoundQueue::Samples() const {
+  return static_cast<std::int64_t>((bytes_.size() - taken_) / sampleBytes_);
+}
+
+void SoundQueue::Append(const AVFrame& frame, std::int64_t start) {
+  constexpr std::int64_t kTolerance = 25;  // a fortieth of a second
+  std::int64_t skip = 0;
+  const std::int64_t gap = start - end_;
+  if (gap > rate_ / kTolerance) {
+    bytes_.resize(bytes_.size() + static_cast<std::size_t>(gap) * sampleBytes_);
+    end_ = start;
+  } else if (gap < 0 && (end_ == 0 || padded_)) {
+    skip = -gap;
+  }
+  const int room = swr_get_out_samples(swr_, frame.nb_samples) + 64;
+  std::vector<std::uint8_t> out(static_cast<std::size_t>(room) * sampleBytes_);
+  std::uint8_t* plane = out.data();
+  const int got = swr_convert(
+      swr_, &plane, room, const_cast<const std::uint8_t**>(frame.extended_data), frame.nb_samples);
+  if (got <= skip) return;
+  const auto bytes = [this](std::int64_t samples) {
+    return samples * static_cast<std::ptrdiff_t>(sampleBytes_);
+  };
+  bytes_.insert(bytes_.end(), out.begin() + bytes(skip), out.begin() + bytes(got));
+  end_ += got - skip;
+}
+
+void SoundQueue::PadTo(std::int64_t samples) {
+  const std::int64_t missing = samples - Samples();
+  if (missing <= 0) return;
+  bytes_.resize(bytes_.size() + static_cast<std::size_t>(missing) * sampleBytes_);
+  end_ += missing;
+  padded_ = true;
+}
+
+void SoundQueue::Take(std::int64_t samples, std::size_t stride, std::uint8_t* out) {
+  for (std::int64_t i = 0; i < samples; ++i, out += stride, taken_ += sampleBytes_) {
+    std::memcpy(out, bytes_.data() + taken_, sampleBytes_);
+  }
+  if (taken_ * 2 < bytes_.size()) return;
+  bytes_.erase(bytes_.begin(), bytes_.begin() + static_cast<std::ptrdiff_t>(taken_));
+  taken_ = 0;
+}
+
+SoundTracks::SoundTracks(const std::vector<const AVCodecContext*>& decoders)
+    : rate_(decoders.front()->sample_rate) {
+  // s16, s32, flt: each keeps what the ones ahead of it have, the last as far as anyone hears.
+  for (const AVCodecContext* decoder : decoders) format_ = std::max(format_, FormatFor(*decoder));
+  for (const AVCodecContext* decoder : decoders) {
+    queues_.push_back(std::make_unique<SoundQueue>(*decoder, rate_, format_));
+  }
+}
+
+// The mask has a bit for the last channel of each track.
+xv::XV_AUD_PROPS SoundTracks::Props() const {
+  constexpr int kFloat = -32;
+  int channels = 0;
+  std::uint32_t ends = 0;
+  for (const auto& queue : queues_) {
+    channels += queue->Channels();
+    ends |= 1U << (channels - 1);
+  }
+  const int bits = format_ == AV_SAMPLE_FMT_FLT ? kFloat : av_get_bytes_per_sample(format_) * 8;
+  return {channels, rate_, bits, queues_.size() > 1 ? ends : 0};
+}
+
+std::int64_t SoundTracks::Samples() const {
+  std::int64_t least = queues_.front()->Samples();
+  for (const auto& queue : queues_) least = std::min(least, queue->Samples());
+  return least;
+}
+
+std::int64_t SoundTracks::Most() const {
+  std::int64_t most = 0;
+  for (const auto& queue : queues_) most = std::max(most, queue->Samples());
+  return most;
+}
+
+Block SoundTracks::Take(std::int64_t samples, BlockPool& pool) {
+  samples = std::min(samples, Most());
+  if (samples <= 0) return {};
+  std::size_t stride = 0;
+  for (const auto& queue : queues_) stride += queue->SampleBytes();
+  const auto block = pool.Get(static_cast<std::size_t>(samples) * stride);
+  std::uint8_t* out = block->data();
+  for (const auto& queue : queues_) {
+    queue->PadTo(samples);
+    queue->Take(samples, stride, out);
+    out += queue->SampleBytes();
+  }
+  taken_ += samples;
+  return {block, block->data(), block->size()};
+}
+
+}  // namespace xvrecord

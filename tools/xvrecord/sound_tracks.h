@@ -1,0 +1,72 @@
+#pragma once
+
+#include <vector>
+
+#include "xvrecord/input.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libswresample/swresample.h>
+}
+
+namespace xvrecord {
+
+// One track's decoded sound as interleaved samples on the time line of the pictures.
+class SoundQueue {
+ public:
+  // Samples come out with `rate` and `format` (s16, s32 or flt). Throws InputError.
+  SoundQueue(const AVCodecContext& decoder, int rate, AVSampleFormat format);
+  ~SoundQueue();
+  SoundQueue(const SoundQueue&) = delete;
+  SoundQueue& operator=(const SoundQueue&) = delete;
+
+  int Channels() const { return layout_.nb_channels; }
+  std::size_t SampleBytes() const { return sampleBytes_; }  // of all channels
+  std::int64_t Samples() const;
+  std::int64_t End() const { return end_; }
+  // `start`: time of the frame from the first picture on, in samples of the queue's rate.
+  void Append(const AVFrame& frame, std::int64_t start);
+  // Silence up to so many samples in the queue; what comes later for that time is left out.
+  void PadTo(std::int64_t samples);
+  // The next `samples`, which must be there, one every `stride` bytes.
+  void Take(std::int64_t samples, std::size_t stride, std::uint8_t* out);
+
+ private:
+  SwrContext* swr_ = nullptr;
+  AVChannelLayout layout_{};
+  int rate_;
+  std::size_t sampleBytes_;
+  std::vector<std::uint8_t> bytes_;
+  std::size_t taken_ = 0;  // bytes at the front that have been taken
+  bool padded_ = false;
+  std::int64_t end_ = 0;  // samples from the first picture on
+};
+
+// All tracks of a recording: their channels lie side by side in one block.
+class SoundTracks {
+ public:
+  static constexpr int kMostChannels = 32;
+
+  // At the rate of the first one, in a format that keeps what each of them has.
+  explicit SoundTracks(const std::vector<const AVCodecContext*>& decoders);
+
+  int Rate() const { return rate_; }
+  xv::XV_AUD_PROPS Props() const;
+  std::int64_t Samples() const;  // that every track has
+  std::int64_t Most() const;     // that one of them has
+  std::int64_t End(std::size_t track) const { return queues_[track]->End(); }
+  std::int64_t Taken() const { return taken_; }
+  void Append(std::size_t track, const AVFrame& frame, std::int64_t start) {
+    queues_[track]->Append(frame, start);
+  }
+  // Up to so many samples; tracks that have fewer than others get silence.
+  Block Take(std::int64_t samples, BlockPool& pool);
+
+ private:
+  int rate_;
+  AVSampleFormat format_ = AV_SAMPLE_FMT_S16;
+  std::vector<std::unique_ptr<SoundQueue>> queues_;
+  std::int64_t taken_ = 0;
+};
+
+}  // namespace xvrecord
