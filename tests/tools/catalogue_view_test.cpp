@@ -117,14 +117,14 @@ TEST(CatalogueView, CommandPrintsTheServedList) {
   EXPECT_THAT(options.out, AllOf(HasSubstr("preset"), HasSubstr("crf")));
   EXPECT_EQ(RunProgram({kProgram, "--options", "mp4", "libx264", "--formats"}).status, 0);
   const auto unknown = RunProgram({kProgram, "--codecs", "nothing"});
-  EXPECT_EQ(unknown.status, 1);
+  EXPECT_EQ(unknown.status, 2);
   EXPECT_THAT(unknown.err, HasSubstr("\"nothing\""));
 }
 
 TEST(CatalogueView, RecordingTakesThePresetsAndAttributesWin) {
   TemporaryFolder folder;
   const auto record = [&](std::vector<std::string> command) {
-    command.insert(command.begin(), {kProgram, "--quiet"});
+    command.insert(command.begin(), {kProgram, "-y", "--quiet"});
     command.insert(command.end(), {"test:size=1280x720,seconds=0.4", folder / "out.mov"});
     const ProgramResult run = RunProgram(command);
     EXPECT_EQ(run.status, 0) << run.err;
