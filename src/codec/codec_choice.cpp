@@ -41,6 +41,7 @@ AVCodecID IdFromName(const std::string& name) {
 CodecChoice ChooseCodec(XMLParse::CoXMLNode& node, const AVFormatContext& oc, AVCodecID defaultId) {
   CodecChoice choice;
   choice.name = node.Get(kCodec);
+  if (EqualsNoCase(choice.name, "null")) choice.name.clear();
   choice.id = static_cast<AVCodecID>(node.Get(kCodecId));
   if (choice.id == AV_CODEC_ID_NONE) {
     const bool named = !choice.name.empty();

@@ -6,8 +6,9 @@
 
 // What FFmpeg says of our contexts. Its log has one callback for the process: ours keeps the lines
 // of our contexts, which nobody prints, and leaves all others to FFmpeg's own callback and the log
-// level that the process has chosen. A host that sets a callback of its own gets our contexts'
-// lines too; failures have FFmpeg's word for the error number then, and no more.
+// level that the process has chosen. A host that sets a callback of its own, behind the first
+// writer that it makes, gets the lines of our contexts too; failures have FFmpeg's word for the
+// error number then, and no more.
 namespace xv {
 
 // Once for the process.

@@ -17,7 +17,7 @@ constexpr std::uint32_t kWorkerGrace = 1000;  // ms until the first warning
 
 }  // namespace
 
-CEncoderFFM::CEncoderFFM(SessionStats& stats) : session_(stats) { StartFFmpeg(); }
+CEncoderFFM::CEncoderFFM(SessionStats& stats) : session_(stats) {}
 
 CEncoderFFM::~CEncoderFFM() {
   (void)Guarded([this] { return EncoderClose(kInfinite); });
