@@ -73,6 +73,7 @@ struct IXvReceiver_I : IUnknown {
   //   XV_E_DISK_FULL  less space than "diskspace.min": the recording has been closed.
   //   XV_E_NOT_OPEN   the output could not be opened, or was closed by a failure before, or a stop
   //                   came meanwhile. Stop.
+  //   E_UNEXPECTED    there is no target: WriterSet first.
   //   XV_E_ALREADY_EXISTS  the target is the file that was finished at the last stop, and neither
   //                   WriterSet nor ObjectStart came since: the file stays as it is.
   //   other < 0       this frame's failure, or one of the encoding thread, which arrives with the

@@ -119,8 +119,8 @@ struct FilterBank::Plan {
 };
 
 void FilterBank::Build(int sourceHeight, int targetHeight, FieldMode mode, double sharpness) {
-  if (built_ && sourceHeight == sourceHeight_ && targetHeight == targetHeight_ &&
-      mode == mode_ && sharpness == sharpness_) {
+  if (built_ && sourceHeight == sourceHeight_ && targetHeight == targetHeight_ && mode == mode_ &&
+      sharpness == sharpness_) {
     return;
   }
   sourceHeight_ = sourceHeight;

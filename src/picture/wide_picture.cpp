@@ -1,6 +1,7 @@
 #include "picture/wide_picture.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <utility>
 
 #include "kernels/channel_kernels.h"
@@ -28,6 +29,13 @@ std::uint8_t* Room(std::vector<std::uint8_t>& bytes, int count) {
 
 bool IsRgb8(std::uint32_t tag) { return IsRgb32(tag) || tag == kFccRGB24; }
 
+// Chroma samples that a row of 4:2:0 has room for. Rows of an odd number of bytes lack the last
+// one: it would be the first of the next row, which another thread may be writing.
+int ChromaRoom(const ImageView& view) {
+  const auto bytes = static_cast<int>(std::abs(view.step[1]));
+  return view.tag == kFccNV12 ? bytes / 2 : bytes;
+}
+
 }  // namespace
 
 bool WidePicture::Knows(std::uint32_t tag) {
@@ -53,6 +61,7 @@ WidePicture::WidePicture(const ImageView& view) : view_(view) {
   const bool halved = IsPlanar420(view.tag) || view.tag == kFccNV12;
   const int rows = halved ? view.chromaHeight : view.height;
   groups_[1] = {2, 1, Shifted(view.width, 1), rows, CositedGrid(1), MiddleGrid(halved ? 1 : 0)};
+  if (halved && rows > 1) groups_[1].width = std::min(groups_[1].width, ChromaRoom(view));
   form_ = view.tag == kFccNV12   ? Form::kSemiPlanar
           : view.tag == kFccV210 ? Form::kV210
           : halved               ? Form::kPlanes
@@ -117,9 +126,13 @@ void WidePicture::WritePlane(std::size_t plane, int row, const std::int16_t* in)
   std::uint8_t* to = RowOf(plane, row);
   if (bits_ == 10) {
     Wide().narrow10(in, reinterpret_cast<std::uint16_t*>(to), width);
-  } else {
-    Wide().narrow8(in, to, width);
+    return;
   }
+  // The second chroma plane begins a quarter of the luma behind the first; where the height is odd
+  // that is within the first one's last row, and the second one's samples count.
+  const std::uint8_t* other = plane == 0 ? nullptr : view_.data[3 - plane];
+  const std::ptrdiff_t room = other == nullptr || other < to ? width : other - to;
+  Wide().narrow8(in, to, static_cast<int>(std::min<std::ptrdiff_t>(width, room)));
 }
 
 V210Row& WidePicture::DeepRow(int row, WideScratch& scratch) const {

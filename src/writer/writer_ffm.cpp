@@ -184,6 +184,7 @@ XMLNodePtr CCoXvWriterFFM_I::EffectiveAttributes() const {
 }
 
 Status CCoXvWriterFFM_I::OpenForFrame(const XV_AV_PROPS& props, const XV_TIME& time) {
+  if (target_.empty()) return E_UNEXPECTED;
   const bool sequence = target_.find('%') != std::string::npos;
   if (stoppedIntoFile_ && (sequence || FileExists(target_))) return XV_E_ALREADY_EXISTS;
   stats_.Reset();

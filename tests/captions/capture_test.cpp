@@ -161,8 +161,7 @@ TEST(Capture, FailuresAndNullsAreHarmless) {
   CaptionFrame frame(0);
   frame.Word(0x2094);
   EXPECT_EQ(capture.CaptureFrame(frame.get(), nullptr), 0);  // not set up
-  capture.SetupCapture(folder.Path("none/rec.mov"), *Node("anc_capture=1 cc_max_skip=0"),
-                       nullptr);
+  capture.SetupCapture(folder.Path("none/rec.mov"), *Node("anc_capture=1 cc_max_skip=0"), nullptr);
   EXPECT_EQ(capture.CaptureCaption(nullptr, nullptr), E_INVALIDARG);
   CaptionFrame empty;
   for (int i = 0; i < 3; ++i) {

@@ -144,8 +144,8 @@ struct OpenTrack {
 
   OpenTrack(const char* format, const char* kind, const char* options, const XV_AV_PROPS& props)
       : oc(Output(format, "a.x")) {
-    status = SetupStream(
-        holder, {oc.get(), nullptr, &props, 0, Options(kind, options), AV_CODEC_ID_NONE, 0, "", false});
+    status = SetupStream(holder, {oc.get(), nullptr, &props, 0, Options(kind, options),
+                                  AV_CODEC_ID_NONE, 0, "", false});
   }
 };
 

@@ -6,6 +6,9 @@
 
 #include "support/media_probe.h"
 
+// GCC sees the deletes inlined and not the news that go with them.
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
+
 // Memory that runs out within the library, on the host's thread and on its own.
 namespace {
 
