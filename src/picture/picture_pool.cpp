@@ -17,9 +17,9 @@ constexpr int kPoolPadding = 256;
 
 // A block of the pool that goes back with the last reference.
 AVBufferRef* PooledBuffer(const std::shared_ptr<MemoryPool>& pool) {
+  auto holder = std::make_unique<std::shared_ptr<MemoryPool>>(pool);
   std::uint8_t* block = pool->Take();
   if (block == nullptr) return nullptr;
-  auto holder = std::make_unique<std::shared_ptr<MemoryPool>>(pool);
   // An encoder's threads may be the last that use it.
   const auto giveBack = [](void* opaque, std::uint8_t* data) {
     TakeOver(opaque);
