@@ -62,6 +62,7 @@ std::vector<std::string> KeysMissing(const std::vector<std::string>& keys,
 // Those of `options` whose values the encoder can read.
 AvDictionary ReadableOptions(const AvDictionary& options, const AvPtr<AVCodecContext>& context) {
   AvDictionary readable;
+  const FFmpegWords quiet;
   options.ForEach([&](const char* key, const char* value) {
     const int set =
         context ? av_opt_set(context.get(), key, value, AV_OPT_SEARCH_CHILDREN) : AVERROR(ENOMEM);
@@ -101,8 +102,9 @@ Status CheckChoices(StreamHolder& holder, const AVCodec& codec, const ContextBui
   for (const std::string& key : refused) {
     const bool choice =
         std::find(std::begin(kChoices), std::end(kChoices), key) != std::end(kChoices);
+    if (!choice || !holder.strict) continue;
     const AvPtr<AVCodecContext> context = build();
-    if (!choice || !holder.strict || !context) continue;
+    if (!context) return E_OUTOFMEMORY;
     const std::string value = holder.node->Text(key);
     holder.failure = std::string(codec.name) + " has no " + key + " " + value +
                      DidYouMean(value, NamesOfChoice(*context, key));

@@ -40,9 +40,7 @@ std::int64_t IoInterrupt::BytesWritten() const {
   return bytes;
 }
 
-void IoInterrupt::Begin() { Restart(); }
-
-void IoInterrupt::Restart() {
+void IoInterrupt::Begin() {
   written_ = BytesWritten();
   deadline_ = Now() + std::chrono::duration_cast<std::chrono::nanoseconds>(timeout_).count();
 }
@@ -54,7 +52,7 @@ int IoInterrupt::Check(void* opaque) {
   if (self.givenUp_) return 1;
   if (Now() < self.deadline_) return 0;
   if (self.BytesWritten() != self.written_) {
-    self.Restart();
+    self.Begin();
     return 0;
   }
   self.givenUp_ = true;

@@ -38,7 +38,6 @@ class IoInterrupt {
                          AVDictionary** options);
   static int CloseWatched(AVFormatContext* context, AVIOContext* io);
   std::int64_t BytesWritten() const;
-  void Restart();
 
   std::chrono::milliseconds timeout_{10'000};
   std::vector<const AVIOContext*> watched_;

@@ -64,6 +64,7 @@ Status Output::OpenFile(AvDictionary& options) {
 Status Output::WriteHeader(AvDictionary& options) {
   const std::lock_guard guard(lock);
   const IoCall call(interrupt);
+  const FFmpegWords said;
   // The options are tried ahead of the header: after a refused value it is written without them,
   // but a muxer that has refused the header itself must not be asked again, since it has let go of
   // what it needs.
@@ -71,7 +72,6 @@ Status Output::WriteHeader(AvDictionary& options) {
   if (av_opt_set_dict2(context.get(), offered.Address(), AV_OPT_SEARCH_CHILDREN) >= 0) {
     options = std::move(offered);
   }
-  const FFmpegWords said;
   const int result = avformat_write_header(context.get(), nullptr);
   if (result < 0) words = said.Explain(path, result);
   headerWritten = result >= 0;

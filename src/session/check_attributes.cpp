@@ -8,6 +8,7 @@
 #include "base/text.h"
 #include "catalogue/listed_options.h"
 #include "codec/ffmpeg.h"
+#include "codec/ffmpeg_words.h"
 #include "codec/stream_attributes.h"
 #include "props/nearest_name.h"
 #include "session/session_attributes.h"
@@ -69,6 +70,7 @@ class Trial {
   // FFmpeg's words for what is wrong with a value; "" when nothing is.
   std::string Refusal(const std::string& name, const std::string& value) const {
     if (!Knows(name)) return {};
+    const FFmpegWords quiet;
     const int result = av_opt_set(object(), name.c_str(), value.c_str(), AV_OPT_SEARCH_CHILDREN);
     return result < 0 ? DescribeAvError(result) : std::string();
   }

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "base/guard.h"
-#include "codec/ffmpeg.h"
 #include "session/close.h"
 #include "session/intake.h"
 #include "session/open.h"

@@ -26,7 +26,8 @@ Status CheckPicture(const XV_VID_PROPS& vid, std::string* why) {
                        vid.nHeight, vid.dblRate);
     return XV_E_NO_VALID_MEDIA;
   }
-  XV_VID_PROPS normal = vid;
+  if (NaturalRowBytes(vid.fccColor, 2) > 0) return S_OK;
+  XV_VID_PROPS normal = vid;  // a format may stand for its layout
   NormaliseVideoProps(&normal, true);
   if (NaturalRowBytes(normal.fccColor, 2) > 0) return S_OK;
   *why = "the layout " + LayoutName(vid.fccColor) + " is unknown";
@@ -40,10 +41,14 @@ Status CheckSound(const XV_AUD_PROPS& aud, std::string* why) {
   return XV_E_NO_VALID_MEDIA;
 }
 
-}  // namespace
-
 bool HasSoundBytes(const EncoderInput& input) {
   return input.audio != nullptr && input.audioSize >= kLeastBlock;
+}
+
+}  // namespace
+
+bool HasSound(const EncoderInput& input, const XV_AUD_PROPS& format) {
+  return AudioPropsValid(format, true) && HasSoundBytes(input);
 }
 
 bool HasPictureBytes(const EncoderInput& input) {

@@ -10,7 +10,8 @@ namespace xv {
 // Bytes of sound, or of a picture, that count as some; a shorter block is none.
 inline constexpr std::uint32_t kLeastBlock = 5;
 
-bool HasSoundBytes(const EncoderInput& input);
+// Samples of a valid format; `format` stands in for the frame's own.
+bool HasSound(const EncoderInput& input, const XV_AUD_PROPS& format);
 // Not of video that is disabled.
 bool HasPictureBytes(const EncoderInput& input);
 

@@ -4,7 +4,6 @@
 
 #include "contracts/frame_node.h"
 #include "media/frame_duration.h"
-#include "media/validity.h"
 #include "platform/folders.h"
 #include "platform/paths.h"
 #include "session/frame_contents.h"
@@ -49,10 +48,6 @@ Status OpenNextWav(HostSide& host, const XV_AUD_PROPS& format, SessionStats& sta
   ++host.wavParts;
   host.wavFormat = format;
   return S_OK;
-}
-
-bool HasSound(const EncoderInput& input, const XV_AUD_PROPS& format) {
-  return AudioPropsValid(format, true) && HasSoundBytes(input);
 }
 
 }  // namespace

@@ -7,7 +7,6 @@
 #include "base/guard.h"
 #include "base/text.h"
 #include "media/frame_duration.h"
-#include "media/validity.h"
 #include "platform/paths.h"
 #include "platform/stream_file.h"
 #include "platform/whole_file.h"
@@ -29,11 +28,12 @@ constexpr const char* kNotShown[] = {"qs_version", "qs_impl"};
 constexpr const char* kNotForSessions[] = {"qs_version", "qs_impl", "xfcodecs.enabled"};
 constexpr const char* kNodesOfWriter[] = {"m_config", "supported_list", "quality"};
 
+// Of a frame that CheckContents takes.
 FrameContent ContentOf(const XV_AV_PROPS& props, const EncoderInput& input) {
   FrameContent content;
-  content.picture = VideoPropsValid(props.vid, true) && HasPictureBytes(input);
+  content.picture = HasPictureBytes(input);
   const XV_AUD_PROPS& aud = props.aud;
-  if (!AudioPropsValid(aud, true) || !HasSoundBytes(input)) return content;
+  if (!HasSound(input, aud)) return content;
   const std::int64_t sampleBytes =
       std::int64_t{HostSampleBytes(aud.nBitsPerSample)} * aud.nChannels;
   content.sound = input.audioSize / sampleBytes * kTimeUnitsPerSecond / aud.nSamplesPerSec;
