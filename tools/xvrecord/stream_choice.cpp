@@ -1,8 +1,10 @@
 #include "xvrecord/stream_choice.h"
 
 #include <algorithm>
-#include <regex>
+#include <charconv>
+#include <optional>
 #include <span>
+#include <string_view>
 
 namespace xvrecord {
 namespace {
@@ -43,24 +45,58 @@ std::vector<int> ByThemselves(const AVFormatContext& input, bool oneTrack) {
   return chosen;
 }
 
+// An entry of --map: "0:1", "1", "v", "a", "a:2". The number counts within the streams of that
+// kind, and within all without one.
+struct MapEntry {
+  std::optional<AVMediaType> kind;
+  std::optional<std::size_t> number;
+};
+
+bool Take(std::string_view& text, std::string_view start) {
+  if (text.substr(0, start.size()) != start) return false;
+  text.remove_prefix(start.size());
+  return true;
+}
+
+std::optional<std::size_t> NumberOf(std::string_view text) {
+  std::size_t number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [behind, error] = std::from_chars(text.data(), end, number);
+  return error == std::errc() && behind == end ? std::optional(number) : std::nullopt;
+}
+
+std::optional<MapEntry> ReadEntry(std::string_view text) {
+  MapEntry entry;
+  Take(text, "0:");
+  if (Take(text, "v")) entry.kind = AVMEDIA_TYPE_VIDEO;
+  if (!entry.kind && Take(text, "a")) entry.kind = AVMEDIA_TYPE_AUDIO;
+  if (entry.kind && text.empty()) return entry;
+  if (entry.kind && !Take(text, ":")) return std::nullopt;
+  entry.number = NumberOf(text);
+  return entry.number ? std::optional(entry) : std::nullopt;
+}
+
+bool CanBeTaken(const AVFormatContext& input, std::size_t stream) {
+  if (stream >= input.nb_streams) return false;
+  const AVMediaType kind = input.streams[stream]->codecpar->codec_type;
+  return kind == AVMEDIA_TYPE_VIDEO || kind == AVMEDIA_TYPE_AUDIO;
+}
+
 // Empty for an entry that cannot be read or names nothing.
-std::vector<int> Mapped(const AVFormatContext& input, const std::string& entry) {
-  static const std::regex kEntry("(?:0:)?(?:([va])(?::([0-9]{1,4}))?|([0-9]{1,4}))");
-  std::smatch match;
-  if (!std::regex_match(entry, match, kEntry)) return {};
-  const bool byIndex = match[3].matched;
-  const bool isVideo = match[1] == "v";
-  std::vector<int> found = StreamsOf(input, isVideo ? AVMEDIA_TYPE_VIDEO : AVMEDIA_TYPE_AUDIO);
-  if (byIndex) {
-    const std::vector<int> pictures = StreamsOf(input, AVMEDIA_TYPE_VIDEO);
-    found.insert(found.end(), pictures.begin(), pictures.end());
-    const int index = std::stoi(match[3]);
-    return std::count(found.begin(), found.end(), index) > 0 ? std::vector<int>{index}
-                                                             : std::vector<int>{};
+std::vector<int> Mapped(const AVFormatContext& input, const std::string& text) {
+  const std::optional<MapEntry> entry = ReadEntry(text);
+  if (!entry) return {};
+  if (!entry->kind) {
+    if (!CanBeTaken(input, *entry->number)) return {};
+    return {static_cast<int>(*entry->number)};
   }
-  if (!match[2].matched) return isVideo && !found.empty() ? std::vector<int>{found[0]} : found;
-  const auto number = static_cast<std::size_t>(std::stoi(match[2]));
-  return number < found.size() ? std::vector<int>{found[number]} : std::vector<int>{};
+  const std::vector<int> found = StreamsOf(input, *entry->kind);
+  if (!entry->number) {
+    const bool onlyFirst = entry->kind == AVMEDIA_TYPE_VIDEO && !found.empty();
+    return onlyFirst ? std::vector<int>{found[0]} : found;
+  }
+  return *entry->number < found.size() ? std::vector<int>{found[*entry->number]}
+                                       : std::vector<int>{};
 }
 
 }  // namespace

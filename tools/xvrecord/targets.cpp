@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <iostream>
-#include <regex>
+#include <string_view>
 
 #include "tree/node.h"
 
@@ -23,6 +23,7 @@ using xv::XMLParse::CoXMLNode;
 using xv::XMLParse::MergeMode;
 
 constexpr int kMostTracks = 32;
+constexpr std::string_view kDigits = "0123456789";
 // Names and second names.
 constexpr std::pair<const char*, const char*> kWritten[] = {{"second_encoder", "capture_file"},
                                                             {"wav_path", "audio::wav_path"},
@@ -64,12 +65,25 @@ std::string Canonical(const std::string& target) {
   return error ? target : path;
 }
 
+// How long a number's place ("%d", "%03d") at the start of `pattern` is; 0 without one.
+std::size_t NumberPlace(std::string_view pattern) {
+  if (pattern.empty() || pattern[0] != '%') return 0;
+  const std::size_t end = pattern.find_first_not_of(kDigits, 1);
+  return end != pattern.npos && pattern[end] == 'd' ? end + 1 : 0;
+}
+
 // `pattern` numbers its files ("a%03d.png") and one of them may be `path`, or they are the same.
-bool Numbers(const std::string& pattern, const std::string& path) {
-  static const std::regex kSpecial(R"([.^$|()\[\]{}*+?\\])");
-  static const std::regex kNumber("%[0-9]*d");
-  const std::string quoted = std::regex_replace(pattern, kSpecial, R"(\$&)");
-  return std::regex_match(path, std::regex(std::regex_replace(quoted, kNumber, "[0-9]+")));
+bool Numbers(std::string_view pattern, std::string_view path) {
+  if (pattern.empty()) return path.empty();
+  const std::size_t place = NumberPlace(pattern);
+  if (place == 0) {
+    return !path.empty() && pattern[0] == path[0] && Numbers(pattern.substr(1), path.substr(1));
+  }
+  const std::size_t most = std::min(path.find_first_not_of(kDigits), path.size());
+  for (std::size_t digits = 1; digits <= most; ++digits) {
+    if (Numbers(pattern.substr(place), path.substr(digits))) return true;
+  }
+  return false;
 }
 
 // By device and inode, through links of any kind.
