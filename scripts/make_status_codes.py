@@ -8,8 +8,8 @@ root = pathlib.Path(__file__).resolve().parent.parent
 rows = re.findall(r'XV_STATUS\((\w+), (0x[0-9A-F]{8}), "([^"]*)"\)',
                   (root / "include/xvwriter/status_codes.def").read_text())
 assert rows and len({value for _, value, _ in rows}) == len(rows), "a value stands twice"
-text = "# Status codes\n\nMade from `include/xvwriter/status_codes.def`. A system error N appears as\n"
-text += "0x80070000 | N where no row below names it.\n\n| value | name | meaning |\n|---|---|---|\n"
+text = "# Status codes\n\nMade from `include/xvwriter/status_codes.def`. Errors of the operating\n"
+text += "system come under the numbers that stand for the same fault in Win32.\n\n| value | name | meaning |\n|---|---|---|\n"
 text += "".join(f"| {value} | `{name}` | {sentence} |\n" for name, value, sentence in rows)
 target = root / "docs/status-codes.md"
 if "--check" in sys.argv:

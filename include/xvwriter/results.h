@@ -7,8 +7,8 @@
 // - 0 (S_OK) is done; 1 (S_FALSE) says that nothing was done or it was already so, such as a frame
 //   that was dropped. Both are success: test with Failed, not against S_OK.
 // - A failure leaves out arguments null or as they were and keeps no reference to what was passed.
-// - A system error N appears as 0x80070000 | (N & 0xFFFF): 0x80070070 is a full disk. Errors of the
-//   operating system come under the numbers that stand for the same fault in Win32.
+// - 0x8007nnnn is an error of the operating system, nnnn the number of the same fault in Win32 and
+//   Winsock: 0x80070070 is a full disk, 0x8007274D a connection that was refused.
 //
 // docs/status-codes.md lists the statuses that this library gives, each with a sentence. What went
 // wrong in a recording in the library's own words is the property "quality::last_error".
@@ -24,11 +24,6 @@ using HRESULT = std::int32_t;
 
 constexpr bool Failed(HRESULT result) { return result < 0; }
 constexpr bool Succeeded(HRESULT result) { return result >= 0; }
-
-// The status that stands for system error `error` (a positive number).
-constexpr HRESULT StatusFromSystemError(std::uint32_t error) {
-  return static_cast<HRESULT>((error & 0xFFFFu) | 0x80070000u);
-}
 
 // The sentence of a status of the table, for a person; null for one that is not in it. Static
 // storage. host.hpp's Describe makes a text of any status.

@@ -29,8 +29,11 @@ class [[nodiscard]] Status {
   HRESULT code_ = S_OK;
 };
 
-// The status of a POSIX errno: the system error that hosts know for the same fault.
+// The status of a POSIX errno: the system error that hosts know for the same fault, always one with
+// a sentence; XV_E_GENERAL_FAILURE where there is no such error.
 Status StatusFromErrno(int error);
+// An errno of that status; EIO where there is none.
+int ErrnoFromStatus(Status status);
 
 #define RETURN_IF_FAILED(expr)                                   \
   do {                                                           \

@@ -29,7 +29,7 @@ class CANCDataFile final : public AutoObjBase<CANCDataFile> {
   // until the object closes; without, before this returns. What was read before is forgotten.
   //   E_INVALIDARG        not such a file.
   //   XV_E_FILE_HANDLE    (not async) it holds no items.
-  //   others              the system's error, or AncReader::kCorrupt; what came before it is there.
+  //   others              the system's error, or XV_E_CORRUPT_FILE; what came before it is there.
   Status SetPath(const std::string& path, bool openNow, bool async);
   std::string Path() const { return path_; }
 

@@ -9,9 +9,6 @@
 namespace xv {
 namespace {
 
-// Inside the reader: the file ends here. Never given away.
-constexpr HRESULT kEndOfFile = static_cast<HRESULT>(0x80070026);
-
 bool IsEndMark(std::uint32_t number) {
   return std::find(std::begin(kAncEndMarks), std::end(kAncEndMarks), number) !=
          std::end(kAncEndMarks);
@@ -38,7 +35,7 @@ Status AncReader::ReadBytes(void* data, std::size_t bytes) {
       return S_OK;
     }
     if (callbacks_->stop && callbacks_->stop()) return kStopped;
-    if (!callbacks_->wait || !callbacks_->wait()) return kEndOfFile;
+    if (!callbacks_->wait || !callbacks_->wait()) return XV_E_END_OF_FILE;
   }
 }
 
@@ -51,7 +48,7 @@ Status AncReader::CheckFits(std::uint64_t bytes) {
     RETURN_IF_FAILED(file_.Size(&size));
     if (size >= position_ && bytes <= static_cast<std::uint64_t>(size - position_)) return S_OK;
     if (callbacks_->stop && callbacks_->stop()) return kStopped;
-    if (!callbacks_->wait || !callbacks_->wait()) return kEndOfFile;
+    if (!callbacks_->wait || !callbacks_->wait()) return XV_E_END_OF_FILE;
   }
 }
 
@@ -60,7 +57,7 @@ Status AncReader::ReadItem(std::uint32_t total, std::string* tag, TimedValue* va
   RETURN_IF_FAILED(ReadNumber(&tagLength));
   // Told by the first number alone, so that a reader that waits for growth does not wait for bytes
   // that can never come.
-  if (std::uint64_t{tagLength} + 8 >= total) return kCorrupt;
+  if (std::uint64_t{tagLength} + 8 >= total) return XV_E_CORRUPT_FILE;
   RETURN_IF_FAILED(CheckFits(tagLength));
   tag->assign(tagLength, '\0');
   RETURN_IF_FAILED(ReadBytes(tag->data(), tagLength));
@@ -68,7 +65,7 @@ Status AncReader::ReadItem(std::uint32_t total, std::string* tag, TimedValue* va
   RETURN_IF_FAILED(ReadNumber(&dataLength));
   const bool isText = (dataLength & kAncTextFlag) != 0;
   dataLength &= ~kAncTextFlag;
-  if (dataLength == 0 || total != std::uint64_t{dataLength} + tagLength + 8) return kCorrupt;
+  if (dataLength == 0 || total != std::uint64_t{dataLength} + tagLength + 8) return XV_E_CORRUPT_FILE;
   RETURN_IF_FAILED(CheckFits(dataLength));
   if (isText) {
     std::string text(dataLength, '\0');
@@ -128,7 +125,7 @@ Status AncReader::Read(const Callbacks& callbacks) {
   position_ = 0;
   const Status status = ReadFrames();
   callbacks_ = nullptr;
-  return status == Status(kEndOfFile) ? Status() : status;
+  return status == Status(XV_E_END_OF_FILE) ? Status() : status;
 }
 
 }  // namespace xv

@@ -15,8 +15,6 @@ class AncReader {
  public:
   // The reader was told to stop.
   static constexpr HRESULT kStopped = static_cast<HRESULT>(0x80004004);
-  // Lengths that contradict one another.
-  static constexpr HRESULT kCorrupt = static_cast<HRESULT>(0x80070570);
 
   struct Callbacks {
     // Takes a frame as soon as it has its first item.
@@ -32,7 +30,7 @@ class AncReader {
   // E_INVALIDARG for a file that does not start with the frame magic.
   Status Open(const std::string& path);
   // Reads to the end of the file. A record that is cut off there is left out; the frame's items
-  // ahead of it count. S_OK at the end, kStopped, kCorrupt or the system's error; what was read
+  // ahead of it count. S_OK at the end, kStopped, XV_E_CORRUPT_FILE or the system's error; what was read
   // before stays given.
   Status Read(const Callbacks& callbacks);
 

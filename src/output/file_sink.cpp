@@ -1,7 +1,6 @@
 #include "output/file_sink.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 
 #include "platform/paths.h"
@@ -49,7 +48,7 @@ int FileSink::OnWrite(void* opaque, WrittenBytes data, int bytes) {
   self.size_ = std::max(self.size_, self.position_);
   if (!written.Failed()) return bytes;
   self.failure_.Update(written);
-  return written == Status(XV_E_DISK_FULL) ? AVERROR(ENOSPC) : AVERROR(EIO);
+  return AVERROR(ErrnoFromStatus(written));
 }
 
 std::int64_t FileSink::OnSeek(void* opaque, std::int64_t offset, int whence) {

@@ -98,12 +98,12 @@ TEST(AncDataFile, BrokenFilesHaveTheirStatus) {
            {FrameHead(1), XV_E_FILE_HANDLE},
            {good + Number(0xFFFFFFFF) + "anything", S_OK},
            {good + Number(0xFFFFFFFE), S_OK},
-           {good + Number(13) + Number(1) + "A" + Number(5) + "12345", AncReader::kCorrupt},
-           {good + Number(9) + Number(1) + "A" + Number(0), AncReader::kCorrupt},
-           {good + Number(9) + Number(1) + "A" + Number(kAncTextFlag), AncReader::kCorrupt},
+           {good + Number(13) + Number(1) + "A" + Number(5) + "12345", XV_E_CORRUPT_FILE},
+           {good + Number(9) + Number(1) + "A" + Number(0), XV_E_CORRUPT_FILE},
+           {good + Number(9) + Number(1) + "A" + Number(kAncTextFlag), XV_E_CORRUPT_FILE},
            // Lengths that no memory could hold, with and without agreement.
            {good + Number(0x7FFFFFFF) + Number(0x7FFFFF00), S_OK},
-           {good + Number(7) + Number(0xFFFFFFFF), AncReader::kCorrupt}}) {
+           {good + Number(7) + Number(0xFFFFFFFF), XV_E_CORRUPT_FILE}}) {
     CANCDataFile file;
     EXPECT_EQ(file.SetPath(folder.Write("a.anc", text), true, false), expected) << text.size();
   }

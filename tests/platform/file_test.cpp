@@ -20,8 +20,6 @@ namespace {
 
 using test::TemporaryFolder;
 
-constexpr HRESULT kBadDescriptor = static_cast<HRESULT>(0x80070006);
-
 TEST(File, WritesInPlaceAndAtTheEnd) {
   const TemporaryFolder folder;
   File file;
@@ -48,6 +46,14 @@ TEST(File, WritesInPlaceAndAtTheEnd) {
   EXPECT_EQ(folder.Read("a"), "01ab!");
 }
 
+TEST(File, EachErrorOfTheSystemHasWords) {
+  for (int error = 1; error < 134; ++error) {
+    EXPECT_NE(StatusSentence(StatusFromErrno(error).code()), nullptr) << error;
+  }
+  EXPECT_EQ(StatusFromErrno(EPIPE), XV_E_BROKEN_PIPE);
+  EXPECT_EQ(StatusFromErrno(ECONNREFUSED), XV_E_CONNECTION_REFUSED);
+}
+
 TEST(File, FailuresAreTheSystemsErrors) {
   const TemporaryFolder folder;
   File file;
@@ -55,11 +61,11 @@ TEST(File, FailuresAreTheSystemsErrors) {
   EXPECT_EQ(file.Create(folder.Path("none/a")), XV_E_FILE_NOT_FOUND);
   EXPECT_TRUE(file.Create(folder.Path()).Failed());
   EXPECT_EQ(file.Create(std::string("a\0b", 3)), E_INVALIDARG);
-  EXPECT_EQ(file.Write("a", 1), kBadDescriptor);
-  EXPECT_EQ(file.Flush(), kBadDescriptor);
+  EXPECT_EQ(file.Write("a", 1), XV_E_INVALID_HANDLE);
+  EXPECT_EQ(file.Flush(), XV_E_INVALID_HANDLE);
   EXPECT_EQ(file.Close(), S_OK);
   ASSERT_EQ(file.OpenRead(folder.Write("a", "a")), S_OK);
-  EXPECT_EQ(file.Write("a", 1), kBadDescriptor);
+  EXPECT_EQ(file.Write("a", 1), XV_E_INVALID_HANDLE);
   EXPECT_EQ(file.WriteAt(-1, "a", 1), E_INVALIDARG);
   if (access("/dev/full", W_OK) == 0) {
     ASSERT_EQ(file.Create("/dev/full"), S_OK);

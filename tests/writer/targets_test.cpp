@@ -64,6 +64,7 @@ TEST(Targets, AReaderThatLeavesEndsTheRecordingAndNoMore) {
   reading.join();
   EXPECT_TRUE(Failed(result)) << "and no signal has ended this process";
   EXPECT_TRUE(Failed(writer.Stop()));
+  EXPECT_THAT(writer.LastError(), testing::HasSubstr("Broken pipe (0x8007006D)"));
 }
 
 // 40 kB/s, of which a picture takes more than the patience: progress is what counts.

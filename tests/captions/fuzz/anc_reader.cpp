@@ -23,7 +23,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   };
   callbacks.changing = [](const std::function<void()>& change) { change(); };
   const xv::Status status = reader.Read(callbacks);
-  const bool known = status == xv::Status() || status == xv::Status(xv::AncReader::kCorrupt);
+  const bool known = status == xv::Status() || status == xv::Status(xv::XV_E_CORRUPT_FILE);
   if (!known || bytes > size) std::abort();
   return 0;
 }
