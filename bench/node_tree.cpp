@@ -28,6 +28,13 @@ std::string Document() {
   return text + "</formats>\n";
 }
 
+// A megabyte of attribute text whose names all differ: `before` number `behind`.
+std::string Attributes(const char* before, const char* behind, std::size_t bytes) {
+  std::string text;
+  for (int i = 0; text.size() < bytes; ++i) text += before + std::to_string(i) + behind;
+  return text;
+}
+
 double Seconds(Clock::duration d) { return std::chrono::duration<double>(d).count(); }
 
 }  // namespace
@@ -57,5 +64,19 @@ int main() {
               static_cast<double>(text.size()) / 1e6 / copy);
   std::printf("lookups  %7.2f million/s, four levels deep (%lld)\n", kLookups / lookups / 1e6,
               static_cast<long long>(found / kLookups));
+  // Twice the text in twice the time.
+  for (const auto& [before, behind] :
+       {std::pair{" n", "=1"}, {" n", "::a=1"}, {" x::n", "=1"}, {" n[", "]::a=1"}}) {
+    double seconds[2];
+    for (std::size_t megabytes : {1, 2}) {
+      const std::string attributes = Attributes(before, behind, megabytes * 1'000'000);
+      const auto merged = CoXMLNode::Create("root");
+      const auto start = Clock::now();
+      merged->MergeText(attributes, xv::XMLParse::MergeMode::kReplace);
+      seconds[megabytes - 1] = Seconds(Clock::now() - start);
+    }
+    std::printf("text of \"%s0%s\"  %.0f ms a megabyte, %.0f ms two\n", before, behind,
+                seconds[0] * 1e3, seconds[1] * 1e3);
+  }
   return 0;
 }

@@ -41,11 +41,10 @@ PropsCore::Property PropsCore::PropertyOf(const CoXMLNode& node) {
 
 // Attributes come first, children behind them.
 std::optional<PropsCore::Property> PropsCore::PropertyAt(const CoXMLNode& node, std::size_t index) {
-  const auto attributes = node.Attributes();
-  if (index < attributes.size()) {
-    return Property{attributes[index].first, attributes[index].second, false};
+  if (auto attribute = node.AttributeAt(index)) {
+    return Property{std::move(attribute->first), std::move(attribute->second), false};
   }
-  const XMLNodePtr child = node.ChildAt(index - attributes.size());
+  const XMLNodePtr child = node.ChildAt(index - node.AttributeCount());
   return child ? std::optional(PropertyOf(*child)) : std::nullopt;
 }
 

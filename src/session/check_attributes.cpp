@@ -9,6 +9,7 @@
 #include "catalogue/listed_options.h"
 #include "codec/ffmpeg.h"
 #include "codec/ffmpeg_words.h"
+#include "codec/option_dictionary.h"
 #include "codec/stream_attributes.h"
 #include "props/nearest_name.h"
 #include "session/session_attributes.h"
@@ -64,7 +65,7 @@ class Trial {
     return codec_ ? static_cast<void*>(codec_.get()) : static_cast<void*>(format_.get());
   }
   bool Knows(const std::string& name) const {
-    return object() != nullptr &&
+    return object() != nullptr && IsOptionOfFFmpeg(name) &&
            av_opt_find(object(), name.c_str(), nullptr, 0, AV_OPT_SEARCH_CHILDREN) != nullptr;
   }
   // FFmpeg's words for what is wrong with a value; "" when nothing is.
@@ -108,8 +109,10 @@ struct Scope {
   std::string Prefix() const { return path.empty() ? path : path + "::"; }
   // Where FFmpeg had nothing to take it, anything of the kind may have been meant.
   bool Takes(const std::string& name) const {
-    if (left) return !left->contains(name);
+    const bool ofFFmpeg = IsOptionOfFFmpeg(name);
+    if (left) return ofFFmpeg && !left->contains(name);
     if (listed.contains(ToLower(name))) return true;
+    if (!ofFFmpeg) return false;
     const AVClass* const fake = kind;
     return av_opt_find(const_cast<AVClass**>(&fake), name.c_str(), nullptr, 0,
                        AV_OPT_SEARCH_CHILDREN | AV_OPT_SEARCH_FAKE_OBJ) != nullptr;

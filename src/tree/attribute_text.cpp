@@ -26,11 +26,10 @@ std::string CoXMLNode::AttributeText(std::span<const char* const> leaveOut,
   const ReadLock guard(impl_->lock);
   const std::string& value = impl_->value.Text();
   // A node with a value and nothing below it is like an attribute.
-  if (prefix.empty() && !value.empty() && impl_->children.empty()) write(impl_->name, value);
-  for (std::size_t i = 0; i < impl_->attributes.Count(); ++i) {
-    const std::string& name = impl_->attributes.NameAt(i);
-    if (!IsNamed(name, leaveOut)) write(name, impl_->attributes.ValueAt(i).Text());
-  }
+  if (prefix.empty() && !value.empty() && impl_->children.Empty()) write(impl_->name, value);
+  impl_->attributes.ForEach([&](const XMLAttribute& one) {
+    if (!IsNamed(one.name, leaveOut)) write(one.name, one.value.Text());
+  });
   return out;
 }
 

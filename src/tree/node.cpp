@@ -77,29 +77,29 @@ XMLNodePtr XMLNodeImpl::Retain(CoXMLNode* node) {
 }
 
 XMLNodePtr XMLNodeImpl::ChildNamed(std::string_view childName, std::size_t index) const {
-  for (const XMLNodePtr& child : children) {
-    const std::string& one = Of(*child).name;
-    if (one.size() != childName.size() || !EqualsNoCase(one, childName)) continue;
-    if (index-- == 0) return child;
-  }
-  return nullptr;
+  const std::size_t place = children.Find(childName, index);
+  return place == ChildList::kNone ? nullptr : children.AtPlace(place);
 }
 
 void XMLNodeImpl::AttachFresh(CoXMLNode& parent, XMLNodePtr child) {
   XMLNodeImpl& impl = Of(*child);
-  Of(parent).children.push_back(std::move(child));
+  Of(parent).children.Append(std::move(child));
   impl.parent = &parent;
 }
 
-void XMLNodeImpl::Orphan(const std::vector<XMLNodePtr>& children) {
-  for (const XMLNodePtr& child : children) {
+void XMLNodeImpl::Orphan(const ChildList& children) {
+  children.ForEach([](const XMLNodePtr& child) {
     const WriteLock guard(Of(*child).lock);
     Of(*child).parent = nullptr;
-  }
+  });
+}
+
+std::size_t XMLNodeImpl::PlaceOf(const CoXMLNode& child, std::string_view childName) const {
+  return children.FindIf(childName, [&](const XMLNodePtr& one) { return one.get() == &child; });
 }
 
 void XMLNodeImpl::MoveContent(CoXMLNode& source, CoXMLNode& target, bool withAttributes) {
-  std::vector<XMLNodePtr> old;
+  ChildList old;
   {
     XMLNodeImpl& from = Of(source);
     XMLNodeImpl& to = Of(target);
@@ -107,12 +107,12 @@ void XMLNodeImpl::MoveContent(CoXMLNode& source, CoXMLNode& target, bool withAtt
     to.value = std::move(from.value);
     from.value = {};
     if (withAttributes) {
-      to.attributes.Swap(from.attributes);
+      to.attributes = std::move(from.attributes);
       from.attributes.Clear();
     }
     old = std::exchange(to.children, std::move(from.children));
-    from.children.clear();
-    for (const XMLNodePtr& child : to.children) Of(*child).parent = &target;
+    from.children.Clear();
+    to.children.ForEach([&](const XMLNodePtr& child) { Of(*child).parent = &target; });
   }
   Orphan(old);
 }
@@ -214,12 +214,18 @@ std::size_t CoXMLNode::AttributeCount() const {
 std::vector<std::pair<std::string, std::string>> CoXMLNode::Attributes() const {
   std::vector<std::pair<std::string, std::string>> out;
   const ReadLock guard(impl_->lock);
-  const ObjectsMap& attributes = impl_->attributes;
-  out.reserve(attributes.Count());
-  for (std::size_t i = 0; i < attributes.Count(); ++i) {
-    out.emplace_back(attributes.NameAt(i), attributes.ValueAt(i).Text());
-  }
+  out.reserve(impl_->attributes.Count());
+  impl_->attributes.ForEach(
+      [&](const XMLAttribute& one) { out.emplace_back(one.name, one.value.Text()); });
   return out;
+}
+
+std::optional<std::pair<std::string, std::string>> CoXMLNode::AttributeAt(std::size_t index) const {
+  return impl_->ReadPacked([&]() -> std::optional<std::pair<std::string, std::string>> {
+    if (index >= impl_->attributes.Count()) return std::nullopt;
+    const XMLAttribute& one = impl_->attributes.At(index);
+    return std::pair{one.name, one.value.Text()};
+  });
 }
 
 // --- writing ---
@@ -268,7 +274,7 @@ Status CoXMLNode::RemoveAttribute(std::string_view path) {
   const XMLNodePtr holder = split.nodes ? FindChild(*split.nodes) : XMLNodePtr::Retain(this);
   if (!holder) return XV_E_NOT_FOUND;
   const WriteLock guard(holder->impl_->lock);
-  const bool removed = holder->impl_->attributes.Remove(split.last);
+  const bool removed = holder->impl_->attributes.RemoveNamed(split.last);
   return removed ? S_OK : XV_E_NOT_FOUND;
 }
 
@@ -278,7 +284,7 @@ void CoXMLNode::ClearAttributes() {
 }
 
 void CoXMLNode::ClearChildren() {
-  std::vector<XMLNodePtr> old;
+  ChildList old;
   {
     const WriteLock guard(impl_->lock);
     old = std::exchange(impl_->children, {});
@@ -305,8 +311,9 @@ void CoXMLNode::Rename(std::string_view name) {
     const bool unchanged =
         parent ? impl_->parent == parent.get() : alone == (impl_->parent == nullptr);
     if (!unchanged) continue;
-    impl_->name = name;
-    return;
+    const auto change = [&] { impl_->name = name; };
+    if (!parent) return change();
+    return parent->impl_->children.Rename(parent->impl_->PlaceOf(*this, impl_->name), change);
   }
 }
 

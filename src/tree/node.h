@@ -143,6 +143,8 @@ class CoXMLNode final : public IXvNode {
   void SetHold(bool hold);
   std::size_t AttributeCount() const;
   std::vector<std::pair<std::string, std::string>> Attributes() const;  // a snapshot, in order
+  // The attribute of that number; nothing past the end.
+  std::optional<std::pair<std::string, std::string>> AttributeAt(std::size_t index) const;
 
   // --- text ---
   // "name=value name2='value 2'". With `paths` a name may be a "::" path. `faults`, if not null,

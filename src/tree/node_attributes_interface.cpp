@@ -11,15 +11,6 @@ MergeMode ModeOf(std::int32_t mode) {
   return mode == 2 ? MergeMode::kClearFirst : MergeMode::kReplace;
 }
 
-std::optional<std::pair<std::string, std::string>> AttributeAt(const CoXMLNode& node,
-                                                               std::int32_t index) {
-  const XMLNodeImpl& impl = XMLNodeImpl::Of(node);
-  const ReadLock guard(impl.lock);
-  const auto at = static_cast<std::size_t>(index);
-  if (index < 0 || at >= impl.attributes.Count()) return std::nullopt;
-  return std::pair{impl.attributes.NameAt(at), impl.attributes.ValueAt(at).Text()};
-}
-
 using AttributeList = std::vector<std::pair<std::string, std::string>>;
 
 // The attributes of any implementation of the interface.
@@ -88,7 +79,7 @@ HRESULT CoXMLNode::GetByIndex(std::int32_t index, char16_t** name, char16_t** va
   return Guarded([&]() -> Status {
     if (name == nullptr || value == nullptr) return E_POINTER;
     *name = *value = nullptr;
-    const auto attribute = AttributeAt(*this, index);
+    const auto attribute = AttributeAt(static_cast<std::size_t>(index));
     if (!attribute) return XV_E_NOT_FOUND;
     RETURN_IF_FAILED(GiveString(attribute->first, name));
     return GiveString(attribute->second, value);
@@ -212,7 +203,7 @@ HRESULT CoXMLNode::GetInfoOf(std::int32_t index, IXvNode** out) noexcept {
   return Guarded([&]() -> Status {
     if (out == nullptr) return E_POINTER;
     *out = nullptr;
-    const auto attribute = AttributeAt(*this, index);
+    const auto attribute = AttributeAt(static_cast<std::size_t>(index));
     if (!attribute) return XV_E_NOT_FOUND;
     return GiveNode(FindInfo(attribute->first), out);
   });

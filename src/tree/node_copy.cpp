@@ -16,7 +16,9 @@ XMLNodePtr CopyOne(const CoXMLNode& source, std::vector<XMLNodePtr>* children) {
   to.name = from.name;
   to.value = from.value;
   to.attributes.CopyFrom(from.attributes);
-  if (children != nullptr) *children = from.children;
+  if (children != nullptr) {
+    from.children.ForEach([&](const XMLNodePtr& child) { children->push_back(child); });
+  }
   return copy;
 }
 
@@ -45,9 +47,8 @@ void MergeOwn(CoXMLNode& source, CoXMLNode& target, MergeMode mode) {
   const WriteLock guard(to.lock);
   if (mode == MergeMode::kClearFirst) to.attributes.Clear();
   const bool absentOnly = mode == MergeMode::kAddAbsent;
-  for (std::size_t i = 0; i < from.attributes.Count(); ++i) {
-    to.attributes.Set(from.attributes.NameAt(i), from.attributes.ValueAt(i), absentOnly);
-  }
+  from.attributes.ForEach(
+      [&](const XMLAttribute& one) { to.attributes.Set(one.name, one.value, absentOnly); });
   const bool hasValue = !from.value.Text().empty();
   const bool wants = absentOnly ? to.value.Text().empty() : hasValue;
   if (wants || mode == MergeMode::kClearFirst) to.value = from.value;
@@ -99,18 +100,18 @@ void CoXMLNode::CopyFrom(const CoXMLNode& source, MergeMode mode, bool withChild
     const Pair now = std::move(pending.back());
     pending.pop_back();
     MergeOwn(*now.from, *now.to, mode);
-    const std::vector<XMLNodePtr> children = std::exchange(now.from->impl_->children, {});
-    if (children.empty()) continue;
+    const ChildList children = std::exchange(now.from->impl_->children, {});
+    if (children.Empty()) continue;
     ChildMatcher matcher(now.to->Children());
-    for (const XMLNodePtr& child : children) {
+    children.ForEach([&](const XMLNodePtr& child) {
       child->impl_->parent = nullptr;
       if (XMLNodePtr match = matcher.Next(child->impl_->name)) {
         pending.push_back({child, std::move(match)});
-        continue;
+        return;
       }
       const WriteLock guard(now.to->impl_->lock);
       XMLNodeImpl::AttachFresh(*now.to, child);
-    }
+    });
   }
 }
 

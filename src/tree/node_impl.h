@@ -14,6 +14,14 @@ namespace xv::XMLParse {
 using ReadLock = std::shared_lock<std::shared_mutex>;
 using WriteLock = std::unique_lock<std::shared_mutex>;
 
+struct ChildTraits {
+  // The child's name, under the parent's lock.
+  static const std::string& Name(const XMLNodePtr& child);
+  static bool IsHole(const XMLNodePtr& child) { return !child; }
+  static void MakeHole(XMLNodePtr& child) { child = nullptr; }
+};
+using ChildList = NamedList<XMLNodePtr, ChildTraits>;
+
 // The state of a node. `lock` guards everything here, `parent` included; a node's lock is taken
 // below its parent's. The name is read under the node's lock or its parent's, and written under
 // both. Whoever builds a tree that nobody else sees yet needs no lock.
@@ -23,7 +31,7 @@ struct XMLNodeImpl {
   bool hold = false;
   bool clone = false;  // without a parent it has a root "clone", made when it is asked for
   ObjectsMap attributes;
-  std::vector<XMLNodePtr> children;
+  ChildList children;
   CoXMLNode* parent = nullptr;  // not counted; of a dying node the next one to be deleted
   mutable std::shared_mutex lock;
 
@@ -38,8 +46,27 @@ struct XMLNodeImpl {
   // Moves value, attributes and children of `source`, which nobody else sees, into `target`.
   static void MoveContent(CoXMLNode& source, CoXMLNode& target, bool withAttributes);
   // Cuts the children off that were taken out of a node.
-  static void Orphan(const std::vector<XMLNodePtr>& children);
+  static void Orphan(const ChildList& children);
+  // The place of a child of that name; kNone for any other node.
+  std::size_t PlaceOf(const CoXMLNode& child, std::string_view childName) const;
+  // What `read` makes of the state, under the lock and with lists that have no holes: for reading
+  // by number.
+  template <class Read>
+  auto ReadPacked(Read&& read) {
+    {
+      const ReadLock guard(lock);
+      if (!attributes.HasHoles() && !children.HasHoles()) return read();
+    }
+    const WriteLock guard(lock);
+    attributes.Pack();
+    children.Pack();
+    return read();
+  }
 };
+
+inline const std::string& ChildTraits::Name(const XMLNodePtr& child) {
+  return XMLNodeImpl::Of(*child).name;
+}
 
 // For out parameters: XV_E_NOT_FOUND for a null node.
 inline Status GiveNode(XMLNodePtr node, IXvNode** out) {

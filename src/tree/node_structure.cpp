@@ -1,5 +1,3 @@
-#include <algorithm>
-
 #include "tree/node.h"
 #include "tree/node_impl.h"
 #include "tree/node_path.h"
@@ -50,7 +48,7 @@ Status CoXMLNode::AttachChild(const XMLNodePtr& node) {
   const WriteLock guard(impl_->lock);
   const WriteLock childGuard(node->impl_->lock);
   if (node->impl_->parent != nullptr) return E_UNEXPECTED;  // another thread was faster
-  impl_->children.push_back(node);
+  impl_->children.Append(node);
   node->impl_->parent = this;
   node->impl_->clone = false;
   return S_OK;
@@ -63,18 +61,15 @@ Status CoXMLNode::RemoveChildNode(std::string_view path) {
 }
 
 Status CoXMLNode::RemoveChildNode(const CoXMLNode* child) {
-  std::vector<XMLNodePtr> removed;
+  XMLNodePtr removed;  // let go outside the lock
   {
     const WriteLock guard(impl_->lock);
-    auto& children = impl_->children;
-    const auto found = std::find_if(children.begin(), children.end(),
-                                    [&](const XMLNodePtr& one) { return one.get() == child; });
-    if (found == children.end()) return XV_E_NOT_FOUND;
-    removed.push_back(std::move(*found));
-    children.erase(found);
-    XMLNodeImpl& impl = *removed.front()->impl_;
-    const WriteLock childGuard(impl.lock);
-    impl.parent = nullptr;
+    const std::size_t place = impl_->PlaceOf(*child, child->Name());
+    if (place == ChildList::kNone) return XV_E_NOT_FOUND;
+    removed = impl_->children.AtPlace(place);
+    impl_->children.Remove(place);
+    const WriteLock childGuard(removed->impl_->lock);
+    removed->impl_->parent = nullptr;
   }
   return S_OK;
 }
@@ -99,37 +94,39 @@ int CoXMLNode::IndexInParent() const {
   const XMLNodePtr parent = Parent();
   if (!parent) return -1;
   const ReadLock guard(parent->impl_->lock);
-  const auto& children = parent->impl_->children;
-  const auto found = std::find_if(children.begin(), children.end(),
-                                  [&](const XMLNodePtr& one) { return one.get() == this; });
-  return found == children.end() ? -1 : static_cast<int>(found - children.begin());
+  const std::size_t place = parent->impl_->PlaceOf(*this, Name());
+  return place == ChildList::kNone ? -1 : static_cast<int>(parent->impl_->children.Number(place));
 }
 
 Status CoXMLNode::MoveToEnd() {
   const XMLNodePtr parent = Parent();
   if (!parent) return XV_E_NOT_FOUND;
   const WriteLock guard(parent->impl_->lock);
-  auto& children = parent->impl_->children;
-  const auto found = std::find_if(children.begin(), children.end(),
-                                  [&](const XMLNodePtr& one) { return one.get() == this; });
-  if (found == children.end()) return XV_E_NOT_FOUND;
-  std::rotate(found, found + 1, children.end());
+  ChildList& children = parent->impl_->children;
+  const std::size_t place = parent->impl_->PlaceOf(*this, Name());
+  if (place == ChildList::kNone) return XV_E_NOT_FOUND;
+  XMLNodePtr self = children.AtPlace(place);
+  children.Remove(place);
+  children.Append(std::move(self));
   return S_OK;
 }
 
 std::vector<XMLNodePtr> CoXMLNode::Children() const {
+  std::vector<XMLNodePtr> out;
   const ReadLock guard(impl_->lock);
-  return impl_->children;
+  out.reserve(impl_->children.Count());
+  impl_->children.ForEach([&](const XMLNodePtr& child) { out.push_back(child); });
+  return out;
 }
 
 XMLNodePtr CoXMLNode::ChildAt(std::size_t index) const {
-  const ReadLock guard(impl_->lock);
-  return index < impl_->children.size() ? impl_->children[index] : nullptr;
+  return impl_->ReadPacked(
+      [&] { return index < impl_->children.Count() ? impl_->children.At(index) : nullptr; });
 }
 
 std::size_t CoXMLNode::ChildCount() const {
   const ReadLock guard(impl_->lock);
-  return impl_->children.size();
+  return impl_->children.Count();
 }
 
 }  // namespace xv::XMLParse

@@ -52,7 +52,7 @@ class XmlWriter {
     WriteName(impl.name);
     WriteAttributes(impl.attributes, level);
     const std::string& value = impl.value.Text();
-    if (value.empty() && impl.children.empty()) {
+    if (value.empty() && impl.children.Empty()) {
       out_.append("/>");
       EndLine(level);
       return;
@@ -63,31 +63,33 @@ class XmlWriter {
     } else {
       AppendEscaped(value, &out_);
     }
-    if (impl.children.empty()) {
+    if (impl.children.Empty()) {
       Close(impl.name, level);
       return;
     }
     EndLine(level);
-    levels_.push_back({impl.name, level, impl.children});
+    levels_.push_back({impl.name, level, {}});
+    impl.children.ForEach(
+        [&](const XMLNodePtr& child) { levels_.back().children.push_back(child); });
   }
 
   void WriteAttributes(const ObjectsMap& attributes, int level) {
-    for (std::size_t i = 0; i < attributes.Count(); ++i) {
+    attributes.ForEach([&](const XMLAttribute& one) {
       if (wrap_ == 2) {
         out_.append("\r\n");
         Indent(std::max(level + 3, 0));
       } else {
         out_.push_back(' ');
       }
-      WriteName(attributes.NameAt(i));
+      WriteName(one.name);
       out_.push_back('=');
-      const std::string& value = attributes.ValueAt(i).Text();
+      const std::string& value = one.value.Text();
       if (wellFormed_) {
         AppendXmlAttributeValue(value, &out_);
       } else {
         AppendQuoted(value, &out_);
       }
-    }
+    });
   }
 
   void WriteName(const std::string& name) {

@@ -3,8 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <map>
+#include <random>
 #include <thread>
 
+#include "base/text.h"
 #include "tree/node_path.h"
 
 namespace xv::XMLParse {
@@ -43,16 +47,70 @@ TEST(Node, WritersMakeTheNodesOfAPath) {
 
 TEST(Node, AttributesKeepTheirPlaceAndManyAreFound) {
   const XMLNodePtr node = CoXMLNode::Create("n");
-  for (int i = 0; i < 500; ++i) {
-    ASSERT_TRUE(node->SetInteger("Key" + std::to_string(i), i).Ok());
+  std::vector<std::pair<std::string, std::string>> expected;
+  std::mt19937 random(1);
+  for (int i = 0; i < 4000; ++i) {
+    const std::string name = "Key" + std::to_string(random() % 300);
+    const auto at = std::find_if(expected.begin(), expected.end(),
+                                 [&](const auto& one) { return one.first == name; });
+    if (random() % 3 == 0) {
+      const Status removed = node->RemoveAttribute(ToLower(name));
+      EXPECT_EQ(removed.Ok(), at != expected.end()) << name;
+      if (at != expected.end()) expected.erase(at);
+      continue;
+    }
+    node->SetAttribute(at == expected.end() ? name : ToLower(name), std::to_string(i));
+    if (at == expected.end()) {
+      expected.emplace_back(name, std::to_string(i));
+    } else {
+      at->second = std::to_string(i);
+    }
   }
-  ASSERT_TRUE(node->SetText("KEY17", "changed").Ok());
-  EXPECT_EQ(node->AttributeCount(), 500u);
-  EXPECT_THAT(node->Attributes()[17], Pair("Key17", "changed"));
-  EXPECT_TRUE(node->RemoveAttribute("key0").Ok());
-  EXPECT_EQ(node->RemoveAttribute("key0").code(), XV_E_NOT_FOUND);
-  EXPECT_EQ(node->Int("kEY499", -1), 499);
-  EXPECT_EQ(node->Attributes()[0].first, "Key1");
+  ASSERT_EQ(node->AttributeCount(), expected.size());
+  EXPECT_EQ(node->Attributes(), expected);
+  for (std::size_t i = 0; i <= expected.size(); ++i) {
+    EXPECT_EQ(node->AttributeAt(i).has_value(), i < expected.size());
+    EXPECT_EQ(node->AttributeAt(i).value_or(expected[0]), expected[i % expected.size()]) << i;
+  }
+  EXPECT_EQ(node->Text("kEY7"), node->DeepCopy()->Text("Key7"));
+}
+
+// Names that stand once and names that stand often, renamed, moved and removed.
+TEST(Node, ManyChildrenAreFoundByNameAndNumber) {
+  const XMLNodePtr node = CoXMLNode::Create("n");
+  std::vector<XMLNodePtr> expected;
+  std::mt19937 random(2);
+  const auto someName = [&] {
+    const unsigned number = random() % 400;
+    return number < 100 ? std::string("Often") : "c" + std::to_string(number);
+  };
+  for (int i = 0; i < 3000; ++i) {
+    const unsigned what = expected.size() < 100 ? 0 : random() % 5;
+    if (what < 2) {
+      expected.push_back(node->AppendChild(someName()));
+      continue;
+    }
+    const auto at = expected.begin() + static_cast<std::ptrdiff_t>(random() % expected.size());
+    const XMLNodePtr child = *at;
+    EXPECT_EQ(child->IndexInParent(), at - expected.begin());
+    if (what == 2) {
+      child->Rename(someName());
+      continue;
+    }
+    expected.erase(at);
+    const Status moved = what == 3 ? node->RemoveChildNode(child.get()) : child->MoveToEnd();
+    EXPECT_TRUE(moved.Ok());
+    if (what == 4) expected.push_back(child);
+  }
+  ASSERT_EQ(node->ChildCount(), expected.size());
+  EXPECT_EQ(node->Children(), expected);
+  std::map<std::string, int> number;
+  for (std::size_t i = 0; i < expected.size(); ++i) {
+    const std::string name = ToLower(expected[i]->Name());
+    const std::string path = name + "[" + std::to_string(number[name]++) + "]";
+    EXPECT_EQ(node->FindChild(path), expected[i]) << path;
+    EXPECT_EQ(node->ChildAt(i), expected[i]);
+  }
 }
 
 TEST(AttributeText, ScansNamesQuotesAndOpenQuotes) {

@@ -189,6 +189,9 @@ TEST(XmlReader, HostileTextsAreReadInLinearTime) {
   for (int i = 0; i < 200'000; ++i) names += "n" + std::to_string(i) + " ";
   EXPECT_LT(seconds([&] { node->MergeText(names, MergeMode::kReplace); }), 20);
   EXPECT_EQ(node->AttributeCount(), 200'000u);
+  for (int i = 0; i < 100'000; ++i) names += "n" + std::to_string(i) + "::a=1 ";
+  EXPECT_LT(seconds([&] { node->MergeText(names, MergeMode::kReplace, true); }), 20);
+  EXPECT_NE(node->FindChild("n99999"), nullptr);
   EXPECT_LT(seconds([&] { (void)node->ReadXml("<a>" + Repeat("<!--", 300'000)); }), 20);
   EXPECT_LT(seconds([&] { (void)node->ReadXml("<a>" + Repeat("x<!---->&", 300'000)); }), 20);
   EXPECT_LT(seconds([&] { (void)node->ReadXml(Repeat("<![", 300'000)); }), 20);
