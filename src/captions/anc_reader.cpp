@@ -65,7 +65,8 @@ Status AncReader::ReadItem(std::uint32_t total, std::string* tag, TimedValue* va
   RETURN_IF_FAILED(ReadNumber(&dataLength));
   const bool isText = (dataLength & kAncTextFlag) != 0;
   dataLength &= ~kAncTextFlag;
-  if (dataLength == 0 || total != std::uint64_t{dataLength} + tagLength + 8) return XV_E_CORRUPT_FILE;
+  if (dataLength == 0 || total != std::uint64_t{dataLength} + tagLength + 8)
+    return XV_E_CORRUPT_FILE;
   RETURN_IF_FAILED(CheckFits(dataLength));
   if (isText) {
     std::string text(dataLength, '\0');

@@ -30,8 +30,8 @@ class AncReader {
   // E_INVALIDARG for a file that does not start with the frame magic.
   Status Open(const std::string& path);
   // Reads to the end of the file. A record that is cut off there is left out; the frame's items
-  // ahead of it count. S_OK at the end, kStopped, XV_E_CORRUPT_FILE or the system's error; what was read
-  // before stays given.
+  // ahead of it count. S_OK at the end, kStopped, XV_E_CORRUPT_FILE or the system's error; what was
+  // read before stays given.
   Status Read(const Callbacks& callbacks);
 
  private:
