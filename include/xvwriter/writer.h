@@ -188,7 +188,9 @@ struct IXvProps : IUnknown {
   virtual HRESULT PropsInfoGetCount(const char16_t* path, std::int32_t* count) noexcept = 0;
   virtual HRESULT PropsInfoGetByIndex(const char16_t* path, std::int32_t index, char16_t** name,
                                       IXvNode** info) noexcept = 0;
-  // The entry of one attribute, looked for up through the parents. A string is null where the entry
+  // The entry of one attribute, looked for up through the parents. That of a codec in the list
+  // ("supported_list::formats::format[3]::video::codec[2]::preset") is looked for where its id is
+  // described too; the list is loaded where it is not there yet. A string is null where the entry
   // has no such item. XV_E_NOT_FOUND without an entry.
   virtual HRESULT PropsInfoGet(const char16_t* name, char16_t** type, char16_t** defaultValue,
                                char16_t** values) noexcept = 0;

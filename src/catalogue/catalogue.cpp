@@ -1,14 +1,21 @@
 #include "catalogue/catalogue.h"
 
+#include <algorithm>
+
 #include "catalogue/builtin_list.h"
 #include "catalogue/fixed_lists.h"
 #include "catalogue/list_builder.h"
 #include "catalogue/list_file.h"
+#include "catalogue/listed_info.h"
 
 namespace xv {
 
 using XMLParse::CoXMLNode;
 using XMLParse::XMLNodePtr;
+
+namespace {
+constexpr std::string_view kListNode = "supported_list";
+}  // namespace
 
 std::span<const AttributeRow> CatalogueAttributes() {
   static constexpr AttributeRow kRows[] = {kListPath, kListFull, kListUnicode, kListUpdate};
@@ -74,11 +81,18 @@ void Catalogue::Rebuild(CoXMLNode& list) {
 }
 
 XMLNodePtr Catalogue::Build() {
-  const XMLNodePtr list = own_->Child("supported_list", true);
+  const XMLNodePtr list = own_->Child(kListNode, true);
   if (list->ChildCount() == 0) LoadList(*list);
   if (list->ChildCount() == 0 || Setting(kListUpdate)) Rebuild(*list);
   GetPruner().Run(*list);
   return list;
+}
+
+XMLNodePtr Catalogue::FindInfo(std::string_view path) {
+  const std::lock_guard guard(lock_);
+  XMLNodePtr list = own_->FindChild(kListNode);
+  if (!list || list->ChildCount() == 0) list = Build();
+  return FindCodecInfo(*list, path.substr(std::min(path.size(), kListNode.size() + 2)));
 }
 
 Status Catalogue::Read(std::string* xml) {

@@ -39,6 +39,9 @@ class Catalogue {
   // Loads the list where there is none yet, builds it anew where it is empty or "config.update" is
   // set, takes out what cannot run and gives the rest as XML on one line.
   Status Read(std::string* xml);
+  // The schema entry of "supported_list::formats::format[3]::video::codec[2]::preset" by the list's
+  // own links (see listed_info.h); null where there is none. Loads the list where there is none.
+  XMLParse::XMLNodePtr FindInfo(std::string_view path);
 
  private:
   // Brings the list up to date and gives its node. Under lock_.

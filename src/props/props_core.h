@@ -28,6 +28,10 @@ class PropsCore {
   // The names that QualityRead knows now. Their order stays; new ones come behind the others.
   using QualityNames = std::function<std::vector<std::string>()>;
 
+  // The schema entry of a path of the list, which follows the list's own links; null where it has
+  // none. Called without a lock.
+  using ListInfo = std::function<XMLParse::XMLNodePtr(std::string_view path)>;
+
   // With its own node "xv-props".
   PropsCore();
   // Shares the tree of another owner. A null holder is an object without a tree: every operation
@@ -39,7 +43,10 @@ class PropsCore {
   const Ref<ObjectVal>& Holder() const { return holder_; }
   std::string LastName() const;
 
-  void SetListRead(ListRead read) { listRead_ = std::move(read); }
+  void SetListRead(ListRead read, ListInfo info = {}) {
+    listRead_ = std::move(read);
+    listInfo_ = std::move(info);
+  }
   // Such a value shadows one of the tree; the operations that walk show them as attributes of a
   // child "quality" behind the tree's own children.
   void SetQualityRead(QualityRead read, QualityNames names = {}) {
@@ -72,6 +79,9 @@ class PropsCore {
   std::optional<std::string> Find(const std::string& name) const;
   Status GetForwarded(const char16_t* name, char16_t** value) const;
 
+  // The schema entry of a path; null without one.
+  XMLParse::XMLNodePtr FindInfo(const std::string& path) const;
+
   // One row of a walk: an attribute, or a child node.
   struct Property {
     std::string name;
@@ -89,6 +99,7 @@ class PropsCore {
 
   Ref<ObjectVal> holder_;
   ListRead listRead_;
+  ListInfo listInfo_;
   QualityRead qualityRead_;
   QualityNames qualityNames_;
 

@@ -15,6 +15,7 @@ namespace {
 
 constexpr std::string_view kInfo = "_info_";
 constexpr std::string_view kQuality = "quality";
+constexpr std::string_view kList = "supported_list::";
 
 // The node of a path; an empty one is the tree's own. Null when there is none.
 XMLNodePtr NodeAt(const XMLNodePtr& root, const std::string& path) {
@@ -184,6 +185,14 @@ HRESULT PropsCore::InfoGetByIndex(const char16_t* path, std::int32_t index, char
   });
 }
 
+XMLNodePtr PropsCore::FindInfo(const std::string& path) const {
+  const bool ofList =
+      listInfo_ && EqualsNoCase(std::string_view(path).substr(0, kList.size()), kList);
+  if (XMLNodePtr entry = ofList ? listInfo_(path) : nullptr) return entry;
+  const std::shared_lock guard(treeLock_);
+  return Node()->FindInfo(path);
+}
+
 HRESULT PropsCore::InfoGet(const char16_t* name, char16_t** type, char16_t** defaultValue,
                            char16_t** values) noexcept {
   return Guarded([&]() -> Status {
@@ -191,14 +200,12 @@ HRESULT PropsCore::InfoGet(const char16_t* name, char16_t** type, char16_t** def
     if (type == nullptr || defaultValue == nullptr || values == nullptr) return E_POINTER;
     *type = *defaultValue = *values = nullptr;
     if (name == nullptr) return E_INVALIDARG;
-    const XMLNodePtr root = Node();
-    if (!root) return E_FAIL;
-    const std::shared_lock guard(treeLock_);
-    const XMLNodePtr entry = root->FindInfo(path);
+    if (!Node()) return E_FAIL;
+    const XMLNodePtr entry = FindInfo(path);
     if (!entry) return XV_E_NOT_FOUND;
     RETURN_IF_FAILED(GiveOptional(entry->FindText("type"), type));
     RETURN_IF_FAILED(GiveOptional(entry->FindText("default"), defaultValue));
-    return GiveOptional(root->InfoValues(path), values);
+    return GiveOptional(entry->EntryValues(), values);
   });
 }
 

@@ -186,8 +186,10 @@ class CoXMLNode final : public IXvNode {
   // The entry of attribute `path`, from this node up through its parents until `inherit` is false.
   XMLNodePtr FindInfo(std::string_view path) const;
   XMLNodePtr SchemaNode(bool create);
-  // The words that the schema entry of `path` allows: its "values", or those of the entry that its
+  // The words that this schema entry allows: its "values", or those of the entry that its
   // "select_from" names, searched among its own children first, then beside it.
+  std::optional<std::string> EntryValues() const;
+  // EntryValues of the schema entry of `path`.
   std::optional<std::string> InfoValues(std::string_view path) const;
   // `key` of the schema entry of `path`; "" is its description, "values" follows "select_from".
   std::optional<std::string> InfoValue(std::string_view path, std::string_view key) const;

@@ -47,17 +47,20 @@ XMLNodePtr CoXMLNode::FindInfo(std::string_view path) const {
   return nullptr;
 }
 
-std::optional<std::string> CoXMLNode::InfoValues(std::string_view path) const {
-  const XMLNodePtr entry = FindInfo(path);
-  if (!entry) return std::nullopt;
-  if (const std::optional<std::string> unit = entry->FindText("select_from")) {
-    XMLNodePtr holder = DirectChild(*entry, *unit);
-    const XMLNodePtr schema = entry->Parent();
+std::optional<std::string> CoXMLNode::EntryValues() const {
+  if (const std::optional<std::string> unit = FindText("select_from")) {
+    XMLNodePtr holder = DirectChild(*this, *unit);
+    const XMLNodePtr schema = Parent();
     if (!holder && schema) holder = DirectChild(*schema, *unit);
     std::optional<std::string> values = holder ? holder->FindText("values") : std::nullopt;
     if (values) return values;
   }
-  return entry->FindText("values");
+  return FindText("values");
+}
+
+std::optional<std::string> CoXMLNode::InfoValues(std::string_view path) const {
+  const XMLNodePtr entry = FindInfo(path);
+  return entry ? entry->EntryValues() : std::nullopt;
 }
 
 std::optional<std::string> CoXMLNode::InfoValue(std::string_view path, std::string_view key) const {

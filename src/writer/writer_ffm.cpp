@@ -73,7 +73,8 @@ CCoXvWriterFFM_I::CCoXvWriterFFM_I(IUnknown* outer)
   LiveObjectCount().fetch_add(1, std::memory_order_relaxed);
   props_.SetQualityRead([this](std::string_view name) { return stats_.Render(name); },
                         [this] { return stats_.Names(); });
-  props_.SetListRead([this](std::string* xml) { return catalogue_.Read(xml); });
+  props_.SetListRead([this](std::string* xml) { return catalogue_.Read(xml); },
+                     [this](std::string_view path) { return catalogue_.FindInfo(path); });
   SetOwnDefaults();
 }
 

@@ -114,9 +114,24 @@ TEST(ServedList, NearerOptionsHideAndInheritEndsTheWalk) {
                "<codec id='mpeg2video' name='three' inherit='mpeg4' note=\"it's \"/></video>"
                "</format></formats>"
                "<video_codecs><attributes_info><b default='9M'/><all/></attributes_info>"
-               "<codec id='mpeg4'><attributes_info><B default='5M'/><mine/></attributes_info>"
+               "<codec id='mpeg4'><attributes_info><B default='5M'/>"
+               "<mine type='int' select_from='m'><m values='1, 2'/></mine></attributes_info>"
                "</codec></video_codecs></supported_list>");
   const host::Writer writer = WriterWithList(folder / "mine.xml");
+  // By path, ahead of any other look at the list.
+  const auto props = host::QueryAs<IXvProps>(writer.object());
+  const auto shownDefault = [&](const char16_t* attribute) -> std::string {
+    const auto path = std::u16string(u"supported_list::formats::format[0]::video::") + attribute;
+    char16_t* texts[3] = {};
+    const HRESULT result = props->PropsInfoGet(path.c_str(), &texts[0], &texts[1], &texts[2]);
+    const std::string type = host::TakeString(texts[0]) + host::TakeString(texts[2]);
+    return Failed(result) ? "none" : type + host::TakeString(texts[1]);
+  };
+  EXPECT_EQ(shownDefault(u"codec[0]::b"), "1M");
+  EXPECT_EQ(shownDefault(u"codec[0]::mine"), "int1, 2");
+  EXPECT_EQ(shownDefault(u"codec[1]::mine"), "none") << "inherit ends it";
+  EXPECT_EQ(shownDefault(u"codec[2]::b"), "5M") << "of the codec that it names";
+  EXPECT_EQ(shownDefault(u"codec[2]::all"), "");
   const host::ServedList list(writer);
   const auto names = [&](const char* codec) {
     std::string text;
