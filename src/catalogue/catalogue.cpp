@@ -15,6 +15,11 @@ using XMLParse::XMLNodePtr;
 
 namespace {
 constexpr std::string_view kListNode = "supported_list";
+
+std::string Words(Status status) {
+  const char* sentence = StatusSentence(status.code());
+  return sentence == nullptr ? "it cannot be used" : sentence;
+}
 }  // namespace
 
 std::span<const AttributeRow> CatalogueAttributes() {
@@ -35,10 +40,12 @@ Pruner& Catalogue::GetPruner() {
 }
 
 void Catalogue::LoadList(CoXMLNode& list) {
-  const std::string path = ListPath(Setting(kListPath));
+  const std::string path = ListPathToRead(Setting(kListPath));
   bool cut = false;
   const Status status = LoadListFile(path, Setting(kListUnicode), list, &cut);
   fileIsNoList_ = status.Failed() || cut;
+  fileFault_ = cut ? "ends early; what it holds is used" : std::string();
+  if (status.Failed()) fileFault_ = "is no list: " + Words(status);
   if (status.NothingDone()) {
     const XMLNodePtr read = CoXMLNode::Create({});
     (void)read->ReadXml(BuiltinList());
@@ -47,12 +54,11 @@ void Catalogue::LoadList(CoXMLNode& list) {
   GetPruner().Forget();
 }
 
-void Catalogue::SaveList(const CoXMLNode& list) const {
-  // A file that was no list, or a part of one, is the user's, whatever it is. A folder that may not
-  // be written, or a full disk, is no fault of the list's.
+void Catalogue::SaveList(const CoXMLNode& list) {
+  // A file that was no list, or a part of one, is the user's, whatever it is.
   if (fileIsNoList_) return;
-  const std::string path = ListPath(Setting(kListPath));
-  (void)SaveListFile(path, Setting(kListUnicode), list);
+  const Status saved = SaveListFile(ListPath(Setting(kListPath)), Setting(kListUnicode), list);
+  fileFault_ = saved.Failed() ? "is not saved: " + Words(saved) : std::string();
 }
 
 void Catalogue::Rebuild(CoXMLNode& list) {
@@ -77,14 +83,23 @@ void Catalogue::Rebuild(CoXMLNode& list) {
               build.videoOptions);
   BuildCodecs(*list.Child("audio_codecs", true), CodecKind::kAudio, build.audioCodecs,
               build.audioOptions);
-  SaveList(list);
+}
+
+void Catalogue::NameFileFault(CoXMLNode& list) const {
+  if (fileFault_.empty()) return;
+  const XMLNodePtr file = list.Child("unavailable", true)->AppendChild("file");
+  file->SetAttribute("path", ListPathToRead(Setting(kListPath)));
+  file->SetValue(fileFault_);
 }
 
 XMLNodePtr Catalogue::Build() {
   const XMLNodePtr list = own_->Child(kListNode, true);
   if (list->ChildCount() == 0) LoadList(*list);
-  if (list->ChildCount() == 0 || Setting(kListUpdate)) Rebuild(*list);
+  const bool update = Setting(kListUpdate);
+  if (list->ChildCount() == 0 || update) Rebuild(*list);
+  if (update) SaveList(*list);
   GetPruner().Run(*list);
+  NameFileFault(*list);
   return list;
 }
 

@@ -17,13 +17,17 @@ inline constexpr Attribute<FilePath> kListPath{
     kSessionNode,
     "formats_n_codecs_user.xml",
     {},
-    "The user's list; it replaces the built-in one. Relative to the folder of the library."};
+    "The user's list; it replaces the built-in one. Relative to the folder of the settings file."};
 inline constexpr Attribute<bool> kListFull{
     "config.full", kSessionNode, false, {}, "Builds from everything that FFmpeg has."};
 inline constexpr Attribute<bool> kListUnicode{
     "config.unicode", kSessionNode, false, {}, "The user's list is UTF-16."};
 inline constexpr Attribute<bool> kListUpdate{
-    "config.update", kSessionNode, false, {}, "Builds the list from FFmpeg at every read."};
+    "config.update",
+    kSessionNode,
+    false,
+    {},
+    "Builds the list from FFmpeg at every read and saves it as the user's list."};
 std::span<const AttributeRow> CatalogueAttributes();
 
 // What can be written on this machine: the list behind the property "supported_list" of a writer.
@@ -48,7 +52,9 @@ class Catalogue {
   XMLParse::XMLNodePtr Build();
   void LoadList(XMLParse::CoXMLNode& list);
   void Rebuild(XMLParse::CoXMLNode& list);
-  void SaveList(const XMLParse::CoXMLNode& list) const;
+  void SaveList(const XMLParse::CoXMLNode& list);
+  // Names a file that cannot be used among what is unavailable.
+  void NameFileFault(XMLParse::CoXMLNode& list) const;
   // The writer's own, or that of its child "m_config".
   template <class T>
   auto Setting(const Attribute<T>& key) const;
@@ -59,6 +65,7 @@ class Catalogue {
   std::mutex lock_;  // guards what follows and one build at a time; above the nodes' locks
   std::unique_ptr<Pruner> pruner_;
   bool fileIsNoList_ = false;  // the user's file is something else, or cut, and stays as it is
+  std::string fileFault_;      // what is wrong with that file; "" for nothing
 };
 
 }  // namespace xv

@@ -8,6 +8,7 @@
 #include "platform/module.h"
 #include "platform/paths.h"
 #include "platform/whole_file.h"
+#include "settings/settings_store.h"
 
 namespace xv {
 
@@ -35,6 +36,10 @@ std::string Decoded(std::string_view bytes, bool wide) {
   return isWide ? Utf8FromUtf16(Units(bytes)) : std::string(bytes);
 }
 
+std::string Beside(const std::string& file, const std::string& name) {
+  return std::string(FolderOf(file)) + "/" + name;
+}
+
 // The reader forgives a text that ends early, so the end of the root tells.
 bool EndsItsRoot(std::string_view text) {
   constexpr auto kNone = std::string_view::npos;
@@ -46,8 +51,15 @@ bool EndsItsRoot(std::string_view text) {
 
 std::string ListPath(const std::string& configured) {
   if (configured.empty() || configured.front() == '/') return configured;
-  const std::string module = ModulePath();
-  return std::string(FolderOf(module)) + "/" + configured;
+  const std::string settings = SettingsPath();
+  return settings.empty() ? std::string() : Beside(settings, configured);
+}
+
+std::string ListPathToRead(const std::string& configured) {
+  std::string path = ListPath(configured);
+  if (path == configured || FileExists(path)) return path;
+  std::string shared = Beside(ModulePath(), configured);
+  return FileExists(shared) ? shared : path;
 }
 
 Status LoadListFile(const std::string& path, bool wide, CoXMLNode& list, bool* cut) {

@@ -8,8 +8,12 @@
 // The user's file of formats and codecs.
 namespace xv {
 
-// "" stays; a relative path stands behind the folder of this module's file.
+// Where the list is kept: "" stays, a relative path stands in the folder of the user's settings, ""
+// where there is no such folder.
 std::string ListPath(const std::string& configured);
+// Where it is read: where it is kept, or else, for a relative path, beside this module's file,
+// where whoever installed the library may have left one for all users.
+std::string ListPathToRead(const std::string& configured);
 
 // Replaces `list` by the file's tree, named "supported_list". `wide` says that the text is UTF-16
 // with or without a byte order mark; one with a mark is known by it. S_FALSE, with `list` as it

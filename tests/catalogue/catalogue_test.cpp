@@ -12,6 +12,7 @@
 
 #include "base/text.h"
 #include "catalogue/list_file.h"
+#include "platform/module.h"
 #include "support/temporary_folder.h"
 
 namespace xv {
@@ -102,7 +103,9 @@ TEST_F(CatalogueTest, UpdateBuildsFromTheFixedListsAndSaves) {
   ReadNew();
   EXPECT_THAT(folder_.Read("user.xml"), StartsWith("\xFF\xFE<"));
   Configure("config.path", "/proc/none/list.xml");
-  EXPECT_EQ(ReadNew(), xml) << "a folder that cannot be written is no failure";
+  const std::string unsaved = ReadNew();
+  EXPECT_THAT(unsaved, HasSubstr("<file path='/proc/none/list.xml'>is not saved: "))
+      << "a folder that cannot be written is named and no failure";
   Configure("config.full", "true");
   EXPECT_THAT(ReadNew(), AllOf(HasSubstr("<codec id='libx265'"), HasSubstr("<packetsize"),
                                HasSubstr("<format id='nut'")))
@@ -117,11 +120,32 @@ TEST_F(CatalogueTest, SettingsMayStandInTheConfigNode) {
   EXPECT_EQ(Read(catalogue), "<supported_list><formats/></supported_list>");
 }
 
-TEST_F(CatalogueTest, RelativePathsStandBesideTheModule) {
-  EXPECT_THAT(ListPath("x/list.xml"), StartsWith("/"));
-  EXPECT_TRUE(fs::exists(fs::path(ListPath("x.xml")).parent_path()));
+TEST_F(CatalogueTest, RelativePathsStandBesideTheSettings) {
+  const test::ScopedVariable settings("XVWRITER_SETTINGS", folder_.Path("s.toml"));
+  EXPECT_EQ(ListPath("x/list.xml"), folder_.Path("x/list.xml"));
   EXPECT_EQ(ListPath("/a/b.xml"), "/a/b.xml");
   EXPECT_EQ(ListPath(""), "");
+  EXPECT_EQ(ListPathToRead("x/list.xml"), folder_.Path("x/list.xml"));
+  const std::string module = ModulePath();
+  const std::string shared(fs::path(module).filename());
+  EXPECT_EQ(ListPathToRead(shared), module) << "one that was installed is read";
+  EXPECT_EQ(ListPath(shared), folder_.Path(shared)) << "and never written";
+}
+
+TEST_F(CatalogueTest, AFileThatIsNoListStaysAndIsNamed) {
+  for (const char* text :
+       {"<html><body/></html>", "", "<supported_list><formats><format id='mp4'"}) {
+    folder_.Write("user.xml", text);
+    for (const char* update : {"false", "true"}) {
+      Configure("config.update", update);
+      EXPECT_THAT(ReadNew(), HasSubstr("<file path='" + folder_.Path("user.xml") + "'>")) << text;
+      EXPECT_EQ(folder_.Read("user.xml"), text);
+    }
+  }
+  Configure("config.update", "false");
+  folder_.Write("user.xml", "<supported_list></supported_list>");
+  EXPECT_THAT(ReadNew(), HasSubstr("<format id='matroska'")) << "an empty list is built anew";
+  EXPECT_EQ(folder_.Read("user.xml"), "<supported_list></supported_list>") << "and stays";
 }
 
 TEST_F(CatalogueTest, ReadsTogetherBuildOnce) {

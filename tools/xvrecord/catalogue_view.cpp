@@ -91,9 +91,10 @@ std::string MissingFormats(const CoXMLNode& list) {
   std::string out;
   const XMLNodePtr missing = list.FindChild("unavailable");
   if (!missing) return out;
-  for (const XMLNodePtr& format : missing->Children()) {
-    if (format->Name() != "format") continue;
-    out += "  " + format->Text("name", format->Text("id")) + ": " + format->Value() + "\n";
+  for (const XMLNodePtr& one : missing->Children()) {
+    if (one->Name() == "codec") continue;
+    const std::string name = one->Text("path", one->Text("name", one->Text("id")));
+    out += "  " + name + ": " + one->Value() + "\n";
   }
   return out.empty() ? out : kMissing + out;
 }
