@@ -36,6 +36,8 @@ const AVOutputFormat* MuxerOf(std::string_view format) {
   return name.empty() ? nullptr : av_guess_format(name.c_str(), nullptr, nullptr);
 }
 
+}  // namespace
+
 AVCodecID CodecIdOf(std::string_view codec) {
   const PseudoCodec pseudo = PseudoCodecFromText(codec);
   if (pseudo != PseudoCodec::kNone) {
@@ -44,8 +46,6 @@ AVCodecID CodecIdOf(std::string_view codec) {
   const AVCodec* encoder = FindEncoder(codec);
   return encoder == nullptr ? AV_CODEC_ID_NONE : encoder->id;
 }
-
-}  // namespace
 
 std::string RefusedCell(std::string_view format, std::string_view codec) {
   if (IsOwnId(codec)) return {};

@@ -31,15 +31,23 @@ AVSampleFormat PickSampleFormat(const AVCodec& codec, int bitsPerSample) {
   return codec.sample_fmts[0];
 }
 
-int PickSampleRate(const AVCodec& codec, int rate) {
-  if (codec.supported_samplerates == nullptr) return rate;
+int PickSampleRate(std::span<const int> rates, int rate) {
+  if (rates.empty()) return rate;
   int above = 0;
   int below = 0;
-  for (const int* have = codec.supported_samplerates; *have != 0; ++have) {
-    if (*have >= rate && (above == 0 || *have < above)) above = *have;
-    if (*have < rate) below = std::max(below, *have);
+  for (const int have : rates) {
+    if (have >= rate && (above == 0 || have < above)) above = have;
+    if (have < rate) below = std::max(below, have);
   }
   return above != 0 ? above : below;
+}
+
+std::span<const int> SampleRatesOf(const AVCodec& codec) {
+  const int* const rates = codec.supported_samplerates;
+  if (rates == nullptr) return {};
+  std::size_t count = 0;
+  while (rates[count] != 0) ++count;
+  return {rates, count};
 }
 
 }  // namespace xv

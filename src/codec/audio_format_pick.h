@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include "contracts/av_handles.h"
 
@@ -9,8 +10,10 @@ namespace xv {
 // The encoder's sample format nearest to `bitsPerSample` (16, 20, 24, 32, or -32 for float).
 AVSampleFormat PickSampleFormat(const AVCodec& codec, int bitsPerSample);
 
-// The encoder's sample rate for `rate`: equal, else the next above, else the highest below; `rate`
-// itself where the encoder takes any.
-int PickSampleRate(const AVCodec& codec, int rate);
+// Of `rates` the one for `rate`: equal, else the next above, else the highest below; `rate` itself
+// where there are none.
+int PickSampleRate(std::span<const int> rates, int rate);
+// The rates that the encoder takes; empty for any.
+std::span<const int> SampleRatesOf(const AVCodec& codec);
 
 }  // namespace xv

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "codec/audio_format_pick.h"
+#include "codec/container_sound.h"
 #include "codec/ffmpeg.h"
 #include "codec/open_codec.h"
 #include "codec/option_dictionary.h"
@@ -16,12 +17,14 @@ namespace xv {
 namespace {
 
 AvPtr<AVCodecContext> BuildContext(const AVCodec& codec, const StreamHolder& holder,
-                                   const XV_AUD_PROPS& input, bool globalHeader) {
+                                   const XV_AUD_PROPS& input, const char* muxer,
+                                   bool globalHeader) {
   AvPtr<AVCodecContext> context(avcodec_alloc_context3(&codec));
   if (!context) return nullptr;
   context->codec_type = AVMEDIA_TYPE_AUDIO;
   context->sample_fmt = PickSampleFormat(codec, input.nBitsPerSample);
-  context->sample_rate = PickSampleRate(codec, input.nSamplesPerSec);
+  const int taken = PickSampleRate(ContainerSampleRates(muxer, codec.id), input.nSamplesPerSec);
+  context->sample_rate = PickSampleRate(SampleRatesOf(codec), taken);
   const int asked = holder.node->Find(kSampleRate).value_or(holder.node->Get(kAr));
   if (asked > 0) context->sample_rate = asked;
   const int channels = holder.node->Get(kAc);
@@ -70,7 +73,9 @@ Status SetupAudioStream(StreamHolder& holder, AVFormatContext* oc, AVFormatConte
   if (choice.nameUnknown) holder.unusedOptions.emplace_back(kCodec.name);
   const bool globalHeader = WantsHeadersApart(*oc, oc2);
   const FFmpegGuard lock(FFmpegLock());
-  const ContextBuilder build = [&] { return BuildContext(*codec, holder, input, globalHeader); };
+  const ContextBuilder build = [&] {
+    return BuildContext(*codec, holder, input, oc->oformat->name, globalHeader);
+  };
   RETURN_IF_FAILED(OpenAudioCodec(holder, *codec, build, BuildOptions(holder, codec->id)));
 
   RETURN_IF_FAILED(AddStreams(holder, oc, oc2, "Could not allocate stream\n"));

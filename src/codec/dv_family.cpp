@@ -2,7 +2,8 @@
 
 #include <cstdlib>
 
-#include "frames/prepare_video.h"
+#include "codec/line_systems.h"
+#include "frames/scaling_choice.h"
 #include "media/pixel_layout.h"
 
 namespace xv {
@@ -17,8 +18,9 @@ int PickMember(const XV_VID_PROPS& input) {
 
 XV_VID_PROPS DvRaster(const XV_VID_PROPS& input, int index, int* pixelFormat) {
   if (index < 0 || index > kDvHd) index = PickMember(input);
-  const bool ntscRate = input.dblRate > 26.0;
+  const bool ntscRate = !Is625(input.dblRate);
   XV_VID_PROPS raster = input;
+  raster.dblRate = ntscRate ? kRate525 : kRate625;
   raster.eVideoFormat = eXvVF_Custom;
   raster.fccColor = kFccYUY2;
   raster.eInterlace = eXvI_TopFirst;
@@ -28,6 +30,7 @@ XV_VID_PROPS DvRaster(const XV_VID_PROPS& input, int index, int* pixelFormat) {
     if (input.dblRate > 35.0) {
       raster.nWidth = 960;
       raster.nHeight = 720;
+      raster.dblRate *= 2;
       raster.eInterlace = eXvI_Progressive;
     } else {
       raster.nWidth = ntscRate ? 1280 : 1440;

@@ -10,8 +10,8 @@ namespace xv {
 inline constexpr int kDvAuto = -1;
 inline constexpr int kDvHd = 3;
 
-// The raster of member `index` (kDvAuto picks one from the input) and, in `pixelFormat`, the
-// sampling. YUYV422 there stands for 4:2:2.
+// The raster and rate of member `index` (kDvAuto picks one from the input) and, in `pixelFormat`,
+// the sampling. YUYV422 there stands for 4:2:2.
 XV_VID_PROPS DvRaster(const XV_VID_PROPS& input, int index, int* pixelFormat);
 
 }  // namespace xv

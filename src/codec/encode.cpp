@@ -86,6 +86,15 @@ bool EncodeRaw(StreamHolder& holder, const AVFrame& frame) {
   return true;
 }
 
+// Zeros ahead of a start code belong to no picture.
+Status FillUp(AVPacket& packet, int bytes) {
+  const int missing = bytes - packet.size;
+  if (missing <= 0) return S_OK;
+  if (av_grow_packet(&packet, missing) < 0) return E_OUTOFMEMORY;
+  std::memset(packet.data + bytes - missing, 0, static_cast<std::size_t>(missing));
+  return S_OK;
+}
+
 Status CollectPackets(StreamHolder& holder) {
   while (!holder.drained) {
     AvPtr<AVPacket> packet(av_packet_alloc());
@@ -100,6 +109,7 @@ Status CollectPackets(StreamHolder& holder) {
       holder.failure = FFmpegWords().Explain({}, result);
       return E_FAIL;
     }
+    RETURN_IF_FAILED(FillUp(*packet, holder.packetBytes));
     Deliver(holder, std::move(packet));
   }
   return S_OK;

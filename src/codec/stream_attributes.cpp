@@ -25,6 +25,7 @@ constexpr AttributeRow kVideo[] = {
     kSize,
     kVideoFormat,
     kDvFormat,
+    kD10,
     kTop,
     kInterlace,
     kV422,

@@ -85,6 +85,13 @@ inline constexpr Attribute<std::string> kVideoFormat{
     "video_format", kVideoNode, {}, {}, "Kept for catalogues; not read."};
 inline constexpr Attribute<Word> kDvFormat{"dv_format", kVideoNode, -1, OneOf(words::kDvFormat),
                                            "Member of the DV family."};
+inline constexpr Attribute<bool> kD10{
+    "d10",
+    kVideoNode,
+    false,
+    {},
+    "MPEG-2 as D-10 and IMX have it (SMPTE 356M): 720x608 at 25 or 720x512 at 29.97, 4:2:2, intra, "
+    "30, 40 or 50 Mbit/s (50 without `b`). Always so in mxf_d10."};
 inline constexpr Attribute<std::int32_t> kTop{"top", kVideoNode, -1, Between(-1, 1),
                                               "Field order: 1 top first, 0 bottom first."};
 inline constexpr Attribute<TriState> kInterlace{

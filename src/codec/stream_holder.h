@@ -31,12 +31,15 @@ struct StreamHolder {
   std::string failure;                     // what the encoder said when it could not be opened
 
   // Video.
-  XV_VID_PROPS vid{};                 // what the encoder gets
+  XV_VID_PROPS vid{};  // the picture that the encoder gets
+  int linesAbove = 0;  // black ones around it, which count in the encoder's height
+  int linesBelow = 0;
   bool synthetic = false;             // black pictures for a format that needs a video track
   int pixelFormat = AV_PIX_FMT_NONE;  // that frames are prepared in
   bool fullRange = false;
   std::int64_t lastPts = -1;
-  CaptionMap ccMap;  // caption blocks by stamp
+  CaptionMap ccMap;     // caption blocks by stamp
+  int packetBytes = 0;  // every packet has as many, the encoder's or zeros behind; 0: as they come
   std::int64_t framesSent = 0;
   std::int64_t packetsReceived = 0;
 

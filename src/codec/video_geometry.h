@@ -9,6 +9,10 @@ namespace xv {
 struct VideoGeometry {
   XV_VID_PROPS vid{};                   // what the encoder gets
   int dvPixelFormat = AV_PIX_FMT_NONE;  // of a DV encoder
+  int linesAbove = 0;                   // black ones that the encoder gets around the picture
+  int linesBelow = 0;
+  // Where it is not the picture's: the order in which the coded fields are told.
+  AVFieldOrder codedOrder = AV_FIELD_UNKNOWN;
 };
 
 // Size, aspect and field order of the encoded picture from the input's and the track's options.

@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "base/text.h"
+#include "codec/d10.h"
 #include "codec/ffmpeg.h"
 #include "codec/open_codec.h"
 #include "codec/option_dictionary.h"
@@ -37,6 +38,9 @@ struct VideoPlan {
   CodecChoice choice;
   XV_VID_PROPS vid{};
   PixelFormatPick pick;
+  VideoGeometry geometry;
+  std::int64_t d10Rate = 0;  // 0: no D-10
+  unsigned d10Tag = 0;
   bool globalHeader = false;
   bool interlacedCoding = false;
 };
@@ -68,7 +72,8 @@ AvPtr<AVCodecContext> BuildContext(const VideoPlan& plan) {
   context->codec_type = AVMEDIA_TYPE_VIDEO;
   context->codec_id = plan.choice.id;
   context->width = plan.vid.nWidth;
-  context->height = std::abs(plan.vid.nHeight);
+  const int blank = plan.geometry.linesAbove + plan.geometry.linesBelow;
+  context->height = std::abs(plan.vid.nHeight) + blank;
   if (plan.choice.pseudo != PseudoCodec::kNone && InterlaceOrder(plan.vid) != 0) {
     context->height &= ~7;
   }
@@ -76,8 +81,12 @@ AvPtr<AVCodecContext> BuildContext(const VideoPlan& plan) {
   context->framerate = av_inv_q(context->time_base);
   context->pix_fmt = static_cast<AVPixelFormat>(plan.pick.format);
   if (plan.pick.tag != 0) context->codec_tag = plan.pick.tag;
-  context->sample_aspect_ratio = SampleAspect(plan.vid);
-  context->field_order = FieldOrderOf(plan.vid);
+  if (plan.d10Tag != 0) context->codec_tag = plan.d10Tag;
+  XV_VID_PROPS coded = plan.vid;
+  coded.nHeight = context->height;
+  context->sample_aspect_ratio = SampleAspect(coded);
+  context->field_order = plan.geometry.codedOrder != AV_FIELD_UNKNOWN ? plan.geometry.codedOrder
+                                                                      : FieldOrderOf(plan.vid);
   TagColours(plan, *context);
   if (plan.interlacedCoding) {
     context->flags |= AV_CODEC_FLAG_INTERLACED_DCT | AV_CODEC_FLAG_INTERLACED_ME;
@@ -129,6 +138,9 @@ AvDictionary BuildOptions(const XMLParse::CoXMLNode& node, const VideoPlan& plan
   if (id == AV_CODEC_ID_DNXHD || id == AV_CODEC_ID_MPEG1VIDEO) {
     options.Set("ibias", "0", AV_DICT_DONT_OVERWRITE);
   }
+  if (plan.d10Rate > 0) {
+    SetD10Options(plan.d10Rate, TimeBaseFromRate(plan.vid.dblRate), options);
+  }
   return options;
 }
 
@@ -160,13 +172,14 @@ CodecChoice SyntheticChoice() {
 }
 
 // DV takes planar pictures only: 4:2:2 material is prepared in planes. Everything else: the pick.
-PixelFormatPick PickFor(const VideoPlan& plan, const VideoGeometry& geometry, bool mode422) {
+PixelFormatPick PickFor(const VideoPlan& plan, bool mode422) {
   if (plan.choice.id == AV_CODEC_ID_DVVIDEO) {
-    const bool packed = geometry.dvPixelFormat == AV_PIX_FMT_YUYV422;
-    return {packed ? AV_PIX_FMT_YUV422P : geometry.dvPixelFormat};
+    const int format = plan.geometry.dvPixelFormat;
+    return {format == AV_PIX_FMT_YUYV422 ? AV_PIX_FMT_YUV422P : format};
   }
   const PseudoCodecRecord* pseudo = FindPseudoCodec(static_cast<std::uint32_t>(plan.choice.pseudo));
   if (plan.choice.pseudo == PseudoCodec::kQuick264) return {AV_PIX_FMT_NV12};
+  if (plan.d10Rate > 0) return {AV_PIX_FMT_YUV422P};
   return PickPixelFormat(plan.choice.id,
                          pseudo != nullptr ? pseudo->pixelFormats.data() : plan.codec->pix_fmts,
                          plan.vid.fccColor, mode422);
@@ -223,20 +236,24 @@ Status SetupVideoStream(StreamHolder& holder, AVFormatContext* oc, AVFormatConte
                         const XV_VID_PROPS& input, CodecChoice choice,
                         const std::string& gopTimecode) {
   VideoPlan plan;
-  VideoGeometry geometry;
   if (VideoPropsValid(input, true)) {
     XV_VID_PROPS normal = input;
     NormaliseVideoProps(&normal, true);
     if (!std::isfinite(input.dblRate) || normal.dblRate > kHighestRate) return E_INVALIDARG;
     plan.choice = std::move(choice);
-    geometry = ResolveVideoGeometry(normal, *holder.node, plan.choice.id);
+    plan.geometry = ResolveVideoGeometry(normal, *holder.node, plan.choice.id);
+    if (IsD10(*holder.node, plan.choice.id, *oc->oformat)) {
+      RETURN_IF_FAILED(ReadD10Rate(*holder.node, &plan.d10Rate, &holder.failure));
+      plan.geometry = D10Geometry(normal);
+      plan.d10Tag = D10Tag(plan.d10Rate, plan.geometry.vid.dblRate, *oc->oformat);
+    }
   } else {
     plan.choice = SyntheticChoice();
-    geometry.vid = SyntheticProps(input);
+    plan.geometry.vid = SyntheticProps(input);
     holder.synthetic = true;
     (void)holder.node->SetText(kB.name, "16K");
   }
-  plan.vid = geometry.vid;
+  plan.vid = plan.geometry.vid;
   plan.codec = FindEncoder(plan.choice, AVMEDIA_TYPE_VIDEO);
   if (plan.codec == nullptr && plan.choice.pseudo == PseudoCodec::kNone) {
     Warn("codec not found\n");
@@ -245,11 +262,12 @@ Status SetupVideoStream(StreamHolder& holder, AVFormatContext* oc, AVFormatConte
   if (plan.choice.nameUnknown) holder.unusedOptions.emplace_back(kCodec.name);
 
   const bool mode422 = holder.node->Get(kV422) || holder.node->Get(kUseVpp);
-  plan.pick = PickFor(plan, geometry, mode422);
+  plan.pick = PickFor(plan, mode422);
   if (plan.pick.format == AV_PIX_FMT_NONE) return E_FAIL;
   plan.globalHeader = WantsHeadersApart(*oc, oc2);
   const int interlace = holder.node->Get(kInterlace);
-  plan.interlacedCoding = interlace == 1 || (interlace == -1 && InterlaceOrder(plan.vid) != 0);
+  plan.interlacedCoding =
+      interlace == 1 || plan.d10Rate > 0 || (interlace == -1 && InterlaceOrder(plan.vid) != 0);
 
   holder.type = AVMEDIA_TYPE_VIDEO;
   holder.pseudo = plan.choice.pseudo;
@@ -263,9 +281,15 @@ Status SetupVideoStream(StreamHolder& holder, AVFormatContext* oc, AVFormatConte
     RETURN_IF_FAILED(OpenVideoCodec(
         holder, *plan.codec, [&] { return BuildContext(plan); }, options));
   }
+  if (plan.d10Rate > 0) {
+    holder.packetBytes = D10PictureBytes(plan.d10Rate, holder.codec->time_base);
+    holder.codec->bit_rate = plan.d10Rate;  // as containers name it
+  }
   holder.vid = AlignedProps(plan, *holder.codec);
   holder.pixelFormat = plan.pick.format;
   holder.fullRange = plan.pick.fullRange;
+  holder.linesAbove = plan.geometry.linesAbove;
+  holder.linesBelow = plan.geometry.linesBelow;
   return FinishVideoStreams(holder, oc, oc2);
 }
 

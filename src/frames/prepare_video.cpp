@@ -1,8 +1,10 @@
 #include "frames/prepare_video.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <mutex>
 
 #include "contracts/frame_node.h"
@@ -13,6 +15,10 @@
 #include "media/validity.h"
 #include "picture/host_picture.h"
 #include "picture/pixel_formats.h"
+
+extern "C" {
+#include <libavutil/imgutils.h>
+}
 
 namespace xv {
 namespace {
@@ -124,6 +130,9 @@ Edits TakeEdits(const VideoPreparation& preparation, IUnknown* frame, CoXMLNode&
   return edits;
 }
 
+int BlankLines(const CodecView& codec) { return codec.linesAbove + codec.linesBelow; }
+int PictureLines(const CodecView& codec) { return codec.height - BlankLines(codec); }
+
 // What the converter makes: the encoder's geometry in a layout that scales well. The layout of the
 // encoder comes later, where fields are known.
 XV_VID_PROPS ConversionTarget(const VideoPreparation& preparation, const XV_VID_PROPS& source) {
@@ -131,7 +140,7 @@ XV_VID_PROPS ConversionTarget(const VideoPreparation& preparation, const XV_VID_
   target.fccColor = source.fccColor == kFccR210 ? kFccRGB32 : source.fccColor;
   if (preparation.codec.width > 0) target.nWidth = preparation.codec.width;
   const int lines =
-      preparation.codec.height > 0 ? preparation.codec.height : std::abs(target.nHeight);
+      preparation.codec.height > 0 ? PictureLines(preparation.codec) : std::abs(target.nHeight);
   target.nHeight = IsRgb(target.fccColor) ? -lines : lines;
   target.nRowBytes = NaturalRowBytes(target.fccColor, target.nWidth);
   return target;
@@ -215,6 +224,31 @@ Status FollowPicture(VideoPreparation& preparation, const GeometryPlan& plan, Re
   return ConvertGeometry(preparation.maskGeometry, plan, target, frame, mask);
 }
 
+// Makes the picture black and leaves the view on what is between the blank lines, which hold whole
+// lines of chroma.
+Status BlankAround(const CodecView& codec, AVFrame* picture) {
+  if (BlankLines(codec) == 0) return S_OK;
+  const auto format = static_cast<AVPixelFormat>(picture->format);
+  std::ptrdiff_t steps[4];
+  std::copy(std::begin(picture->linesize), std::begin(picture->linesize) + 4, steps);
+  if (av_image_fill_black(picture->data, steps, format, AVCOL_RANGE_MPEG, picture->width,
+                          picture->height) < 0) {
+    return E_FAIL;
+  }
+  for (int i = 0; i < 3; ++i) picture->data[i] += codec.linesAbove * picture->linesize[i];
+  picture->height -= BlankLines(codec);
+  return S_OK;
+}
+
+// Formats with such lines are coded in fields, whose first line belongs to the first one.
+void ShowBlankLines(const CodecView& codec, AVFrame* picture) {
+  if (BlankLines(codec) == 0) return;
+  picture->interlaced_frame = 1;
+  picture->top_field_first = 1;
+  for (int i = 0; i < 3; ++i) picture->data[i] -= codec.linesAbove * picture->linesize[i];
+  picture->height += BlankLines(codec);
+}
+
 // The picture in the codec's format.
 Status MakePicture(VideoPreparation& preparation, const GeometryPlan& plan,
                    const WorkingFrame& source, IUnknown* original, AvPtr<AVFrame>* out) {
@@ -223,7 +257,7 @@ Status MakePicture(VideoPreparation& preparation, const GeometryPlan& plan,
   const bool v210Wrap = source.vid().fccColor == kFccV210 && codec.codecId == AV_CODEC_ID_V210;
   const bool sameFormat =
       format != AV_PIX_FMT_NONE && format != kPixFmtV210 && format == codec.pixelFormat;
-  if (v210Wrap || sameFormat) {
+  if ((v210Wrap || sameFormat) && BlankLines(codec) == 0) {
     return WrapPicture(source.vid(), source.contents.video, source.contents.videoBytes,
                        Ref<IUnknown>(source.frame), out);
   }
@@ -233,8 +267,9 @@ Status MakePicture(VideoPreparation& preparation, const GeometryPlan& plan,
   const bool packV210 = codec.codecId == AV_CODEC_ID_V210 && packed && !packed->vFirst;
   AvPtr<AVFrame> picture =
       preparation.pool.Get(packV210 ? kPixFmtV210 : codec.pixelFormat, source.vid().nWidth,
-                           std::abs(source.vid().nHeight));
+                           std::abs(source.vid().nHeight) + BlankLines(codec));
   if (!picture) return E_OUTOFMEMORY;
+  RETURN_IF_FAILED(BlankAround(codec, picture.get()));
   DescribePicture(source.vid(), picture.get());
   CodecConvertOptions options{codec.fullRange, nullptr, codec.codecId != AV_CODEC_ID_PNG};
   FrameContents maskContents;
@@ -247,6 +282,7 @@ Status MakePicture(VideoPreparation& preparation, const GeometryPlan& plan,
   }
   RETURN_IF_FAILED(
       preparation.converter.Convert({source.vid(), source.contents.video}, picture.get(), options));
+  ShowBlankLines(codec, picture.get());
   *out = std::move(picture);
   return S_OK;
 }

@@ -20,6 +20,8 @@ struct CodecView {
   AVRational timeBase{0, 1};
   int width = 0;
   int height = 0;
+  int linesAbove = 0;  // black ones around the picture, within the height
+  int linesBelow = 0;
   int pixelFormat = AV_PIX_FMT_NONE;  // or kPixFmtV210
   AVCodecID codecId = AV_CODEC_ID_NONE;
   bool fullRange = false;  // the encoder wants 0-255 YUV

@@ -130,10 +130,11 @@ TEST(AudioFormatPick, DepthAndRate) {
   EXPECT_EQ(PickSampleFormat(aac, 16), AV_SAMPLE_FMT_FLTP);
   EXPECT_EQ(PickSampleFormat(flac, 24), AV_SAMPLE_FMT_S32);
   EXPECT_EQ(PickSampleFormat(flac, 16), AV_SAMPLE_FMT_S16);
-  EXPECT_EQ(PickSampleRate(mp2, 48000), 48000);
-  EXPECT_EQ(PickSampleRate(mp2, 40000), 44100);
-  EXPECT_EQ(PickSampleRate(mp2, 96000), 48000);
-  EXPECT_EQ(PickSampleRate(*avcodec_find_encoder_by_name("pcm_s16le"), 12345), 12345);
+  EXPECT_EQ(PickSampleRate(SampleRatesOf(mp2), 48000), 48000);
+  EXPECT_EQ(PickSampleRate(SampleRatesOf(mp2), 40000), 44100);
+  EXPECT_EQ(PickSampleRate(SampleRatesOf(mp2), 96000), 48000);
+  EXPECT_EQ(PickSampleRate(SampleRatesOf(*avcodec_find_encoder_by_name("pcm_s16le")), 12345),
+            12345);
 }
 
 // One track through SetupStream, with the encoder open.

@@ -70,9 +70,11 @@ int LogLevelOf(const std::string& name) {
 int Run(const Options& options) {
   static StopSignals& signals = *new StopSignals;  // its thread ends with the process
   xv::host::Writer writer;
-  av_log_set_level(LogLevelOf(options.logLevel));
-  // The library keeps the lines of its contexts to itself; here the user wants to see them.
-  if (!options.logLevel.empty()) av_log_set_callback(av_log_default_callback);
+  const int level = LogLevelOf(options.logLevel);
+  av_log_set_level(level);
+  // The library keeps the lines of its contexts to itself, for its own words; here the user wants
+  // to see them instead.
+  if (level > AV_LOG_PANIC) av_log_set_callback(av_log_default_callback);
   if (const int failed = ApplyProperties(options, writer); failed != 0) return failed;
   if (options.AsksForLists()) return PrintLists(options, writer);
   return options.input.empty() ? 0 : Record(options, signals, writer);
