@@ -1,6 +1,7 @@
 #include "catalogue/catalogue.h"
 
 #include "catalogue/builtin_list.h"
+#include "catalogue/ffmpeg_rows.h"
 #include "catalogue/fixed_lists.h"
 #include "catalogue/list_builder.h"
 #include "catalogue/list_file.h"
@@ -35,6 +36,7 @@ void Catalogue::LoadList(CoXMLNode& list) {
   if (status.NothingDone()) {
     const XMLNodePtr read = CoXMLNode::Create({});
     (void)read->ReadXml(BuiltinList());
+    ShowFFmpegsRows(*read);
     list.TakeContent(*read);
   }
   GetPruner().Forget();
