@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "catalogue/builtin_list.h"
+#include "catalogue/ffmpeg_rows.h"
 #include "catalogue/fixed_lists.h"
 #include "catalogue/list_builder.h"
 #include "catalogue/list_file.h"
@@ -49,6 +50,7 @@ void Catalogue::LoadList(CoXMLNode& list) {
   if (status.NothingDone()) {
     const XMLNodePtr read = CoXMLNode::Create({});
     (void)read->ReadXml(BuiltinList());
+    ShowFFmpegsRows(*read);
     list.TakeContent(*read);
   }
   GetPruner().Forget();

@@ -36,20 +36,12 @@ bool PassesNames(const NameList* names, const char* encoder) {
                      [&](const char* one) { return EncoderNameOf(one) == encoder; });
 }
 
-std::string Joined(const std::vector<OptionConstant>& constants) {
-  std::string out;
-  for (const OptionConstant& constant : constants) {
-    out += (out.empty() ? "" : ", ") + constant.name;
-  }
-  return out;
-}
-
 void DescribeUnit(const OptionInfo& option, CoXMLNode& entry) {
   entry.SetAttribute("select_from", option.unit);
   if (option.constants.empty()) return;
   const XMLNodePtr unit = entry.AppendChild(option.unit);
   unit->SetValue(option.help);
-  unit->SetAttribute("values", Joined(option.constants));
+  unit->SetAttribute("values", option.Words());
   for (const OptionConstant& constant : option.constants) {
     if (!constant.help.empty()) unit->AppendChild(constant.name)->SetValue(constant.help);
   }
@@ -59,7 +51,7 @@ void Describe(const OptionInfo& option, CoXMLNode& schema) {
   const XMLNodePtr entry = schema.AppendChild(option.name);
   if (!option.help.empty()) entry->SetValue(option.help);
   entry->SetAttribute("type", option.type);
-  entry->SetAttribute("default", option.defaultValue);
+  entry->SetAttribute("default", ShownDefault(option));
   if (!option.unit.empty()) DescribeUnit(option, *entry);
   if (option.minimum) entry->SetAttribute("min", RenderDouble(*option.minimum));
   if (option.maximum) entry->SetAttribute("max", RenderDouble(*option.maximum));
@@ -94,15 +86,27 @@ void AddDefaultCodec(CoXMLNode& node, const char* rate) {
   b->SetAttribute("default", rate);
 }
 
+// Describes, in the schema of `codec`, options of all codecs whose defaults are its own.
+void DescribeOwnDefaults(void* context, const CoXMLNode& shared, CoXMLNode& codec, int flags) {
+  for (const OptionInfo& option : ListOptions(context, flags)) {
+    const auto told = shared.InfoValue(option.name, "default");
+    if (!told || *told == ShownDefault(option)) continue;
+    const XMLNodePtr schema = codec.SchemaNode(true);
+    if (!schema->FindChild(option.name)) Describe(option, *schema);
+  }
+}
+
 void AddCodec(const AVCodec& codec, int flags, const OptionFilter& filter, CoXMLNode& node) {
   const AvPtr<AVCodecContext> context(avcodec_alloc_context3(&codec));
   if (!context) throw std::bad_alloc();
-  // The shared options are the same for all: the first codec describes them.
-  if (!node.SchemaNode(false)) BuildOptions(context.get(), node, flags, filter);
+  // The first codec describes the shared options; the others say where their defaults differ.
+  const bool first = !node.SchemaNode(false);
+  if (first) BuildOptions(context.get(), node, flags, filter);
   const XMLNodePtr child = node.AppendChild("codec");
   child->SetAttribute("id", codec.name);
   child->SetAttribute("name", codec.long_name == nullptr ? codec.name : codec.long_name);
   if (codec.priv_class != nullptr) BuildOptions(context->priv_data, *child, flags, filter);
+  if (!first) DescribeOwnDefaults(context.get(), node, *child, flags);
 }
 
 // The encoders of what a container takes, FFmpeg's own choice for each codec.

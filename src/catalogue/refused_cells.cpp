@@ -30,12 +30,6 @@ constexpr Cell kCells[] = {
     {"mxf", kNoVideoCell, "MXF is written with pictures only"},
 };
 
-// The muxer behind an id of the list; null for a container that FFmpeg does not write.
-const AVOutputFormat* MuxerOf(std::string_view format) {
-  const std::string name = EqualsNoCase(format, "mov_dnxhd") ? "mov" : std::string(format);
-  return name.empty() ? nullptr : av_guess_format(name.c_str(), nullptr, nullptr);
-}
-
 }  // namespace
 
 AVCodecID CodecIdOf(std::string_view codec) {
@@ -45,6 +39,11 @@ AVCodecID CodecIdOf(std::string_view codec) {
   }
   const AVCodec* encoder = FindEncoder(codec);
   return encoder == nullptr ? AV_CODEC_ID_NONE : encoder->id;
+}
+
+const AVOutputFormat* MuxerOf(std::string_view format) {
+  const std::string name = EqualsNoCase(format, "mov_dnxhd") ? "mov" : std::string(format);
+  return name.empty() ? nullptr : av_guess_format(name.c_str(), nullptr, nullptr);
 }
 
 std::string RefusedCell(std::string_view format, std::string_view codec) {

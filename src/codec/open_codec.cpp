@@ -5,6 +5,7 @@
 
 #include "codec/ffmpeg.h"
 #include "codec/ffmpeg_words.h"
+#include "codec/former_names.h"
 #include "codec/stream_attributes.h"
 #include "props/nearest_name.h"
 
@@ -22,8 +23,9 @@ std::span<const AttributeRow> KnownAttributes(const StreamHolder& holder) {
 // What the encoder left in the dictionary and we do not read ourselves either.
 void NoteUnused(StreamHolder& holder, const AvDictionary& left) {
   left.ForEach([&](const char* key, const char*) {
-    if (!holder.node->Has(key)) return;  // ours, such as a derived "maxrate"
-    if (FindRow(KnownAttributes(holder), key) == nullptr) holder.unusedOptions.emplace_back(key);
+    const std::string name = NameInNode(*holder.node, key);
+    if (name.empty()) return;  // ours, such as a derived "maxrate"
+    if (FindRow(KnownAttributes(holder), name) == nullptr) holder.unusedOptions.push_back(name);
   });
 }
 
@@ -114,6 +116,11 @@ Status CheckChoices(StreamHolder& holder, const AVCodec& codec, const ContextBui
   return S_OK;
 }
 
+void NoteRefused(StreamHolder& holder, const std::string& name, const std::string& why) {
+  holder.unusedOptions.push_back(name);
+  holder.refusals[name] = why;
+}
+
 // Attempts with fewer options: without those that the encoder cannot read, then without one of the
 // others, last without any. What was left out counts as unused.
 //   E_FAIL          no attempt opens.
@@ -121,13 +128,15 @@ Status CheckChoices(StreamHolder& holder, const AVCodec& codec, const ContextBui
 template <class Attempt>
 Status OpenWithFewerOptions(StreamHolder& holder, const AVCodec& codec, const AvDictionary& options,
                             const ContextBuilder& build, const Attempt& attempt) {
+  const std::string why = holder.failure;
   const std::vector<std::string> all = KeysOf(options);
   std::vector<std::string> refused;
   const auto opens = [&](const AvDictionary& with) {
     if (!attempt(with)) return false;
     refused = KeysMissing(all, with);
     for (const std::string& key : refused) {
-      if (holder.node->Has(key)) holder.unusedOptions.push_back(key);
+      const std::string name = NameInNode(*holder.node, key);
+      if (!name.empty()) NoteRefused(holder, name, why);
     }
     return true;
   };
@@ -148,7 +157,8 @@ Status OpenWithFewerOptions(StreamHolder& holder, const AVCodec& codec, const Av
 }  // namespace
 
 Status OpenVideoCodec(StreamHolder& holder, const AVCodec& codec, const ContextBuilder& build,
-                      const AvDictionary& options) {
+                      AvDictionary options) {
+  RenameFormerOptions(options, build().get());
   int cleared = 0;
   const auto attempt = [&](const AvDictionary& with) {
     AvPtr<AVCodecContext> context = build();
@@ -170,7 +180,8 @@ Status OpenVideoCodec(StreamHolder& holder, const AVCodec& codec, const ContextB
 }
 
 Status OpenAudioCodec(StreamHolder& holder, const AVCodec& codec, const ContextBuilder& build,
-                      const AvDictionary& options) {
+                      AvDictionary options) {
+  RenameFormerOptions(options, build().get());
   if (TryOpen(holder, codec, build(), options)) return S_OK;
   for (const int channels : {6, 2, 1}) {
     AvPtr<AVCodecContext> context = build();

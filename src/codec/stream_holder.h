@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -28,7 +29,9 @@ struct StreamHolder {
   std::int64_t delay = 0;     // added to the packets' stamps, 100 ns
   bool strict = true;         // an encoder, preset or profile that does not exist fails the setup
   std::vector<std::string> unusedOptions;  // attributes that neither we nor the encoder took
-  std::string failure;                     // what the encoder said when it could not be opened
+  // Why, of those that the encoder does not open with.
+  std::map<std::string, std::string> refusals;
+  std::string failure;  // what the encoder said when it could not be opened
 
   // Video.
   XV_VID_PROPS vid{};  // the picture that the encoder gets

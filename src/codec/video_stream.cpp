@@ -101,6 +101,7 @@ void SetRateLimits(const XMLParse::CoXMLNode& node, AvDictionary& options) {
   if (rate == 0) rate = node.Get(kB);
   if (rate == 0) rate = 0x100000;
   options.Set("maxrate", std::to_string(rate).c_str(), AV_DICT_DONT_OVERWRITE);
+  if (ReadRate(options.Find("maxrate")) == 0) return;  // no limit, so that it needs no buffer
   options.Set("bufsize", std::to_string(rate / 2).c_str(), AV_DICT_DONT_OVERWRITE);
 }
 

@@ -103,6 +103,7 @@ struct Scope {
   const AVClass* kind = nullptr;  // of all of FFmpeg's objects that the node may be for
   Trial trial;
   std::optional<NameSet> left;
+  std::map<std::string, std::string> refusals{};  // why an encoder left some of them
   NameSet
       listed{};  // where nothing was at hand: what the catalogue declares, a vendor's options too
 
@@ -156,7 +157,7 @@ class AttributeCheck {
   // What an encoder left stands in the overlay of its track, or else in the node of all tracks.
   void AddTracks(std::string_view name, AVMediaType type, int number,
                  std::span<const AttributeRow> rows) {
-    Scope scope{std::string(name), rows, avcodec_get_class(), {}, {}, {}};
+    Scope scope{std::string(name), rows, avcodec_get_class(), {}, {}};
     for (const AttributeUse::Track& track : use_.tracks) {
       if (track.type != type || (number > 0 && track.number != number)) continue;
       if (scope.trial.object() == nullptr) scope.trial = Trial(track.codec);
@@ -166,6 +167,7 @@ class AttributeCheck {
       for (const std::string& option : track.left) {
         if (number > 0 || !overlay || !overlay->Has(option)) scope.left->insert(option);
       }
+      scope.refusals.insert(track.refusals.begin(), track.refusals.end());
     }
     const XMLNodePtr node = root_.FindChild(name);
     if (!scope.left && node && node->AttributeCount() > 0) {
@@ -206,9 +208,18 @@ class AttributeCheck {
     }
     if (row != nullptr && !IsJudgedByFFmpeg(*row)) {
       CheckValue(*row, path, value);
-    } else if (const std::string words = scope.trial.Refusal(name, value); !words.empty()) {
+    } else if (const std::string words = RefusalOf(scope, name, value); !words.empty()) {
       stats_.AddBadValue(BadValueText(path, value, "refused: " + words));
     }
+  }
+
+  // What is wrong with the value by itself, else what the encoder said that was opened without it.
+  static std::string RefusalOf(const Scope& scope, const std::string& name,
+                               const std::string& value) {
+    const std::string words = scope.trial.Refusal(name, value);
+    const auto told = scope.refusals.find(name);
+    const bool left = scope.left && scope.left->contains(name) && told != scope.refusals.end();
+    return words.empty() && left ? told->second : words;
   }
 
   static bool IsJudgedByFFmpeg(const AttributeRow& row) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -26,6 +27,7 @@ struct AttributeUse {
     int number = 0;
     const AVCodec* codec = nullptr;  // null: none could be opened
     NameSet left;
+    std::map<std::string, std::string> refusals{};  // why, of some of them
   };
   Muxer main;
   Muxer second;

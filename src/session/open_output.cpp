@@ -2,6 +2,7 @@
 
 #include "base/text.h"
 #include "codec/ffmpeg.h"
+#include "codec/former_names.h"
 #include "codec/option_dictionary.h"
 #include "output/sdp.h"
 #include "platform/paths.h"
@@ -50,6 +51,7 @@ Status OpenMain(Session& session) {
   Output& main = session.outputs.main;
   AvDictionary options;
   DictForFFmpeg(attributes, SessionAttributes(), options, 0);
+  RenameFormerOptions(options, main.context.get());
   const std::string strictness = MuxerStrictness(attributes);
   if (!strictness.empty()) options.Set("strict", strictness.c_str());
   const Status opened = main.OpenFile(options);
@@ -83,6 +85,7 @@ void OpenSecond(Session& session) {
   AvDictionary options;
   const XMLParse::XMLNodePtr node = session.plan.attributes->FindChild(kSecondNode);
   if (node) DictForFFmpeg(*node, SecondOutputAttributes(), options, 0);
+  RenameFormerOptions(options, output.context.get());
   Status result = output.OpenFile(options);
   if (!result.Failed()) {
     SetMetadata(*session.plan.attributes, *output.context);

@@ -79,7 +79,8 @@ Status TrackOpener::Add(const XV_AV_PROPS& props, int track, const XMLParse::XML
   use_.tracks.push_back({type,
                          track,
                          result.Failed() ? nullptr : holder->codec->codec,
-                         {holder->unusedOptions.begin(), holder->unusedOptions.end()}});
+                         {holder->unusedOptions.begin(), holder->unusedOptions.end()},
+                         holder->refusals});
   if (result.Failed()) {
     stats_.Fail("stream setup", holder->failure, result);
     return result;

@@ -6,6 +6,7 @@
 #include <map>
 #include <set>
 
+#include "catalogue/ffmpeg_rows.h"
 #include "lists/list_comparison.h"
 #include "lists/selection.h"
 #include "values/value_syntax.h"
@@ -43,9 +44,14 @@ void ExpectSound(const ListedAttribute& one) {
   const bool words = one.type == "option_fixed" || one.type == "bool";
   EXPECT_TRUE(!words || !one.values.empty());
   if (one.defaultValue.empty()) return;
-  if (one.type == "option_fixed") {
+  if (!one.values.empty() && one.type != "string") {
     // Words may hold blanks: "Sony PSP".
-    EXPECT_NE((", " + one.values + ",").find(", " + one.defaultValue + ","), std::string::npos);
+    const std::string all = ", " + one.values + ",";
+    std::string rest = one.defaultValue;
+    if (one.type == "flags") std::replace(rest.begin(), rest.end(), '+', ',');
+    for (const std::string& word : one.type == "flags" ? ReadList(rest) : std::vector{rest}) {
+      EXPECT_NE(all.find(", " + word + ","), std::string::npos) << one.name << "=" << word;
+    }
   }
   if (one.type != "int" && one.type != "double") return;
   const auto value = static_cast<double>(ReadRate(one.defaultValue));
@@ -54,7 +60,17 @@ void ExpectSound(const ListedAttribute& one) {
   EXPECT_TRUE(one.maximum.empty() || number <= ReadDouble(one.maximum));
 }
 
-TEST_F(BuiltinListTest, EveryListedCodecIsDeclaredAndEveryAttributeSound) {
+// As it is written, and as it is served.
+class BuiltinListRowsTest : public BuiltinListTest, public ::testing::WithParamInterface<bool> {
+ protected:
+  void SetUp() override {
+    BuiltinListTest::SetUp();
+    if (GetParam()) ShowFFmpegsRows(*list_);
+  }
+};
+INSTANTIATE_TEST_SUITE_P(WrittenAndServed, BuiltinListRowsTest, ::testing::Bool());
+
+TEST_P(BuiltinListRowsTest, EveryListedCodecIsDeclaredAndEveryAttributeSound) {
   const std::set<std::string> undeclared = {"", "packets", "null", "wav_file", "dpx", "png"};
   for (const XMLNodePtr& format : list_->FindChild("formats")->Children()) {
     SCOPED_TRACE(format->Text("name"));
@@ -73,6 +89,32 @@ TEST_F(BuiltinListTest, EveryListedCodecIsDeclaredAndEveryAttributeSound) {
       }
     }
   }
+}
+
+TEST_F(BuiltinListTest, EncodersAndContainersShowTheirOwnRows) {
+  ShowFFmpegsRows(*list_);
+  const auto row = [&](const char* format, const char* kind, const char* codec, const char* name) {
+    const XMLNodePtr entry = FindListedCodec(*FindListedFormat(*list_, format), kind, codec);
+    for (const ListedAttribute& one : AttributesOfCodec(*list_, *entry, kind)) {
+      if (one.name == name) return one.defaultValue + " " + RangeText(one);
+    }
+    return std::string("none");
+  };
+  EXPECT_EQ(row("mov", "video", "mpeg2video", "g"), "12 ");
+  EXPECT_EQ(row("mov", "video", "mpeg2video", "bf"), "0 -1.0 and more");
+  EXPECT_EQ(row("mov", "video", "mpeg2video", "maxrate"), " 0.0 and more") << "follows the rate";
+  EXPECT_EQ(row("mov", "video", "libx264", "g"), " ") << "the encoder decides";
+  EXPECT_EQ(row("mov", "video", "libx264", "flags").substr(0, 5), "cgop ");
+  EXPECT_EQ(row("mov", "video", "libx264", "lmin"), "none") << "of other encoders alone";
+  EXPECT_EQ(row("mov", "video", "libx264", "coder"), " cavlc, cabac, vlc, ac");
+  EXPECT_EQ(row("mov", "video", "libx264", "size"), " ") << "ours";
+  EXPECT_EQ(row("mov", "video", "mjpeg", "cmp_func").substr(0, 2), " s") << "as cmp";
+  EXPECT_EQ(row("mp4", "audio", "aac", "b"), " 0.0 and more");
+  EXPECT_THAT(row("mov", "video", "mpeg2video", "profile"), testing::HasSubstr("422"));
+  // The codec that a container takes by itself, with its own default rate.
+  EXPECT_EQ(row("flv", "video", "Default format codec", "b"), "200000 ");
+  EXPECT_EQ(row("mp4", "video", "Default format codec", "b"), " ") << "the encoder decides";
+  EXPECT_EQ(row("mp4", "audio", "Default format codec", "b"), " ");
 }
 
 // What differs from FFmpeg on purpose: names of older versions that hosts still set, and words in

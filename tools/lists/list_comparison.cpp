@@ -11,18 +11,12 @@
 #include "lists/selection.h"
 #include "values/value_syntax.h"
 
-extern "C" {
-#include <libavutil/opt.h>
-}
-
 namespace xv {
 
 using XMLParse::CoXMLNode;
 using XMLParse::XMLNodePtr;
 
 namespace {
-
-using Options = std::vector<OptionInfo>;
 
 // What the session reads itself, under these names; FFmpeg may have options of the same name that
 // mean something else.
@@ -60,12 +54,6 @@ constexpr const char* kOwnAttributes[] = {"b",
                                           "low_delay",
                                           "vbr_multiplex"};
 
-const OptionInfo* Find(const Options& options, const std::string& name) {
-  const auto found = std::find_if(options.begin(), options.end(),
-                                  [&](const OptionInfo& one) { return one.name == name; });
-  return found == options.end() ? nullptr : &*found;
-}
-
 // The number that a default stands for: itself, or the value of a word, or the sum of words.
 double NumberOf(const OptionInfo& option, const std::string& text) {
   double sum = 0;
@@ -87,9 +75,10 @@ double NumberOf(const OptionInfo& option, const std::string& text) {
 }
 
 bool SameDefault(const OptionInfo& option, const std::string& text) {
-  return option.type == "string" || option.type.empty()
-             ? option.defaultValue == text
-             : NumberOf(option, option.defaultValue) == NumberOf(option, text);
+  if (option.type.empty()) return option.defaultValue == text;
+  const std::string shown = ShownDefault(option);
+  if (option.type == "string" || shown.empty() || text.empty()) return shown == text;
+  return NumberOf(option, option.defaultValue) == NumberOf(option, text);
 }
 
 bool SameBound(const std::optional<double>& bound, const std::string& text) {
@@ -103,7 +92,7 @@ void Compare(const std::string& where, const ListedAttribute& entry, const Optio
                                listed, reported));
   };
   if (!SameDefault(option, entry.defaultValue)) {
-    say("default", entry.defaultValue, option.defaultValue);
+    say("default", entry.defaultValue, ShownDefault(option));
   }
   if (option.type == "bool") return;
   const auto text = [](const std::optional<double>& bound) {
@@ -115,18 +104,15 @@ void Compare(const std::string& where, const ListedAttribute& entry, const Optio
   if (option.unit.empty() && !SameBound(option.maximum, entry.maximum)) {
     say("max", entry.maximum, text(option.maximum));
   }
-  std::string words;
-  for (const OptionConstant& constant : option.constants) {
-    words += (words.empty() ? "" : ", ") + constant.name;
-  }
+  const std::string words = option.Words();
   if (!words.empty() && words != entry.values) say("values", entry.values, words);
 }
 
 void CompareAll(const std::string& where, const std::vector<ListedAttribute>& entries,
-                const Options& options, std::vector<std::string>* out) {
+                const OptionInfos& options, std::vector<std::string>* out) {
   for (const ListedAttribute& entry : entries) {
     if (WordIndex(entry.name, kOwnAttributes) >= 0) continue;
-    if (const OptionInfo* option = Find(options, entry.name)) {
+    if (const OptionInfo* option = FindOption(options, entry.name)) {
       Compare(where, entry, *option, out);
     } else {
       out->push_back(fmt::format("{} {}: FFmpeg has no such option", where, entry.name));
@@ -134,55 +120,28 @@ void CompareAll(const std::string& where, const std::vector<ListedAttribute>& en
   }
 }
 
-Options OptionsOfEncoder(const AVCodec& codec, int kindFlag) {
-  const int flags = kindFlag | AV_OPT_FLAG_ENCODING_PARAM;
-  const AvPtr<AVCodecContext> context(avcodec_alloc_context3(&codec));
-  Options out;
-  if (!context) return out;
-  if (codec.priv_class != nullptr) out = ListOptions(context->priv_data, flags);
-  const Options generic = ListOptions(context.get(), flags);
-  out.insert(out.end(), generic.begin(), generic.end());
-  return out;
-}
-
-Options OptionsOfMuxer(const char* name) {
-  const AVOutputFormat* muxer = av_guess_format(name, nullptr, nullptr);
-  AVFormatContext* raw = nullptr;
-  if (muxer == nullptr || avformat_alloc_output_context2(&raw, muxer, nullptr, nullptr) < 0) {
-    return {};
-  }
-  const AvPtr<AVFormatContext> context(raw);
-  Options out;
-  if (context->oformat->priv_class != nullptr) {
-    out = ListOptions(context->priv_data, AV_OPT_FLAG_ENCODING_PARAM);
-  }
-  const Options generic = ListOptions(context.get(), AV_OPT_FLAG_ENCODING_PARAM);
-  out.insert(out.end(), generic.begin(), generic.end());
-  return out;
-}
-
 }  // namespace
 
 std::vector<std::string> CompareWithFFmpeg(const CoXMLNode& list) {
   std::vector<std::string> out;
   for (const char* kind : {"video", "audio"}) {
-    const int flag =
-        std::string_view(kind) == "video" ? AV_OPT_FLAG_VIDEO_PARAM : AV_OPT_FLAG_AUDIO_PARAM;
     const XMLNodePtr codecs = list.FindChild(std::string(kind) + "_codecs");
     if (!codecs) continue;
     for (const XMLNodePtr& codec : codecs->Children()) {
       const std::string id = codec->Text("id");
       const AVCodec* encoder = id.empty() ? nullptr : FindEncoder(id);
       if (encoder == nullptr) continue;
-      CompareAll(id, AttributesOfFormat(*codec), OptionsOfEncoder(*encoder, flag), &out);
+      CompareAll(id, AttributesOfFormat(*codec), ListEncoderOptions(*encoder), &out);
     }
   }
   const XMLNodePtr formats = list.FindChild("formats");
   if (!formats) return out;
   for (const XMLNodePtr& format : formats->Children()) {
     const std::string id = format->Text("id");
-    const Options options = OptionsOfMuxer(id.c_str());
-    if (!options.empty()) CompareAll(id, AttributesOfFormat(*format), options, &out);
+    const AVOutputFormat* muxer = av_guess_format(id.c_str(), nullptr, nullptr);
+    if (muxer != nullptr) {
+      CompareAll(id, AttributesOfFormat(*format), ListMuxerOptions(*muxer), &out);
+    }
   }
   return out;
 }
