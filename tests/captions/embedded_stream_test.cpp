@@ -1,4 +1,4 @@
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <cmath>
 #include <map>
@@ -7,6 +7,7 @@
 #include "contracts/av_handles.h"
 #include "support/host_frames.h"
 #include "support/media_probe.h"
+#include "support/peer_process.h"
 #include "tree/node.h"
 #include "xvrecord/cea608_text.h"
 #include "xvrecord/host_items.h"
@@ -277,6 +278,41 @@ TEST(EmbeddedStream, BlocksOfAnySizeAndContentLeaveTheRecordingWhole) {
     EXPECT_EQ(count("embedded"), carries ? kFrames : 0) << codec;
     EXPECT_GE(count("lost"), carries ? 0 : kFrames) << codec;
   }
+}
+
+// Two pairs in a frame, as two pictures of fields bring them: the side file says each word.
+TEST(SideFile, FurtherPairsOfAFrameFollow) {
+  const TemporaryFolder folder;
+  const Feed feed{.width = 176, .height = 144, .rate = kNtsc, .channels = 0};
+  host::Writer writer;
+  ASSERT_EQ(writer.Start(folder / "a.mov", "video::codec=mpeg4"), S_OK);
+  Cea608Text text;
+  text.Say("FIRST ONE\nTWO ROWS");
+  std::vector<std::uint16_t> said;
+  for (int n = 0; n < 60; ++n) {
+    if (n == 20) text.Say("SECOND");
+    std::vector<std::uint8_t> constructs;
+    for (int field = 0; field < 2; ++field) {
+      const std::uint16_t pair = text.NextPair();
+      if (pair != Cea608Text::kNullPair) said.push_back(pair);
+      const auto one =
+          ConstructsForPair(pair, kNtsc);  // 40 of both, more than a frame has room for
+      constructs.insert(constructs.end(), one.begin(), one.end());
+    }
+    const auto items = std::make_shared<CaptionItems>(MakeCaptionItems(constructs, kNtsc, 0));
+    const auto frame = MakeFrame(feed, n);
+    ASSERT_EQ(host::AddExtra(frame, FourCC("C708"), items->c708.data(), items->c708.size(), items),
+              S_OK);
+    ASSERT_EQ(writer.Put(frame), S_OK);
+  }
+  ASSERT_EQ(writer.Stop(), S_OK);
+  EXPECT_EQ(writer.Get("quality::captions.written"), std::to_string(said.size()));
+  EXPECT_EQ(writer.Get("quality::captions.lost"), "0");
+  const ProgramResult read =
+      RunProgram({"ffmpeg", "-v", "error", "-f", "scc", "-i", folder / "a.scc", "-f", "srt", "-"});
+  EXPECT_THAT(read.out, testing::HasSubstr("FIRST ONE"));
+  EXPECT_THAT(read.out, testing::HasSubstr("TWO ROWS"));
+  EXPECT_THAT(read.out, testing::HasSubstr("SECOND"));
 }
 
 // FFmpeg's decoder gives out no captions of MPEG-4 part 2: the blocks are looked up in the packets.
