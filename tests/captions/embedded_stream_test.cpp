@@ -315,6 +315,29 @@ TEST(SideFile, FurtherPairsOfAFrameFollow) {
   EXPECT_THAT(read.out, testing::HasSubstr("SECOND"));
 }
 
+// As strict readers want it: behind the headers of the picture that it belongs to, ahead of slices.
+TEST(EmbeddedStream, BlocksStandWithinTheirPictureByDefault) {
+  const TemporaryFolder folder;
+  for (const bool b : {false, true}) {
+    const std::string path = folder / "a.mpg";
+    const Recorded recorded =
+        RecordCaptions({"mpg", "format=mpeg2video video::codec=mpeg2video" + BPictures(b)}, path);
+    std::string codes;  // P: picture, U: captions, s: first slice
+    const std::string bytes = folder.Read("a.mpg");
+    const std::string start("\0\0\1", 3);
+    std::size_t at = bytes.find(start);
+    for (; at < bytes.size() - 8; at = bytes.find(start, at + 3)) {
+      const auto code = static_cast<std::uint8_t>(bytes[at + 3]);
+      if (code == 0x00) codes += 'P';
+      if (code == 0x01) codes += 's';
+      if (code == 0xB2 && bytes.compare(at + 4, 4, "GA94") == 0) codes += 'U';
+    }
+    EXPECT_EQ(recorded.lost, 0);
+    ASSERT_EQ(codes.size(), 3 * recorded.pairs.size());
+    for (std::size_t i = 0; i < codes.size(); i += 3) EXPECT_EQ(codes.substr(i, 3), "PUs") << i;
+  }
+}
+
 // FFmpeg's decoder gives out no captions of MPEG-4 part 2: the blocks are looked up in the packets.
 TEST(EmbeddedStream, Mpeg4CarriesEachBlockWithItsPicture) {
   const TemporaryFolder folder;
