@@ -79,17 +79,10 @@ void StartPreparation(VideoPreparation& preparation, const StreamHolder& holder,
   preparation.sessionNode = attributes;
   preparation.clock = {};
   const AVCodecContext& codec = *holder.codec;
-  preparation.codec = {false,
-                       codec.time_base,
-                       codec.width,
-                       codec.height,
-                       holder.pixelFormat,
-                       codec.codec_id,
-                       holder.fullRange,
-                       codec.colorspace,
-                       codec.color_primaries,
-                       codec.color_trc,
-                       codec.color_range};
+  preparation.codec = {
+      false,           codec.time_base,  codec.width,      codec.height,     holder.pixelFormat,
+      codec.codec_id,  holder.fullRange, holder.rgbMatrix, codec.colorspace, codec.color_primaries,
+      codec.color_trc, codec.color_range};
 }
 
 void StartHostSide(HostSide& host, const Outputs& outputs, const Tracks& tracks,

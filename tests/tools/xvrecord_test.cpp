@@ -330,6 +330,19 @@ TEST(Xvrecord, CarriesOnWhatTheInputSaysAboutItself) {
               testing::AllOf(HasSubstr("title=Ours"), HasSubstr("color_transfer=smpte170m")));
   EXPECT_THAT(tags({"-a", "video::codec=png"}), HasSubstr("color_space=unknown"));
   EXPECT_THAT(tags({"--no-tags"}), testing::Not(HasSubstr("title")));
+  // Small pictures of BT.709 become RGB by that matrix.
+  const auto firstPixels = [](const std::string& file) {
+    return RunProgram({"ffmpeg", "-v", "error", "-i", file, "-frames:v", "1", "-vf",
+                       "scale=in_color_matrix=bt709,format=rgb24,scale=8:8:flags=area", "-f",
+                       "rawvideo", "-"})
+        .out;
+  };
+  ASSERT_EQ(RunProgram({kProgram, "-y", in, out, "-a", "video::codec=png"}).status, 0);
+  const std::string made = firstPixels(out), wanted = firstPixels(in);
+  ASSERT_EQ(made.size(), 192U);
+  for (std::size_t i = 0; i < made.size(); ++i) {
+    EXPECT_NEAR(static_cast<std::uint8_t>(made[i]), static_cast<std::uint8_t>(wanted[i]), 4) << i;
+  }
   ASSERT_EQ(RunProgram({kProgram, "-y", "-t", "0.2", kClip, out}).status, 0);
   EXPECT_THAT(TagsOf(out), testing::Not(HasSubstr("timecode")));
 }
