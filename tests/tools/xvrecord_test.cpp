@@ -347,6 +347,21 @@ TEST(Xvrecord, CarriesOnWhatTheInputSaysAboutItself) {
   EXPECT_THAT(TagsOf(out), testing::Not(HasSubstr("timecode")));
 }
 
+TEST(Xvrecord, TakesTheAspectThatTheContainerTells) {
+  TemporaryFolder folder;
+  const std::string in = folder / "in.mkv";
+  const std::string out = folder / "out.mov";
+  const std::string plain = folder / "plain.nut";
+  const auto run = [](const std::vector<std::string>& words) { return RunProgram(words).status; };
+  ASSERT_EQ(run({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=s=96x64:d=0.2", "-c:v",
+                 "ffv1", plain}),
+            0);
+  ASSERT_EQ(run({"ffmpeg", "-v", "error", "-i", plain, "-c", "copy", "-aspect", "16:9", in}), 0);
+  ASSERT_EQ(run({kProgram, in, out, "-a", "video::codec=libx264"}), 0);
+  EXPECT_THAT(RunProgram({"ffprobe", "-v", "error", "-show_streams", out}).out,
+              HasSubstr("display_aspect_ratio=16:9"));
+}
+
 TEST(Xvrecord, ValidatesWithoutWriting) {
   TemporaryFolder folder;
   const std::string out = folder / "out.mov";

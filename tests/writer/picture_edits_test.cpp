@@ -271,6 +271,26 @@ int RgbOf(int component, double y, double u, double v) {
   return static_cast<int>(std::lround(std::clamp(colour, 0.0, 255.0)));
 }
 
+// As ffmpeg's own program tells them: both fields in one picture, but for Motion JPEG.
+TEST(Tags, TellTheOrderOfWovenFields) {
+  for (const auto& [order, woven, apart] :
+       {std::tuple{eXvI_TopFirst, AV_FIELD_TB, AV_FIELD_TT},
+        {eXvI_BottomFirst, AV_FIELD_BT, AV_FIELD_BB},
+        {eXvI_Progressive, AV_FIELD_PROGRESSIVE, AV_FIELD_PROGRESSIVE}}) {
+    const Feed feed{.layout = kFccUYVY, .width = 96, .height = 64, .interlace = order};
+    const auto picture = DrawPicture(feed, [](int, int, int) { return 120; });
+    const auto told = [&](const char* file, const std::string& codec) {
+      return RecordPicture(file, "video::codec=" + codec, feed, picture).fieldOrder;
+    };
+    for (const char* file : {"a.mov", "a.mkv"}) {
+      for (const char* codec : {"ffv1", "prores"}) {
+        EXPECT_EQ(told(file, codec), woven) << file << ' ' << codec;
+      }
+      EXPECT_EQ(told(file, "mjpeg"), apart) << file;
+    }
+  }
+}
+
 struct MatrixCase {
   int height;
   const char* attributes;

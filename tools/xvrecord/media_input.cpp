@@ -251,6 +251,8 @@ class MediaInput final : public Input {
     pictures_.pop_front();
     SetOrigin(*picture);
     FillTime(*picture, out);
+    picture->sample_aspect_ratio =
+        av_guess_sample_aspect_ratio(&*input_, video_.stream, picture.get());
     packer_.Describe(*picture, &out->props.vid);
     out->props.vid.dblRate = rate_;
     out->video = packer_.Pack(*picture);
