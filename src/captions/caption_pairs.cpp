@@ -59,6 +59,16 @@ std::uint32_t ExtractPairs(std::span<const std::uint8_t> section) {
   return field1.value_or(0) | std::uint32_t{field2.value_or(0)} << 16;
 }
 
+std::vector<std::uint16_t> Field1Pairs(std::span<const std::uint8_t> section) {
+  std::vector<std::uint16_t> pairs;
+  if (section.size() < 2) return pairs;
+  for (section = section.subspan(2); section.size() >= 3; section = section.subspan(3)) {
+    const bool field1 = (section[0] & (kValid | kTypeMask)) == (kValid | kField1);
+    if (field1) pairs.push_back(PairOf(section));
+  }
+  return pairs;
+}
+
 bool IsNullPair(std::uint16_t pair) { return pair == 0 || pair == 0x8080; }
 
 bool CarriesCaptions(std::span<const std::uint8_t> constructs) {

@@ -86,9 +86,7 @@ int CaptionCapture::CaptureWith(const CaptureOptions& options, IXvFrame& frame,
 
 Status CaptionCapture::CaptureCaption(IXvFrame* frame, const XV_TIME* time) {
   if (frame == nullptr || !scc_) return E_INVALIDARG;
-  const std::uint16_t pair = FramePair(*frame);
-  if (pair == 0) return scc_->SkipFrame();
-  return scc_->AppendPair(pair, TimeOf(*frame, time), RateOf(*frame));
+  return scc_->PutFrame(FramePairs(*frame), TimeOf(*frame, time), RateOf(*frame));
 }
 
 void CaptionCapture::ResetCapture() {

@@ -21,9 +21,9 @@ namespace xv {
 
 using CaptionMap = std::map<std::int64_t, CaptionBlock>;
 
-// "embed_cc.placement": where an MPEG-2 or MPEG-4 block stands. kSequence is behind the sequence
-// header alone, which lenient decoders take; kPicture is ahead of the first slice, where the
-// standards want it. H.264 has one place.
+// "embed_cc.placement": where an MPEG-2 or MPEG-4 block stands. kPicture is ahead of the first
+// slice, where the standards want it; kSequence is behind the sequence header alone, which lenient
+// decoders take and others give to the next picture or lose. H.264 has one place.
 enum class CaptionPlacement { kSequence, kPicture };
 inline constexpr const char* kCaptionPlacements[] = {"sequence", "picture", nullptr};
 

@@ -64,10 +64,12 @@ FrameValue FrameValueOf(IXvFrame& frame, std::string_view name) {
   return text;
 }
 
-std::uint16_t FramePair(IXvFrame& frame) {
-  auto pair = static_cast<std::uint16_t>(ExtractPairs(SectionOf(frame)));
-  if (pair == 0) pair = WordOf(FrameItem(frame, kItemC608));
-  return IsNullPair(pair) ? std::uint16_t{0} : pair;
+std::vector<std::uint16_t> FramePairs(IXvFrame& frame) {
+  std::vector<std::uint16_t> pairs = Field1Pairs(SectionOf(frame));
+  pairs.erase(std::remove(pairs.begin(), pairs.end(), 0), pairs.end());
+  if (pairs.empty()) pairs.push_back(WordOf(FrameItem(frame, kItemC608)));
+  pairs.erase(std::remove_if(pairs.begin(), pairs.end(), IsNullPair), pairs.end());
+  return pairs;
 }
 
 std::span<const std::uint8_t> ConstructsOfA53(std::span<const std::uint8_t> block) {
@@ -83,7 +85,7 @@ std::span<const std::uint8_t> ConstructsOfA53(std::span<const std::uint8_t> bloc
 }
 
 bool FrameCarriesCaptions(IXvFrame& frame) {
-  if (FramePair(frame) != 0) return true;
+  if (!FramePairs(frame).empty()) return true;
   const std::span<const std::uint8_t> section = SectionOf(frame);
   if (!section.empty() && CarriesCaptions(section.subspan(2))) return true;
   return CarriesCaptions(ConstructsOfA53(FrameItem(frame, kItemGA94))) ||

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 #include <variant>
+#include <vector>
 
 #include "xvwriter/frames.h"
 
@@ -24,9 +25,9 @@ using FrameValue =
     std::variant<std::monostate, std::span<const std::uint8_t>, std::int64_t, std::string>;
 FrameValue FrameValueOf(IXvFrame& frame, std::string_view name);
 
-// The CEA-608 pair of field 1 that the frame brings, from "C708" or else from "C608"; 0 for none or
-// a null pair.
-std::uint16_t FramePair(IXvFrame& frame);
+// The CEA-608 pairs of field 1 that the frame brings, from "C708" or else the one of "C608"; null
+// pairs are left out.
+std::vector<std::uint16_t> FramePairs(IXvFrame& frame);
 
 // Whether any caption attachment of the frame holds something for a viewer.
 bool FrameCarriesCaptions(IXvFrame& frame);

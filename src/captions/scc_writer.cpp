@@ -35,8 +35,28 @@ std::string SCCWriter::Path() const {
   return path_;
 }
 
+Status SCCWriter::PutFrame(std::span<const std::uint16_t> pairs, const XV_TIME& time, double rate) {
+  const std::scoped_lock lock(lock_);
+  quiet_ = pairs.empty() ? quiet_ + 1 : 0;
+  for (const std::uint16_t pair : pairs) {
+    if (waiting_.size() < kMostWaiting) {
+      waiting_.push_back(pair);
+    } else if (stats_ != nullptr) {
+      ++stats_->lost;
+    }
+  }
+  if (waiting_.empty()) return SkipLocked();
+  const std::uint16_t pair = waiting_.front();
+  waiting_.pop_front();
+  return AppendLocked(pair, time, rate);
+}
+
 Status SCCWriter::AppendPair(std::uint16_t pair, const XV_TIME& time, double rate) {
   const std::scoped_lock lock(lock_);
+  return AppendLocked(pair, time, rate);
+}
+
+Status SCCWriter::AppendLocked(std::uint16_t pair, const XV_TIME& time, double rate) {
   if (line_.size() == 0) {
     lineTime_ = time;
     lineRate_ = rate;
@@ -50,6 +70,10 @@ Status SCCWriter::AppendPair(std::uint16_t pair, const XV_TIME& time, double rat
 
 Status SCCWriter::SkipFrame() {
   const std::scoped_lock lock(lock_);
+  return SkipLocked();
+}
+
+Status SCCWriter::SkipLocked() {
   if (skipped_++ < maxSkip_) return S_OK;
   skipped_ = 0;
   return line_.size() == 0 ? Status() : WriteLine();
@@ -97,8 +121,19 @@ void SCCWriter::DropLocked() {
   skipped_ = 0;
 }
 
+// To the line that they would have followed in later frames.
+void SCCWriter::AppendWaiting() {
+  for (; !waiting_.empty(); waiting_.pop_front()) {
+    (void)AppendLocked(waiting_.front(), lineTime_, lineRate_);
+  }
+}
+
 void SCCWriter::Close() {
   const std::scoped_lock lock(lock_);
+  const bool ended = quiet_ > maxSkip_;
+  AppendWaiting();
+  if (ended && line_.size() > 0) (void)WriteLine();
+  quiet_ = 0;
   DropLocked();
   (void)file_.Close();
   path_.clear();

@@ -4,6 +4,7 @@
 
 #include "base/text.h"
 #include "contracts/av_handles.h"
+#include "frames/colour_choice.h"
 #include "frames/converter_attributes.h"
 #include "hw/pseudo_codecs.h"
 
@@ -38,6 +39,7 @@ constexpr AttributeRow kVideo[] = {
     kGopTimecode,
     kScalingQuality,
     kScalingSiting,
+    kMatrix,
     kCrop,
     kRotate,
     kMirror,

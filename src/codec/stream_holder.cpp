@@ -3,10 +3,19 @@
 namespace xv {
 namespace {
 
+// Pictures hold both fields line by line. A container tells that apart from fields that stand one
+// behind the other, which only Motion JPEG has.
+AVFieldOrder WovenOrder(AVCodecID codec, AVFieldOrder order) {
+  if (codec == AV_CODEC_ID_MJPEG) return order;
+  if (order == AV_FIELD_TT) return AV_FIELD_TB;
+  return order == AV_FIELD_BB ? AV_FIELD_BT : order;
+}
+
 int FillOne(AVStream* stream, const AVCodecContext* codec) {
   const std::uint32_t tag = stream->codecpar->codec_tag;
   const int result = avcodec_parameters_from_context(stream->codecpar, codec);
   if (tag != 0) stream->codecpar->codec_tag = tag;
+  stream->codecpar->field_order = WovenOrder(codec->codec_id, codec->field_order);
   return result;
 }
 

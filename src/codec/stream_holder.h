@@ -11,6 +11,7 @@
 #include "captions/embed.h"
 #include "contracts/av_handles.h"
 #include "hw/pseudo_codecs.h"
+#include "kernels/colour_matrix.h"
 #include "tree/node.h"
 #include "xvwriter/media.h"
 
@@ -40,6 +41,7 @@ struct StreamHolder {
   bool synthetic = false;             // black pictures for a format that needs a video track
   int pixelFormat = AV_PIX_FMT_NONE;  // that frames are prepared in
   bool fullRange = false;
+  Matrix rgbMatrix = Matrix::kBt601;  // that YCbCr is made of RGB with
   std::int64_t lastPts = -1;
   CaptionMap ccMap;     // caption blocks by stamp
   int packetBytes = 0;  // every packet has as many, the encoder's or zeros behind; 0: as they come

@@ -13,6 +13,7 @@
 #include "codec/setup_stream.h"
 #include "codec/stream_attributes.h"
 #include "codec/video_geometry.h"
+#include "frames/colour_choice.h"
 #include "media/normalise.h"
 #include "media/pixel_layout.h"
 #include "media/validity.h"
@@ -37,6 +38,9 @@ struct VideoPlan {
   const AVCodec* codec = nullptr;
   CodecChoice choice;
   XV_VID_PROPS vid{};
+  XV_VID_PROPS input{};  // as the host gives pictures
+  MatrixRule matrixRule = MatrixRule::kAuto;
+  Matrix matrix = Matrix::kBt601;
   PixelFormatPick pick;
   VideoGeometry geometry;
   std::int64_t d10Rate = 0;  // 0: no D-10
@@ -51,19 +55,44 @@ AVFieldOrder FieldOrderOf(const XV_VID_PROPS& vid) {
   return order > 0 ? AV_FIELD_TT : AV_FIELD_BB;
 }
 
-// What our own matrix makes of RGB, and HDYC, is known: BT.601 as SMPTE 170M has it, and
-// BT.709. Both have one curve, for which QuickTime knows BT.709's name alone.
+struct ColourTags {
+  AVColorSpace matrix;
+  AVColorPrimaries primaries;
+};
+
+// Smaller rasters of BT.601 are tagged as SMPTE 170M, which has the same matrix.
+ColourTags TagsOf(Matrix matrix) {
+  switch (matrix) {
+    case Matrix::kBt709:
+      return {AVCOL_SPC_BT709, AVCOL_PRI_BT709};
+    case Matrix::kBt2020:
+      return {AVCOL_SPC_BT2020_NCL, AVCOL_PRI_BT2020};
+    case Matrix::kBt601:
+      break;
+  }
+  return {AVCOL_SPC_SMPTE170M, AVCOL_PRI_SMPTE170M};
+}
+
+// What the stream says of its colours: what our own matrix makes of RGB is known, HDYC is BT.709,
+// and so is high definition but by the classic rule. Of other pictures a rule tells the matrix
+// alone. All have one curve, for which QuickTime knows BT.709's name alone.
 void TagColours(const VideoPlan& plan, AVCodecContext& context) {
   const AVPixFmtDescriptor* desc = av_pix_fmt_desc_get(context.pix_fmt);
   const bool ycbcr = desc != nullptr && (desc->flags & AV_PIX_FMT_FLAG_RGB) == 0;
   if (plan.pick.fullRange) context.color_range = AVCOL_RANGE_JPEG;
   if (!ycbcr) return;
-  const bool hd = plan.vid.fccColor == kFccHDYC;
-  if (!hd && !IsRgb(plan.vid.fccColor)) return;
+  const bool classic = plan.matrixRule == MatrixRule::kClassic;
+  const bool made = IsRgb(plan.input.fccColor);
+  const bool known =
+      made || plan.input.fccColor == kFccHDYC || (!classic && IsHighDefinition(plan.input));
+  const bool ruled = !classic && plan.matrixRule != MatrixRule::kAuto;
+  if (!known && !ruled) return;
+  const ColourTags tags = TagsOf(plan.matrix);
+  context.colorspace = tags.matrix;
   if (!plan.pick.fullRange) context.color_range = AVCOL_RANGE_MPEG;
-  context.color_primaries = hd ? AVCOL_PRI_BT709 : AVCOL_PRI_SMPTE170M;
+  if (!made && ruled) return;
+  context.color_primaries = tags.primaries;
   context.color_trc = AVCOL_TRC_BT709;
-  context.colorspace = hd ? AVCOL_SPC_BT709 : AVCOL_SPC_SMPTE170M;
 }
 
 AvPtr<AVCodecContext> BuildContext(const VideoPlan& plan) {
@@ -200,6 +229,15 @@ XV_VID_PROPS AlignedProps(const VideoPlan& plan, const AVCodecContext& context) 
   return vid;
 }
 
+// Readers take the full range of JPEG pictures for BT.601.
+void ChooseColours(const XV_VID_PROPS& input, const XMLParse::CoXMLNode& node, VideoPlan& plan) {
+  plan.input = VideoPropsValid(input, true) ? input : plan.vid;
+  NormaliseVideoProps(&plan.input, true);
+  const bool jpeg = plan.pick.fullRange && IsRgb(plan.input.fccColor);
+  plan.matrixRule = jpeg ? MatrixRule::kBt601 : MatrixRuleOf(node);
+  plan.matrix = ChooseMatrix(plan.matrixRule, plan.input);
+}
+
 std::uint32_t TagFromText(const XMLParse::CoXMLNode& node) {
   std::string text = node.Get(kVTag);
   if (text.empty()) text = node.Get(kTag);
@@ -265,6 +303,7 @@ Status SetupVideoStream(StreamHolder& holder, AVFormatContext* oc, AVFormatConte
   const bool mode422 = holder.node->Get(kV422) || holder.node->Get(kUseVpp);
   plan.pick = PickFor(plan, mode422);
   if (plan.pick.format == AV_PIX_FMT_NONE) return E_FAIL;
+  ChooseColours(input, *holder.node, plan);
   plan.globalHeader = WantsHeadersApart(*oc, oc2);
   const int interlace = holder.node->Get(kInterlace);
   plan.interlacedCoding =
@@ -291,6 +330,7 @@ Status SetupVideoStream(StreamHolder& holder, AVFormatContext* oc, AVFormatConte
   holder.fullRange = plan.pick.fullRange;
   holder.linesAbove = plan.geometry.linesAbove;
   holder.linesBelow = plan.geometry.linesBelow;
+  holder.rgbMatrix = plan.matrix;
   return FinishVideoStreams(holder, oc, oc2);
 }
 

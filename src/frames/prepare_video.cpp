@@ -249,6 +249,16 @@ void ShowBlankLines(const CodecView& codec, AVFrame* picture) {
   picture->height += BlankLines(codec);
 }
 
+// Of the frame's own node, else of the stream's. RGB follows the stream, which is tagged.
+Matrix MatrixOfFrame(const VideoPreparation& preparation, IUnknown* frame,
+                     const XV_VID_PROPS& source) {
+  if (IsRgb(source.fccColor)) return preparation.codec.rgbMatrix;
+  const XMLNodePtr own = NodeOfFrame(frame);
+  if (own && own->Has(kMatrix)) return ChooseMatrix(own->Get(kMatrix), source);
+  const bool said = preparation.streamNode != nullptr;
+  return ChooseMatrix(said ? MatrixRuleOf(*preparation.streamNode) : kMatrix.Default(), source);
+}
+
 // The picture in the codec's format.
 Status MakePicture(VideoPreparation& preparation, const GeometryPlan& plan,
                    const WorkingFrame& source, IUnknown* original, AvPtr<AVFrame>* out) {
@@ -271,7 +281,8 @@ Status MakePicture(VideoPreparation& preparation, const GeometryPlan& plan,
   if (!picture) return E_OUTOFMEMORY;
   RETURN_IF_FAILED(BlankAround(codec, picture.get()));
   DescribePicture(source.vid(), picture.get());
-  CodecConvertOptions options{codec.fullRange, nullptr, codec.codecId != AV_CODEC_ID_PNG};
+  CodecConvertOptions options{codec.fullRange, nullptr, codec.codecId != AV_CODEC_ID_PNG,
+                              MatrixOfFrame(preparation, original, plan.source)};
   FrameContents maskContents;
   ImageView mask;
   Ref<IXvFrame> maskFrame = MaskOf(original);

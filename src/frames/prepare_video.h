@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "base/ref.h"
+#include "frames/colour_choice.h"
 #include "frames/frame_ffm.h"
 #include "frames/geometry_converter.h"
 #include "frames/owned_frame.h"
@@ -24,7 +25,8 @@ struct CodecView {
   int linesBelow = 0;
   int pixelFormat = AV_PIX_FMT_NONE;  // or kPixFmtV210
   AVCodecID codecId = AV_CODEC_ID_NONE;
-  bool fullRange = false;  // the encoder wants 0-255 YUV
+  bool fullRange = false;             // the encoder wants 0-255 YUV
+  Matrix rgbMatrix = Matrix::kBt601;  // that YCbCr is made of RGB with
   // As the stream is tagged; some encoders write what a picture says.
   AVColorSpace matrix = AVCOL_SPC_UNSPECIFIED;
   AVColorPrimaries primaries = AVCOL_PRI_UNSPECIFIED;

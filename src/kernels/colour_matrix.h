@@ -74,6 +74,24 @@ constexpr YuvToRgb MakeYuvToRgb(double kr, double kb, bool full) {
   return m;
 }
 
+// Which luma weights a picture's YCbCr has.
+enum class Matrix { kBt601, kBt709, kBt2020 };
+
+struct LumaWeights {
+  double red;
+  double blue;
+};
+inline constexpr LumaWeights kLumaWeights[] = {{0.299, 0.114}, {0.2126, 0.0722}, {0.2627, 0.0593}};
+
+constexpr RgbToYuv MatrixFromRgb(Matrix matrix, bool full) {
+  const LumaWeights& weights = kLumaWeights[static_cast<int>(matrix)];
+  return MakeRgbToYuv(weights.red, weights.blue, full);
+}
+constexpr YuvToRgb MatrixToRgb(Matrix matrix) {
+  const LumaWeights& weights = kLumaWeights[static_cast<int>(matrix)];
+  return MakeYuvToRgb(weights.red, weights.blue, false);
+}
+
 inline constexpr RgbToYuv kRgbToBt601 = MakeRgbToYuv(0.299, 0.114, false);
 inline constexpr RgbToYuv kRgbToBt601Full = MakeRgbToYuv(0.299, 0.114, true);
 inline constexpr YuvToRgb kBt601ToRgb = MakeYuvToRgb(0.299, 0.114, false);

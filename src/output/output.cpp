@@ -16,6 +16,19 @@ bool OpensOwnFiles(const AVOutputFormat& format) {
   return av_match_name(format.name, kNames) != 0;
 }
 
+namespace {
+
+// How far sound and pictures stand ahead of the clock in a transport stream, in microseconds: what
+// a decoder has to fill its buffer. FFmpeg's own 0 lets half of the packets arrive late.
+constexpr int kDecoderDelay = 700'000;
+
+bool HasClock(const AVOutputFormat& format) {
+  constexpr const char* kNames = "mpegts,hls,segment,stream_segment,ssegment,rtp_mpegts";
+  return av_match_name(format.name, kNames) != 0;
+}
+
+}  // namespace
+
 Status Output::Allocate(const std::string& target, const std::string& formatName) {
   AVFormatContext* made = nullptr;
   const FFmpegWords said;
@@ -28,6 +41,7 @@ Status Output::Allocate(const std::string& target, const std::string& formatName
   if (made->oformat == nullptr) return E_UNEXPECTED;
   interrupt.Attach(*made);
   format = made->oformat;
+  if (HasClock(*format)) made->max_delay = kDecoderDelay;
   return S_OK;
 }
 

@@ -50,7 +50,8 @@ struct Output {
   // What to tell a person of the last failure: the path and FFmpeg's own words, where it had some.
   std::string Explanation();
 
-  // Makes the context for a file or URL; "" for `formatName` leaves the choice to the name.
+  // Makes the context for a file or URL; "" for `formatName` leaves the choice to the name. A
+  // transport stream gets the delay of a decoder's buffer ("max_delay" as an option of the muxer).
   //   E_FAIL        no muxer fits.
   //   E_UNEXPECTED  the context has no format.
   Status Allocate(const std::string& target, const std::string& formatName);

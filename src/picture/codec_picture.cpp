@@ -93,8 +93,8 @@ std::uint32_t LibraryLayout(std::uint32_t tag) {
 
 }  // namespace
 
-Status PictureConverter::Scale(const AVFrame& source, AVFrame* target, bool bt709, bool fullRange,
-                               bool fields) {
+Status PictureConverter::Scale(const AVFrame& source, AVFrame* target,
+                               const CodecConvertOptions& options, bool fields) {
   const int divisor = fields ? 2 : 1;
   SwsContext* context = sws_getCachedContext(
       sws_.release(), source.width, source.height / divisor,
@@ -102,9 +102,11 @@ Status PictureConverter::Scale(const AVFrame& source, AVFrame* target, bool bt70
       static_cast<AVPixelFormat>(target->format), SWS_BILINEAR, nullptr, nullptr, nullptr);
   sws_.reset(context);
   if (context == nullptr) return XV_E_NO_PIXEL_FORMAT;
-  const int* matrix = sws_getCoefficients(bt709 ? SWS_CS_ITU709 : SWS_CS_ITU601);
+  constexpr int kMatrices[] = {SWS_CS_ITU601, SWS_CS_ITU709, SWS_CS_BT2020};
+  const int* matrix = sws_getCoefficients(kMatrices[static_cast<int>(options.matrix)]);
   sws_setColorspaceDetails(context, matrix, IsYuv(source.format) ? 0 : 1, matrix,
-                           fullRange || !IsYuv(target->format) ? 1 : 0, 0, 1 << 16, 1 << 16);
+                           options.fullRange || !IsYuv(target->format) ? 1 : 0, 0, 1 << 16,
+                           1 << 16);
   for (int parity = 0; parity < divisor; ++parity) {
     const FieldPlanes from = FieldOf(source, parity);
     const FieldPlanes to = FieldOf(*target, parity);
@@ -120,7 +122,7 @@ Status PictureConverter::Scale(const AVFrame& source, AVFrame* target, bool bt70
 }
 
 Status PictureConverter::ThroughLibrary(const PictureView& source, AVFrame* target,
-                                        bool fullRange) {
+                                        const CodecConvertOptions& options) {
   // The library reads past the end of rows: it works on a copy with room behind it.
   XV_VID_PROPS vid = source.vid;
   vid.fccColor = LibraryLayout(vid.fccColor);
@@ -140,7 +142,7 @@ Status PictureConverter::ThroughLibrary(const PictureView& source, AVFrame* targ
   // Fields keep apart where chroma lines are halved.
   const bool fields = desc != nullptr && desc->log2_chroma_h > 0 && picture.interlaced_frame != 0 &&
                       target->interlaced_frame != 0 && picture.height % 4 == 0;
-  return Scale(picture, target, source.vid.fccColor == kFccHDYC, fullRange, fields);
+  return Scale(picture, target, options, fields);
 }
 
 Status PictureConverter::ThroughWideRows(const ImageView& source, AVFrame* target,
@@ -169,10 +171,12 @@ Status PictureConverter::ThroughWideRows(const ImageView& source, AVFrame* targe
 
 Status PictureConverter::Convert(const PictureView& source, AVFrame* target,
                                  const CodecConvertOptions& options) {
-  const Status own = ConvertToCodecFormat(MakeImageView(source.vid, source.data), target, options);
+  ImageView view = MakeImageView(source.vid, source.data);
+  view.matrix = options.matrix;
+  const Status own = ConvertToCodecFormat(view, target, options);
   if (!own.NothingDone()) return own;
-  const Status wide = ThroughWideRows(MakeImageView(source.vid, source.data), target, options);
-  return wide.NothingDone() ? ThroughLibrary(source, target, options.fullRange) : wide;
+  const Status wide = ThroughWideRows(view, target, options);
+  return wide.NothingDone() ? ThroughLibrary(source, target, options) : wide;
 }
 
 }  // namespace xv

@@ -33,8 +33,10 @@ class PictureConverter {
   // S_FALSE where these do not know the pair.
   Status ThroughWideRows(const ImageView& source, AVFrame* target,
                          const CodecConvertOptions& options);
-  Status ThroughLibrary(const PictureView& source, AVFrame* target, bool fullRange);
-  Status Scale(const AVFrame& source, AVFrame* target, bool bt709, bool fullRange, bool fields);
+  Status ThroughLibrary(const PictureView& source, AVFrame* target,
+                        const CodecConvertOptions& options);
+  Status Scale(const AVFrame& source, AVFrame* target, const CodecConvertOptions& options,
+               bool fields);
 
   AvPtr<SwsContext> sws_;
   WideScaler wide_;

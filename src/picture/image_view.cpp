@@ -86,6 +86,7 @@ ImageView MakeImageView(const XV_VID_PROPS& vid, const std::uint8_t* data) {
   view.rate = vid.dblRate;
   view.scaleMode = vid.eAspectFit;
   view.format = vid.eVideoFormat;
+  if (vid.fccColor == kFccHDYC) view.matrix = Matrix::kBt709;
   return view;
 }
 

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "kernels/colour_matrix.h"
 #include "xvwriter/media.h"
 
 namespace xv {
@@ -30,7 +31,9 @@ struct ImageView {
   std::int16_t aspectY = 0;
   double rate = 0;
   std::uint32_t scaleMode = eXvAF_Default;  // eXvAspectFit
-  std::int32_t format = 0;                  // low byte: eXvVideoFormat; stereo layout above
+  // Of YCbCr; of RGB the one that YCbCr is made of it with.
+  Matrix matrix = Matrix::kBt601;
+  std::int32_t format = 0;  // low byte: eXvVideoFormat; stereo layout above
 
   // +1 top field first, -1 bottom field first, 0 progressive.
   int Order() const {

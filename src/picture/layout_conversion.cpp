@@ -34,6 +34,7 @@ Status Through(std::uint32_t tag, const ImageView& source, const ImageView& targ
   between.tag = tag;
   between.width = source.width;
   between.height = 1;
+  between.matrix = source.matrix;
   between.data[0] = RowScratch(7, static_cast<std::size_t>(source.width + 8) * 4);
   for (int y = 0; y < source.height; ++y) {
     first(WholePairs(OneRow(source, y)), between);
@@ -57,10 +58,13 @@ Status FromRgb(const ImageView& source, const ImageView& target) {
     return Done(RgbToRgb, same, target, kOpaque, false);
   }
   if (FindPackedOrder(target.tag)) {
-    return Done(RgbToPacked, source, target, target.tag == kFccHDYC ? kRgbToHdyc : kRgbToBt601);
+    const bool hdyc = target.tag == kFccHDYC;
+    return Done(RgbToPacked, source, target,
+                hdyc ? kRgbToHdyc : MatrixFromRgb(source.matrix, false));
   }
   if (IsPlanar420(target.tag) || target.tag == kFccNV12) {
-    return Done(RgbToPlanar, source, PlanesOf(target), FieldForm::kFrame, kRgbToBt601);
+    return Done(RgbToPlanar, source, PlanesOf(target), FieldForm::kFrame,
+                MatrixFromRgb(source.matrix, false));
   }
   if (source.tag == kFccR210 && target.tag == kFccR210) {
     return Done(CopyPicture, source, target);
@@ -77,7 +81,8 @@ Status FromPacked(const ImageView& source, const ImageView& target) {
     return Done(ReorderPacked, source, target);
   }
   if (IsRgb32(target.tag) || target.tag == kFccRGB24) {
-    return Done(source.tag == kFccHDYC ? HdycToRgb : PackedToRgb, source, target, kOpaque);
+    const bool hdyc = source.tag == kFccHDYC && source.matrix == Matrix::kBt709;
+    return Done(hdyc ? HdycToRgb : PackedToRgb, source, target, kOpaque);
   }
   if (IsPlanar420(target.tag) || target.tag == kFccNV12) {
     return Done(PackedToPlanar, source, PlanesOf(target), FieldForm::kFrame, false);

@@ -8,9 +8,9 @@
 
 namespace xv {
 
-// Converts a picture to the layout of `target`, which has the same size. HDYC is BT.709 against
-// RGB, every other YCbCr layout BT.601; all are video range. RGB32 to ARGB32 copies the fourth
-// byte; what comes from other layouts is opaque.
+// Converts a picture to the layout of `target`, which has the same size. Against
+// RGB the source's matrix counts, HDYC's is made with a formula of integers; all are video range.
+// RGB32 to ARGB32 copies the fourth byte; what comes from other layouts is opaque.
 //   E_NOTIMPL  the pair of layouts has no conversion; the target is as it was.
 Status ConvertPixels(const ImageView& source, const ImageView& target);
 

@@ -115,6 +115,7 @@ void PackedToRgb(const ImageView& source, const ImageView& target, int alpha) {
   const auto convert = Colour().fromPacked[order.lumaFirst ? 1 : 0];
   constexpr std::uint8_t kExchangeUv[4] = {0, 3, 2, 1};
   const std::size_t groups = Bytes((source.width + 1) / 2);
+  const YuvToRgb matrix = MatrixToRgb(source.matrix);
   std::uint8_t* exchanged = order.vFirst ? RowScratch(5, 4 * groups) : nullptr;
   MakeRgbRows(target, source, [&](int y, std::uint8_t* bgra, Stores stores) {
     const std::uint8_t* row = Row(source, y);
@@ -122,7 +123,7 @@ void PackedToRgb(const ImageView& source, const ImageView& target, int alpha) {
       Packed().swizzle4(row, exchanged, groups, kExchangeUv, Stores::kCached);
       row = exchanged;
     }
-    convert(row, bgra, source.width, alpha, kBt601ToRgb, stores);
+    convert(row, bgra, source.width, alpha, matrix, stores);
   });
 }
 
@@ -133,10 +134,11 @@ void HdycToRgb(const ImageView& source, const ImageView& target, int alpha) {
 }
 
 void Planar420ToRgb(const ImageView& source, const ImageView& target, int alpha) {
+  const YuvToRgb matrix = MatrixToRgb(source.matrix);
   MakeRgbRows(target, source, [&](int y, std::uint8_t* bgra, Stores stores) {
     const int chroma = ChromaRow(source, y);
     Colour().fromPlanar(Row(source, y), Row(source, chroma, 1), Row(source, chroma, 2), bgra,
-                        source.width, alpha, kBt601ToRgb, stores);
+                        source.width, alpha, matrix, stores);
   });
 }
 

@@ -14,7 +14,8 @@ void RgbToPlanar(const ImageView& source, const PlanarView& target, FieldForm fo
                  const RgbToYuv& matrix);
 void RgbToPacked(const ImageView& source, const ImageView& target, const RgbToYuv& matrix);
 
-// RGB targets are RGB24, RGB32 or ARGB32.
+// By the source's matrix, that of HDYC by its own integer formula. RGB targets are RGB24, RGB32 or
+// ARGB32.
 void PackedToRgb(const ImageView& source, const ImageView& target, int alpha);
 void HdycToRgb(const ImageView& source, const ImageView& target, int alpha);
 void Planar420ToRgb(const ImageView& source, const ImageView& target, int alpha);

@@ -46,7 +46,7 @@ Status ToPlanar(const ImageView& source, const AVFrame& target, PlanarView::Kind
   const PlanarView planes = Planes(target, kind);
   const FieldForm form = source.Interlaced() ? FieldForm::kInterlaced : FieldForm::kFrame;
   if (IsRgbSource(source.tag)) {
-    RgbToPlanar(source, planes, form, fullRange ? kRgbToBt601Full : kRgbToBt601);
+    RgbToPlanar(source, planes, form, MatrixFromRgb(source.matrix, fullRange));
     return S_OK;
   }
   if (FindPackedOrder(source.tag)) {

@@ -10,6 +10,7 @@ struct CodecConvertOptions {
   bool fullRange = false;           // the target's YCbCr is 0-255
   const ImageView* mask = nullptr;  // RGB8: alpha of 32-bit targets
   bool premultiply = true;          // colours by the mask's alpha
+  Matrix matrix = Matrix::kBt601;   // of the source, see ImageView
 };
 
 // Fills a picture of the source's size in the encoder's pixel format by our own kernels.

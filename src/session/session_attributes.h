@@ -98,8 +98,8 @@ inline constexpr Attribute<bool> kDropFrames{
 inline constexpr Attribute<bool> kEmbedCc{
     "embed_cc", kSessionNode, false, {}, "Puts captions into the video stream."};
 inline constexpr Attribute<CaptionPlacement> kEmbedPlacement{
-    "embed_cc.placement", kSessionNode, CaptionPlacement::kSequence, OneOf(kCaptionPlacements),
-    "Where MPEG-2 captions stand."};
+    "embed_cc.placement", kSessionNode, CaptionPlacement::kPicture, OneOf(kCaptionPlacements),
+    "Where MPEG-2 and MPEG-4 captions stand."};
 inline constexpr Attribute<FilePath> kWavPath{
     "wav_path", kSessionNode, {}, {}, "Side WAV file with the sound as it came."};
 inline constexpr Attribute<FilePath> kRawVideo{

@@ -16,7 +16,7 @@ struct StageOptions {
   bool ignorePts = false;           // "ignore_pts"
   std::int64_t soundTolerance = 0;  // 100 ns, "audio.tolerance"
   bool embedCaptions = false;       // "embed_cc"
-  CaptionPlacement captionPlacement = CaptionPlacement::kSequence;
+  CaptionPlacement captionPlacement = CaptionPlacement::kPicture;
   bool savePackets = false;                // "save_packets"
   std::int64_t leastDiskSpace = 0;         // bytes, "diskspace.min"
   std::string rawVideoPath;                // "" for none

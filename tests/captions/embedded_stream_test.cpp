@@ -1,4 +1,4 @@
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <cmath>
 #include <map>
@@ -7,6 +7,7 @@
 #include "contracts/av_handles.h"
 #include "support/host_frames.h"
 #include "support/media_probe.h"
+#include "support/peer_process.h"
 #include "tree/node.h"
 #include "xvrecord/cea608_text.h"
 #include "xvrecord/host_items.h"
@@ -276,6 +277,64 @@ TEST(EmbeddedStream, BlocksOfAnySizeAndContentLeaveTheRecordingWhole) {
     const bool carries = std::string(codec) != "mjpeg";
     EXPECT_EQ(count("embedded"), carries ? kFrames : 0) << codec;
     EXPECT_GE(count("lost"), carries ? 0 : kFrames) << codec;
+  }
+}
+
+// Two pairs in a frame, as two pictures of fields bring them: the side file says each word.
+TEST(SideFile, FurtherPairsOfAFrameFollow) {
+  const TemporaryFolder folder;
+  const Feed feed{.width = 176, .height = 144, .rate = kNtsc, .channels = 0};
+  host::Writer writer;
+  ASSERT_EQ(writer.Start(folder / "a.mov", "video::codec=mpeg4"), S_OK);
+  Cea608Text text;
+  text.Say("FIRST ONE\nTWO ROWS");
+  std::vector<std::uint16_t> said;
+  for (int n = 0; n < 60; ++n) {
+    if (n == 20) text.Say("SECOND");
+    std::vector<std::uint8_t> constructs;
+    for (int field = 0; field < 2; ++field) {
+      const std::uint16_t pair = text.NextPair();
+      if (pair != Cea608Text::kNullPair) said.push_back(pair);
+      const auto one =
+          ConstructsForPair(pair, kNtsc);  // 40 of both, more than a frame has room for
+      constructs.insert(constructs.end(), one.begin(), one.end());
+    }
+    const auto items = std::make_shared<CaptionItems>(MakeCaptionItems(constructs, kNtsc, 0));
+    const auto frame = MakeFrame(feed, n);
+    ASSERT_EQ(host::AddExtra(frame, FourCC("C708"), items->c708.data(), items->c708.size(), items),
+              S_OK);
+    ASSERT_EQ(writer.Put(frame), S_OK);
+  }
+  ASSERT_EQ(writer.Stop(), S_OK);
+  EXPECT_EQ(writer.Get("quality::captions.written"), std::to_string(said.size()));
+  EXPECT_EQ(writer.Get("quality::captions.lost"), "0");
+  const ProgramResult read =
+      RunProgram({"ffmpeg", "-v", "error", "-f", "scc", "-i", folder / "a.scc", "-f", "srt", "-"});
+  EXPECT_THAT(read.out, testing::HasSubstr("FIRST ONE"));
+  EXPECT_THAT(read.out, testing::HasSubstr("TWO ROWS"));
+  EXPECT_THAT(read.out, testing::HasSubstr("SECOND"));
+}
+
+// As strict readers want it: behind the headers of the picture that it belongs to, ahead of slices.
+TEST(EmbeddedStream, BlocksStandWithinTheirPictureByDefault) {
+  const TemporaryFolder folder;
+  for (const bool b : {false, true}) {
+    const std::string path = folder / "a.mpg";
+    const Recorded recorded =
+        RecordCaptions({"mpg", "format=mpeg2video video::codec=mpeg2video" + BPictures(b)}, path);
+    std::string codes;  // P: picture, U: captions, s: first slice
+    const std::string bytes = folder.Read("a.mpg");
+    const std::string start("\0\0\1", 3);
+    std::size_t at = bytes.find(start);
+    for (; at < bytes.size() - 8; at = bytes.find(start, at + 3)) {
+      const auto code = static_cast<std::uint8_t>(bytes[at + 3]);
+      if (code == 0x00) codes += 'P';
+      if (code == 0x01) codes += 's';
+      if (code == 0xB2 && bytes.compare(at + 4, 4, "GA94") == 0) codes += 'U';
+    }
+    EXPECT_EQ(recorded.lost, 0);
+    ASSERT_EQ(codes.size(), 3 * recorded.pairs.size());
+    for (std::size_t i = 0; i < codes.size(); i += 3) EXPECT_EQ(codes.substr(i, 3), "PUs") << i;
   }
 }
 

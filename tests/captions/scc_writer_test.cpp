@@ -64,6 +64,32 @@ TEST(SccWriter, LineEndsAfterTheFramesThatMayBeSkipped) {
   EXPECT_EQ(stats.lost, 1);
 }
 
+// One pair a frame; what the stop finds waiting behind a line that has ended is written.
+TEST(SccWriter, FurtherPairsWaitForTheFramesBehind) {
+  const TemporaryFolder folder;
+  CaptionCounters stats;
+  SCCWriter writer(&stats);
+  writer.SetPath(folder.Path("a.scc"), 0);
+  const std::uint16_t pairs[] = {0x2094, 0x2194, 0x2294};
+  const auto put = [&](std::size_t count, int start) {
+    EXPECT_EQ(writer.PutFrame({pairs, count}, At(start * 400'000), 25), S_OK);
+  };
+  put(3, 0);
+  put(0, 1);
+  put(1, 2);  // comes as the second line's first: the frames until then have pairs
+  for (int n = 3; n < 6; ++n) put(0, n);
+  EXPECT_EQ(folder.Read("a.scc"), "Scenarist_SCC V1.0\r\n\r\n00:00:00:00\t9420 9421 9422 9420\r\n");
+  put(3, 10);
+  put(0, 11);
+  writer.Close();
+  EXPECT_EQ(stats.written, 7);
+  writer.SetPath(folder.Path("b.scc"), 0);
+  for (int n = 0; n < 300; ++n) put(3, n);
+  EXPECT_EQ(stats.lost, 301);
+  writer.Close();
+  EXPECT_EQ(stats.lost, 900);
+}
+
 TEST(SccWriter, LineStaysUntilThereIsAFile) {
   const TemporaryFolder folder;
   SCCWriter writer;

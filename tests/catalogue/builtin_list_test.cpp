@@ -130,8 +130,9 @@ TEST_F(BuiltinListTest, AgreesWithThisFFmpeg) {
       {"ac3_fixed", "profile"},
       {"eac3", "profile"},
       {"flac", "predm"},
-      {"mpegts", "resend_headers"},
-      {"hls", "hls_wrap flags use_localtime use_localtime_mkdir pl_type method hls_time"}};
+      {"mpegts", "resend_headers max_delay"},
+      {"hls",
+       "hls_wrap flags use_localtime use_localtime_mkdir pl_type method hls_time max_delay"}};
   for (const std::string& line : CompareWithFFmpeg(*list_)) {
     const std::size_t blank = line.find(' ');
     const std::string option = line.substr(blank + 1, line.find(':') - blank - 1);

@@ -333,8 +333,36 @@ TEST(Xvrecord, CarriesOnWhatTheInputSaysAboutItself) {
               testing::AllOf(HasSubstr("title=Ours"), HasSubstr("color_transfer=smpte170m")));
   EXPECT_THAT(tags({"-a", "video::codec=png"}), HasSubstr("color_space=unknown"));
   EXPECT_THAT(tags({"--no-tags"}), testing::Not(HasSubstr("title")));
+  // Small pictures of BT.709 become RGB by that matrix.
+  const auto firstPixels = [](const std::string& file) {
+    return RunProgram({"ffmpeg", "-v", "error", "-i", file, "-frames:v", "1", "-vf",
+                       "scale=in_color_matrix=bt709,format=rgb24,scale=8:8:flags=area", "-f",
+                       "rawvideo", "-"})
+        .out;
+  };
+  ASSERT_EQ(RunProgram({kProgram, "-y", in, out, "-a", "video::codec=png"}).status, 0);
+  const std::string made = firstPixels(out), wanted = firstPixels(in);
+  ASSERT_EQ(made.size(), 192U);
+  for (std::size_t i = 0; i < made.size(); ++i) {
+    EXPECT_NEAR(static_cast<std::uint8_t>(made[i]), static_cast<std::uint8_t>(wanted[i]), 4) << i;
+  }
   ASSERT_EQ(RunProgram({kProgram, "-y", "-t", "0.2", kClip, out}).status, 0);
   EXPECT_THAT(TagsOf(out), testing::Not(HasSubstr("timecode")));
+}
+
+TEST(Xvrecord, TakesTheAspectThatTheContainerTells) {
+  TemporaryFolder folder;
+  const std::string in = folder / "in.mkv";
+  const std::string out = folder / "out.mov";
+  const std::string plain = folder / "plain.nut";
+  const auto run = [](const std::vector<std::string>& words) { return RunProgram(words).status; };
+  ASSERT_EQ(run({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=s=96x64:d=0.2", "-c:v",
+                 "ffv1", plain}),
+            0);
+  ASSERT_EQ(run({"ffmpeg", "-v", "error", "-i", plain, "-c", "copy", "-aspect", "16:9", in}), 0);
+  ASSERT_EQ(run({kProgram, in, out, "-a", "video::codec=libx264"}), 0);
+  EXPECT_THAT(RunProgram({"ffprobe", "-v", "error", "-show_streams", out}).out,
+              HasSubstr("display_aspect_ratio=16:9"));
 }
 
 TEST(Xvrecord, ValidatesWithoutWriting) {

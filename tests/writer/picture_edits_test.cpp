@@ -271,6 +271,83 @@ int RgbOf(int component, double y, double u, double v) {
   return static_cast<int>(std::lround(std::clamp(colour, 0.0, 255.0)));
 }
 
+// As ffmpeg's own program tells them: both fields in one picture, but for Motion JPEG.
+TEST(Tags, TellTheOrderOfWovenFields) {
+  for (const auto& [order, woven, apart] :
+       {std::tuple{eXvI_TopFirst, AV_FIELD_TB, AV_FIELD_TT},
+        {eXvI_BottomFirst, AV_FIELD_BT, AV_FIELD_BB},
+        {eXvI_Progressive, AV_FIELD_PROGRESSIVE, AV_FIELD_PROGRESSIVE}}) {
+    const Feed feed{.layout = kFccUYVY, .width = 96, .height = 64, .interlace = order};
+    const auto picture = DrawPicture(feed, [](int, int, int) { return 120; });
+    const auto told = [&](const char* file, const std::string& codec) {
+      return RecordPicture(file, "video::codec=" + codec, feed, picture).fieldOrder;
+    };
+    for (const char* file : {"a.mov", "a.mkv"}) {
+      for (const char* codec : {"ffv1", "prores"}) {
+        EXPECT_EQ(told(file, codec), woven) << file << ' ' << codec;
+      }
+      EXPECT_EQ(told(file, "mjpeg"), apart) << file;
+    }
+  }
+}
+
+struct MatrixCase {
+  int height;
+  const char* attributes;
+  double red, blue;  // the weights that count
+  const char* tags;  // of the same pictures as H.264
+};
+
+constexpr MatrixCase kMatrixCases[] = {
+    {64, "", 0.299, 0.114, "unknown/unknown/unknown/unknown"},
+    {608, "", 0.299, 0.114, "unknown/unknown/unknown/unknown"},
+    {720, "", 0.2126, 0.0722, "bt709/bt709/bt709/tv"},
+    {720, " video::matrix=classic", 0.299, 0.114, "unknown/unknown/unknown/unknown"},
+    {720, " video::matrix=bt601", 0.299, 0.114, "smpte170m/unknown/unknown/tv"},
+    {64, " video::matrix=bt709", 0.2126, 0.0722, "bt709/unknown/unknown/tv"},
+    {64, " video::colorspace=bt2020nc", 0.2627, 0.0593, "bt2020nc/unknown/unknown/tv"},
+};
+
+// What an encoder of RGB gets, by weights in double precision, and what others say of themselves.
+TEST(Matrix, OfAPictureIsKeptAndTold) {
+  constexpr double kCodes[] = {90, 110, 180};
+  for (const MatrixCase& c : kMatrixCases) {
+    const double luma = (kCodes[0] - 16) / 219, u = (kCodes[1] - 128) / 112,
+                 v = (kCodes[2] - 128) / 112;
+    const double red = luma + v * (1 - c.red), blue = luma + u * (1 - c.blue);
+    const double green = (luma - c.red * red - c.blue * blue) / (1 - c.red - c.blue);
+    const double expected[] = {red * 255, green * 255, blue * 255};
+    for (const std::uint32_t layout : {kFccUYVY, kFccYVYU, kFccI420, kFccNV12, kFccV210}) {
+      const Feed feed{.layout = layout, .width = 48, .height = c.height};
+      const auto picture = DrawPicture(feed, [&](int component, int, int) {
+        return static_cast<int>(kCodes[component]) * (layout == kFccV210 ? 4 : 1);
+      });
+      const std::string attributes = std::string(c.attributes) + " video::codec=";
+      const ProbedStream rgb = RecordPicture("a.mov", attributes + "png", feed, picture);
+      for (std::size_t i = 0; i < 3; ++i) {
+        EXPECT_NEAR(rgb.first.at(i).At(20, 30), expected[i], 1.1)
+            << attributes << layout << c.height;
+      }
+      EXPECT_EQ(RecordPicture("a.mp4", attributes + "libx264", feed, picture).tags, c.tags)
+          << attributes << layout << c.height;
+    }
+  }
+}
+
+TEST(Matrix, MakesYcbcrOfRgb) {
+  for (const auto& [height, attributes, luma, tags] :
+       {std::tuple{-64, "", 81.5, "smpte170m/smpte170m/bt709/tv"},
+        {-720, "", 62.6, "bt709/bt709/bt709/tv"},
+        {-720, " video::matrix=classic", 81.5, "smpte170m/smpte170m/bt709/tv"}}) {
+    const Feed feed{.layout = kFccRGB32, .width = 48, .height = height};
+    const auto picture = DrawPicture(feed, [](int c, int, int) { return c == 0 ? 255 : 0; });
+    const ProbedStream made = RecordPicture(
+        "a.mp4", std::string("video::codec=libx264 video::qp=0") + attributes, feed, picture);
+    EXPECT_NEAR(made.first.at(0).At(20, 30), luma, 0.6) << height << attributes;
+    EXPECT_EQ(made.tags, tags);
+  }
+}
+
 TEST(Rgb, PlanarPicturesAreExactAndAlphaIsOpaqueWithoutOne) {
   const auto sample = [](int c, int x, int y) {
     return c == 0 ? 30 + (x * 7 + y * 13) % 190 : 60 + (x * 11 + y * 17 + c * 29) % 140;

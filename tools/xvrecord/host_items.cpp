@@ -29,6 +29,19 @@ void Append(Bytes* out, std::initializer_list<int> bytes) {
   for (const int byte : bytes) out->push_back(static_cast<std::uint8_t>(byte));
 }
 
+// What a block has room for. A picture of two fields may bring more, but then with padding.
+Bytes FittingConstructs(std::span<const std::uint8_t> constructs) {
+  constexpr std::uint8_t kValid = 0x04;
+  const bool tight = constructs.size() / 3 > kMostConstructs;
+  Bytes fitting;
+  for (; constructs.size() >= 3 && fitting.size() < kMostConstructs * 3;
+       constructs = constructs.subspan(3)) {
+    if (tight && (constructs[0] & kValid) == 0) continue;
+    fitting.insert(fitting.end(), constructs.begin(), constructs.begin() + 3);
+  }
+  return fitting;
+}
+
 Bytes A53Block(std::span<const std::uint8_t> constructs) {
   Bytes block = {'G', 'A', '9', '4', 3};
   Append(&block, {static_cast<int>(0xC0 | constructs.size() / 3), 0xFF});
@@ -55,11 +68,11 @@ Bytes DistributionPacket(std::span<const std::uint8_t> constructs, double rate,
 
 }  // namespace
 
-CaptionItems MakeCaptionItems(std::span<const std::uint8_t> constructs, double rate,
+CaptionItems MakeCaptionItems(std::span<const std::uint8_t> given, double rate,
                               std::uint16_t sequence) {
   constexpr std::uint8_t kDid = 0x61;  // SMPTE ST 334-1: caption distribution packets
   constexpr std::uint8_t kSdid = 0x01;
-  constructs = constructs.first(std::min(constructs.size() / 3, kMostConstructs) * 3);
+  const Bytes constructs = FittingConstructs(given);
   CaptionItems items;
   items.ga94 = A53Block(constructs);
   const Bytes packet = DistributionPacket(constructs, rate, sequence);

@@ -13,9 +13,10 @@ struct CaptionItems {
   std::uint32_t c608 = 0;          // the field 1 pair, or 0x8080: what makes the writer look
 };
 
-// The items of one frame. `constructs` are cc data, three bytes each (as FFmpeg's A53 side data),
-// at most 31; `rate` in frames a second; `sequence` counts the frames of the stream.
-CaptionItems MakeCaptionItems(std::span<const std::uint8_t> constructs, double rate,
+// The items of one frame. `given` are cc data, three bytes each (as FFmpeg's A53 side data); of
+// more than 31 padding goes first. `rate` in frames a second; `sequence` counts the frames of the
+// stream.
+CaptionItems MakeCaptionItems(std::span<const std::uint8_t> given, double rate,
                               std::uint16_t sequence);
 
 // cc data with this pair in field 1, filled up to the count of constructs that the rate asks for

@@ -49,6 +49,7 @@ class Input {
   // blank or is empty. Colour is for encoders of YUV pictures.
   virtual std::string Tags() const { return {}; }
   virtual std::string ColourTags() const { return {}; }
+  virtual std::string MatrixTag() const { return {}; }  // for any encoder
   // True once when the input has broken off before its end.
   virtual std::string Trouble() const { return {}; }
 };

@@ -16,6 +16,8 @@ struct NamedLayout {
   AVPixelFormat format;
 };
 
+constexpr int kSdLines = 625;  // taller pictures without a tag are BT.709
+
 constexpr NamedLayout kLayouts[] = {
     {"UYVY", xv::kFccUYVY, AV_PIX_FMT_UYVY422}, {"HDYC", xv::kFccHDYC, AV_PIX_FMT_UYVY422},
     {"YUY2", xv::kFccYUY2, AV_PIX_FMT_YUYV422}, {"YVYU", xv::kFccYVYU, AV_PIX_FMT_YVYU422},
@@ -99,7 +101,7 @@ std::uint32_t NearestLayout(AVPixelFormat format, int height) {
     return (desc->flags & AV_PIX_FMT_FLAG_ALPHA) != 0 ? xv::kFccARGB32 : xv::kFccRGB32;
   }
   if (desc != nullptr && desc->comp[0].depth > 8) return xv::kFccV210;
-  return height > 576 ? xv::kFccHDYC : xv::kFccUYVY;
+  return height > kSdLines ? xv::kFccHDYC : xv::kFccUYVY;
 }
 
 bool IsConverted(std::uint32_t layout, AVPixelFormat format, AVColorRange range) {
@@ -107,10 +109,16 @@ bool IsConverted(std::uint32_t layout, AVPixelFormat format, AVColorRange range)
   return PixelFormatOf(layout) != format || full;
 }
 
+bool IsKnownMatrix(AVColorSpace matrix) {
+  return matrix == AVCOL_SPC_BT709 || matrix == AVCOL_SPC_SMPTE170M ||
+         matrix == AVCOL_SPC_BT470BG || matrix == AVCOL_SPC_BT2020_NCL;
+}
+
 AVColorSpace MatrixOf(std::uint32_t layout, int height, AVColorSpace source) {
   if (source == AVCOL_SPC_BT2020_NCL) return source;
-  const bool bySize = layout == xv::kFccI420 || layout == xv::kFccNV12 || layout == xv::kFccV210;
-  return layout == xv::kFccHDYC || (bySize && height > 576) ? AVCOL_SPC_BT709 : AVCOL_SPC_SMPTE170M;
+  if (layout == xv::kFccHDYC) return AVCOL_SPC_BT709;
+  if (IsKnownMatrix(source)) return source;
+  return height > kSdLines ? AVCOL_SPC_BT709 : AVCOL_SPC_SMPTE170M;
 }
 
 std::uint32_t LayoutPacker::LayoutFor(const AVFrame& picture) const {
@@ -141,15 +149,11 @@ void LayoutPacker::Convert(const AVFrame& picture, AVPixelFormat format, int wid
                               width, height, format, SWS_BICUBIC | SWS_ACCURATE_RND, nullptr,
                               nullptr, nullptr);
   if (sws_ == nullptr) throw InputError("The input's pixel format cannot be converted.");
-  const bool from709 = picture.colorspace == AVCOL_SPC_BT709 ||
-                       (picture.colorspace == AVCOL_SPC_UNSPECIFIED && height > 576);
   const AVPixFmtDescriptor* desc = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(picture.format));
   const bool fullRange =
       picture.color_range == AVCOL_RANGE_JPEG || (desc->flags & AV_PIX_FMT_FLAG_RGB) != 0;
   const AVPixFmtDescriptor* target = av_pix_fmt_desc_get(format);
-  const AVColorSpace from = from709                                      ? AVCOL_SPC_BT709
-                            : picture.colorspace == AVCOL_SPC_BT2020_NCL ? picture.colorspace
-                                                                         : AVCOL_SPC_SMPTE170M;
+  const AVColorSpace from = MatrixOf(xv::kFccI420, height, picture.colorspace);
   // The numbers of these matrices are libswscale's too.
   sws_setColorspaceDetails(sws_, sws_getCoefficients(from), fullRange ? 1 : 0,
                            sws_getCoefficients(matrix),

@@ -20,7 +20,10 @@ std::uint32_t NearestLayout(AVPixelFormat format, int height);
 // Pictures of that format and range are converted on their way into the layout, to limited range
 // where it is not RGB; others keep their codes.
 bool IsConverted(std::uint32_t layout, AVPixelFormat format, AVColorRange range);
-// The matrix that a conversion into a layout that is not RGB ends with; `source` is the picture's.
+// One of those that the writer can keep.
+bool IsKnownMatrix(AVColorSpace matrix);
+// The matrix that a conversion into a layout that is not RGB ends with; `source` is the picture's,
+// which stays where that can be.
 AVColorSpace MatrixOf(std::uint32_t layout, int height, AVColorSpace source);
 
 // Lays decoded pictures out as a host would have them: one block, planes behind one another.

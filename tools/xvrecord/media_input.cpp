@@ -79,12 +79,11 @@ class MediaInput final : public Input {
     return MetadataAttributes(*input_, video_.stream, tracks) +
            (hasTimecode_ ? "" : " start_timecode=disabled");
   }
+  std::string MatrixTag() const override {
+    return video_.stream == nullptr ? "" : MatrixAttribute(*video_.decoder, Layout());
+  }
   std::string ColourTags() const override {
-    if (video_.stream == nullptr) return {};
-    const AVCodecContext& decoder = *video_.decoder;
-    const std::uint32_t layout =
-        options_.layout != 0 ? options_.layout : NearestLayout(decoder.pix_fmt, decoder.height);
-    return ColourAttributes(decoder, layout);
+    return video_.stream == nullptr ? "" : ColourAttributes(*video_.decoder, Layout());
   }
 
   bool Next(InputFrame* out) override {
@@ -93,6 +92,11 @@ class MediaInput final : public Input {
   }
 
  private:
+  std::uint32_t Layout() const {
+    const AVCodecContext& decoder = *video_.decoder;
+    return options_.layout != 0 ? options_.layout : NearestLayout(decoder.pix_fmt, decoder.height);
+  }
+
   void OpenStreams(const std::string& url) {
     std::vector<const AVCodecContext*> decoders;
     if (LeavesTracksOut(*input_, options_)) {
@@ -247,6 +251,8 @@ class MediaInput final : public Input {
     pictures_.pop_front();
     SetOrigin(*picture);
     FillTime(*picture, out);
+    picture->sample_aspect_ratio =
+        av_guess_sample_aspect_ratio(&*input_, video_.stream, picture.get());
     packer_.Describe(*picture, &out->props.vid);
     out->props.vid.dblRate = rate_;
     out->video = packer_.Pack(*picture);

@@ -86,6 +86,16 @@ std::string MetadataAttributes(const AVFormatContext& input, const AVStream* vid
   return text;
 }
 
+std::string MatrixAttribute(const AVCodecContext& decoder, std::uint32_t layout) {
+  const AVPixFmtDescriptor* desc = av_pix_fmt_desc_get(PixelFormatOf(layout));
+  const bool rgb = desc != nullptr && (desc->flags & AV_PIX_FMT_FLAG_RGB) != 0;
+  if (rgb || !IsKnownMatrix(decoder.colorspace)) return {};
+  const AVColorSpace matrix = MatrixOf(layout, decoder.height, decoder.colorspace);
+  return std::string(" video::matrix=") + (matrix == AVCOL_SPC_BT709        ? "bt709"
+                                           : matrix == AVCOL_SPC_BT2020_NCL ? "bt2020"
+                                                                            : "bt601");
+}
+
 std::string ColourAttributes(const AVCodecContext& decoder, std::uint32_t layout) {
   const AVPixFmtDescriptor* desc = av_pix_fmt_desc_get(PixelFormatOf(layout));
   const bool rgb = desc != nullptr && (desc->flags & AV_PIX_FMT_FLAG_RGB) != 0;

@@ -20,4 +20,7 @@ std::string MetadataAttributes(const AVFormatContext& input, const AVStream* vid
 // know. Of an RGB layout nothing is said of the matrix: the writer makes one.
 std::string ColourAttributes(const AVCodecContext& decoder, std::uint32_t layout);
 
+// The matrix that the input tells, as an attribute that counts for any encoder; "" without one.
+std::string MatrixAttribute(const AVCodecContext& decoder, std::uint32_t layout);
+
 }  // namespace xvrecord

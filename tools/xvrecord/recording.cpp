@@ -141,7 +141,7 @@ std::string AttributesFor(const Options& options, const xv::host::Writer& writer
 std::string DefaultsFor(const Options& options, const Input& input, const std::string& attributes) {
   std::string defaults = "embed_cc=true video.buffers=8";
   if (options.leaveTags) return defaults;
-  defaults += input.Tags();
+  defaults += input.Tags() + input.MatrixTag();
   if (TakesYuv(options.output, attributes)) defaults += input.ColourTags();
   return defaults;
 }
