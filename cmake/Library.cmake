@@ -7,7 +7,8 @@ if(XV_LIBRARY_FORM STREQUAL SHARED)
   set_target_properties(xvwriterffm PROPERTIES
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} LINK_DEPENDS ${exports})
   target_link_options(xvwriterffm PRIVATE -Wl,--version-script=${exports}
-    -Wl,-u,XvStringAlloc -Wl,-u,XvFrameFactoryGet -Wl,-u,XvSetWarningHandler)
+    -Wl,-u,XvStringAlloc -Wl,-u,XvFrameFactoryGet -Wl,-u,XvSetWarningHandler
+    -Wl,-u,XvTraceSinkSet)
   target_link_libraries(xvwriterffm PRIVATE xv_server)
 else()
   list(TRANSFORM rooms REPLACE "(.+)" "$<TARGET_OBJECTS:\\1>")

@@ -4,7 +4,6 @@
 #include <fmt/ranges.h>
 
 #include "base/text.h"
-#include "catalogue/component_classes.h"
 #include "catalogue/encoder_names.h"
 #include "catalogue/refused_cells.h"
 #include "codec/container_sound.h"
@@ -39,7 +38,7 @@ std::string Pruner::QuickSyncReason(const std::string& codec) const {
 
 std::string Pruner::Reason(const std::string& codec) const {
   if (codec.empty()) return {};
-  if (IsOwnId(codec)) return MissingComponent(codec);
+  if (IsOwnId(codec)) return {};
   if (EqualsNoCase(codec, "n264")) return report_.nvencH264;
   if (EqualsNoCase(codec, "l264")) return report_.nvencLossless;
   if (EqualsNoCase(codec, "n265")) return report_.nvencHevc;
@@ -96,7 +95,6 @@ void Pruner::NarrowSound(const std::string& id, CoXMLNode& format) {
 std::string Pruner::PruneFormat(CoXMLNode& format) {
   const std::string id = format.Text("id");
   NarrowSound(id, format);
-  if (std::string missing = MissingComponent(id); !missing.empty()) return missing;
   if (const XMLNodePtr audio = format.FindChild("audio")) PruneCodecs(id, *audio);
   const XMLNodePtr video = format.FindChild("video");
   if (!video) return {};

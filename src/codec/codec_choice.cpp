@@ -27,7 +27,9 @@ void ApplyPseudoPresets(XMLParse::CoXMLNode& node, std::string_view name) {
   if (EqualsNoCase(name, "q264hw")) node.SetTextIfAbsent("force_gpu", "0");
 }
 
-AVCodecID IdFromName(const std::string& name) {
+}  // namespace
+
+AVCodecID EncoderIdFromName(const std::string& name) {
   if (name.empty()) return AV_CODEC_ID_NONE;
   if (const AVCodec* codec = avcodec_find_encoder_by_name(name.c_str())) return codec->id;
   // "h264": the codec's name, for whichever encoder FFmpeg prefers.
@@ -36,7 +38,11 @@ AVCodecID IdFromName(const std::string& name) {
   return writes ? descriptor->id : AV_CODEC_ID_NONE;
 }
 
-}  // namespace
+AVCodecID DefaultCodec(const AVOutputFormat& format, AVMediaType type) {
+  if (type == AVMEDIA_TYPE_AUDIO) return format.audio_codec;
+  const bool coverOnly = EqualsNoCase(format.name, "mp3") || EqualsNoCase(format.name, "flac");
+  return coverOnly ? AV_CODEC_ID_NONE : format.video_codec;
+}
 
 CodecChoice ChooseCodec(XMLParse::CoXMLNode& node, const AVFormatContext& oc, AVCodecID defaultId) {
   CodecChoice choice;
@@ -52,7 +58,7 @@ CodecChoice ChooseCodec(XMLParse::CoXMLNode& node, const AVFormatContext& oc, AV
       choice.id = FindPseudoCodec(static_cast<std::uint32_t>(choice.pseudo))->reported;
       return choice;
     }
-    choice.id = IdFromName(choice.name);
+    choice.id = EncoderIdFromName(choice.name);
     choice.nameUnknown = named && choice.id == AV_CODEC_ID_NONE;
     if (choice.id == AV_CODEC_ID_NONE && IsImageSequence(oc)) {
       // "jpg", "tga" and "j2c" are extensions, not encoders; the file name still tells the codec.

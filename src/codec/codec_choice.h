@@ -16,6 +16,12 @@ struct CodecChoice {
   bool nameUnknown = false;         // the name is no encoder here, another one stands in
 };
 
+// Of an encoder's or a codec's name, AV_CODEC_ID_NONE where nothing here encodes it.
+AVCodecID EncoderIdFromName(const std::string& name);
+
+// The format's own codec of a kind. Formats whose "video" is a cover picture have none.
+AVCodecID DefaultCodec(const AVOutputFormat& format, AVMediaType type);
+
 // Picks the encoder of a track from its options node. `node` is the track's private copy: the
 // presets that a vendor's name implies are written into it. `defaultId` is the format's own.
 CodecChoice ChooseCodec(XMLParse::CoXMLNode& node, const AVFormatContext& oc, AVCodecID defaultId);

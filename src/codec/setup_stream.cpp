@@ -1,5 +1,7 @@
 #include "codec/setup_stream.h"
 
+#include <fmt/format.h>
+
 #include "base/text.h"
 #include "codec/audio_stream.h"
 #include "codec/codec_choice.h"
@@ -23,6 +25,16 @@ AVStream* AddStream(AVFormatContext* oc, const AVCodecContext& codec) {
 }
 
 }  // namespace
+
+XMLParse::XMLNodePtr AudioTrackOptions(const XMLParse::CoXMLNode& attributes, int track) {
+  const XMLParse::XMLNodePtr node = XMLParse::CoXMLNode::Create(kAudioNode);
+  const auto lay = [&](const XMLParse::XMLNodePtr& options) {
+    if (options) node->CopyFrom(*options, XMLParse::MergeMode::kReplace, true);
+  };
+  lay(attributes.FindChild(kAudioNode));
+  if (track > 0) lay(attributes.FindChild(fmt::format("{}.{}", kAudioNode, track)));
+  return node;
+}
 
 bool WantsHeadersApart(const AVFormatContext& oc, const AVFormatContext* oc2) {
   const int flags = oc.oformat->flags | (oc2 == nullptr ? 0 : oc2->oformat->flags);

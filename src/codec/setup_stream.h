@@ -7,6 +7,10 @@
 
 namespace xv {
 
+// The options of an audio track, a copy: those of the node "audio" of a session's attributes, over
+// them those of "audio.N" for tracks above 0.
+XMLParse::XMLNodePtr AudioTrackOptions(const XMLParse::CoXMLNode& attributes, int track);
+
 struct StreamRequest {
   AVFormatContext* oc;
   AVFormatContext* oc2;  // the second output, or null

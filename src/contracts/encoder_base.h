@@ -18,6 +18,7 @@ struct EncoderInput {
   std::uint32_t audioSize;
   const std::uint8_t* audio;
   IXvFrame* frame;
+  bool encodedPicture = false;  // the frame carries its picture as a packet that is passed on
 };
 
 // The contract that both encoders meet. One host thread at a time.

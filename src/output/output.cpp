@@ -29,6 +29,13 @@ bool HasClock(const AVOutputFormat& format) {
 
 }  // namespace
 
+void SetMetadata(const XMLParse::XMLNodePtr& metadata, AVFormatContext& context) {
+  if (!metadata) return;
+  for (const auto& [name, value] : metadata->Attributes()) {
+    av_dict_set(&context.metadata, name.c_str(), value.c_str(), 0);
+  }
+}
+
 Status Output::Allocate(const std::string& target, const std::string& formatName) {
   AVFormatContext* made = nullptr;
   const FFmpegWords said;

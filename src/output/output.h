@@ -68,6 +68,9 @@ struct Output {
   Status CloseFile();
 };
 
+// The attributes of `metadata` (may be null) become the container's.
+void SetMetadata(const XMLParse::XMLNodePtr& metadata, AVFormatContext& context);
+
 // The muxer opens its own files ("hls", "rtsp", ...): its header needs no pb.
 bool OpensOwnFiles(const AVOutputFormat& format);
 

@@ -6,7 +6,9 @@
 #include "base/ref.h"
 #include "base/text.h"
 #include "codec/ffmpeg.h"
+#include "component/own_classes.h"
 #include "server/registration.h"
+#include "settings/class_factory.h"
 #include "tree/node.h"
 #include "writer/writer_ffm.h"
 #include "xvwriter/registration.h"
@@ -40,22 +42,8 @@ class WriterFactory final : public AutoObjBase<WriterFactory, IClassFactory> {
 };
 
 Status FactoryOf(const Guid& classId, Ref<IClassFactory>* factory) {
-  if (!(classId == CLSID_CoXvWriterFFM_I)) return CLASS_E_CLASSNOTAVAILABLE;
+  if (!(classId == CLSID_CoXvWriterFFM_I)) return OwnComponentFactory(classId, factory);
   *factory = MakeRef<WriterFactory>();
-  return S_OK;
-}
-
-// A node out of attribute text, or out of XML where the text begins with a tag.
-Status NodeFromText(const std::string& text, XMLParse::XMLNodePtr* out) {
-  const XMLParse::XMLNodePtr node = XMLParse::CoXMLNode::Create("node");
-  const std::size_t first = text.find_first_not_of(" \t\r\n");
-  const bool xml = first != std::string::npos && text[first] == '<';
-  if (xml) {
-    RETURN_IF_FAILED(node->ReadXml(std::string_view(text).substr(first)));
-  } else {
-    RETURN_IF_FAILED(node->TryMergeText(text, XMLParse::MergeMode::kReplace));
-  }
-  *out = node;
   return S_OK;
 }
 
@@ -71,7 +59,7 @@ xv::HRESULT XvNodeCreate(const char16_t* text, xv::IXvNode** out) {
     if (out == nullptr) return xv::E_POINTER;
     *out = nullptr;
     xv::XMLParse::XMLNodePtr node;
-    RETURN_IF_FAILED(xv::NodeFromText(xv::Utf8FromUtf16(text), &node));
+    RETURN_IF_FAILED(xv::XMLParse::NodeFromText("node", xv::Utf8FromUtf16(text), &node));
     *out = node.Detach();
     return xv::S_OK;
   });

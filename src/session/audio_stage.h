@@ -4,11 +4,11 @@
 #include <vector>
 
 #include "audio/audio_buffer.h"
+#include "audio/sound_timeline.h"
 #include "output/raw_dump.h"
 #include "session/first_failure.h"
 #include "session/packet_delivery.h"
 #include "session/session_stats.h"
-#include "session/sound_timeline.h"
 #include "session/stage_options.h"
 #include "session/tracks.h"
 
@@ -56,14 +56,8 @@ class AudioStage {
   SoundTimeline::Correction Place(const SoundBlock& block, std::int64_t samples);
   void EncodeHeld(bool endOfStream);
   bool Round(bool endOfStream);
-  Status EncodeFrame(StreamHolder& holder, bool endOfStream, int* consumed);
   bool DeliverPackets(Track& track);
   void DropTaken();
-  int FrameSamples(const StreamHolder& holder) const;
-  Status Feed(StreamHolder& holder, bool endOfStream);
-  int Available(const StreamHolder& holder) const;
-  Status ReadTrack(StreamHolder& holder, int samples, AVFrame* frame);
-  void Consume(StreamHolder& holder, int samples);
 
   PacketDelivery& delivery_;
   FirstFailure& failure_;

@@ -20,13 +20,13 @@ std::string LayoutName(std::uint32_t fourcc) {
   return name;
 }
 
-Status CheckPicture(const XV_VID_PROPS& vid, std::string* why) {
+Status CheckPicture(const XV_VID_PROPS& vid, bool encoded, std::string* why) {
   if (!VideoPropsValid(vid, true)) {
     *why = fmt::format("the picture's format is not valid: {}x{}, {} a second", vid.nWidth,
                        vid.nHeight, vid.dblRate);
     return XV_E_NO_VALID_MEDIA;
   }
-  if (NaturalRowBytes(vid.fccColor, 2) > 0) return S_OK;
+  if (encoded || NaturalRowBytes(vid.fccColor, 2) > 0) return S_OK;
   XV_VID_PROPS normal = vid;  // a format may stand for its layout
   NormaliseVideoProps(&normal, true);
   if (NaturalRowBytes(normal.fccColor, 2) > 0) return S_OK;
@@ -58,12 +58,12 @@ bool HasPictureBytes(const EncoderInput& input) {
 
 Status CheckContents(const EncoderInput& input, std::string* why) {
   const bool sound = HasSoundBytes(input);
-  const bool picture = HasPictureBytes(input);
+  const bool picture = input.encodedPicture || HasPictureBytes(input);
   if (!sound && !picture) {
     *why = "the frame has neither a picture nor sound";
     return XV_E_NO_VALID_MEDIA;
   }
-  if (picture) RETURN_IF_FAILED(CheckPicture(input.props->vid, why));
+  if (picture) RETURN_IF_FAILED(CheckPicture(input.props->vid, input.encodedPicture, why));
   const Status usable = sound ? CheckSound(input.props->aud, why) : Status(S_OK);
   return usable.Failed() && picture ? Status(S_FALSE) : usable;
 }

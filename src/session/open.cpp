@@ -4,6 +4,7 @@
 
 #include "base/text.h"
 #include "codec/ffmpeg.h"
+#include "codec/start_preparation.h"
 #include "codec/stream_attributes.h"
 #include "media/validity.h"
 #include "platform/clock.h"
@@ -69,30 +70,6 @@ std::string SideWavPath(const std::string& target, const XMLParse::CoXMLNode& at
   if (!attributes.Has(kWavPath) && audio) path = audio->Get(kTrackWavPath);
   const bool beside = audio && EqualsNoCase(audio->Get(kCodec), "wav_file");
   return path.empty() && beside ? WavBesideTarget(target) : path;
-}
-
-void StartPreparation(VideoPreparation& preparation, const StreamHolder& holder,
-                      const XMLParse::XMLNodePtr& attributes) {
-  preparation.target = holder.vid;
-  preparation.synthetic = holder.synthetic;
-  preparation.streamNode = holder.node;
-  preparation.sessionNode = attributes;
-  preparation.clock = {};
-  const AVCodecContext& codec = *holder.codec;
-  preparation.codec = {false,
-                       codec.time_base,
-                       codec.width,
-                       codec.height,
-                       holder.linesAbove,
-                       holder.linesBelow,
-                       holder.pixelFormat,
-                       codec.codec_id,
-                       holder.fullRange,
-                       holder.rgbMatrix,
-                       codec.colorspace,
-                       codec.color_primaries,
-                       codec.color_trc,
-                       codec.color_range};
 }
 
 void StartHostSide(HostSide& host, const Outputs& outputs, const Tracks& tracks,

@@ -22,14 +22,6 @@ void RefineTimeBase(const StreamHolder& firstTrack, const AVFormatContext& conte
   stream->time_base = {first.time_base.num * 1000, first.time_base.den * 1000};
 }
 
-void SetMetadata(const XMLParse::CoXMLNode& attributes, AVFormatContext& context) {
-  const XMLParse::XMLNodePtr metadata = attributes.FindChild(kMetadata.name);
-  if (!metadata) return;
-  for (const auto& [name, value] : metadata->Attributes()) {
-    av_dict_set(&context.metadata, name.c_str(), value.c_str(), 0);
-  }
-}
-
 // What neither a protocol nor the muxer took.
 NameSet NamesOf(const AvDictionary& left) {
   NameSet names;
@@ -60,7 +52,7 @@ Status OpenMain(Session& session) {
     Cleanup(session);
     return E_FAIL;
   }
-  SetMetadata(attributes, *main.context);
+  SetMetadata(attributes.FindChild(kMetadata.name), *main.context);
   if (main.context->pb == nullptr && !OpensOwnFiles(*main.context->oformat)) return S_OK;
   const Status header = WriteHeaderOf(main, session.tracks, options);
   if (header.Failed()) {
@@ -88,7 +80,7 @@ void OpenSecond(Session& session) {
   RenameFormerOptions(options, output.context.get());
   Status result = output.OpenFile(options);
   if (!result.Failed()) {
-    SetMetadata(*session.plan.attributes, *output.context);
+    SetMetadata(session.plan.attributes->FindChild(kMetadata.name), *output.context);
     result = WriteHeaderOf(output, session.tracks, options);
   }
   if (!result.Failed()) result = session.outputs.second->Start();

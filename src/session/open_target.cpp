@@ -1,7 +1,8 @@
 #include "session/open_target.h"
 
 #include "base/text.h"
-#include "catalogue/listed_options.h"
+#include "catalogue/muxer_name.h"
+#include "codec/codec_choice.h"
 #include "growing/growing_files.h"
 #include "output/second_output.h"
 #include "platform/folders.h"
@@ -12,20 +13,6 @@
 
 namespace xv {
 namespace {
-
-// "null" names no format, as an empty text does.
-std::string FormatName(const XMLParse::CoXMLNode& attributes) {
-  const std::string name = attributes.Get(kFormat);
-  if (EqualsNoCase(name, "null")) return {};
-  return EqualsNoCase(name, "mov_dnxhd") ? "mov" : name;
-}
-
-// FFmpeg takes a format from the end of the name. That of a URL's counts where a file is sent, as
-// by HTTP; a protocol for streams has its own.
-bool TellsFormat(const std::string& target) {
-  const bool stream = IsUrl(target, "rtp") || IsUrl(target, "rtsp") || IsUrl(target, "rtmp");
-  return !stream && av_guess_format(nullptr, target.c_str(), nullptr) != nullptr;
-}
 
 // The path up to its last "%", then up to its extension point.
 std::string StemOf(const std::string& path) {
@@ -42,17 +29,10 @@ std::string MakeSequenceFolder(const std::string& target) {
 
 }  // namespace
 
-AVCodecID DefaultCodec(const AVOutputFormat& format, AVMediaType type) {
-  if (type == AVMEDIA_TYPE_AUDIO) return format.audio_codec;
-  const bool coverOnly = EqualsNoCase(format.name, "mp3") || EqualsNoCase(format.name, "flac");
-  return coverOnly ? AV_CODEC_ID_NONE : format.video_codec;
-}
-
 TargetPlan PlanTarget(const std::string& target, const XMLParse::CoXMLNode& attributes) {
   TargetPlan plan;
   plan.target = target;
-  plan.format = FormatName(attributes);
-  if (plan.format.empty() && !TellsFormat(target)) plan.format = FormatOfScheme(target);
+  plan.format = MuxerNameFor(target, attributes.Get(kFormat));
   plan.noFormat = plan.format.empty();
   plan.playWhileRec = attributes.Get(kPlayWhileRec) && !IsUrl(target) && !IsStreamTarget(target);
   plan.secondTarget = attributes.Find(kSecondEncoder).value_or(attributes.Get(kCaptureFile));
@@ -81,8 +61,8 @@ Status CreateOutputs(Outputs& outputs, TargetPlan& plan, const XMLParse::CoXMLNo
   if (plan.secondTarget.empty()) return S_OK;
   auto second = std::make_unique<SecondOutput>(report);
   const XMLParse::XMLNodePtr options = attributes.FindChild(kSecondNode);
-  const Status made =
-      second->output().Allocate(plan.secondTarget, options ? FormatName(*options) : std::string());
+  const Status made = second->output().Allocate(
+      plan.secondTarget, options ? MuxerName(options->Get(kFormat)) : std::string());
   if (made.Failed()) {
     report.Fail("second output", plan.secondTarget, made);
     return S_OK;

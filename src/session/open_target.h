@@ -24,7 +24,4 @@ TargetPlan PlanTarget(const std::string& target, const XMLParse::CoXMLNode& attr
 Status CreateOutputs(Outputs& outputs, TargetPlan& plan, const XMLParse::CoXMLNode& attributes,
                      OutputReport& report);
 
-// The format's own codec of a kind. Formats whose "video" is a cover picture have none.
-AVCodecID DefaultCodec(const AVOutputFormat& format, AVMediaType type);
-
 }  // namespace xv

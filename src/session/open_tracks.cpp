@@ -1,8 +1,7 @@
 #include "session/open_tracks.h"
 
-#include <fmt/format.h>
-
 #include "base/text.h"
+#include "codec/codec_choice.h"
 #include "codec/setup_stream.h"
 #include "codec/stream_attributes.h"
 #include "media/track_mask.h"
@@ -23,19 +22,6 @@ bool HoldsNoVideo(const AVOutputFormat& format) {
 bool HoldsNoAudio(const AVOutputFormat& format) {
   return DefaultCodec(format, AVMEDIA_TYPE_AUDIO) == AV_CODEC_ID_NONE &&
          DefaultCodec(format, AVMEDIA_TYPE_VIDEO) != AV_CODEC_ID_NONE;
-}
-
-// A track's options: the node "audio", overlaid by "audio.N" for tracks above 0.
-XMLParse::XMLNodePtr AudioOptions(const XMLParse::CoXMLNode& attributes,
-                                  const XMLParse::CoXMLNode& parent, int track) {
-  XMLParse::XMLNodePtr node = XMLParse::CoXMLNode::Create(kAudioNode);
-  node->CopyFrom(parent, XMLParse::MergeMode::kReplace, true);
-  if (track > 0) {
-    if (const auto overlay = attributes.FindChild(fmt::format("{}.{}", kAudioNode, track))) {
-      node->CopyFrom(*overlay, XMLParse::MergeMode::kReplace, true);
-    }
-  }
-  return node;
 }
 
 }  // namespace
@@ -118,11 +104,10 @@ bool TrackOpener::TakesAudio() const {
 }
 
 Status TrackOpener::OpenAudio(const XV_AV_PROPS& props) {
-  const XMLParse::XMLNodePtr node = plan_.attributes->Child(kAudioNode, true);
   const int tracks = static_cast<int>(TrackList(props.aud).size());
   for (int track = 0; track < tracks; ++track) {
     const Status added =
-        Add(props, track, AudioOptions(*plan_.attributes, *node, track), AVMEDIA_TYPE_AUDIO);
+        Add(props, track, AudioTrackOptions(*plan_.attributes, track), AVMEDIA_TYPE_AUDIO);
     if (added == Status(XV_E_NOT_FOUND)) return added;
   }
   return S_OK;

@@ -260,6 +260,15 @@ class CoXMLNode final : public IXvNode {
   const std::unique_ptr<XMLNodeImpl> impl_;
 };
 
+// A node named `name` out of attribute text, or out of XML, which names it anew, where the text
+// begins with a tag. Results are those of TryMergeText and ReadXml.
+Status NodeFromText(std::string_view name, std::string_view text, XMLNodePtr* out);
+
+// The node's and its children's attributes as one attribute text, those of children as "a::b=5M".
+// Names of `leaveOut` are skipped.
+std::string TextOfTree(const CoXMLNode& node, std::span<const char* const> leaveOut = {},
+                       const std::string& prefix = {});
+
 // The node behind an interface pointer, or null when another library implements it.
 XMLNodePtr NodeOf(IUnknown* object);
 

@@ -56,6 +56,8 @@ bool ReadPair(std::string_view text, std::int32_t* first, std::int32_t* second);
 std::string RenderDouble(double value);
 // "{XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}".
 std::string RenderGuid(const Guid& guid);
+// The same, in any case and with or without braces. False, with `guid` untouched, for other text.
+bool ReadGuid(std::string_view text, Guid* guid);
 
 // The index of `text` in `words` without regard to case, else `defaultIndex`.
 int WordIndex(std::string_view text, std::span<const char* const> words, int defaultIndex = -1);

@@ -1,9 +1,13 @@
 #include "writer/encoder_choice.h"
 
+#include <algorithm>
+#include <optional>
+
 #include "base/text.h"
-#include "codec/stream_attributes.h"
+#include "component/channel_encoder.h"
 #include "media/validity.h"
 #include "session/encoder_ffm.h"
+#include "session/open_tracks.h"
 #include "session/session_attributes.h"
 
 namespace xv {
@@ -18,13 +22,56 @@ Status AskSource(IUnknown* source, XV_AV_PROPS* props) {
   return valid ? Status(S_OK) : Status(XV_E_NO_VALID_MEDIA);
 }
 
+// Of the session's own attributes; there is no queue, so any length of it will do.
+constexpr AttributeRow kServed[] = {kFormat,        kXfCodecs,    kIoTimeout,     kMetadata,
+                                    kSplitChannels, kMergeTracks, kTimeTolerance, kVideoBuffers};
+
+constexpr char kVideoCodec[] = "video::codec";
+constexpr char kVideoRate[] = "video::b";
+
+// MPEG-2 and vendors' H.264 run at a constant rate on the component path.
+void SetConstantRate(XMLParse::CoXMLNode& session) {
+  const std::string codec = session.Text(kVideoCodec);
+  if (codec == "mpeg2video") {
+    const auto rate = session.FindText(kVideoRate);
+    if (!rate) return;
+    (void)session.SetText("video::minrate", *rate);
+    (void)session.SetText("video::maxrate", *rate);
+  } else if (codec == "q264hw" || codec == "q264sw" || codec == "n264") {
+    (void)session.SetText("video::rc_type", "cbr");
+  }
+}
+
+// Attributes that were set for the main path alone have no effect here.
+void TellUnserved(const EncoderRequest& request) {
+  for (const AttributeRow& row : SessionAttributes()) {
+    const bool served =
+        std::ranges::any_of(kServed, [&](const AttributeRow& one) { return one.name == row.name; });
+    const bool own = request.own->FindText(row.name).has_value();
+    if (!served && !own && row.node == kSessionNode && request.session->Has(row)) {
+      request.stats->AddUnusedOption(std::string(row.name) + " (not on the component path)");
+    }
+  }
+}
+
+Ref<XvEncoderBaseLegacy> MakeComponentPath(const EncoderRequest& request) {
+  SetConstantRate(*request.session);
+  TellUnserved(request);
+  const std::uint32_t mask = MaskOverride(*request.session);
+  return MakeRef<XvEncoderFFM2>(mask == kNoMaskOverride ? std::nullopt : std::optional(mask),
+                                *request.report);
+}
+
 }  // namespace
+
+bool PassesPackets(const XMLParse::CoXMLNode& session) {
+  return EqualsNoCase(session.Text(kVideoCodec), "packets");
+}
 
 bool WantsComponentPath(const XMLParse::CoXMLNode& session, const XMLParse::CoXMLNode& own) {
   const std::string format = session.Get(kFormat);
   return EqualsNoCase(format, "mpeg_nablet") || EqualsNoCase(format, "mpeg_nablet_udp") ||
-         EqualsNoCase(session.Text(PathOf(InNode(kCodec, kVideoNode))), "packets") ||
-         own.Bool("xfcodecs.enabled") || session.Get(kXfCodecs);
+         PassesPackets(session) || own.Bool("xfcodecs.enabled") || session.Get(kXfCodecs);
 }
 
 Status OpenEncoder(const EncoderRequest& request, const XV_AV_PROPS* props, const XV_TIME* time,
@@ -38,8 +85,11 @@ Status OpenEncoder(const EncoderRequest& request, const XV_AV_PROPS* props, cons
     (void)encoder->EncoderClose(kInfinite);
     encoder = nullptr;
   }
-  if (WantsComponentPath(*request.session, *request.own)) return E_NOTIMPL;
-  encoder = MakeRef<CEncoderFFM>(*request.stats);
+  if (WantsComponentPath(*request.session, *request.own)) {
+    encoder = MakeComponentPath(request);
+  } else {
+    encoder = MakeRef<CEncoderFFM>(*request.stats);
+  }
   const Status opened = encoder->EncoderOpen(request.target.c_str(), props, time, request.session);
   if (opened.Failed()) encoder = nullptr;
   return opened;

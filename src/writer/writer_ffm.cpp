@@ -6,6 +6,7 @@
 #include "base/auto_obj_base.h"
 #include "base/guard.h"
 #include "base/text.h"
+#include "component/channel_encoder.h"
 #include "media/frame_duration.h"
 #include "platform/paths.h"
 #include "platform/stream_file.h"
@@ -19,6 +20,7 @@ namespace {
 
 using XMLParse::CoXMLNode;
 using XMLParse::MergeMode;
+using XMLParse::TextOfTree;
 using XMLParse::XMLNodePtr;
 
 // What the writer's own node shows beside the catalogue's settings.
@@ -31,7 +33,7 @@ constexpr const char* kNodesOfWriter[] = {"m_config", "supported_list", "quality
 // Of a frame that CheckContents takes.
 FrameContent ContentOf(const XV_AV_PROPS& props, const EncoderInput& input) {
   FrameContent content;
-  content.picture = HasPictureBytes(input);
+  content.picture = input.encodedPicture || HasPictureBytes(input);
   const XV_AUD_PROPS& aud = props.aud;
   if (!HasSound(input, aud)) return content;
   const std::int64_t sampleBytes =
@@ -47,15 +49,6 @@ void SetDefaults(CoXMLNode& node, std::span<const AttributeRow> rows) {
 bool IsOneOf(std::span<const char* const> names, std::string_view name) {
   return std::any_of(names.begin(), names.end(),
                      [&](const char* one) { return EqualsNoCase(one, name); });
-}
-
-// The attributes as a text that WriterSet reads: those of nodes as "video::b=5M".
-std::string TextOfTree(const CoXMLNode& node, const std::string& prefix) {
-  std::string text = node.AttributeText(kNotShown, prefix);
-  for (const XMLNodePtr& child : node.Children()) {
-    text += TextOfTree(*child, prefix + child->Name() + "::");
-  }
-  return text;
 }
 
 }  // namespace
@@ -190,8 +183,10 @@ Status CCoXvWriterFFM_I::OpenForFrame(const XV_AV_PROPS& props, const XV_TIME& t
   if (stoppedIntoFile_ && (sequence || FileExists(target_))) return XV_E_ALREADY_EXISTS;
   stats_.Reset();
   ReportFaults(textFaults_, *session_, stats_);
-  const EncoderRequest request{target_, EffectiveAttributes(), own_, source_, &stats_};
-  timeTolerance_ = UnitsFromMilliseconds(request.session->Get(kTimeTolerance));
+  const EncoderRequest request{target_, EffectiveAttributes(), own_, source_, &stats_, &report_};
+  passesPackets_ = PassesPackets(*request.session);
+  // Encoded pictures come in the order of decoding: that their times go back is no jump.
+  timeTolerance_ = passesPackets_ ? 0 : UnitsFromMilliseconds(request.session->Get(kTimeTolerance));
   SetupCapture(target_, *request.session, &stats_.captions);
   const Status opened = OpenEncoder(request, &props, &time, encoder_);
   if (opened.Failed()) NoteFailure("open", target_, opened);
@@ -203,6 +198,20 @@ void CCoXvWriterFFM_I::NoteFailure(std::string_view stage, std::string_view word
   if (!stats_.LastStatus().Failed()) stats_.Fail(stage, words, status);
 }
 
+// A packet counts as a picture where it is passed on.
+Status CCoXvWriterFFM_I::CheckFrame(IXvFrame& frame, EncoderInput* input, std::string* why) const {
+  if (HasPictureBytes(*input) && !(encoder_ && passesPackets_)) return CheckContents(*input, why);
+  const bool packet = EncodedPacketOf(&frame).get() != nullptr;
+  if (packet) {
+    input->encodedPicture = encoder_ ? passesPackets_ : PassesPackets(*EffectiveAttributes());
+  }
+  const Status usable = CheckContents(*input, why);
+  if (usable.Failed() && packet && !input->encodedPicture) {
+    *why = "the frame has an encoded picture alone, which video::codec=packets passes on";
+  }
+  return usable;
+}
+
 Status CCoXvWriterFFM_I::PutFrame(IXvFrame& frame) {
   XV_TIME time{};
   XV_AV_PROPS props{};
@@ -211,7 +220,7 @@ Status CCoXvWriterFFM_I::PutFrame(IXvFrame& frame) {
                                      &input.videoSize, &input.video));
   input.props = &props;
   std::string why;
-  const Status usable = CheckContents(input, &why);
+  const Status usable = CheckFrame(frame, &input, &why);
   if (!usable.Failed() && !encoder_) RETURN_IF_FAILED(OpenForFrame(props, time));
   if (!why.empty()) stats_.Fail("frame", why, usable);
   if (usable.Failed()) return usable;
@@ -289,7 +298,7 @@ HRESULT CCoXvWriterFFM_I::WriterNameGet(char16_t** name, char16_t** attributes) 
     }
     if (name != nullptr) RETURN_IF_FAILED(GiveString(target, name));
     if (attributes == nullptr) return S_OK;
-    const std::string text = TextOfTree(*session, {});
+    const std::string text = TextOfTree(*session, kNotShown);
     return GiveString(Trim(text), attributes);
   });
 }

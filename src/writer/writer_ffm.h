@@ -12,6 +12,7 @@
 #include "session/session_stats.h"
 #include "tree/node.h"
 #include "writer/encoder_choice.h"
+#include "writer/stats_report.h"
 #include "writer/time_corrector.h"
 #include "xvwriter/writer.h"
 
@@ -93,6 +94,7 @@ class CCoXvWriterFFM_I final : public IXvObject_I,
   void SetOwnDefaults();
   Status Stop();
   Status OpenForFrame(const XV_AV_PROPS& props, const XV_TIME& time);
+  Status CheckFrame(IXvFrame& frame, EncoderInput* input, std::string* why) const;
   void NoteFailure(std::string_view stage, std::string_view words, Status status);
   Status PutFrame(IXvFrame& frame);
   XMLParse::XMLNodePtr EffectiveAttributes() const;
@@ -111,7 +113,9 @@ class CCoXvWriterFFM_I final : public IXvObject_I,
   std::string target_;                // changed under `calls_` too, so that its holder may read it
   XMLParse::XMLNodePtr session_;      // what WriterSet gave; as target_
   const XMLParse::XMLNodePtr own_;    // the tree behind IXvProps
+  bool passesPackets_ = false;        // of the session
   SessionStats stats_;
+  StatsReport report_{stats_};
   Catalogue catalogue_;  // behind the property "supported_list"
 };
 

@@ -365,14 +365,5 @@ TEST(Attributes, OwnPropertiesStandBelowTheSessions) {
   EXPECT_THAT(writer.Get("quality::unused_options"), testing::HasSubstr("did you mean video::b"));
 }
 
-TEST(Attributes, ComponentPathIsAskedForByAttribute) {
-  TemporaryFolder folder;
-  EXPECT_EQ(Record(folder / "a.avi", "xfcodecs=true", kSmall, 1), E_NOTIMPL);
-  host::Writer writer;
-  ASSERT_EQ(writer.Set("xfcodecs.enabled", "true"), S_OK);
-  ASSERT_EQ(writer.Start(folder / "a.avi", ""), S_OK);
-  EXPECT_EQ(writer.Put(MakeFrame(kSmall, 0)), E_NOTIMPL);
-}
-
 }  // namespace
 }  // namespace xv::test

@@ -4,6 +4,7 @@
 
 #include "catalogue/catalogue.h"
 #include "codec/stream_attributes.h"
+#include "component/muxer_profile.h"
 #include "lists/attributes_doc.h"
 #include "session/session_attributes.h"
 
@@ -17,11 +18,12 @@ inline std::array<AttributeTable, 3> SessionTables() {
 }
 
 // All that the writer reads itself.
-inline std::array<AttributeTable, 4> AttributeTables() {
+inline std::array<AttributeTable, 5> AttributeTables() {
   const auto session = SessionTables();
   return {session[0],
           session[1],
           session[2],
+          {"Formats mpeg_nablet and mpeg_nablet_udp", MuxerAttributes()},
           {"List of formats and codecs, as properties of the writer", CatalogueAttributes()}};
 }
 

@@ -1,43 +1,26 @@
 #pragma once
 
-#include <atomic>
-#include <cstdint>
 #include <memory>
 #include <utility>
 
+#include "xvwriter/counted.hpp"
 #include "xvwriter/ptr.hpp"
 
 // How frames keep the host's memory alive. For host.hpp, not for hosts.
 namespace xv::host::detail {
 
 // The host's own memory, kept alive by a frame: the frame's last reference lets go of it.
-class SharedOwner final : public IUnknown {
+class SharedOwner final : public Counted<IUnknown> {
  public:
   // Empty for a null `memory`.
   [[nodiscard]] static Ptr<IUnknown> Make(std::shared_ptr<const void> memory) {
     if (memory == nullptr) return {};
     return Ptr<IUnknown>::Adopt(new SharedOwner(std::move(memory)));
   }
-  HRESULT QueryInterface(const Guid& iid, void** out) noexcept override {
-    if (out == nullptr) return E_POINTER;
-    *out = nullptr;
-    if (!(iid == IUnknown::kIid)) return E_NOINTERFACE;
-    *out = static_cast<IUnknown*>(this);
-    AddRef();
-    return S_OK;
-  }
-  std::uint32_t AddRef() noexcept override { return ++count_; }
-  std::uint32_t Release() noexcept override {
-    const std::uint32_t left = --count_;
-    if (left == 0) delete this;
-    return left;
-  }
 
  private:
   explicit SharedOwner(std::shared_ptr<const void> memory) : memory_(std::move(memory)) {}
-  ~SharedOwner() = default;
 
-  std::atomic<std::uint32_t> count_{1};
   std::shared_ptr<const void> memory_;
 };
 

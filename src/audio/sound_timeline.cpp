@@ -1,4 +1,4 @@
-#include "session/sound_timeline.h"
+#include "audio/sound_timeline.h"
 
 #include <algorithm>
 #include <cmath>

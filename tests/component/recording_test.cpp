@@ -1,0 +1,130 @@
+#include <gmock/gmock.h>
+
+#include "component/component_setup.h"
+#include "support/media_probe.h"
+
+// Recordings through the components of this library, read back.
+namespace xv::test {
+namespace {
+
+using testing::HasSubstr;
+
+TEST(ComponentRecording, PicturesAndTracksInManyContainers) {
+  for (const auto& [name, attributes, video, audio] :
+       {std::tuple{"a.mp4", "", "h264", "aac"},
+        {"a.mkv", "video::codec=mpeg4 audio::codec=ac3", "mpeg4", "ac3"},
+        {"a.mov", "video::codec=prores_ks audio::codec=pcm_s24le", "prores", "pcm_s24le"},
+        {"a.mxf", "video::codec=mpeg2video video::b=4M", "mpeg2video", "pcm_s16le"},
+        {"a.ts", "video::codec=libx264", "h264", "mp2"}}) {
+    const ProbedFile file =
+        RecordAndProbe(name, std::string("xfcodecs=true split_channels=2 ") + attributes,
+                       {.width = 640,
+                        .height = 360,
+                        .interlace = eXvI_TopFirst,
+                        .aspectX = 16,
+                        .aspectY = 9,
+                        .channels = 4},
+                       25);
+    ASSERT_EQ(file.Count(AVMEDIA_TYPE_AUDIO), 2) << name;
+    EXPECT_EQ(file.Pictures().codec, video) << name;
+    EXPECT_EQ(file.Sound(1).codec, audio) << name;
+    EXPECT_EQ(file.Pictures().frames, 25) << name;
+    EXPECT_EQ(file.Pictures().errors + file.Sound(0).errors + file.Sound(1).errors, 0) << name;
+    EXPECT_EQ(file.Sound(0).channels, 2) << name;
+    EXPECT_NEAR(file.Sound(1).seconds, 1.0, 0.05) << name;
+    EXPECT_NEAR(file.Pictures().start - file.Sound(0).start, 0.0, 0.03) << name;
+    for (std::size_t i = 0; i < 25; ++i) {
+      EXPECT_NEAR(file.Pictures().lumaMeans.at(i), 40 + 5 * static_cast<int>(i), 3) << name;
+    }
+  }
+}
+
+TEST(ComponentRecording, ProfilesOfTheBroadcastFormats) {
+  for (const auto& [attributes, sync, at] : {std::tuple{"muxer_profile=TS", 'G', 0},
+                                             {"", 'G', 0},
+                                             {"muxer_profile=DVB", 'G', 0},
+                                             {"muxer_profile=BD", 'G', 4},
+                                             {"muxer_profile=PS", '\0', 0},
+                                             {"muxer_profile=DVD", '\0', 0}}) {
+    TemporaryFolder folder;
+    std::string noted;
+    const std::string text = std::string(
+                                 "format=mpeg_nablet vbr_multiplex=true low_delay=true "
+                                 "initial_delay_msec=300 video::b=2M ") +
+                             attributes;
+    ASSERT_EQ(Record(folder / "a.mpg", text, {.interlace = eXvI_TopFirst}, 10, &noted), S_OK)
+        << noted;
+    EXPECT_EQ(folder.Read("a.mpg").at(static_cast<std::size_t>(at)), sync) << attributes;
+    const ProbedFile file = Probe(folder / "a.mpg");
+    EXPECT_EQ(file.Pictures().codec, "mpeg2video");
+    EXPECT_EQ(file.Sound().codec, "mp2");
+    EXPECT_EQ(file.Pictures().frames, 10) << attributes;
+  }
+  std::string noted;
+  TemporaryFolder folder;
+  EXPECT_EQ(Record(folder / "a.mpg", "format=MPEG_NABLET muxer_profile=XYZ", kPlain, 1, &noted),
+            XV_E_NOT_SUPPORTED);
+  EXPECT_THAT(noted, HasSubstr("no such muxer_profile: XYZ"));
+}
+
+TEST(ComponentRecording, WhatCannotBeIsRefusedInWords) {
+  for (const auto& [attributes, words] :
+       {std::pair("video::codec=libx246", "did you mean libx264"),
+        {"audio::codec=aca", "there is no encoder aca"},
+        {"format=nonsense", "nonsense"},
+        {"video::codec=null audio::codec=null", "neither pictures nor sound"}}) {
+    TemporaryFolder folder;
+    std::string noted;
+    EXPECT_EQ(
+        Record(folder / "a.mp4", std::string("xfcodecs=true ") + attributes, kPlain, 1, &noted),
+        XV_E_NOT_SUPPORTED);
+    EXPECT_THAT(noted, HasSubstr(words));
+  }
+  std::string noted;
+  EXPECT_EQ(Record("/nonexistent/a.mp4", "xfcodecs=true", kPlain, 5, &noted), XV_E_FILE_NOT_FOUND);
+  EXPECT_THAT(noted, HasSubstr("/nonexistent/a.mp4"));
+}
+
+TEST(ComponentRecording, SoundAloneAndPicturesAlone) {
+  const ProbedFile silent = RecordAndProbe("a.mp4", "xfcodecs=true audio::codec=null", kPlain);
+  EXPECT_EQ(silent.streams.size(), 1u);
+  EXPECT_EQ(silent.Pictures().frames, 10);
+  const ProbedFile sound = RecordAndProbe("a.wav", "xfcodecs=true", kPlain);
+  EXPECT_EQ(sound.streams.size(), 1u);
+  EXPECT_EQ(sound.Sound().samples, 19200);
+}
+
+TEST(ComponentRecording, TheSwitchOfTheWriterAndOptionsOfTheOtherPath) {
+  TemporaryFolder folder;
+  host::Writer writer;
+  ASSERT_EQ(writer.Set("xfcodecs.enabled", "true"), S_OK);
+  const Traced trace;
+  ASSERT_EQ(
+      Record(writer, folder / "a.mp4",
+             "play_while_rec=true audio.1::b=64k split_channels=1 metadata::title=Told", kPlain, 5),
+      S_OK);
+  EXPECT_THAT(writer.Stats().unusedOptions,
+              testing::ElementsAre("play_while_rec (not on the component path)"));
+  EXPECT_EQ(writer.Stats().framesIn, 5);
+  EXPECT_EQ(writer.Stats().streams.at(0).packets, 5);
+  EXPECT_EQ(Probe(folder / "a.mp4").title, "Told");
+  EXPECT_THAT(trace.With("640("), HasSubstr("640(0)x360(UYVY)@25.000p"));
+  EXPECT_THAT(trace.With("track='1'"), HasSubstr("Configure track='1' = 0x00000000"));
+  EXPECT_THAT(trace.With("PutPacket Stm:0"), HasSubstr("[Video tag:h264"));
+}
+
+// MPEG-2 runs at a constant rate here: what flat pictures do not need is filled up.
+TEST(ComponentRecording, Mpeg2KeepsItsRate) {
+  TemporaryFolder folder;
+  host::Writer writer;
+  for (const auto& [path, least, most] :
+       {std::tuple{"xfcodecs=true", 300'000, 500'000}, {"xfcodecs=false", 0, 100'000}}) {
+    const std::string text = std::string(path) + " video::b=3M video::codec=mpeg2video";
+    ASSERT_EQ(Record(writer, folder / "a.ts", text, kPlain, 25), S_OK);
+    const std::int64_t bytes = writer.Stats().streams.at(0).bytes;
+    EXPECT_TRUE(bytes >= least && bytes <= most) << path << " " << bytes;
+  }
+}
+
+}  // namespace
+}  // namespace xv::test
