@@ -10,7 +10,7 @@ JOBS ?= $(shell nproc)
 export CCACHE_SLOPPINESS = pch_defines,time_macros
 
 .PHONY: record build all test bench asan tsan clang format format-check lint install uninstall deb \
-        packages packages-test packages-bench packages-lint clean matrix fuzz
+        packages packages-test packages-bench packages-lint clean matrix sweep fuzz
 
 record: build
 	build/release/bin/xvrecord -y -a "$(ATTRIBUTES)" "$(INPUT)" "$(OUTPUT)"
@@ -68,6 +68,11 @@ bench: packages-bench
 # Every container with every codec that it takes, as a table; minutes to an hour.
 matrix: all
 	build/release/bin/matrix_test --gtest_also_run_disabled_tests
+
+# Every value of every row of the list, in child processes; minutes.
+sweep: all
+	seq 0 $$(($(JOBS) - 1)) | GTEST_TOTAL_SHARDS=$(JOBS) xargs -P $(JOBS) -I {} env GTEST_SHARD_INDEX={} \
+	  build/release/bin/sweep_test --gtest_also_run_disabled_tests --gtest_filter='*Sweep*' --gtest_brief=1
 
 SOURCES = $(shell git ls-files '*.h' '*.hpp' '*.cpp')
 

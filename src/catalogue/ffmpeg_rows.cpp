@@ -8,6 +8,7 @@
 #include "catalogue/ffmpeg_options.h"
 #include "catalogue/refused_cells.h"
 #include "codec/former_names.h"
+#include "codec/option_limits.h"
 #include "codec/stream_attributes.h"
 #include "contracts/av_handles.h"
 
@@ -107,9 +108,19 @@ class CodecRows {
     }
     const std::string listed = row.Text("default");
     ShowOption(*option, row);
+    ShowLimits(*option, row);
     if (HasNoRateToShow(*option)) row.SetAttribute("default", shared ? "" : listed);
     if (LimitsFollowTheRate(codec_, name)) row.SetAttribute("default", "");
     return true;
+  }
+
+  // Where the encoder stands less than FFmpeg takes.
+  void ShowLimits(const OptionInfo& option, CoXMLNode& row) const {
+    for (const OptionLimit& limit : LimitsOf(codec_)) {
+      if (option.name != limit.name) continue;
+      ShowBound(row, "min", limit.least);
+      ShowBound(row, "max", limit.most);
+    }
   }
 
   const AVCodec& codec_;
@@ -141,35 +152,49 @@ std::string RateOfDefaultCodec(const AVOutputFormat* muxer, bool video) {
   return none ? std::string() : ShownDefault(*rate);
 }
 
-void WriteFormat(CoXMLNode& format) {
-  const AVOutputFormat* muxer = MuxerOf(format.Text("id"));
-  if (muxer != nullptr) {
-    const OptionInfos options = ListMuxerOptions(*muxer);
-    for (const XMLNodePtr& row : format.SchemaNode(true)->Children()) {
-      const OptionInfo* option = OptionOfRow(options, row->Name());
-      if (option != nullptr && row->Name() != "resend_headers") ShowOption(*option, *row);
-    }
+void WriteMuxerRows(const AVOutputFormat& muxer, CoXMLNode& format) {
+  const OptionInfos options = ListMuxerOptions(muxer);
+  for (const XMLNodePtr& row : format.SchemaNode(true)->Children()) {
+    const OptionInfo* option = OptionOfRow(options, row->Name());
+    if (option != nullptr && row->Name() != "resend_headers") ShowOption(*option, *row);
   }
-  for (const char* kind : {"video", "audio"}) {
-    const XMLNodePtr codecs = format.FindChild(kind);
-    if (!codecs) continue;
-    for (const XMLNodePtr& codec : codecs->Children()) {
-      if (!codec->Text("id").empty()) continue;
-      const XMLNodePtr rate = codec->FindChild("attributes_info::b");
-      if (rate) rate->SetAttribute("default", RateOfDefaultCodec(muxer, codecs->Name() == "video"));
+}
+
+// What `format` says of codecs by itself: its default codec's rate, and all rows of a codec that
+// the general list (`declared`) has no entry for.
+void WriteCodecsOf(const CoXMLNode& format, bool video, const CoXMLNode& declared) {
+  const XMLNodePtr codecs = format.FindChild(video ? "video" : "audio");
+  if (!codecs) return;
+  const std::vector<XMLNodePtr> known = declared.Children();
+  for (const XMLNodePtr& codec : codecs->Children()) {
+    const std::string id = codec->Text("id");
+    const XMLNodePtr rate = codec->FindChild("attributes_info::b");
+    if (id.empty() && rate) {
+      rate->SetAttribute("default", RateOfDefaultCodec(MuxerOf(format.Text("id")), video));
     }
+    const bool listed = std::any_of(known.begin(), known.end(), [&](const XMLNodePtr& one) {
+      return EqualsNoCase(one->Text("id"), id);
+    });
+    const AVCodec* encoder = listed ? nullptr : FindEncoder(id);
+    const XMLNodePtr shared = declared.FindChild("attributes_info");
+    if (encoder != nullptr && shared) CodecRows(*encoder, *codec).Write(*shared);
   }
 }
 
 }  // namespace
 
 void ShowFFmpegsRows(CoXMLNode& list) {
-  for (const char* kind : {"video_codecs", "audio_codecs"}) {
-    if (const XMLNodePtr codecs = list.FindChild(kind)) WriteCodecs(*codecs);
+  const XMLNodePtr formats = list.Child("formats", true);
+  for (const bool video : {true, false}) {
+    const XMLNodePtr codecs = list.FindChild(video ? "video_codecs" : "audio_codecs");
+    if (!codecs) continue;
+    WriteCodecs(*codecs);
+    for (const XMLNodePtr& format : formats->Children()) WriteCodecsOf(*format, video, *codecs);
   }
-  const XMLNodePtr formats = list.FindChild("formats");
-  if (!formats) return;
-  for (const XMLNodePtr& format : formats->Children()) WriteFormat(*format);
+  for (const XMLNodePtr& format : formats->Children()) {
+    const AVOutputFormat* muxer = MuxerOf(format->Text("id"));
+    if (muxer != nullptr) WriteMuxerRows(*muxer, *format);
+  }
 }
 
 }  // namespace xv

@@ -6,6 +6,7 @@
 #include "codec/ffmpeg.h"
 #include "codec/ffmpeg_words.h"
 #include "codec/former_names.h"
+#include "codec/option_limits.h"
 #include "codec/stream_attributes.h"
 #include "props/nearest_name.h"
 
@@ -29,11 +30,25 @@ void NoteUnused(StreamHolder& holder, const AvDictionary& left) {
   });
 }
 
-// One attempt. On success the context moves into the holder.
+void NoteRefused(StreamHolder& holder, const std::string& key, const std::string& why) {
+  const std::string name = NameInNode(*holder.node, key);
+  if (name.empty()) return;
+  holder.unusedOptions.push_back(name);
+  holder.refusals[name] = why;
+}
+
+// One attempt. On success the context moves into the holder. What the encoder would not stand is
+// told, and taken out, anew each time: with fewer options it may be others.
 bool TryOpen(StreamHolder& holder, const AVCodec& codec, AvPtr<AVCodecContext> context,
-             AvDictionary options) {
+             AvDictionary options, const ContextBuilder& build) {
   if (!context) return false;
   MarkAsOurs(*context);
+  Refusals fatal;
+  if (!LimitsOf(codec).empty()) {
+    const AvPtr<AVCodecContext> trial = build();
+    if (!trial) return false;
+    fatal = TakeOutFatalOptions(options, *trial);
+  }
   const FFmpegWords words;
   const int result = avcodec_open2(context.get(), &codec, options.Address());
   if (result < 0) {
@@ -42,6 +57,7 @@ bool TryOpen(StreamHolder& holder, const AVCodec& codec, AvPtr<AVCodecContext> c
   }
   holder.failure.clear();
   NoteUnused(holder, options);
+  for (const auto& [key, why] : fatal) NoteRefused(holder, key, why);
   holder.codec = std::move(context);
   return true;
 }
@@ -116,11 +132,6 @@ Status CheckChoices(StreamHolder& holder, const AVCodec& codec, const ContextBui
   return S_OK;
 }
 
-void NoteRefused(StreamHolder& holder, const std::string& name, const std::string& why) {
-  holder.unusedOptions.push_back(name);
-  holder.refusals[name] = why;
-}
-
 // Attempts with fewer options: without those that the encoder cannot read, then without one of the
 // others, last without any. What was left out counts as unused.
 //   E_FAIL          no attempt opens.
@@ -134,10 +145,7 @@ Status OpenWithFewerOptions(StreamHolder& holder, const AVCodec& codec, const Av
   const auto opens = [&](const AvDictionary& with) {
     if (!attempt(with)) return false;
     refused = KeysMissing(all, with);
-    for (const std::string& key : refused) {
-      const std::string name = NameInNode(*holder.node, key);
-      if (!name.empty()) NoteRefused(holder, name, why);
-    }
+    for (const std::string& key : refused) NoteRefused(holder, key, why);
     return true;
   };
   const AvDictionary readable = ReadableOptions(options, build());
@@ -163,7 +171,7 @@ Status OpenVideoCodec(StreamHolder& holder, const AVCodec& codec, const ContextB
   const auto attempt = [&](const AvDictionary& with) {
     AvPtr<AVCodecContext> context = build();
     if (context) context->flags &= ~cleared;
-    return TryOpen(holder, codec, std::move(context), with);
+    return TryOpen(holder, codec, std::move(context), with, build);
   };
   if (attempt(options)) return S_OK;
   for (const int flag : {AV_CODEC_FLAG_INTERLACED_ME, AV_CODEC_FLAG_INTERLACED_DCT}) {
@@ -182,16 +190,16 @@ Status OpenVideoCodec(StreamHolder& holder, const AVCodec& codec, const ContextB
 Status OpenAudioCodec(StreamHolder& holder, const AVCodec& codec, const ContextBuilder& build,
                       AvDictionary options) {
   RenameFormerOptions(options, build().get());
-  if (TryOpen(holder, codec, build(), options)) return S_OK;
+  if (TryOpen(holder, codec, build(), options, build)) return S_OK;
   for (const int channels : {6, 2, 1}) {
     AvPtr<AVCodecContext> context = build();
     if (!context || context->ch_layout.nb_channels <= channels) continue;
     av_channel_layout_uninit(&context->ch_layout);
     av_channel_layout_default(&context->ch_layout, channels);
-    if (TryOpen(holder, codec, std::move(context), options)) return S_OK;
+    if (TryOpen(holder, codec, std::move(context), options, build)) return S_OK;
   }
   const auto attempt = [&](const AvDictionary& with) {
-    return TryOpen(holder, codec, build(), with);
+    return TryOpen(holder, codec, build(), with, build);
   };
   return OpenWithFewerOptions(holder, codec, options, build, attempt);
 }

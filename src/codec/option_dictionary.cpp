@@ -1,5 +1,7 @@
 #include "codec/option_dictionary.h"
 
+#include "codec/former_names.h"
+
 #include <unordered_set>
 
 extern "C" {
@@ -33,7 +35,7 @@ OptionNames AllOptionNames() {
 
 bool IsOptionOfFFmpeg(const std::string& name) {
   static const OptionNames names = AllOptionNames();
-  return names.count(name) > 0;
+  return names.count(name) > 0 || !PresentNameOf(name).empty();
 }
 
 void DictForFFmpeg(const XMLParse::CoXMLNode& node, std::span<const AttributeRow> ours,

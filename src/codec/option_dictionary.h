@@ -8,8 +8,8 @@
 
 namespace xv {
 
-// True for the name of an option of any muxer, protocol or codec. A dictionary of FFmpeg is
-// searched from its front, so that names which nobody can take stay out of it.
+// True for the name, also a former one, of an option of any muxer, protocol or codec. A dictionary
+// of FFmpeg is searched from its front, so that names which nobody can take stay out of it.
 bool IsOptionOfFFmpeg(const std::string& name);
 
 // Puts the attributes of `node` into `target`, in order, but those of `ours` that FFmpeg does not

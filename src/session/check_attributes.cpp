@@ -133,12 +133,12 @@ class AttributeCheck {
  public:
   AttributeCheck(const CoXMLNode& attributes, const AttributeUse& use, SessionStats& stats)
       : root_(attributes), use_(use), stats_(stats) {
-    scopes_.push_back(
-        {"", SessionAttributes(), avformat_get_class(), Trial(use.main.format), use.main.left});
+    scopes_.push_back({"", SessionAttributes(), avformat_get_class(), Trial(use.main.format),
+                       use.main.left, use.main.refusals});
     AddTracks(kVideoNode, AVMEDIA_TYPE_VIDEO, 0, VideoAttributes());
     AddTracks(kAudioNode, AVMEDIA_TYPE_AUDIO, 0, AudioAttributes());
     scopes_.push_back({std::string(kSecondNode), SecondOutputAttributes(), avformat_get_class(),
-                       Trial(use.second.format), use.second.left});
+                       Trial(use.second.format), use.second.left, use.second.refusals});
     for (const XMLNodePtr& child : root_.Children()) {
       const std::string name = child->Name();
       const auto number = static_cast<int>(ReadInt(name.substr(name.rfind('.') + 1)));
@@ -206,17 +206,20 @@ class AttributeCheck {
     if (row == nullptr ? !scope.Takes(name) : scope.left && scope.left->contains(name)) {
       stats_.AddUnusedOption(known ? Printable(path, kLongestName) : WithNearest(path));
     }
-    if (row != nullptr && !IsJudgedByFFmpeg(*row)) {
-      CheckValue(*row, path, value);
-    } else if (const std::string words = RefusalOf(scope, name, value); !words.empty()) {
-      stats_.AddBadValue(BadValueText(path, value, "refused: " + words));
+    if (row != nullptr && !IsJudgedByFFmpeg(*row) && !IsValidValue(*row, value)) {
+      ReportInvalid(*row, path, value);
+      return;
     }
+    const bool ours = row != nullptr && !row->toFFmpeg;
+    const std::string words = RefusalOf(scope, name, ours ? std::nullopt : std::optional(value));
+    if (!words.empty()) stats_.AddBadValue(BadValueText(path, value, "refused: " + words));
   }
 
-  // What is wrong with the value by itself, else what the encoder said that was opened without it.
+  // What is wrong with a value that FFmpeg gets as it is, else what the encoder said that was
+  // opened without the attribute.
   static std::string RefusalOf(const Scope& scope, const std::string& name,
-                               const std::string& value) {
-    const std::string words = scope.trial.Refusal(name, value);
+                               const std::optional<std::string>& value) {
+    const std::string words = value ? scope.trial.Refusal(name, *value) : std::string();
     const auto told = scope.refusals.find(name);
     const bool left = scope.left && scope.left->contains(name) && told != scope.refusals.end();
     return words.empty() && left ? told->second : words;
@@ -226,8 +229,7 @@ class AttributeCheck {
     return row.toFFmpeg && row.limits.valid == nullptr;
   }
 
-  void CheckValue(const AttributeRow& row, const std::string& path, const std::string& value) {
-    if (IsValidValue(row, value)) return;
+  void ReportInvalid(const AttributeRow& row, const std::string& path, const std::string& value) {
     std::string expected = "expected " + ExpectedValues(row);
     std::vector<std::string> words;
     for (const char* word : row.limits.words) {

@@ -21,6 +21,7 @@ struct AttributeUse {
   struct Muxer {
     const AVOutputFormat* format = nullptr;
     std::optional<NameSet> left;
+    std::map<std::string, std::string> refusals{};  // why, of some of them
   };
   struct Track {
     AVMediaType type = AVMEDIA_TYPE_UNKNOWN;

@@ -4,6 +4,7 @@
 #include "codec/ffmpeg.h"
 #include "codec/former_names.h"
 #include "codec/option_dictionary.h"
+#include "codec/option_limits.h"
 #include "output/sdp.h"
 #include "platform/paths.h"
 #include "session/close.h"
@@ -22,11 +23,17 @@ void RefineTimeBase(const StreamHolder& firstTrack, const AVFormatContext& conte
   stream->time_base = {first.time_base.num * 1000, first.time_base.den * 1000};
 }
 
+// The options of an output as this FFmpeg's muxer names and stands them.
+void FitToMuxer(const Output& output, AvDictionary& options, AttributeUse::Muxer& use) {
+  RenameFormerOptions(options, output.context.get());
+  use.refusals = TakeOutFatalOptions(options, *output.format);
+}
+
 // What neither a protocol nor the muxer took.
-NameSet NamesOf(const AvDictionary& left) {
-  NameSet names;
-  left.ForEach([&](const char* key, const char*) { names.emplace(key); });
-  return names;
+void NoteLeft(const AvDictionary& left, AttributeUse::Muxer& use) {
+  use.left.emplace();
+  left.ForEach([&](const char* key, const char*) { use.left->emplace(key); });
+  for (const auto& [name, why] : use.refusals) use.left->emplace(name);
 }
 
 Status WriteHeaderOf(Output& output, const Tracks& tracks, AvDictionary& options) {
@@ -43,7 +50,7 @@ Status OpenMain(Session& session) {
   Output& main = session.outputs.main;
   AvDictionary options;
   DictForFFmpeg(attributes, SessionAttributes(), options, 0);
-  RenameFormerOptions(options, main.context.get());
+  FitToMuxer(main, options, session.use.main);
   const std::string strictness = MuxerStrictness(attributes);
   if (!strictness.empty()) options.Set("strict", strictness.c_str());
   const Status opened = main.OpenFile(options);
@@ -68,7 +75,7 @@ Status OpenMain(Session& session) {
     const bool mxf = EqualsNoCase(main.format->name, "mxf");
     session.outputs.growing->Locate(main, attributes.Find(kLowLevelIo).value_or(mxf));
   }
-  session.use.main.left = NamesOf(options);
+  NoteLeft(options, session.use.main);
   return S_OK;
 }
 
@@ -77,7 +84,7 @@ void OpenSecond(Session& session) {
   AvDictionary options;
   const XMLParse::XMLNodePtr node = session.plan.attributes->FindChild(kSecondNode);
   if (node) DictForFFmpeg(*node, SecondOutputAttributes(), options, 0);
-  RenameFormerOptions(options, output.context.get());
+  FitToMuxer(output, options, session.use.second);
   Status result = output.OpenFile(options);
   if (!result.Failed()) {
     SetMetadata(session.plan.attributes->FindChild(kMetadata.name), *output.context);
@@ -89,7 +96,7 @@ void OpenSecond(Session& session) {
     session.outputs.second.reset();
     return;
   }
-  session.use.second.left = NamesOf(options);
+  NoteLeft(options, session.use.second);
 }
 
 }  // namespace

@@ -56,6 +56,8 @@ TEST_F(ListBuilderTest, CodecsShareOneDescriptionOfTheirCommonOptions) {
   EXPECT_FALSE(first->FindInfo("g")) << "its schema does not inherit";
   EXPECT_EQ(node->ChildCount(), 4u) << "default, shared options, two codecs";
   EXPECT_EQ(node->FindInfo("codec[1]::g"), node->FindInfo("g"));
+  EXPECT_EQ(node->InfoValue("codec[1]::g", "default"), "12") << "mpeg4";
+  EXPECT_EQ(node->InfoValue("codec[2]::g", "default"), "") << "libx264 decides";
   const XMLNodePtr audio = CoXMLNode::Create("audio");
   const NameList none;
   BuildCodecs(*audio, CodecKind::kAudio, &none, {});

@@ -165,6 +165,9 @@ TEST(SetupStream, MpegRateLimitsComeFromTheBitRate) {
   const OpenTrack unset("mpegts", "video", "codec=mpeg2video", Media());
   EXPECT_EQ(unset.holder.codec->rc_max_rate, 1048576);
   EXPECT_EQ(unset.holder.codec->rc_buffer_size, 524288);
+  const OpenTrack none("mpegts", "video", "codec=mpeg2video b=5M maxrate=0", Media());
+  EXPECT_EQ(none.holder.codec->rc_max_rate, 0);
+  EXPECT_EQ(none.holder.codec->rc_buffer_size, 0) << "no limit needs no buffer";
 }
 
 TEST(SetupStream, EncodersThatRefuseFieldsOrChannelsAreOfferedLess) {
