@@ -53,13 +53,13 @@ constexpr std::uint32_t FourCC(const char (&text)[5]) {
 // RGB have an even W: of an odd one the last column is left out.
 //
 // Colour: Y, U, V are Y', Cb, Cr in video range (16 to 235, 16 to 240; times four in v210). HDYC is
-// ITU-R BT.709; others are BT.709 above 625 lines, else BT.601, unless "video::matrix" of the session
-// or "matrix" of the frame's node says otherwise ("classic": HDYC alone is BT.709). The matrix of
-// pictures in YCbCr stays and is told in the stream; it counts where they become RGB. Of RGB the
-// session's makes YCbCr. RGB is full range.
-// Chroma: 4:2:2 has one U and V for two pixels of a line, 4:2:0 for two by two pixels. A conversion
-// from RGB takes the average of those pixels, one to RGB gives them the same chroma; 4:2:0 made of
-// an interlaced UYVY or HDYC takes both lines from one field.
+// ITU-R BT.709; others are BT.709 above 625 lines, else BT.601, unless "video::matrix" of the
+// session or "matrix" of the frame's node says otherwise ("classic": HDYC alone is BT.709). The
+// matrix of pictures in YCbCr stays and is told in the stream; it counts where they become RGB. Of
+// RGB the session's makes YCbCr. RGB is full range. Chroma: 4:2:2 has one U and V for two pixels of
+// a line, 4:2:0 for two by two pixels. A conversion from RGB takes the average of those pixels, one
+// to RGB gives them the same chroma; 4:2:0 made of an interlaced UYVY or HDYC takes both lines from
+// one field.
 inline constexpr std::uint32_t kFccUYVY = FourCC("UYVY");  // 8-bit 4:2:2
 inline constexpr std::uint32_t kFccHDYC = FourCC("HDYC");  // 8-bit 4:2:2, BT.709
 inline constexpr std::uint32_t kFccYUY2 = FourCC("YUY2");
@@ -87,7 +87,8 @@ inline constexpr std::uint32_t kFccARGB1555 = 0x297C55AF;
 // --- time ---
 
 // A time address after SMPTE ST 12-1, as the source carries it. The one of the first frame becomes
-// the start time code of the output with "start_timecode=auto"; later ones are not read.
+// the start time code of the output, unless all of it is 0 and "start_timecode" is not "auto";
+// later ones are not read.
 struct XV_TIMECODE {
   std::uint32_t nHour;
   std::uint32_t nMinute;

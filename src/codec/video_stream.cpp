@@ -267,7 +267,8 @@ Status SetupVideoStream(StreamHolder& holder, AVFormatContext* oc, AVFormatConte
     NormaliseVideoProps(&normal, true);
     if (!std::isfinite(input.dblRate) || normal.dblRate > kHighestRate) return E_INVALIDARG;
     plan.choice = std::move(choice);
-    geometry = ResolveVideoGeometry(normal, *holder.node, plan.choice.id);
+    geometry = ResolveVideoGeometry(normal, *holder.node, plan.choice.id,
+                                    EqualsNoCase(oc->oformat->name, "dv"));
   } else {
     plan.choice = SyntheticChoice();
     geometry.vid = SyntheticProps(input);
