@@ -21,6 +21,7 @@
 #include "values/value_syntax.h"
 
 extern "C" {
+#include <libavutil/avstring.h>
 #include <libavutil/pixdesc.h>
 }
 
@@ -169,6 +170,19 @@ void DropRefusedOptions(AVCodecID id, AvDictionary& options) {
   }
 }
 
+// These containers have one stamp for a packet, or none: readers differ by the frames that B
+// pictures hold back, and show them earlier or later than their sound.
+bool HasOneStamp(const AVFormatContext* oc) {
+  constexpr const char* kNames = "asf,asf_stream,avi,ismv,smoothstreaming";
+  return oc != nullptr && av_match_name(oc->oformat->name, kNames) != 0;
+}
+
+// Unless the user asks for B pictures; a negative number leaves it to the encoder.
+void KeepCodingOrder(AvDictionary& options) {
+  const char* asked = options.Find("bf");
+  if (asked == nullptr || *asked == '-') options.Set("bf", "0");
+}
+
 // The picture that stands in where a format needs a video track and there is no video.
 XV_VID_PROPS SyntheticProps(const XV_VID_PROPS& input) {
   XV_VID_PROPS vid{};
@@ -299,6 +313,8 @@ Status SetupVideoStream(StreamHolder& holder, AVFormatContext* oc, AVFormatConte
     if (OpenPseudoCodec(holder).Failed()) return E_FAIL;
   } else {
     AvDictionary options = BuildOptions(*holder.node, plan, gopTimecode);
+    const bool delays = (plan.codec->capabilities & AV_CODEC_CAP_DELAY) != 0;
+    if (delays && (HasOneStamp(oc) || HasOneStamp(oc2))) KeepCodingOrder(options);
     DropRefusedOptions(plan.choice.id, options);
     RETURN_IF_FAILED(OpenVideoCodec(
         holder, *plan.codec, [&] { return BuildContext(plan); }, options));

@@ -66,6 +66,35 @@ TEST(Containers, FileOfDvIsWhatPlayersKnow) {
   }
 }
 
+// Where a packet has one stamp, readers would show pictures two frames apart: B pictures are for
+// those who ask.
+TEST(Containers, SoundStandsAtItsPictures) {
+  for (const auto& [file, attributes, reorders] : {std::tuple{"a.asf", "", false},
+                                                   {"a.avi", "", false},
+                                                   {"a.avi", "video::bf=-1", false},
+                                                   {"a.ismv", "", false},
+                                                   {"a.avi", "video::bf=2", true},
+                                                   {"a.mp4", "", true},
+                                                   {"a.mkv", "", true},
+                                                   {"a.ts", "", true},
+                                                   {"a.mp4",
+                                                    "second_encoder=/dev/null "
+                                                    "second_encoder::format=avi",
+                                                    false}}) {
+    TemporaryFolder folder;
+    const std::string text = std::string(
+                                 "video::codec=libx264 video::preset=veryfast "
+                                 "video::b_strategy=0 audio::codec=aac ") +
+                             attributes;
+    ASSERT_EQ(Record(folder / file, text, {.width = 96, .height = 64}, 40), S_OK) << text;
+    const ProbedFile probed = Probe(folder / file);
+    const ProbedStream& video = probed.Pictures();
+    EXPECT_EQ(video.pictureTypes.find('B') != std::string::npos, reorders) << file << attributes;
+    if (reorders) continue;
+    EXPECT_NEAR(video.start, probed.Sound().start, 0.0215) << file << attributes;
+  }
+}
+
 TEST(Containers, FirstTrackOfAKindIsTheDefault) {
   TemporaryFolder folder;
   const Feed feed{.width = 96, .height = 64, .channels = 4};
