@@ -87,7 +87,8 @@ inline constexpr std::uint32_t kFccARGB1555 = 0x297C55AF;
 // --- time ---
 
 // A time address after SMPTE ST 12-1, as the source carries it. The one of the first frame becomes
-// the start time code of the output with "start_timecode=auto"; later ones are not read.
+// the start time code of the output, unless all of it is 0 and "start_timecode" is not "auto";
+// later ones are not read.
 struct XV_TIMECODE {
   std::uint32_t nHour;
   std::uint32_t nMinute;

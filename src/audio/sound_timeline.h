@@ -28,6 +28,7 @@ class SoundTimeline {
   Correction Place(std::int64_t start, std::int64_t stop, std::int64_t samples, int rate);
   // A block that has no time: it follows the one before.
   void Follow(std::int64_t samples, int rate);
+  double End() const { return end_; }
   // A frame that had no samples.
   void Miss(std::int64_t start, std::int64_t stop);
 

@@ -16,6 +16,11 @@ int PickMember(const XV_VID_PROPS& input) {
 
 }  // namespace
 
+int RawDvMember(const XV_VID_PROPS& input, int index) {
+  const bool asked = index >= 0 && index <= kDvHd;
+  return asked || PickMember(input) == kDvHd ? index : kDvSd;
+}
+
 XV_VID_PROPS DvRaster(const XV_VID_PROPS& input, int index, int* pixelFormat) {
   if (index < 0 || index > kDvHd) index = PickMember(input);
   const bool ntscRate = !Is625(input.dblRate);
@@ -24,6 +29,7 @@ XV_VID_PROPS DvRaster(const XV_VID_PROPS& input, int index, int* pixelFormat) {
   raster.eVideoFormat = eXvVF_Custom;
   raster.fccColor = kFccYUY2;
   raster.eInterlace = eXvI_TopFirst;
+  const bool bottomFirst = input.eInterlace == eXvI_BottomFirst;
   if (index == kDvHd) {
     raster.nAspectX = 16;
     raster.nAspectY = 9;
@@ -37,6 +43,7 @@ XV_VID_PROPS DvRaster(const XV_VID_PROPS& input, int index, int* pixelFormat) {
       raster.nHeight = 1080;
     }
   } else {
+    if (bottomFirst) raster.eInterlace = eXvI_BottomFirst;
     const bool wide = DisplayAspect(input) > 1.5;
     raster.nAspectX = wide ? 16 : 4;
     raster.nAspectY = wide ? 9 : 3;

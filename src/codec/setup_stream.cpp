@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "base/text.h"
 #include "codec/audio_stream.h"
 #include "codec/codec_choice.h"
@@ -18,9 +20,18 @@ void ForEachStream(StreamHolder& holder, Fn&& fn) {
   if (holder.twin != nullptr) fn(holder.twin);
 }
 
+bool HasTrackOf(const AVFormatContext& oc, AVMediaType type) {
+  return std::any_of(oc.streams, oc.streams + oc.nb_streams,
+                     [type](const AVStream* one) { return one->codecpar->codec_type == type; });
+}
+
+// The first track of a kind is what a player begins with.
 AVStream* AddStream(AVFormatContext* oc, const AVCodecContext& codec) {
+  const bool first = !HasTrackOf(*oc, codec.codec_type);
   AVStream* stream = avformat_new_stream(oc, nullptr);
-  if (stream != nullptr) stream->time_base = codec.time_base;
+  if (stream == nullptr) return nullptr;
+  stream->time_base = codec.time_base;
+  if (first) stream->disposition |= AV_DISPOSITION_DEFAULT;
   return stream;
 }
 

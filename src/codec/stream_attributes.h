@@ -83,8 +83,10 @@ inline constexpr Attribute<std::string> kSize{
     "size", kVideoNode, {}, kVideoSize.limits, "As video_size, read when that is absent."};
 inline constexpr Attribute<std::string> kVideoFormat{
     "video_format", kVideoNode, {}, {}, "Kept for catalogues; not read."};
-inline constexpr Attribute<Word> kDvFormat{"dv_format", kVideoNode, -1, OneOf(words::kDvFormat),
-                                           "Member of the DV family."};
+inline constexpr Attribute<Word> kDvFormat{
+    "dv_format", kVideoNode, -1, OneOf(words::kDvFormat),
+    "Member of the DV family. Without it a file of DV alone gets dvsd, other containers "
+    "dv25 or dv50 after the input's layout, high definition dvhd."};
 inline constexpr Attribute<bool> kD10{
     "d10",
     kVideoNode,

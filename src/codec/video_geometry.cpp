@@ -117,7 +117,7 @@ AVRational TimeBaseFromRate(double rate) {
 }
 
 VideoGeometry ResolveVideoGeometry(const XV_VID_PROPS& input, const XMLParse::CoXMLNode& node,
-                                   AVCodecID id) {
+                                   AVCodecID id, bool rawDv) {
   VideoGeometry geometry;
   geometry.vid = input;
   Aspect aspect;
@@ -127,7 +127,8 @@ VideoGeometry ResolveVideoGeometry(const XV_VID_PROPS& input, const XMLParse::Co
   int dvFormat = kDvAuto;
   if (id == AV_CODEC_ID_DVVIDEO) {
     dvFormat = node.Get(kDvFormat);
-    geometry.vid = DvRaster(input, dvFormat, &geometry.dvPixelFormat);
+    geometry.vid =
+        DvRaster(input, rawDv ? RawDvMember(input, dvFormat) : dvFormat, &geometry.dvPixelFormat);
     if (aspect.set()) ApplyAspect(aspect, node, &geometry.vid);
   } else if (!ApplySize(input, node, aspect, &geometry.vid)) {
     const bool differs = aspect.x != input.nAspectX || aspect.y != input.nAspectY;

@@ -16,8 +16,9 @@ struct VideoGeometry {
 };
 
 // Size, aspect and field order of the encoded picture from the input's and the track's options.
+// `rawDv`: DV goes into a file of its frames alone.
 VideoGeometry ResolveVideoGeometry(const XV_VID_PROPS& input, const XMLParse::CoXMLNode& node,
-                                   AVCodecID id);
+                                   AVCodecID id, bool rawDv = false);
 
 // Frames a second as a time base: 1/N within 0.005 of a whole number, 1001/(N*1000) for the
 // NTSC family, else 10000 over the rate to four digits. A rate of 0 or less counts as 25.

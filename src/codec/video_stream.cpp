@@ -22,6 +22,7 @@
 #include "values/value_syntax.h"
 
 extern "C" {
+#include <libavutil/avstring.h>
 #include <libavutil/pixdesc.h>
 }
 
@@ -182,6 +183,19 @@ void DropRefusedOptions(AVCodecID id, AvDictionary& options) {
   }
 }
 
+// These containers have one stamp for a packet, or none: readers differ by the frames that B
+// pictures hold back, and show them earlier or later than their sound.
+bool HasOneStamp(const AVFormatContext* oc) {
+  constexpr const char* kNames = "asf,asf_stream,avi,ismv,smoothstreaming";
+  return oc != nullptr && av_match_name(oc->oformat->name, kNames) != 0;
+}
+
+// Unless the user asks for B pictures; a negative number leaves it to the encoder.
+void KeepCodingOrder(AvDictionary& options) {
+  const char* asked = options.Find("bf");
+  if (asked == nullptr || *asked == '-') options.Set("bf", "0");
+}
+
 // The picture that stands in where a format needs a video track and there is no video.
 XV_VID_PROPS SyntheticProps(const XV_VID_PROPS& input) {
   XV_VID_PROPS vid{};
@@ -280,7 +294,8 @@ Status SetupVideoStream(StreamHolder& holder, AVFormatContext* oc, AVFormatConte
     NormaliseVideoProps(&normal, true);
     if (!std::isfinite(input.dblRate) || normal.dblRate > kHighestRate) return E_INVALIDARG;
     plan.choice = std::move(choice);
-    plan.geometry = ResolveVideoGeometry(normal, *holder.node, plan.choice.id);
+    plan.geometry = ResolveVideoGeometry(normal, *holder.node, plan.choice.id,
+                                         EqualsNoCase(oc->oformat->name, "dv"));
     if (IsD10(*holder.node, plan.choice.id, *oc->oformat)) {
       RETURN_IF_FAILED(ReadD10Rate(*holder.node, &plan.d10Rate, &holder.failure));
       plan.geometry = D10Geometry(normal);
@@ -317,6 +332,8 @@ Status SetupVideoStream(StreamHolder& holder, AVFormatContext* oc, AVFormatConte
     if (OpenPseudoCodec(holder).Failed()) return E_FAIL;
   } else {
     AvDictionary options = BuildOptions(*holder.node, plan, gopTimecode);
+    const bool delays = (plan.codec->capabilities & AV_CODEC_CAP_DELAY) != 0;
+    if (delays && (HasOneStamp(oc) || HasOneStamp(oc2))) KeepCodingOrder(options);
     DropRefusedOptions(plan.choice.id, options);
     RETURN_IF_FAILED(OpenVideoCodec(
         holder, *plan.codec, [&] { return BuildContext(plan); }, options));

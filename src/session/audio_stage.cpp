@@ -5,6 +5,7 @@
 
 #include "codec/encode.h"
 #include "codec/sound_encode.h"
+#include "media/frame_duration.h"
 
 namespace xv {
 namespace {
@@ -89,22 +90,32 @@ Status AudioStage::AppendSilence(const XV_AUD_PROPS& format, std::int64_t sample
 }
 
 Status AudioStage::Append(const SoundBlock& block) {
+  if (!buffer_.IsValid()) {
+    const XV_AUD_PROPS buffer = SoundBufferFormat(block.format);
+    RETURN_IF_FAILED(buffer_.Prepare(&buffer, 0));
+  }
   return buffer_.Append(block.format, block.data, block.bytes, true, true);
 }
 
 Status AudioStage::Take(const SoundBlock& block) {
   const std::lock_guard guard(lock_);
   if (tracks_.empty()) return S_FALSE;
-  if (!buffer_.IsValid()) {
-    const XV_AUD_PROPS buffer = SoundBufferFormat(block.format);
-    RETURN_IF_FAILED(buffer_.Prepare(&buffer, 0));
-  }
   const std::int64_t sampleBytes = SampleBytes(block.format);
   const SoundTimeline::Correction correction = Place(block, block.bytes / sampleBytes);
   RETURN_IF_FAILED(AppendSilence(block.format, correction.silence));
   const std::int64_t cut = correction.cut * sampleBytes;
   return Append({block.format, nullptr, block.data == nullptr ? nullptr : block.data + cut,
                  static_cast<std::uint32_t>(block.bytes - cut)});
+}
+
+void AudioStage::FillUntil(std::int64_t end, const XV_AUD_PROPS& format) {
+  const std::lock_guard guard(lock_);
+  const double missing = static_cast<double>(end) - timeline_.End();
+  if (tracks_.empty() || missing <= 0) return;
+  const std::int64_t samples =
+      RoundAwayFromZero(missing * format.nSamplesPerSec / kTimeUnitsPerSecond);
+  stats_.Count(Remark::kSilence, samples * kMicroseconds / format.nSamplesPerSec);
+  failure_.Keep(AppendSilence(format, samples), "silence", "");
 }
 
 void AudioStage::Miss(const XV_TIME& time) {

@@ -36,6 +36,8 @@ class AudioStage {
   // Takes one frame's sound, with silence ahead of it or less of it where its time asks for that.
   // S_FALSE without a track.
   Status Take(const SoundBlock& block);
+  // Silence from where the samples end to that time (100 ns), as samples of `format`.
+  void FillUntil(std::int64_t end, const XV_AUD_PROPS& format);
   // A frame of that time had no samples.
   void Miss(const XV_TIME& time);
   // Encodes what the buffer holds in whole codec frames for every track and delivers the packets.

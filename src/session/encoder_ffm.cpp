@@ -121,17 +121,27 @@ Status CEncoderFFM::Repeat(std::int64_t count, std::int64_t pts) {
   return S_OK;
 }
 
-// The last picture stands until the last frame's time is over.
-void CEncoderFFM::HoldLastPicture() {
+// The last picture stands until the last frame's time is over. Gives the tick behind it.
+std::int64_t CEncoderFFM::HoldLastPicture() {
   const HostSide& host = session_.host;
   const StreamHolder* video = session_.tracks.video;
-  if (video == nullptr || video->synthetic || session_.failure.status().Failed()) return;
+  if (video == nullptr || video->synthetic || session_.failure.status().Failed()) return 0;
   const PtsClock& clock = host.preparation.clock;
   const std::int64_t count =
       RepeatsAtTheEnd(clock, host.owed, session_.plan.options, host.countsPictures);
   // What is owed has no ticks left: it stands behind the last one.
   const std::int64_t first = std::max(clock.lastPts() + 1, clock.End() - count);
   (void)Repeat(count, first);
+  return first + count;
+}
+
+// Containers that lay pictures and sound side by side end with the shorter of both.
+void CEncoderFFM::FillSound(std::int64_t end) {
+  const HostSide& host = session_.host;
+  if (!host.fillsSound || end <= 0) return;
+  constexpr AVRational kUnits = {1, static_cast<int>(kTimeUnitsPerSecond)};
+  session_.sound.FillUntil(av_rescale_q(end, host.preparation.codec.timeBase, kUnits),
+                           session_.plan.sound);
 }
 
 void CEncoderFFM::EncodePass(const QueuedFrame& frame) {
@@ -177,7 +187,7 @@ Status CEncoderFFM::EncoderClose(std::uint32_t timeout) {
   if (!EncoderIsOpen()) return S_FALSE;
   const bool written = !session_.host.needHeader;
   if (wasOpen && written) {
-    HoldLastPicture();
+    FillSound(HoldLastPicture());
     Drain(timeout);
   }
   session_.queue.Abort();

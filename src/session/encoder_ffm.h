@@ -37,7 +37,8 @@ class CEncoderFFM final : public XvEncoderBaseLegacy {
   Status Submit(const QueuedFrame& frame);
   // `count` repeats of the picture that was taken last, from the stamp `pts` on.
   Status Repeat(std::int64_t count, std::int64_t pts);
-  void HoldLastPicture();
+  std::int64_t HoldLastPicture();
+  void FillSound(std::int64_t end);
   bool UsesQueue() const;
   // One pass of the stages: a picture, the sound that goes with it, the side files.
   void EncodePass(const QueuedFrame& frame);

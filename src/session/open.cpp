@@ -78,6 +78,8 @@ void StartHostSide(HostSide& host, const Outputs& outputs, const Tracks& tracks,
   host.diskWatch = 0;
   host.frames = 0;
   host.countsPictures = CountsPictures(*outputs.main.format);
+  host.fillsSound =
+      host.countsPictures || (outputs.second && CountsPictures(*outputs.second->output().format));
   host.owed = 0;
   host.wavPath = SideWavPath(target, *attributes);
   host.wavParts = 0;
@@ -106,6 +108,7 @@ Status OpenTracks(Session& session, const TargetPlan& target, const XV_AV_PROPS&
     if (session.plan.trackMaskOverride != kNoMaskOverride) {
       masked.aud.nTrackMask = session.plan.trackMaskOverride;
     }
+    session.plan.sound = masked.aud;
     RETURN_IF_FAILED(opener.OpenAudio(masked));
   }
   return session.tracks.holders.empty() ? Status(XV_E_NOT_SUPPORTED) : Status(S_OK);

@@ -29,6 +29,7 @@ struct SessionPlan {
   bool leavesPicturesOut = false;
   bool leavesSoundOut = false;
   StageOptions options;
+  XV_AUD_PROPS sound{};  // of the first frame, with the tracks of the session
 };
 
 // What the host's thread keeps between its frames.
@@ -38,6 +39,7 @@ struct HostSide {
   std::int64_t frames = 0;     // frames that went through the stages on this thread
   VideoPreparation preparation;
   bool countsPictures = false;  // the main output's container, see CountsPictures
+  bool fillsSound = false;      // any output's: pictures behind the end of the sound would be lost
   Ref<XvFrameFFM> shown;        // the picture that was taken last, for repeats
   std::int64_t owed = 0;        // ticks that a container which counts pictures still lacks
   std::string wavPath;

@@ -37,7 +37,7 @@ bool IsMuxerName(std::string_view text) {
 }
 
 bool IsStartTimecode(std::string_view text) {
-  static constexpr const char* kWords[] = {"", "disabled", "auto", "local_time"};
+  static constexpr const char* kWords[] = {"", "given", "auto", "disabled", "local_time"};
   return WordIndex(text, kWords) >= 0 || IsTimeCode(text);
 }
 

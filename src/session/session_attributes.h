@@ -58,9 +58,10 @@ inline constexpr Attribute<std::string> kMpegTimecode{
 // --- times and tracks ---
 
 inline constexpr Attribute<std::string> kStartTimecode{
-    "start_timecode", kSessionNode, "auto",
-    Expect("disabled, auto, local_time or a time code such as 10:00:00:00", IsStartTimecode),
-    "Start time code of the output."};
+    "start_timecode", kSessionNode, "given",
+    Expect("given, auto, disabled, local_time or a time code such as 10:00:00:00", IsStartTimecode),
+    "Start time code of the output. given: the first frame's where that is not zero, else none; "
+    "auto: the first frame's whatever it is, the time of day where a frame has no time."};
 inline constexpr Attribute<double> kItsOffset{"itsoffset", kSessionNode, 0.0, Expect("seconds"),
                                               "Delays sound (positive) or picture (negative)."};
 inline constexpr Attribute<std::string> kSplitChannels{

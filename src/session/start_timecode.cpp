@@ -20,6 +20,10 @@ std::string WallClock(Clock& clock) {
   return fmt::format("{:02}:{:02}:{:02}:00", now.hour, now.minute, now.second);
 }
 
+bool IsGiven(const XV_TIMECODE& code) {
+  return (code.nHour | code.nMinute | code.nSecond | code.nFrame | code.eTcFlags) != 0;
+}
+
 bool CountsDropFrames(const XV_VID_PROPS& vid) {
   const AVRational base = TimeBaseFromRate(vid.dblRate);
   if (base.num == 1001 && (base.den == 30000 || base.den == 60000)) return true;
@@ -36,7 +40,10 @@ std::string StartTimecode(const XMLParse::CoXMLNode& attributes, const XV_TIME* 
   std::string code = attributes.Get(kStartTimecode);
   if (EqualsNoCase(code, "disabled")) return {};
   const bool local = EqualsNoCase(code, "local_time");
-  if (code.empty() || local || EqualsNoCase(code, "auto")) {
+  if (code.empty() || EqualsNoCase(code, "given")) {
+    if (time == nullptr || !IsGiven(time->tcFrame)) return {};
+    code = RenderTimeCode(time->tcFrame);
+  } else if (local || EqualsNoCase(code, "auto")) {
     code = time != nullptr && !local ? RenderTimeCode(time->tcFrame) : WallClock(clock);
   }
   if (!CountsDropFrames(vid)) std::replace(code.begin(), code.end(), ';', ':');

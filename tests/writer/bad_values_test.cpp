@@ -80,7 +80,7 @@ TEST(BadValues, ValuesThatNobodyCanReadAreTold) {
           "video::size=banana (expected a size such as 1280x720, with I, T, B or P)",
           "video::metadata=x (expected a node with values of any name)",
           "video::crop=abc (expected 1 to 4 whole numbers)",
-          StartsWith("start_timecode=25:61:61:99 (expected disabled, auto, local_time or a time"),
+          StartsWith("start_timecode=25:61:61:99 (expected given, auto, disabled, local_time or"),
           "video.buffers=8x (expected 0 and more)", "video.drop_frames= (expected true or false)",
           "embed_cc.placement=sequense (expected sequence, picture; did you mean sequence?)",
           StartsWith("diskspace.min=1.5G (expected 10485760 and more"),

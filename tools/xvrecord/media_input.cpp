@@ -77,7 +77,7 @@ class MediaInput final : public Input {
     std::vector<const AVStream*> tracks;
     for (const Stream& stream : audio_) tracks.push_back(stream.stream);
     return MetadataAttributes(*input_, video_.stream, tracks) +
-           (hasTimecode_ ? "" : " start_timecode=disabled");
+           (hasTimecode_ ? " start_timecode=auto" : " start_timecode=disabled");
   }
   std::string MatrixTag() const override {
     return video_.stream == nullptr ? "" : MatrixAttribute(*video_.decoder, Layout());
