@@ -47,7 +47,10 @@ void TellUnserved(const EncoderRequest& request) {
   for (const AttributeRow& row : SessionAttributes()) {
     const bool served =
         std::ranges::any_of(kServed, [&](const AttributeRow& one) { return one.name == row.name; });
-    const bool own = request.own->FindText(row.name).has_value();
+    // What the writer's own properties show, and what happens anyway.
+    const bool own = request.own->FindText(row.name).has_value() ||
+                     (row.name == kStartTimecode.name &&
+                      EqualsNoCase(request.session->Text(row.name), "disabled"));
     if (!served && !own && row.node == kSessionNode && request.session->Has(row)) {
       request.stats->AddUnusedOption(std::string(row.name) + " (not on the component path)");
     }
