@@ -15,9 +15,9 @@ inline constexpr int kDvHd = 3;
 // knows at that raster, unless `index` is one.
 int RawDvMember(const XV_VID_PROPS& input, int index);
 
-// The raster and rate of member `index` (kDvAuto picks one from the input) and, in `pixelFormat`, the
-// sampling. YUYV422 there stands for 4:2:2. Pictures of SD stay bottom first; all else becomes top
-// first.
+// The raster and rate of member `index` (kDvAuto picks one from the input) and, in `pixelFormat`,
+// the sampling. YUYV422 there stands for 4:2:2. Pictures of SD stay bottom first; all else becomes
+// top first.
 XV_VID_PROPS DvRaster(const XV_VID_PROPS& input, int index, int* pixelFormat);
 
 }  // namespace xv

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <chrono>
 #include <cstdlib>
 
 #include "base/text.h"
@@ -23,6 +24,10 @@ namespace {
 constexpr std::int64_t kSoundTimeout = 10'000;      // 1 ms
 constexpr std::int64_t kDrainTimeout = 30'000'000;  // 3 s
 constexpr int kMostPackets = 1 << 14;               // out of one frame: more are none
+
+using Clock = std::chrono::steady_clock;
+
+std::int64_t Nanoseconds(Clock::time_point begin) { return (Clock::now() - begin).count(); }
 
 XV_STREAM_INFO VideoInfo(const XV_VID_PROPS& vid) {
   XV_STREAM_INFO info{};
@@ -171,7 +176,9 @@ Status XvEncoderChannel::PutVideo(IXfFrame* frame, IXfPacket* packet, std::int64
   if (!video_) return packet != nullptr ? PushPacket(frame, packet) : Status(S_OK);
   XV_AV_PROPS props{vid_, aud_};
   if (frame != nullptr) RETURN_IF_FAILED(frame->FramePropsGet(&props, nullptr));
+  const auto begin = Clock::now();
   const Status taken = video_->Configure(frame, &props, nullptr, nullptr);
+  report_.AddEncodeTime(Nanoseconds(begin));
   RETURN_IF_FAILED(Told("video encoder", video_.get(), taken));
   return MovePackets(*video_, videoStream_, timeout, frame == nullptr);
 }
@@ -239,7 +246,9 @@ Status XvEncoderChannel::PutPacket(std::int32_t stream, IXfPacket& packet) {
   if (timeOffset_ != 0) MoveStamps(timeOffset_, TimeBaseOf(info), &stamps);
   stamps.nStream = stream;
   RETURN_IF_FAILED(packet.PacketTimeSet(&stamps));
+  const auto begin = Clock::now();
   const Status put = Told("muxer", muxer_.get(), muxer_->PutPacket(stream, &packet, nullptr));
+  report_.AddWriteTime(Nanoseconds(begin));
   if (put.Ok() && !put.NothingDone()) {
     report_.CountPacket(stream, stamps.cbSize);
   } else if (put.NothingDone()) {

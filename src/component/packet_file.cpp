@@ -13,6 +13,7 @@ namespace {
 
 constexpr char kIoTimeout[] = "io_timeout";
 constexpr char kMetadataNode[] = "metadata";
+constexpr std::uint32_t kMostReorder = 16;  // pictures, of any codec
 constexpr std::int64_t kLongestWait = 10 * kTimeUnitsPerSecond;
 
 // The record says all that a container asks for.
@@ -52,7 +53,10 @@ Status PacketFile::AddStream(const XV_STREAM_INFO& info, std::int32_t* index) {
   if (started_) return E_UNEXPECTED;
   if (info.eType != eXfMT_Video && info.eType != eXfMT_Audio) return E_INVALIDARG;
   if (index != nullptr) *index = static_cast<std::int32_t>(tracks_.size());
-  tracks_.push_back({std::make_shared<StreamRecord>(info), nullptr, TellsAll(info)});
+  Track track;
+  track.record = std::make_shared<StreamRecord>(info);
+  track.known = TellsAll(info);
+  tracks_.push_back(std::move(track));
   return S_OK;
 }
 
@@ -137,20 +141,34 @@ bool PacketFile::ComesLate(Track& track, const Held& held) {
   return late;
 }
 
-// Stamps that rise, as every container wants them. False for a packet that comes too late.
-bool PacketFile::SettleStamps(Track& track, AVPacket& packet) const {
-  const bool first = track.lastDts == AV_NOPTS_VALUE;
-  if (packet.dts == AV_NOPTS_VALUE) {
-    // Nobody told the order: it is that of the calls.
-    packet.dts = packet.pts;
-    if (!first && (packet.dts == AV_NOPTS_VALUE || packet.dts <= track.lastDts)) {
-      packet.dts = track.lastDts + 1;
-    }
-    if (packet.dts == AV_NOPTS_VALUE) packet.dts = 0;
-    if (packet.pts == AV_NOPTS_VALUE || packet.pts < packet.dts) packet.pts = packet.dts;
+// A decoder that holds back so many pictures shows the smallest stamp of them: those stamps,
+// sorted, are decoding stamps. Ahead of the first one they are made up.
+std::int64_t PacketFile::DecodingStamp(Track& track, const AVPacket& packet) {
+  const auto held = std::min<std::uint32_t>(track.record->info.nReorder, kMostReorder);
+  const std::int64_t step = std::max<std::int64_t>(packet.duration, 1);
+  std::vector<std::int64_t>& waiting = track.waiting;
+  if (waiting.empty()) {
+    for (std::int64_t i = held; i > 0; --i) waiting.push_back(packet.pts - i * step);
   }
-  if (packet.pts == AV_NOPTS_VALUE) packet.pts = packet.dts;
-  if (!first && packet.dts <= track.lastDts) return false;
+  waiting.insert(std::upper_bound(waiting.begin(), waiting.end(), packet.pts), packet.pts);
+  const std::int64_t stamp = waiting.front();
+  waiting.erase(waiting.begin());
+  if (waiting.size() > held) waiting.resize(held);
+  return stamp;
+}
+
+// Stamps that rise, as every container wants them. False for a packet that comes too late.
+bool PacketFile::SettleStamps(Track& track, AVPacket& packet) {
+  const std::int64_t next = track.lastDts == AV_NOPTS_VALUE ? 0 : track.lastDts + 1;
+  const bool first = track.lastDts == AV_NOPTS_VALUE;
+  const bool told = packet.dts != AV_NOPTS_VALUE;
+  if (packet.pts == AV_NOPTS_VALUE) packet.pts = told ? packet.dts : next;
+  if (!told) packet.dts = DecodingStamp(track, packet);
+  if (!first && packet.dts < next) {
+    if (told) return false;
+    packet.dts = next;  // nobody told how far pictures go back
+  }
+  packet.pts = std::max(packet.pts, packet.dts);
   track.lastDts = packet.dts;
   return true;
 }

@@ -41,6 +41,8 @@ class PacketFile {
     bool known = false;
     std::int64_t lastPut = AV_NOPTS_VALUE;  // decoding stamp of the last packet, 100 ns
     std::int64_t lastDts = AV_NOPTS_VALUE;  // the same as written, ticks of `stream`
+    // Presentation stamps that pictures behind may still go ahead of, sorted; ticks of `stream`.
+    std::vector<std::int64_t> waiting;
   };
   struct Held {
     std::int32_t index;
@@ -56,7 +58,8 @@ class PacketFile {
   Status Start();
   Status AddToContext(Track& track);
   Status Write(Held held);
-  bool SettleStamps(Track& track, AVPacket& packet) const;
+  static std::int64_t DecodingStamp(Track& track, const AVPacket& packet);
+  static bool SettleStamps(Track& track, AVPacket& packet);
 
   XMLParse::XMLNodePtr attributes_;
   std::vector<Track> tracks_;

@@ -14,6 +14,9 @@ class PathReport : public OutputReport {
   virtual void CountLatePacket() = 0;
   // A packet that the multiplexer took.
   virtual void CountPacket(int stream, std::int64_t bytes) = 0;
+  // What the encoder needed for a picture, the multiplexer for a packet; nanoseconds.
+  virtual void AddEncodeTime(std::int64_t time) = 0;
+  virtual void AddWriteTime(std::int64_t time) = 0;
 
  protected:
   ~PathReport() = default;

@@ -6,9 +6,12 @@
 #include "base/text.h"
 #include "component/channel_encoder.h"
 #include "media/validity.h"
+#include "platform/clock.h"
 #include "session/encoder_ffm.h"
 #include "session/open_tracks.h"
 #include "session/session_attributes.h"
+#include "session/start_timecode.h"
+#include "values/time_syntax.h"
 
 namespace xv {
 namespace {
@@ -23,8 +26,9 @@ Status AskSource(IUnknown* source, XV_AV_PROPS* props) {
 }
 
 // Of the session's own attributes; there is no queue, so any length of it will do.
-constexpr AttributeRow kServed[] = {kFormat,        kXfCodecs,    kIoTimeout,     kMetadata,
-                                    kSplitChannels, kMergeTracks, kTimeTolerance, kVideoBuffers};
+constexpr AttributeRow kServed[] = {kFormat,        kXfCodecs,      kIoTimeout,
+                                    kMetadata,      kSplitChannels, kMergeTracks,
+                                    kTimeTolerance, kVideoBuffers,  kStartTimecode};
 
 constexpr char kVideoCodec[] = "video::codec";
 constexpr char kVideoRate[] = "video::b";
@@ -54,8 +58,18 @@ void TellUnserved(const EncoderRequest& request) {
   }
 }
 
-Ref<XvEncoderBaseLegacy> MakeComponentPath(const EncoderRequest& request) {
+// In the container, and in the group headers of codecs that have such.
+void SetTimecode(XMLParse::CoXMLNode& session, const XV_TIME* time, const XV_VID_PROPS& vid) {
+  const std::string code = StartTimecode(session, time, vid, SystemClock());
+  if (!IsTimeCode(code)) return;
+  session.SetTextIfAbsent("metadata::timecode", code);
+  session.SetTextIfAbsent("video::gop_timecode", code);
+}
+
+Ref<XvEncoderBaseLegacy> MakeComponentPath(const EncoderRequest& request, const XV_AV_PROPS& props,
+                                           const XV_TIME* time) {
   SetConstantRate(*request.session);
+  SetTimecode(*request.session, time, props.vid);
   TellUnserved(request);
   const std::uint32_t mask = MaskOverride(*request.session);
   return MakeRef<XvEncoderFFM2>(mask == kNoMaskOverride ? std::nullopt : std::optional(mask),
@@ -86,7 +100,7 @@ Status OpenEncoder(const EncoderRequest& request, const XV_AV_PROPS* props, cons
     encoder = nullptr;
   }
   if (WantsComponentPath(*request.session, *request.own)) {
-    encoder = MakeComponentPath(request);
+    encoder = MakeComponentPath(request, *props, time);
   } else {
     encoder = MakeRef<CEncoderFFM>(*request.stats);
   }

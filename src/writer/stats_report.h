@@ -20,6 +20,8 @@ class StatsReport final : public PathReport {
     stats_.CountDrop();
   }
   void CountPacket(int stream, std::int64_t bytes) override { stats_.CountPacket(stream, bytes); }
+  void AddEncodeTime(std::int64_t time) override { stats_.encodeTime.Add(time); }
+  void AddWriteTime(std::int64_t time) override { stats_.writeTime.Add(time); }
 
  private:
   SessionStats& stats_;

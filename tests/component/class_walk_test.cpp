@@ -71,7 +71,7 @@ TEST(ClassWalk, BrokenClassesAreLeftForTheNext) {
                                    {Odd::kInitFails, "The operation failed"},
                                    {Odd::kInitThrows, "not in a state"},
                                    {Odd::kInitBlocks, "timed out"}}) {
-    ComponentSettings settings("patience_ms = 200\n" + SettingFor(odd, "encoder_n264"));
+    ComponentSettings settings("patience_ms = 1000\n" + SettingFor(odd, "encoder_n264"));
     settings.Register(IdText(OddClass(odd)), ODD_MODULE);
     const Traced trace;
     std::string noted;
@@ -97,7 +97,7 @@ TEST(ClassWalk, BrokenCallsAreTheFramesFailures) {
                                     {Odd::kNoCodec, E_INVALIDARG},
                                     {Odd::kEndless, E_UNEXPECTED},
                                     {Odd::kProcessBlocks, XV_E_TIMEOUT}}) {
-    ComponentSettings settings("patience_ms = 500\n" + SettingFor(odd));
+    ComponentSettings settings("patience_ms = 2000\n" + SettingFor(odd));
     settings.Register(IdText(OddClass(odd)), ODD_MODULE);
     const int channels = odd == Odd::kEndless ? 0 : 2;
     EXPECT_EQ(Record(settings / "a.avi", "xfcodecs=true",

@@ -9,7 +9,7 @@ enum class Odd : std::uint8_t {
   kNoObject = 1,  // the factory gives success and no object
   kInitFails,
   kInitThrows,
-  kInitBlocks,  // for two seconds
+  kInitBlocks,  // for three seconds
   kConfigureThrows,
   kNoBytes,        // packets say that they have some
   kNoCodec,        // packets name a codec that nobody knows

@@ -17,7 +17,7 @@ class OddEncoder final : public host::Counted<IXfEncoder> {
 
   HRESULT Init(eXfMediaType, const char16_t*) override {
     if (odd_ == Odd::kInitThrows) throw std::runtime_error("thrown");
-    if (odd_ == Odd::kInitBlocks) Block(2);
+    if (odd_ == Odd::kInitBlocks) Block(3);
     return odd_ == Odd::kInitFails ? E_FAIL : S_OK;
   }
   HRESULT Configure(IXfFrame* frame, const XV_AV_PROPS*, const char16_t*, void*) override {

@@ -16,8 +16,8 @@ struct KnownLoss {
 
 inline constexpr KnownLoss kKnownLosses[] = {
     // MPEG-1 and MPEG-2 video have the time code in their group headers.
-    {"mpeg,mpegts,vob,hls,rtsp,ipod,ismv,ac3,adts,image2", "none,h264,mpeg4,dpx,mjpeg,png",
-     kTimecode},
+    {"mpeg,mpegts,mpeg_nablet,vob,hls,rtsp,ipod,ismv,ac3,adts,image2",
+     "none,h264,mpeg4,dpx,mjpeg,png", kTimecode},
     // The time code's track refers to one of pictures.
     {"mov,mov_dnxhd,mp4", "none", kTimecode},
     // Codecs of whole pictures, where the container does not tell the order either.

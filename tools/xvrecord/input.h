@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "xvwriter/media.h"
+#include "xvwriter/packets.hpp"
 
 // Where frames come from: a media file or URL, or a test picture.
 namespace xvrecord {
@@ -35,7 +35,8 @@ struct InputFrame {
   xv::XV_TIME time{};
   Block video;
   Block audio;
-  std::vector<std::uint8_t> captions;  // cc data of CEA-708, three bytes a construct
+  xv::host::Ptr<xv::IXfPacket> packet;  // in place of a picture
+  std::vector<std::uint8_t> captions;   // cc data of CEA-708, three bytes a construct
 };
 
 class Input {
@@ -63,6 +64,7 @@ struct MediaOptions {
   std::string pixelFormat;   // the same, by FFmpeg's name
   std::vector<std::string> demuxerOptions;  // NAME=VALUE
   std::vector<std::string> map;             // "v", "a", "a:1", "2", as ChooseStreams reads them
+  bool packets = false;                     // pictures are given as they are encoded
   bool oneTrack = false;                    // without a map one track of sound is enough
   double start = 0;                         // seconds of the input that are left out
   std::function<bool()> stopAsked;          // ends waits for the input; may be empty

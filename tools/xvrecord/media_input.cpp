@@ -9,6 +9,7 @@
 #include "xvrecord/input.h"
 #include "xvrecord/layout.h"
 #include "xvrecord/media_tags.h"
+#include "xvrecord/packet_stream.h"
 #include "xvrecord/sound_tracks.h"
 #include "xvrecord/stream_choice.h"
 
@@ -37,6 +38,13 @@ struct Stream {
   Owned<AVCodecContext> decoder;
   bool ended = false;
 };
+
+// One whose packets are given as they are.
+Stream PassStream(AVFormatContext& input, int index) {
+  Stream result;
+  result.stream = input.streams[index];
+  return result;
+}
 
 // Nothing where no decoder takes it.
 Stream OpenStream(AVFormatContext& input, int index) {
@@ -80,14 +88,15 @@ class MediaInput final : public Input {
            (hasTimecode_ ? " start_timecode=auto" : " start_timecode=disabled");
   }
   std::string MatrixTag() const override {
-    return video_.stream == nullptr ? "" : MatrixAttribute(*video_.decoder, Layout());
+    return video_.decoder ? MatrixAttribute(*video_.decoder, Layout()) : std::string();
   }
   std::string ColourTags() const override {
-    return video_.stream == nullptr ? "" : ColourAttributes(*video_.decoder, Layout());
+    return video_.decoder ? ColourAttributes(*video_.decoder, Layout()) : std::string();
   }
 
   bool Next(InputFrame* out) override {
     *out = {};
+    if (packets_) return NextPacket(out);
     return video_.stream != nullptr ? NextPicture(out) : NextSound(out);
   }
 
@@ -104,6 +113,11 @@ class MediaInput final : public Input {
     }
     int channels = 0;
     for (const int index : ChooseStreams(*input_, options_)) {
+      if (options_.packets && input_->streams[index]->codecpar->codec_type == AVMEDIA_TYPE_VIDEO) {
+        video_ = PassStream(*input_, index);
+        packets_ = DescribePackets(*input_, *video_.stream);
+        continue;
+      }
       Stream stream = OpenStream(*input_, index);
       if (stream.stream == nullptr) {
         trouble_ = "Stream " + std::to_string(index) + " of the input cannot be decoded.";
@@ -120,6 +134,7 @@ class MediaInput final : public Input {
     if (video_.stream == nullptr && audio_.empty()) {
       throw InputError(url + " has neither picture nor sound that can be decoded.");
     }
+    if (options_.packets && !packets_) throw UsageError(url + " has no pictures for --packets.");
     if (!audio_.empty()) sound_ = std::make_unique<SoundTracks>(decoders);
   }
 
@@ -172,6 +187,7 @@ class MediaInput final : public Input {
   // The packet at hand where it is the stream's, or its end.
   void DecodeOf(Stream& stream, bool end) {
     if (stream.stream == nullptr || stream.ended) return;
+    if (!stream.decoder) return KeepPacket(end);
     if (end) Decode(stream, nullptr);
     if (!end && packet_->stream_index == stream.stream->index) Decode(stream, packet_.get());
   }
@@ -190,6 +206,16 @@ class MediaInput final : public Input {
       }
       av_frame_unref(frame_.get());
     }
+  }
+
+  void KeepPacket(bool end) {
+    video_.ended = end;
+    if (end || packet_->stream_index != video_.stream->index || packet_->size <= 0) return;
+    const std::int64_t stamp = packet_->pts != AV_NOPTS_VALUE ? packet_->pts : packet_->dts;
+    const std::int64_t time = Units(stamp, video_.stream->time_base);
+    if (cut_ && stamp != AV_NOPTS_VALUE && time < *cut_) return;
+    if (!soundOrigin_) soundOrigin_ = time;
+    waiting_.emplace_back(av_packet_clone(packet_.get()));
   }
 
   void TakePicture() {
@@ -231,14 +257,14 @@ class MediaInput final : public Input {
     return stamp == AV_NOPTS_VALUE ? 0 : av_rescale_q(stamp, base, {1, static_cast<int>(kUnits)});
   }
 
-  void SetOrigin(const AVFrame& first) {
+  void SetOrigin(std::int64_t stamp) {
     if (origin_) return;
-    origin_ = Units(first.best_effort_timestamp, video_.stream->time_base);
+    origin_ = Units(stamp, video_.stream->time_base);
     for (const auto& [track, frame] : early_) AppendSound(track, *frame);
     early_.clear();
     // Time codes go on from the start of the input.
     const std::int64_t left =
-        cut_ ? *soundOrigin_ - Units(video_.stream->start_time, video_.decoder->pkt_timebase) : 0;
+        cut_ ? *soundOrigin_ - Units(video_.stream->start_time, video_.stream->time_base) : 0;
     skipped_ = std::llround(static_cast<double>(left) * rate_ / kUnits);
   }
 
@@ -249,7 +275,7 @@ class MediaInput final : public Input {
     if (pictures_.empty()) return NextRest(out);
     const Owned<AVFrame> picture = std::move(pictures_.front());
     pictures_.pop_front();
-    SetOrigin(*picture);
+    SetOrigin(picture->best_effort_timestamp);
     FillTime(*picture, out);
     picture->sample_aspect_ratio =
         av_guess_sample_aspect_ratio(&*input_, video_.stream, picture.get());
@@ -261,6 +287,32 @@ class MediaInput final : public Input {
     }
     ++count_;
     if (sound_) FillSound(out->time.rtStop, out);
+    return true;
+  }
+
+  // In the order of decoding, each with the time at which its picture is shown.
+  bool NextPacket(InputFrame* out) {
+    while (waiting_.empty() && Pump()) {
+    }
+    if (waiting_.empty()) return NextRest(out);
+    const Owned<AVPacket> packet = std::move(waiting_.front());
+    waiting_.pop_front();
+    const std::int64_t stamp = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
+    SetOrigin(stamp);
+    const AVRational base = video_.stream->time_base;
+    const auto step = static_cast<std::int64_t>(std::llround(kUnits / rate_));
+    out->time.rtStart = stamp == AV_NOPTS_VALUE ? lastStop_ : Units(stamp, base) - *origin_;
+    out->time.rtStop =
+        out->time.rtStart + (packet->duration > 0 ? Units(packet->duration, base) : step);
+    lastStop_ = std::max(lastStop_, out->time.rtStop);
+    const xv::XV_STREAM_INFO& info = packets_->info;
+    out->props.vid.fccColor = xv::kFccUYVY;
+    out->props.vid.nWidth = info.nWidth;
+    out->props.vid.nHeight = info.nHeight;
+    out->props.vid.dblRate = rate_;
+    out->packet = MakePacket(packets_, EncodedDataOf(*packet));
+    ++count_;
+    if (sound_) FillSound(lastStop_, out);
     return true;
   }
 
@@ -304,7 +356,8 @@ class MediaInput final : public Input {
     const std::int64_t wanted = av_rescale(until, sound_->Rate(), kUnits) - sound_->Taken();
     // A clip's sound may lie far behind its picture in the file: do not hold the whole picture
     // back.
-    for (int i = 0; sound_->Samples() < wanted && pictures_.size() < 128 && Pump(); ++i) {
+    const auto ahead = [&] { return std::max(pictures_.size(), waiting_.size()); };
+    for (int i = 0; sound_->Samples() < wanted && ahead() < 128 && Pump(); ++i) {
     }
     out->props.aud = sound_->Props();
     out->audio = sound_->Take(wanted, audioPool_);
@@ -336,6 +389,8 @@ class MediaInput final : public Input {
   BlockPool audioPool_;
   std::unique_ptr<SoundTracks> sound_;
   std::deque<Owned<AVFrame>> pictures_;
+  std::shared_ptr<const xv::host::PacketStream> packets_;  // null: pictures are decoded
+  std::deque<Owned<AVPacket>> waiting_;
   std::vector<std::pair<std::size_t, Owned<AVFrame>>> early_;  // track, sound
   std::optional<std::int64_t> origin_;
   std::optional<std::int64_t> soundOrigin_;  // the same moment by the input's stamps

@@ -53,6 +53,8 @@ void DescribeInput(CLI::App& app, Options& options) {
   app.add_option("--map", media.map,
                  "Streams to record: v, a, a:1, or a stream's number; all sound without it")
       ->allow_extra_args(false);
+  app.add_flag("--packets", media.packets,
+               "Pass pictures on as they are encoded; sound is decoded and encoded");
   app.add_flag("--no-tags", options.leaveTags,
                "Leave metadata, languages and colour tags of the input behind");
 }
@@ -121,6 +123,10 @@ void CheckOptions(Options* options) {
   options->media.layout = options->layout.empty() ? 0 : LayoutFromName(options->layout);
   if (options->media.layout == 0 && !options->layout.empty()) {
     throw UsageError("--input-format does not know " + options->layout + ".");
+  }
+  const bool encodes = !options->codec.empty() || !options->layout.empty();
+  if (options->media.packets && encodes) {
+    throw UsageError("--packets leaves pictures as they are: no --codec, no --input-format.");
   }
   CheckStandardOutput(*options);
 }

@@ -42,7 +42,7 @@ struct Options {
   bool ReadsMedia() const {
     const MediaOptions& m = media;
     return !m.demuxer.empty() || !m.rate.empty() || !m.size.empty() || !m.pixelFormat.empty() ||
-           !m.demuxerOptions.empty() || !m.map.empty() || m.start > 0;
+           !m.demuxerOptions.empty() || !m.map.empty() || m.start > 0 || m.packets;
   }
   bool TakesPresets() const { return !format.empty() || !codec.empty() || !audioCodec.empty(); }
 };

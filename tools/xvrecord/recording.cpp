@@ -67,13 +67,15 @@ xv::HRESULT Push(xv::host::Writer& writer, const InputFrame& frame, std::int64_t
   xv::HRESULT built = xv::S_OK;
   const auto made = std::move(builder).Build(&built);
   if (xv::Succeeded(built)) built = AttachCaptions(made, frame, number);
+  if (xv::Succeeded(built) && frame.packet) built = AddPacket(made, frame.packet);
   return xv::Failed(built) ? built : writer.Put(made);
 }
 
 void Count(const InputFrame& frame, Totals* totals) {
   ++totals->frames;
-  if (frame.video.data != nullptr) ++totals->pictures;
-  totals->mediaSeconds = static_cast<double>(frame.time.rtStop) / xv::kTimeUnitsPerSecond;
+  if (frame.video.data != nullptr || frame.packet) ++totals->pictures;
+  const auto end = static_cast<double>(frame.time.rtStop) / xv::kTimeUnitsPerSecond;
+  totals->mediaSeconds = std::max(totals->mediaSeconds, end);
 }
 
 double ExpectedSeconds(const Input& input, const Options& options) {
@@ -85,7 +87,8 @@ double ExpectedSeconds(const Input& input, const Options& options) {
 // Cuts sound without a picture where the recording ends.
 void Trim(std::int64_t limit, InputFrame* frame) {
   const std::int64_t all = frame->time.rtStop - frame->time.rtStart;
-  if (frame->video.data != nullptr || frame->time.rtStop <= limit || all <= 0) return;
+  const bool picture = frame->video.data != nullptr || frame->packet;
+  if (picture || frame->time.rtStop <= limit || all <= 0) return;
   const xv::XV_AUD_PROPS& aud = frame->props.aud;
   const std::int64_t bytes = std::int64_t{aud.nChannels} * std::abs(aud.nBitsPerSample) / 8;
   const std::int64_t samples = (limit - frame->time.rtStart) * aud.nSamplesPerSec;
@@ -133,6 +136,7 @@ std::string AttributesFor(const Options& options, const xv::host::Writer& writer
                              options.codec, options.audioCodec);
   }
   for (const std::string& text : options.attributes) attributes += " " + text;
+  if (options.media.packets) attributes += " video::codec=packets";
   return attributes;
 }
 
@@ -141,7 +145,9 @@ std::string AttributesFor(const Options& options, const xv::host::Writer& writer
 std::string DefaultsFor(const Options& options, const Input& input, const std::string& attributes) {
   std::string defaults = "embed_cc=true video.buffers=8";
   if (options.leaveTags) return defaults;
-  defaults += input.Tags() + input.MatrixTag();
+  defaults += input.Tags();
+  if (options.media.packets) return defaults;
+  defaults += input.MatrixTag();
   if (TakesYuv(options.output, attributes)) defaults += input.ColourTags();
   return defaults;
 }
