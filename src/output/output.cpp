@@ -49,6 +49,11 @@ Status Output::Allocate(const std::string& target, const std::string& formatName
   interrupt.Attach(*made);
   format = made->oformat;
   if (HasClock(*format)) made->max_delay = kDecoderDelay;
+  // Sound would wait for others of its kind in the muxer; readers of a growing file and of a stream
+  // want it at once.
+  if (std::string_view(format->name) == "mpegts") {
+    (void)av_opt_set_int(made->priv_data, "pes_payload_size", 0, 0);
+  }
   return S_OK;
 }
 

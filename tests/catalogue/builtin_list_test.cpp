@@ -130,7 +130,7 @@ TEST_F(BuiltinListTest, AgreesWithThisFFmpeg) {
       {"ac3_fixed", "profile"},
       {"eac3", "profile"},
       {"flac", "predm"},
-      {"mpegts", "resend_headers max_delay"},
+      {"mpegts", "resend_headers max_delay pes_payload_size"},
       {"hls",
        "hls_wrap flags use_localtime use_localtime_mkdir pl_type method hls_time max_delay"}};
   for (const std::string& line : CompareWithFFmpeg(*list_)) {
