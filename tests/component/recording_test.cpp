@@ -102,12 +102,14 @@ TEST(ComponentRecording, TheSwitchOfTheWriterAndOptionsOfTheOtherPath) {
   host::Writer writer;
   ASSERT_EQ(writer.Set("xfcodecs.enabled", "true"), S_OK);
   const Traced trace;
-  ASSERT_EQ(
-      Record(writer, folder / "a.mp4",
-             "play_while_rec=true audio.1::b=64k split_channels=1 metadata::title=Told", kPlain, 5),
-      S_OK);
+  ASSERT_EQ(Record(writer, folder / "a.mp4",
+                   "play_while_rec=true vidoe::b=2M pes_payload_size=9 audio.1::b=64k "
+                   "split_channels=1 metadata::title=Told",
+                   kPlain, 5),
+            S_OK);
   EXPECT_THAT(writer.Stats().unusedOptions,
-              testing::ElementsAre("play_while_rec (not on the component path)"));
+              testing::ElementsAre("vidoe::b (did you mean video::b?)",
+                                   "play_while_rec (not on the component path)"));
   EXPECT_EQ(writer.Stats().framesIn, 5);
   EXPECT_EQ(writer.Stats().streams.at(0).packets, 5);
   EXPECT_GT(writer.Stats().encodeP99.count(), 0);
