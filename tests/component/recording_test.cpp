@@ -34,6 +34,7 @@ TEST(ComponentRecording, PicturesAndTracksInManyContainers) {
     const bool hasTimecode = std::string(name) == "a.mov" || std::string(name) == "a.mxf";
     EXPECT_EQ(file.timecode, hasTimecode ? "10:00:00:00" : file.timecode) << name;
     EXPECT_TRUE(file.Pictures().interlaced && file.Pictures().topFirst) << name;
+    EXPECT_EQ(file.Pictures().fieldOrder, AV_FIELD_TT) << name;
     EXPECT_NEAR(file.Sound(1).seconds, 1.0, 0.05) << name;
     EXPECT_NEAR(file.Pictures().start - file.Sound(0).start, 0.0, 0.03) << name;
     for (std::size_t i = 0; i < 25; ++i) {
@@ -86,6 +87,13 @@ TEST(ComponentRecording, WhatCannotBeIsRefusedInWords) {
   std::string noted;
   EXPECT_EQ(Record("/nonexistent/a.mp4", "xfcodecs=true", kPlain, 5, &noted), XV_E_FILE_NOT_FOUND);
   EXPECT_THAT(noted, HasSubstr("/nonexistent/a.mp4"));
+}
+
+TEST(ComponentRecording, TagsAreThoseThatWereAskedFor) {
+  const std::string text = "xfcodecs=true audio::codec=mp2 video::codec=mpeg4 ";
+  EXPECT_EQ(RecordAndProbe("a.avi", text + "video::tag=DIVX", kPlain).Pictures().tag,
+            FourCC("DIVX"));
+  EXPECT_EQ(RecordAndProbe("a.avi", text, kPlain).Pictures().tag, FourCC("FMP4"));
 }
 
 TEST(ComponentRecording, SoundAloneAndPicturesAlone) {
