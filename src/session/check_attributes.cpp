@@ -201,6 +201,7 @@ class AttributeCheck {
 
   void CheckOne(const Scope& scope, const std::string& name, const std::string& value) {
     const AttributeRow* row = FindRow(scope.rows, name);
+    if (row == nullptr && scope.path.empty()) row = FindRow(use_.componentRows, name);
     const std::string path = scope.Prefix() + name;
     const bool known = row != nullptr || scope.trial.Knows(name);
     if (row == nullptr ? !scope.Takes(name) : scope.left && scope.left->contains(name)) {

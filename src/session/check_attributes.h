@@ -4,6 +4,7 @@
 #include <map>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -33,6 +34,8 @@ struct AttributeUse {
   Muxer main;
   Muxer second;
   std::vector<Track> tracks;
+  // What a multiplexer component reads beside the session's own attributes.
+  std::span<const AttributeRow> componentRows{};
 };
 
 // One walk over the attributes of a session: names that nobody knows or took, of attributes and

@@ -5,8 +5,10 @@
 
 #include "base/text.h"
 #include "component/channel_encoder.h"
+#include "component/muxer_profile.h"
 #include "media/validity.h"
 #include "platform/clock.h"
+#include "session/check_attributes.h"
 #include "session/encoder_ffm.h"
 #include "session/open_tracks.h"
 #include "session/session_attributes.h"
@@ -68,6 +70,9 @@ void SetTimecode(XMLParse::CoXMLNode& session, const XV_TIME* time, const XV_VID
 
 Ref<XvEncoderBaseLegacy> MakeComponentPath(const EncoderRequest& request, const XV_AV_PROPS& props,
                                            const XV_TIME* time) {
+  AttributeUse use;
+  use.componentRows = MuxerAttributes();
+  CheckAttributes(*request.session, use, *request.stats);
   SetConstantRate(*request.session);
   SetTimecode(*request.session, time, props.vid);
   TellUnserved(request);

@@ -162,6 +162,73 @@ TEST_F(PassedPackets, ElsewhereTheFramesPictureCounts) {
   EXPECT_EQ(AddPacket(Frame(0), stream_, nowhere), E_POINTER);
 }
 
+// A stream of pictures, one a second, and sound of which nobody tells the codec.
+class MuxerAlone : public testing::Test {
+ protected:
+  MuxerAlone() {
+    pictures_->info.nWidth = pictures_->info.nHeight = 16;
+    pictures_->info.dblRate = 1;
+  }
+  static host::Ptr<IXfPacket> Packet(std::shared_ptr<const host::PacketStream> stream,
+                                     std::int64_t second) {
+    host::EncodedData data;
+    data.data = "0123456789ab";
+    data.bytes = 12;
+    data.pts = data.dts = second * kTimeUnitsPerSecond;
+    data.duration = kTimeUnitsPerSecond;
+    data.key = true;
+    return MakePacket(std::move(stream), data);
+  }
+  HRESULT Begin(const std::string& name) {
+    return muxer_->Init(host::Wide(folder_ / name).c_str(), u"metadata::title=Alone");
+  }
+
+  TemporaryFolder folder_;
+  const std::shared_ptr<host::PacketStream> pictures_ =
+      std::make_shared<host::PacketStream>(eXfMT_Video, "mjpeg");
+  const host::Ptr<IXfMuxer> muxer_ = MakeObject<IXfMuxer>(CLSID_CoXfMuxer);
+};
+
+TEST_F(MuxerAlone, BeginsWithTheFirstPacketOfAStreamThatIsKnown) {
+  ASSERT_EQ(Begin("a.mkv"), S_OK);
+  std::int32_t index = -1;
+  EXPECT_EQ(muxer_->AddStream(&pictures_->info, &index, nullptr), S_OK);
+  EXPECT_EQ(index, 0);
+  XV_STREAM_INFO info{};
+  host::Ptr<IUnknown> owner;
+  EXPECT_EQ(muxer_->GetStream(0, &info, owner.Receive()), S_OK);
+  EXPECT_TRUE(owner);
+  EXPECT_EQ(host::Narrow(info.tag), "mjpeg");
+  EXPECT_EQ(muxer_->GetStream(1, &info, owner.Receive()), XV_E_NOT_FOUND);
+  EXPECT_EQ(muxer_->PutPacket(1, Packet(pictures_, 0).get(), nullptr), XV_E_NOT_FOUND);
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "a.mkv"));
+  EXPECT_EQ(muxer_->PutPacket(0, Packet(pictures_, 0).get(), nullptr), S_OK);
+  EXPECT_TRUE(std::filesystem::exists(folder_ / "a.mkv"));
+  EXPECT_EQ(muxer_->AddStream(&pictures_->info, nullptr, nullptr), E_UNEXPECTED);
+  EXPECT_EQ(muxer_->PutPacket(0, Packet(pictures_, 0).get(), nullptr), S_FALSE) << "late";
+  EXPECT_EQ(muxer_->Close(), S_OK);
+  EXPECT_EQ(muxer_->Close(), S_FALSE);
+  const ProbedFile file = Probe(folder_ / "a.mkv");
+  EXPECT_EQ(file.title, "Alone");
+  EXPECT_EQ(file.Pictures().packets.size(), 1u);
+}
+
+TEST_F(MuxerAlone, WaitsTenSecondsForAStreamThatNobodyTells) {
+  ASSERT_EQ(Begin("a.mkv"), S_OK);
+  const auto sound = std::make_shared<host::PacketStream>(eXfMT_Audio, "");
+  ASSERT_EQ(muxer_->AddStream(&pictures_->info, nullptr, nullptr), S_OK);
+  ASSERT_EQ(muxer_->AddStream(&sound->info, nullptr, nullptr), S_OK);
+  EXPECT_EQ(muxer_->PutPacket(1, Packet(sound, 0).get(), nullptr), E_INVALIDARG);
+  for (int i = 0; i < 13; ++i) {
+    EXPECT_EQ(muxer_->PutPacket(0, Packet(pictures_, i).get(), nullptr), S_OK);
+  }
+  EXPECT_EQ(muxer_->PutPacket(1, Packet(sound, 13).get(), nullptr), XV_E_NOT_FOUND);
+  EXPECT_EQ(muxer_->Close(), S_OK);
+  const ProbedFile file = Probe(folder_ / "a.mkv");
+  EXPECT_EQ(file.streams.size(), 1u);
+  EXPECT_EQ(file.Pictures().packets.size(), 13u);
+}
+
 // The hashes of the decoded pictures, in their order.
 std::string Hashes(const std::string& file) {
   const ProgramResult result = RunProgram({"ffmpeg", "-v", "error", "-i", file, "-map", "0:v",

@@ -34,6 +34,7 @@ TEST(ComponentRecording, PicturesAndTracksInManyContainers) {
     const bool hasTimecode = std::string(name) == "a.mov" || std::string(name) == "a.mxf";
     EXPECT_EQ(file.timecode, hasTimecode ? "10:00:00:00" : file.timecode) << name;
     EXPECT_TRUE(file.Pictures().interlaced && file.Pictures().topFirst) << name;
+    EXPECT_EQ(file.Pictures().fieldOrder, AV_FIELD_TT) << name;
     EXPECT_NEAR(file.Sound(1).seconds, 1.0, 0.05) << name;
     EXPECT_NEAR(file.Pictures().start - file.Sound(0).start, 0.0, 0.03) << name;
     for (std::size_t i = 0; i < 25; ++i) {
@@ -88,6 +89,13 @@ TEST(ComponentRecording, WhatCannotBeIsRefusedInWords) {
   EXPECT_THAT(noted, HasSubstr("/nonexistent/a.mp4"));
 }
 
+TEST(ComponentRecording, TagsAreThoseThatWereAskedFor) {
+  const std::string text = "xfcodecs=true audio::codec=mp2 video::codec=mpeg4 ";
+  EXPECT_EQ(RecordAndProbe("a.avi", text + "video::tag=DIVX", kPlain).Pictures().tag,
+            FourCC("DIVX"));
+  EXPECT_EQ(RecordAndProbe("a.avi", text, kPlain).Pictures().tag, FourCC("FMP4"));
+}
+
 TEST(ComponentRecording, SoundAloneAndPicturesAlone) {
   const ProbedFile silent = RecordAndProbe("a.mp4", "xfcodecs=true audio::codec=null", kPlain);
   EXPECT_EQ(silent.Count(AVMEDIA_TYPE_AUDIO), 0);
@@ -102,12 +110,14 @@ TEST(ComponentRecording, TheSwitchOfTheWriterAndOptionsOfTheOtherPath) {
   host::Writer writer;
   ASSERT_EQ(writer.Set("xfcodecs.enabled", "true"), S_OK);
   const Traced trace;
-  ASSERT_EQ(
-      Record(writer, folder / "a.mp4",
-             "play_while_rec=true audio.1::b=64k split_channels=1 metadata::title=Told", kPlain, 5),
-      S_OK);
+  ASSERT_EQ(Record(writer, folder / "a.mp4",
+                   "play_while_rec=true vidoe::b=2M pes_payload_size=9 audio.1::b=64k "
+                   "split_channels=1 metadata::title=Told",
+                   kPlain, 5),
+            S_OK);
   EXPECT_THAT(writer.Stats().unusedOptions,
-              testing::ElementsAre("play_while_rec (not on the component path)"));
+              testing::ElementsAre("vidoe::b (did you mean video::b?)",
+                                   "play_while_rec (not on the component path)"));
   EXPECT_EQ(writer.Stats().framesIn, 5);
   EXPECT_EQ(writer.Stats().streams.at(0).packets, 5);
   EXPECT_GT(writer.Stats().encodeP99.count(), 0);
