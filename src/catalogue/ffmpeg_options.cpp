@@ -11,6 +11,7 @@ extern "C" {
 }
 
 #include "base/text.h"
+#include "codec/muxer_defaults.h"
 #include "contracts/av_handles.h"
 #include "values/value_syntax.h"
 
@@ -157,6 +158,7 @@ OptionInfos ListMuxerOptions(const AVOutputFormat& muxer) {
   AVFormatContext* raw = nullptr;
   if (avformat_alloc_output_context2(&raw, &muxer, nullptr, nullptr) < 0) return {};
   const AvPtr<AVFormatContext> context(raw);
+  SetMuxerDefaults(*context);
   OptionInfos out;
   if (muxer.priv_class != nullptr) {
     out = ListOptions(context->priv_data, AV_OPT_FLAG_ENCODING_PARAM);

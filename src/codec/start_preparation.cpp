@@ -14,8 +14,6 @@ void StartPreparation(VideoPreparation& preparation, const StreamHolder& holder,
                        codec.time_base,
                        codec.width,
                        codec.height,
-                       holder.linesAbove,
-                       holder.linesBelow,
                        holder.pixelFormat,
                        codec.codec_id,
                        holder.fullRange,
@@ -23,7 +21,9 @@ void StartPreparation(VideoPreparation& preparation, const StreamHolder& holder,
                        codec.colorspace,
                        codec.color_primaries,
                        codec.color_trc,
-                       codec.color_range};
+                       codec.color_range,
+                       holder.linesAbove,
+                       holder.linesBelow};
 }
 
 }  // namespace xv

@@ -21,8 +21,6 @@ struct CodecView {
   AVRational timeBase{0, 1};
   int width = 0;
   int height = 0;
-  int linesAbove = 0;  // black ones around the picture, within the height
-  int linesBelow = 0;
   int pixelFormat = AV_PIX_FMT_NONE;  // or kPixFmtV210
   AVCodecID codecId = AV_CODEC_ID_NONE;
   bool fullRange = false;             // the encoder wants 0-255 YUV
@@ -32,6 +30,8 @@ struct CodecView {
   AVColorPrimaries primaries = AVCOL_PRI_UNSPECIFIED;
   AVColorTransferCharacteristic transfer = AVCOL_TRC_UNSPECIFIED;
   AVColorRange range = AVCOL_RANGE_UNSPECIFIED;
+  int linesAbove = 0;  // black ones around the picture, within the height
+  int linesBelow = 0;
 };
 
 // One video stream's path from host frames to encoder pictures, with what it keeps between frames.

@@ -2,6 +2,7 @@
 
 #include "codec/ffmpeg.h"
 #include "codec/ffmpeg_words.h"
+#include "codec/muxer_defaults.h"
 #include "platform/paths.h"
 
 extern "C" {
@@ -15,19 +16,6 @@ bool OpensOwnFiles(const AVOutputFormat& format) {
   constexpr const char* kNames = "rtsp,hls,ssegment,stream_segment,segment,dash,tee";
   return av_match_name(format.name, kNames) != 0;
 }
-
-namespace {
-
-// How far sound and pictures stand ahead of the clock in a transport stream, in microseconds: what
-// a decoder has to fill its buffer. FFmpeg's own 0 lets half of the packets arrive late.
-constexpr int kDecoderDelay = 700'000;
-
-bool HasClock(const AVOutputFormat& format) {
-  constexpr const char* kNames = "mpegts,hls,segment,stream_segment,ssegment,rtp_mpegts";
-  return av_match_name(format.name, kNames) != 0;
-}
-
-}  // namespace
 
 void SetMetadata(const XMLParse::XMLNodePtr& metadata, AVFormatContext& context) {
   if (!metadata) return;
@@ -48,12 +36,7 @@ Status Output::Allocate(const std::string& target, const std::string& formatName
   if (made->oformat == nullptr) return E_UNEXPECTED;
   interrupt.Attach(*made);
   format = made->oformat;
-  if (HasClock(*format)) made->max_delay = kDecoderDelay;
-  // Sound would wait for others of its kind in the muxer; readers of a growing file and of a stream
-  // want it at once.
-  if (std::string_view(format->name) == "mpegts") {
-    (void)av_opt_set_int(made->priv_data, "pes_payload_size", 0, 0);
-  }
+  SetMuxerDefaults(*made);
   return S_OK;
 }
 

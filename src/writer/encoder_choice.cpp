@@ -48,13 +48,16 @@ void SetConstantRate(XMLParse::CoXMLNode& session) {
   }
 }
 
-// Attributes that were set for the main path alone have no effect here.
+// Attributes that were set for the main path alone, to something else than their default, have no
+// effect here.
 void TellUnserved(const EncoderRequest& request) {
   for (const AttributeRow& row : SessionAttributes()) {
     const bool served =
         std::ranges::any_of(kServed, [&](const AttributeRow& one) { return one.name == row.name; });
     const bool own = request.own->FindText(row.name).has_value();
-    if (!served && !own && row.node == kSessionNode && request.session->Has(row)) {
+    const auto said = request.session->FindText(row.name);
+    const bool plain = said && EqualsNoCase(*said, DefaultText(row));
+    if (!served && !own && !plain && row.node == kSessionNode && request.session->Has(row)) {
       request.stats->AddUnusedOption(std::string(row.name) + " (not on the component path)");
     }
   }
