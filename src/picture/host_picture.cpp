@@ -6,15 +6,20 @@
 #include "media/validity.h"
 #include "picture/image_view.h"
 #include "picture/pixel_formats.h"
+#include "platform/handover.h"
 
 namespace xv {
 namespace {
 
-void ReleaseOwner(void* opaque, std::uint8_t*) { static_cast<IUnknown*>(opaque)->Release(); }
+void ReleaseOwner(void* opaque, std::uint8_t*) {
+  TakeOver(opaque);
+  static_cast<IUnknown*>(opaque)->Release();
+}
 
 // A buffer that covers host memory and gives the owner's reference back when FFmpeg is done.
 AvPtr<AVBufferRef> WrapMemory(const std::uint8_t* data, std::uint32_t size, Ref<IUnknown> owner) {
   IUnknown* held = owner.Detach();
+  HandOver(held);
   AvPtr<AVBufferRef> buffer(av_buffer_create(
       const_cast<std::uint8_t*>(data), size,
       held == nullptr ? [](void*, std::uint8_t*) {} : ReleaseOwner, held, AV_BUFFER_FLAG_READONLY));
