@@ -20,9 +20,9 @@ foreach(manifest ${manifests})
   file(REMOVE "${manifest}")
 endforeach()
 
-# include/xvwriter/detail, share/doc/xvwriterffm/docs/decisions: from the innermost outwards.
+# include/xvwriter/detail, share/doc/xvwriterffm/docs/decisions, .../examples/encoder_module: from the innermost outwards.
 foreach(folder ${folders})
-  while(folder MATCHES "/[Xx]v[Ww]riter[^/]*(/[^/]+)?(/decisions)?$")
+  while(folder MATCHES "/[Xx]v[Ww]riter[^/]*(/[^/]+)?(/decisions|/encoder_module)?$")
     file(GLOB left "${folder}/*" "${folder}/.*")
     if(left OR NOT IS_DIRECTORY "${folder}")
       break()

@@ -97,19 +97,27 @@ std::string RecordAndRead(const Cell& cell, const Target& target, ProbedFile* fi
   return trouble;
 }
 
-std::string VideoTrouble(const ProbedFile& file, const Feed& feed) {
+// Black lines above the picture, which D-10 codes in fields.
+int IntervalLines(const Cell& cell) {
+  const bool d10 = cell.format->Text("id") == "mxf_d10" || cell.video->Bool("d10");
+  return d10 && Writes(cell.video) ? 32 : 0;
+}
+
+std::string VideoTrouble(const ProbedFile& file, const Feed& feed, int black) {
   if (file.Count(AVMEDIA_TYPE_VIDEO) != 1)
     return fmt::format("{} pictures' tracks", file.Count(AVMEDIA_TYPE_VIDEO));
   const ProbedStream& video = file.Pictures();
   if (video.errors > 0) return "the pictures do not decode";
   if (video.frames != kFrames) return fmt::format("{} pictures", video.frames);
   const bool progressive = feed.interlace == eXvI_Progressive;
-  if (progressive && video.interlaced) return "pictures became fields";
-  if (video.width != feed.width || video.height != feed.height)
+  if (progressive && video.interlaced && black == 0) return "pictures became fields";
+  const int lines = feed.height + black;
+  if (video.width != feed.width || video.height != lines)
     return fmt::format("{}x{}", video.width, video.height);
   for (int i = 0; i < kFrames; ++i) {
     const double pushed = 40 + 5 * i;  // what MakeFrame draws
-    const double level = video.fullRange ? (pushed - 16) * 255 / 219 : pushed;
+    const double level =
+        video.fullRange ? (pushed - 16) * 255 / 219 : (pushed * feed.height + 16 * black) / lines;
     const int found = video.lumaMeans[static_cast<std::size_t>(i)];
     if (std::fabs(found - level) > 3) return fmt::format("picture {} has level {}", i, found);
   }
@@ -180,7 +188,7 @@ std::string TroubleOf(const Cell& cell, const ProbedFile& file) {
   if (!file.opened) return "it does not open";
   std::string trouble;
   if (Writes(cell.video)) {
-    trouble = VideoTrouble(file, FeedFor(cell));
+    trouble = VideoTrouble(file, FeedFor(cell), IntervalLines(cell));
   } else if (!HasPlaceholder(cell) && file.Count(AVMEDIA_TYPE_VIDEO) != 0) {
     trouble = "pictures that nobody wanted";
   }
@@ -208,7 +216,9 @@ Outcome RecordCell(const Cell& cell) {
   const ProbedStream* video =
       Writes(cell.video) && file.Count(AVMEDIA_TYPE_VIDEO) > 0 ? &file.Pictures() : nullptr;
   if (video != nullptr) outcome.videoCodec = video->codec;
-  outcome.lost = LossesOf(file, video, FeedFor(cell));
+  Feed coded = FeedFor(cell);
+  coded.height += IntervalLines(cell);
+  outcome.lost = LossesOf(file, video, coded);
   return outcome;
 }
 
