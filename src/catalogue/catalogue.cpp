@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "base/status_words.h"
 #include "catalogue/builtin_list.h"
 #include "catalogue/ffmpeg_rows.h"
 #include "catalogue/fixed_lists.h"
@@ -16,11 +17,6 @@ using XMLParse::XMLNodePtr;
 
 namespace {
 constexpr std::string_view kListNode = "supported_list";
-
-std::string Words(Status status) {
-  const char* sentence = StatusSentence(status.code());
-  return sentence == nullptr ? "it cannot be used" : sentence;
-}
 }  // namespace
 
 std::span<const AttributeRow> CatalogueAttributes() {
@@ -46,7 +42,7 @@ void Catalogue::LoadList(CoXMLNode& list) {
   const Status status = LoadListFile(path, Setting(kListUnicode), list, &cut);
   fileIsNoList_ = status.Failed() || cut;
   fileFault_ = cut ? "ends early; what it holds is used" : std::string();
-  if (status.Failed()) fileFault_ = "is no list: " + Words(status);
+  if (status.Failed()) fileFault_ = "is no list: " + StatusWords(status);
   if (status.NothingDone()) {
     const XMLNodePtr read = CoXMLNode::Create({});
     (void)read->ReadXml(BuiltinList());
@@ -60,7 +56,7 @@ void Catalogue::SaveList(const CoXMLNode& list) {
   // A file that was no list, or a part of one, is the user's, whatever it is.
   if (fileIsNoList_) return;
   const Status saved = SaveListFile(ListPath(Setting(kListPath)), Setting(kListUnicode), list);
-  fileFault_ = saved.Failed() ? "is not saved: " + Words(saved) : std::string();
+  fileFault_ = saved.Failed() ? "is not saved: " + StatusWords(saved) : std::string();
 }
 
 void Catalogue::Rebuild(CoXMLNode& list) {

@@ -1,5 +1,8 @@
 #include "catalogue/ffmpeg_rows.h"
 
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
 #include <algorithm>
 #include <array>
 
@@ -7,6 +10,7 @@
 #include "catalogue/encoder_names.h"
 #include "catalogue/ffmpeg_options.h"
 #include "catalogue/refused_cells.h"
+#include "codec/container_sound.h"
 #include "codec/former_names.h"
 #include "codec/option_limits.h"
 #include "codec/stream_attributes.h"
@@ -181,6 +185,24 @@ void WriteCodecsOf(const CoXMLNode& format, bool video, const CoXMLNode& declare
   }
 }
 
+// What the container takes less of than its encoders make.
+void NarrowSound(const AVOutputFormat& muxer, CoXMLNode& format) {
+  const XMLNodePtr split = format.FindChild("attributes_info::split_channels");
+  if (split && TakesOneAudioTrack(muxer.name)) split->SetAttribute("values", "0");
+  const XMLNodePtr audio = format.FindChild("audio");
+  if (!audio) return;
+  for (const XMLNodePtr& codec : audio->Children()) {
+    const std::string id = codec->Text("id");
+    const auto rates = ContainerSampleRates(muxer.name, CodecIdOf(id));
+    if (rates.empty() || id.empty()) continue;
+    const XMLNodePtr row = codec->SchemaNode(true)->Child("ar", true);
+    row->SetAttribute("type", "option_fixed");
+    row->SetAttribute("default", "");
+    row->SetAttribute("values", fmt::format("{}", fmt::join(rates, ", ")));
+    row->SetValue("Sample rate in Hz; without it one of these, the nearest to the input's");
+  }
+}
+
 }  // namespace
 
 void ShowFFmpegsRows(CoXMLNode& list) {
@@ -193,7 +215,9 @@ void ShowFFmpegsRows(CoXMLNode& list) {
   }
   for (const XMLNodePtr& format : formats->Children()) {
     const AVOutputFormat* muxer = MuxerOf(format->Text("id"));
-    if (muxer != nullptr) WriteMuxerRows(*muxer, *format);
+    if (muxer == nullptr) continue;
+    WriteMuxerRows(*muxer, *format);
+    NarrowSound(*muxer, *format);
   }
 }
 

@@ -1,12 +1,10 @@
 #include "catalogue/pruner.h"
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include "base/text.h"
 #include "catalogue/encoder_names.h"
 #include "catalogue/refused_cells.h"
-#include "codec/container_sound.h"
 #include "values/value_syntax.h"
 
 namespace xv {
@@ -76,25 +74,8 @@ void Pruner::PruneCodecs(const std::string& format, CoXMLNode& codecs) {
   }
 }
 
-void Pruner::NarrowSound(const std::string& id, CoXMLNode& format) {
-  const XMLNodePtr split = format.FindChild("attributes_info::split_channels");
-  if (split && TakesOneAudioTrack(id)) (void)split->SetText("values", "0");
-  const XMLNodePtr audio = format.FindChild("audio");
-  if (!audio) return;
-  for (const XMLNodePtr& codec : audio->Children()) {
-    const auto rates = ContainerSampleRates(id, CodecIdOf(codec->Text("id")));
-    if (rates.empty() || codec->Text("id").empty()) continue;
-    const XMLNodePtr row = codec->SchemaNode(true)->Child("ar", true);
-    row->SetAttribute("type", "option_fixed");
-    row->SetAttribute("default", "");
-    row->SetAttribute("values", fmt::format("{}", fmt::join(rates, ", ")));
-    row->SetValue("Sample rate in Hz; without it one of these, the nearest to the input's");
-  }
-}
-
 std::string Pruner::PruneFormat(CoXMLNode& format) {
   const std::string id = format.Text("id");
-  NarrowSound(id, format);
   if (const XMLNodePtr audio = format.FindChild("audio")) PruneCodecs(id, *audio);
   const XMLNodePtr video = format.FindChild("video");
   if (!video) return {};

@@ -38,8 +38,6 @@ class Pruner {
   void PruneCodecs(const std::string& format, XMLParse::CoXMLNode& codecs);
   // Why the format goes as a whole; empty when it stays.
   std::string PruneFormat(XMLParse::CoXMLNode& format);
-  // Brings options of a format's sound to what its container takes.
-  static void NarrowSound(const std::string& id, XMLParse::CoXMLNode& format);
   void PruneFormats(XMLParse::CoXMLNode& formats);
   void DescribeCodecs(XMLParse::CoXMLNode& videoCodecs) const;
   void WriteUnavailable(XMLParse::CoXMLNode& list) const;

@@ -14,8 +14,9 @@ namespace xv {
 // A track of that kind: the attribute "d10", or MPEG-2 in the container that takes nothing else.
 bool IsD10(const XMLParse::CoXMLNode& node, AVCodecID codec, const AVOutputFormat& format);
 
-// 720x576 of 608 lines at 25, or 720x480 of 512 lines at 30000/1001, whichever the input's rate is
-// nearer to. A picture with the bottom field first keeps its fields: it stands a line higher.
+// 720x576 of 608 lines at 25, or 720x480 of 512 lines at 30000/1001, whichever the rate is nearer
+// to, with the aspect and the field order of `input`, which has what the track's options say. A
+// picture with the bottom field first keeps its fields: it stands a line higher.
 VideoGeometry D10Geometry(const XV_VID_PROPS& input);
 
 // The bit rate of the track's options: 30, 40 or 50 Mbit/s, 50 where there is none.

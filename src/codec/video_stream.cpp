@@ -298,7 +298,7 @@ Status SetupVideoStream(StreamHolder& holder, AVFormatContext* oc, AVFormatConte
                                          EqualsNoCase(oc->oformat->name, "dv"));
     if (IsD10(*holder.node, plan.choice.id, *oc->oformat)) {
       RETURN_IF_FAILED(ReadD10Rate(*holder.node, &plan.d10Rate, &holder.failure));
-      plan.geometry = D10Geometry(normal);
+      plan.geometry = D10Geometry(plan.geometry.vid);
       plan.d10Tag = D10Tag(plan.d10Rate, plan.geometry.vid.dblRate, *oc->oformat);
     }
   } else {

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "base/status_words.h"
 #include "base/text.h"
 #include "component/own_classes.h"
 #include "values/value_syntax.h"
@@ -21,12 +22,7 @@ std::string LastErrorOf(IUnknown* component) {
 std::string NoteOf(const ClassRow& row, const std::string& words, Status result) {
   std::string note = fmt::format("{} {}", row.setting, RenderGuid(row.classId));
   if (!words.empty()) note += ": " + words;
-  const char* sentence = result.Failed() ? StatusSentence(result.code()) : nullptr;
-  if (sentence != nullptr) note += fmt::format(": {}", sentence);
-  if (result.Failed() && sentence == nullptr) {
-    note += fmt::format(": 0x{:08X}", static_cast<std::uint32_t>(result.code()));
-  }
-  return note;
+  return result.Failed() ? note + ": " + StatusWords(result) : note;
 }
 
 Status MakeOwn(const Guid& classId, const Guid& iid, void** out) {

@@ -224,17 +224,25 @@ Status FollowPicture(VideoPreparation& preparation, const GeometryPlan& plan, Re
   return ConvertGeometry(preparation.maskGeometry, plan, target, frame, mask);
 }
 
-// Makes the picture black and leaves the view on what is between the blank lines, which hold whole
-// lines of chroma.
+Status BlackenLines(AVFrame& picture, int first, int lines) {
+  std::uint8_t* planes[4] = {};
+  std::ptrdiff_t steps[4] = {};
+  for (int i = 0; i < 4; ++i) {
+    steps[i] = picture.linesize[i];
+    planes[i] = picture.data[i] == nullptr ? nullptr : picture.data[i] + first * steps[i];
+  }
+  const int filled = av_image_fill_black(planes, steps, static_cast<AVPixelFormat>(picture.format),
+                                         AVCOL_RANGE_MPEG, picture.width, lines);
+  return filled < 0 ? Status(E_FAIL) : Status(S_OK);
+}
+
+// Blackens the lines around the picture, which hold whole lines of chroma, and leaves the view on
+// what is between them.
 Status BlankAround(const CodecView& codec, AVFrame* picture) {
   if (BlankLines(codec) == 0) return S_OK;
-  const auto format = static_cast<AVPixelFormat>(picture->format);
-  std::ptrdiff_t steps[4];
-  std::copy(std::begin(picture->linesize), std::begin(picture->linesize) + 4, steps);
-  if (av_image_fill_black(picture->data, steps, format, AVCOL_RANGE_MPEG, picture->width,
-                          picture->height) < 0) {
-    return E_FAIL;
-  }
+  const int below = picture->height - codec.linesBelow;
+  RETURN_IF_FAILED(BlackenLines(*picture, 0, codec.linesAbove));
+  if (codec.linesBelow > 0) RETURN_IF_FAILED(BlackenLines(*picture, below, codec.linesBelow));
   for (int i = 0; i < 3; ++i) picture->data[i] += codec.linesAbove * picture->linesize[i];
   picture->height -= BlankLines(codec);
   return S_OK;

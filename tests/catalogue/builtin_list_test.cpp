@@ -141,5 +141,21 @@ TEST_F(BuiltinListTest, AgreesWithThisFFmpeg) {
   }
 }
 
+TEST_F(BuiltinListTest, SoundIsNarrowedToWhatTheContainerTakes) {
+  ShowFFmpegsRows(*list_);
+  const auto narrowed = [&](const char* id) {
+    for (const XMLNodePtr& format : list_->FindChild("formats")->Children()) {
+      if (format->Text("id") == id) {
+        return format->Text("attributes_info::split_channels::values") + "; " +
+               format->Text("audio::codec::attributes_info::ar::values", "any");
+      }
+    }
+    return std::string("no such format");
+  };
+  EXPECT_EQ(narrowed("mxf_d10"), "0; 48000");
+  EXPECT_EQ(narrowed("mxf"), "0, 1, 2, 4, 6, 8; 48000");
+  EXPECT_EQ(narrowed("mov"), "0, 1, 2, 4, 6, 8; any");
+}
+
 }  // namespace
 }  // namespace xv

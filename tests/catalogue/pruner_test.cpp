@@ -112,23 +112,6 @@ TEST_F(PrunerTest, CellsGoWhereTheContainerRefuses) {
   EXPECT_NE(RefusedCell("rtsp", "ac3"), "") << "asked, the muxer says that it does not know";
 }
 
-TEST_F(PrunerTest, SoundIsNarrowedToWhatTheContainerTakes) {
-  Load(BuiltinList());
-  Pruner(AllWorks()).Run(*list_);
-  const auto narrowed = [&](const char* id) {
-    for (const XMLNodePtr& format : list_->FindChild("formats")->Children()) {
-      if (format->Text("id") == id) {
-        return format->Text("attributes_info::split_channels::values") + "; " +
-               format->Text("audio::codec::attributes_info::ar::values", "any");
-      }
-    }
-    return std::string("no such format");
-  };
-  EXPECT_EQ(narrowed("mxf_d10"), "0; 48000");
-  EXPECT_EQ(narrowed("mxf"), "0, 1, 2, 4, 6, 8; 48000");
-  EXPECT_EQ(narrowed("mov"), "0, 1, 2, 4, 6, 8; any");
-}
-
 TEST_F(PrunerTest, FormatsWithoutACodecGoAndReasonsStay) {
   Load(
       "<supported_list><formats><format id=a><video><codec id=n264/><codec id=vc1/></video>"

@@ -68,8 +68,9 @@ TEST(D10, KeepsTheLinesOfThePictureInTheirFields) {
     const auto bytes = DrawPicture(feed, [](int plane, int, int y) {
       return plane > 0 ? 128 : y == 0 ? 220 : 90;
     });
-    const ProbedStream pictures =
-        RecordPicture("a.mov", "video::codec=mpeg2video video::d10=true", feed, bytes);
+    const ProbedStream pictures = RecordPicture(
+        "a.mov", "video::codec=mpeg2video video::d10=true video::aspect=16:9", feed, bytes);
+    EXPECT_EQ(av_cmp_q(pictures.sampleAspect, {16 * 512, 9 * 720}), 0);
     EXPECT_EQ(pictures.tag, FourCC("mx5n"));
     const auto luma = [&](int y) { return pictures.first.at(0).At(360, y); };
     EXPECT_NEAR(luma(row - 1), 16, 12) << order;
