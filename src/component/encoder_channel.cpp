@@ -23,7 +23,7 @@ namespace {
 
 constexpr std::int64_t kSoundTimeout = 10'000;      // 1 ms
 constexpr std::int64_t kDrainTimeout = 30'000'000;  // 3 s
-constexpr int kMostPackets = 1 << 14;               // out of one frame: more are none
+constexpr int kMostPackets = 1 << 14;               // of one frame: an encoder with more is broken
 
 using Clock = std::chrono::steady_clock;
 
