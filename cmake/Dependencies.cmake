@@ -10,6 +10,8 @@ set(XV_FFMPEG_MODULES
 # the static form.
 pkg_check_modules(XVWRITER_FFMPEG REQUIRED IMPORTED_TARGET ${XV_FFMPEG_MODULES})
 pkg_check_modules(XVWRITER_HWY REQUIRED IMPORTED_TARGET libhwy)
+# Headers alone: the vendors' libraries are loaded at run time.
+pkg_check_modules(XVWRITER_NVENC REQUIRED IMPORTED_TARGET ffnvcodec)
 foreach(package FFMPEG HWY)
   if(NOT TARGET PkgConfig::${package})
     add_library(PkgConfig::${package} ALIAS PkgConfig::XVWRITER_${package})

@@ -1,0 +1,19 @@
+#include "hw/frame_rate.h"
+
+#include <cmath>
+
+namespace xv {
+namespace {
+
+bool IsNearlyWhole(double value) { return std::abs(value - std::trunc(value)) < 0.001; }
+
+}  // namespace
+
+HwRate HwFrameRate(double rate) {
+  if (!(rate > 0) || rate > 1e6) return {};
+  if (IsNearlyWhole(rate)) return {static_cast<std::uint32_t>(rate), 1};
+  if (IsNearlyWhole(rate * 1001 / 1000)) return {static_cast<std::uint32_t>(rate * 1001), 1001};
+  return {static_cast<std::uint32_t>(rate * 1000), 1000};
+}
+
+}  // namespace xv
