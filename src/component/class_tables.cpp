@@ -61,20 +61,7 @@ bool Holds(std::span<const char* const> names, std::string_view name) {
 // The settings as they are now: a table is looked at once an open.
 class Overrides {
  public:
-  Overrides() {
-    SettingsTable all;
-    (void)SettingsStore().Read(&all);
-    for (SettingsTable& table : all.tables) {
-      if (EqualsNoCase(table.name, kSettings)) values_ = std::move(table.values);
-    }
-  }
-  // "" for a setting that is not there.
-  std::string Text(std::string_view setting) const {
-    for (const auto& [key, value] : values_) {
-      if (EqualsNoCase(key, setting)) return value;
-    }
-    return {};
-  }
+  std::string Text(std::string_view setting) const { return std::string(table_.Text(setting)); }
   // What cannot be read as an id is no class.
   Guid ClassOf(std::string_view setting, const Guid& usual) const {
     const std::string text = Text(setting);
@@ -84,7 +71,7 @@ class Overrides {
   }
 
  private:
-  std::vector<std::pair<std::string, std::string>> values_;
+  const SettingsTable table_ = ReadSettingsTable(kSettings);
 };
 
 }  // namespace

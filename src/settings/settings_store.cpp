@@ -113,6 +113,22 @@ std::string SettingsPath() {
   return home.empty() ? std::string() : home + "/.config" + kFile;
 }
 
+std::string_view SettingsTable::Text(std::string_view key) const {
+  for (const auto& [own, value] : values) {
+    if (EqualsNoCase(own, key)) return value;
+  }
+  return {};
+}
+
+SettingsTable ReadSettingsTable(std::string_view name) {
+  SettingsTable all;
+  (void)SettingsStore().Read(&all);
+  for (SettingsTable& table : all.tables) {
+    if (EqualsNoCase(table.name, name)) return std::move(table);
+  }
+  return {};
+}
+
 std::string QuotedSetting(std::string_view text) {
   std::string out = "\"";
   for (const char c : text) {

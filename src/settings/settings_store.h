@@ -16,11 +16,18 @@ struct SettingsTable {
   std::string name;  // "" for the file's own
   std::vector<std::pair<std::string, std::string>> values;
   std::vector<SettingsTable> tables;
+
+  // The value of a key in any case, "" for one that is not there.
+  std::string_view Text(std::string_view key) const;
 };
 
 // $XVWRITER_SETTINGS, else xvwriterffm.toml in velarion/tessaline/xvwriter of the user's
 // configuration folder ($XDG_CONFIG_HOME, else ~/.config). Empty when there is no such folder.
 std::string SettingsPath();
+
+// The table `name`, in any case, of the user's settings as they are now; an empty one where there
+// is none.
+SettingsTable ReadSettingsTable(std::string_view name);
 
 // A text as a TOML string with its quotes.
 std::string QuotedSetting(std::string_view text);
