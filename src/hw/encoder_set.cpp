@@ -1,5 +1,8 @@
 #include "hw/encoder_set.h"
 
+#include "hw/nvenc/nv_encoder_hw.h"
+#include "hw/nvenc/nvenc_attributes.h"
+
 namespace xv {
 
 Ref<HwEncoder>* XvHwEncoderSet::Slot(PseudoCodec code) {
@@ -24,8 +27,24 @@ HwEncoder* XvHwEncoderSet::Filled() const {
   return nullptr;
 }
 
-Ref<HwEncoder> MakeHwEncoder(PseudoCodec) { return nullptr; }
+Ref<HwEncoder> MakeHwEncoder(PseudoCodec code) {
+  switch (code) {
+    case PseudoCodec::kNvenc264:
+    case PseudoCodec::kNvenc265:
+      return MakeRef<NVEncoderHW>();
+    default:
+      return nullptr;
+  }
+}
 
-std::span<const AttributeRow> HwAttributes(PseudoCodec) { return {}; }
+std::span<const AttributeRow> HwAttributes(PseudoCodec code) {
+  switch (code) {
+    case PseudoCodec::kNvenc264:
+    case PseudoCodec::kNvenc265:
+      return NvencAttributes(code == PseudoCodec::kNvenc265);
+    default:
+      return {};
+  }
+}
 
 }  // namespace xv
