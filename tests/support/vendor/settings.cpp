@@ -53,9 +53,9 @@ bool SetNumber(const std::string& name, const std::string& value, std::string_vi
                Settings* s) {
   const std::map<std::string, int*> numbers = {
       {"oldest", &s->oldest},      {"bframes", &s->bFrames},      {"hevc_bframes", &s->hevcBFrames},
-      {"max_width", &s->maxWidth}, {"max_height", &s->maxHeight}, {"delay", &s->delay},
-      {"late_ms", &s->lateMs},     {"stuck", &s->stuck},          {"sessions", &s->sessions},
-      {"devices", &s->devices}};
+      {"max_width", &s->maxWidth}, {"max_height", &s->maxHeight}, {"gather", &s->gather},
+      {"delay", &s->delay},        {"late_ms", &s->lateMs},       {"stuck", &s->stuck},
+      {"sessions", &s->sessions},  {"devices", &s->devices}};
   const auto found = numbers.find(name);
   if (found == numbers.end()) return false;
   *found->second = Number(value, word);
