@@ -5,6 +5,7 @@
 #include "catalogue/catalogue.h"
 #include "codec/stream_attributes.h"
 #include "component/muxer_profile.h"
+#include "hw/cuda/cuda_attributes.h"
 #include "lists/attributes_doc.h"
 #include "session/session_attributes.h"
 
@@ -18,11 +19,12 @@ inline std::array<AttributeTable, 3> SessionTables() {
 }
 
 // All that the writer reads itself.
-inline std::array<AttributeTable, 5> AttributeTables() {
+inline std::array<AttributeTable, 6> AttributeTables() {
   const auto session = SessionTables();
   return {session[0],
           session[1],
           session[2],
+          {"CUDA encoder (codec c264)", CudaAttributes()},
           {"Formats mpeg_nablet and mpeg_nablet_udp", MuxerAttributes()},
           {"List of formats and codecs, as properties of the writer", CatalogueAttributes()}};
 }
