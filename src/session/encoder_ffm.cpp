@@ -16,13 +16,17 @@ constexpr std::uint32_t kWorkerGrace = 1000;  // ms until the first warning
 
 }  // namespace
 
-CEncoderFFM::CEncoderFFM(SessionStats& stats) : session_(stats) {}
+CEncoderFFM::CEncoderFFM(SessionStats& stats, std::function<bool()> stopsAtOnce) : session_(stats) {
+  session_.stopsAtOnce = std::move(stopsAtOnce);
+}
 
 CEncoderFFM::~CEncoderFFM() {
   (void)Guarded([this] { return EncoderClose(kInfinite); });
 }
 
 bool CEncoderFFM::EncoderIsOpen() { return session_.outputs.main.exists(); }
+
+bool CEncoderFFM::StopsAtOnce() const { return session_.stopsAtOnce && session_.stopsAtOnce(); }
 
 bool CEncoderFFM::UsesQueue() const {
   const StreamHolder* video = session_.tracks.video;
@@ -160,7 +164,11 @@ void CEncoderFFM::WorkerMain() {
     while (const auto frame = session_.queue.Pop()) {
       session_.stats.videoDeque.store(static_cast<std::int64_t>(session_.queue.Size()),
                                       std::memory_order_relaxed);
-      EncodePass(*frame);
+      if (frame->frame && !session_.isOpen && StopsAtOnce()) {
+        session_.stats.CountDrop();
+      } else {
+        EncodePass(*frame);
+      }
     }
     return Status();
   });
