@@ -33,6 +33,10 @@ namespace xv::vendor {
 //   stuck=0          from the n-th access unit on none is ever finished; 0 never
 //   sessions=100     that may be open at once
 //   devices=1        CUDA devices
+//   chunk=0          bytes of one chunk that the CUDA encoder delivers; 0: as many as it has room for
+//   begins=1         2: the CUDA encoder begins and ends each picture twice, a field at a time
+//   after_close=0    1: the CUDA encoder calls back behind its close, and counts that as a call
+//                    "late callbacks"; 2: it gives back only then what it writes into, too
 //   encode=full      "empty": pictures are not read, each output is the same small access unit
 //   record=1         0: no calls are kept
 //   fail=NAME:N:CODE the n-th call from 1 of that entry fails, with "N+" all from then on; may
