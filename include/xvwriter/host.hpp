@@ -297,6 +297,12 @@ class Writer {
   //             says it in words. What could be written is in the file.
   // Attributes stay readable, and so do the statistics. Frames are refused until the next Start.
   [[nodiscard]] HRESULT Stop();
+  // Stops within moments: pictures that wait are dropped, those that an encoder holds are given up,
+  // and the files are closed as they are, playable. A Stop that runs on another thread is hurried
+  // likewise, and both return when it is done. As Stop, but
+  //   XV_E_ABORTED  pictures were given up; LastError says how many.
+  // (The property "stop.at_once" does it without this class.)
+  [[nodiscard]] HRESULT StopAtOnce();
 
   // A property; "" when it is absent.
   [[nodiscard]] std::string Get(std::string_view name) const;

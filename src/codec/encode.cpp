@@ -1,6 +1,7 @@
 #include "codec/encode.h"
 
 #include "codec/ffmpeg_words.h"
+#include "codec/hardware.h"
 #include "media/pixel_layout.h"
 #include "picture/pixel_formats.h"
 
@@ -97,6 +98,7 @@ Status FillUp(AVPacket& packet, int bytes) {
 
 Status CollectPackets(StreamHolder& holder) {
   while (!holder.drained) {
+    if (holder.endSent && GivesUp(holder)) return GiveUpHeld(holder);
     AvPtr<AVPacket> packet(av_packet_alloc());
     if (!packet) return E_OUTOFMEMORY;
     const int result = avcodec_receive_packet(holder.codec.get(), packet.get());
@@ -118,6 +120,7 @@ Status CollectPackets(StreamHolder& holder) {
 }  // namespace
 
 Status EncodeBackend(StreamHolder& holder, const AVFrame* frame) {
+  if (holder.hw.Filled() != nullptr) return EncodeOnHardware(holder, frame);
   const FFmpegWords words;
   if (frame != nullptr) {
     ++holder.framesSent;

@@ -204,11 +204,4 @@ Status OpenAudioCodec(StreamHolder& holder, const AVCodec& codec, const ContextB
   return OpenWithFewerOptions(holder, codec, options, build, attempt);
 }
 
-Status OpenPseudoCodec(StreamHolder& holder) {
-  const PseudoCodecRecord* record = FindPseudoCodec(static_cast<std::uint32_t>(holder.pseudo));
-  holder.failure = std::string(record == nullptr ? "?" : record->description) +
-                   ": the vendor's encoder library is not available";
-  return XV_E_VENDOR_LIBRARY;
-}
-
 }  // namespace xv

@@ -25,7 +25,4 @@ Status OpenVideoCodec(StreamHolder& holder, const AVCodec& codec, const ContextB
 Status OpenAudioCodec(StreamHolder& holder, const AVCodec& codec, const ContextBuilder& build,
                       AvDictionary options);
 
-// Opens the vendor's encoder of a pseudo codec in the holder's slot.
-Status OpenPseudoCodec(StreamHolder& holder);
-
 }  // namespace xv

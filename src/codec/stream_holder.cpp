@@ -21,6 +21,16 @@ int FillOne(AVStream* stream, const AVCodecContext* codec) {
 
 }  // namespace
 
+bool GivesUp(const StreamHolder& holder) { return holder.givesUp && holder.givesUp(); }
+
+Status GiveUpHeld(StreamHolder& holder) {
+  holder.drained = true;
+  const std::int64_t held = holder.framesSent - holder.packetsReceived;
+  if (held <= 0) return S_OK;
+  holder.failure = std::to_string(held) + " frames in the encoder were given up";
+  return XV_E_ABORTED;
+}
+
 int FillStreamParameters(StreamHolder& holder) {
   const int result = FillOne(holder.stream, holder.codec.get());
   if (result < 0 || holder.twin == nullptr) return result;

@@ -2,15 +2,17 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "audio/audio_buffer.h"
+#include "base/status.h"
 #include "captions/embed.h"
 #include "contracts/av_handles.h"
-#include "hw/pseudo_codecs.h"
+#include "hw/encoder_set.h"
 #include "kernels/colour_matrix.h"
 #include "tree/node.h"
 #include "xvwriter/media.h"
@@ -26,13 +28,15 @@ struct StreamHolder {
   AvPtr<AVCodecContext> codec;
   AVMediaType type = AVMEDIA_TYPE_UNKNOWN;
   PseudoCodec pseudo = PseudoCodec::kNone;
+  XvHwEncoderSet hw;          // of a pseudo codec, for both streams
   XMLParse::XMLNodePtr node;  // the track's own options, a private copy
   std::int64_t delay = 0;     // added to the packets' stamps, 100 ns
   bool strict = true;         // an encoder, preset or profile that does not exist fails the setup
   std::vector<std::string> unusedOptions;  // attributes that neither we nor the encoder took
   // Why, of those that the encoder does not open with.
   std::map<std::string, std::string> refusals;
-  std::string failure;  // what the encoder said when it could not be opened
+  std::vector<std::string> adjusted;  // "bf=7 (why, and what is taken)", defaults too
+  std::string failure;                // what the encoder said when it could not be opened
 
   // Video.
   XV_VID_PROPS vid{};  // the picture that the encoder gets
@@ -63,7 +67,16 @@ struct StreamHolder {
   std::deque<AvPtr<AVPacket>> packets;
   bool drained = false;  // the encoder has given its last packet
   bool endSent = false;
+  // Asked for each packet of an encoder that has been told the end: whether what it still holds is
+  // given up. Null: never.
+  std::function<bool()> givesUp;
 };
+
+// A stop gives up what an encoder holds.
+bool GivesUp(const StreamHolder& holder);
+// Leaves the rest of its frames to an encoder, so that the file can be closed now: the holder is
+// drained, and says how many there were. XV_E_ABORTED; S_OK where there were none.
+Status GiveUpHeld(StreamHolder& holder);
 
 // Copies the encoder's parameters into the streams that show them.
 int FillStreamParameters(StreamHolder& holder);

@@ -7,6 +7,7 @@
 #include "base/text.h"
 #include "codec/d10.h"
 #include "codec/ffmpeg.h"
+#include "codec/hardware.h"
 #include "codec/open_codec.h"
 #include "codec/option_dictionary.h"
 #include "codec/pixel_format_pick.h"
@@ -88,7 +89,8 @@ void TagColours(const VideoPlan& plan, AVCodecContext& context) {
       made || plan.input.fccColor == kFccHDYC || (!classic && IsHighDefinition(plan.input));
   const bool ruled = !classic && plan.matrixRule != MatrixRule::kAuto;
   if (!known && !ruled) return;
-  const ColourTags tags = TagsOf(plan.matrix);
+  ColourTags tags = TagsOf(plan.matrix);
+  if (plan.pick.fullRange) tags.matrix = TagsOf(Matrix::kBt601).matrix;
   context.colorspace = tags.matrix;
   if (!plan.pick.fullRange) context.color_range = AVCOL_RANGE_MPEG;
   if (!made && ruled) return;
@@ -104,8 +106,8 @@ AvPtr<AVCodecContext> BuildContext(const VideoPlan& plan) {
   context->width = plan.vid.nWidth;
   const int blank = plan.geometry.linesAbove + plan.geometry.linesBelow;
   context->height = std::abs(plan.vid.nHeight) + blank;
-  if (plan.choice.pseudo != PseudoCodec::kNone && InterlaceOrder(plan.vid) != 0) {
-    context->height &= ~7;
+  if (plan.choice.pseudo != PseudoCodec::kNone) {
+    context->height = HardwareHeight(plan.choice.pseudo, plan.vid);
   }
   context->time_base = TimeBaseFromRate(plan.vid.dblRate);
   context->framerate = av_inv_q(context->time_base);
@@ -221,12 +223,11 @@ PixelFormatPick PickFor(const VideoPlan& plan, bool mode422) {
     const int format = plan.geometry.dvPixelFormat;
     return {format == AV_PIX_FMT_YUYV422 ? AV_PIX_FMT_YUV422P : format};
   }
-  const PseudoCodecRecord* pseudo = FindPseudoCodec(static_cast<std::uint32_t>(plan.choice.pseudo));
-  if (plan.choice.pseudo == PseudoCodec::kQuick264) return {AV_PIX_FMT_NV12};
+  if (plan.choice.pseudo != PseudoCodec::kNone) {
+    return {HardwarePixelFormat(plan.choice.pseudo, plan.vid.fccColor, mode422)};
+  }
   if (plan.d10Rate > 0) return {AV_PIX_FMT_YUV422P};
-  return PickPixelFormat(plan.choice.id,
-                         pseudo != nullptr ? pseudo->pixelFormats.data() : plan.codec->pix_fmts,
-                         plan.vid.fccColor, mode422);
+  return PickPixelFormat(plan.choice.id, plan.codec->pix_fmts, plan.vid.fccColor, mode422);
 }
 
 // The record of what the encoder gets, brought into line with the context.
@@ -243,7 +244,15 @@ XV_VID_PROPS AlignedProps(const VideoPlan& plan, const AVCodecContext& context) 
   return vid;
 }
 
-// Readers take the full range of JPEG pictures for BT.601.
+Status OpenOnHardware(StreamHolder& holder, const VideoPlan& plan) {
+  holder.codec = BuildContext(plan);
+  if (!holder.codec) return E_OUTOFMEMORY;
+  holder.vid = AlignedProps(plan, *holder.codec);
+  return OpenHardwareCodec(holder);
+}
+
+// Readers take the full range of JPEG pictures for BT.601; pictures that come with another matrix
+// are changed on their way.
 void ChooseColours(const XV_VID_PROPS& input, const XMLParse::CoXMLNode& node, VideoPlan& plan) {
   plan.input = VideoPropsValid(input, true) ? input : plan.vid;
   NormaliseVideoProps(&plan.input, true);
@@ -308,8 +317,9 @@ Status SetupVideoStream(StreamHolder& holder, AVFormatContext* oc, AVFormatConte
     (void)holder.node->SetText(kB.name, "16K");
   }
   plan.vid = plan.geometry.vid;
-  plan.codec = FindEncoder(plan.choice, AVMEDIA_TYPE_VIDEO);
-  if (plan.codec == nullptr && plan.choice.pseudo == PseudoCodec::kNone) {
+  const bool hardware = plan.choice.pseudo != PseudoCodec::kNone;
+  if (!hardware) plan.codec = FindEncoder(plan.choice, AVMEDIA_TYPE_VIDEO);
+  if (plan.codec == nullptr && !hardware) {
     Warn("codec not found\n");
     return E_FAIL;
   }
@@ -327,9 +337,8 @@ Status SetupVideoStream(StreamHolder& holder, AVFormatContext* oc, AVFormatConte
   holder.type = AVMEDIA_TYPE_VIDEO;
   holder.pseudo = plan.choice.pseudo;
   const FFmpegGuard lock(FFmpegLock());
-  if (holder.pseudo != PseudoCodec::kNone) {
-    holder.codec = BuildContext(plan);
-    if (OpenPseudoCodec(holder).Failed()) return E_FAIL;
+  if (hardware) {
+    RETURN_IF_FAILED(OpenOnHardware(holder, plan));
   } else {
     AvDictionary options = BuildOptions(*holder.node, plan, gopTimecode);
     const bool delays = (plan.codec->capabilities & AV_CODEC_CAP_DELAY) != 0;

@@ -8,6 +8,7 @@
 #include "picture/host_picture.h"
 #include "picture/layout_conversion.h"
 #include "picture/pixel_formats.h"
+#include "picture/rematrix.h"
 
 extern "C" {
 #include <libavutil/pixdesc.h>
@@ -171,6 +172,16 @@ Status PictureConverter::ThroughWideRows(const ImageView& source, AVFrame* targe
 
 Status PictureConverter::Convert(const PictureView& source, AVFrame* target,
                                  const CodecConvertOptions& options) {
+  const Status made = Make(source, target, options);
+  const bool jpeg = options.fullRange && !IsRgb(source.vid.fccColor);
+  if (jpeg && !made.Failed() && options.matrix != Matrix::kBt601) {
+    RematrixToBt601(*target, options.matrix);
+  }
+  return made;
+}
+
+Status PictureConverter::Make(const PictureView& source, AVFrame* target,
+                              const CodecConvertOptions& options) {
   ImageView view = MakeImageView(source.vid, source.data);
   view.matrix = options.matrix;
   const Status own = ConvertToCodecFormat(view, target, options);

@@ -19,8 +19,8 @@ struct PictureView {
 
 // Fills pictures for the encoder from host pictures of the same size: by our own kernels where they
 // know the pair, other samplings and depths of YCbCr through wide rows, with fields apart, the rest
-// through libswscale, whose context is kept from one frame to the next. One
-// caller at a time.
+// through libswscale, whose context is kept from one frame to the next. Pictures of the range
+// 0-255, which are JPEG's, get BT.601's matrix. One caller at a time.
 class PictureConverter {
  public:
   // `target` has its planes.
@@ -30,6 +30,8 @@ class PictureConverter {
   Status Convert(const PictureView& source, AVFrame* target, const CodecConvertOptions& options);
 
  private:
+  // In the source's matrix.
+  Status Make(const PictureView& source, AVFrame* target, const CodecConvertOptions& options);
   // S_FALSE where these do not know the pair.
   Status ThroughWideRows(const ImageView& source, AVFrame* target,
                          const CodecConvertOptions& options);

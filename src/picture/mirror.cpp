@@ -74,12 +74,24 @@ void ReverseRows(const ImageView& view, std::size_t plane, const PlaneShape& sha
   }
 }
 
+// A quarter of `other` into a row.
+void MixQuarter(std::uint8_t* row, const std::uint8_t* other, std::size_t bytes) {
+  for (std::size_t x = 0; x < bytes; ++x) {
+    row[x] = static_cast<std::uint8_t>((3 * row[x] + other[x] + 2) >> 2);
+  }
+}
+
 void FlipRows(const ImageView& view, std::size_t plane, const PlaneShape& shape) {
   const auto row = [&](int y) { return view.data[plane] + y * view.step[plane]; };
   for (int top = 0, bottom = shape.rows - 1; top < bottom; ++top, --bottom) {
     std::swap_ranges(row(top), row(top) + shape.bytes, row(bottom));
   }
   if (!view.Interlaced()) return;
+  // A line is half the distance of two rows of a field's chroma, which lie a quarter beside the
+  // middle of their lines.
+  if (plane > 0) {
+    for (int y = shape.rows - 1; y >= 2; --y) MixQuarter(row(y), row(y - 2), shape.bytes);
+  }
   for (int y = 0; y + 1 < shape.rows; ++y) std::memcpy(row(y), row(y + 1), shape.bytes);
 }
 

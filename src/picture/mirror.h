@@ -9,7 +9,8 @@ namespace xv {
 enum class Mirror { kNone = 0, kHorizontal = 1, kVertical = 2, kBoth = 3 };
 
 // Flips a picture in its own memory. After an upside-down flip of an interlaced picture everything
-// moves up by one row, so that the field order stays (the last row repeats).
+// moves up by one row, so that the field order stays (the last row repeats); chroma of 4:2:0, whose
+// rows lie two lines apart, is made of two of its rows.
 //   E_NOTIMPL  layouts that no host picture has.
 Status MirrorInPlace(const ImageView& view, Mirror mirror);
 

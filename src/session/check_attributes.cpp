@@ -106,7 +106,12 @@ struct Scope {
   std::map<std::string, std::string> refusals{};  // why an encoder left some of them
   NameSet
       listed{};  // where nothing was at hand: what the catalogue declares, a vendor's options too
+  std::span<const AttributeRow> vendorRows{};  // of a vendor's encoder, ahead of `rows`
 
+  const AttributeRow* RowOf(std::string_view name) const {
+    const AttributeRow* row = FindRow(vendorRows, name);
+    return row != nullptr ? row : FindRow(rows, name);
+  }
   std::string Prefix() const { return path.empty() ? path : path + "::"; }
   // Where FFmpeg had nothing to take it, anything of the kind may have been meant.
   bool Takes(const std::string& name) const {
@@ -161,7 +166,8 @@ class AttributeCheck {
     for (const AttributeUse::Track& track : use_.tracks) {
       if (track.type != type || (number > 0 && track.number != number)) continue;
       if (scope.trial.object() == nullptr) scope.trial = Trial(track.codec);
-      if (track.codec == nullptr && track.left.empty()) continue;
+      if (!track.vendorRows.empty()) scope.vendorRows = track.vendorRows;
+      if (track.codec == nullptr && track.left.empty() && track.vendorRows.empty()) continue;
       if (!scope.left) scope.left.emplace();
       const XMLNodePtr overlay = root_.FindChild(OverlayName(track.number));
       for (const std::string& option : track.left) {
@@ -200,7 +206,7 @@ class AttributeCheck {
   }
 
   void CheckOne(const Scope& scope, const std::string& name, const std::string& value) {
-    const AttributeRow* row = FindRow(scope.rows, name);
+    const AttributeRow* row = scope.RowOf(name);
     if (row == nullptr && scope.path.empty()) row = FindRow(use_.componentRows, name);
     const std::string path = scope.Prefix() + name;
     const bool known = row != nullptr || scope.trial.Knows(name);
@@ -268,8 +274,8 @@ class AttributeCheck {
   const std::vector<std::string>& KnownNames() {
     if (!known_.empty()) return known_;
     for (const Scope& scope : scopes_) {
-      for (const AttributeRow& row : scope.rows) {
-        known_.push_back(scope.Prefix().append(row.name));
+      for (const auto rows : {scope.rows, scope.vendorRows}) {
+        for (const AttributeRow& row : rows) known_.push_back(scope.Prefix().append(row.name));
       }
       for (const std::string& name : scope.listed) known_.push_back(scope.Prefix() + name);
       scope.trial.AddNames(scope.Prefix(), &known_);

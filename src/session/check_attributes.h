@@ -30,6 +30,7 @@ struct AttributeUse {
     const AVCodec* codec = nullptr;  // null: none could be opened
     NameSet left;
     std::map<std::string, std::string> refusals{};  // why, of some of them
+    std::span<const AttributeRow> vendorRows{};     // of a vendor's encoder, ahead of the track's
   };
   Muxer main;
   Muxer second;

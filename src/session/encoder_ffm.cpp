@@ -16,13 +16,17 @@ constexpr std::uint32_t kWorkerGrace = 1000;  // ms until the first warning
 
 }  // namespace
 
-CEncoderFFM::CEncoderFFM(SessionStats& stats) : session_(stats) {}
+CEncoderFFM::CEncoderFFM(SessionStats& stats, std::function<bool()> stopsAtOnce) : session_(stats) {
+  session_.stopsAtOnce = std::move(stopsAtOnce);
+}
 
 CEncoderFFM::~CEncoderFFM() {
   (void)Guarded([this] { return EncoderClose(kInfinite); });
 }
 
 bool CEncoderFFM::EncoderIsOpen() { return session_.outputs.main.exists(); }
+
+bool CEncoderFFM::StopsAtOnce() const { return session_.stopsAtOnce && session_.stopsAtOnce(); }
 
 bool CEncoderFFM::UsesQueue() const {
   const StreamHolder* video = session_.tracks.video;
@@ -160,13 +164,31 @@ void CEncoderFFM::WorkerMain() {
     while (const auto frame = session_.queue.Pop()) {
       session_.stats.videoDeque.store(static_cast<std::int64_t>(session_.queue.Size()),
                                       std::memory_order_relaxed);
-      EncodePass(*frame);
+      if (frame->frame && !session_.isOpen && StopsAtOnce()) {
+        session_.stats.CountDrop();
+      } else {
+        EncodePass(*frame);
+      }
     }
     return Status();
   });
   session_.failure.Keep(ended, "encoding thread", "");
   // Whoever waits for room learns that there will be none.
   session_.queue.Abort();
+}
+
+// A vendor's encoder that waits for its device is woken where a stop must not wait.
+void CEncoderFFM::AwaitWorker(std::uint32_t timeout) {
+  HwEncoder* const hardware = session_.tracks.video->hw.Filled();
+  if (hardware == nullptr) {
+    (void)worker_.AwaitEnd(timeout);
+    return;
+  }
+  constexpr std::uint32_t kLook = 100;  // ms
+  for (std::uint32_t spent = 0; spent < timeout; spent += kLook) {
+    if (worker_.AwaitEnd(std::min(kLook, timeout - spent))) return;
+    if (StopsAtOnce()) hardware->Interrupt();
+  }
 }
 
 // The end mark goes through the queue, so that every frame ahead of it is encoded first.
@@ -178,7 +200,7 @@ void CEncoderFFM::Drain(std::uint32_t timeout) {
   } else {
     (void)session_.queue.Push({});
     session_.queue.End();
-    (void)worker_.AwaitEnd(timeout);
+    AwaitWorker(timeout);
   }
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+
 #include "contracts/encoder_base.h"
 #include "platform/thread.h"
 #include "session/session.h"
@@ -11,8 +13,9 @@ namespace xv {
 // the end of open, when there is a video stream and a queue, to the end of close.
 class CEncoderFFM final : public XvEncoderBaseLegacy {
  public:
-  // `stats` outlives the encoder.
-  explicit CEncoderFFM(SessionStats& stats);
+  // `stats` outlives the encoder. `stopsAtOnce` (null: never) is asked on any thread while a stop
+  // runs: whether it gives up what is not encoded yet.
+  explicit CEncoderFFM(SessionStats& stats, std::function<bool()> stopsAtOnce = {});
   ~CEncoderFFM() override;
 
   bool EncoderIsOpen() override;
@@ -40,11 +43,13 @@ class CEncoderFFM final : public XvEncoderBaseLegacy {
   std::int64_t HoldLastPicture();
   void FillSound(std::int64_t end);
   bool UsesQueue() const;
+  bool StopsAtOnce() const;
   // One pass of the stages: a picture, the sound that goes with it, the side files.
   void EncodePass(const QueuedFrame& frame);
   void EncodeSoundAlone();
   void WorkerMain();
   void Drain(std::uint32_t timeout);
+  void AwaitWorker(std::uint32_t timeout);
 
   Session session_;
   XvThread<CEncoderFFM> worker_;

@@ -139,6 +139,7 @@ void KeepPlan(Session& session, const XMLParse::CoXMLNode& attributes) {
 void StartStages(Session& session, const std::string& target) {
   StartHostSide(session.host, session.outputs, session.tracks, target, session.plan.attributes);
   session.delivery.Start(session.plan.options.savePackets);
+  if (session.tracks.video != nullptr) session.tracks.video->givesUp = session.stopsAtOnce;
   session.pictures.Start(session.tracks.video, &session.plan.options);
   session.sound.Start(session.tracks, session.plan.options);
 }

@@ -1,5 +1,7 @@
 #include "session/open_tracks.h"
 
+#include <fmt/format.h>
+
 #include "base/text.h"
 #include "codec/codec_choice.h"
 #include "codec/setup_stream.h"
@@ -66,7 +68,11 @@ Status TrackOpener::Add(const XV_AV_PROPS& props, int track, const XMLParse::XML
                          track,
                          result.Failed() ? nullptr : holder->codec->codec,
                          {holder->unusedOptions.begin(), holder->unusedOptions.end()},
-                         holder->refusals});
+                         holder->refusals,
+                         HwAttributes(holder->pseudo)});
+  for (const std::string& entry : holder->adjusted) {
+    stats_.AddBadValue(fmt::format("{}::{}", kVideoNode, entry));
+  }
   if (result.Failed()) {
     stats_.Fail("stream setup", holder->failure, result);
     return result;

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "audio/wav_writer.h"
@@ -56,6 +57,7 @@ struct Session {
   SessionStats& stats;          // any thread
   FirstFailure failure{stats};  // any thread
   std::atomic<bool> isOpen{false};
+  std::function<bool()> stopsAtOnce;  // any thread; null: never
   SessionPlan plan;
   AttributeUse use;  // the host's thread, until the outputs are open
   HostSide host;     // the host's thread

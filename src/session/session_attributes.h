@@ -55,6 +55,14 @@ inline constexpr Attribute<std::string> kProtocol{
 inline constexpr Attribute<std::string> kMpegTimecode{
     "mpeg.timecode", kSessionNode, {}, {}, "Kept for catalogues; not read."};
 
+inline constexpr Attribute<bool> kStopAtOnce{
+    "stop.at_once",
+    kSessionNode,
+    false,
+    {},
+    "A stop gives up the pictures that wait and those that the encoder holds, so that the file is "
+    "closed within moments. Seen by a stop that runs, too."};
+
 // --- times and tracks ---
 
 inline constexpr Attribute<std::string> kStartTimecode{

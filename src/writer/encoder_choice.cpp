@@ -110,7 +110,9 @@ Status OpenEncoder(const EncoderRequest& request, const XV_AV_PROPS* props, cons
   if (WantsComponentPath(*request.session, *request.own)) {
     encoder = MakeComponentPath(request, *props, time);
   } else {
-    encoder = MakeRef<CEncoderFFM>(*request.stats);
+    encoder = MakeRef<CEncoderFFM>(*request.stats, [session = request.session, own = request.own] {
+      return session->Get(kStopAtOnce) || own->Get(kStopAtOnce);
+    });
   }
   const Status opened = encoder->EncoderOpen(request.target.c_str(), props, time, request.session);
   if (opened.Failed()) encoder = nullptr;

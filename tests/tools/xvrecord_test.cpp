@@ -133,6 +133,24 @@ TEST(Xvrecord, HangUpStopsAndASecondSignalEndsAtOnce) {
   EXPECT_GT(Probe(output).Pictures().frames, 500);
 }
 
+// The encoder has seconds of work left, which a second signal gives up, but the file is closed.
+TEST(Xvrecord, ASecondSignalClosesTheFileOfAnEncoderThatHasMuchToDo) {
+  TemporaryFolder folder;
+  const std::string output = folder / "slow.mp4";
+  PeerProcess slow({kProgram, "-y", "-a",
+                    "video::codec=libx264 video::preset=placebo video::rc-lookahead=10 "
+                    "video::x264opts=threads=1 video.buffers=200",
+                    "test:size=1280x720,seconds=30", output},
+                   folder / "log");
+  EXPECT_FALSE(slow.WaitForEnd(4));
+  slow.Send(SIGINT);
+  EXPECT_FALSE(slow.WaitForEnd(0.3));
+  slow.Send(SIGINT);
+  ASSERT_TRUE(slow.WaitForEnd(8));
+  EXPECT_EQ(slow.ExitStatus(), 128 + SIGINT);
+  EXPECT_GT(Probe(output).Pictures().frames, 0);
+}
+
 TEST(Xvrecord, FailuresAreSentencesWithAStatus) {
   TemporaryFolder folder;
   const std::string out = folder / "out.mp4";

@@ -63,6 +63,31 @@ TEST(Edits, EveryLayoutTakesEveryEdit) {
   }
 }
 
+// Of a field 4:2:0 has a row of chroma for two lines, so that fields which lie upside down and a
+// line higher have theirs between the rows: slopes in both must meet at every line.
+TEST(Edits, KeepChromaAtItsLinesWhereFieldsAreUpsideDown) {
+  const Feed feed{.layout = kFccI420, .width = 32, .height = 64, .interlace = eXvI_TopFirst};
+  // Brightness rises from line to line; a row of chroma has that of its place in its field.
+  const auto slope = [](int component, int, int y) {
+    const int field = y % 2, row = y / 2;
+    const double line = component == 0 ? y : 2 * (2 * row + (field == 0 ? 0.25 : 0.75)) + field;
+    return static_cast<int>(std::lround(40 + 2 * line));
+  };
+  const ProbedStream video = Edited(feed, DrawPicture(feed, slope), "mirror=vert");
+  ASSERT_EQ(video.pixelFormat, "yuv420p");
+  const ProbedPlane& luma = video.first.at(0);
+  const ProbedPlane& chroma = video.first.at(1);
+  ASSERT_EQ(chroma.height, 32);
+  for (int y = 4; y < 28; ++y) {
+    const int field = y % 2, row = y / 2;
+    const double line = 2 * (2 * row + (field == 0 ? 0.25 : 0.75)) + field;
+    const int above = 2 * (2 * row) + field;
+    const double beside =
+        luma.At(8, above) + (luma.At(8, above + 2) - luma.At(8, above)) * (line - above) / 2;
+    EXPECT_NEAR(chroma.At(8, y), beside, 1) << y;
+  }
+}
+
 // Bright columns and rows as a viewer sees them, in units of the display.
 void ExpectRound(const ProbedStream& video, int columns, int rows) {
   const ProbedPlane& luma = video.first.at(0);
@@ -330,6 +355,15 @@ TEST(Matrix, OfAPictureIsKeptAndTold) {
       }
       EXPECT_EQ(RecordPicture("a.mp4", attributes + "libx264", feed, picture).tags, c.tags)
           << attributes << layout << c.height;
+      // JPEG's matrix is BT.601 whatever the picture had.
+      const ProbedStream jpeg =
+          RecordPicture("a.mov", attributes + "mjpeg video::q=1", feed, picture);
+      const double y = 0.299 * expected[0] + 0.587 * expected[1] + 0.114 * expected[2];
+      const double codes[] = {y, 128 + (expected[2] - y) / 1.772, 128 + (expected[0] - y) / 1.402};
+      for (std::size_t i = 0; i < 3; ++i) {
+        EXPECT_NEAR(jpeg.first.at(i).At(20, 30) - codes[i], 0, 1.6)
+            << attributes << layout << c.height << " component " << i;
+      }
     }
   }
 }

@@ -49,6 +49,36 @@ TEST(Recording, RgbHeightSignSaysWhichLineComesFirst) {
   }
 }
 
+// Asked for ahead, in a queue's place too, and by the stop itself; the next stop waits again.
+TEST(Recording, AStopAtOnceGivesUpWhatTheEncoderHolds) {
+  constexpr int kFrames = 40;
+  const Feed feed{.width = 320, .height = 240, .channels = 0};
+  const std::string attributes =
+      "video::codec=libx264 video::rc-lookahead=20 video::x264opts=threads=1:sync-lookahead=0 ";
+  const TemporaryFolder folder;
+  host::Writer writer;
+  for (const std::string more :
+       {"video.buffers=0", "video.buffers=0 stop.at_once=true", "video.buffers=4", ""}) {
+    const std::string target = folder / ("a" + std::to_string(more.size()) + ".mp4");
+    ASSERT_EQ(writer.Start(target, attributes + more), S_OK);
+    for (int i = 0; i < kFrames; ++i) ASSERT_EQ(writer.Put(MakeFrame(feed, i)), S_OK);
+    const bool whole = more.empty();
+    const bool inText = more.find("stop") != more.npos;
+    const HRESULT stopped = whole || inText ? writer.Stop() : writer.StopAtOnce();
+    EXPECT_EQ(stopped, whole ? S_OK : XV_E_ABORTED) << more << writer.LastError();
+    const ProbedStream video = Probe(target).Pictures();
+    EXPECT_EQ(video.errors, 0) << more;
+    if (whole) {
+      EXPECT_EQ(video.frames, kFrames);
+      continue;
+    }
+    EXPECT_TRUE(video.frames > 5 && video.frames < kFrames - 10) << more << video.frames;
+    const std::int64_t held = kFrames - video.frames - writer.Stats().drops;
+    EXPECT_NE(writer.LastError().find(std::to_string(held) + " frames"), std::string::npos)
+        << more << writer.LastError();
+  }
+}
+
 TEST(Recording, SplitChannelsGiveTracks) {
   for (const auto& [attribute, tracks, channels] : {std::tuple{"split_channels=1", 6, 1},
                                                     {"split_channels=2", 3, 2},

@@ -77,7 +77,9 @@ int Run(const Options& options) {
   if (level > AV_LOG_PANIC) av_log_set_callback(av_log_default_callback);
   if (const int failed = ApplyProperties(options, writer); failed != 0) return failed;
   if (options.AsksForLists()) return PrintLists(options, writer);
-  return options.input.empty() ? 0 : Record(options, signals, writer);
+  if (options.input.empty()) return 0;
+  const int result = Record(options, signals, writer);
+  return result != 0 && signals.EndStatus() != 0 ? signals.EndStatus() : result;
 }
 
 // The shell's question: the words behind "--complete" are the command line up to the cursor.

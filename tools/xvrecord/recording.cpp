@@ -184,13 +184,15 @@ void Conclude(const Options& options, const Input& input, const xv::host::Writer
   if (!input.Trouble().empty()) Warn(input.Trouble());
 }
 
-// A second signal closes the recording even where this thread waits for its input.
+// A second signal closes the recording even where this thread waits for its input, and in time even
+// where the encoder has much left to do.
 class RescueGuard {
  public:
   RescueGuard(StopSignals& signals, xv::host::Writer& writer) : signals_(signals) {
-    signals.OnSecond([&writer] { (void)writer.Stop(); });
+    signals.OnSecond([&writer] { (void)writer.Stop(); },
+                     [&writer] { (void)writer.Set("stop.at_once", "true"); });
   }
-  ~RescueGuard() { signals_.OnSecond({}); }
+  ~RescueGuard() { signals_.OnSecond({}, {}); }
   RescueGuard(const RescueGuard&) = delete;
   RescueGuard& operator=(const RescueGuard&) = delete;
 

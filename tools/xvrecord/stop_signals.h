@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <functional>
 #include <mutex>
@@ -19,18 +20,27 @@ class StopSignals {
 
   // A signal has come.
   bool Asked() const { return asked_; }
-  // What a second signal runs before it ends the process with 128 + its number, at most a second
-  // later. May be called on another thread than the recording's.
-  void OnSecond(std::function<void()> rescue);
+  // 128 and the number of the second signal, the status that the process ends with then; 0 before.
+  int EndStatus() const { return endStatus_; }
+  // What a second signal runs before it ends the process with 128 + its number. Where `rescue` has
+  // not come back after a second `hurry` is called beside it, and the process ends 5 seconds later
+  // or with a third signal, whatever is left. Each may be null, and is called on another thread
+  // than the recording's; when OnSecond has returned the former ones run no more.
+  void OnSecond(std::function<void()> rescue, std::function<void()> hurry);
 
  private:
   void Listen();
-  [[noreturn]] void End(int signal);
+  void Hurry();
+  bool ThirdWithin(std::chrono::milliseconds time);
+  [[noreturn]] void End();
 
   sigset_t signals_{};
   std::atomic<bool> asked_{false};
-  std::mutex lock_;  // guards rescue_; a leaf
+  std::atomic<int> endStatus_{0};
+  std::mutex lock_;       // guards rescue_, and is held while that runs
+  std::mutex hurryLock_;  // the same of hurry_; behind the other where both are taken
   std::function<void()> rescue_;
+  std::function<void()> hurry_;
 };
 
 }  // namespace xvrecord

@@ -453,6 +453,14 @@ inline HRESULT Writer::Stop() {
   return recorded ? detail::StatisticsReader::ReadStatus(Get("quality::last_status")) : S_FALSE;
 }
 
+inline HRESULT Writer::StopAtOnce() {
+  const HRESULT told = Set("stop.at_once", "true");
+  if (Failed(told)) return told;
+  const HRESULT stopped = Stop();
+  const HRESULT taken = Set("stop.at_once", "");
+  return Failed(stopped) ? stopped : Failed(taken) ? taken : stopped;
+}
+
 inline std::string Writer::Get(std::string_view name) const {
   char16_t* value = nullptr;
   if (props_ && !HasZero(name)) (void)props_->PropsGet(Wide(name).c_str(), &value);

@@ -1,0 +1,50 @@
+#include "hw/encoder_set.h"
+
+#include "hw/nvenc/nv_encoder_hw.h"
+#include "hw/nvenc/nvenc_attributes.h"
+
+namespace xv {
+
+Ref<HwEncoder>* XvHwEncoderSet::Slot(PseudoCodec code) {
+  switch (code) {
+    case PseudoCodec::kCuda264:
+      return &cuda;
+    case PseudoCodec::kNvenc264:
+    case PseudoCodec::kNvenc265:
+      return &nv;
+    case PseudoCodec::kQuick264:
+      return &qs;
+    case PseudoCodec::kNone:
+      break;
+  }
+  return nullptr;
+}
+
+HwEncoder* XvHwEncoderSet::Filled() const {
+  for (const Ref<HwEncoder>* slot : {&cuda, &nv, &qs}) {
+    if (*slot) return slot->get();
+  }
+  return nullptr;
+}
+
+Ref<HwEncoder> MakeHwEncoder(PseudoCodec code) {
+  switch (code) {
+    case PseudoCodec::kNvenc264:
+    case PseudoCodec::kNvenc265:
+      return MakeRef<NVEncoderHW>();
+    default:
+      return nullptr;
+  }
+}
+
+std::span<const AttributeRow> HwAttributes(PseudoCodec code) {
+  switch (code) {
+    case PseudoCodec::kNvenc264:
+    case PseudoCodec::kNvenc265:
+      return NvencAttributes(code == PseudoCodec::kNvenc265);
+    default:
+      return {};
+  }
+}
+
+}  // namespace xv
