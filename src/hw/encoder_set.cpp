@@ -1,5 +1,7 @@
 #include "hw/encoder_set.h"
 
+#include "hw/cuda/cuda_attributes.h"
+#include "hw/cuda/cuda_encoder.h"
 #include "hw/nvenc/nv_encoder_hw.h"
 #include "hw/nvenc/nvenc_attributes.h"
 
@@ -29,6 +31,8 @@ HwEncoder* XvHwEncoderSet::Filled() const {
 
 Ref<HwEncoder> MakeHwEncoder(PseudoCodec code) {
   switch (code) {
+    case PseudoCodec::kCuda264:
+      return MakeRef<CUDAEncoder>();
     case PseudoCodec::kNvenc264:
     case PseudoCodec::kNvenc265:
       return MakeRef<NVEncoderHW>();
@@ -39,6 +43,8 @@ Ref<HwEncoder> MakeHwEncoder(PseudoCodec code) {
 
 std::span<const AttributeRow> HwAttributes(PseudoCodec code) {
   switch (code) {
+    case PseudoCodec::kCuda264:
+      return CudaAttributes();
     case PseudoCodec::kNvenc264:
     case PseudoCodec::kNvenc265:
       return NvencAttributes(code == PseudoCodec::kNvenc265);

@@ -110,7 +110,8 @@ Status CUDAEncoder::SetParameters(const HwOpenRequest& request, HwOpenReport* re
   HwOpenReport unseen;
   for (const CudaSetting& setting :
        CudaSettings(vid_, *request.node, report == nullptr ? &unseen : report)) {
-    const std::string call = fmt::format("NVSetParamValue({})", setting.id);
+    const std::string call =
+        fmt::format("NVSetParamValue({}, {})", setting.id, CudaParamName(setting.id));
     RETURN_IF_FAILED(Check(library_->NVSetParamValue(session_.handle(), setting.id, setting.Data()),
                            call.c_str()));
   }
