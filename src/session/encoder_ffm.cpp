@@ -177,6 +177,20 @@ void CEncoderFFM::WorkerMain() {
   session_.queue.Abort();
 }
 
+// A vendor's encoder that waits for its device is woken where a stop must not wait.
+void CEncoderFFM::AwaitWorker(std::uint32_t timeout) {
+  HwEncoder* const hardware = session_.tracks.video->hw.Filled();
+  if (hardware == nullptr) {
+    (void)worker_.AwaitEnd(timeout);
+    return;
+  }
+  constexpr std::uint32_t kLook = 100;  // ms
+  for (std::uint32_t spent = 0; spent < timeout; spent += kLook) {
+    if (worker_.AwaitEnd(std::min(kLook, timeout - spent))) return;
+    if (StopsAtOnce()) hardware->Interrupt();
+  }
+}
+
 // The end mark goes through the queue, so that every frame ahead of it is encoded first.
 void CEncoderFFM::Drain(std::uint32_t timeout) {
   if (session_.tracks.video == nullptr) {
@@ -186,7 +200,7 @@ void CEncoderFFM::Drain(std::uint32_t timeout) {
   } else {
     (void)session_.queue.Push({});
     session_.queue.End();
-    (void)worker_.AwaitEnd(timeout);
+    AwaitWorker(timeout);
   }
 }
 

@@ -49,6 +49,7 @@ class CEncoderFFM final : public XvEncoderBaseLegacy {
   void EncodeSoundAlone();
   void WorkerMain();
   void Drain(std::uint32_t timeout);
+  void AwaitWorker(std::uint32_t timeout);
 
   Session session_;
   XvThread<CEncoderFFM> worker_;

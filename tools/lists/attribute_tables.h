@@ -5,7 +5,7 @@
 #include "catalogue/catalogue.h"
 #include "codec/stream_attributes.h"
 #include "component/muxer_profile.h"
-#include "hw/cuda/cuda_attributes.h"
+#include "hw/encoder_set.h"
 #include "lists/attributes_doc.h"
 #include "session/session_attributes.h"
 
@@ -19,12 +19,14 @@ inline std::array<AttributeTable, 3> SessionTables() {
 }
 
 // All that the writer reads itself.
-inline std::array<AttributeTable, 6> AttributeTables() {
+inline std::array<AttributeTable, 8> AttributeTables() {
   const auto session = SessionTables();
   return {session[0],
           session[1],
           session[2],
-          {"CUDA encoder (codec c264)", CudaAttributes()},
+          {"Video streams of n264 and l264", HwAttributes(PseudoCodec::kNvenc264)},
+          {"Video streams of n265", HwAttributes(PseudoCodec::kNvenc265)},
+          {"Video streams of c264", HwAttributes(PseudoCodec::kCuda264)},
           {"Formats mpeg_nablet and mpeg_nablet_udp", MuxerAttributes()},
           {"List of formats and codecs, as properties of the writer", CatalogueAttributes()}};
 }

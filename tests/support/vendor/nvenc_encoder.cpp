@@ -163,7 +163,8 @@ unsigned EncoderSetup::gop() const {
 }
 
 unsigned EncoderSetup::interval() const {
-  const bool plain = !hevc && H264Profile(*this) == "baseline";
+  // Where libx264 has no B pictures either.
+  const bool plain = empty || lossless || (!hevc && H264Profile(*this) == "baseline");
   return plain ? 1U : static_cast<unsigned>(std::max(config.frameIntervalP, 1));
 }
 
@@ -194,7 +195,7 @@ std::vector<AccessUnit> LibraryEncoder::Encode(AVFrame* picture) {
 PictureEncoder::PictureEncoder(const EncoderSetup& setup) : setup_(setup) {
   auto encoder = std::make_unique<LibraryEncoder>(setup_);
   headers_ = encoder->headers();
-  if (setup_.interval() == 1 || setup_.empty) running_ = std::move(encoder);
+  if (setup_.interval() == 1) running_ = std::move(encoder);
 }
 
 std::vector<AccessUnit> PictureEncoder::Put(FramePtr picture, bool idr) {

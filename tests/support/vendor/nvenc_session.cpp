@@ -139,7 +139,9 @@ void Session::Deliver(std::vector<AccessUnit> units) {
 
 // Success says that all that were given can be locked.
 NVENCSTATUS Session::Promise() {
-  if (!unfilled_.empty()) return NV_ENC_ERR_NEED_MORE_INPUT;
+  const bool gathers =
+      !flushed_ && static_cast<int>(unread_.size()) <= Ledger::Get().Current().gather;
+  if (!unfilled_.empty() || gathers) return NV_ENC_ERR_NEED_MORE_INPUT;
   for (OutputBuffer* output : unread_) output->promised = true;
   return NV_ENC_SUCCESS;
 }

@@ -56,6 +56,7 @@ bool SetNumber(const std::string& name, const std::string& value, std::string_vi
                                                {"hevc_bframes", &s->hevcBFrames},
                                                {"max_width", &s->maxWidth},
                                                {"max_height", &s->maxHeight},
+                                               {"gather", &s->gather},
                                                {"delay", &s->delay},
                                                {"late_ms", &s->lateMs},
                                                {"stuck", &s->stuck},

@@ -25,7 +25,9 @@ namespace xv::vendor {
 //   hevc=1 lossless=1 fields=1       0: the encoder does not have it
 //   bframes=4 hevc_bframes=0         B pictures in a row
 //   max_width=4096 max_height=4096   of a picture
-//   delay=2          pictures that must come behind one before it is finished, unless the client
+//   gather=0         pictures that the encoder holds back, as with a look-ahead, until it says
+//   success delay=2          pictures that must come behind one before it is finished, unless the
+//   client
 //                    waits for it
 //   late_ms=0        time that an access unit takes
 //   stuck=0          from the n-th access unit on none is ever finished; 0 never
