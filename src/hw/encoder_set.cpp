@@ -31,11 +31,11 @@ HwEncoder* XvHwEncoderSet::Filled() const {
 
 Ref<HwEncoder> MakeHwEncoder(PseudoCodec code) {
   switch (code) {
-    case PseudoCodec::kCuda264:
-      return MakeRef<CUDAEncoder>();
     case PseudoCodec::kNvenc264:
     case PseudoCodec::kNvenc265:
       return MakeRef<NVEncoderHW>();
+    case PseudoCodec::kCuda264:
+      return MakeRef<CUDAEncoder>();
     default:
       return nullptr;
   }
@@ -43,11 +43,11 @@ Ref<HwEncoder> MakeHwEncoder(PseudoCodec code) {
 
 std::span<const AttributeRow> HwAttributes(PseudoCodec code) {
   switch (code) {
-    case PseudoCodec::kCuda264:
-      return CudaAttributes();
     case PseudoCodec::kNvenc264:
     case PseudoCodec::kNvenc265:
       return NvencAttributes(code == PseudoCodec::kNvenc265);
+    case PseudoCodec::kCuda264:
+      return CudaAttributes();
     default:
       return {};
   }
