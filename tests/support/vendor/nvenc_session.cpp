@@ -201,6 +201,13 @@ NVENCSTATUS Session::LockOutput(const Rules& rules, NV_ENC_LOCK_BITSTREAM* lock,
   return NV_ENC_SUCCESS;
 }
 
+void Session::LoseUnread() {
+  if (unread_.empty() || !unread_.front()->promised) return;
+  unread_.front()->state = OutputBuffer::State::kFree;
+  unread_.front()->input->inUse = false;
+  unread_.pop_front();
+}
+
 NVENCSTATUS Session::UnlockOutput(const Rules& rules, void* handle) {
   OutputBuffer* output = FindOutput(rules, handle);
   if (output == nullptr) return NV_ENC_ERR_INVALID_PARAM;
