@@ -82,7 +82,7 @@ struct CudaEntryPoints {
   HRESULT (*NVCreateEncoder)(CudaHandle* out);
   HRESULT (*NVDestroyEncoder)(CudaHandle encoder);
   HRESULT (*NVIsSupportedCodec)(CudaHandle encoder, std::int32_t codec);
-  HRESULT (*NVIsSupportedCodecProfile)
+  HRESULT(*NVIsSupportedCodecProfile)
   (CudaHandle encoder, std::int32_t codec, std::int32_t profile);
   HRESULT (*NVSetCodec)(CudaHandle encoder, std::int32_t codec);
   HRESULT (*NVGetCodec)(CudaHandle encoder, std::int32_t* codec);
@@ -91,9 +91,9 @@ struct CudaEntryPoints {
   HRESULT (*NVGetParamValue)(CudaHandle encoder, std::int32_t id, void* value);
   HRESULT (*NVSetDefaultParam)(CudaHandle encoder);
   HRESULT (*NVCreateHWEncoder)(CudaHandle encoder);
-  HRESULT (*NVGetSPSPPS)
+  HRESULT(*NVGetSPSPPS)
   (CudaHandle encoder, std::uint8_t* into, std::int32_t room, std::int32_t* size);
-  HRESULT (*NVEncodeFrame)
+  HRESULT(*NVEncodeFrame)
   (CudaHandle encoder, const CudaFrame* frame, std::uint32_t flags, void* memory);
   HRESULT (*NVGetHWEncodeCaps)(std::int32_t* caps);
   HRESULT (*NVRegisterCB)(CudaHandle encoder, CudaCallbacks callbacks, void* user);

@@ -35,7 +35,7 @@ inline constexpr Attribute<std::string> kCudaLevel{"level",
                                                    kVideoNode,
                                                    {},
                                                    Expect("a level such as 4.1", IsCudaLevel),
-                                                   "Level; without it the encoder chooses."};
+                                                   "Level; the encoder chooses one without it."};
 inline constexpr Attribute<Word> kCudaRcType{"rc_type", kVideoNode, 1,
                                              OneOf(cuda_words::kRateControl), "Rate control."};
 inline constexpr Attribute<std::int32_t> kCudaQpI{"qp_level_i", kVideoNode, 28, Between(0, 51),
@@ -47,9 +47,13 @@ inline constexpr Attribute<std::int32_t> kCudaQpB{"qp_level_b", kVideoNode, 28, 
 inline constexpr Attribute<bool> kCudaDeblockKey{
     "deblock", kVideoNode, true, {}, "Deblocking filter."};
 inline constexpr Attribute<bool> kCudaDisableCabac{
-    "disable_cabac", kVideoNode, false, {}, "CAVLC in place of CABAC."};
+    "disable_cabac", kVideoNode, false, {}, "Entropy coding by CAVLC in place of CABAC."};
 inline constexpr Attribute<bool> kCudaDisableHeaders{
-    "disable_sps_pps", kVideoNode, false, {}, "Leaves the parameter sets out of the stream."};
+    "disable_sps_pps",
+    kVideoNode,
+    false,
+    {},
+    "Leaves out the parameter sets that stand in the stream."};
 inline constexpr Attribute<bool> kCudaDeinterlaceKey{
     "deinterlace", kVideoNode, false, {}, "Deinterlaces the pictures."};
 inline constexpr Attribute<Rate> kCudaB{

@@ -5,7 +5,6 @@
 #include <chrono>
 #include <vector>
 
-#include "base/status_words.h"
 #include "hw/cuda/cuda_headers.h"
 #include "hw/cuda/cuda_settings.h"
 #include "media/validity.h"
@@ -39,11 +38,8 @@ bool CUDAEncoder::IsSupported() {
   return library.Load().Ok() && session.Create(library) == Status(S_OK);
 }
 
-Status CUDAEncoder::Check(Status status, const char* call) {
-  if (status.Failed()) {
-    failure_ = fmt::format("{} failed: {} (0x{:08X})", call, StatusWords(status),
-                           static_cast<std::uint32_t>(status.code()));
-  }
+Status CUDAEncoder::Check(Status status, const std::string& call) {
+  if (session_.Check(status, call).Failed()) failure_ = session_.Failure();
   return status;
 }
 
@@ -70,49 +66,25 @@ Status CUDAEncoder::Open(const HwOpenRequest& request, HwOpenReport* report) {
 Status CUDAEncoder::TryOpen(const HwOpenRequest& request, HwOpenReport* report) {
   if (!IsSupported()) return Check(E_FAIL, "NVCreateEncoder");
   RETURN_IF_FAILED(StartSession());
-  RETURN_IF_FAILED(ChooseAdapter());
   vid_ = CudaProperties(request.vid);
   RETURN_IF_FAILED(SetParameters(request, report));
   return StartHardware();
 }
 
 Status CUDAEncoder::StartSession() {
-  RETURN_IF_FAILED(Check(session_.Create(library_), "NVCreateEncoder"));
-  const CudaHandle encoder = session_.handle();
-  RETURN_IF_FAILED(
-      Check(library_->NVIsSupportedCodec(encoder, kCudaCodecH264), "NVIsSupportedCodec"));
-  RETURN_IF_FAILED(Check(library_->NVSetCodec(encoder, kCudaCodecH264), "NVSetCodec"));
-  return Check(library_->NVSetDefaultParam(encoder), "NVSetDefaultParam");
-}
-
-Status CUDAEncoder::ChooseAdapter() {
-  const CudaHandle encoder = session_.handle();
-  std::int32_t count = 0;
-  const Status counted = library_->NVGetParamValue(encoder, kCudaAdapterCount, &count);
-  if (counted.Failed() || count <= 0) {
-    failure_ = "there is no adapter for the CUDA encoder";
-    return XV_E_VENDOR_LIBRARY;
-  }
-  for (CudaAdapter adapter; adapter.index < count; ++adapter.index) {
-    CudaAdapter asked;
-    asked.index = adapter.index;
-    RETURN_IF_FAILED(Check(library_->NVGetParamValue(encoder, kCudaAdapterRecord, &asked),
-                           "NVGetParamValue(adapter)"));
-  }
-  std::int32_t chosen = -1;
-  RETURN_IF_FAILED(Check(library_->NVGetParamValue(encoder, kCudaChosenAdapter, &chosen),
-                         "NVGetParamValue(chosen adapter)"));
-  return Check(library_->NVSetParamValue(encoder, kCudaAdapter, &chosen),
-               "NVSetParamValue(adapter)");
+  const Status status = session_.Start(library_);
+  if (status.Failed()) failure_ = session_.Failure();
+  return status;
 }
 
 Status CUDAEncoder::SetParameters(const HwOpenRequest& request, HwOpenReport* report) {
   HwOpenReport unseen;
   for (const CudaSetting& setting :
        CudaSettings(vid_, *request.node, report == nullptr ? &unseen : report)) {
-    const std::string call = fmt::format("NVSetParamValue({})", setting.id);
-    RETURN_IF_FAILED(Check(library_->NVSetParamValue(session_.handle(), setting.id, setting.Data()),
-                           call.c_str()));
+    const std::string call =
+        fmt::format("NVSetParamValue({}, {})", setting.id, CudaParamName(setting.id));
+    RETURN_IF_FAILED(
+        Check(library_->NVSetParamValue(session_.handle(), setting.id, setting.Data()), call));
   }
   return S_OK;
 }
@@ -178,7 +150,10 @@ Status CUDAEncoder::EncodeFrame(const ImageView* picture, std::int64_t pts, Ref<
   RETURN_IF_FAILED(Send(picture));
   stamps_.Push(pts);
   ++sent_;
-  if (Packets()->TakeLoss()) return Check(E_OUTOFMEMORY, "room for an access unit");
+  if (Packets()->TakeLoss()) {
+    failure_ = "there was no memory for an access unit";
+    return E_OUTOFMEMORY;
+  }
   return out == nullptr ? Status(S_OK) : ReadPacket(false, out, false);
 }
 

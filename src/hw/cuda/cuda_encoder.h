@@ -8,6 +8,7 @@
 #include "hw/cuda/cuda_callbacks.h"
 #include "hw/cuda/cuda_library.h"
 #include "hw/cuda/cuda_packets.h"
+#include "hw/cuda/cuda_session.h"
 #include "hw/hw_encoder.h"
 #include "hw/stamp_order.h"
 
@@ -60,10 +61,9 @@ class CUDAEncoder final : public HwEncoder {
 
  private:
   // Gives the status on, and keeps the words of a failure.
-  Status Check(Status status, const char* call);
+  Status Check(Status status, const std::string& call);
   Status TryOpen(const HwOpenRequest& request, HwOpenReport* report);
   Status StartSession();
-  Status ChooseAdapter();
   Status SetParameters(const HwOpenRequest& request, HwOpenReport* report);
   Status StartHardware();
   // Null: the end of the stream.

@@ -59,16 +59,4 @@ void CudaLibrary::KeepLoaded() const {
   if (std::none_of(kept.begin(), kept.end(), isThis)) kept.push_back(library_);
 }
 
-Status CudaSession::Create(const CudaLibrary& library) {
-  Destroy();
-  library_ = &library;
-  const Status status = library->NVCreateEncoder(&handle_);
-  if (status.Failed()) handle_ = nullptr;
-  return status.Ok() && handle_ == nullptr ? Status(E_FAIL) : status;
-}
-
-void CudaSession::Destroy() {
-  if (handle_ != nullptr) (void)(*library_)->NVDestroyEncoder(std::exchange(handle_, nullptr));
-}
-
 }  // namespace xv

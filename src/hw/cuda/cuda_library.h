@@ -36,23 +36,4 @@ class CudaLibrary {
   std::string words_;
 };
 
-// An encoder of the library, destroyed with the object.
-class CudaSession {
- public:
-  CudaSession() = default;
-  ~CudaSession() { Destroy(); }
-  CudaSession(const CudaSession&) = delete;
-  CudaSession& operator=(const CudaSession&) = delete;
-
-  // What NVCreateEncoder answers. The library outlives the session.
-  Status Create(const CudaLibrary& library);
-  void Destroy();
-  bool IsOpen() const { return handle_ != nullptr; }
-  CudaHandle handle() const { return handle_; }
-
- private:
-  const CudaLibrary* library_ = nullptr;
-  CudaHandle handle_ = nullptr;
-};
-
 }  // namespace xv

@@ -164,6 +164,35 @@ void Settings::Rates(double pictureRate) {
 
 }  // namespace
 
+std::string_view CudaParamName(CudaParam id) {
+  struct Name {
+    CudaParam id;
+    std::string_view text;
+  };
+  static constexpr Name kNames[] = {{kCudaOutputSize, "size of the output"},
+                                    {kCudaAspect, "aspect"},
+                                    {kCudaFieldMode, "field order"},
+                                    {kCudaReferenceDistance, kCudaBf.name},
+                                    {kCudaKeyDistance, kCudaG.name},
+                                    {kCudaDynamicGop, kCudaDynamicGopKey.name},
+                                    {kCudaRateControl, kCudaRcType.name},
+                                    {kCudaAverageRate, kCudaB.name},
+                                    {kCudaPeakRate, kCudaMaxRate.name},
+                                    {kCudaQuantiserI, kCudaQpI.name},
+                                    {kCudaQuantiserP, kCudaQpP.name},
+                                    {kCudaQuantiserB, kCudaQpB.name},
+                                    {kCudaFrameRate, "frame rate"},
+                                    {kCudaDeblock, kCudaDeblockKey.name},
+                                    {kCudaProfileLevel, "profile and level"},
+                                    {kCudaDeinterlace, kCudaDeinterlaceKey.name},
+                                    {kCudaInputSize, "size of the input"},
+                                    {kCudaNoCabac, kCudaDisableCabac.name},
+                                    {kCudaNoHeaders, kCudaDisableHeaders.name}};
+  const auto* found = std::find_if(std::begin(kNames), std::end(kNames),
+                                   [=](const Name& name) { return name.id == id; });
+  return found == std::end(kNames) ? std::string_view() : found->text;
+}
+
 XV_VID_PROPS CudaProperties(const XV_VID_PROPS& vid) {
   XV_VID_PROPS out = vid;
   out.nHeight = vid.nHeight < 0 ? -vid.nHeight : vid.nHeight;

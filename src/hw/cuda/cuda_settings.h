@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -19,6 +20,9 @@ struct CudaSetting {
     return std::visit([](const auto& held) { return static_cast<const void*>(&held); }, value);
   }
 };
+
+// What a parameter is, for a person; where an attribute sets it, the attribute's name.
+std::string_view CudaParamName(CudaParam id);
 
 // `vid` as the encoder works with it: a height above 0, a layout, and a field order that is known:
 // eXvI_TopFirst, eXvI_BottomFirst or eXvI_Progressive.

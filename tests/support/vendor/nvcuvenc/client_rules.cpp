@@ -15,7 +15,7 @@ struct Rule {
 
 const std::map<std::int32_t, Rule> kRules = {
     {kCudaOutputSize, {2, 16, 8192}},      {kCudaAspect, {3, 0, 32767}},
-    {kCudaFieldMode, {1, 0, 2}},           {kCudaReferenceDistance, {1, 1, 16}},
+    {kCudaFieldMode, {1, 0, 2}},           {kCudaReferenceDistance, {1, 1, INT32_MAX}},
     {kCudaKeyDistance, {1, 1, INT32_MAX}}, {kCudaDynamicGop, {1, 0, 1}},
     {kCudaRateControl, {1, 0, 3}},         {kCudaAverageRate, {0, 1, INT64_MAX}},
     {kCudaPeakRate, {0, 1, INT64_MAX}},    {kCudaQuantiserI, {1, 0, 51}},
@@ -112,7 +112,9 @@ H264Options OptionsOf(const Values& values) {
   options.average = First(values, kCudaAverageRate, 0);
   options.peak = First(values, kCudaPeakRate, 0);
   options.keyDistance = static_cast<int>(First(values, kCudaKeyDistance, 32));
-  options.referenceDistance = static_cast<int>(First(values, kCudaReferenceDistance, 1));
+  // libx264 makes 16 B pictures in a row.
+  options.referenceDistance =
+      static_cast<int>(std::min<std::int64_t>(First(values, kCudaReferenceDistance, 1), 17));
   options.fieldMode = static_cast<int>(First(values, kCudaFieldMode, 0));
   options.profile = static_cast<int>(First(values, kCudaProfileLevel, 77) & 0xFF);
   options.level = static_cast<int>(First(values, kCudaProfileLevel, 0xFF00) >> 8);
