@@ -1,3 +1,7 @@
+#include <atomic>
+#include <map>
+#include <thread>
+
 #include "support/media_probe.h"
 #include "support/vendor/vendor_fixture.h"
 
@@ -94,6 +98,100 @@ INSTANTIATE_TEST_SUITE_P(
                     // Late is not lost.
                     Fault{"fail=nvEncEncodePicture:20:18", S_OK, "", 60},
                     Fault{"late_ms=20", S_OK, "", 60}));
+
+using NvencSweep = WithVendor;
+
+// A recording of a few pictures. What was taken is in the file, but for the picture that met the
+// fault and, at the end or where the device is lost, those that wait for another one.
+void ExpectWhole(const std::string& target, const std::string& fault) {
+  SCOPED_TRACE(fault);
+  vendor::Reset();
+  vendor::Configure("delay=0 " + fault);
+  host::Writer writer;
+  ASSERT_EQ(writer.Start(target, "video::codec=n264 video::bf=2 video.buffers=0"), S_OK);
+  int taken = 0;
+  HRESULT put = S_OK;
+  while (taken < 12 && (put = writer.Put(MakeFrame(kSmall, taken))) == S_OK) ++taken;
+  const HRESULT stopped = writer.Stop();
+  if (put != S_OK) {
+    EXPECT_EQ(stopped, put);
+    EXPECT_FALSE(writer.LastError().empty());
+  }
+  EXPECT_THAT(vendor::BrokenRules(), testing::IsEmpty());
+  EXPECT_THAT(vendor::Held(), testing::IsEmpty());
+  const bool atEnd = put == S_OK || fault.rfind("lose", 0) == 0;
+  const int lost = stopped == S_OK ? 0 : atEnd ? 3 : 1;
+  if (taken <= lost) return;
+  const ProbedStream video = Probe(target).Pictures();
+  EXPECT_EQ(video.errors, 0);
+  EXPECT_GE(video.frames, taken - lost);
+}
+
+// Each call of a whole recording fails once; with each of them the device is lost.
+TEST_F(NvencSweep, FaultsCostNoMoreThanThePicturesThatTheyMeet) {
+  TemporaryFolder folder;
+  ExpectWhole(folder / "a.mp4", "");
+  const std::vector<vendor::Call> calls = vendor::Calls();
+  std::map<std::string, int> numbers;
+  for (std::size_t i = 0; i < calls.size() && !HasFailure(); ++i) {
+    const std::string call = calls[i].name + ":" + std::to_string(++numbers[calls[i].name]);
+    ExpectWhole(folder / "a.mp4",
+                "fail=" + call + (calls[i].name.rfind("cu", 0) == 0 ? ":201" : ":20"));
+    ExpectWhole(folder / "a.mp4", "lose=" + call);
+  }
+}
+
+using NvencHang = WithVendor;
+
+void ExpectFirst(const std::string& path, int count) {
+  const ProbedStream video = Probe(path).Pictures();
+  EXPECT_EQ(video.frames, count);
+  EXPECT_EQ(video.errors, 0);
+}
+
+TEST_F(NvencHang, FullRingIsAFailureAndAStopAtOnceGivesUp) {
+  vendor::Configure("stuck=10");
+  TemporaryFolder folder;
+  host::Writer writer;
+  ASSERT_EQ(writer.Start(folder / "a.mp4", "video::codec=n264 video::bf=0 video.buffers=0"), S_OK);
+  HRESULT put = S_OK;
+  for (int i = 0; i < 60 && put == S_OK; ++i) put = writer.Put(MakeFrame(kSmall, i));
+  EXPECT_EQ(put, E_FAIL);
+  EXPECT_THAT(writer.LastError(), HasSubstr("within 3 seconds"));
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_TRUE(Failed(writer.StopAtOnce()));
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2));
+  ExpectFirst(folder / "a.mp4", 9);
+}
+
+TEST_F(NvencHang, DrainEndsWithWhatThereIs) {
+  vendor::Configure("stuck=10");
+  TemporaryFolder folder;
+  host::Writer writer;
+  EXPECT_EQ(Record(writer, folder / "a.mp4", "video::codec=n264 video::bf=0", kSmall, 12),
+            XV_E_TIMEOUT);
+  EXPECT_THAT(writer.LastError(), HasSubstr("nothing for 10 seconds"));
+  ExpectFirst(folder / "a.mp4", 9);
+}
+
+// A stop beside a put that waits for the encoder, from another thread.
+TEST_F(NvencHang, StopWhilePuttingIsNeverLong) {
+  vendor::Configure("late_ms=5");
+  TemporaryFolder folder;
+  for (int round = 0; round < 4; ++round) {
+    const std::string target = folder / (std::to_string(round) + ".mp4");
+    host::Writer writer;
+    ASSERT_EQ(writer.Start(target, "video::codec=n264 video::bf=2 video.buffers=2"), S_OK);
+    std::atomic<int> taken{0};
+    std::thread putter([&] {
+      for (int i = 0; writer.Put(MakeFrame(kSmall, i)) == S_OK; ++i) ++taken;
+    });
+    while (taken < 10 + round) std::this_thread::yield();
+    EXPECT_EQ(writer.Stop(), S_OK) << writer.LastError();
+    putter.join();
+    ExpectFirst(target, taken);
+  }
+}
 
 }  // namespace
 }  // namespace xv::test
