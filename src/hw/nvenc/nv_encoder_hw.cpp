@@ -321,7 +321,7 @@ Status NVEncoderHW::TakeOutput(const NV_ENC_LOCK_BITSTREAM& lock, std::int64_t d
 // cannot be unlocked is lost until Close, and so is one that cannot be locked at the second try.
 Status NVEncoderHW::Read(bool wait, Ref<HwPacket>* out) {
   if (!ring_.HasBusy() || (endFailed_ && ring_.FirstReady() == nullptr)) return XV_E_NOTHING_MORE;
-  if (stop_.WaitFor(milliseconds(0))) return E_ABORT;
+  if (stop_.IsSet()) return E_ABORT;
   XvNvEntry* entry = ring_.FirstReady();
   if (entry == nullptr) return S_FALSE;
   NV_ENC_LOCK_BITSTREAM lock{};

@@ -20,6 +20,11 @@ class StopSignal {
     const std::scoped_lock lock(lock_);
     set_ = false;
   }
+  // Never gives up the processor, as a wait of no length may.
+  bool IsSet() {
+    const std::scoped_lock lock(lock_);
+    return set_;
+  }
   // True when it is set, at once or within `time`.
   bool WaitFor(std::chrono::milliseconds time) {
     std::unique_lock lock(lock_);
