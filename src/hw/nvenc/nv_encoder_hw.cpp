@@ -105,7 +105,10 @@ Status NVEncoderHW::OpenAll(const HwOpenRequest& request, HwOpenReport* report) 
 
 Status NVEncoderHW::Open(const HwOpenRequest& request, HwOpenReport* report) {
   if (session_.IsOpen()) return S_FALSE;
-  if (request.node == nullptr || !HasPicture(request.vid)) return E_INVALIDARG;
+  if (request.node == nullptr || !HasPicture(request.vid)) {
+    session_.SetFailure("the encoder does not take pictures of this layout or size");
+    return E_INVALIDARG;
+  }
   stop_.Clear();
   const Status status = OpenAll(request, report);
   if (status.Failed()) {
