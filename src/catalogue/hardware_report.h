@@ -4,6 +4,8 @@
 #include <functional>
 #include <string>
 
+#include "hw/nvenc/nvenc_offer.h"
+
 namespace xv {
 
 // What the machine's hardware encoders can do, as far as the list of codecs needs it. A reason is a
@@ -12,7 +14,11 @@ struct HardwareReport {
   std::string nvencH264 = "not built in";
   std::string nvencLossless = "not built in";
   std::string nvencHevc = "not built in";
+  std::string nvencFFmpeg = "not built in";  // FFmpeg's own way to it, "h264_nvenc"
   std::string cuda = "not built in";
+  // Bounds of what NVENC encodes, where it does.
+  NvencCodecOffer h264;
+  NvencCodecOffer hevc;
 
   struct QuickSync {
     bool hardware = false;

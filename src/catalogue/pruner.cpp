@@ -4,6 +4,7 @@
 
 #include "base/text.h"
 #include "catalogue/encoder_names.h"
+#include "catalogue/hardware_bounds.h"
 #include "catalogue/refused_cells.h"
 #include "values/value_syntax.h"
 
@@ -45,7 +46,7 @@ std::string Pruner::Reason(const std::string& codec) const {
   if (quick && !EqualsNoCase(codec, "h264_qsv")) return QuickSyncReason(codec);
   if (FindEncoder(codec) == nullptr) return "this build of FFmpeg has no such encoder";
   if (quick) return QuickSyncReason(codec);
-  return EqualsNoCase(codec, "h264_nvenc") ? report_.nvencH264 : std::string();
+  return EqualsNoCase(codec, "h264_nvenc") ? report_.nvencFFmpeg : std::string();
 }
 
 const std::string& Pruner::CachedReason(const std::string& codec) {
@@ -134,7 +135,10 @@ void Pruner::WriteUnavailable(CoXMLNode& list) const {
 
 void Pruner::Run(CoXMLNode& list) {
   if (const XMLNodePtr formats = list.FindChild("formats")) PruneFormats(*formats);
-  if (const XMLNodePtr codecs = list.FindChild("video_codecs")) DescribeCodecs(*codecs);
+  if (const XMLNodePtr codecs = list.FindChild("video_codecs")) {
+    DescribeCodecs(*codecs);
+    WriteHardwareBounds(report_, *codecs);
+  }
   WriteUnavailable(list);
 }
 

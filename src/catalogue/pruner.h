@@ -18,9 +18,10 @@ class Pruner {
 
   // Removes from "formats" what this machine cannot write: codecs that do not run, cells that a
   // container refuses, formats of components that are not registered and formats without a video
-  // child left. Writes the read-only attributes of the QuickSync codecs and the node "unavailable",
-  // the last child, with the reason of each as its value: a "codec" with its "id", and the "format"
-  // where it is one container's; a "format" with its "id" and "name".
+  // child left. Writes the read-only attributes of the QuickSync codecs, the bounds of NVENC's
+  // options and the node "unavailable", the last child, with the reason of each as its value: a
+  // "codec" with its "id", and the "format" where it is one container's; a "format" with its "id"
+  // and "name".
   void Run(XMLParse::CoXMLNode& list);
 
   // For a list that was loaded anew.

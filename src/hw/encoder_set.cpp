@@ -1,5 +1,7 @@
 #include "hw/encoder_set.h"
 
+#include "hw/cuda/cuda_attributes.h"
+#include "hw/cuda/cuda_encoder.h"
 #include "hw/nvenc/nv_encoder_hw.h"
 #include "hw/nvenc/nvenc_attributes.h"
 
@@ -32,6 +34,8 @@ Ref<HwEncoder> MakeHwEncoder(PseudoCodec code) {
     case PseudoCodec::kNvenc264:
     case PseudoCodec::kNvenc265:
       return MakeRef<NVEncoderHW>();
+    case PseudoCodec::kCuda264:
+      return MakeRef<CUDAEncoder>();
     default:
       return nullptr;
   }
@@ -42,6 +46,8 @@ std::span<const AttributeRow> HwAttributes(PseudoCodec code) {
     case PseudoCodec::kNvenc264:
     case PseudoCodec::kNvenc265:
       return NvencAttributes(code == PseudoCodec::kNvenc265);
+    case PseudoCodec::kCuda264:
+      return CudaAttributes();
     default:
       return {};
   }

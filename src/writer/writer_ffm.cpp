@@ -6,6 +6,7 @@
 #include "base/auto_obj_base.h"
 #include "base/guard.h"
 #include "base/text.h"
+#include "catalogue/hardware_probe.h"
 #include "component/channel_encoder.h"
 #include "media/frame_duration.h"
 #include "platform/paths.h"
@@ -62,7 +63,7 @@ CCoXvWriterFFM_I::CCoXvWriterFFM_I(IUnknown* outer)
       outer_(outer == nullptr ? static_cast<IUnknown*>(&inner_) : outer),
       session_(CoXMLNode::Create("session")),
       own_(props_.Node()),
-      catalogue_(own_) {
+      catalogue_(own_, ProbeHardware) {
   LiveObjectCount().fetch_add(1, std::memory_order_relaxed);
   props_.SetQualityRead([this](std::string_view name) { return stats_.Render(name); },
                         [this] { return stats_.Names(); });

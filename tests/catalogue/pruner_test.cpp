@@ -15,7 +15,8 @@ using XMLParse::XMLNodePtr;
 
 HardwareReport AllWorks() {
   HardwareReport report;
-  report.nvencH264 = report.nvencLossless = report.nvencHevc = report.cuda = "";
+  report.nvencH264 = report.nvencLossless = report.nvencHevc = report.nvencFFmpeg = report.cuda =
+      "";
   report.quickSync = {true, true, 1, 35, 0x402, ""};
   return report;
 }
@@ -45,7 +46,7 @@ class PrunerTest : public ::testing::Test {
 TEST_F(PrunerTest, WithoutHardwareItsCodecsGoAndSayWhy) {
   Load(BuiltinList());
   HardwareReport report;
-  report.nvencH264 = "NVIDIA driver not found";
+  report.nvencH264 = report.nvencFFmpeg = "NVIDIA driver not found";
   Pruner(report).Run(*list_);
   for (const char* gone :
        {"n264", "l264", "n265", "h264_nvenc", "c264", "q264sw", "q264hw", "h264_qsv", "vc1"}) {

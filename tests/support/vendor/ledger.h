@@ -26,7 +26,8 @@ struct Settings {
   bool hevc = true, lossless = true, fields = true;
   int bFrames = 4, hevcBFrames = 0;
   int maxWidth = 4096, maxHeight = 4096;
-  int delay = 2, lateMs = 0, stuck = 0;
+  int gather = 0, delay = 2, lateMs = 0, stuck = 0;
+  int chunk = 0, begins = 1, afterClose = 0;
   int sessions = 100;
   int devices = 1;
   bool emptyEncode = false;

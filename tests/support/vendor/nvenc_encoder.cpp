@@ -123,6 +123,7 @@ ContextPtr OpenEncoder(const EncoderSetup& setup) {
   if (codec == nullptr) throw std::runtime_error("FFmpeg has no encoder for the stand-in");
   ContextPtr context(avcodec_alloc_context3(codec));
   SetGeometry(setup, context.get());
+  context->log_level_offset = AV_LOG_TRACE;  // the client's log is its own
   context->thread_count = 1;
   context->gop_size = 1 << 20;
   const bool groups = setup.interval() > 1;
@@ -163,7 +164,8 @@ unsigned EncoderSetup::gop() const {
 }
 
 unsigned EncoderSetup::interval() const {
-  const bool plain = !hevc && H264Profile(*this) == "baseline";
+  // Where libx264 has no B pictures either.
+  const bool plain = empty || lossless || (!hevc && H264Profile(*this) == "baseline");
   return plain ? 1U : static_cast<unsigned>(std::max(config.frameIntervalP, 1));
 }
 
@@ -194,7 +196,7 @@ std::vector<AccessUnit> LibraryEncoder::Encode(AVFrame* picture) {
 PictureEncoder::PictureEncoder(const EncoderSetup& setup) : setup_(setup) {
   auto encoder = std::make_unique<LibraryEncoder>(setup_);
   headers_ = encoder->headers();
-  if (setup_.interval() == 1 || setup_.empty) running_ = std::move(encoder);
+  if (setup_.interval() == 1) running_ = std::move(encoder);
 }
 
 std::vector<AccessUnit> PictureEncoder::Put(FramePtr picture, bool idr) {

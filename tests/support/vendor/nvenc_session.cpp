@@ -139,7 +139,9 @@ void Session::Deliver(std::vector<AccessUnit> units) {
 
 // Success says that all that were given can be locked.
 NVENCSTATUS Session::Promise() {
-  if (!unfilled_.empty()) return NV_ENC_ERR_NEED_MORE_INPUT;
+  const bool gathers =
+      !flushed_ && static_cast<int>(unread_.size()) <= Ledger::Get().Current().gather;
+  if (!unfilled_.empty() || gathers) return NV_ENC_ERR_NEED_MORE_INPUT;
   for (OutputBuffer* output : unread_) output->promised = true;
   return NV_ENC_SUCCESS;
 }
@@ -197,6 +199,13 @@ NVENCSTATUS Session::LockOutput(const Rules& rules, NV_ENC_LOCK_BITSTREAM* lock,
   lock->numSlices = 1;
   lock->frameAvgQP = 26;
   return NV_ENC_SUCCESS;
+}
+
+void Session::LoseUnread() {
+  if (unread_.empty() || !unread_.front()->promised) return;
+  unread_.front()->state = OutputBuffer::State::kFree;
+  unread_.front()->input->inUse = false;
+  unread_.pop_front();
 }
 
 NVENCSTATUS Session::UnlockOutput(const Rules& rules, void* handle) {

@@ -63,6 +63,8 @@ class Session {
   NVENCSTATUS Encode(const Rules& rules, const NV_ENC_PIC_PARAMS& picture);
   NVENCSTATUS LockOutput(const Rules& rules, NV_ENC_LOCK_BITSTREAM* lock,
                          std::unique_lock<std::mutex>& gate);
+  // The next output to be locked is lost.
+  void LoseUnread();
   NVENCSTATUS UnlockOutput(const Rules& rules, void* buffer);
   NVENCSTATUS Headers(const NV_ENC_SEQUENCE_PARAM_PAYLOAD& payload) const;
   // What the client must have done before.

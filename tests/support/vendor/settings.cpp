@@ -51,11 +51,20 @@ FaultOrder ReadOrder(const std::string& value, bool withCode, std::string_view w
 
 bool SetNumber(const std::string& name, const std::string& value, std::string_view word,
                Settings* s) {
-  const std::map<std::string, int*> numbers = {
-      {"oldest", &s->oldest},      {"bframes", &s->bFrames},      {"hevc_bframes", &s->hevcBFrames},
-      {"max_width", &s->maxWidth}, {"max_height", &s->maxHeight}, {"delay", &s->delay},
-      {"late_ms", &s->lateMs},     {"stuck", &s->stuck},          {"sessions", &s->sessions},
-      {"devices", &s->devices}};
+  const std::map<std::string, int*> numbers = {{"oldest", &s->oldest},
+                                               {"bframes", &s->bFrames},
+                                               {"hevc_bframes", &s->hevcBFrames},
+                                               {"max_width", &s->maxWidth},
+                                               {"max_height", &s->maxHeight},
+                                               {"gather", &s->gather},
+                                               {"delay", &s->delay},
+                                               {"late_ms", &s->lateMs},
+                                               {"stuck", &s->stuck},
+                                               {"sessions", &s->sessions},
+                                               {"devices", &s->devices},
+                                               {"chunk", &s->chunk},
+                                               {"begins", &s->begins},
+                                               {"after_close", &s->afterClose}};
   const auto found = numbers.find(name);
   if (found == numbers.end()) return false;
   *found->second = Number(value, word);

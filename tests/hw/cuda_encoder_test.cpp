@@ -1,0 +1,295 @@
+#include "hw/cuda/cuda_encoder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <set>
+#include <thread>
+
+#include "support/temporary_folder.h"
+#include "support/vendor/vendor_control.h"
+
+namespace xv {
+namespace {
+
+using test::ScopedVariable;
+using test::TemporaryFolder;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+constexpr int kWidth = 64;
+constexpr int kHeight = 48;
+constexpr int kStep = kWidth * 2 + 32;
+
+class CudaEncoderTest : public ::testing::Test {
+ protected:
+  CudaEncoderTest() {
+    vendor::Reset();
+    request_.vid.fccColor = kFccUYVY;
+    request_.vid.nWidth = kWidth;
+    request_.vid.nHeight = kHeight;
+    request_.vid.nRowBytes = kStep;
+    request_.vid.eInterlace = eXvI_Progressive;
+    request_.vid.dblRate = 25;
+    request_.node = node_.get();
+  }
+  ~CudaEncoderTest() override {
+    encoder_ = nullptr;
+    EXPECT_THAT(vendor::BrokenRules(), IsEmpty());
+    EXPECT_THAT(vendor::Held(), IsEmpty());
+  }
+  Status Open(const std::string& attributes = "b=1M g=12 bf=3") {
+    node_->MergeText(attributes, XMLParse::MergeMode::kClearFirst);
+    return encoder_->Open(request_, &report_);
+  }
+  Status Put(int number) {
+    std::fill(pixels_.begin(), pixels_.end(), static_cast<std::uint8_t>(16 + number * 5));
+    ImageView view = MakeImageView(request_.vid, pixels_.data());
+    Ref<HwPacket> packet;
+    const Status status = encoder_->EncodeFrame(&view, 100 + 10 * number, &packet);
+    Keep(packet);
+    return status;
+  }
+  void Put(int first, int end) {
+    for (int number = first; number < end; ++number) ASSERT_GE(Put(number).code(), 0) << number;
+  }
+  // The last status.
+  Status Drain() {
+    for (Ref<HwPacket> packet;; Keep(packet)) {
+      packet = nullptr;
+      const Status status = encoder_->EncodeFrame(nullptr, 0, &packet);
+      if (status.Failed()) return status;
+    }
+  }
+  void Keep(const Ref<HwPacket>& packet) {
+    if (packet) packets_.push_back(packet);
+  }
+  void ExpectStamps(int count) const {
+    std::set<std::int64_t> shown;
+    std::int64_t before = INT64_MIN;
+    for (const auto& packet : packets_) {
+      shown.insert(packet->pts);
+      EXPECT_GT(packet->dts, before);
+      EXPECT_LE(packet->dts, packet->pts);
+      before = packet->dts;
+    }
+    EXPECT_EQ(shown.size(), static_cast<std::size_t>(count));
+    EXPECT_EQ(packets_.size(), static_cast<std::size_t>(count));
+    EXPECT_EQ(*shown.begin(), 100);
+    EXPECT_EQ(*shown.rbegin(), 100 + 10 * (count - 1));
+  }
+
+  const ScopedVariable folder_{"XVWRITER_VENDOR_FOLDER", VENDOR_FOLDER};
+  const XMLParse::XMLNodePtr node_ = XMLParse::CoXMLNode::Create("video");
+  HwOpenRequest request_;
+  HwOpenReport report_;
+  std::vector<std::uint8_t> pixels_ = std::vector<std::uint8_t>(kStep * kHeight);
+  Ref<CUDAEncoder> encoder_ = MakeRef<CUDAEncoder>();
+  std::vector<Ref<HwPacket>> packets_;
+};
+
+TEST_F(CudaEncoderTest, EverythingComesOutWithTheHostsStamps) {
+  struct Case {
+    const char* stand;
+    const char* attributes;
+    eXvInterlace interlace;
+    std::uint32_t layout;
+  };
+  for (const Case& one :
+       {Case{"delay=0", "", eXvI_Progressive, kFccUYVY},
+        Case{"delay=5 late_ms=3 chunk=100", "b=1M bf=3 g=6", eXvI_Progressive, kFccYUY2},
+        Case{"delay=2 begins=2", "rc_type=cqp bf=1", eXvI_TopFirst, kFccHDYC},
+        Case{"late_ms=5 begins=2 chunk=50", "bf=4 profile=High level=4.1", eXvI_BottomFirst,
+             kFccUYVY}}) {
+    SCOPED_TRACE(std::string(one.stand) + " / " + one.attributes);
+    vendor::Configure(one.stand);
+    request_.vid.eInterlace = one.interlace;
+    request_.vid.fccColor = one.layout;
+    packets_.clear();
+    ASSERT_EQ(Open(one.attributes), S_OK) << encoder_->Failure();
+    EXPECT_EQ(Open(one.attributes), S_FALSE);
+    Put(0, 25);
+    EXPECT_EQ(Drain(), XV_E_NOTHING_MORE);
+    EXPECT_EQ(Drain(), XV_E_NOTHING_MORE);
+    ExpectStamps(25);
+    EXPECT_TRUE(packets_[0]->key);
+    EXPECT_FALSE(packets_[1]->key);
+    encoder_->Close();
+    vendor::Reset();
+  }
+}
+
+TEST_F(CudaEncoderTest, HeadersAreAnnexB) {
+  std::array<std::uint8_t, 1024> bytes{};
+  std::size_t size = bytes.size();
+  EXPECT_EQ(encoder_->GetHeaders(bytes.data(), &size), E_UNEXPECTED);
+  ASSERT_EQ(Open(), S_OK);
+  size = bytes.size();
+  ASSERT_EQ(encoder_->GetHeaders(bytes.data(), &size), S_OK);
+  const std::string sets(reinterpret_cast<const char*>(bytes.data()), size);
+  EXPECT_EQ(sets.substr(0, 5), std::string("\0\0\0\1\x67", 5));
+  EXPECT_NE(sets.find(std::string("\0\0\0\1\x68", 5)), std::string::npos);
+  std::size_t rawSize = bytes.size();
+  ASSERT_EQ(encoder_->GetRawHeaders(bytes.data(), &rawSize), S_OK);
+  EXPECT_EQ(rawSize, size - 4);
+  vendor::Configure("fail=NVGetSPSPPS:1+:-1");
+  EXPECT_EQ(encoder_->GetHeaders(bytes.data(), &size), E_FAIL);
+  EXPECT_EQ(size, 0u);
+}
+
+TEST_F(CudaEncoderTest, FramesTellTheirFieldsAndPitch) {
+  request_.vid.nHeight = 46;
+  request_.vid.eInterlace = eXvI_TopFirst;
+  ASSERT_EQ(Open(), S_OK);
+  Put(0, 1);
+  (void)Drain();
+  const auto frames = vendor::Calls("NVEncodeFrame");
+  ASSERT_EQ(frames.size(), 2u);
+  const auto frame = frames[0].As<CudaFrame>();
+  EXPECT_THAT((std::vector{frame.width, frame.height, frame.pitch, frame.layout, frame.structure,
+                           frame.topFieldFirst, frame.progressive, frame.last}),
+              ElementsAre(kWidth, 40, kStep, 0, 1, 1, 0, 0));
+  EXPECT_EQ(frames[1].As<CudaFrame>().last, 1);
+}
+
+TEST_F(CudaEncoderTest, ReadPacketTellsWhatIsReady) {
+  EXPECT_EQ(encoder_->ReadPacket(false, nullptr, false), E_POINTER);
+  Ref<HwPacket> packet;
+  EXPECT_EQ(encoder_->EncodeFrame(nullptr, 0, &packet), E_UNEXPECTED);
+  vendor::Configure("delay=0");
+  ASSERT_EQ(Open("bf=1"), S_OK);
+  EXPECT_EQ(encoder_->ReadPacket(&packet), S_FALSE);
+  EXPECT_EQ(encoder_->ReadPacket(true, &packet, false), XV_E_NOTHING_MORE);
+  EXPECT_EQ(encoder_->ReadPacket(true, &packet, true), XV_E_NOTHING_MORE);
+  const ImageView view = MakeImageView(request_.vid, pixels_.data());
+  EXPECT_EQ(encoder_->EncodeFrame(&view, 7, nullptr), S_OK);
+  for (int pts = 8; pts < 12; ++pts) {
+    EXPECT_EQ(encoder_->EncodeFrame(&view, pts, nullptr), S_OK);
+  }
+  while (encoder_->ReadPacket(false, &packet, true) != Status(S_OK)) std::this_thread::yield();
+  EXPECT_EQ(packet->pts, 7);
+}
+
+TEST_F(CudaEncoderTest, WhatTheVendorHoldsBackEndsAWait) {
+  vendor::Configure("stuck=3");
+  ASSERT_EQ(Open("bf=1"), S_OK);
+  Put(0, 5);
+  std::thread other([this] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    encoder_->Interrupt();
+  });
+  EXPECT_EQ(Drain(), E_ABORT);
+  other.join();
+  EXPECT_EQ(packets_.size(), 2u);
+  encoder_->Close();
+  packets_.clear();
+  ASSERT_EQ(Open("bf=1"), S_OK);
+  Put(0, 5);
+  EXPECT_EQ(Drain(), XV_E_TIMEOUT);
+  EXPECT_THAT(encoder_->Failure(), HasSubstr("5 pictures"));
+  EXPECT_EQ(Drain(), XV_E_NOTHING_MORE);
+  EXPECT_EQ(packets_.size(), 2u);
+}
+
+// Each call of an open in turn, with its code; then the encoder opens after all.
+TEST_F(CudaEncoderTest, EachCallOfAnOpenMayFail) {
+  ASSERT_EQ(Open(), S_OK);
+  encoder_->Close();
+  std::map<std::string, int> calls;
+  for (const vendor::Call& call : vendor::Calls()) ++calls[call.name];
+  calls.erase("NVDestroyEncoder");
+  EXPECT_EQ(calls.size(), 8u);
+  for (const auto& [name, count] : calls) {
+    for (int number = 1; number <= count; ++number) {
+      vendor::Reset();
+      vendor::Configure("fail=" + name + ":" + std::to_string(number) + ":-2147024882");
+      const Status status = Open();
+      const bool test = name == "NVCreateEncoder" && number == 1;
+      const bool adapters = name == "NVGetParamValue" && number == 1;
+      EXPECT_EQ(status, test       ? Status(E_FAIL)
+                        : adapters ? Status(XV_E_VENDOR_LIBRARY)
+                                   : Status(E_OUTOFMEMORY))
+          << name << number;
+      EXPECT_THAT(encoder_->Failure(), adapters ? HasSubstr("adapter") : HasSubstr(name));
+      EXPECT_THAT(vendor::Held(), IsEmpty()) << name << number;
+    }
+  }
+  vendor::Reset();
+  EXPECT_EQ(Open(), S_OK);
+}
+
+TEST_F(CudaEncoderTest, FailuresInMidStreamLoseTheirPictureAlone) {
+  vendor::Configure("fail=NVEncodeFrame:4:-2147467259");
+  ASSERT_EQ(Open(), S_OK);
+  Put(0, 3);
+  EXPECT_EQ(Put(99), E_FAIL);
+  EXPECT_THAT(encoder_->Failure(), HasSubstr("NVEncodeFrame failed"));
+  EXPECT_THAT(encoder_->Failure(), HasSubstr("0x80004005"));
+  Put(3, 8);
+  EXPECT_EQ(Drain(), XV_E_NOTHING_MORE);
+  ExpectStamps(8);
+  encoder_->Close();
+  packets_.clear();
+  vendor::Reset();
+  // One picture stays in the lost device.
+  vendor::Configure("delay=0 lose=NVEncodeFrame:8");
+  ASSERT_EQ(Open("bf=1"), S_OK);
+  Put(0, 7);
+  EXPECT_TRUE(Put(7).Failed());
+  EXPECT_EQ(Drain(), Status(static_cast<HRESULT>(0x887A0005)));
+  ExpectStamps(6);
+}
+
+TEST_F(CudaEncoderTest, CallbacksBehindACloseReachNothing) {
+  for (const char* kind : {"1", "2"}) {
+    encoder_ = MakeRef<CUDAEncoder>();
+    vendor::Reset();
+    vendor::Configure(std::string("after_close=") + kind);
+    packets_.clear();
+    ASSERT_EQ(Open(), S_OK);
+    Put(0, 4);
+    encoder_->Close();
+    ASSERT_EQ(Open(), S_OK);
+    Put(0, 4);
+    while (vendor::CallCount("late callbacks") < 1) std::this_thread::yield();
+    EXPECT_EQ(Drain(), XV_E_NOTHING_MORE);
+    ExpectStamps(4);
+    encoder_ = nullptr;  // and the library with it, as far as it goes
+    while (vendor::CallCount("late callbacks") < 2) std::this_thread::yield();
+  }
+}
+
+TEST_F(CudaEncoderTest, MachinesWithoutTheLibraryOrAnAdapterSayWhy) {
+  vendor::Configure("devices=0");
+  EXPECT_EQ(Open(), XV_E_VENDOR_LIBRARY);
+  EXPECT_THAT(encoder_->Failure(), HasSubstr("no adapter"));
+  EXPECT_TRUE(CUDAEncoder::IsSupported());
+  request_.vid.nWidth = 0;
+  EXPECT_EQ(Open(), E_INVALIDARG);
+  const TemporaryFolder empty;
+  const ScopedVariable other("XVWRITER_VENDOR_FOLDER", empty.Path());
+  encoder_ = MakeRef<CUDAEncoder>();
+  EXPECT_EQ(Open(), XV_E_VENDOR_LIBRARY);
+  EXPECT_THAT(encoder_->Failure(), HasSubstr("libcuvidenc.so"));
+  EXPECT_FALSE(CUDAEncoder::IsSupported());
+  Ref<HwPacket> packet;
+  EXPECT_EQ(encoder_->ReadPacket(&packet), XV_E_VENDOR_LIBRARY);
+  EXPECT_EQ(CudaLibrary().Load(), XV_E_FILE_NOT_FOUND);
+  std::filesystem::create_symlink(std::string(VENDOR_FOLDER) + "/control/libxvvendor.so",
+                                  empty / "libnvcuvenc.so");
+  CudaLibrary incomplete;
+  EXPECT_EQ(incomplete.Load(), E_UNEXPECTED);
+  EXPECT_THAT(incomplete.Words(), HasSubstr("NVCreateEncoder"));
+  const TemporaryFolder second;
+  std::filesystem::create_symlink(std::string(VENDOR_FOLDER) + "/libnvcuvenc.so",
+                                  second / "libcuvidenc.so");
+  const ScopedVariable another("XVWRITER_VENDOR_FOLDER", second.Path());
+  EXPECT_TRUE(CUDAEncoder::IsSupported());
+}
+
+}  // namespace
+}  // namespace xv

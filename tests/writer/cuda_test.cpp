@@ -1,0 +1,148 @@
+#include <gmock/gmock.h>
+
+#include <thread>
+
+#include "support/media_probe.h"
+#include "support/vendor/vendor_control.h"
+
+// Recordings of the codec "c264", through a stand-in for the vendor's library.
+namespace xv::test {
+namespace {
+
+using testing::AnyOf;
+using testing::Each;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+constexpr int kPictures = 30;
+
+class CudaTest : public ::testing::Test {
+ protected:
+  CudaTest() { vendor::Reset(); }
+  ~CudaTest() override {
+    EXPECT_THAT(vendor::BrokenRules(), IsEmpty());
+    EXPECT_THAT(vendor::Held(), IsEmpty());
+  }
+  static std::string With(const std::string& more) {
+    return "video::codec=c264 video::b=2M " + more;
+  }
+
+  const ScopedVariable folder_{"XVWRITER_VENDOR_FOLDER", VENDOR_FOLDER};
+  const TemporaryFolder files_;
+  Feed feed_{.width = 320, .height = 240};
+};
+
+// In order of showing, whatever the order of the file.
+void ExpectPictures(const ProbedStream& video, int count) {
+  EXPECT_EQ(video.codec, "h264");
+  EXPECT_EQ(video.errors, 0);
+  ASSERT_EQ(video.frames, count);
+  for (int number = 0; number < count; ++number) {
+    EXPECT_NEAR(video.lumaMeans[static_cast<std::size_t>(number)], 40 + 5 * (number % 32), 4);
+  }
+  EXPECT_NEAR(video.next - video.start, count / 25.0, 0.001);
+  EXPECT_EQ(video.keys.front(), 'K');
+}
+
+TEST_F(CudaTest, RecordingsPlay) {
+  struct Case {
+    const char* name;
+    const char* stand;
+    const char* attributes;
+    eXvInterlace interlace;
+  };
+  for (const Case& one :
+       {Case{"a.mp4", "delay=4", "video::bf=3 video::g=9", eXvI_Progressive},
+        Case{"b.mov", "delay=0 chunk=99", "video::bf=2 video::profile=High", eXvI_TopFirst},
+        Case{"c.ts", "begins=2", "video::rc_type=cqp video::qp_level_p=20", eXvI_BottomFirst},
+        Case{"d.flv", "late_ms=4", "video::bf=1 video::level=3.0", eXvI_Progressive}}) {
+    SCOPED_TRACE(one.name);
+    vendor::Reset();
+    vendor::Configure(one.stand);
+    feed_.interlace = one.interlace;
+    const ProbedFile file = RecordAndProbe(one.name, With(one.attributes), feed_, kPictures);
+    const ProbedStream& video = file.Pictures();
+    ExpectPictures(video, kPictures);
+    EXPECT_EQ(video.interlaced, one.interlace != eXvI_Progressive);
+    EXPECT_EQ(video.topFirst, one.interlace == eXvI_TopFirst);
+    EXPECT_EQ(video.pictureTypes.find('B') != std::string::npos, std::string(one.name) != "d.flv");
+    EXPECT_NEAR(file.Sound().seconds, kPictures / 25.0, 0.1);
+  }
+}
+
+TEST_F(CudaTest, SecondOutputGrowingFileAndPresetComeOutOfTheSamePackets) {
+  const std::string second = files_ / "second.ts";
+  host::Writer writer;
+  ASSERT_EQ(Record(writer, files_ / "first.mp4",
+                   With("video::preset=\"Zune HD\" video::profile=High play_while_rec=true "
+                        "second_encoder=" +
+                        second),
+                   feed_, kPictures),
+            S_OK)
+      << writer.LastError();
+  EXPECT_THAT(writer.Get("quality::unused_options"), HasSubstr("video::profile"));
+  for (const ProbedFile& file : {Probe(files_ / "first.mp4"), Probe(second)}) {
+    ExpectPictures(file.Pictures(), kPictures);
+    EXPECT_EQ(file.Pictures().width, 720);
+    EXPECT_EQ(file.Pictures().height, 480);
+  }
+}
+
+TEST_F(CudaTest, WhatIsChangedOrNotReadIsNamed) {
+  host::Writer writer;
+  ASSERT_EQ(Record(writer, files_ / "a.mp4",
+                   With("video::bf=40 video::g=15 video::maxrate=1M video::qp_level_i=3 "
+                        "video::level=1.0b video::crf=20"),
+                   feed_, 3),
+            S_OK);
+  const std::string bad = writer.Get("quality::bad_values");
+  EXPECT_THAT(bad, HasSubstr("bf=40 (1 to g - 1: 14 is used)"));
+  EXPECT_THAT(bad, HasSubstr("maxrate=1M (below b: 4000000 is used)"));
+  EXPECT_THAT(bad, HasSubstr("level=1.0b"));
+  const std::string unused = writer.Get("quality::unused_options");
+  EXPECT_THAT(unused, HasSubstr("qp_level_i"));
+  EXPECT_THAT(unused, HasSubstr("crf"));
+}
+
+// A call that fails, at open and in mid-stream: the host is told, and what was encoded plays.
+TEST_F(CudaTest, FailuresReachTheHostAndLeaveAPlayableFile) {
+  struct Case {
+    const char* stand;
+    const char* words;
+    int least, most;  // pictures in the file; -1: none is written
+  };
+  for (const Case& one :
+       {Case{"fail=NVCreateHWEncoder:1+:-2147024882", "NVCreateHWEncoder", -1, 0},
+        Case{"fail=NVSetParamValue:7+:-2147024809", "NVSetParamValue", -1, 0},
+        Case{"devices=0", "adapter", -1, 0},
+        Case{"fail=NVEncodeFrame:12:-2147467259", "NVEncodeFrame", 11, kPictures - 1},
+        Case{"lose=NVEncodeFrame:12", "NVEncodeFrame", 6, 11},
+        Case{"stuck=9", "held back", 8, 8}}) {
+    SCOPED_TRACE(one.stand);
+    vendor::Reset();
+    vendor::Configure(one.stand);
+    const std::string path = files_ / (std::string(one.words) + std::to_string(one.most) + ".mp4");
+    host::Writer writer;
+    HRESULT result = writer.Start(path, With("video::bf=2"));
+    if (result == S_OK) result = PushFrames(writer, feed_, kPictures);
+    const HRESULT stopped = writer.Stop();
+    EXPECT_TRUE(Failed(result) || Failed(stopped));
+    EXPECT_THAT(writer.LastError(), HasSubstr(one.words));
+    const ProbedFile file = Probe(path);
+    EXPECT_EQ(file.opened, one.least >= 0);
+    if (!file.opened) continue;
+    EXPECT_EQ(file.Pictures().errors, 0);
+    EXPECT_GE(file.Pictures().frames, one.least);
+    EXPECT_LE(file.Pictures().frames, one.most);
+  }
+}
+
+TEST_F(CudaTest, WithoutTheLibraryTheRefusalSaysSo) {
+  const ScopedVariable nowhere("XVWRITER_VENDOR_FOLDER", files_.Path());
+  host::Writer writer;
+  EXPECT_EQ(Record(writer, files_ / "a.mp4", With(""), feed_, 3), XV_E_VENDOR_LIBRARY);
+  EXPECT_THAT(writer.LastError(), HasSubstr("libcuvidenc.so"));
+}
+
+}  // namespace
+}  // namespace xv::test
