@@ -212,7 +212,7 @@ Status NVEncoderHW::Submit(XvNvEntry* entry, std::uint32_t pitch, std::int64_t p
     ring_.TakeBack();
     return status;
   }
-  entry->frameIndex = nextFrame_++;
+  ++nextFrame_;
   stamps_.Push(pts);
   return S_OK;
 }
@@ -236,9 +236,9 @@ Status NVEncoderHW::EncodeFrame(const ImageView* picture, std::int64_t pts, Ref<
   *out = std::exchange(kept_, nullptr);
   if (!session_.IsOpen()) return E_UNEXPECTED;
   const CudaScope scope(session_.device());
-  RETURN_IF_FAILED(EnterDevice(scope));
-  if (picture == nullptr) return *out ? Status(S_OK) : Drain(out);
-  const Status status = EncodePicture(*picture, pts, out);
+  Status status = EnterDevice(scope);
+  if (picture == nullptr) return *out ? Status(S_OK) : Drain(status, out);
+  if (status.Ok()) status = EncodePicture(*picture, pts, out);
   // What was read comes with the next call.
   if (status.Failed() && *out) kept_ = std::exchange(*out, nullptr);
   return status;
@@ -257,7 +257,11 @@ Status NVEncoderHW::SendEnd() {
   return status.Failed() && !(status == Status(E_ABORT)) ? Status(E_FAIL) : status;
 }
 
-Status NVEncoderHW::Drain(Ref<HwPacket>* out) {
+// A device that stays out of reach ends the stream.
+Status NVEncoderHW::Drain(Status entered, Ref<HwPacket>* out) {
+  if (entered.Failed()) {
+    return std::exchange(endFailed_, true) ? Status(XV_E_NOTHING_MORE) : entered;
+  }
   if (!endSent_) RETURN_IF_FAILED(SendEnd());
   return Read(true, out);
 }
@@ -287,8 +291,8 @@ Status NVEncoderHW::LockOutput(bool wait, XvNvEntry* entry, NV_ENC_LOCK_BITSTREA
   }
 }
 
-Status NVEncoderHW::TakeOutput(const NV_ENC_LOCK_BITSTREAM& lock, Ref<HwPacket>* out) {
-  const std::int64_t dts = stamps_.NextDecoding();
+Status NVEncoderHW::TakeOutput(const NV_ENC_LOCK_BITSTREAM& lock, std::int64_t dts,
+                               Ref<HwPacket>* out) {
   if (lock.bitstreamBufferPtr == nullptr) {
     session_.SetFailure("nvEncLockBitstream: no memory came with it");
     return E_UNEXPECTED;
@@ -313,8 +317,8 @@ Status NVEncoderHW::TakeOutput(const NV_ENC_LOCK_BITSTREAM& lock, Ref<HwPacket>*
   return S_OK;
 }
 
-// The first busy entry's access unit, in the order of submission. Its entry is free again whatever
-// became of it, but for one that could not be unlocked, which is lost until Close.
+// The first busy entry's access unit, in the order of submission. Its entry is free then; one that
+// cannot be unlocked is lost until Close, and so is one that cannot be locked at the second try.
 Status NVEncoderHW::Read(bool wait, Ref<HwPacket>* out) {
   if (!ring_.HasBusy() || (endFailed_ && ring_.FirstReady() == nullptr)) return XV_E_NOTHING_MORE;
   if (stop_.WaitFor(milliseconds(0))) return E_ABORT;
@@ -323,13 +327,12 @@ Status NVEncoderHW::Read(bool wait, Ref<HwPacket>* out) {
   NV_ENC_LOCK_BITSTREAM lock{};
   const Status locked = LockOutput(wait, entry, &lock);
   if (locked == Status(S_FALSE) || locked == Status(E_ABORT)) return locked;
+  if (locked.Failed() && !std::exchange(entry->failed, true)) return locked;
   ring_.PopBusy();
-  if (locked.Failed()) {
-    stamps_.NextDecoding();
-    ring_.PutFree(entry);
-    return locked;
-  }
-  const Status taken = TakeOutput(lock, out);
+  const std::int64_t dts = stamps_.NextDecoding();
+  if (locked.Failed()) return locked;
+  entry->failed = false;
+  const Status taken = TakeOutput(lock, dts, out);
   const Status unlocked = session_.Check(
       "nvEncUnlockBitstream",
       session_.calls().nvEncUnlockBitstream(session_.encoder(), entry->output.bitstreamBuffer));

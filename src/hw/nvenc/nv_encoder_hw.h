@@ -47,11 +47,11 @@ class NVEncoderHW final : public HwEncoder {
   Status FillInput(const ImageView& picture, XvNvEntry* entry, std::uint32_t* pitch);
   Status Submit(XvNvEntry* entry, std::uint32_t pitch, std::int64_t pts);
   Status SendPicture(NV_ENC_PIC_PARAMS* params);
-  Status Drain(Ref<HwPacket>* out);
+  Status Drain(Status entered, Ref<HwPacket>* out);
   Status SendEnd();
   Status Read(bool wait, Ref<HwPacket>* out);
   Status LockOutput(bool wait, XvNvEntry* entry, NV_ENC_LOCK_BITSTREAM* lock);
-  Status TakeOutput(const NV_ENC_LOCK_BITSTREAM& lock, Ref<HwPacket>* out);
+  Status TakeOutput(const NV_ENC_LOCK_BITSTREAM& lock, std::int64_t dts, Ref<HwPacket>* out);
   Status EnterDevice(const CudaScope& scope);
 
   NvencSession session_;

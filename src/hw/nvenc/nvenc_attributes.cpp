@@ -9,9 +9,8 @@ namespace {
   kForceGpu, kPreset, kDynamicResolution, kDisableSpsPps, kGop, kIdrPeriod, kBPictures,        \
       kMvPrecision, kInterlace, kSliceMode, kSliceModeData, kIntraRefreshPeriod,               \
       kIntraRefreshCount, kLtrFrames, kBufferingSei, kTimingSei, kAud, kRateControl, kBitRate, \
-      kMaxRate, kVbvSize, kVbvDelay, kAq, kInitialQp.on, kInitialQp.intra, kInitialQp.inter,   \
-      kInitialQp.both, kMinQp.on, kMinQp.intra, kMinQp.inter, kMinQp.both, kMaxQp.on,          \
-      kMaxQp.intra, kMaxQp.inter, kMaxQp.both
+      kMaxRate, kVbvSize, kVbvDelay, kAq, kInitialQpOn, kInitialQpI, kInitialQpP, kInitialQpB, \
+      kMinQpOn, kMinQpI, kMinQpP, kMinQpB, kMaxQpOn, kMaxQpI, kMaxQpP, kMaxQpB
 
 constexpr AttributeRow kH264[] = {
     XV_COMMON_ROWS, kProfile,       kLevel264,      kDeblock264,     kDisableCabac, kSeparatePlanes,

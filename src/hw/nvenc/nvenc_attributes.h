@@ -98,28 +98,30 @@ inline constexpr Attribute<Rate> kVbvDelay{"vbvInitialDelay",
                                            "Fill of the decoder buffer at the start, in bits."};
 inline constexpr Attribute<bool> kAq{"enableAQ", kVideoNode, true, {}, "Adaptive quantisation."};
 
-// The quantisers of a kind: whether they count, and those of I, P and B pictures.
-struct QpKeys {
-  Attribute<bool> on;
-  Attribute<std::int32_t> intra;
-  Attribute<std::int32_t> inter;
-  Attribute<std::int32_t> both;
-};
-inline constexpr QpKeys kInitialQp{
-    {"enableInitialRCQP", kVideoNode, false, {}, "Takes initialQPI, initialQPP and initialQPB."},
-    {"initialQPI", kVideoNode, {}, Between(0, 51), "Quantiser of the first I picture."},
-    {"initialQPP", kVideoNode, {}, Between(0, 51), "Quantiser of the first P picture."},
-    {"initialQPB", kVideoNode, {}, Between(0, 51), "Quantiser of the first B picture."}};
-inline constexpr QpKeys kMinQp{
-    {"enableMinQP", kVideoNode, false, {}, "Takes minQPI, minQPP and minQPB."},
-    {"minQPI", kVideoNode, {}, Between(0, 51), "Lowest quantiser of I pictures."},
-    {"minQPP", kVideoNode, {}, Between(0, 51), "Lowest quantiser of P pictures."},
-    {"minQPB", kVideoNode, {}, Between(0, 51), "Lowest quantiser of B pictures."}};
-inline constexpr QpKeys kMaxQp{
-    {"enableMaxQP", kVideoNode, false, {}, "Takes maxQPI, maxQPP and maxQPB."},
-    {"maxQPI", kVideoNode, {}, Between(0, 51), "Highest quantiser of I pictures."},
-    {"maxQPP", kVideoNode, {}, Between(0, 51), "Highest quantiser of P pictures."},
-    {"maxQPB", kVideoNode, {}, Between(0, 51), "Highest quantiser of B pictures."}};
+inline constexpr Attribute<bool> kInitialQpOn{
+    "enableInitialRCQP", kVideoNode, false, {}, "Takes initialQPI, initialQPP and initialQPB."};
+inline constexpr Attribute<std::int32_t> kInitialQpI{
+    "initialQPI", kVideoNode, {}, Between(0, 51), "Quantiser of the first I picture."};
+inline constexpr Attribute<std::int32_t> kInitialQpP{
+    "initialQPP", kVideoNode, {}, Between(0, 51), "Quantiser of the first P picture."};
+inline constexpr Attribute<std::int32_t> kInitialQpB{
+    "initialQPB", kVideoNode, {}, Between(0, 51), "Quantiser of the first B picture."};
+inline constexpr Attribute<bool> kMinQpOn{
+    "enableMinQP", kVideoNode, false, {}, "Takes minQPI, minQPP and minQPB."};
+inline constexpr Attribute<std::int32_t> kMinQpI{
+    "minQPI", kVideoNode, {}, Between(0, 51), "Lowest quantiser of I pictures."};
+inline constexpr Attribute<std::int32_t> kMinQpP{
+    "minQPP", kVideoNode, {}, Between(0, 51), "Lowest quantiser of P pictures."};
+inline constexpr Attribute<std::int32_t> kMinQpB{
+    "minQPB", kVideoNode, {}, Between(0, 51), "Lowest quantiser of B pictures."};
+inline constexpr Attribute<bool> kMaxQpOn{
+    "enableMaxQP", kVideoNode, false, {}, "Takes maxQPI, maxQPP and maxQPB."};
+inline constexpr Attribute<std::int32_t> kMaxQpI{
+    "maxQPI", kVideoNode, {}, Between(0, 51), "Highest quantiser of I pictures."};
+inline constexpr Attribute<std::int32_t> kMaxQpP{
+    "maxQPP", kVideoNode, {}, Between(0, 51), "Highest quantiser of P pictures."};
+inline constexpr Attribute<std::int32_t> kMaxQpB{
+    "maxQPB", kVideoNode, {}, Between(0, 51), "Highest quantiser of B pictures."};
 
 // --- H.264 alone ---
 
@@ -130,7 +132,7 @@ inline constexpr Attribute<std::string> kLevel264{
     kVideoNode,
     {},
     Expect("a level such as 4.1 or 1.0b", IsH264Level),
-    "Level; without it the encoder chooses."};
+    "Level of H.264; without it the encoder chooses."};
 inline constexpr Attribute<std::int32_t> kDeblock264{
     "deblock", kVideoNode, 1, Between(0, 2),
     "disable_deblocking_filter_idc of ITU-T H.264: 0 filters, 1 does not, 2 not across slices."};

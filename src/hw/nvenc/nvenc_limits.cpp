@@ -10,9 +10,13 @@ namespace {
 
 using namespace nvenc;
 
+// More than any encoder makes, where the driver does not tell: each takes memory.
+constexpr int kMostBPictures = 63;
+
 void LimitBPictures(NvencReader& reader, const NvencAbilities& abilities, NV_ENC_CONFIG& config) {
   const int asked = config.frameIntervalP - 1;
-  if (const int most = abilities.Of(NV_ENC_CAPS_NUM_MAX_BFRAMES); most >= 0 && asked > most) {
+  const int told = abilities.Of(NV_ENC_CAPS_NUM_MAX_BFRAMES);
+  if (const int most = told < 0 ? kMostBPictures : told; asked > most) {
     const std::string number = std::to_string(most);
     reader.Adjust(kBPictures, std::to_string(asked),
                   most == 0 ? "the encoder makes no B pictures"

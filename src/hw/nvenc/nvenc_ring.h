@@ -15,7 +15,7 @@ namespace xv {
 struct XvNvEntry {
   NV_ENC_CREATE_INPUT_BUFFER input{};
   NV_ENC_CREATE_BITSTREAM_BUFFER output{};
-  std::int32_t frameIndex = -1;  // of the picture that it carries
+  bool failed = false;  // its output could not be locked
 };
 
 // The entries of a session: free ones, and busy ones in the order of their pictures. The encoder

@@ -121,10 +121,13 @@ void ReadLayers(NvencReader& reader, NV_ENC_CONFIG_H264& h264) {
   Fill(reader, kLtrTrust, h264.ltrTrustMode);
 }
 
-void ReadQps(NvencReader& reader, const QpKeys& keys, NV_ENC_QP& qps) {
-  Fill(reader, keys.intra, qps.qpIntra);
-  Fill(reader, keys.inter, qps.qpInterP);
-  Fill(reader, keys.both, qps.qpInterB);
+using QpKey = Attribute<std::int32_t>;
+
+void ReadQps(NvencReader& reader, const QpKey& intra, const QpKey& inter, const QpKey& both,
+             NV_ENC_QP& qps) {
+  Fill(reader, intra, qps.qpIntra);
+  Fill(reader, inter, qps.qpInterP);
+  Fill(reader, both, qps.qpInterB);
 }
 
 }  // namespace
@@ -165,12 +168,12 @@ void ReadRateRows(NvencReader& reader, NV_ENC_CONFIG& config) {
                             NV_ENC_PARAMS_RC_CONSTQP, 4};  // 4: VBR_MINQP, gone since version 10
   NV_ENC_RC_PARAMS& rate = config.rcParams;
   rate.rateControlMode = static_cast<NV_ENC_PARAMS_RC_MODE>(kModes[reader.Get(kRateControl)]);
-  rate.enableInitialRCQP = reader.Get(kInitialQp.on);
-  ReadQps(reader, kInitialQp, rate.initialRCQP);
-  rate.enableMinQP = reader.Get(kMinQp.on);
-  ReadQps(reader, kMinQp, rate.minQP);
-  rate.enableMaxQP = reader.Get(kMaxQp.on);
-  ReadQps(reader, kMaxQp, rate.maxQP);
+  rate.enableInitialRCQP = reader.Get(kInitialQpOn);
+  ReadQps(reader, kInitialQpI, kInitialQpP, kInitialQpB, rate.initialRCQP);
+  rate.enableMinQP = reader.Get(kMinQpOn);
+  ReadQps(reader, kMinQpI, kMinQpP, kMinQpB, rate.minQP);
+  rate.enableMaxQP = reader.Get(kMaxQpOn);
+  ReadQps(reader, kMaxQpI, kMaxQpP, kMaxQpB, rate.maxQP);
   rate.averageBitRate = Bits(reader.Get(kBitRate));
   Fill(reader, kMaxRate, rate.maxBitRate);
   Fill(reader, kVbvSize, rate.vbvBufferSize);

@@ -22,14 +22,15 @@ bool NvencSession::Refused() const {
 
 // A count, then as many values; the driver may give fewer.
 template <class T, class Count, class List>
-Status NvencSession::ReadList(const char* call, Count&& count, List&& list, std::vector<T>* out) {
+Status NvencSession::ReadList(const char* countCall, Count&& count, const char* listCall,
+                              List&& list, std::vector<T>* out) {
   std::uint32_t there = 0;
   out->clear();
-  RETURN_IF_FAILED(Check((std::string(call) + "Count").c_str(), count(&there)));
+  RETURN_IF_FAILED(Check(countCall, count(&there)));
   if (there == 0) return S_OK;
   out->resize(there);
   std::uint32_t given = 0;
-  const Status status = Check((std::string(call) + "s").c_str(), list(out->data(), there, &given));
+  const Status status = Check(listCall, list(out->data(), there, &given));
   out->resize(status.Failed() ? 0 : std::min(there, given));
   return status;
 }
@@ -53,7 +54,8 @@ Status NvencSession::FindCodec() {
   codec_ = hevc_ ? NV_ENC_CODEC_HEVC_GUID : NV_ENC_CODEC_H264_GUID;
   std::vector<GUID> codecs;
   RETURN_IF_FAILED(ReadList(
-      "nvEncGetEncodeGUID", [&](auto* n) { return calls().nvEncGetEncodeGUIDCount(encoder_, n); },
+      "nvEncGetEncodeGUIDCount",
+      [&](auto* n) { return calls().nvEncGetEncodeGUIDCount(encoder_, n); }, "nvEncGetEncodeGUIDs",
       [&](auto* to, auto room, auto* n) {
         return calls().nvEncGetEncodeGUIDs(encoder_, to, room, n);
       },
@@ -67,8 +69,9 @@ Status NvencSession::FindCodec() {
 
 Status NvencSession::ListPresets() {
   return ReadList(
-      "nvEncGetEncodePreset",
+      "nvEncGetEncodePresetCount",
       [&](auto* n) { return calls().nvEncGetEncodePresetCount(encoder_, codec_, n); },
+      "nvEncGetEncodePresetGUIDs",
       [&](auto* to, auto room, auto* n) {
         return calls().nvEncGetEncodePresetGUIDs(encoder_, codec_, to, room, n);
       },
@@ -124,8 +127,9 @@ int NvencSession::Ability(NV_ENC_CAPS ability) {
 Status NvencSession::TakesNv12() {
   std::vector<NV_ENC_BUFFER_FORMAT> formats;
   RETURN_IF_FAILED(ReadList(
-      "nvEncGetInputFormat",
+      "nvEncGetInputFormatCount",
       [&](auto* n) { return calls().nvEncGetInputFormatCount(encoder_, codec_, n); },
+      "nvEncGetInputFormats",
       [&](auto* to, auto room, auto* n) {
         return calls().nvEncGetInputFormats(encoder_, codec_, to, room, n);
       },

@@ -65,7 +65,8 @@ class NvencSession {
   Status FindPresets();
   Status Load(NvencApi api);
   template <class T, class Count, class List>
-  Status ReadList(const char* call, Count&& count, List&& list, std::vector<T>* out);
+  Status ReadList(const char* countCall, Count&& count, const char* listCall, List&& list,
+                  std::vector<T>* out);
 
   NvencLibrary library_;
   CudaDevice device_;
