@@ -67,6 +67,7 @@ TEST_P(NvencFiles, AreWholeAndInOrder) {
   ExpectPicturesInOrder(video, kCount);
   EXPECT_EQ(video.keys.find('K'), 0U) << "readers start at the first packet";
   EXPECT_NEAR(file.Sound().seconds, 1.6, 0.1);
+  EXPECT_NEAR(video.start, file.Sound().start, 0.06) << "pictures and sound begin together";
 }
 
 Feed Interlaced(int height, eXvInterlace order) {
