@@ -317,15 +317,14 @@ NVENCSTATUS Encode(void* encoder, NV_ENC_PIC_PARAMS* picture) {
       [&](Session& session, const Rules& rules, auto&) { return session.Encode(rules, *picture); });
 }
 
-// A lock that fails takes the access unit with it, unless the client has only asked too early or in
-// a wrong way.
-void LoseUnread(void* encoder, NVENCSTATUS result) {
+// A failure of the card, not of a client that asks too early or in a wrong way.
+void NoteFailedLock(void* encoder, NVENCSTATUS result) {
   const std::lock_guard held(gate);
   const auto found = sessions.find(encoder);
   const bool again = result == NV_ENC_SUCCESS || result == NV_ENC_ERR_LOCK_BUSY ||
                      result == NV_ENC_ERR_INVALID_CALL || result == NV_ENC_ERR_INVALID_PARAM ||
                      result == NV_ENC_ERR_INVALID_VERSION;
-  if (!again && found != sessions.end()) found->second->LoseUnread();
+  if (!again && found != sessions.end()) found->second->LockFailed();
 }
 
 NVENCSTATUS LockOutput(void* encoder, NV_ENC_LOCK_BITSTREAM* lock) {
@@ -334,7 +333,7 @@ NVENCSTATUS LockOutput(void* encoder, NV_ENC_LOCK_BITSTREAM* lock) {
             [&](Session& session, const Rules& rules, std::unique_lock<std::mutex>& held) {
               return session.LockOutput(rules, lock, held);
             });
-  LoseUnread(encoder, result);
+  NoteFailedLock(encoder, result);
   return result;
 }
 
