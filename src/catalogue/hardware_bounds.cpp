@@ -28,8 +28,9 @@ void TakeWords(CoXMLNode* option, std::initializer_list<const char*> words) {
 
 void BoundSize(CoXMLNode* size, const NvencCodecOffer& offer) {
   if (size == nullptr || offer.mostWidth <= 0 || offer.mostHeight <= 0) return;
-  const std::string bounds = fmt::format("; this encoder takes {}x{} to {}x{}", offer.leastWidth,
-                                         offer.leastHeight, offer.mostWidth, offer.mostHeight);
+  std::string bounds = "; this encoder takes ";
+  if (offer.leastWidth > 0) bounds += fmt::format("{}x{} ", offer.leastWidth, offer.leastHeight);
+  bounds += fmt::format("up to {}x{}", offer.mostWidth, offer.mostHeight);
   const std::string text = size->Value();
   if (!text.ends_with(bounds)) size->SetValue(text + bounds);
 }

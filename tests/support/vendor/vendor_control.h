@@ -33,7 +33,8 @@ namespace xv::vendor {
 //   stuck=0          from the n-th access unit on none is ever finished; 0 never
 //   sessions=100     that may be open at once
 //   devices=1        CUDA devices
-//   chunk=0          bytes of one chunk that the CUDA encoder delivers; 0: as many as it has room for
+//   chunk=0          bytes of one chunk that the CUDA encoder delivers; 0: as many as there is
+//                    room for
 //   begins=1         2: the CUDA encoder begins and ends each picture twice, a field at a time
 //   after_close=0    1: the CUDA encoder calls back behind its close, and counts that as a call
 //                    "late callbacks"; 2: it gives back only then what it writes into, too
