@@ -12,6 +12,14 @@ pkg_check_modules(XVWRITER_FFMPEG REQUIRED IMPORTED_TARGET ${XV_FFMPEG_MODULES})
 pkg_check_modules(XVWRITER_HWY REQUIRED IMPORTED_TARGET libhwy)
 # Headers alone: the vendors' libraries are loaded at run time.
 pkg_check_modules(XVWRITER_NVENC REQUIRED IMPORTED_TARGET ffnvcodec)
+pkg_check_modules(XVWRITER_VA REQUIRED IMPORTED_TARGET libva)
+# The dispatcher that finds Intel's runtimes. Its successor serves processors that came later.
+option(XVWRITER_WITH_VPL "Link libvpl in the place of libmfx" OFF)
+set(XV_MFX_MODULE libmfx)
+if(XVWRITER_WITH_VPL)
+  set(XV_MFX_MODULE vpl)
+endif()
+pkg_check_modules(XVWRITER_MFX REQUIRED IMPORTED_TARGET ${XV_MFX_MODULE})
 foreach(package FFMPEG HWY)
   if(NOT TARGET PkgConfig::${package})
     add_library(PkgConfig::${package} ALIAS PkgConfig::XVWRITER_${package})
@@ -21,8 +29,8 @@ foreach(package FFMPEG HWY)
 endforeach()
 
 # What the library links: a host of the static form links it too.
-set(XV_LIBRARY_NEEDS PkgConfig::XVWRITER_FFMPEG PkgConfig::XVWRITER_HWY fmt::fmt TBB::tbb
-  Threads::Threads ${CMAKE_DL_LIBS})
+set(XV_LIBRARY_NEEDS PkgConfig::XVWRITER_FFMPEG PkgConfig::XVWRITER_HWY
+  PkgConfig::XVWRITER_MFX fmt::fmt TBB::tbb Threads::Threads ${CMAKE_DL_LIBS})
 
 if(XVWRITER_BUILD_TOOLS OR XV_TESTS)
   find_package(CLI11 REQUIRED)

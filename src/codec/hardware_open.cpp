@@ -34,6 +34,7 @@ Status TryOpen(StreamHolder& holder, HwEncoder& encoder) {
   request.vid = holder.vid;
   request.node = holder.node.get();
   request.hevc = holder.pseudo == PseudoCodec::kNvenc265;
+  request.timeBase = holder.codec->time_base;
   HwOpenReport report;
   const Status opened = encoder.Open(request, &report);
   if (opened.Failed()) {

@@ -8,6 +8,7 @@
 #include "base/auto_obj_base.h"
 #include "base/ref.h"
 #include "base/status.h"
+#include "contracts/av_handles.h"
 #include "hw/hw_packet.h"
 #include "picture/image_view.h"
 #include "tree/node.h"
@@ -20,6 +21,7 @@ struct HwOpenRequest {
   XV_VID_PROPS vid{};                         // of the pictures that it will get
   const XMLParse::CoXMLNode* node = nullptr;  // the track's own attributes; not null
   bool hevc = false;                          // of an encoder that has both: H.265, else H.264
+  AVRational timeBase{0, 1};                  // of the codec context, seconds
 };
 
 // What became of the attributes at open.

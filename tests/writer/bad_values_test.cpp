@@ -108,7 +108,7 @@ TEST(BadValues, SessionsThatCannotOpenTellToo) {
                                              "video::codec=libx246 (expected an encoder's name)"));
   const Told vendor = RecordWith("video::codec=n264 video::ltrNumFrames=2 video::ltrNumFrame=2");
   EXPECT_THAT(vendor.unused, ElementsAre("video::ltrNumFrame (did you mean "
-                                         "video::ltrnumframes?)"));
+                                         "video::ltrNumFrames?)"));
   const Told missing = RecordWith("video::crpp=1 movflags=faststart junk=1", "missing/a.mp4");
   EXPECT_THAT(missing.unused,
               UnorderedElementsAre("video::crpp (did you mean video::crop?)", "junk"));

@@ -38,7 +38,7 @@ namespace {
 TEST(Memory, AFailureIsToldAndEndsNoProcess) {
   hostThread = true;
   int told = 0, whole = 0;
-  for (long number = 0; number < 1300; number += 3) {
+  for (long number = 0; number < 1500; number += 3) {
     TemporaryFolder folder;
     host::Writer writer;
     const auto object = host::QueryAs<IXvObject_I>(writer.object());

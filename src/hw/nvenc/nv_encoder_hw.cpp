@@ -105,7 +105,10 @@ Status NVEncoderHW::OpenAll(const HwOpenRequest& request, HwOpenReport* report) 
 
 Status NVEncoderHW::Open(const HwOpenRequest& request, HwOpenReport* report) {
   if (session_.IsOpen()) return S_FALSE;
-  if (request.node == nullptr || !HasPicture(request.vid)) return E_INVALIDARG;
+  if (request.node == nullptr || !HasPicture(request.vid)) {
+    session_.SetFailure("the encoder does not take pictures of this layout or size");
+    return E_INVALIDARG;
+  }
   stop_.Clear();
   const Status status = OpenAll(request, report);
   if (status.Failed()) {
@@ -146,12 +149,12 @@ Status NVEncoderHW::CheckPicture(const ImageView& picture) {
   return E_INVALIDARG;
 }
 
-// Waits for an output where all entries are taken; it comes in `out`. An encoder that holds back
-// more pictures than there are entries gets another one: no wait would end.
-Status NVEncoderHW::TakeEntry(Ref<HwPacket>* out, XvNvEntry** entry) {
+// Waits for an output where all entries are taken. An encoder that holds back more pictures than
+// there are entries gets another one: no wait would end.
+Status NVEncoderHW::TakeEntry(XvNvEntry** entry) {
   *entry = ring_.TakeFree();
   if (*entry != nullptr) return S_OK;
-  RETURN_IF_FAILED(ring_.FirstReady() != nullptr ? Read(true, out) : ring_.Grow(session_));
+  RETURN_IF_FAILED(ring_.FirstReady() != nullptr ? Read(true) : ring_.Grow(session_));
   *entry = ring_.TakeFree();
   if (*entry != nullptr) return S_OK;
   session_.SetFailure("nvEncLockBitstream: no access unit came within 3 seconds");
@@ -217,11 +220,11 @@ Status NVEncoderHW::Submit(XvNvEntry* entry, std::uint32_t pitch, std::int64_t p
   return S_OK;
 }
 
-Status NVEncoderHW::EncodePicture(const ImageView& picture, std::int64_t pts, Ref<HwPacket>* out) {
+Status NVEncoderHW::EncodePicture(const ImageView& picture, std::int64_t pts) {
   RETURN_IF_FAILED(CheckPicture(picture));
   endSent_ = endFailed_ = false;
   XvNvEntry* entry = nullptr;
-  RETURN_IF_FAILED(TakeEntry(out, &entry));
+  RETURN_IF_FAILED(TakeEntry(&entry));
   std::uint32_t pitch = 0;
   const Status filled = FillInput(picture, entry, &pitch);
   if (filled.Failed()) {
@@ -229,19 +232,25 @@ Status NVEncoderHW::EncodePicture(const ImageView& picture, std::int64_t pts, Re
     return filled;
   }
   RETURN_IF_FAILED(Submit(entry, pitch, pts));
-  return *out ? Status(S_OK) : Read(false, out);
+  return read_.empty() ? Read(false) : Status(S_OK);
+}
+
+// The next of what was read, unless the call failed: then it comes with a later one.
+Status NVEncoderHW::Give(Status status, Ref<HwPacket>* out) {
+  if (status.Failed() || read_.empty()) return status;
+  *out = std::move(read_.front());
+  read_.pop_front();
+  return S_OK;
 }
 
 Status NVEncoderHW::EncodeFrame(const ImageView* picture, std::int64_t pts, Ref<HwPacket>* out) {
-  *out = std::exchange(kept_, nullptr);
+  *out = nullptr;
   if (!session_.IsOpen()) return E_UNEXPECTED;
   const CudaScope scope(session_.device());
   Status status = EnterDevice(scope);
-  if (picture == nullptr) return *out ? Status(S_OK) : Drain(status, out);
-  if (status.Ok()) status = EncodePicture(*picture, pts, out);
-  // What was read comes with the next call.
-  if (status.Failed() && *out) kept_ = std::exchange(*out, nullptr);
-  return status;
+  if (picture == nullptr) return Give(read_.empty() ? Drain(status) : Status(S_OK), out);
+  if (status.Ok()) status = EncodePicture(*picture, pts);
+  return Give(status, out);
 }
 
 // --- access units out ---
@@ -258,22 +267,22 @@ Status NVEncoderHW::SendEnd() {
 }
 
 // A device that stays out of reach ends the stream.
-Status NVEncoderHW::Drain(Status entered, Ref<HwPacket>* out) {
+Status NVEncoderHW::Drain(Status entered) {
   if (entered.Failed()) {
     return std::exchange(endFailed_, true) ? Status(XV_E_NOTHING_MORE) : entered;
   }
   if (!endSent_) RETURN_IF_FAILED(SendEnd());
-  return Read(true, out);
+  return Read(true);
 }
 
 Status NVEncoderHW::ReadPacket(Ref<HwPacket>* out) {
-  *out = std::exchange(kept_, nullptr);
-  if (*out) return S_OK;
+  *out = nullptr;
   if (!session_.IsOpen()) return E_UNEXPECTED;
+  if (!read_.empty()) return Give(S_OK, out);
   const CudaScope scope(session_.device());
   RETURN_IF_FAILED(EnterDevice(scope));
-  const Status status = Read(false, out);
-  return status == Status(XV_E_NOTHING_MORE) ? Status(S_FALSE) : status;
+  const Status status = Read(false);
+  return status == Status(XV_E_NOTHING_MORE) ? Status(S_FALSE) : Give(status, out);
 }
 
 // S_FALSE when the output is not ready, with `wait` within the longest wait.
@@ -291,8 +300,7 @@ Status NVEncoderHW::LockOutput(bool wait, XvNvEntry* entry, NV_ENC_LOCK_BITSTREA
   }
 }
 
-Status NVEncoderHW::TakeOutput(const NV_ENC_LOCK_BITSTREAM& lock, std::int64_t dts,
-                               Ref<HwPacket>* out) {
+Status NVEncoderHW::TakeOutput(const NV_ENC_LOCK_BITSTREAM& lock, std::int64_t dts) {
   if (lock.bitstreamBufferPtr == nullptr) {
     session_.SetFailure("nvEncLockBitstream: no memory came with it");
     return E_UNEXPECTED;
@@ -300,12 +308,12 @@ Status NVEncoderHW::TakeOutput(const NV_ENC_LOCK_BITSTREAM& lock, std::int64_t d
   const std::size_t size = lock.bitstreamSizeInBytes;
   if (size == 0) return S_FALSE;
   try {
-    *out = MakeRef<HwPacket>(size);
+    read_.push_back(MakeRef<HwPacket>(size));
   } catch (const std::bad_alloc&) {
     session_.SetFailure("no memory for an access unit");
     return E_OUTOFMEMORY;
   }
-  HwPacket& packet = **out;
+  HwPacket& packet = *read_.back();
   std::memcpy(packet.end(), lock.bitstreamBufferPtr, size);
   packet.AddChunk(size);
   packet.pts = static_cast<std::int64_t>(lock.outputTimeStamp);
@@ -319,7 +327,7 @@ Status NVEncoderHW::TakeOutput(const NV_ENC_LOCK_BITSTREAM& lock, std::int64_t d
 
 // The first busy entry's access unit, in the order of submission. Its entry is free then; one that
 // cannot be unlocked is lost until Close, and so is one that cannot be locked at the second try.
-Status NVEncoderHW::Read(bool wait, Ref<HwPacket>* out) {
+Status NVEncoderHW::Read(bool wait) {
   if (!ring_.HasBusy() || (endFailed_ && ring_.FirstReady() == nullptr)) return XV_E_NOTHING_MORE;
   if (stop_.WaitFor(milliseconds(0))) return E_ABORT;
   XvNvEntry* entry = ring_.FirstReady();
@@ -332,15 +340,11 @@ Status NVEncoderHW::Read(bool wait, Ref<HwPacket>* out) {
   const std::int64_t dts = stamps_.NextDecoding();
   if (locked.Failed()) return locked;
   entry->failed = false;
-  const Status taken = TakeOutput(lock, dts, out);
+  const Status taken = TakeOutput(lock, dts);
   const Status unlocked = session_.Check(
       "nvEncUnlockBitstream",
       session_.calls().nvEncUnlockBitstream(session_.encoder(), entry->output.bitstreamBuffer));
-  if (unlocked.Ok()) {
-    ring_.PutFree(entry);
-  } else if (*out) {
-    kept_ = std::exchange(*out, nullptr);
-  }
+  if (unlocked.Ok()) ring_.PutFree(entry);
   return unlocked.Failed() ? unlocked : taken;
 }
 
@@ -357,7 +361,7 @@ void NVEncoderHW::Close() {
   vid_ = {};
   nextFrame_ = -1;
   endSent_ = endFailed_ = false;
-  kept_ = nullptr;
+  read_.clear();
 }
 
 }  // namespace xv

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <string>
 
 #include "hw/hw_encoder.h"
@@ -42,16 +43,17 @@ class NVEncoderHW final : public HwEncoder {
   Status CheckRaster(const XV_VID_PROPS& vid, const NvencAbilities& abilities);
   Status OpenAll(const HwOpenRequest& request, HwOpenReport* report);
   Status CheckPicture(const ImageView& picture);
-  Status EncodePicture(const ImageView& picture, std::int64_t pts, Ref<HwPacket>* out);
-  Status TakeEntry(Ref<HwPacket>* out, XvNvEntry** entry);
+  Status EncodePicture(const ImageView& picture, std::int64_t pts);
+  Status TakeEntry(XvNvEntry** entry);
   Status FillInput(const ImageView& picture, XvNvEntry* entry, std::uint32_t* pitch);
   Status Submit(XvNvEntry* entry, std::uint32_t pitch, std::int64_t pts);
   Status SendPicture(NV_ENC_PIC_PARAMS* params);
-  Status Drain(Status entered, Ref<HwPacket>* out);
+  Status Drain(Status entered);
   Status SendEnd();
-  Status Read(bool wait, Ref<HwPacket>* out);
+  Status Read(bool wait);
   Status LockOutput(bool wait, XvNvEntry* entry, NV_ENC_LOCK_BITSTREAM* lock);
-  Status TakeOutput(const NV_ENC_LOCK_BITSTREAM& lock, std::int64_t dts, Ref<HwPacket>* out);
+  Status TakeOutput(const NV_ENC_LOCK_BITSTREAM& lock, std::int64_t dts);
+  Status Give(Status status, Ref<HwPacket>* out);
   Status EnterDevice(const CudaScope& scope);
 
   NvencSession session_;
@@ -62,9 +64,9 @@ class NVEncoderHW final : public HwEncoder {
   XV_VID_PROPS vid_{};
   std::int32_t nextFrame_ = -1;  // -1: closed
   bool endSent_ = false;
-  bool endFailed_ = false;  // nothing more becomes ready
-  Ref<HwPacket> kept_;      // read, but its call failed later
-  StopSignal stop_;         // any thread
+  bool endFailed_ = false;          // nothing more becomes ready
+  std::deque<Ref<HwPacket>> read_;  // not given yet
+  StopSignal stop_;                 // any thread
 };
 
 }  // namespace xv

@@ -17,7 +17,10 @@ Status NvencRing::Allocate(NvencSession& session, std::size_t count, std::uint32
 }
 
 Status NvencRing::Grow(NvencSession& session) {
-  if (entries_.size() >= kMostEntries) return E_UNEXPECTED;
+  if (entries_.size() >= kMostEntries) {
+    session.SetFailure("nvEncEncodePicture: the encoder holds back more pictures than any does");
+    return E_UNEXPECTED;
+  }
   XvNvEntry* entry = entries_.emplace_back(std::make_unique<XvNvEntry>()).get();
   entry->input.version = PlainVersion(session.api());
   entry->input.width = width_;

@@ -48,7 +48,6 @@ struct CallStart {
 class Ledger {
  public:
   static Ledger& Get();
-  ~Ledger();
 
   Settings Current() const;
   void Change(std::string_view words);
@@ -71,6 +70,8 @@ class Ledger {
   std::vector<std::string> Held() const;
   std::vector<Call> Recorded(std::string_view name) const;
   int Count(std::string_view name) const;
+  // Into the file of reports.
+  void ReportHeld() const;
 
  private:
   Ledger();

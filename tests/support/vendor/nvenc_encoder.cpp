@@ -123,6 +123,7 @@ ContextPtr OpenEncoder(const EncoderSetup& setup) {
   if (codec == nullptr) throw std::runtime_error("FFmpeg has no encoder for the stand-in");
   ContextPtr context(avcodec_alloc_context3(codec));
   SetGeometry(setup, context.get());
+  context->log_level_offset = AV_LOG_TRACE;  // the client's log is its own
   context->thread_count = 1;
   context->gop_size = 1 << 20;
   const bool groups = setup.interval() > 1;

@@ -317,11 +317,24 @@ NVENCSTATUS Encode(void* encoder, NV_ENC_PIC_PARAMS* picture) {
       [&](Session& session, const Rules& rules, auto&) { return session.Encode(rules, *picture); });
 }
 
+// A failure of the card, not of a client that asks too early or in a wrong way.
+void NoteFailedLock(void* encoder, NVENCSTATUS result) {
+  const std::lock_guard held(gate);
+  const auto found = sessions.find(encoder);
+  const bool again = result == NV_ENC_SUCCESS || result == NV_ENC_ERR_LOCK_BUSY ||
+                     result == NV_ENC_ERR_INVALID_CALL || result == NV_ENC_ERR_INVALID_PARAM ||
+                     result == NV_ENC_ERR_INVALID_VERSION;
+  if (!again && found != sessions.end()) found->second->LockFailed();
+}
+
 NVENCSTATUS LockOutput(void* encoder, NV_ENC_LOCK_BITSTREAM* lock) {
-  return Enter("nvEncLockBitstream", encoder, Stage::kInitialized, Gives::kNothing, Note(lock),
-               [&](Session& session, const Rules& rules, std::unique_lock<std::mutex>& held) {
-                 return session.LockOutput(rules, lock, held);
-               });
+  const NVENCSTATUS result =
+      Enter("nvEncLockBitstream", encoder, Stage::kInitialized, Gives::kNothing, Note(lock),
+            [&](Session& session, const Rules& rules, std::unique_lock<std::mutex>& held) {
+              return session.LockOutput(rules, lock, held);
+            });
+  NoteFailedLock(encoder, result);
+  return result;
 }
 
 NVENCSTATUS UnlockOutput(void* encoder, NV_ENC_OUTPUT_PTR buffer) {

@@ -108,7 +108,7 @@ NVENCSTATUS Session::Submit(const Rules&, const NV_ENC_PIC_PARAMS& picture) {
   output->state = OutputBuffer::State::kWaiting;
   output->input = input;
   output->bytes.clear();
-  output->promised = false;
+  output->promised = output->failed = false;
   unfilled_.push_back(output);
   unread_.push_back(output);
   sources_[pictures_++] = picture;
@@ -179,6 +179,7 @@ NVENCSTATUS Session::LockOutput(const Rules& rules, NV_ENC_LOCK_BITSTREAM* lock,
                     : "ahead of a success of nvEncEncodePicture");
     return NV_ENC_ERR_INVALID_CALL;
   }
+  if (unread_.front() != output && unread_.front()->failed) unread_.pop_front();
   if (unread_.front() != output) {
     rules.Broke("out of order");
     return NV_ENC_ERR_INVALID_CALL;
@@ -199,6 +200,10 @@ NVENCSTATUS Session::LockOutput(const Rules& rules, NV_ENC_LOCK_BITSTREAM* lock,
   lock->numSlices = 1;
   lock->frameAvgQP = 26;
   return NV_ENC_SUCCESS;
+}
+
+void Session::LockFailed() {
+  if (!unread_.empty() && unread_.front()->promised) unread_.front()->failed = true;
 }
 
 NVENCSTATUS Session::UnlockOutput(const Rules& rules, void* handle) {

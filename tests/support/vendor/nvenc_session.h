@@ -41,6 +41,7 @@ struct OutputBuffer {
   InputBuffer* input = nullptr;  // given with it
   std::string bytes;             // empty: not encoded yet
   bool promised = false;         // the client was told that it may lock it
+  bool failed = false;           // a lock of it did
   int number = 0;                // of the access units of a session, from 1
   std::chrono::steady_clock::time_point since;
   NV_ENC_PIC_PARAMS source{};  // of the picture in it
@@ -63,6 +64,8 @@ class Session {
   NVENCSTATUS Encode(const Rules& rules, const NV_ENC_PIC_PARAMS& picture);
   NVENCSTATUS LockOutput(const Rules& rules, NV_ENC_LOCK_BITSTREAM* lock,
                          std::unique_lock<std::mutex>& gate);
+  // Of the next output: the client may try again, or leave it alone until it is destroyed.
+  void LockFailed();
   NVENCSTATUS UnlockOutput(const Rules& rules, void* buffer);
   NVENCSTATUS Headers(const NV_ENC_SEQUENCE_PARAM_PAYLOAD& payload) const;
   // What the client must have done before.

@@ -25,24 +25,20 @@ namespace xv::vendor {
 //   hevc=1 lossless=1 fields=1       0: the encoder does not have it
 //   bframes=4 hevc_bframes=0         B pictures in a row
 //   max_width=4096 max_height=4096   of a picture
-//   gather=0         pictures that the encoder holds back, as with a look-ahead, until it says
-//   success delay=2          pictures that must come behind one before it is finished, unless the
-//   client
-//                    waits for it
+//   gather=0         pictures held back, as with a look-ahead, until the encoder says success
+//   delay=2          pictures that come behind one before it is finished, unless the client waits
 //   late_ms=0        time that an access unit takes
 //   stuck=0          from the n-th access unit on none is ever finished; 0 never
 //   sessions=100     that may be open at once
 //   devices=1        CUDA devices
-//   chunk=0          bytes of one chunk that the CUDA encoder delivers; 0: as many as there is
-//                    room for
+//   chunk=0          bytes of a chunk of the CUDA encoder; 0: as many as it has room for
 //   begins=1         2: the CUDA encoder begins and ends each picture twice, a field at a time
 //   after_close=0    1: the CUDA encoder calls back behind its close, and counts that as a call
 //                    "late callbacks"; 2: it gives back only then what it writes into, too
 //   encode=full      "empty": pictures are not read, each output is the same small access unit
 //   record=1         0: no calls are kept
-//   fail=NAME:N:CODE the n-th call from 1 of that entry fails, with "N+" all from then on; may
-//   stand
-//                    more than once. Calls that give something up do so and fail then
+//   fail=NAME:N:CODE the n-th call from 1 of that entry fails, with "N+" all from then on.
+//                    Calls that give something up do so and fail then. Any number of them
 //   lose=NAME:N      from that call on the device is lost: all calls fail
 //   report=PATH      a file that broken rules, and what is still held at the end, are added to
 //   trace=PATH       a file that calls are added to

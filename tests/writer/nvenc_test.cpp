@@ -1,0 +1,279 @@
+#include <ffnvcodec/nvEncodeAPI.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <thread>
+
+#include "support/media_probe.h"
+#include "support/peer_process.h"
+#include "support/vendor/vendor_fixture.h"
+
+// Recordings through NVENC's encoders, from a host's frames to files that other programs read.
+namespace xv::test {
+namespace {
+
+using testing::AllOf;
+using testing::Contains;
+using testing::HasSubstr;
+
+constexpr Feed kSmall{.width = 320, .height = 240};
+
+using Nvenc = WithVendor;
+
+// Presentation stamps that occur twice, or decoding stamps that do not rise, are a fault.
+void ExpectPicturesInOrder(const ProbedStream& video, int count) {
+  EXPECT_EQ(video.frames, count);
+  EXPECT_EQ(video.errors, 0);
+  ASSERT_EQ(video.lumaMeans.size(), static_cast<std::size_t>(count));
+  for (std::size_t i = 0; i < video.lumaMeans.size(); ++i) {
+    EXPECT_NEAR(video.lumaMeans[i], 40.0 + 5.0 * static_cast<double>(i % 32), 2) << i;
+  }
+  std::vector<std::int64_t> stamps;
+  for (const ProbedPacket& packet : video.packets) stamps.push_back(packet.pts);
+  std::sort(stamps.begin(), stamps.end());
+  EXPECT_EQ(std::adjacent_find(stamps.begin(), stamps.end()), stamps.end());
+}
+
+struct Case {
+  const char* name;     // of the file
+  const char* words;    // for the stand-in
+  const char* options;  // of the session
+  Feed feed = kSmall;
+  const char* codec = "h264";
+  bool reorders = false;
+  int height = 240;
+  AVFieldOrder order = AV_FIELD_PROGRESSIVE;
+};
+
+void PrintTo(const Case& one, std::ostream* out) {
+  *out << one.name << " [" << one.words << "] " << one.options;
+}
+
+class NvencFiles : public WithVendor, public testing::WithParamInterface<Case> {};
+
+TEST_P(NvencFiles, AreWholeAndInOrder) {
+  constexpr int kCount = 40;
+  vendor::Configure(GetParam().words);
+  const ProbedFile file =
+      RecordAndProbe(GetParam().name, GetParam().options, GetParam().feed, kCount);
+  const ProbedStream& video = file.Pictures();
+  EXPECT_EQ(video.codec, GetParam().codec);
+  EXPECT_EQ(video.height, GetParam().height);
+  EXPECT_EQ(video.pictureTypes.find('B') != std::string::npos, GetParam().reorders)
+      << video.pictureTypes;
+  EXPECT_EQ(video.interlaced, GetParam().order != AV_FIELD_PROGRESSIVE);
+  EXPECT_EQ(video.topFirst, GetParam().order == AV_FIELD_TT);
+  ExpectPicturesInOrder(video, kCount);
+  EXPECT_EQ(video.keys.find('K'), 0U) << "readers start at the first packet";
+  EXPECT_NEAR(file.Sound().seconds, 1.6, 0.1);
+}
+
+Feed Interlaced(int height, eXvInterlace order) {
+  Feed feed{.width = 720, .height = height};
+  feed.interlace = order;
+  return feed;
+}
+
+Feed In(std::uint32_t layout) {
+  Feed feed = kSmall;
+  feed.layout = layout;
+  return feed;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Codecs, NvencFiles,
+    testing::Values(
+        Case{.name = "a.mp4", .words = "", .options = "video::codec=n264", .reorders = true},
+        Case{"a.mov", "gather=2", "video::codec=n264 video::bf=2", kSmall, "h264", true},
+        Case{"a.ts", "delay=4 late_ms=3", "video::codec=n264 video::bf=1 video::g=12", kSmall,
+             "h264", true},
+        Case{"a.flv", "late_ms=5", "video::codec=n264 video::bf=0", kSmall},
+        Case{"a.mkv", "gather=6", "video::codec=n264 video::bf=0 video.buffers=0"},
+        Case{"a.mp4", "", "video::codec=l264"}, Case{"a.ts", "bframes=0", "video::codec=n264"},
+        Case{"a.mp4", "", "video::codec=n265", kSmall, "hevc"},
+        Case{"a.mov", "hevc_bframes=3", "video::codec=n265", kSmall, "hevc", true},
+        Case{"a.ts", "gather=1", "video::codec=n265", kSmall, "hevc"}));
+
+INSTANTIATE_TEST_SUITE_P(
+    Drivers, NvencFiles,
+    testing::Values(Case{"a.mp4", "driver=7.0", "video::codec=n264", kSmall, "h264", true},
+                    Case{"a.mp4", "driver=8.0",
+                         "video::codec=n264 video::preset=high_quality video::rc_type=vbr_minq",
+                         kSmall, "h264", true},
+                    Case{"a.mp4", "driver=12.1",
+                         "video::codec=n264 video::preset=high_quality video::rc_type=vbr_minq",
+                         kSmall, "h264", true},
+                    Case{"a.mp4", "driver=12.1 oldest=7",
+                         "video::codec=n264 video::preset=low_latency"},
+                    Case{"a.mov", "driver=12.1", "video::codec=n264", kSmall, "h264", true},
+                    Case{"a.ts", "driver=12.1", "video::codec=l264"},
+                    Case{"a.mp4", "driver=12.1", "video::codec=n265", kSmall, "hevc"}));
+
+INSTANTIATE_TEST_SUITE_P(
+    Pictures, NvencFiles,
+    testing::Values(Case{"a.mp4", "", "video::codec=n264", Interlaced(576, eXvI_TopFirst), "h264",
+                         true, 576, AV_FIELD_TT},
+                    Case{"a.ts", "driver=12.1", "video::codec=n264 video::bf=0",
+                         Interlaced(486, eXvI_BottomFirst), "h264", false, 480, AV_FIELD_BB},
+                    Case{"a.mov", "fields=0", "video::codec=n264 video::bf=0",
+                         Interlaced(486, eXvI_TopFirst), "h264", false, 480},
+                    Case{"a.mp4", "", "video::codec=n265", Interlaced(486, eXvI_TopFirst), "hevc",
+                         false, 480},
+                    Case{"a.mp4", "", "video::codec=n264 video::bf=0", In(kFccYUY2)},
+                    Case{"a.mp4", "", "video::codec=n264 video::bf=0", In(kFccHDYC)},
+                    Case{"a.mp4", "", "video::codec=n264 video::bf=0", In(kFccRGB24)},
+                    Case{"a.mp4", "", "video::codec=n265", In(kFccRGB32), "hevc"},
+                    Case{"a.mp4", "", "video::codec=n264 video::bf=0", In(kFccNV12)},
+                    Case{"a.mp4", "", "video::codec=n264 video::bf=0", In(kFccI420)}));
+
+// Luma of a picture with detail everywhere, that a wrong row, column or field would show.
+int Detail(int component, int x, int y) {
+  return component == 0 ? 40 + (x * 7 + y * 13 + x * y % 11) % 160 : 128;
+}
+
+TEST_F(Nvenc, LosslessLumaComesBackAsItWas) {
+  for (const int lines : {240, 486}) {
+    Feed feed = kSmall;
+    feed.height = lines;
+    const std::vector<std::uint8_t> picture = DrawPicture(feed, Detail);
+    const ProbedStream video = RecordPicture("a.mp4", "video::codec=l264", feed, picture);
+    const int top = lines == 486 ? 6 : 0;
+    ASSERT_EQ(video.height, lines - top);
+    for (int y = 0; y < video.height; ++y) {
+      for (int x = 0; x < video.width; ++x) {
+        ASSERT_EQ(video.first.at(0).At(x, y), Detail(0, x, y + top)) << x << ' ' << y;
+      }
+    }
+  }
+}
+
+// In decibels.
+double Quality(const ProbedPlane& plane, int top) {
+  double error = 0;
+  for (int y = 0; y < plane.height; ++y) {
+    for (int x = 0; x < plane.width; ++x) {
+      error += std::pow(plane.At(x, y) - Detail(0, x, y + top), 2);
+    }
+  }
+  return 10 * std::log10(255.0 * 255.0 * plane.width * plane.height / error);
+}
+
+TEST_F(Nvenc, FieldsStayInTheirLines) {
+  const Feed feed = Interlaced(486, eXvI_TopFirst);
+  const ProbedStream video = RecordPicture("a.mp4", "video::codec=n264 video::rc_type=cqp", feed,
+                                           DrawPicture(feed, Detail));
+  EXPECT_GT(Quality(video.first.at(0), 6), 35);
+}
+
+TEST_F(Nvenc, CaptionsStandInThePictures) {
+  TemporaryFolder folder;
+  const std::string target = folder / "a.ts";
+  const ProgramResult run =
+      RunProgram({XVRECORD, "--quiet", "-a", "video::codec=n264 embed_cc=true",
+                  "test:size=320x240,rate=29.97,seconds=5,captions=on", target});
+  ASSERT_EQ(run.status, 0) << run.err;
+  const std::string text =
+      RunProgram({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "movie=" + target + "[out+subcc]",
+                  "-map", "0:s", "-f", "srt", "-"})
+          .out;
+  EXPECT_THAT(text, HasSubstr("TEST CAPTION 1"));
+}
+
+TEST_F(Nvenc, SecondOutputGetsTheSamePictures) {
+  TemporaryFolder folder;
+  ASSERT_EQ(
+      Record(folder / "a.mp4", "video::codec=n264 second_encoder=" + (folder / "b.ts"), kSmall, 60),
+      S_OK);
+  for (const char* name : {"a.mp4", "b.ts"}) {
+    SCOPED_TRACE(name);
+    ExpectPicturesInOrder(Probe(folder / name).Pictures(), 60);
+  }
+}
+
+TEST_F(Nvenc, GrowingRecordingIsFollowed) {
+  TemporaryFolder folder;
+  const std::string recording = folder / "a.mov", copy = folder / "b.mov";
+  host::Writer writer;
+  ASSERT_EQ(writer.Start(recording, "video::codec=n264 play_while_rec=true"), S_OK);
+  ASSERT_EQ(PushFrames(writer, kSmall, 60), S_OK) << writer.LastError();
+  PeerProcess follow({XVFOLLOW, "--follow", "--copy", copy, recording}, folder / "log");
+  ASSERT_TRUE(Eventually(20, [&] { return std::filesystem::exists(copy); })) << folder.Read("log");
+  ASSERT_EQ(PushFrames(writer, kSmall, 60, 60), S_OK);
+  EXPECT_EQ(writer.Stop(), S_OK) << writer.LastError();
+  EXPECT_TRUE(follow.WaitForEnd(20));
+  for (const std::string& path : {recording, copy}) {
+    SCOPED_TRACE(path);
+    ExpectPicturesInOrder(Probe(path).Pictures(), 120);
+  }
+}
+
+TEST_F(Nvenc, StatisticsTellWhatWasEncodedAndWhatWasBroughtDown) {
+  TemporaryFolder folder;
+  host::Writer writer;
+  vendor::Configure("bframes=2");
+  ASSERT_EQ(Record(writer, folder / "a.mp4",
+                   "video::codec=n264 video::tier=high video::crf=20 video::bf=5", kSmall, 30),
+            S_OK);
+  const host::Statistics stats = writer.Stats();
+  EXPECT_EQ(stats.streams.at(0).packets, 30);
+  EXPECT_GT(stats.encodeP99.count(), 0);
+  EXPECT_THAT(stats.unusedOptions, AllOf(Contains(HasSubstr("tier")), Contains(HasSubstr("crf"))));
+  EXPECT_THAT(stats.badValues, Contains(AllOf(HasSubstr("bf"), HasSubstr("2"))));
+}
+
+TEST_F(Nvenc, SlowEncoderDropsFramesOnRequest) {
+  TemporaryFolder folder;
+  host::Writer writer;
+  vendor::Configure("late_ms=30");
+  ASSERT_EQ(writer.Start(folder / "a.mp4",
+                         "video::codec=n264 video::bf=0 video.buffers=1 video.drop_frames=1"),
+            S_OK);
+  Feed feed = kSmall;
+  feed.channels = 0;
+  int dropped = 0;
+  for (int i = 0; i < 40; ++i) dropped += writer.Put(MakeFrame(feed, i)) == S_FALSE ? 1 : 0;
+  EXPECT_EQ(writer.Stop(), S_OK);
+  EXPECT_GT(dropped, 0);
+  EXPECT_EQ(writer.Stats().drops, dropped);
+  const ProbedStream video = Probe(folder / "a.mp4").Pictures();
+  EXPECT_EQ(video.frames, 40 - dropped + writer.Stats().repeats) << "the last one closes a gap";
+  EXPECT_EQ(video.errors, 0);
+}
+
+// A session's limit: the writers that come too late are refused in words, the first goes on.
+TEST_F(Nvenc, SessionsAreLimitedByTheDriver) {
+  TemporaryFolder folder;
+  vendor::Configure("sessions=1");
+  std::array<host::Writer, 3> writers;
+  for (std::size_t i = 0; i < writers.size(); ++i) {
+    ASSERT_EQ(writers[i].Start(folder / (std::to_string(i) + ".mp4"), "video::codec=n264"), S_OK);
+    EXPECT_EQ(writers[i].Put(MakeFrame(kSmall, 0)), i == 0 ? S_OK : E_FAIL);
+    if (i == 0) continue;
+    EXPECT_THAT(writers[i].LastError(), AllOf(HasSubstr("nvEncOpenEncodeSessionEx"),
+                                              HasSubstr("no more encoding sessions")));
+  }
+  EXPECT_EQ(PushFrames(writers[0], kSmall, 20, 1), S_OK);
+  EXPECT_EQ(writers[0].Stop(), S_OK);
+  ExpectPicturesInOrder(Probe(folder / "0.mp4").Pictures(), 21);
+  EXPECT_EQ(PushFrames(writers[1], kSmall, 5), S_OK) << "the first has given its session back";
+  EXPECT_EQ(writers[1].Stop(), S_OK);
+}
+
+TEST_F(Nvenc, SeveralWritersRecordAtOnce) {
+  TemporaryFolder folder;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 3; ++i) {
+    threads.emplace_back([&folder, i] {
+      EXPECT_EQ(Record(folder / (std::to_string(i) + ".mp4"), "video::codec=n264", kSmall, 30),
+                S_OK);
+    });
+  }
+  for (std::thread& one : threads) one.join();
+  for (const char* name : {"0.mp4", "1.mp4", "2.mp4"}) {
+    ExpectPicturesInOrder(Probe(folder / name).Pictures(), 30);
+  }
+}
+
+}  // namespace
+}  // namespace xv::test
