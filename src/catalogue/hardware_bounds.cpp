@@ -28,11 +28,10 @@ void TakeWords(CoXMLNode* option, std::initializer_list<const char*> words) {
 
 void BoundSize(CoXMLNode* size, const NvencCodecOffer& offer) {
   if (size == nullptr || offer.mostWidth <= 0 || offer.mostHeight <= 0) return;
-  std::string bounds = "; this encoder takes ";
-  if (offer.leastWidth > 0) bounds += fmt::format("{}x{} ", offer.leastWidth, offer.leastHeight);
-  bounds += fmt::format("up to {}x{}", offer.mostWidth, offer.mostHeight);
-  const std::string text = size->Value();
-  if (!text.ends_with(bounds)) size->SetValue(text + bounds);
+  if (offer.leastWidth > 0) {
+    size->SetAttribute("min", fmt::format("{}x{}", offer.leastWidth, offer.leastHeight));
+  }
+  size->SetAttribute("max", fmt::format("{}x{}", offer.mostWidth, offer.mostHeight));
 }
 
 void BoundCodec(CoXMLNode& codec, const NvencCodecOffer& offer) {
