@@ -4,7 +4,7 @@
 # can be moved; a folder that was given as an absolute path stays where it is.
 set(XV_PROGRAMS)
 if(XVWRITER_BUILD_TOOLS)
-  set(XV_PROGRAMS xvrecord xvfollow)
+  set(XV_PROGRAMS xvrecord xvfollow xvhw)
 endif()
 if(PROJECT_IS_TOP_LEVEL)
   add_custom_target(library_and_tools DEPENDS xvwriterffm ${XV_PROGRAMS})
@@ -104,7 +104,7 @@ if(XVWRITER_BUILD_TOOLS)
     endif()
   endforeach()
   install(TARGETS ${XV_PROGRAMS} DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
-  install(FILES docs/xvrecord.1 docs/xvfollow.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
+  install(FILES docs/xvrecord.1 docs/xvfollow.1 docs/xvhw.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
     COMPONENT tools)
   install(FILES tools/xvrecord/xvrecord.bash RENAME xvrecord
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)

@@ -1,6 +1,6 @@
 # What is built. The library always is; everything else is on when this is the whole project, and
 # off when the project is a part of another one.
-option(XVWRITER_BUILD_TOOLS "Build xvrecord, xvfollow and the catalogue's tools"
+option(XVWRITER_BUILD_TOOLS "Build xvrecord, xvfollow, xvhw and the catalogue's tools"
   ${PROJECT_IS_TOP_LEVEL})
 option(XVWRITER_BUILD_TESTS "Build the tests; BUILD_TESTING=OFF leaves them out too"
   ${PROJECT_IS_TOP_LEVEL})

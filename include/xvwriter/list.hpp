@@ -35,7 +35,7 @@ struct ListOption {
   std::string type;          // bool, int, int64, double, string, option, option_fixed, flags
   std::string defaultValue;  // as text
   std::string values;        // the words it may have, ", " between them; "" for any
-  std::string minimum;       // "" for no bound
+  std::string minimum;       // "" for no bound; "145x49" of a size
   std::string maximum;
   std::string description;  // for a person
 };

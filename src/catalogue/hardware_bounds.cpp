@@ -28,10 +28,10 @@ void TakeWords(CoXMLNode* option, std::initializer_list<const char*> words) {
 
 void BoundSize(CoXMLNode* size, const NvencCodecOffer& offer) {
   if (size == nullptr || offer.mostWidth <= 0 || offer.mostHeight <= 0) return;
-  const std::string bounds = fmt::format("; this encoder takes {}x{} to {}x{}", offer.leastWidth,
-                                         offer.leastHeight, offer.mostWidth, offer.mostHeight);
-  const std::string text = size->Value();
-  if (!text.ends_with(bounds)) size->SetValue(text + bounds);
+  if (offer.leastWidth > 0) {
+    size->SetAttribute("min", fmt::format("{}x{}", offer.leastWidth, offer.leastHeight));
+  }
+  size->SetAttribute("max", fmt::format("{}x{}", offer.mostWidth, offer.mostHeight));
 }
 
 void BoundCodec(CoXMLNode& codec, const NvencCodecOffer& offer) {

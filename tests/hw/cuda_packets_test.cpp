@@ -62,6 +62,13 @@ TEST_F(CudaPacketsTest, PacketsAreCompleteByTheNextBeginAndThenByTheirEnds) {
   End(1);
   EXPECT_EQ(Take(), "1:d");
   EXPECT_EQ(packets_->Begun(), 3);
+  for (const int number : {4, 5}) {
+    Begin(number);
+    Chunk("e");
+    End(number);
+  }
+  EXPECT_EQ(Take(), "4:e");
+  EXPECT_EQ(Take(), "5:e");
 }
 
 TEST_F(CudaPacketsTest, SecondFieldJoinsItsPicture) {

@@ -23,6 +23,7 @@ expect_clean "$prefix"
 "$FOREIGN_PROGRAM" "$prefix/share/xvwriter/classes"
 "$prefix/bin/xvrecord" --version >/dev/null
 "$prefix/bin/xvfollow" --version >/dev/null
+"$prefix/bin/xvhw" --version >/dev/null
 for file in man/man1/xvrecord.1 bash-completion/completions/xvrecord doc/xvwriterffm/README.md \
   doc/xvwriterffm/docs/attributes.md doc/xvwriterffm/examples/record_grey.cpp; do
   [ -f "$prefix/share/$file" ] || fail "no $file in the prefix"

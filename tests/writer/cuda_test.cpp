@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <thread>
 
 #include "support/media_probe.h"
@@ -9,8 +10,6 @@
 namespace xv::test {
 namespace {
 
-using testing::AnyOf;
-using testing::Each;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
@@ -135,6 +134,20 @@ TEST_F(CudaTest, FailuresReachTheHostAndLeaveAPlayableFile) {
     EXPECT_GE(file.Pictures().frames, one.least);
     EXPECT_LE(file.Pictures().frames, one.most);
   }
+}
+
+TEST_F(CudaTest, StopAtOnceGivesUpWhatTheVendorHolds) {
+  vendor::Configure("stuck=5");
+  host::Writer writer;
+  ASSERT_EQ(writer.Start(files_ / "a.mp4", With("video::bf=1")), S_OK);
+  ASSERT_EQ(PushFrames(writer, feed_, kPictures), S_OK);
+  while (vendor::CallCount("NVEncodeFrame") < kPictures) std::this_thread::yield();
+  const auto before = std::chrono::steady_clock::now();
+  EXPECT_EQ(writer.StopAtOnce(), XV_E_ABORTED);
+  EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(2));
+  const ProbedFile file = Probe(files_ / "a.mp4");
+  EXPECT_EQ(file.Pictures().errors, 0);
+  EXPECT_THAT(file.Pictures().frames, testing::AllOf(testing::Ge(1), testing::Le(4)));
 }
 
 TEST_F(CudaTest, WithoutTheLibraryTheRefusalSaysSo) {

@@ -56,6 +56,7 @@ Status CUDAEncoder::Open(const HwOpenRequest& request, HwOpenReport* report) {
     return XV_E_VENDOR_LIBRARY;
   }
   if (request.node == nullptr || !VideoPropsValid(request.vid, true) || request.vid.nWidth < 1) {
+    failure_ = "the properties of the pictures are not valid";
     return E_INVALIDARG;
   }
   const Status status = TryOpen(request, report);

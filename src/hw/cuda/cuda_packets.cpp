@@ -62,12 +62,15 @@ void CudaPackets::End(const CudaFrameEvent& event) {
     entry->isOpen = false;
     ++entry->ends;
   }
-  if (!queue_.empty() && state_ >= 1) {
-    const Entry& first = queue_.front();
-    // Chunks alone would take the first field of a picture for all of it.
-    if (first.packet->chunks >= state_ && first.ends >= state_) first.packet->complete = true;
-  }
+  CompleteFirst();
   changed_.notify_all();
+}
+
+void CudaPackets::CompleteFirst() {
+  if (queue_.empty() || state_ < 1) return;
+  const Entry& first = queue_.front();
+  // Chunks alone would take the first field of a picture for all of it.
+  if (first.packet->chunks >= state_ && first.ends >= state_) first.packet->complete = true;
 }
 
 CudaPackets::Numbered CudaPackets::Take(std::deque<Entry>::iterator entry) {
@@ -78,6 +81,7 @@ CudaPackets::Numbered CudaPackets::Take(std::deque<Entry>::iterator entry) {
 
 std::optional<CudaPackets::Numbered> CudaPackets::TakeFirst() {
   const std::lock_guard guard(lock_);
+  CompleteFirst();  // it may not have been the first when it ended
   if (queue_.empty() || !queue_.front().packet->complete) return std::nullopt;
   return Take(queue_.begin());
 }

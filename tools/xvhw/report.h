@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string>
+
+#include "hw/cuda/cuda_offer.h"
+#include "hw/nvenc/nvenc_offer.h"
+
+namespace xvhw {
+
+// What was found of each maker's encoders.
+struct Machine {
+  std::string vendorFolder;  // "" when none is given
+  int adapter = 0;           // that NVENC was asked on
+  xv::NvencOffer nvenc;
+  xv::CudaOffer cuda;
+
+  bool AnythingWorks() const { return nvenc.Works() || cuda.Works(); }
+};
+
+// For a person, a line for each encoder and one for each of its codecs.
+std::string TextReport(const Machine& machine);
+// One object, with a line end.
+std::string JsonReport(const Machine& machine);
+
+}  // namespace xvhw
