@@ -3,13 +3,15 @@
 #include <utility>
 
 #include "hw/quicksync/quick_ladder.h"
+#include "hw/vendor_folder.h"
 #include "platform/module.h"
 #include "platform/paths.h"
 
 namespace xv {
 namespace {
 
-constexpr const char* kSoftwareRuntime = "libmfxsw64.so.1";
+// As the dispatchers ask for them. The last one is the software's.
+constexpr std::array kRuntimes = {"libmfx-gen.so.1.2", "libmfxhw64.so.1", "libmfxsw64.so.1"};
 
 // The node of the first device is not told by its number: other makers' come in between.
 int AdapterOf(mfxIMPL implementation) {
@@ -33,13 +35,18 @@ Status QuickSession::Check(const char* call, mfxStatus code) {
   return E_FAIL;
 }
 
-// A runtime beside this library or the program is the one that the dispatcher then finds: it asks
-// for the same name. There need not be one.
-void QuickSession::PreloadSoftware() {
+// What is loaded is what the dispatcher finds: it asks for the same name. There need not be any. A
+// runtime comes from the folder of vendors' libraries; that of software also from beside this
+// library, or the program.
+void QuickSession::PreloadRuntimes() {
   if (std::exchange(preloaded_, true)) return;
+  const std::string folder = VendorFolder();
+  for (std::size_t i = 0; i < kRuntimes.size() && folder.starts_with('/'); ++i) {
+    (void)runtimes_[i].Open(folder + "/" + kRuntimes[i]);
+  }
   for (const std::string& module : {ModulePath(), ProcessPath()}) {
-    const std::string folder(FolderOf(module));
-    if (!folder.empty() && software_.Open(folder + "/" + kSoftwareRuntime).Ok()) return;
+    if (runtimes_.back().IsOpen() || module.empty()) continue;
+    (void)runtimes_.back().Open(std::string(FolderOf(module)) + "/" + kRuntimes.back());
   }
 }
 
@@ -75,7 +82,7 @@ Status QuickSession::Start(mfxIMPL wanted) {
 
 Status QuickSession::Open(int forceGpu) {
   if (IsOpen()) return S_FALSE;
-  PreloadSoftware();
+  PreloadRuntimes();
   failure_.clear();
   for (const mfxIMPL wanted : ImplementationOrder(forceGpu)) {
     if (Start(wanted).Ok()) {

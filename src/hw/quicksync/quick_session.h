@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -43,11 +44,11 @@ class QuickSession {
   const std::string& Failure() const { return failure_; }
 
  private:
-  void PreloadSoftware();
+  void PreloadRuntimes();
   Status Start(mfxIMPL wanted);
   Status GiveDisplay();
 
-  DynamicLibrary software_;  // outlives the sessions
+  std::array<DynamicLibrary, 3> runtimes_;  // found ahead of the dispatcher; outlive the sessions
   bool preloaded_ = false;
   std::shared_ptr<VaDevice> device_;
   mfxSession session_ = nullptr;
