@@ -2,11 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <thread>
 
-#include "support/media_probe.h"
 #include "support/peer_process.h"
+#include "support/recorded_pictures.h"
 #include "support/vendor/vendor_fixture.h"
 
 // Recordings through NVENC's encoders, from a host's frames to files that other programs read.
@@ -21,20 +20,6 @@ using testing::Not;
 constexpr Feed kSmall{.width = 320, .height = 240};
 
 using Nvenc = WithVendor;
-
-// Presentation stamps that occur twice, or decoding stamps that do not rise, are a fault.
-void ExpectPicturesInOrder(const ProbedStream& video, int count) {
-  EXPECT_EQ(video.frames, count);
-  EXPECT_EQ(video.errors, 0);
-  ASSERT_EQ(video.lumaMeans.size(), static_cast<std::size_t>(count));
-  for (std::size_t i = 0; i < video.lumaMeans.size(); ++i) {
-    EXPECT_NEAR(video.lumaMeans[i], 40.0 + 5.0 * static_cast<double>(i % 32), 2) << i;
-  }
-  std::vector<std::int64_t> stamps;
-  for (const ProbedPacket& packet : video.packets) stamps.push_back(packet.pts);
-  std::sort(stamps.begin(), stamps.end());
-  EXPECT_EQ(std::adjacent_find(stamps.begin(), stamps.end()), stamps.end());
-}
 
 struct Case {
   const char* name;     // of the file
@@ -130,57 +115,31 @@ INSTANTIATE_TEST_SUITE_P(
                     Case{"a.mp4", "", "video::codec=n264 video::bf=0", In(kFccNV12)},
                     Case{"a.mp4", "", "video::codec=n264 video::bf=0", In(kFccI420)}));
 
-// Luma of a picture with detail everywhere, that a wrong row, column or field would show.
-int Detail(int component, int x, int y) {
-  return component == 0 ? 40 + (x * 7 + y * 13 + x * y % 11) % 160 : 128;
-}
-
 TEST_F(Nvenc, LosslessLumaComesBackAsItWas) {
   for (const int lines : {240, 486}) {
     Feed feed = kSmall;
     feed.height = lines;
-    const std::vector<std::uint8_t> picture = DrawPicture(feed, Detail);
+    const std::vector<std::uint8_t> picture = DrawPicture(feed, DetailOf);
     const ProbedStream video = RecordPicture("a.mp4", "video::codec=l264", feed, picture);
     const int top = lines == 486 ? 6 : 0;
     ASSERT_EQ(video.height, lines - top);
     for (int y = 0; y < video.height; ++y) {
       for (int x = 0; x < video.width; ++x) {
-        ASSERT_EQ(video.first.at(0).At(x, y), Detail(0, x, y + top)) << x << ' ' << y;
+        ASSERT_EQ(video.first.at(0).At(x, y), DetailOf(0, x, y + top)) << x << ' ' << y;
       }
     }
   }
 }
 
-// In decibels.
-double Quality(const ProbedPlane& plane, int top) {
-  double error = 0;
-  for (int y = 0; y < plane.height; ++y) {
-    for (int x = 0; x < plane.width; ++x) {
-      error += std::pow(plane.At(x, y) - Detail(0, x, y + top), 2);
-    }
-  }
-  return 10 * std::log10(255.0 * 255.0 * plane.width * plane.height / error);
-}
-
 TEST_F(Nvenc, FieldsStayInTheirLines) {
   const Feed feed = Interlaced(486, eXvI_TopFirst);
   const ProbedStream video = RecordPicture("a.mp4", "video::codec=n264 video::rc_type=cqp", feed,
-                                           DrawPicture(feed, Detail));
-  EXPECT_GT(Quality(video.first.at(0), 6), 35);
+                                           DrawPicture(feed, DetailOf));
+  EXPECT_GT(DetailQuality(video.first.at(0), 6), 35);
 }
 
 TEST_F(Nvenc, CaptionsStandInThePictures) {
-  TemporaryFolder folder;
-  const std::string target = folder / "a.ts";
-  const ProgramResult run =
-      RunProgram({XVRECORD, "--quiet", "-a", "video::codec=n264 embed_cc=true",
-                  "test:size=320x240,rate=29.97,seconds=5,captions=on", target});
-  ASSERT_EQ(run.status, 0) << run.err;
-  const std::string text =
-      RunProgram({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "movie=" + target + "[out+subcc]",
-                  "-map", "0:s", "-f", "srt", "-"})
-          .out;
-  EXPECT_THAT(text, HasSubstr("TEST CAPTION 1"));
+  EXPECT_THAT(RecordedCaptions(XVRECORD, "n264"), HasSubstr("TEST CAPTION 1"));
 }
 
 TEST_F(Nvenc, SecondOutputGetsTheSamePictures) {
