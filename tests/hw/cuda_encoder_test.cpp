@@ -241,6 +241,7 @@ TEST_F(CudaEncoderTest, FailuresInMidStreamLoseTheirPictureAlone) {
   Put(0, 7);
   EXPECT_TRUE(Put(7).Failed());
   EXPECT_EQ(Drain(), Status(static_cast<HRESULT>(0x887A0005)));
+  EXPECT_EQ(Drain(), XV_E_NOTHING_MORE);
   ExpectStamps(6);
 }
 

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <chrono>
+#include <utility>
 #include <vector>
 
 #include "hw/cuda/cuda_headers.h"
@@ -186,32 +187,36 @@ bool CUDAEncoder::HasAllComeOut() const {
   return gaveUp_ || (Packets()->IsEmpty() && Packets()->Begun() >= sent_);
 }
 
-Status CUDAEncoder::SendEnd() {
+void CUDAEncoder::SendEnd() {
   if (!endSent_) endResult_ = Send(nullptr);
   endSent_ = true;
-  return endResult_;
 }
 
-Status CUDAEncoder::GiveUp(Status end) {
+Status CUDAEncoder::Ending() {
+  const Status end = std::exchange(endResult_, Status());
+  return end.Failed() ? end : Status(XV_E_NOTHING_MORE);
+}
+
+Status CUDAEncoder::GiveUp() {
   gaveUp_ = true;
-  if (end.Failed()) return end;
+  if (endResult_.Failed()) return Ending();
   failure_ = fmt::format("the encoder held back what was left of {} pictures for {} ms", sent_,
                          kLongestWait.count());
   return XV_E_TIMEOUT;
 }
 
 Status CUDAEncoder::Drain(Ref<HwPacket>* out) {
-  const Status end = SendEnd();
-  if (out == nullptr) return end;
+  SendEnd();
+  if (out == nullptr) return Ending();
   const auto deadline = steady_clock::now() + kLongestWait;
   while (true) {
     const bool late = gaveUp_ || steady_clock::now() >= deadline;
     Packets()->CompleteLast(LastFinished(), late);
     const Status status = ReadPacket(true, out, false);
     if (status.Ok()) return status;
-    if (HasAllComeOut()) return end.Failed() ? end : status;
+    if (HasAllComeOut()) return Ending();
     if (Packets()->IsInterrupted()) return E_ABORT;
-    if (late) return GiveUp(end);
+    if (late) return GiveUp();
     Packets()->WaitForEnd(kLook);
   }
 }

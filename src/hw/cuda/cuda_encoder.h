@@ -42,7 +42,7 @@ class CUDAEncoder final : public HwEncoder {
   // Layouts: UYVY, HDYC, YUY2, YV12; the vendor is left to judge others. At the end of the stream
   // it waits for what the vendor holds, 3 seconds for each access unit; XV_E_TIMEOUT when the
   // vendor brings no more, and from then on XV_E_NOTHING_MORE. When the vendor does not take the
-  // end of the stream, its failure comes behind the last access unit.
+  // end of the stream, its failure comes behind the last access unit, once.
   //   E_UNEXPECTED   not open.
   //   E_OUTOFMEMORY  there was no memory for an access unit.
   Status EncodeFrame(const ImageView* picture, std::int64_t pts, Ref<HwPacket>* out) override;
@@ -69,11 +69,14 @@ class CUDAEncoder final : public HwEncoder {
   // Null: the end of the stream.
   CudaFrame FrameOf(const ImageView* picture) const;
   Status Send(const ImageView* picture);
-  Status SendEnd();
+  // Once a session.
+  void SendEnd();
+  // Everything has come out: how telling the end went, once.
+  Status Ending();
   // The next access unit at the end of the stream.
   Status Drain(Ref<HwPacket>* out);
-  // What did not come will not. `end`: of telling the end.
-  Status GiveUp(Status end);
+  // What did not come will not.
+  Status GiveUp();
   bool HasAllComeOut() const;
   // Negative for none yet; nothing when the library does not tell.
   std::optional<std::int32_t> LastFinished() const;
