@@ -169,6 +169,34 @@ double Quality(const ProbedPlane& plane, int top) {
   return 10 * std::log10(255.0 * 255.0 * plane.width * plane.height / error);
 }
 
+TEST_F(Nvenc, ContainerHasTheLinesOfThePictures) {
+  TemporaryFolder folder;
+  Feed feed = kSmall;
+  feed.height = 486;
+  ASSERT_EQ(Record(folder / "a.mp4", "video::codec=n264", feed, 3), S_OK);
+  const std::string bytes = folder.Read("a.mp4");
+  const std::size_t entry = bytes.rfind("avc1");  // of the sample description
+  ASSERT_NE(entry, bytes.npos);
+  const auto at = [&](std::size_t i) { return static_cast<unsigned char>(bytes.at(entry + i)); };
+  EXPECT_EQ(at(28) << 8 | at(29), 320);
+  EXPECT_EQ(at(30) << 8 | at(31), 480);
+}
+
+// RGB has the matrix that a software encoder gets: HD's and SD's are not the same.
+TEST_F(Nvenc, RgbHasTheRightMatrix) {
+  for (const int lines : {-240, -720}) {
+    Feed feed{.layout = kFccRGB24, .width = lines == -240 ? 320 : 1280, .height = lines};
+    const std::vector<std::uint8_t> red =
+        DrawPicture(feed, [](int component, int, int) { return component == 0 ? 200 : 30; });
+    const ProbedStream hard = RecordPicture("a.mp4", "video::codec=n264", feed, red);
+    const ProbedStream soft = RecordPicture("a.mp4", "video::codec=libx264", feed, red);
+    EXPECT_EQ(hard.tags, soft.tags);
+    for (const std::size_t plane : {0U, 1U, 2U}) {
+      EXPECT_NEAR(hard.first.at(plane).At(60, 60), soft.first.at(plane).At(60, 60), 2) << plane;
+    }
+  }
+}
+
 TEST_F(Nvenc, FieldsStayInTheirLines) {
   const Feed feed = Interlaced(486, eXvI_TopFirst);
   const std::string options = "video::codec=n264 video::rc_type=cqp";
