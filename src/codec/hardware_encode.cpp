@@ -10,6 +10,8 @@ namespace {
 
 // An encoder that gives nothing for as long has stopped to work.
 constexpr std::chrono::seconds kDrainPatience{10};
+// More than an encoder has places for pictures.
+constexpr int kMostFailures = 256;
 
 ImageView ViewOf(const StreamHolder& holder, const AVFrame& frame) {
   ImageView view = MakeImageView(holder.vid, frame.data[0]);
@@ -60,47 +62,65 @@ Status SendPicture(StreamHolder& holder, HwEncoder& encoder, const AVFrame& fram
   return result.Failed() ? Fail(holder, encoder) : Status(S_OK);
 }
 
-// No more pictures can be encoded; those that are ready are delivered all the same.
-Status EndWithFailure(StreamHolder& holder, HwEncoder& encoder) {
-  holder.drained = true;
-  const Status failed = Fail(holder, encoder);
-  Ref<HwPacket> unit;
-  if (!encoder.ReadPacket(&unit).Failed()) (void)DeliverReady(holder, encoder, unit);
-  return failed;
-}
+// At the end an encoder may fail and still give what it has encoded before: it is asked until it
+// says that there is nothing more, and the first failure counts.
+class EndOfStream {
+ public:
+  EndOfStream(StreamHolder& holder, HwEncoder& encoder) : holder_(holder), encoder_(encoder) {}
 
-Status Drain(StreamHolder& holder, HwEncoder& encoder) {
-  holder.endSent = true;
-  auto lastSign = std::chrono::steady_clock::now();
-  while (!holder.drained) {
-    if (GivesUp(holder)) return GiveUpHeld(holder);
-    Ref<HwPacket> unit;
-    const Status result = encoder.EncodeFrame(nullptr, 0, &unit);
-    const auto now = std::chrono::steady_clock::now();
-    if (unit) {
-      RETURN_IF_FAILED(Deliver(holder, *unit));
-      lastSign = now;
+  Status Run() {
+    holder_.endSent = true;
+    while (!holder_.drained) {
+      if (GivesUp(holder_)) return GiveUpHeld(holder_);
+      Ref<HwPacket> unit;
+      const Status result = encoder_.EncodeFrame(nullptr, 0, &unit);
+      if (unit) RETURN_IF_FAILED(Take(*unit));
+      if (result == Status(E_ABORT)) return GiveUpHeld(holder_);
+      if (result == Status(XV_E_NOTHING_MORE)) holder_.drained = true;
+      if (result.Failed() && !holder_.drained) KeepFailure();
+      if (!holder_.drained) RETURN_IF_FAILED(CheckPatience());
     }
-    if (result == Status(XV_E_NOTHING_MORE)) {
-      holder.drained = true;
-    } else if (result == Status(E_ABORT)) {
-      return GiveUpHeld(holder);
-    } else if (result.Failed()) {
-      return EndWithFailure(holder, encoder);
-    } else if (now - lastSign > kDrainPatience) {
-      (void)GiveUpHeld(holder);
-      holder.failure += ": the encoder has given nothing for 10 seconds";
-      return XV_E_TIMEOUT;
-    }
+    if (failure_.Failed()) holder_.failure = words_;
+    return failure_;
   }
-  return S_OK;
-}
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  Status Take(const HwPacket& unit) {
+    lastSign_ = Clock::now();
+    return Deliver(holder_, unit);
+  }
+
+  void KeepFailure() {
+    if (failures_ == 0) {
+      failure_ = E_FAIL;
+      words_ = encoder_.Failure();
+    }
+    holder_.drained = ++failures_ == kMostFailures;
+  }
+
+  Status CheckPatience() {
+    if (Clock::now() - lastSign_ <= kDrainPatience) return S_OK;
+    (void)GiveUpHeld(holder_);
+    holder_.failure += ": the encoder has given nothing for 10 seconds";
+    return XV_E_TIMEOUT;
+  }
+
+  StreamHolder& holder_;
+  HwEncoder& encoder_;
+  Clock::time_point lastSign_ = Clock::now();
+  Status failure_;
+  std::string words_;
+  int failures_ = 0;
+};
 
 }  // namespace
 
 Status EncodeOnHardware(StreamHolder& holder, const AVFrame* frame) {
   HwEncoder& encoder = *holder.hw.Filled();
-  return frame != nullptr ? SendPicture(holder, encoder, *frame) : Drain(holder, encoder);
+  return frame != nullptr ? SendPicture(holder, encoder, *frame)
+                          : EndOfStream(holder, encoder).Run();
 }
 
 }  // namespace xv

@@ -141,6 +141,21 @@ TEST_F(NvencSweep, FaultsCostNoMoreThanThePicturesThatTheyMeet) {
   }
 }
 
+// The card has taken all pictures and only the end of the stream fails, or one access unit.
+TEST_F(NvencSweep, FaultAtTheEndKeepsWhatTheCardHas) {
+  TemporaryFolder folder;
+  for (const char* fault : {"fail=nvEncEncodePicture:13:20", "fail=nvEncUnlockBitstream:11:20"}) {
+    vendor::Reset();
+    vendor::Configure(std::string("delay=2 ") + fault);
+    host::Writer writer;
+    EXPECT_EQ(Record(writer, folder / "a.mp4", "video::codec=n264 video::bf=0", kSmall, 12),
+              E_FAIL);
+    const ProbedStream video = Probe(folder / "a.mp4").Pictures();
+    EXPECT_EQ(video.frames, 12) << fault;
+    EXPECT_EQ(video.errors, 0) << fault;
+  }
+}
+
 using NvencHang = WithVendor;
 
 void ExpectFirst(const std::string& path, int count) {

@@ -16,6 +16,7 @@ namespace {
 using testing::AllOf;
 using testing::Contains;
 using testing::HasSubstr;
+using testing::Not;
 
 constexpr Feed kSmall{.width = 320, .height = 240};
 
@@ -66,6 +67,7 @@ TEST_P(NvencFiles, AreWholeAndInOrder) {
   EXPECT_EQ(video.topFirst, GetParam().order == AV_FIELD_TT);
   ExpectPicturesInOrder(video, kCount);
   EXPECT_EQ(video.keys.find('K'), 0U) << "readers start at the first packet";
+  EXPECT_EQ(std::ranges::count(video.keys, 'K'), std::ranges::count(video.pictureTypes, 'I'));
   EXPECT_NEAR(file.Sound().seconds, 1.6, 0.1);
   EXPECT_NEAR(video.start, file.Sound().start, 0.06) << "pictures and sound begin together";
 }
@@ -240,6 +242,15 @@ TEST_F(Nvenc, SlowEncoderDropsFramesOnRequest) {
   const ProbedStream video = Probe(folder / "a.mp4").Pictures();
   EXPECT_EQ(video.frames, 40 - dropped + writer.Stats().repeats) << "the last one closes a gap";
   EXPECT_EQ(video.errors, 0);
+}
+
+TEST_F(Nvenc, HostsThreadsKeepTheirOwnCudaContext) {
+  TemporaryFolder folder;
+  host::Writer writer;
+  ASSERT_EQ(writer.Start(folder / "a.mp4", "video::codec=n264 video.buffers=0"), S_OK);
+  ASSERT_EQ(PushFrames(writer, kSmall, 3), S_OK);
+  EXPECT_THAT(vendor::Held(), AllOf(Contains("1 session"), Not(Contains(HasSubstr("current")))));
+  EXPECT_EQ(writer.Stop(), S_OK);
 }
 
 // A session's limit: the writers that come too late are refused in words, the first goes on.
