@@ -9,9 +9,9 @@
 namespace xv {
 
 // Guards the setup and teardown of codec and format contexts, for all sessions of the process.
-// Recursive, since open and cleanup nest. Rank: behind every lock of a session. Nothing on a frame's
-// way takes it: a codec context belongs to the thread of its stage, and FFmpeg asks for no lock
-// between contexts.
+// Recursive, since open and cleanup nest. Rank: behind every lock of a session. Nothing on a
+// frame's way takes it: a codec context belongs to the thread of its stage, and FFmpeg asks for no
+// lock between contexts.
 std::recursive_mutex& FFmpegLock();
 using FFmpegGuard = std::lock_guard<std::recursive_mutex>;
 

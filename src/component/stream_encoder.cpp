@@ -34,9 +34,7 @@ class PictureEncoder final : public StreamEncoder {
     return EncodeBackend(holder_, prepared->picture());
   }
 
-  Status Drain() override {
-    return EncodeBackend(holder_, nullptr);
-  }
+  Status Drain() override { return EncodeBackend(holder_, nullptr); }
 
  private:
   VideoPreparation preparation_;
