@@ -8,6 +8,7 @@
 #include "codec/dv_family.h"
 #include "codec/stream_attributes.h"
 #include "frames/converter_attributes.h"
+#include "hw/frame_rate.h"
 #include "media/normalise.h"
 #include "media/pixel_layout.h"
 #include "media/validity.h"
@@ -108,12 +109,8 @@ Aspect AspectOfCut(const XV_VID_PROPS& input, const XMLParse::CoXMLNode& node) {
 }  // namespace
 
 AVRational TimeBaseFromRate(double rate) {
-  if (!(rate > 0)) rate = kDefaultRate;
-  const double whole = std::round(rate);
-  if (std::fabs(rate - whole) < 0.005) return {1, static_cast<int>(whole)};
-  const double ntsc = rate * 1001 / 1000;
-  if (std::fabs(ntsc - std::round(ntsc)) < 0.01) return {1001, static_cast<int>(whole) * 1000};
-  return {10000, static_cast<int>(rate * 10000)};
+  const HwRate ratio = FrameRateToRatio(rate > 0 ? rate : kDefaultRate);
+  return {static_cast<int>(ratio.denominator), static_cast<int>(ratio.numerator)};
 }
 
 VideoGeometry ResolveVideoGeometry(const XV_VID_PROPS& input, const XMLParse::CoXMLNode& node,

@@ -4,6 +4,8 @@
 #include "hw/cuda/cuda_encoder.h"
 #include "hw/nvenc/nv_encoder_hw.h"
 #include "hw/nvenc/nvenc_attributes.h"
+#include "hw/quicksync/quick_attributes.h"
+#include "hw/quicksync/quick_encoder.h"
 
 namespace xv {
 
@@ -36,9 +38,12 @@ Ref<HwEncoder> MakeHwEncoder(PseudoCodec code) {
       return MakeRef<NVEncoderHW>();
     case PseudoCodec::kCuda264:
       return MakeRef<CUDAEncoder>();
-    default:
-      return nullptr;
+    case PseudoCodec::kQuick264:
+      return MakeRef<QSEncoder>();
+    case PseudoCodec::kNone:
+      break;
   }
+  return nullptr;
 }
 
 std::span<const AttributeRow> HwAttributes(PseudoCodec code) {
@@ -48,9 +53,12 @@ std::span<const AttributeRow> HwAttributes(PseudoCodec code) {
       return NvencAttributes(code == PseudoCodec::kNvenc265);
     case PseudoCodec::kCuda264:
       return CudaAttributes();
-    default:
-      return {};
+    case PseudoCodec::kQuick264:
+      return QuickAttributes();
+    case PseudoCodec::kNone:
+      break;
   }
+  return {};
 }
 
 }  // namespace xv

@@ -12,6 +12,9 @@ class StampOrder {
   // `delay`: pictures by which decoding runs ahead of showing.
   explicit StampOrder(int delay = 0) : delay_(delay) {}
 
+  // Where the delay is known late: ahead of the first NextDecoding.
+  void SetDelay(int delay) { delay_ = delay; }
+
   // A picture goes in. Stamps rise.
   void Push(std::int64_t pts);
   // The stamp of the picture number `picture` from 0 in order of pushes; -1 where that one is not

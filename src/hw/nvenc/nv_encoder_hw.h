@@ -9,7 +9,7 @@
 #include "hw/nvenc/nvenc_ring.h"
 #include "hw/nvenc/nvenc_session.h"
 #include "hw/nvenc/nvenc_settings.h"
-#include "hw/nvenc/stop_signal.h"
+#include "hw/stop_signal.h"
 #include "hw/stamp_order.h"
 
 namespace xv {

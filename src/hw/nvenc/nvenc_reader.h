@@ -1,42 +1,18 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 #include <vector>
 
-#include "tree/node.h"
+#include "hw/attribute_reader.h"
 
 namespace xv {
 
-// Reads a track's attributes and remembers which ones, and collects what was brought down.
-class NvencReader {
+// Reads a track's attributes for NVENC.
+class NvencReader : public AttributeReader {
  public:
-  explicit NvencReader(const XMLParse::CoXMLNode& node) : node_(node) {}
-
-  template <class T>
-  auto Get(const Attribute<T>& key) {
-    read_.push_back(key.name);
-    return node_.Get(key);
-  }
-  template <class T>
-  auto Find(const Attribute<T>& key) {
-    read_.push_back(key.name);
-    return node_.Find(key);
-  }
-
-  // `key`, with the value that it has, is brought down because of `why`.
-  void Adjust(const AttributeRow& key, std::string_view value, std::string_view why);
-  // The same with the attribute's text, or the default where it is absent.
-  void Adjust(const AttributeRow& key, std::string_view why);
-
-  const std::vector<std::string>& Adjusted() const { return adjusted_; }
+  using AttributeReader::AttributeReader;
   // Names of NVENC's that stand in the node and were not read.
   std::vector<std::string> Unused() const;
-
- private:
-  const XMLParse::CoXMLNode& node_;
-  std::vector<std::string_view> read_;
-  std::vector<std::string> adjusted_;
 };
 
 }  // namespace xv

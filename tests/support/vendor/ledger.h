@@ -28,6 +28,8 @@ struct Settings {
   int maxWidth = 4096, maxHeight = 4096;
   int gather = 0, delay = 2, lateMs = 0, stuck = 0;
   int chunk = 0, begins = 1, afterClose = 0;
+  int busy = 0, keepLocked = 0, roomFor = 0;
+  bool hardware = true, software = true;
   int sessions = 100;
   int devices = 1;
   bool emptyEncode = false;

@@ -64,7 +64,10 @@ bool SetNumber(const std::string& name, const std::string& value, std::string_vi
                                                {"devices", &s->devices},
                                                {"chunk", &s->chunk},
                                                {"begins", &s->begins},
-                                               {"after_close", &s->afterClose}};
+                                               {"after_close", &s->afterClose},
+                                               {"busy", &s->busy},
+                                               {"keep_locked", &s->keepLocked},
+                                               {"room_for", &s->roomFor}};
   const auto found = numbers.find(name);
   if (found == numbers.end()) return false;
   *found->second = Number(value, word);
@@ -73,11 +76,10 @@ bool SetNumber(const std::string& name, const std::string& value, std::string_vi
 
 bool SetFlag(const std::string& name, const std::string& value, std::string_view word,
              Settings* s) {
-  const std::map<std::string, bool*> flags = {{"old_presets", &s->oldPresets},
-                                              {"hevc", &s->hevc},
-                                              {"lossless", &s->lossless},
-                                              {"fields", &s->fields},
-                                              {"record", &s->record}};
+  const std::map<std::string, bool*> flags = {
+      {"old_presets", &s->oldPresets}, {"hevc", &s->hevc},     {"lossless", &s->lossless},
+      {"fields", &s->fields},          {"record", &s->record}, {"hardware", &s->hardware},
+      {"software", &s->software}};
   const auto found = flags.find(name);
   if (found == flags.end()) return false;
   *found->second = Number(value, word) != 0;

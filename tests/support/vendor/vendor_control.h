@@ -35,6 +35,11 @@ namespace xv::vendor {
 //   begins=1         2: the CUDA encoder begins and ends each picture twice, a field at a time
 //   after_close=0    1: the CUDA encoder calls back behind its close, and counts that as a call
 //                    "late callbacks"; 2: it gives back only then what it writes into, too
+//   hardware=1 software=1   0: Intel's runtime has no such session
+//   busy=0           rounds in which each picture is answered with "busy" ahead of being taken
+//   keep_locked=0    the n-th picture that an Intel session takes stays locked until the encoder's
+//                    end
+//   room_for=0       bytes that Intel's encoder wants in a bitstream buffer, beyond what it told
 //   encode=full      "empty": pictures are not read, each output is the same small access unit
 //   record=1         0: no calls are kept
 //   fail=NAME:N:CODE the n-th call from 1 of that entry fails, with "N+" all from then on.

@@ -11,6 +11,12 @@ extern "C" {
 namespace xv::nvcuvenc {
 namespace {
 
+AVPictureType TypeOf(const AVPacket& packet) {
+  std::size_t size = 0;
+  const std::uint8_t* stats = av_packet_get_side_data(&packet, AV_PKT_DATA_QUALITY_STATS, &size);
+  return size < 5 ? AV_PICTURE_TYPE_NONE : static_cast<AVPictureType>(stats[4]);
+}
+
 std::vector<std::string> SetsOf(const AVCodecContext& context) {
   const std::string all(reinterpret_cast<const char*>(context.extradata),
                         static_cast<std::size_t>(context.extradata_size));
@@ -60,7 +66,7 @@ SoftwareH264::SoftwareH264(const H264Options& options) : options_(options) {
 void SoftwareH264::Configure() {
   context_->width = options_.outWidth;
   context_->height = options_.outHeight;
-  context_->pix_fmt = AV_PIX_FMT_YUV420P;
+  context_->pix_fmt = options_.format;
   context_->framerate = {options_.rateNumerator, options_.rateDenominator};
   context_->time_base = av_inv_q(context_->framerate);
   context_->gop_size = options_.keyDistance;
@@ -99,9 +105,13 @@ void SoftwareH264::Put(const Picture& picture) {
   const int step = options_.inWidth * 2;
   sws_scale(scaler_.get(), &rows, &step, 0, picture.height, frame->data, frame->linesize);
   frame->pts = picture.number;
+  PutFrame(frame.get());
+}
+
+void SoftwareH264::PutFrame(AVFrame* frame) {
   frame->interlaced_frame = options_.fieldMode != 0;
   frame->top_field_first = options_.fieldMode == 1;
-  Send(frame.get());
+  Send(frame);
 }
 
 bool SoftwareH264::Next(AccessUnit* unit) {
@@ -110,7 +120,9 @@ bool SoftwareH264::Next(AccessUnit* unit) {
   unit->bytes.assign(reinterpret_cast<const char*>(packet->data),
                      static_cast<std::size_t>(packet->size));
   unit->number = static_cast<int>(packet->pts);
+  unit->decoded = packet->dts;
   unit->key = (packet->flags & AV_PKT_FLAG_KEY) != 0;
+  unit->type = TypeOf(*packet);
   return true;
 }
 

@@ -24,6 +24,7 @@ struct H264Options {
   int profile = 77, level = 0xFF;
   int quantiser = -1;  // -1: none is given
   bool deblock = true, cabac = true, headersInStream = true;
+  AVPixelFormat format = AV_PIX_FMT_YUV420P;  // of frames that are given as they are
 };
 
 struct Picture {
@@ -34,9 +35,11 @@ struct Picture {
 };
 
 struct AccessUnit {
-  std::string bytes;  // Annex B
-  int number = 0;     // of the picture, in order of showing
+  std::string bytes;         // Annex B
+  int number = 0;            // of the picture, in order of showing
+  std::int64_t decoded = 0;  // number of the picture at whose time it is decoded, from below 0
   bool key = false;
+  AVPictureType type = AV_PICTURE_TYPE_NONE;
 };
 
 // FFmpeg's libx264 behind the stand-in. Throws std::runtime_error.
@@ -47,6 +50,8 @@ class SoftwareH264 {
   // Sequence set and picture set, without start codes.
   const std::vector<std::string>& Headers() const { return headers_; }
   void Put(const Picture& picture);
+  // Of the coded size and options' format. Its stamp is the picture's number.
+  void PutFrame(AVFrame* frame);
   void End() { Send(nullptr); }
   // False when none is ready.
   bool Next(AccessUnit* unit);
