@@ -56,9 +56,11 @@ std::optional<mfxStatus> Ordered(const std::string& name, Session* session) {
   if (start.lost) return MFX_ERR_DEVICE_LOST;
   if (!start.fault) return std::nullopt;
   const auto code = static_cast<mfxStatus>(*start.fault);
-  if (session != nullptr && code == MFX_ERR_DEVICE_LOST) session->lost = code;
-  const bool failure = code == MFX_ERR_DEVICE_FAILED || code == MFX_ERR_ABORTED;
-  if (session != nullptr && failure) session->failed = code;
+  const bool lost = code == MFX_ERR_DEVICE_LOST;
+  const bool failed = code == MFX_ERR_DEVICE_FAILED || code == MFX_ERR_ABORTED;
+  if (session == nullptr || (!lost && !failed)) return code;
+  (lost ? session->lost : session->failed) = code;
+  if (session->encoder) session->encoder->Fail();
   return code;
 }
 
@@ -211,7 +213,8 @@ mfxStatus Close(mfxSession handle) {
   Session* const session = Find(handle);
   const vendor::CallStart start = Ledger::Get().Begin("MFXClose");
   if (session == nullptr) {
-    Ledger::Get().Broke("MFXClose for a session that is not there");
+    // A dispatcher closes what did not open, too.
+    if (handle != nullptr) Ledger::Get().Broke("MFXClose for a session that is not there");
     return MFX_ERR_INVALID_HANDLE;
   }
   CloseEncoder(session);
