@@ -186,6 +186,7 @@ mfxStatus Encoder::Take(const mfxEncodeCtrl* ctrl, mfxFrameSurface1* surface) {
     if (source.surface == surface) Broke("a surface that is in use is given again");
   }
   const SurfaceMemory memory(*surface, allocator_, video_);
+  if (memory.Mapped()) Broke("a surface is given that is mapped");
   if (ended_ || !memory.Ok() || !AskStamp(surface->Data.TimeStamp)) {
     return MFX_ERR_UNDEFINED_BEHAVIOR;
   }
@@ -237,10 +238,15 @@ bool Encoder::Ready(const Task& task) const {
   return ended_ || age >= kAlone || put_ - task.put >= settings.delay;
 }
 
+void Encoder::Fail() {
+  const std::lock_guard held(lock_);
+  failed_ = true;
+}
+
 void Encoder::Run() {
   std::unique_lock held(lock_);
   while (!stop_) {
-    if (!waiting_.empty() && Ready(tasks_.at(waiting_.front()))) {
+    if (!failed_ && !waiting_.empty() && Ready(tasks_.at(waiting_.front()))) {
       Finish(&tasks_.at(waiting_.front()));
       waiting_.pop_front();
       changed_.notify_all();

@@ -34,6 +34,8 @@ class Encoder {
   // Null: the end of the stream.
   mfxStatus Encode(const mfxEncodeCtrl* ctrl, mfxFrameSurface1* surface, mfxBitstream* bitstream,
                    mfxSyncPoint* sync);
+  // The device is gone: no task is finished any more.
+  void Fail();
   mfxStatus Sync(mfxSyncPoint sync, mfxU32 waitMs);
 
  private:
@@ -83,6 +85,7 @@ class Encoder {
   std::int64_t put_ = 0;
   int promised_ = 0;
   bool ended_ = false;
+  bool failed_ = false;
   bool stop_ = false;
   std::thread thread_;
 };

@@ -23,6 +23,7 @@ std::uint64_t HashRows(std::uint64_t hash, const std::uint8_t* rows, int pitch, 
 SurfaceMemory::SurfaceMemory(const mfxFrameSurface1& surface, const mfxFrameAllocator* allocator,
                              bool video) {
   if (surface.Data.Y != nullptr) {
+    if (video) vendor::Ledger::Get().Broke("pointers of a surface in video memory");
     data_ = surface.Data;
   } else if (allocator == nullptr) {
     vendor::Ledger::Get().Broke("a surface of an allocator, and the session has none");
@@ -45,6 +46,7 @@ void SurfaceMemory::OpenVideo(mfxMemId id) {
   if (!va::FindSurface(*static_cast<const VASurfaceID*>(handle), &view)) {
     return vendor::Ledger::Get().Broke("a surface that the VA driver does not know");
   }
+  mapped_ = view.mapped;
   data_.Y = view.luma;
   data_.UV = view.chroma;
   data_.Pitch = static_cast<mfxU16>(view.pitch);

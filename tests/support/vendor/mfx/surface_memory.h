@@ -16,6 +16,8 @@ class SurfaceMemory {
   SurfaceMemory(const SurfaceMemory&) = delete;
   SurfaceMemory& operator=(const SurfaceMemory&) = delete;
 
+  // In video memory, by the client.
+  bool Mapped() const { return mapped_; }
   bool Ok() const { return data_.Y != nullptr; }
   const std::uint8_t* Luma() const { return data_.Y; }
   const std::uint8_t* Chroma() const { return data_.UV; }
@@ -29,6 +31,7 @@ class SurfaceMemory {
   const mfxFrameAllocator* allocator_ = nullptr;  // to be unlocked
   mfxMemId id_ = nullptr;
   mfxFrameData data_{};
+  bool mapped_ = false;
 };
 
 }  // namespace xv::mfx

@@ -187,9 +187,9 @@ bool Driver::Find(VASurfaceID id, SurfaceView* view) {
   const auto found = surfaces_.find(id);
   if (found == surfaces_.end()) return false;
   Surface& surface = found->second;
-  if (surface.mapped) Broke("the device works with a surface that is mapped");
-  *view = {surface.memory.data(), surface.memory.data() + surface.chromaAt, surface.pitch,
-           surface.width, surface.height};
+  *view = {surface.memory.data(), surface.memory.data() + surface.chromaAt,
+           surface.pitch,         surface.width,
+           surface.height,        surface.mapped};
   return true;
 }
 

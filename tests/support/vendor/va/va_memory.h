@@ -15,10 +15,10 @@ struct SurfaceView {
   std::uint8_t* chroma = nullptr;  // NV12
   int pitch = 0;
   int width = 0, height = 0;
+  bool mapped = false;  // by a client
 };
 
-// False when there is no such surface. A surface that a client has mapped breaks a rule: the device
-// must not work with it.
+// False when there is no such surface.
 bool FindSurface(VASurfaceID id, SurfaceView* view);
 
 }  // namespace xv::va
