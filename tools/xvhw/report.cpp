@@ -10,8 +10,6 @@ namespace {
 using json = nlohmann::ordered_json;
 using xv::NvencCodecOffer;
 
-constexpr const char* kNoQuickSync = "not built in";
-
 std::string Line(const char* encoder, const char* codecs, const std::string& problem,
                  const std::string& works) {
   return fmt::format("{:<10} {:<16} {}\n", encoder, codecs,
@@ -77,6 +75,29 @@ json CudaObject(const xv::CudaOffer& offer) {
   return out;
 }
 
+std::string QuickSessions(const xv::QuickOffer& offer) {
+  if (offer.hardware && offer.software) return "hardware and software";
+  return offer.hardware ? "hardware" : "software";
+}
+
+std::string QuickWords(const xv::QuickOffer& offer) {
+  std::string words =
+      fmt::format("{}, interface {}.{}, implementation {:04X}", QuickSessions(offer), offer.major,
+                  offer.minor, offer.implementation);
+  if (!offer.driver.empty()) words += ", " + offer.driver;
+  return words;
+}
+
+json QuickObject(const xv::QuickOffer& offer) {
+  json out = Encoder("quicksync", {"q264", "q264sw", "q264hw"}, offer.problem);
+  out["hardware"] = offer.hardware;
+  out["software"] = offer.software;
+  out["api"] = offer.Works() ? fmt::format("{}.{}", offer.major, offer.minor) : std::string();
+  out["implementation"] = offer.implementation;
+  out["driver"] = offer.driver;
+  return out;
+}
+
 }  // namespace
 
 std::string TextReport(const Machine& machine) {
@@ -92,14 +113,14 @@ std::string TextReport(const Machine& machine) {
     text += CodecLine("H.264", machine.nvenc.h264) + CodecLine("H.265", machine.nvenc.hevc);
   }
   text += Line("CUDA", "c264", machine.cuda.problem, Adapters(machine.cuda.adapters));
-  return text + Line("QuickSync", "q264", kNoQuickSync, {});
+  return text + Line("QuickSync", "q264", machine.quick.problem, QuickWords(machine.quick));
 }
 
 std::string JsonReport(const Machine& machine) {
   const json out = {{"works", machine.AnythingWorks()},
                     {"vendor_folder", machine.vendorFolder},
                     {"encoders", json::array({NvencObject(machine), CudaObject(machine.cuda),
-                                              Encoder("quicksync", {"q264"}, kNoQuickSync)})}};
+                                              QuickObject(machine.quick)})}};
   return out.dump(2, ' ', false, json::error_handler_t::replace) + '\n';
 }
 
