@@ -35,10 +35,10 @@ void FillNvenc(HardwareReport& report) {
   report.hevc = offer.hevc;
 }
 
-HardwareReport::QuickSync QuickReport() {
+void FillQuickSync(HardwareReport& report) {
   const QuickOffer offer = ProbeQuick();
-  return {offer.hardware, offer.software,       offer.major,
-          offer.minor,    offer.implementation, offer.problem};
+  report.quickSync = {offer.hardware, offer.software,       offer.major,
+                      offer.minor,    offer.implementation, offer.problem};
 }
 
 }  // namespace
@@ -47,7 +47,7 @@ HardwareReport ProbeHardware() {
   HardwareReport report;
   FillNvenc(report);
   report.cuda = ProbeCuda().problem;
-  report.quickSync = QuickReport();
+  FillQuickSync(report);
   return report;
 }
 

@@ -83,6 +83,7 @@ TEST_F(HardwareListTest, HidesWhatCannotRunAndSaysWhy) {
   Read("");
   EXPECT_FALSE(Offers("c264"));
   EXPECT_THAT(Reason("c264"), HasSubstr("libcuvidenc.so"));
+  EXPECT_THAT(Reason("q264sw"), HasSubstr("MFXInit"));
 }
 
 TEST_F(HardwareListTest, QuickSyncIsThereWithASession) {

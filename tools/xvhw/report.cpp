@@ -26,6 +26,14 @@ std::string NvencWords(const xv::NvencOffer& offer) {
   return words + ", sessions on " + offer.sessionApi;
 }
 
+std::string QuickWords(const xv::QuickOffer& offer) {
+  std::string words = offer.hardware ? "hardware" : "software";
+  if (offer.hardware && offer.software) words += " and software";
+  words += fmt::format(", interface {}.{}, implementation {:#06x}", offer.major, offer.minor,
+                       offer.implementation);
+  return offer.driver.empty() ? words : words + ", " + offer.driver;
+}
+
 std::string CodecLine(const char* codec, const NvencCodecOffer& offer) {
   if (!offer.listed) return fmt::format("  {}: not on this adapter\n", codec);
   std::string line = fmt::format("  {}: ", codec);
@@ -75,24 +83,11 @@ json CudaObject(const xv::CudaOffer& offer) {
   return out;
 }
 
-std::string QuickSessions(const xv::QuickOffer& offer) {
-  if (offer.hardware && offer.software) return "hardware and software";
-  return offer.hardware ? "hardware" : "software";
-}
-
-std::string QuickWords(const xv::QuickOffer& offer) {
-  std::string words =
-      fmt::format("{}, interface {}.{}, implementation {:04X}", QuickSessions(offer), offer.major,
-                  offer.minor, offer.implementation);
-  if (!offer.driver.empty()) words += ", " + offer.driver;
-  return words;
-}
-
 json QuickObject(const xv::QuickOffer& offer) {
-  json out = Encoder("quicksync", {"q264", "q264sw", "q264hw"}, offer.problem);
+  json out = Encoder("quicksync", {"q264"}, offer.problem);
   out["hardware"] = offer.hardware;
   out["software"] = offer.software;
-  out["api"] = offer.Works() ? fmt::format("{}.{}", offer.major, offer.minor) : std::string();
+  out["api"] = fmt::format("{}.{}", offer.major, offer.minor);
   out["implementation"] = offer.implementation;
   out["driver"] = offer.driver;
   return out;
