@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Recordings side by side: N sessions in one process against N processes of one session each, which
-tells what the process-wide FFmpeg lock costs, and against N processes of ffmpeg.
+"""Recordings side by side: N sessions in one process against N processes of one session each, and
+against N processes of ffmpeg.
 
 usage: sessions.py RECORD_SESSIONS FOLDER [SECONDS] [RUNS]
 Prints frames a second of all sessions together, and CPU seconds and peak MB of all of them."""

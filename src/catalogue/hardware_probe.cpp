@@ -1,6 +1,7 @@
 #include "catalogue/hardware_probe.h"
 
 #include "hw/cuda/cuda_offer.h"
+#include "hw/quicksync/quick_offer.h"
 #include "hw/vendor_folder.h"
 
 namespace xv {
@@ -34,12 +35,19 @@ void FillNvenc(HardwareReport& report) {
   report.hevc = offer.hevc;
 }
 
+void FillQuickSync(HardwareReport& report) {
+  const QuickOffer offer = ProbeQuick();
+  report.quickSync = {offer.hardware, offer.software,       offer.major,
+                      offer.minor,    offer.implementation, offer.problem};
+}
+
 }  // namespace
 
 HardwareReport ProbeHardware() {
   HardwareReport report;
   FillNvenc(report);
   report.cuda = ProbeCuda().problem;
+  FillQuickSync(report);
   return report;
 }
 

@@ -8,9 +8,10 @@
 // FFmpeg for the whole process: start-up and the lock around its contexts.
 namespace xv {
 
-// Guards work on codec contexts and the setup and teardown of format contexts, for all sessions of
-// the process. Recursive, since open and cleanup nest. Rank: behind every lock of a session.
-// Writing packets does not take it: a receiver that stalls must not stop other writers.
+// Guards the setup and teardown of codec and format contexts, for all sessions of the process.
+// Recursive, since open and cleanup nest. Rank: behind every lock of a session. Nothing on a
+// frame's way takes it: a codec context belongs to the thread of its stage, and FFmpeg asks for no
+// lock between contexts.
 std::recursive_mutex& FFmpegLock();
 using FFmpegGuard = std::lock_guard<std::recursive_mutex>;
 

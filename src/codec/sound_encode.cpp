@@ -5,7 +5,6 @@
 
 #include "audio/sample_convert.h"
 #include "codec/encode.h"
-#include "codec/ffmpeg.h"
 
 namespace xv {
 namespace {
@@ -101,7 +100,6 @@ XV_AUD_PROPS SoundBufferFormat(const XV_AUD_PROPS& input) {
 
 Status EncodeSound(StreamHolder& holder, XvAudioBuffer2& buffer, AVRational pictureRate,
                    bool endOfStream, int* consumed) {
-  const FFmpegGuard guard(FFmpegLock());
   *consumed = 0;
   RETURN_IF_FAILED(Feed(holder, buffer, endOfStream));
   const int available = Available(holder, buffer);

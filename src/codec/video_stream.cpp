@@ -80,7 +80,9 @@ ColourTags TagsOf(Matrix matrix) {
 // alone. All have one curve, for which QuickTime knows BT.709's name alone.
 void TagColours(const VideoPlan& plan, AVCodecContext& context) {
   const AVPixFmtDescriptor* desc = av_pix_fmt_desc_get(context.pix_fmt);
-  const bool ycbcr = desc != nullptr && (desc->flags & AV_PIX_FMT_FLAG_RGB) == 0;
+  // A vendor's encoder makes YCbCr of the RGB that it gets.
+  const bool vendor = plan.choice.pseudo != PseudoCodec::kNone;
+  const bool ycbcr = vendor || (desc != nullptr && (desc->flags & AV_PIX_FMT_FLAG_RGB) == 0);
   if (plan.pick.fullRange) context.color_range = AVCOL_RANGE_JPEG;
   if (!ycbcr) return;
   const bool classic = plan.matrixRule == MatrixRule::kClassic;

@@ -31,14 +31,10 @@ class PictureEncoder final : public StreamEncoder {
     const Status made = PrepareVideoFrame(preparation_, nullptr, &frame, &prepared, nullptr);
     if (made == Status(XV_S_SKIP_FRAME) || made.NothingDone()) return S_FALSE;
     if (made.Failed()) return made;
-    const FFmpegGuard guard(FFmpegLock());
     return EncodeBackend(holder_, prepared->picture());
   }
 
-  Status Drain() override {
-    const FFmpegGuard guard(FFmpegLock());
-    return EncodeBackend(holder_, nullptr);
-  }
+  Status Drain() override { return EncodeBackend(holder_, nullptr); }
 
  private:
   VideoPreparation preparation_;

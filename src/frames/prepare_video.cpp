@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
-#include <mutex>
 
 #include "contracts/frame_node.h"
 #include "frames/converter_attributes.h"
@@ -31,12 +30,6 @@ constexpr std::uint32_t kSmallestPicture = 4;  // bytes
 // High-definition DV has one fixed filter.
 constexpr int kHighDvLines = 626;
 constexpr const char* kHighDvQuality = "2";
-
-// Preparation of all encoders of the process is serialised by this one lock.
-std::recursive_mutex& PreparationLock() {
-  static std::recursive_mutex lock;
-  return lock;
-}
 
 // The black NV12 picture of a placeholder stream.
 Status MakeSyntheticPicture(VideoPreparation& preparation, AvPtr<AVFrame>* out) {
@@ -332,7 +325,6 @@ void PassVideoFrame(VideoPreparation& preparation, const XV_TIME& time) {
 
 Status PrepareVideoFrame(VideoPreparation& preparation, const XV_TIME* timeOverride,
                          IXfFrame* frame, Ref<XvFrameFFM>* out, std::int64_t* missing) {
-  const std::lock_guard lock(PreparationLock());
   if (preparation.codec.closed) return E_UNEXPECTED;
   XV_TIME time{};
   RETURN_IF_FAILED(frame->FrameTimeGet(&time));

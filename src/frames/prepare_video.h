@@ -35,6 +35,7 @@ struct CodecView {
 };
 
 // One video stream's path from host frames to encoder pictures, with what it keeps between frames.
+// Belongs to one thread at a time.
 struct VideoPreparation {
   XV_VID_PROPS target{};  // zero: as the source is
   CodecView codec;
@@ -55,7 +56,8 @@ struct VideoPreparation {
 // where it has it already. 32-bit formats with alpha take the frame's attached "mask" or "mask8",
 // whose rows go in the picture's order and which is edited and scaled with it. The frame's own time
 // counts unless `timeOverride` is given. `missing` (may be null) gets the ticks that stay empty
-// ahead of the picture. Runs under one process-wide lock.
+// ahead of the picture. One caller at a time for one `preparation`; the frame may be read by others
+// meanwhile.
 //   XV_S_SKIP_FRAME  the frame's time leaves no place for it.
 //   S_FALSE          the frame has no valid picture; nothing to encode, its ticks stay empty.
 //   E_INVALIDARG     the buffer is shorter than the properties say.

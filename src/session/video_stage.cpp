@@ -4,7 +4,6 @@
 
 #include "captions/embed.h"
 #include "codec/encode.h"
-#include "codec/ffmpeg.h"
 #include "picture/pixel_formats.h"
 
 namespace xv {
@@ -56,7 +55,6 @@ void VideoStage::Close() {
 }
 
 Status VideoStage::Send(const QueuedFrame& frame) {
-  const FFmpegGuard guard(FFmpegLock());
   if (!frame.frame) return EncodeBackend(*holder_, nullptr);
   const AvPtr<AVFrame> picture = StampedPicture(frame, options_->ignorePts ? frames_ : -1);
   if (!picture) return E_OUTOFMEMORY;

@@ -280,7 +280,7 @@ TEST_F(CudaEncoderTest, MachinesWithoutTheLibraryOrAnAdapterSayWhy) {
   Ref<HwPacket> packet;
   EXPECT_EQ(encoder_->ReadPacket(&packet), XV_E_VENDOR_LIBRARY);
   EXPECT_EQ(CudaLibrary().Load(), XV_E_FILE_NOT_FOUND);
-  std::filesystem::create_symlink(std::string(VENDOR_FOLDER) + "/control/libxvvendor.so",
+  std::filesystem::create_symlink(std::string(VENDOR_FOLDER) + "/control/libxvvendorcontrol.so",
                                   empty / "libnvcuvenc.so");
   CudaLibrary incomplete;
   EXPECT_EQ(incomplete.Load(), E_UNEXPECTED);

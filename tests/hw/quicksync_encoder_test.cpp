@@ -96,7 +96,7 @@ class QuickEncoderTest : public test::WithVendor {
     for (std::size_t i = 0; i < packets_.size(); ++i) {
       shown.push_back(packets_[i]->pts);
       EXPECT_LE(packets_[i]->dts, packets_[i]->pts);
-      if (i > 0) EXPECT_GT(packets_[i]->dts, packets_[i - 1]->dts);
+      EXPECT_TRUE(i == 0 || packets_[i]->dts > packets_[i - 1]->dts) << i;
     }
     std::ranges::sort(shown);
     for (int i = 0; i < count; ++i) EXPECT_EQ(shown[static_cast<std::size_t>(i)], 2 * i);
@@ -159,7 +159,7 @@ TEST_F(QuickEncoderTest, FallsFromHardwareToSoftwareAndBack) {
   encoder_->Close();
   vendor::Configure("hardware=0");
   EXPECT_EQ(Open(), Status(E_FAIL));
-  EXPECT_THAT(encoder_->Failure(), HasSubstr("MFX -3"));
+  EXPECT_THAT(encoder_->Failure(), HasSubstr("vaInitialize on /dev/null"));
 }
 
 TEST_F(QuickEncoderTest, HardwareWithoutADisplayIsPassedOver) {
@@ -232,7 +232,7 @@ TEST_F(QuickEncoderTest, ANewSessionLosesNoPictureAndKeepsTheOrder) {
          {"fail=MFXVideoCORE_SyncOperation:9:-13", "fail=MFXVideoCORE_SyncOperation:1:-17",
           "fail=MFXVideoENCODE_EncodeFrameAsync:1:-17",
           "fail=MFXVideoENCODE_EncodeFrameAsync:14:-13",
-          "fail=MFXVideoENCODE_EncodeFrameAsync:33:-12"}) {
+          "fail=MFXVideoENCODE_EncodeFrameAsync:31:-12"}) {
       SCOPED_TRACE(std::string(memory) + " " + fault);
       vendor::Reset();
       vendor::Configure(fault);

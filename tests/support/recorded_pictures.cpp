@@ -23,7 +23,8 @@ void ExpectPicturesInOrder(const ProbedStream& video, int count) {
 }
 
 int DetailOf(int component, int x, int y) {
-  return component == 0 ? 40 + (x * 7 + y * 13 + x * y % 11) % 160 : 128;
+  return component == 0 ? 40 + (x * 7 + y * 13 + x * y % 11) % 160
+                        : 60 + (x * 5 + y / 2 * 3 + component * 40) % 120;
 }
 
 double DetailQuality(const ProbedPlane& plane, int top) {

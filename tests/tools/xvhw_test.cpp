@@ -24,6 +24,8 @@ class XvhwTest : public ::testing::Test {
   const TemporaryFolder folder_;
   const std::string report_ = folder_ / "report";
   const ScopedVariable libraries_{"XVWRITER_VENDOR_FOLDER", VENDOR_FOLDER};
+  const ScopedVariable runtime_{"INTEL_MEDIA_RUNTIME", "MSDK"};
+  const ScopedVariable node_{"XVWRITER_RENDER_NODE", "/dev/null"};
 };
 
 TEST_F(XvhwTest, TellsWhatWorksAndWhatItDoes) {
@@ -41,15 +43,22 @@ TEST_F(XvhwTest, TellsWhatWorksAndWhatItDoes) {
   EXPECT_EQ(json["encoders"][0]["driver_api"], "12.1");
   EXPECT_EQ(json["encoders"][0]["h265"]["b_pictures"], 0);
   EXPECT_EQ(json["encoders"][1]["works"], true);
-  EXPECT_EQ(json["encoders"][2]["name"], "quicksync");
+  const auto& quick = json["encoders"][2];
+  EXPECT_EQ(quick["name"], "quicksync");
+  EXPECT_TRUE(quick["hardware"] && quick["software"]);
+  EXPECT_EQ(quick["api"], "1.35");
+  EXPECT_THAT(quick["driver"].get<std::string>(), HasSubstr("VA driver"));
+  EXPECT_THAT(Run("hardware=0").out, HasSubstr("works: software, interface 1.35"));
   EXPECT_EQ(folder_.Read("report"), "") << "broken rules";
 }
 
 TEST_F(XvhwTest, TellsWhyNothingWorks) {
-  const ProgramResult noDevice = Run("devices=0");
+  const ScopedVariable noNode("XVWRITER_RENDER_NODE", folder_ / "no_node");
+  const ProgramResult noDevice = Run("devices=0 software=0");
   EXPECT_EQ(noDevice.status, 1);
   EXPECT_THAT(noDevice.out, HasSubstr("no CUDA-capable device"));
   EXPECT_THAT(noDevice.out, HasSubstr("no adapter for the CUDA encoder"));
+  EXPECT_THAT(noDevice.out, HasSubstr("no VA display"));
   const ProgramResult noEngine = Run("fail=nvEncOpenEncodeSessionEx:1+:2");
   EXPECT_EQ(noEngine.status, 0) << "the CUDA encoder works";
   EXPECT_THAT(noEngine.out, HasSubstr("NV_ENC_ERR_UNSUPPORTED_DEVICE"));

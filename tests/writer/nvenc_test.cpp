@@ -115,7 +115,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Case{"a.mp4", "", "video::codec=n264 video::bf=0", In(kFccNV12)},
                     Case{"a.mp4", "", "video::codec=n264 video::bf=0", In(kFccI420)}));
 
-TEST_F(Nvenc, LosslessLumaComesBackAsItWas) {
+TEST_F(Nvenc, LosslessPicturesComeBackAsTheyWere) {
   for (const int lines : {240, 486}) {
     Feed feed = kSmall;
     feed.height = lines;
@@ -123,19 +123,58 @@ TEST_F(Nvenc, LosslessLumaComesBackAsItWas) {
     const ProbedStream video = RecordPicture("a.mp4", "video::codec=l264", feed, picture);
     const int top = lines == 486 ? 6 : 0;
     ASSERT_EQ(video.height, lines - top);
-    for (int y = 0; y < video.height; ++y) {
-      for (int x = 0; x < video.width; ++x) {
-        ASSERT_EQ(video.first.at(0).At(x, y), DetailOf(0, x, y + top)) << x << ' ' << y;
+    for (const int plane : {0, 1, 2}) {
+      const int step = plane == 0 ? 1 : 2;
+      for (int y = 0; y < video.height / step; ++y) {
+        for (int x = 0; x < video.width / step; ++x) {
+          const int sent = DetailOf(plane, x, y * step + top);
+          ASSERT_EQ(video.first.at(static_cast<std::size_t>(plane)).At(x, y), sent)
+              << plane << ": " << x << ' ' << y;
+        }
       }
+    }
+  }
+}
+
+TEST_F(Nvenc, ContainerHasTheLinesOfThePictures) {
+  TemporaryFolder folder;
+  Feed feed = kSmall;
+  feed.height = 486;
+  ASSERT_EQ(Record(folder / "a.mp4", "video::codec=n264", feed, 3), S_OK);
+  const std::string bytes = folder.Read("a.mp4");
+  const std::size_t entry = bytes.rfind("avc1");  // of the sample description
+  ASSERT_NE(entry, bytes.npos);
+  const auto at = [&](std::size_t i) { return static_cast<unsigned char>(bytes.at(entry + i)); };
+  EXPECT_EQ(at(28) << 8 | at(29), 320);
+  EXPECT_EQ(at(30) << 8 | at(31), 480);
+}
+
+// RGB has the matrix that a software encoder gets: HD's and SD's are not the same.
+TEST_F(Nvenc, RgbHasTheRightMatrix) {
+  for (const int lines : {-240, -720}) {
+    Feed feed{.layout = kFccRGB24, .width = lines == -240 ? 320 : 1280, .height = lines};
+    const std::vector<std::uint8_t> red =
+        DrawPicture(feed, [](int component, int, int) { return component == 0 ? 200 : 30; });
+    const ProbedStream hard = RecordPicture("a.mp4", "video::codec=n264", feed, red);
+    const ProbedStream soft = RecordPicture("a.mp4", "video::codec=libx264", feed, red);
+    EXPECT_EQ(hard.tags, soft.tags);
+    for (const std::size_t plane : {0U, 1U, 2U}) {
+      EXPECT_NEAR(hard.first.at(plane).At(60, 60), soft.first.at(plane).At(60, 60), 2) << plane;
     }
   }
 }
 
 TEST_F(Nvenc, FieldsStayInTheirLines) {
   const Feed feed = Interlaced(486, eXvI_TopFirst);
-  const ProbedStream video = RecordPicture("a.mp4", "video::codec=n264 video::rc_type=cqp", feed,
-                                           DrawPicture(feed, DetailOf));
+  const std::string options = "video::codec=n264 video::rc_type=cqp";
+  const ProbedStream video = RecordPicture("a.mp4", options, feed, DrawPicture(feed, DetailOf));
   EXPECT_GT(DetailQuality(video.first.at(0), 6), 35);
+  const auto colours = [](int component, int, int y) {
+    return component == 0 ? 100 : y % 2 == 0 ? 80 : 180;
+  };
+  const ProbedStream fields = RecordPicture("b.mp4", options, feed, DrawPicture(feed, colours));
+  for (int y = 0; y < 240; ++y)
+    EXPECT_NEAR(fields.first.at(1).At(100, y), y % 2 == 0 ? 80 : 180, 4);
 }
 
 TEST_F(Nvenc, CaptionsStandInThePictures) {

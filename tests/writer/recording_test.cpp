@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include "support/media_probe.h"
 
 namespace xv::test {
@@ -46,6 +48,36 @@ TEST(Recording, RgbHeightSignSaysWhichLineComesFirst) {
     ASSERT_EQ(writer.Put(MakeFrame(feed, 0, picture)), S_OK);
     EXPECT_EQ(writer.Stop(), S_OK);
     EXPECT_NEAR(Probe(folder / "a.avi").Pictures().firstLuma.at(0), height > 0 ? 20 : 220, 4);
+  }
+}
+
+// No lock of the process lies on a frame's way: writers of unlike codecs take the same frames on
+// threads of their own.
+TEST(Recording, EightWritersSideBySideTakeTheSameFrames) {
+  constexpr int kFrames = 12;
+  const Feed feed{.width = 320, .height = 240, .interlace = eXvI_TopFirst};
+  std::vector<host::Ptr<IXvFrame>> frames;
+  for (int i = 0; i < kFrames; ++i) frames.push_back(MakeFrame(feed, i));
+  const TemporaryFolder folder;
+  const char* const codecs[] = {"libx264", "mpeg2video",
+                                "prores",  "mjpeg video::size=160x120",
+                                "ffv1",    "rawvideo video.buffers=0",
+                                "v210",    "mpeg4 xfcodecs=true"};
+  std::vector<std::thread> threads;
+  for (std::size_t n = 0; n < std::size(codecs); ++n) {
+    threads.emplace_back([&, n] {
+      host::Writer writer;
+      const std::string target = folder / (std::to_string(n) + ".mov");
+      EXPECT_EQ(writer.Start(target, std::string("video::codec=") + codecs[n]), S_OK);
+      for (const auto& frame : frames) EXPECT_EQ(writer.Put(frame), S_OK) << codecs[n];
+      EXPECT_EQ(writer.Stop(), S_OK) << codecs[n] << writer.LastError();
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  for (std::size_t n = 0; n < std::size(codecs); ++n) {
+    const ProbedFile file = Probe(folder / (std::to_string(n) + ".mov"));
+    EXPECT_EQ(file.Pictures().frames, kFrames) << codecs[n];
+    EXPECT_EQ(file.Pictures().errors + file.Sound().errors, 0) << codecs[n];
   }
 }
 

@@ -19,7 +19,7 @@ inline std::array<AttributeTable, 3> SessionTables() {
 }
 
 // All that the writer reads itself.
-inline std::array<AttributeTable, 8> AttributeTables() {
+inline std::array<AttributeTable, 9> AttributeTables() {
   const auto session = SessionTables();
   return {session[0],
           session[1],
@@ -27,6 +27,7 @@ inline std::array<AttributeTable, 8> AttributeTables() {
           {"Video streams of n264 and l264", HwAttributes(PseudoCodec::kNvenc264)},
           {"Video streams of n265", HwAttributes(PseudoCodec::kNvenc265)},
           {"Video streams of c264", HwAttributes(PseudoCodec::kCuda264)},
+          {"Video streams of q264", HwAttributes(PseudoCodec::kQuick264)},
           {"Formats mpeg_nablet and mpeg_nablet_udp", MuxerAttributes()},
           {"List of formats and codecs, as properties of the writer", CatalogueAttributes()}};
 }

@@ -17,6 +17,7 @@ Machine AskMachine(int adapter) {
   machine.adapter = adapter;
   machine.nvenc = xv::ProbeNvenc(adapter);
   machine.cuda = xv::ProbeCuda();
+  machine.quick = xv::ProbeQuick();
   return machine;
 }
 

@@ -10,8 +10,6 @@ namespace {
 using json = nlohmann::ordered_json;
 using xv::NvencCodecOffer;
 
-constexpr const char* kNoQuickSync = "not built in";
-
 std::string Line(const char* encoder, const char* codecs, const std::string& problem,
                  const std::string& works) {
   return fmt::format("{:<10} {:<16} {}\n", encoder, codecs,
@@ -26,6 +24,14 @@ std::string NvencWords(const xv::NvencOffer& offer) {
   std::string words = offer.device;
   if (!offer.driverApi.empty()) words += ", interface of the driver " + offer.driverApi;
   return words + ", sessions on " + offer.sessionApi;
+}
+
+std::string QuickWords(const xv::QuickOffer& offer) {
+  std::string words = offer.hardware ? "hardware" : "software";
+  if (offer.hardware && offer.software) words += " and software";
+  words += fmt::format(", interface {}.{}, implementation {:#06x}", offer.major, offer.minor,
+                       offer.implementation);
+  return offer.driver.empty() ? words : words + ", " + offer.driver;
 }
 
 std::string CodecLine(const char* codec, const NvencCodecOffer& offer) {
@@ -77,6 +83,16 @@ json CudaObject(const xv::CudaOffer& offer) {
   return out;
 }
 
+json QuickObject(const xv::QuickOffer& offer) {
+  json out = Encoder("quicksync", {"q264"}, offer.problem);
+  out["hardware"] = offer.hardware;
+  out["software"] = offer.software;
+  out["api"] = fmt::format("{}.{}", offer.major, offer.minor);
+  out["implementation"] = offer.implementation;
+  out["driver"] = offer.driver;
+  return out;
+}
+
 }  // namespace
 
 std::string TextReport(const Machine& machine) {
@@ -92,14 +108,14 @@ std::string TextReport(const Machine& machine) {
     text += CodecLine("H.264", machine.nvenc.h264) + CodecLine("H.265", machine.nvenc.hevc);
   }
   text += Line("CUDA", "c264", machine.cuda.problem, Adapters(machine.cuda.adapters));
-  return text + Line("QuickSync", "q264", kNoQuickSync, {});
+  return text + Line("QuickSync", "q264", machine.quick.problem, QuickWords(machine.quick));
 }
 
 std::string JsonReport(const Machine& machine) {
   const json out = {{"works", machine.AnythingWorks()},
                     {"vendor_folder", machine.vendorFolder},
                     {"encoders", json::array({NvencObject(machine), CudaObject(machine.cuda),
-                                              Encoder("quicksync", {"q264"}, kNoQuickSync)})}};
+                                              QuickObject(machine.quick)})}};
   return out.dump(2, ' ', false, json::error_handler_t::replace) + '\n';
 }
 

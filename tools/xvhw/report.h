@@ -4,6 +4,7 @@
 
 #include "hw/cuda/cuda_offer.h"
 #include "hw/nvenc/nvenc_offer.h"
+#include "hw/quicksync/quick_offer.h"
 
 namespace xvhw {
 
@@ -13,8 +14,9 @@ struct Machine {
   int adapter = 0;           // that NVENC was asked on
   xv::NvencOffer nvenc;
   xv::CudaOffer cuda;
+  xv::QuickOffer quick;
 
-  bool AnythingWorks() const { return nvenc.Works() || cuda.Works(); }
+  bool AnythingWorks() const { return nvenc.Works() || cuda.Works() || quick.Works(); }
 };
 
 // For a person, a line for each encoder and one for each of its codecs.

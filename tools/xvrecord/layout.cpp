@@ -143,6 +143,20 @@ void LayoutPacker::Describe(const AVFrame& picture, xv::XV_VID_PROPS* vid) const
   vid->nAspectY = static_cast<std::int16_t>(aspect.den);
 }
 
+AVFrame& LayoutPacker::Padded(AVPixelFormat format, int width, int height) {
+  const bool fits =
+      padded_ && padded_->format == format && padded_->width == width && padded_->height == height;
+  if (fits) return *padded_;
+  padded_.reset(av_frame_alloc());
+  if (!padded_) throw std::bad_alloc();
+  padded_->format = format;
+  padded_->width = width;
+  padded_->height = height;
+  constexpr int kAlignment = 128;  // bytes of a row are a multiple of it
+  if (av_frame_get_buffer(padded_.get(), kAlignment) < 0) throw std::bad_alloc();
+  return *padded_;
+}
+
 void LayoutPacker::Convert(const AVFrame& picture, AVPixelFormat format, int width, int height,
                            std::uint8_t* const* planes, const int* strides, AVColorSpace matrix) {
   sws_ = sws_getCachedContext(sws_, width, height, static_cast<AVPixelFormat>(picture.format),
@@ -158,9 +172,19 @@ void LayoutPacker::Convert(const AVFrame& picture, AVPixelFormat format, int wid
   sws_setColorspaceDetails(sws_, sws_getCoefficients(from), fullRange ? 1 : 0,
                            sws_getCoefficients(matrix),
                            (target->flags & AV_PIX_FMT_FLAG_RGB) != 0 ? 1 : 0, 0, 1 << 16, 1 << 16);
-  if (sws_scale(sws_, picture.data, picture.linesize, 0, height, planes, strides) < 0) {
+  // libswscale writes whole vectors, beyond the width where that is not a multiple of them.
+  constexpr int kVectorPixels = 32;
+  AVFrame* padded = width % kVectorPixels == 0 ? nullptr : &Padded(format, width, height);
+  if (sws_scale(sws_, picture.data, picture.linesize, 0, height,
+                padded != nullptr ? padded->data : planes,
+                padded != nullptr ? padded->linesize : strides) < 0) {
     throw InputError("A picture of the input could not be converted.");
   }
+  if (padded == nullptr) return;
+  std::uint8_t* targets[4] = {planes[0], planes[1], planes[2], planes[3]};
+  int targetStrides[4] = {strides[0], strides[1], strides[2], strides[3]};
+  av_image_copy(targets, targetStrides, const_cast<const std::uint8_t**>(padded->data),
+                padded->linesize, format, width, height);
 }
 
 Block LayoutPacker::PackV210(const AVFrame& picture, int width, int height) {

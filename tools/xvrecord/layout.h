@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "contracts/av_handles.h"
 #include "xvrecord/input.h"
 
 extern "C" {
@@ -48,10 +49,13 @@ class LayoutPacker {
   Block PackV210(const AVFrame& picture, int width, int height);
   void Convert(const AVFrame& picture, AVPixelFormat format, int width, int height,
                std::uint8_t* const* planes, const int* strides, AVColorSpace matrix);
+  // A picture with room behind its rows.
+  AVFrame& Padded(AVPixelFormat format, int width, int height);
 
   std::uint32_t layout_;
   BlockPool pool_;
   SwsContext* sws_ = nullptr;
+  xv::AvPtr<AVFrame> padded_;
   std::vector<std::uint16_t> planes_;  // 10-bit planes on the way to v210
 };
 

@@ -78,13 +78,6 @@ struct QSEncoder::Rounds {
   static constexpr Rounds Again() { return {511, milliseconds(1), false}; }
 };
 
-// A picture that outlives its session.
-struct QSEncoder::SavedPicture {
-  std::vector<mfxU8> bytes;
-  ImageView view;
-  std::uint64_t clock = 0;
-};
-
 // --- opening ---
 
 // A session in software has no memory of a device, whatever the one before it had.
@@ -144,6 +137,7 @@ void QSEncoder::Close() {
   if (session_.IsOpen()) (void)MFXVideoENCODE_Close(session_.handle());
   session_.Close();
   lists_.Clear();
+  saved_.clear();
   surfaces_.Clear();
   machine_.Close();
   settings_ = {};
@@ -248,6 +242,7 @@ Status QSEncoder::Send(mfxFrameSurface1* surface, const Rounds& rounds, bool* re
 Status QSEncoder::EncodePicture(const ImageView& picture, std::int64_t pts) {
   RETURN_IF_FAILED(CheckPicture(picture));
   drained_ = finished_ = false;
+  if (!saved_.empty()) RETURN_IF_FAILED(Restart());
   std::unique_ptr<CInputFrame> frame;
   RETURN_IF_FAILED(TakeFrame(&frame));
   const std::uint64_t clock = ToClock90(ToHundredNanoseconds(pts, timeBase_));
@@ -366,8 +361,8 @@ Status QSEncoder::EndOfDrain() {
 }
 
 Status QSEncoder::DrainStep(bool* progress) {
-  bool restart = false;
-  if (!drained_) RETURN_IF_FAILED(Send(nullptr, Rounds::Stream(), &restart, &drained_));
+  bool restart = !saved_.empty();
+  if (!drained_ && !restart) RETURN_IF_FAILED(Send(nullptr, Rounds::Stream(), &restart, &drained_));
   const mfxStatus code = restart ? MFX_ERR_DEVICE_FAILED : SyncOldest(kSyncMs);
   *progress = code == MFX_ERR_NONE;
   if (NeedsRestart(code)) {
@@ -395,31 +390,44 @@ Status QSEncoder::Drain() {
 
 // --- a new session ---
 
-std::vector<QSEncoder::SavedPicture> QSEncoder::SavePictures(int* lost) {
-  std::vector<SavedPicture> saved;
+// Ahead of those that the last session was not given any more. The number of those that could not
+// be read.
+int QSEncoder::SavePictures() {
+  int lost = 0;
+  std::vector<SavedPicture> pictures;
   for (CInputFrame* frame : lists_.Undelivered()) {
     SavedPicture picture;
     picture.clock = frame->surface.Data.TimeStamp;
-    if (surfaces_.CopyOut(*frame, &picture.bytes, &picture.view) == MFX_ERR_NONE) {
-      saved.push_back(std::move(picture));
-    } else {
-      ++*lost;
-    }
+    const bool read = surfaces_.CopyOut(*frame, &picture.bytes, &picture.view) == MFX_ERR_NONE;
+    if (read) pictures.push_back(std::move(picture));
+    if (!read) ++lost;
   }
-  return saved;
+  saved_.insert(saved_.begin(), std::make_move_iterator(pictures.begin()),
+                std::make_move_iterator(pictures.end()));
+  return lost;
 }
 
-Status QSEncoder::Resubmit(const std::vector<SavedPicture>& pictures) {
+Status QSEncoder::ResubmitFirst() {
+  std::unique_ptr<CInputFrame> frame = surfaces_.Take();
+  if (frame == nullptr) {
+    session_.SetFailure("a new session has too few surfaces");
+    return E_FAIL;
+  }
+  RETURN_IF_FAILED(FillFrame(saved_.front().view, saved_.front().clock, *frame));
+  CInputFrame* added = lists_.AddFrame(std::move(frame));
+  bool restart = false;
+  bool wantsMore = false;
+  const Status sent = Send(&added->surface, Rounds::Again(), &restart, &wantsMore);
+  if (sent.Ok() && !restart) return S_OK;
+  surfaces_.PutBack(lists_.TakeBackLast());
+  return sent.Failed() ? sent : Status(E_FAIL);
+}
+
+Status QSEncoder::Resubmit() {
   framesIn_ = lists_.Released();
-  for (const SavedPicture& picture : pictures) {
-    std::unique_ptr<CInputFrame> frame = surfaces_.Take();
-    if (frame == nullptr) return E_FAIL;
-    RETURN_IF_FAILED(FillFrame(picture.view, picture.clock, *frame));
-    CInputFrame* added = lists_.AddFrame(std::move(frame));
-    bool restart = false;
-    bool wantsMore = false;
-    RETURN_IF_FAILED(Send(&added->surface, Rounds::Again(), &restart, &wantsMore));
-    if (restart) return E_FAIL;
+  while (!saved_.empty()) {
+    RETURN_IF_FAILED(ResubmitFirst());
+    saved_.pop_front();
   }
   return S_OK;
 }
@@ -430,8 +438,7 @@ Status QSEncoder::Restart() {
   MachineLock lock(machine_);
   RETURN_IF_FAILED(lock.Take(stop_));
   ++restarts_;
-  int lost = 0;
-  const std::vector<SavedPicture> pictures = SavePictures(&lost);
+  const int lost = SavePictures();
   (void)MFXVideoENCODE_Close(session_.handle());
   const Status started = session_.Restart();
   lists_.ForgetUnfinished();
@@ -439,7 +446,7 @@ Status QSEncoder::Restart() {
   surfaces_.Clear();
   RETURN_IF_FAILED(started);
   RETURN_IF_FAILED(InitEncoder());
-  RETURN_IF_FAILED(Resubmit(pictures));
+  RETURN_IF_FAILED(Resubmit());
   if (lost == 0) return S_OK;
   session_.SetFailure(std::to_string(lost) + " pictures were lost with the device");
   return E_FAIL;

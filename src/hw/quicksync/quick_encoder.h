@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <string>
 #include <vector>
@@ -49,7 +50,12 @@ class QSEncoder final : public HwEncoder {
 
  private:
   struct Rounds;
-  struct SavedPicture;
+  // A picture that outlives its session.
+  struct SavedPicture {
+    std::vector<mfxU8> bytes;
+    ImageView view;
+    std::uint64_t clock = 0;
+  };
 
   Status OpenAll(const HwOpenRequest& request, HwOpenReport* report);
   Status InitEncoder();
@@ -74,8 +80,9 @@ class QSEncoder final : public HwEncoder {
   Status Give(Ref<HwPacket>* out);
 
   Status Restart();
-  std::vector<SavedPicture> SavePictures(int* lost);
-  Status Resubmit(const std::vector<SavedPicture>& pictures);
+  int SavePictures();
+  Status Resubmit();
+  Status ResubmitFirst();
 
   QuickSession session_;
   NamedMutex machine_;  // ahead of any lock of the runtime's
@@ -83,6 +90,7 @@ class QSEncoder final : public HwEncoder {
   mfxVideoParam result_{};  // as the encoder reports them
   QuickSurfaces surfaces_;
   QuickLists lists_;
+  std::deque<SavedPicture> saved_;  // for the session, ahead of any other picture
   StampOrder stamps_;
   AVRational timeBase_{0, 1};
   std::int64_t framesIn_ = 0;  // access units that the runtime has promised

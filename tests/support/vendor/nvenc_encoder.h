@@ -12,7 +12,8 @@ extern "C" {
 }
 
 // The encoder behind the stand-in: libx264 and libx265, asked for pictures in the order and of the
-// types that a card makes.
+// types that a card makes. FFmpeg opens libx265 under a lock, so its own hevc_nvenc, which is
+// opened under it too, cannot be a client for H.265.
 namespace xv::vendor {
 
 struct FrameCloser {

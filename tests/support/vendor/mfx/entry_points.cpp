@@ -300,9 +300,8 @@ mfxStatus MFXVideoCORE_SetHandle(mfxSession session, mfxHandleType type, mfxHDL 
 }
 
 mfxStatus MFXVideoCORE_SyncOperation(mfxSession session, mfxSyncPoint sync, mfxU32 wait) {
-  const mfxStatus result =
-      RunEncoder({"MFXVideoCORE_SyncOperation", 0, {}, {}}, session,
-                 [&](Encoder& encoder) { return encoder.Sync(sync, wait); });
+  const mfxStatus result = RunEncoder({"MFXVideoCORE_SyncOperation", 0, {}, {}}, session,
+                                      [&](Encoder& encoder) { return encoder.Sync(sync, wait); });
   Session* const one = Find(session);
   if (result < MFX_ERR_NONE && one != nullptr && one->encoder) one->encoder->GiveUp(sync);
   return result;

@@ -44,7 +44,10 @@ VADisplay Driver::OpenDisplay(int file) {
   return display;
 }
 
+// Without hardware the dispatcher may find a runtime of the machine's, which takes no stand-in's
+// display.
 VAStatus Driver::Initialize(VADisplay display) {
+  if (!vendor::Ledger::Get().Current().hardware) return VA_STATUS_ERROR_UNKNOWN;
   const std::lock_guard held(lock_);
   const auto found = displays_.find(display);
   if (found == displays_.end()) return VA_STATUS_ERROR_INVALID_DISPLAY;
