@@ -27,11 +27,13 @@ int DetailOf(int component, int x, int y) {
                         : 60 + (x * 5 + y / 2 * 3 + component * 40) % 120;
 }
 
-double DetailQuality(const ProbedPlane& plane, int top) {
+double DetailQuality(const ProbedStream& video, int component, int top) {
+  const ProbedPlane& plane = video.first.at(static_cast<std::size_t>(component));
+  const int step = component == 0 ? 1 : 2;
   double error = 0;
   for (int y = 0; y < plane.height; ++y) {
     for (int x = 0; x < plane.width; ++x) {
-      error += std::pow(plane.At(x, y) - DetailOf(0, x, y + top), 2);
+      error += std::pow(plane.At(x, y) - DetailOf(component, x, y * step + top), 2);
     }
   }
   return 10 * std::log10(255.0 * 255.0 * plane.width * plane.height / error);

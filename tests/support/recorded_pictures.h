@@ -13,8 +13,8 @@ void ExpectPicturesInOrder(const ProbedStream& video, int count);
 // A sample of a picture with detail everywhere, that a wrong row, column or field would show. Two
 // rows share their chroma, so that it is the same with half as many.
 int DetailOf(int component, int x, int y);
-// Of luma against DetailOf from line `top` on, in decibels.
-double DetailQuality(const ProbedPlane& plane, int top);
+// Of a component against DetailOf from line `top` on, in decibels; those of 4:2:0 behind the first.
+double DetailQuality(const ProbedStream& video, int component, int top);
 
 // Captions of the test picture in its first five seconds, encoded by `codec`, as FFmpeg reads them.
 std::string RecordedCaptions(const std::string& recorder, const std::string& codec);

@@ -168,7 +168,7 @@ TEST_F(Nvenc, FieldsStayInTheirLines) {
   const Feed feed = Interlaced(486, eXvI_TopFirst);
   const std::string options = "video::codec=n264 video::rc_type=cqp";
   const ProbedStream video = RecordPicture("a.mp4", options, feed, DrawPicture(feed, DetailOf));
-  EXPECT_GT(DetailQuality(video.first.at(0), 6), 35);
+  EXPECT_GT(DetailQuality(video, 0, 6), 35);
   const auto colours = [](int component, int, int y) {
     return component == 0 ? 100 : y % 2 == 0 ? 80 : 180;
   };

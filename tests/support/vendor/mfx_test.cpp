@@ -118,5 +118,45 @@ TEST_F(MfxStandIn, EncodesInDecodingOrderWithItsDelay) {
   EXPECT_THAT(vendor::BrokenRules(), IsEmpty());
 }
 
+// What a client does wrong is told, each time under what it did.
+TEST_F(MfxStandIn, FindsWhatAClientDoesWrong) {
+  ASSERT_EQ(Open(MFX_IMPL_HARDWARE | MFX_IMPL_VIA_VAAPI), MFX_ERR_NONE);
+  mfxVideoParam param = Param();
+  mfxFrameAllocRequest request{};
+  EXPECT_EQ(MFXVideoENCODE_QueryIOSurf(session_, &param, &request), MFX_ERR_INVALID_VIDEO_PARAM);
+  ASSERT_EQ(MFXClose(session_), MFX_ERR_NONE);
+  ASSERT_EQ(Open(MFX_IMPL_SOFTWARE), MFX_ERR_NONE);
+  param.mfx.FrameInfo.Width = kWidth + 1;
+  param.mfx.FrameInfo.PicStruct = MFX_PICSTRUCT_FIELD_TFF;
+  EXPECT_EQ(MFXVideoENCODE_Init(session_, &param), MFX_ERR_INVALID_VIDEO_PARAM);
+  param = Param();
+  param.mfx.GopRefDist = 1;
+  ASSERT_EQ(MFXVideoENCODE_Init(session_, &param), MFX_ERR_NONE);
+  std::vector<mfxU8> bytes(100000);
+  mfxBitstream output{};
+  output.Data = bytes.data();
+  output.MaxLength = 100;
+  mfxSyncPoint sync = nullptr;
+  mfxFrameSurface1 before = Surface(0), first = Surface(1), second = Surface(112);
+  const auto give = [&](mfxFrameSurface1* surface) {
+    return MFXVideoENCODE_EncodeFrameAsync(session_, nullptr, surface, &output, &sync);
+  };
+  EXPECT_EQ(give(&before), MFX_ERR_NOT_ENOUGH_BUFFER);
+  output.MaxLength = static_cast<mfxU32>(bytes.size());
+  ASSERT_EQ(give(&before), MFX_ERR_MORE_DATA);
+  ASSERT_EQ(give(&first), MFX_ERR_NONE);
+  EXPECT_EQ(first.Data.Locked, 1);
+  EXPECT_EQ(give(&second), MFX_ERR_UNDEFINED_BEHAVIOR);
+  EXPECT_EQ(give(&first), MFX_ERR_UNDEFINED_BEHAVIOR);
+  memory_.front().front() = 0;
+  EXPECT_EQ(MFXVideoCORE_SyncOperation(session_, nullptr, 0), MFX_ERR_UNDEFINED_BEHAVIOR);
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  const std::vector<std::string> broken = vendor::BrokenRules();
+  for (const char* rule : {"no VA display", "Width is 65", "Height is 48", "pictures behind",
+                           "is in use is given again", "was changed while", "sync point"}) {
+    EXPECT_THAT(broken, Contains(HasSubstr(rule)));
+  }
+}
+
 }  // namespace
 }  // namespace xv::mfx
