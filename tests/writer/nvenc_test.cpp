@@ -2,11 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <thread>
 
-#include "support/media_probe.h"
 #include "support/peer_process.h"
+#include "support/recorded_pictures.h"
 #include "support/vendor/vendor_fixture.h"
 
 // Recordings through NVENC's encoders, from a host's frames to files that other programs read.
@@ -21,20 +20,6 @@ using testing::Not;
 constexpr Feed kSmall{.width = 320, .height = 240};
 
 using Nvenc = WithVendor;
-
-// Presentation stamps that occur twice, or decoding stamps that do not rise, are a fault.
-void ExpectPicturesInOrder(const ProbedStream& video, int count) {
-  EXPECT_EQ(video.frames, count);
-  EXPECT_EQ(video.errors, 0);
-  ASSERT_EQ(video.lumaMeans.size(), static_cast<std::size_t>(count));
-  for (std::size_t i = 0; i < video.lumaMeans.size(); ++i) {
-    EXPECT_NEAR(video.lumaMeans[i], 40.0 + 5.0 * static_cast<double>(i % 32), 2) << i;
-  }
-  std::vector<std::int64_t> stamps;
-  for (const ProbedPacket& packet : video.packets) stamps.push_back(packet.pts);
-  std::sort(stamps.begin(), stamps.end());
-  EXPECT_EQ(std::adjacent_find(stamps.begin(), stamps.end()), stamps.end());
-}
 
 struct Case {
   const char* name;     // of the file
@@ -130,18 +115,11 @@ INSTANTIATE_TEST_SUITE_P(
                     Case{"a.mp4", "", "video::codec=n264 video::bf=0", In(kFccNV12)},
                     Case{"a.mp4", "", "video::codec=n264 video::bf=0", In(kFccI420)}));
 
-// A picture with detail everywhere, that a wrong row, column or field would show. Two rows share
-// their chroma, so that it is the same with half as many.
-int Detail(int component, int x, int y) {
-  return component == 0 ? 40 + (x * 7 + y * 13 + x * y % 11) % 160
-                        : 60 + (x * 5 + y / 2 * 3 + component * 40) % 120;
-}
-
 TEST_F(Nvenc, LosslessPicturesComeBackAsTheyWere) {
   for (const int lines : {240, 486}) {
     Feed feed = kSmall;
     feed.height = lines;
-    const std::vector<std::uint8_t> picture = DrawPicture(feed, Detail);
+    const std::vector<std::uint8_t> picture = DrawPicture(feed, DetailOf);
     const ProbedStream video = RecordPicture("a.mp4", "video::codec=l264", feed, picture);
     const int top = lines == 486 ? 6 : 0;
     ASSERT_EQ(video.height, lines - top);
@@ -149,24 +127,13 @@ TEST_F(Nvenc, LosslessPicturesComeBackAsTheyWere) {
       const int step = plane == 0 ? 1 : 2;
       for (int y = 0; y < video.height / step; ++y) {
         for (int x = 0; x < video.width / step; ++x) {
-          const int sent = Detail(plane, x, y * step + top);
+          const int sent = DetailOf(plane, x, y * step + top);
           ASSERT_EQ(video.first.at(static_cast<std::size_t>(plane)).At(x, y), sent)
               << plane << ": " << x << ' ' << y;
         }
       }
     }
   }
-}
-
-// In decibels.
-double Quality(const ProbedPlane& plane, int top) {
-  double error = 0;
-  for (int y = 0; y < plane.height; ++y) {
-    for (int x = 0; x < plane.width; ++x) {
-      error += std::pow(plane.At(x, y) - Detail(0, x, y + top), 2);
-    }
-  }
-  return 10 * std::log10(255.0 * 255.0 * plane.width * plane.height / error);
 }
 
 TEST_F(Nvenc, ContainerHasTheLinesOfThePictures) {
@@ -200,8 +167,8 @@ TEST_F(Nvenc, RgbHasTheRightMatrix) {
 TEST_F(Nvenc, FieldsStayInTheirLines) {
   const Feed feed = Interlaced(486, eXvI_TopFirst);
   const std::string options = "video::codec=n264 video::rc_type=cqp";
-  const ProbedStream video = RecordPicture("a.mp4", options, feed, DrawPicture(feed, Detail));
-  EXPECT_GT(Quality(video.first.at(0), 6), 35);
+  const ProbedStream video = RecordPicture("a.mp4", options, feed, DrawPicture(feed, DetailOf));
+  EXPECT_GT(DetailQuality(video.first.at(0), 6), 35);
   const auto colours = [](int component, int, int y) {
     return component == 0 ? 100 : y % 2 == 0 ? 80 : 180;
   };
@@ -211,17 +178,7 @@ TEST_F(Nvenc, FieldsStayInTheirLines) {
 }
 
 TEST_F(Nvenc, CaptionsStandInThePictures) {
-  TemporaryFolder folder;
-  const std::string target = folder / "a.ts";
-  const ProgramResult run =
-      RunProgram({XVRECORD, "--quiet", "-a", "video::codec=n264 embed_cc=true",
-                  "test:size=320x240,rate=29.97,seconds=5,captions=on", target});
-  ASSERT_EQ(run.status, 0) << run.err;
-  const std::string text =
-      RunProgram({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "movie=" + target + "[out+subcc]",
-                  "-map", "0:s", "-f", "srt", "-"})
-          .out;
-  EXPECT_THAT(text, HasSubstr("TEST CAPTION 1"));
+  EXPECT_THAT(RecordedCaptions(XVRECORD, "n264"), HasSubstr("TEST CAPTION 1"));
 }
 
 TEST_F(Nvenc, SecondOutputGetsTheSamePictures) {

@@ -21,4 +21,11 @@ class WithVendor : public testing::Test {
   const ScopedVariable folder_{"XVWRITER_VENDOR_FOLDER", VENDOR_FOLDER};
 };
 
+// Intel's too: a runtime each for hardware and software, and a render node.
+class WithQuick : public WithVendor {
+ private:
+  const ScopedVariable runtime_{"INTEL_MEDIA_RUNTIME", "MSDK"};
+  const ScopedVariable node_{"XVWRITER_RENDER_NODE", "/dev/null"};
+};
+
 }  // namespace xv::test

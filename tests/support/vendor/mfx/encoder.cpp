@@ -271,9 +271,23 @@ void Encoder::Finish(Task* task) {
     }
   }
   UseOwn();
-  if (source->second.keep) return;
+  Release(task->unit.number);
+}
+
+void Encoder::Release(int picture) {
+  const auto source = sources_.find(picture);
+  if (source == sources_.end() || source->second.keep) return;
   ChangeLocked(source->second.surface, -1);
   sources_.erase(source);
+}
+
+void Encoder::GiveUp(mfxSyncPoint sync) {
+  const std::lock_guard held(lock_);
+  const auto found = tasks_.find(sync);
+  if (found == tasks_.end() || failed_) return;
+  if (!found->second.done) Release(found->second.unit.number);
+  std::erase(waiting_, sync);
+  tasks_.erase(found);
 }
 
 void Encoder::Write(const Task& task) const {

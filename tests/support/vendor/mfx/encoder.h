@@ -34,6 +34,8 @@ class Encoder {
   // Null: the end of the stream.
   mfxStatus Encode(const mfxEncodeCtrl* ctrl, mfxFrameSurface1* surface, mfxBitstream* bitstream,
                    mfxSyncPoint* sync);
+  // A task that has failed: its bitstream is the client's again. Others are not looked at.
+  void GiveUp(mfxSyncPoint sync);
   // The device is gone: no task is finished any more.
   void Fail();
   mfxStatus Sync(mfxSyncPoint sync, mfxU32 waitMs);
@@ -62,6 +64,7 @@ class Encoder {
   void Run();
   bool Ready(const Task& task) const;
   void Finish(Task* task);
+  void Release(int picture);
   void Write(const Task& task) const;
   mfxU64 DecodeStamp(std::int64_t decoded) const;
   void AllocateOwn();

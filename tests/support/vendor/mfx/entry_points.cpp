@@ -104,12 +104,17 @@ mfxStatus AskDisplay(const char* call, const Session& session) {
   return MFX_ERR_INVALID_VIDEO_PARAM;
 }
 
+// From 1.
+int AdapterOf(mfxIMPL implementation) {
+  const mfxIMPL base = implementation & 0xFF;
+  return base < MFX_IMPL_HARDWARE2 ? 1 : static_cast<int>(base) - 3;
+}
+
 bool Offers(mfxIMPL asked, const vendor::Settings& settings) {
   const mfxIMPL base = asked & 0xFF, via = asked & 0x0F00;
   if (!IsHardwareLibrary()) return settings.software && (base == 1 || base == 0 || base == 3);
   const bool path = via == 0 || via == MFX_IMPL_VIA_ANY || via == MFX_IMPL_VIA_VAAPI;
-  const int adapter = base < MFX_IMPL_HARDWARE2 ? 1 : static_cast<int>(base) - 3;
-  return settings.hardware && path && base != MFX_IMPL_SOFTWARE && adapter <= settings.devices;
+  return path && base != MFX_IMPL_SOFTWARE;
 }
 
 mfxStatus Open(const mfxInitParam& param, mfxSession* handle) {
@@ -282,7 +287,9 @@ mfxStatus MFXVideoCORE_SetFrameAllocator(mfxSession session, mfxFrameAllocator* 
 
 mfxStatus MFXVideoCORE_SetHandle(mfxSession session, mfxHandleType type, mfxHDL handle) {
   return Run({"MFXVideoCORE_SetHandle", 0, {}, {}}, session, [&](Session& one) {
-    if (!one.hardware || type != MFX_HANDLE_VA_DISPLAY) return MFX_ERR_UNSUPPORTED;
+    const xv::vendor::Settings settings = Ledger::Get().Current();
+    const bool device = settings.hardware && AdapterOf(one.implementation) <= settings.devices;
+    if (!one.hardware || !device || type != MFX_HANDLE_VA_DISPLAY) return MFX_ERR_UNSUPPORTED;
     if (one.display != nullptr || !xv::va::DisplayLives(handle)) {
       Ledger::Get().Broke("MFXVideoCORE_SetHandle: a second VA display, or one that is not there");
       return MFX_ERR_UNDEFINED_BEHAVIOR;
@@ -293,8 +300,11 @@ mfxStatus MFXVideoCORE_SetHandle(mfxSession session, mfxHandleType type, mfxHDL 
 }
 
 mfxStatus MFXVideoCORE_SyncOperation(mfxSession session, mfxSyncPoint sync, mfxU32 wait) {
-  return RunEncoder({"MFXVideoCORE_SyncOperation", 0, {}, {}}, session,
-                    [&](Encoder& encoder) { return encoder.Sync(sync, wait); });
+  const mfxStatus result = RunEncoder({"MFXVideoCORE_SyncOperation", 0, {}, {}}, session,
+                                      [&](Encoder& encoder) { return encoder.Sync(sync, wait); });
+  Session* const one = Find(session);
+  if (result < MFX_ERR_NONE && one != nullptr && one->encoder) one->encoder->GiveUp(sync);
+  return result;
 }
 
 mfxStatus MFXVideoENCODE_QueryIOSurf(mfxSession session, mfxVideoParam* param,

@@ -26,14 +26,21 @@ Driver& Driver::Get() {
   return driver;
 }
 
+Driver::Display::Display(int node) : file(node) {
+  drmState[0] = node;
+  driver.drm_state = drmState;
+  context.pDriverContext = &driver;
+}
+
 VADisplay Driver::OpenDisplay(int file) {
   if (fcntl(file, F_GETFD) < 0) {
     Broke("vaGetDisplayDRM of a file that is not open");
     return nullptr;
   }
   const std::lock_guard held(lock_);
-  auto* const display = new int(file);
-  displays_[display] = Display{file, false};
+  auto made = std::make_unique<Display>(file);
+  VADisplay display = &made->context;
+  displays_[display] = std::move(made);
   return display;
 }
 
@@ -44,8 +51,8 @@ VAStatus Driver::Initialize(VADisplay display) {
   const std::lock_guard held(lock_);
   const auto found = displays_.find(display);
   if (found == displays_.end()) return VA_STATUS_ERROR_INVALID_DISPLAY;
-  if (found->second.initialized) Broke("vaInitialize twice");
-  found->second.initialized = true;
+  if (found->second->initialized) Broke("vaInitialize twice");
+  found->second->initialized = true;
   Hold("VA display", 1);
   return VA_STATUS_SUCCESS;
 }
@@ -57,13 +64,12 @@ VAStatus Driver::Terminate(VADisplay display) {
     Broke("vaTerminate of a display that is not there");
     return VA_STATUS_ERROR_INVALID_DISPLAY;
   }
-  if (fcntl(found->second.file, F_GETFD) < 0)
+  if (fcntl(found->second->file, F_GETFD) < 0)
     Broke("the render node was closed ahead of vaTerminate");
   const auto live =
-      std::ranges::count_if(displays_, [](auto& one) { return one.second.initialized; });
+      std::ranges::count_if(displays_, [](auto& one) { return one.second->initialized; });
   if (live == 1 && !surfaces_.empty()) Broke("vaTerminate with surfaces");
-  if (found->second.initialized) Hold("VA display", -1);
-  delete static_cast<int*>(display);
+  if (found->second->initialized) Hold("VA display", -1);
   displays_.erase(found);
   return VA_STATUS_SUCCESS;
 }
@@ -71,7 +77,7 @@ VAStatus Driver::Terminate(VADisplay display) {
 bool Driver::Lives(const void* display) const {
   const std::lock_guard held(lock_);
   const auto found = displays_.find(display);
-  return found != displays_.end() && found->second.initialized;
+  return found != displays_.end() && found->second->initialized;
 }
 
 VAStatus Driver::CreateSurfaces(unsigned format, unsigned width, unsigned height, VASurfaceID* ids,

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <va/va_backend.h>
+
 #include <map>
+#include <memory>
 #include <mutex>
 #include <set>
 #include <string>
@@ -32,8 +35,13 @@ class Driver {
   bool Find(VASurfaceID id, SurfaceView* view);
 
  private:
+  // Runtimes look into what a display points to. It has not libva's mark: libva itself knows none.
   struct Display {
-    int file = -1;
+    explicit Display(int node);
+    int file;
+    int drmState[4] = {};
+    VADriverContext driver{};
+    VADisplayContext context{};
     bool initialized = false;
   };
   struct Surface {
@@ -51,7 +59,7 @@ class Driver {
   };
 
   mutable std::mutex lock_;  // a leaf but for the ledger's: guards all below
-  std::map<const void*, Display> displays_;
+  std::map<const void*, std::unique_ptr<Display>> displays_;
   std::map<VASurfaceID, Surface> surfaces_;
   std::map<VAImageID, Image> images_;
   unsigned next_ = 0x100;

@@ -1,0 +1,261 @@
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <map>
+#include <thread>
+
+#include "support/peer_process.h"
+#include "support/recorded_pictures.h"
+#include "support/vendor/vendor_fixture.h"
+
+// Intel's runtime fails, hangs or loses its device, and other processes hold their mutex.
+namespace xv::test {
+namespace {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+constexpr Feed kSmall{.width = 192, .height = 128, .channels = 0};
+constexpr const char* kEncode = "MFXVideoENCODE_EncodeFrameAsync";
+constexpr const char* kMutexFile = "/dev/shm/_QZ_QSEncoder_Reinit_Mutext_";
+
+using QuickFaults = WithQuick;
+
+// All calls of a name fail: the first frame is refused in words, and the writer can be used again.
+TEST_F(QuickFaults, RefuseTheFirstFrameInWords) {
+  struct Call {
+    const char* words;
+    const char* told;
+    const char* options = "";
+  };
+  TemporaryFolder folder;
+  for (const Call& one :
+       {Call{"hardware=0 software=0", "MFX -3"}, Call{"fail=MFXInit:1+:-1", "MFXInit"},
+        Call{"fail=vaInitialize:1+:1 software=0", "vaInitialize"},
+        Call{"fail=MFXVideoCORE_SetHandle:1+:-17 software=0", "SetHandle"},
+        Call{"fail=MFXVideoENCODE_QueryIOSurf:1+:-15", "QueryIOSurf"},
+        Call{"fail=MFXVideoENCODE_Init:1+:-15", "MFXVideoENCODE_Init"},
+        Call{"fail=MFXVideoENCODE_GetVideoParam:1+:-1", "GetVideoParam"},
+        Call{"fail=MFXVideoENCODE_GetVideoParam:2+:-1", ""},
+        Call{"fail=MFXVideoCORE_SetFrameAllocator:1+:-1", "SetFrameAllocator",
+             " video::gpu_memory=true"},
+        Call{"fail=vaCreateSurfaces:1+:2", "surfaces", " video::gpu_memory=true"}}) {
+    SCOPED_TRACE(one.words);
+    vendor::Configure(one.words);
+    host::Writer writer;
+    ASSERT_EQ(writer.Start(folder / "a.mp4", std::string("video::codec=q264") + one.options), S_OK);
+    const HRESULT result = writer.Put(MakeFrame(kSmall, 0));
+    EXPECT_EQ(result, E_FAIL);
+    EXPECT_THAT(writer.LastError(), HasSubstr(one.told));
+    EXPECT_EQ(writer.Stop(), result);
+    EXPECT_FALSE(std::filesystem::exists(folder / "a.mp4"));
+    EXPECT_THAT(vendor::Held(), IsEmpty());
+    vendor::Reset();
+    EXPECT_EQ(Record(writer, folder / "b.mp4", "video::codec=q264", kSmall, 5), S_OK);
+  }
+}
+
+std::string Repeated(const std::string& call, int first, int count, int code) {
+  std::string words;
+  for (int i = first; i < first + count; ++i) {
+    words += " fail=" + call + ":" + std::to_string(i) + ":" + std::to_string(code);
+  }
+  return words;
+}
+
+// What the device loses is given to a new session: no picture is lost, and none comes twice.
+TEST_F(QuickFaults, NewSessionsLoseNoPictureAndKeepTheOrder) {
+  TemporaryFolder folder;
+  struct Loss {
+    std::string words;
+    int sessions;
+  };
+  const std::string sync = "MFXVideoCORE_SyncOperation";
+  for (const Loss& one :
+       {Loss{Repeated(kEncode, 20, 1, -13), 2}, Loss{Repeated(kEncode, 20, 1, -17), 2},
+        Loss{Repeated(kEncode, 41, 1, -12), 2}, Loss{Repeated(sync, 20, 1, -13), 2},
+        Loss{Repeated(sync, 20, 1, -17), 2}, Loss{Repeated(sync, 20, 1, -1), 2},
+        Loss{Repeated(kEncode, 12, 1, -13) + Repeated(kEncode, 35, 1, -17), 3},
+        Loss{Repeated(kEncode, 20, 128, 2), 2}, Loss{Repeated(kEncode, 20, 127, 2), 1}}) {
+    for (const char* memory : {"", " video::gpu_memory=true"}) {
+      if (one.words.size() > 1000 && *memory != '\0') continue;
+      SCOPED_TRACE(one.words.substr(0, 80) + memory);
+      vendor::Reset();
+      vendor::Configure("late_ms=5" + one.words);
+      EXPECT_EQ(Record(folder / "a.mp4", std::string("video::codec=q264 video::g=12") + memory,
+                       kSmall, 60),
+                S_OK);
+      EXPECT_EQ(vendor::CallCount("MFXVideoENCODE_Init"), one.sessions);
+      ExpectPicturesInOrder(Probe(folder / "a.mp4").Pictures(), 60);
+      EXPECT_THAT(vendor::BrokenRules(), IsEmpty());
+      EXPECT_THAT(vendor::Held(), IsEmpty());
+    }
+  }
+}
+
+struct Fault {
+  const char* words;
+  HRESULT status;
+  const char* told;  // part of the failure's words
+  int least;         // pictures that must be in the file
+};
+
+void PrintTo(const Fault& fault, std::ostream* out) { *out << fault.words; }
+
+class QuickStreamFaults : public WithQuick, public testing::WithParamInterface<Fault> {};
+
+TEST_P(QuickStreamFaults, KeepWhatWasEncoded) {
+  vendor::Configure(GetParam().words);
+  TemporaryFolder folder;
+  host::Writer writer;
+  ASSERT_EQ(writer.Start(folder / "a.mp4", "video::codec=q264 video.buffers=0"), S_OK);
+  HRESULT put = S_OK;
+  for (int i = 0; i < 50 && put == S_OK; ++i) {
+    put = writer.Put(MakeFrame(kSmall, i));
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  const HRESULT stopped = writer.Stop();
+  EXPECT_EQ(put == S_OK ? stopped : put, GetParam().status) << writer.LastError();
+  EXPECT_THAT(writer.LastError(), HasSubstr(GetParam().told));
+  const ProbedStream video = Probe(folder / "a.mp4").Pictures();
+  EXPECT_GE(video.frames, GetParam().least);
+  EXPECT_EQ(video.errors, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Calls, QuickStreamFaults,
+    testing::Values(
+        // None of the surfaces comes back, or one of them.
+        Fault{"stuck=20", E_FAIL, "keeps all", 17}, Fault{"keep_locked=20", S_OK, "", 50},
+        // At the end there is nothing that a wait could bring.
+        Fault{"stuck=48", E_FAIL, "MFXVideoCORE_SyncOperation", 44},
+        Fault{"fail=MFXVideoENCODE_EncodeFrameAsync:20:-1", E_FAIL,
+              "MFXVideoENCODE_EncodeFrameAsync", 17},
+        Fault{"fail=MFXVideoENCODE_EncodeFrameAsync:20+:-13", E_FAIL, "", 10},
+        Fault{"fail=MFXVideoENCODE_EncodeFrameAsync:20:-13 fail=MFXInit:2+:-1", E_FAIL, "MFX -",
+              10},
+        Fault{"fail=MFXVideoENCODE_EncodeFrameAsync:20:-13 fail=MFXVideoENCODE_Init:2:-15", E_FAIL,
+              "MFXVideoENCODE_Init", 10},
+        Fault{"lose=MFXVideoENCODE_EncodeFrameAsync:20", E_FAIL, "", 10},
+        // Failures of the end change nothing in what is recorded.
+        Fault{"fail=MFXVideoENCODE_Close:1+:-17", S_OK, "", 50},
+        Fault{"fail=MFXClose:1+:-1", S_OK, "", 50}, Fault{"fail=vaTerminate:1+:1", S_OK, "", 50},
+        // Late is not lost.
+        Fault{"late_ms=30", S_OK, "", 50}));
+
+// Another process that holds the machine's mutex, until it is killed.
+class Holder {
+ public:
+  Holder() {
+    int ready[2];
+    if (pipe(ready) != 0) throw std::runtime_error("no pipe");
+    child_ = fork();
+    if (child_ == 0) Hold(ready[1]);
+    char byte = 0;
+    if (read(ready[0], &byte, 1) != 1) throw std::runtime_error("the mutex cannot be held");
+    close(ready[0]);
+    close(ready[1]);
+  }
+  ~Holder() { Kill(); }
+  void Kill() {
+    if (child_ > 0) {
+      kill(child_, SIGKILL);
+      waitpid(child_, nullptr, 0);
+    }
+    child_ = -1;
+  }
+
+ private:
+  [[noreturn]] static void Hold(int ready) {
+    const int file = open(kMutexFile, O_RDONLY);
+    if (flock(file, LOCK_EX) == 0) (void)!write(ready, "", 1);
+    while (true) pause();
+  }
+  pid_t child_ = -1;
+};
+
+TEST_F(QuickFaults, ProcessThatHoldsTheMutexHoldsSubmissionsUntilItIsKilled) {
+  TemporaryFolder folder;
+  host::Writer writer;
+  ASSERT_EQ(writer.Start(folder / "a.mp4", "video::codec=q264"), S_OK);
+  ASSERT_EQ(PushFrames(writer, kSmall, 5), S_OK);
+  ASSERT_TRUE(Eventually(5, [] { return vendor::CallCount(kEncode) == 5; }));
+  Holder holder;
+  std::thread host([&] { EXPECT_EQ(PushFrames(writer, kSmall, 20, 5), S_OK); });
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  EXPECT_EQ(vendor::CallCount(kEncode), 5) << "pictures are given while another process restarts";
+  holder.Kill();
+  host.join();
+  EXPECT_EQ(writer.Stop(), S_OK) << writer.LastError();
+  ExpectPicturesInOrder(Probe(folder / "a.mp4").Pictures(), 25);
+}
+
+TEST_F(QuickFaults, ProcessesThatRestartAtOnceRecordAllTheirPictures) {
+  TemporaryFolder folder;
+  const ScopedVariable words("XV_VENDOR", "late_ms=3 report=" + (folder / "report") +
+                                              Repeated(kEncode, 10, 1, -13) +
+                                              Repeated(kEncode, 30, 1, -17));
+  {
+    std::vector<std::unique_ptr<PeerProcess>> recorders;
+    for (const char* name : {"a.mp4", "b.ts"}) {
+      recorders.push_back(std::make_unique<PeerProcess>(
+          std::vector<std::string>{XVRECORD, "--quiet", "-a", "video::codec=q264",
+                                   "test:size=320x240,rate=25,seconds=2", folder / name},
+          folder / (std::string(name) + ".log")));
+    }
+    for (const auto& one : recorders) {
+      ASSERT_TRUE(one->WaitForEnd(30));
+      EXPECT_EQ(one->ExitStatus(), 0) << folder.Read("a.mp4.log") << folder.Read("b.ts.log");
+    }
+  }
+  for (const char* name : {"a.mp4", "b.ts"}) {
+    EXPECT_EQ(Probe(folder / name).Pictures().frames, 50);
+    EXPECT_EQ(Probe(folder / name).Pictures().errors, 0);
+  }
+  EXPECT_EQ(folder.Read("report"), "");
+}
+
+// Each call of a recording fails once. What was taken is in the file, but for the picture that met
+// the fault and those that waited for another one.
+TEST_F(QuickFaults, CostNoMoreThanThePicturesThatTheyMeet) {
+  TemporaryFolder folder;
+  const auto record = [&](const std::string& words) {
+    vendor::Reset();
+    vendor::Configure(words);
+    host::Writer writer;
+    ASSERT_EQ(writer.Start(folder / "a.mp4",
+                           "video::codec=q264 video::bf=1 video::gpu_memory=true video.buffers=0"),
+              S_OK);
+    int taken = 0;
+    HRESULT put = S_OK;
+    while (taken < 6 && (put = writer.Put(MakeFrame(kSmall, taken))) == S_OK) ++taken;
+    const HRESULT stopped = writer.Stop();
+    EXPECT_TRUE(put == S_OK || stopped == put);
+    EXPECT_EQ(stopped == S_OK, writer.LastError().empty());
+    EXPECT_THAT(vendor::BrokenRules(), IsEmpty());
+    EXPECT_THAT(vendor::Held(), IsEmpty());
+    const int least = taken - (stopped == S_OK ? 0 : 2);
+    if (least <= 0 || HasFailure()) return;
+    const ProbedStream video = Probe(folder / "a.mp4").Pictures();
+    EXPECT_EQ(video.errors, 0);
+    EXPECT_GE(video.frames, least);
+  };
+  record("");
+  std::map<std::string, int> numbers;
+  const std::vector<vendor::Call> calls = vendor::Calls();
+  EXPECT_GT(calls.size(), 60U);
+  for (std::size_t i = 0; i < calls.size() && !HasFailure(); ++i) {
+    const std::string& name = calls[i].name;
+    const int number = ++numbers[name];
+    if (number > 8) continue;
+    const std::string words =
+        "fail=" + name + ":" + std::to_string(number) + (name.rfind("va", 0) == 0 ? ":1" : ":-16");
+    SCOPED_TRACE(words);
+    record(words);
+  }
+}
+
+}  // namespace
+}  // namespace xv::test

@@ -1,0 +1,199 @@
+#include <algorithm>
+#include <optional>
+
+#include "support/recorded_pictures.h"
+#include "support/vendor/mfx/mfx_header.h"
+#include "support/vendor/vendor_fixture.h"
+
+// Recordings through QuickSync's encoder, from a host's frames to files that other programs read.
+namespace xv::test {
+namespace {
+
+using testing::Contains;
+using testing::HasSubstr;
+
+constexpr Feed kSmall{.width = 320, .height = 240};
+constexpr int kCount = 40;
+
+// What the session ran on that was used.
+enum class On { kHardware, kSoftware };
+
+On Used() {
+  On used = On::kSoftware;
+  for (const vendor::Call& call : vendor::Calls("MFXVideoCORE_SetHandle")) {
+    if (call.result == MFX_ERR_NONE) used = On::kHardware;
+  }
+  return used;
+}
+
+struct Case {
+  const char* name;     // of the file
+  const char* words;    // for the stand-in
+  const char* options;  // of the session
+  Feed feed = kSmall;
+  bool reorders = true;
+  int height = 240;
+  AVFieldOrder order = AV_FIELD_PROGRESSIVE;
+  On on = On::kHardware;
+  const char* runtime = "MSDK";
+};
+
+void PrintTo(const Case& one, std::ostream* out) {
+  *out << one.name << " [" << one.words << "] " << one.options << ' ' << one.runtime;
+}
+
+class QuickFiles : public WithQuick, public testing::WithParamInterface<Case> {};
+
+TEST_P(QuickFiles, AreWholeAndInOrder) {
+  const Case& one = GetParam();
+  const ScopedVariable runtime("INTEL_MEDIA_RUNTIME", one.runtime);
+  vendor::Configure(one.words);
+  const ProbedFile file = RecordAndProbe(one.name, one.options, one.feed, kCount);
+  const ProbedStream& video = file.Pictures();
+  EXPECT_EQ(Used(), one.on);
+  EXPECT_EQ(video.codec, "h264");
+  EXPECT_EQ(video.width, one.feed.width);
+  EXPECT_EQ(video.height, one.height);
+  EXPECT_EQ(video.pictureTypes.find('B') != std::string::npos, one.reorders) << video.pictureTypes;
+  EXPECT_EQ(video.interlaced, one.order != AV_FIELD_PROGRESSIVE);
+  EXPECT_EQ(video.topFirst, one.order == AV_FIELD_TT);
+  ExpectPicturesInOrder(video, kCount);
+  EXPECT_EQ(video.keys.find('K'), 0U) << "readers start at the first packet";
+  EXPECT_EQ(std::ranges::count(video.keys, 'K'), std::ranges::count(video.pictureTypes, 'I'));
+  EXPECT_NEAR(file.Sound().seconds, 1.6, 0.1);
+  EXPECT_NEAR(video.start, file.Sound().start, 0.06) << "pictures and sound begin together";
+}
+
+Feed Interlaced(int height, eXvInterlace order) {
+  Feed feed{.width = 720, .height = height};
+  feed.interlace = order;
+  return feed;
+}
+
+Feed In(std::uint32_t layout) {
+  Feed feed = kSmall;
+  feed.layout = layout;
+  return feed;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Codecs, QuickFiles,
+    testing::Values(Case{"a.mp4", "", "video::codec=q264"},
+                    Case{"a.mov", "late_ms=3", "video::codec=q264 video::bf=3 video::g=12"},
+                    Case{"a.ts", "delay=5", "video::codec=q264hw video::bf=1"},
+                    Case{"a.flv", "late_ms=5", "video::codec=q264 video::bf=0", kSmall, false},
+                    Case{"a.mkv", "busy=3", "video::codec=q264 video.buffers=0"},
+                    Case{"a.mp4", "room_for=400000", "video::codec=q264 video::rc_type=cqp"},
+                    Case{"a.mp4", "", "video::codec=q264 video::gpu_memory=true"},
+                    Case{"a.ts", "late_ms=4",
+                         "video::codec=q264 video::gpu_memory=true video::use_vpp=true "
+                         "video::async_depth=1"},
+                    Case{"a.mov", "", "video::codec=q264 video::use_vpp=true video::profile=Main"},
+                    Case{"a.mp4", "",
+                         "video::codec=q264 video::rc_type=quality video::profile=Baseline", kSmall,
+                         false}));
+
+INSTANTIATE_TEST_SUITE_P(
+    Ladder, QuickFiles,
+    testing::Values(Case{"a.mp4", "", "video::codec=q264sw", kSmall, true, 240,
+                         AV_FIELD_PROGRESSIVE, On::kSoftware},
+                    Case{"a.ts", "",
+                         "video::codec=q264sw video::gpu_memory=true video::use_vpp=true", kSmall,
+                         true, 240, AV_FIELD_PROGRESSIVE, On::kSoftware},
+                    Case{"a.mov", "hardware=0", "video::codec=q264hw", kSmall, true, 240,
+                         AV_FIELD_PROGRESSIVE, On::kSoftware},
+                    Case{"a.mp4", "fail=MFXVideoCORE_SetHandle:1+:-17", "video::codec=q264", kSmall,
+                         true, 240, AV_FIELD_PROGRESSIVE, On::kSoftware},
+                    Case{"a.mp4", "fail=vaInitialize:1+:1", "video::codec=q264", kSmall, true, 240,
+                         AV_FIELD_PROGRESSIVE, On::kSoftware},
+                    Case{"a.mp4", "software=0", "video::codec=q264sw"},
+                    // The runtime of newer processors: hardware alone.
+                    Case{"a.ts", "", "video::codec=q264sw", kSmall, true, 240, AV_FIELD_PROGRESSIVE,
+                         On::kHardware, "ONEVPL"},
+                    Case{"a.mp4", "", "video::codec=q264hw video::gpu_memory=true", kSmall, true,
+                         240, AV_FIELD_PROGRESSIVE, On::kHardware, "ONEVPL"}));
+
+INSTANTIATE_TEST_SUITE_P(
+    Pictures, QuickFiles,
+    testing::Values(Case{"a.mp4", "", "video::codec=q264", Interlaced(576, eXvI_TopFirst), true,
+                         576, AV_FIELD_TT},
+                    Case{"a.mov", "", "video::codec=q264 video::gpu_memory=true",
+                         Interlaced(486, eXvI_BottomFirst), true, 480, AV_FIELD_BB},
+                    Case{"a.ts", "", "video::codec=q264 video::interlace=progressive",
+                         Interlaced(576, eXvI_TopFirst), true, 576},
+                    Case{"a.mp4", "", "video::codec=q264", In(kFccNV12)},
+                    Case{"a.mp4", "", "video::codec=q264", In(kFccRGB32)},
+                    Case{"a.mp4", "", "video::codec=q264 video::V422=true", In(kFccYUY2)}));
+
+using Quick = WithQuick;
+
+// Sizes that are no multiples of 16 and 32, in memory of either kind.
+TEST_F(Quick, PicturesStayInTheirLinesAndColumns) {
+  Feed odd{.width = 200, .height = 120};
+  for (const Feed& feed : {odd, Interlaced(576, eXvI_TopFirst)}) {
+    for (const char* memory : {"", " video::gpu_memory=true", " video::use_vpp=true"}) {
+      SCOPED_TRACE(memory);
+      const ProbedStream video =
+          RecordPicture("a.mp4", std::string("video::codec=q264 video::rc_type=cqp") + memory, feed,
+                        DrawPicture(feed, DetailOf));
+      EXPECT_EQ(video.width, feed.width);
+      EXPECT_EQ(video.height, feed.height);
+      EXPECT_GT(DetailQuality(video.first.at(0), 0), 35);
+    }
+  }
+}
+
+TEST_F(Quick, CaptionsStandInThePictures) {
+  EXPECT_THAT(RecordedCaptions(XVRECORD, "q264"), HasSubstr("TEST CAPTION 1"));
+}
+
+TEST_F(Quick, SecondOutputGetsTheSamePictures) {
+  TemporaryFolder folder;
+  const std::string options = "video::codec=q264 second_encoder=" + (folder / "b.ts");
+  ASSERT_EQ(Record(folder / "a.mp4", options, kSmall, 60), S_OK);
+  for (const char* name : {"a.mp4", "b.ts"}) {
+    SCOPED_TRACE(name);
+    ExpectPicturesInOrder(Probe(folder / name).Pictures(), 60);
+  }
+}
+
+TEST_F(Quick, RuntimeIsToldWhatTheHostAsks) {
+  TemporaryFolder folder;
+  const Feed feed{.width = 200, .height = 120, .rate = 29.97, .aspectX = 16, .aspectY = 9};
+  ASSERT_EQ(Record(folder / "a.mp4",
+                   "video::codec=q264 video::b=3M video::maxrate=4M video::g=17 video::bf=1 "
+                   "video::quality=3 video::level=4.1 video::profile=Main video::async_depth=3",
+                   feed, 20),
+            S_OK);
+  const auto param = vendor::Calls("MFXVideoENCODE_Init").at(0).As<mfxVideoParam>();
+  EXPECT_EQ(param.AsyncDepth, 3);
+  EXPECT_EQ(param.mfx.TargetKbps, 3000);
+  EXPECT_EQ(param.mfx.MaxKbps, 4000);
+  EXPECT_EQ(param.mfx.GopPicSize, 17);
+  EXPECT_EQ(param.mfx.GopRefDist, 2);
+  EXPECT_EQ(param.mfx.TargetUsage, 5);
+  EXPECT_EQ(param.mfx.CodecLevel, 41);
+  EXPECT_EQ(param.mfx.CodecProfile, MFX_PROFILE_AVC_MAIN);
+  EXPECT_EQ(param.mfx.FrameInfo.FrameRateExtN * 1001, param.mfx.FrameInfo.FrameRateExtD * 30000);
+  // 16:9 over 200x120 is 16:15 for a pixel.
+  EXPECT_EQ(param.mfx.FrameInfo.AspectRatioW * 15, param.mfx.FrameInfo.AspectRatioH * 16);
+}
+
+TEST_F(Quick, StatisticsTellWhatWasEncodedAndWhatWasBroughtDown) {
+  TemporaryFolder folder;
+  host::Writer writer;
+  ASSERT_EQ(Record(writer, folder / "a.mp4",
+                   "video::codec=q264 video::icq_quality=20 video::tier=high video::bf=3 "
+                   "video::profile=Baseline",
+                   kSmall, 30),
+            S_OK);
+  const host::Statistics stats = writer.Stats();
+  EXPECT_EQ(stats.streams.at(0).packets, 30);
+  EXPECT_GT(stats.encodeP99.count(), 0);
+  EXPECT_THAT(stats.unusedOptions, Contains(HasSubstr("icq_quality")));
+  EXPECT_THAT(stats.unusedOptions, Contains(HasSubstr("tier")));
+  EXPECT_THAT(stats.badValues, Contains(HasSubstr("bf")));
+}
+
+}  // namespace
+}  // namespace xv::test
