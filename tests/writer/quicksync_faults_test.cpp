@@ -19,6 +19,7 @@ using testing::IsEmpty;
 
 constexpr Feed kSmall{.width = 192, .height = 128, .channels = 0};
 constexpr const char* kEncode = "MFXVideoENCODE_EncodeFrameAsync";
+constexpr const char* kSync = "MFXVideoCORE_SyncOperation";
 constexpr const char* kMutexFile = "/dev/shm/_QZ_QSEncoder_Reinit_Mutext_";
 
 using QuickFaults = WithQuick;
@@ -32,7 +33,7 @@ TEST_F(QuickFaults, RefuseTheFirstFrameInWords) {
   };
   TemporaryFolder folder;
   for (const Call& one :
-       {Call{"hardware=0 software=0", "MFX -3"}, Call{"fail=MFXInit:1+:-1", "MFXInit"},
+       {Call{"hardware=0 software=0", "vaInitialize"}, Call{"fail=MFXInit:1+:-1", "MFXInit"},
         Call{"fail=vaInitialize:1+:1 software=0", "vaInitialize"},
         Call{"fail=MFXVideoCORE_SetHandle:1+:-17 software=0", "SetHandle"},
         Call{"fail=MFXVideoENCODE_QueryIOSurf:1+:-15", "QueryIOSurf"},
@@ -72,11 +73,10 @@ TEST_F(QuickFaults, NewSessionsLoseNoPictureAndKeepTheOrder) {
     std::string words;
     int sessions;
   };
-  const std::string sync = "MFXVideoCORE_SyncOperation";
   for (const Loss& one :
        {Loss{Repeated(kEncode, 20, 1, -13), 2}, Loss{Repeated(kEncode, 20, 1, -17), 2},
-        Loss{Repeated(kEncode, 41, 1, -12), 2}, Loss{Repeated(sync, 20, 1, -13), 2},
-        Loss{Repeated(sync, 20, 1, -17), 2}, Loss{Repeated(sync, 20, 1, -1), 2},
+        Loss{Repeated(kEncode, 41, 1, -12), 2}, Loss{Repeated(kSync, 20, 1, -13), 2},
+        Loss{Repeated(kSync, 20, 1, -17), 2}, Loss{Repeated(kSync, 20, 1, -1), 2},
         Loss{Repeated(kEncode, 12, 1, -13) + Repeated(kEncode, 35, 1, -17), 3},
         Loss{Repeated(kEncode, 20, 128, 2), 2}, Loss{Repeated(kEncode, 20, 127, 2), 1}}) {
     for (const char* memory : {"", " video::gpu_memory=true"}) {
@@ -217,8 +217,8 @@ TEST_F(QuickFaults, ProcessesThatRestartAtOnceRecordAllTheirPictures) {
   EXPECT_EQ(folder.Read("report"), "");
 }
 
-// Each call of a recording fails once. What was taken is in the file, but for the picture that met
-// the fault and those that waited for another one.
+// Each call of a recording fails once, and with what it waits for the device. What was taken is in
+// the file, but for the picture that met the fault and those that waited for another one.
 TEST_F(QuickFaults, CostNoMoreThanThePicturesThatTheyMeet) {
   TemporaryFolder folder;
   const auto record = [&](const std::string& words) {
@@ -250,8 +250,10 @@ TEST_F(QuickFaults, CostNoMoreThanThePicturesThatTheyMeet) {
     const std::string& name = calls[i].name;
     const int number = ++numbers[name];
     if (number > 8) continue;
-    const std::string words =
-        "fail=" + name + ":" + std::to_string(number) + (name.rfind("va", 0) == 0 ? ":1" : ":-16");
+    const std::string words = "fail=" + name + ":" + std::to_string(number) +
+                              (name.rfind("va", 0) == 0 ? ":1"
+                               : name == kSync          ? ":-17"
+                                                        : ":-16");
     SCOPED_TRACE(words);
     record(words);
   }

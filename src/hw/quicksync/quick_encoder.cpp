@@ -357,12 +357,16 @@ Status QSEncoder::EndOfDrain() {
 
 Status QSEncoder::DrainStep(bool* progress) {
   bool restart = syncFailed_ || !saved_.empty();
-  if (!drained_ && !restart) RETURN_IF_FAILED(Send(nullptr, Rounds::Stream(), &restart, &drained_));
+  if (!drained_ && !restart) {
+    const Status sent = Send(nullptr, Rounds::Stream(), &restart, &drained_);
+    drained_ = drained_ || sent.Failed();  // what was promised before still comes
+    RETURN_IF_FAILED(sent);
+  }
   const mfxStatus code = restart ? MFX_ERR_DEVICE_FAILED : SyncOldest(kSyncMs);
   *progress = code == MFX_ERR_NONE;
   if (NeedsRestart(code)) {
     drained_ = false;
-    return Restart();
+    return EndWith(Restart());
   }
   if (code == MFX_ERR_MORE_DATA) return drained_ ? EndOfDrain() : Status(S_OK);
   return !*progress && stop_.WaitFor(kSyncStep) ? E_ABORT : S_OK;
@@ -373,7 +377,7 @@ Status QSEncoder::Drain() {
   while (!lists_.HasComplete()) {
     if (finished_) return XV_E_NOTHING_MORE;
     bool progress = false;
-    RETURN_IF_FAILED(EndWith(DrainStep(&progress)));
+    RETURN_IF_FAILED(DrainStep(&progress));
     if (progress) end = Clock::now() + kEndPatience;
     if (Clock::now() < end || lists_.HasComplete()) continue;
     session_.SetFailure("MFXVideoCORE_SyncOperation: no access unit came within 3 seconds");

@@ -35,8 +35,8 @@ namespace xv::vendor {
 //   begins=1         2: the CUDA encoder begins and ends each picture twice, a field at a time
 //   after_close=0    1: the CUDA encoder calls back behind its close, and counts that as a call
 //                    "late callbacks"; 2: it gives back only then what it writes into, too
-//   hardware=1       0: Intel's sessions on hardware open and take no display, as on a machine
-//                    without a device. The dispatcher would go on to a real runtime otherwise
+//   hardware=1       0: no VA driver starts, as on a machine without a device. Intel's sessions on
+//                    hardware open all the same: their dispatcher would go on to a real runtime
 //   software=1       0: Intel's runtime has no session in software
 //   busy=0           rounds in which each picture is answered with "busy" ahead of being taken
 //   keep_locked=0    the n-th picture that an Intel session takes stays locked until the encoder's

@@ -287,8 +287,7 @@ mfxStatus MFXVideoCORE_SetFrameAllocator(mfxSession session, mfxFrameAllocator* 
 
 mfxStatus MFXVideoCORE_SetHandle(mfxSession session, mfxHandleType type, mfxHDL handle) {
   return Run({"MFXVideoCORE_SetHandle", 0, {}, {}}, session, [&](Session& one) {
-    const xv::vendor::Settings settings = Ledger::Get().Current();
-    const bool device = settings.hardware && AdapterOf(one.implementation) <= settings.devices;
+    const bool device = AdapterOf(one.implementation) <= Ledger::Get().Current().devices;
     if (!one.hardware || !device || type != MFX_HANDLE_VA_DISPLAY) return MFX_ERR_UNSUPPORTED;
     if (one.display != nullptr || !xv::va::DisplayLives(handle)) {
       Ledger::Get().Broke("MFXVideoCORE_SetHandle: a second VA display, or one that is not there");

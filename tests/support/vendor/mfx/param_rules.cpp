@@ -42,6 +42,8 @@ void AskFrameInfo(Rules& rules, const mfxFrameInfo& info) {
   rules.Ask(info.CropW != 0 && info.CropX + info.CropW <= info.Width && info.CropH != 0 &&
                 info.CropY + info.CropH <= info.Height,
             fmt::format("the crop {}x{} is not in the picture", info.CropW, info.CropH));
+  rules.Ask(progressive || (info.CropY % 4 == 0 && info.CropH % 4 == 0),
+            fmt::format("H.264 cannot tell of {} lines in fields", info.CropH));
   rules.Ask(info.Width - info.CropW < 16 && info.Height - info.CropH < 32,
             "the picture is larger than its crop asks for");
   rules.Ask(info.FrameRateExtN != 0 && info.FrameRateExtD != 0, "no frame rate");
