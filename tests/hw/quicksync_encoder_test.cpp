@@ -106,6 +106,10 @@ class QuickEncoderTest : public test::WithVendor {
     }
     const auto decoded = test::Probe(folder_.Write("a.h264", stream)).Pictures();
     ASSERT_THAT(decoded.lumaMeans, SizeIs(count));
+    for (const int row : {0, 14, 29}) {
+      EXPECT_NEAR(decoded.first.at(1).At(44, row), 128, 6) << row;
+      EXPECT_NEAR(decoded.first.at(2).At(0, row), 128, 6) << row;
+    }
     for (int i = 0; i < count; ++i) {
       EXPECT_NEAR(decoded.lumaMeans[static_cast<std::size_t>(i)], 40 + 5 * i, 3) << i;
     }
@@ -289,6 +293,17 @@ TEST_F(QuickEncoderTest, SurfacesThatStayLockedEndTheWaitAfterASecond) {
   EXPECT_NEAR(SecondsSince(start), 3, 0.5);
   EXPECT_EQ(Drain(), Status(XV_E_NOTHING_MORE));
   EXPECT_THAT(packets_, IsEmpty());
+}
+
+TEST_F(QuickEncoderTest, ASurfaceThatStaysLockedIsNotGivenAgain) {
+  for (const char* memory : {"bf=1", "gpu_memory=1"}) {
+    vendor::Reset();
+    vendor::Configure("keep_locked=3");
+    ASSERT_EQ(Open(memory), Status(S_OK));
+    EncodeAll(30);
+    ExpectWholeStream(30);
+    encoder_->Close();
+  }
 }
 
 TEST_F(QuickEncoderTest, AnInterruptEndsEveryWait) {

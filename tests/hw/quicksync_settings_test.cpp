@@ -82,10 +82,12 @@ TEST(QuickSettings, EachMethodReadsItsOwnNumbers) {
   EXPECT_EQ(cqp.mfx().QPP, 22);
   EXPECT_EQ(cqp.mfx().QPB, 24);
   EXPECT_THAT(cqp.unused, ElementsAre("b", "maxrate"));
+  EXPECT_EQ(ReadSettings("rc_type=cqp qpp=23").mfx().QPP, 23);
   const Read quality = ReadSettings("rc_type=quality_la icq_quality=30 Convergence=7 ref_frames=2");
   EXPECT_EQ(quality.mfx().ICQQuality, 30);
   EXPECT_EQ(quality.mfx().Accuracy, 100);
   EXPECT_EQ(quality.mfx().Convergence, 7);
+  EXPECT_EQ(ReadSettings("rc_type=quality accuracy=50").mfx().Accuracy, 50);
   EXPECT_THAT(quality.unused, ElementsAre("ref_frames"));
 }
 

@@ -90,13 +90,13 @@ TEST_F(HardwareListTest, QuickSyncIsThereWithASession) {
   const ScopedVariable runtime("INTEL_MEDIA_RUNTIME", "MSDK");
   const ScopedVariable node("XVWRITER_RENDER_NODE", "/dev/null");
   Read("");
-  for (const char* there : {"q264", "q264sw", "q264hw"}) EXPECT_TRUE(Offers(there)) << there;
+  for (const char* there : {"q264sw", "q264hw"}) EXPECT_TRUE(Offers(there)) << there;
   Read("hardware=0");
   EXPECT_TRUE(Offers("q264sw"));
   EXPECT_EQ(Reason("q264hw"), "no hardware session");
   const ScopedVariable noNode("XVWRITER_RENDER_NODE", "/no/such/node");
   Read("software=0");
-  for (const char* gone : {"q264", "q264sw", "q264hw"}) {
+  for (const char* gone : {"q264sw", "q264hw"}) {
     EXPECT_FALSE(Offers(gone)) << gone;
     EXPECT_THAT(Reason(gone), HasSubstr("/no/such/node"));
   }

@@ -9,8 +9,8 @@
 #include "hw/nvenc/nvenc_ring.h"
 #include "hw/nvenc/nvenc_session.h"
 #include "hw/nvenc/nvenc_settings.h"
-#include "hw/stop_signal.h"
 #include "hw/stamp_order.h"
+#include "hw/stop_signal.h"
 
 namespace xv {
 

@@ -43,7 +43,7 @@ inline constexpr Attribute<std::int32_t> kQuality{
     Between(1, 7),
     "1 fastest to 7 best; without it 7 on hardware, 2 in software."};
 inline constexpr Attribute<std::int32_t> kGop{"g", kVideoNode, 200, Between(0, 65535),
-                                              "Pictures from key frame to key frame."};
+                                              "Distance of key frames in pictures."};
 inline constexpr Attribute<std::int32_t> kBPictures{"bf", kVideoNode, 2, Between(0, 65534),
                                                     "B pictures between two others."};
 inline constexpr Attribute<bool> kExactGop{
@@ -55,7 +55,8 @@ inline constexpr Attribute<Word> kRateControl{
     OneOf(kRateWords),
     "Rate control; without it vbr. quality and quality_la take icq_quality, cqp takes qpi, qpp and "
     "qpb, the others b."};
-inline constexpr Attribute<Rate> kBitRate{"b", kVideoNode, "5M", AtLeast(0), "Average bit rate."};
+inline constexpr Attribute<Rate> kBitRate{"b", kVideoNode, "5M", AtLeast(0),
+                                          "Bit rate that is aimed at."};
 inline constexpr Attribute<Rate> kMaxRate{
     "maxrate", kVideoNode, {}, AtLeast(0), "Highest bit rate; without it b."};
 inline constexpr Attribute<Rate> kInitialDelay{

@@ -37,8 +37,8 @@ bool HasPicture(const XV_VID_PROPS& vid) {
          height <= kWidestPicture - 16;
 }
 
-// What a new session may help against, where a call waits for the device.
-bool NeedsRestart(mfxStatus code) { return IsDeviceFailure(code) || code == MFX_ERR_UNKNOWN; }
+// A wait for an access unit that failed: a new session encodes its picture again.
+bool NeedsRestart(mfxStatus code) { return code < MFX_ERR_NONE && code != MFX_ERR_MORE_DATA; }
 
 bool IsAccepted(mfxStatus code) {
   return code >= MFX_ERR_NONE && code != MFX_WRN_DEVICE_BUSY && code != MFX_WRN_IN_EXECUTION;
@@ -146,7 +146,7 @@ void QSEncoder::Close() {
   framesIn_ = 0;
   lastStamp_ = -1;
   restarts_ = restartsInVain_ = 0;
-  drained_ = finished_ = false;
+  syncFailed_ = drained_ = finished_ = false;
 }
 
 // --- pictures in ---
@@ -242,7 +242,7 @@ Status QSEncoder::Send(mfxFrameSurface1* surface, const Rounds& rounds, bool* re
 Status QSEncoder::EncodePicture(const ImageView& picture, std::int64_t pts) {
   RETURN_IF_FAILED(CheckPicture(picture));
   drained_ = finished_ = false;
-  if (!saved_.empty()) RETURN_IF_FAILED(Restart());
+  if (syncFailed_ || !saved_.empty()) RETURN_IF_FAILED(Restart());
   std::unique_ptr<CInputFrame> frame;
   RETURN_IF_FAILED(TakeFrame(&frame));
   const std::uint64_t clock = ToClock90(ToHundredNanoseconds(pts, timeBase_));
@@ -296,20 +296,16 @@ void QSEncoder::Collect(const COutputPkt& packet) {
   lists_.AddComplete(std::move(unit), stream.TimeStamp);
 }
 
-// MFX_ERR_NONE when an access unit has come, MFX_ERR_MORE_DATA when none is under way. One that
-// fails while the device works is lost.
+// MFX_ERR_NONE when an access unit has come, MFX_ERR_MORE_DATA when none is under way. What has
+// failed once is not asked again.
 mfxStatus QSEncoder::SyncOldest(mfxU32 waitMs) {
+  if (syncFailed_) return MFX_ERR_DEVICE_FAILED;
   const COutputPkt* packet = lists_.OldestPending();
   if (packet == nullptr) return MFX_ERR_MORE_DATA;
   const mfxStatus code = MFXVideoCORE_SyncOperation(session_.handle(), packet->sync, waitMs);
-  if (code > MFX_ERR_NONE) return code;
-  (void)session_.Check("MFXVideoCORE_SyncOperation", code);
-  if (NeedsRestart(code)) return code;
-  if (code == MFX_ERR_NONE) {
-    Collect(*packet);
-  } else {
-    lists_.AddComplete(nullptr, kUnknownClock);
-  }
+  syncFailed_ = session_.Check("MFXVideoCORE_SyncOperation", code).Failed();
+  if (code != MFX_ERR_NONE) return code;
+  Collect(*packet);
   lists_.PutFree(lists_.TakeOldestPending());
   return code;
 }
@@ -322,8 +318,7 @@ Status QSEncoder::ReadAhead() {
     if (round > 0 && stop_.WaitFor(kSyncStep)) return E_ABORT;
     code = SyncOldest(lists_.PendingCount() >= kPendingToWait ? kSyncMs : 0);
   }
-  if (NeedsRestart(code)) return Restart();
-  return code < MFX_ERR_NONE && code != MFX_ERR_MORE_DATA ? E_FAIL : S_OK;
+  return NeedsRestart(code) ? Restart() : Status(S_OK);
 }
 
 Status QSEncoder::Give(Ref<HwPacket>* out) {
@@ -361,7 +356,7 @@ Status QSEncoder::EndOfDrain() {
 }
 
 Status QSEncoder::DrainStep(bool* progress) {
-  bool restart = !saved_.empty();
+  bool restart = syncFailed_ || !saved_.empty();
   if (!drained_ && !restart) {
     const Status sent = Send(nullptr, Rounds::Stream(), &restart, &drained_);
     drained_ = drained_ || sent.Failed();  // what was promised before still comes
@@ -374,7 +369,6 @@ Status QSEncoder::DrainStep(bool* progress) {
     return EndWith(Restart());
   }
   if (code == MFX_ERR_MORE_DATA) return drained_ ? EndOfDrain() : Status(S_OK);
-  if (code < MFX_ERR_NONE) return E_FAIL;
   return !*progress && stop_.WaitFor(kSyncStep) ? E_ABORT : S_OK;
 }
 
@@ -442,6 +436,7 @@ Status QSEncoder::Restart() {
   MachineLock lock(machine_);
   RETURN_IF_FAILED(lock.Take(stop_));
   ++restarts_;
+  syncFailed_ = false;
   const int lost = SavePictures();
   (void)MFXVideoENCODE_Close(session_.handle());
   const Status started = session_.Restart();

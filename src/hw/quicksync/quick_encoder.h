@@ -19,10 +19,11 @@ namespace xv {
 
 // H.264 by Intel's runtimes. Pictures are NV12.
 //
-// When the device is lost, fails or stays busy, the session is made anew and given all pictures
-// whose access units are not out yet, in their order, under a mutex of the whole machine: no other
-// process submits meanwhile. Each call that submits takes that mutex too. A picture is lost only
-// where the memory of a lost device cannot be read any more: that call fails and says so.
+// When the device is lost or stays busy, or an access unit fails, the session is made anew and
+// given all pictures whose access units are not out yet, in their order, under a mutex of the whole
+// machine: no other process submits meanwhile. Each call that submits takes that mutex too. A
+// picture is lost only where the memory of a lost device cannot be read any more: that call fails
+// and says so.
 //
 // Stamps go through 100 ns to the runtime's 90 kHz and back. Decoding stamps are the pictures'
 // stamps in their order, as many pictures ahead as the runtime tells with the first access unit
@@ -96,10 +97,11 @@ class QSEncoder final : public HwEncoder {
   std::int64_t framesIn_ = 0;  // access units that the runtime has promised
   std::int64_t lastStamp_ = -1;
   int restarts_ = 0;
-  int restartsInVain_ = 0;  // since the last access unit
-  bool drained_ = false;    // the runtime has no more to promise
-  bool finished_ = false;   // all have been taken, or the end failed
-  StopSignal stop_;         // any thread
+  int restartsInVain_ = 0;   // since the last access unit
+  bool syncFailed_ = false;  // a new session is due
+  bool drained_ = false;     // the runtime has no more to promise
+  bool finished_ = false;    // all have been taken, or the end failed
+  StopSignal stop_;          // any thread
 };
 
 }  // namespace xv

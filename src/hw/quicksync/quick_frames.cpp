@@ -117,7 +117,7 @@ void QuickLists::ReleaseGroup() {
 void QuickLists::ReleaseAll() {
   for (Kept& kept : kept_) {
     released_ = std::max(released_, kept.picture + 1);
-    if (kept.unit) complete_.push_back(std::move(kept.unit));
+    complete_.push_back(std::move(kept.unit));
   }
   kept_.clear();
   for (Placed& placed : frames_) {

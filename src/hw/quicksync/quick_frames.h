@@ -75,7 +75,7 @@ class QuickLists {
   std::size_t PendingCount() const { return pending_.size(); }
 
   // An access unit of the picture with the runtime's stamp `clock`; of the oldest one where no
-  // picture has it. Null for one that is lost.
+  // picture has it.
   void AddComplete(Ref<HwPacket> unit, std::uint64_t clock);
   // Null where none is to be given yet.
   Ref<HwPacket> TakeComplete();

@@ -1,11 +1,6 @@
 #include "hw/quicksync/va_device.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <utility>
 
 #include "hw/vendor_folder.h"
@@ -54,9 +49,8 @@ Status VaDevice::Load() {
 }
 
 Status VaDevice::OpenNode(const std::string& path) {
-  descriptor_ = open(path.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK);
-  if (descriptor_ < 0) return Fail(path + ": " + std::strerror(errno));
-  VADisplay display = calls_.getDisplay(descriptor_);
+  if (node_.Open(path).Failed()) return Fail(node_.Words());
+  VADisplay display = calls_.getDisplay(node_.descriptor());
   int major = 0, minor = 0;
   const VAStatus code = display == nullptr ? VA_STATUS_ERROR_INVALID_DISPLAY
                                            : calls_.initialize(display, &major, &minor);
@@ -67,7 +61,7 @@ Status VaDevice::OpenNode(const std::string& path) {
   }
   // A display whose driver did not start is given up in the same way.
   if (display != nullptr) (void)calls_.terminate(display);
-  close(std::exchange(descriptor_, -1));
+  node_.Close();
   return Fail("vaInitialize on " + path + ": " + calls_.errorText(code));
 }
 
@@ -87,7 +81,7 @@ Status VaDevice::Open(int adapter) {
 
 void VaDevice::Close() {
   if (display_ != nullptr) (void)calls_.terminate(std::exchange(display_, nullptr));
-  if (descriptor_ >= 0) close(std::exchange(descriptor_, -1));
+  node_.Close();
   calls_ = {};
   drm_.Close();
   va_.Close();

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "base/status.h"
+#include "platform/device_file.h"
 #include "platform/dynamic_library.h"
 
 namespace xv {
@@ -57,7 +58,7 @@ class VaDevice {
   DynamicLibrary va_;
   DynamicLibrary drm_;
   VaFunctions calls_;
-  int descriptor_ = -1;
+  DeviceFile node_;  // outlives the display
   VADisplay display_ = nullptr;
   std::string words_;
 };
