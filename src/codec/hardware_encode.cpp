@@ -20,7 +20,10 @@ ImageView ViewOf(const StreamHolder& holder, const AVFrame& frame) {
     view.step[plane] = frame.linesize[plane];
   }
   view.matrix = holder.rgbMatrix;
-  return view;
+  if (holder.pseudo != PseudoCodec::kQuick264) return view;
+  // QuickSync codes all that it is given. A line of chroma stands for four of both fields.
+  const int lines = holder.codec->height;
+  return RegionView(view, 0, (view.height - lines) & ~3, view.width, lines);
 }
 
 Status Deliver(StreamHolder& holder, const HwPacket& unit) {

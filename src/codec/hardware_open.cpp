@@ -32,6 +32,7 @@ void SettleSpellings(XMLParse::CoXMLNode& node) {
 Status TryOpen(StreamHolder& holder, HwEncoder& encoder) {
   HwOpenRequest request;
   request.vid = holder.vid;
+  if (holder.pseudo == PseudoCodec::kQuick264) request.vid.nHeight = holder.codec->height;
   request.node = holder.node.get();
   request.hevc = holder.pseudo == PseudoCodec::kNvenc265;
   request.timeBase = holder.codec->time_base;

@@ -119,6 +119,8 @@ INSTANTIATE_TEST_SUITE_P(
                          576, AV_FIELD_TT},
                     Case{"a.mov", "", "video::codec=q264 video::gpu_memory=true",
                          Interlaced(480, eXvI_BottomFirst), true, 480, AV_FIELD_BB},
+                    Case{"a.mp4", "", "video::codec=q264", Interlaced(486, eXvI_BottomFirst), true,
+                         480, AV_FIELD_BB},
                     Case{"a.ts", "", "video::codec=q264 video::interlace=progressive",
                          Interlaced(576, eXvI_TopFirst), true, 576},
                     Case{"a.mp4", "", "video::codec=q264", In(kFccNV12)},

@@ -11,7 +11,10 @@ namespace {
 ImageView EncodedLines(const ImageView& source) {
   const int lines = EncodedHeight(source.height);
   if (lines == source.height) return source;
-  return RegionView(source, 0, source.height - lines, source.width, lines);
+  const int above = source.height - lines;
+  // With fields a line of 4:2:0 chroma stands for four of the picture.
+  const bool halved = source.data[1] != nullptr && source.Interlaced();
+  return RegionView(source, 0, halved ? above & ~3 : above, source.width, lines);
 }
 
 void CopyNv12(const ImageView& source, const AVFrame& target) {
