@@ -12,8 +12,10 @@ namespace xv {
 namespace {
 
 constexpr int kPlaneAlignment = 64;
-// Encoders and SIMD kernels may read a little past the last row.
+// Encoders and SIMD kernels may read a little past the last row; FFmpeg's ProRes encoder reads
+// fields in whole rows of macroblocks.
 constexpr int kPoolPadding = 256;
+constexpr int kWholeRows = 32;
 
 // A block of the pool that goes back with the last reference.
 AVBufferRef* PooledBuffer(const std::shared_ptr<MemoryPool>& pool) {
@@ -45,7 +47,7 @@ AvPtr<AVFrame> PicturePool::Get(int format, int width, int height) {
     const int bytes = format == kPixFmtV210
                           ? NaturalRowBytes(kFccV210, width) * height
                           : av_image_get_buffer_size(pixelFormat, FFALIGN(width, 16),
-                                                     FFALIGN(height, 16), kPlaneAlignment);
+                                                     FFALIGN(height, kWholeRows), kPlaneAlignment);
     if (bytes <= 0) return nullptr;
     pool_ = std::make_shared<MemoryPool>(static_cast<std::size_t>(bytes) + kPoolPadding);
     format_ = format;
