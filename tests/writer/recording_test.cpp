@@ -62,7 +62,7 @@ TEST(Recording, EightWritersSideBySideTakeTheSameFrames) {
   const char* const codecs[] = {"libx264", "mpeg2video",
                                 "prores",  "mjpeg video::size=160x120",
                                 "ffv1",    "rawvideo video.buffers=0",
-                                "v210",    "mpeg4 xfcodecs=true"};
+                                "v210",    "mpeg4"};
   std::vector<std::thread> threads;
   for (std::size_t n = 0; n < std::size(codecs); ++n) {
     threads.emplace_back([&, n] {
