@@ -8,6 +8,8 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
+#include <memory>
 #include <random>
 
 #include "platform/file.h"
@@ -61,11 +63,9 @@ Status Rename(const std::string& from, const std::string& to) {
 
 // The file behind a link, or the path itself.
 std::string LinkTarget(const std::string& path) {
-  char* resolved = realpath(path.c_str(), nullptr);
-  if (resolved == nullptr) return path;
-  std::string out(resolved);
-  free(resolved);
-  return out;
+  const std::unique_ptr<char, decltype(&std::free)> resolved(realpath(path.c_str(), nullptr),
+                                                             &std::free);
+  return resolved ? std::string(resolved.get()) : path;
 }
 
 }  // namespace
