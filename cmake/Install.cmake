@@ -65,7 +65,8 @@ if(XV_LIBRARY_FORM STREQUAL STATIC)
   # with.
   list(JOIN XVWRITER_FFMPEG_LDFLAGS " " ffmpeg)
   list(JOIN XVWRITER_HWY_LDFLAGS " " highway)
-  set(XV_PC_PRIVATE "Libs.private: ${ffmpeg} ${highway} -lfmt -ltbb -pthread -ldl\n")
+  list(JOIN XVWRITER_MFX_LDFLAGS " " mfx)
+  set(XV_PC_PRIVATE "Libs.private: ${ffmpeg} ${highway} ${mfx} -lfmt -ltbb -pthread -ldl\n")
 endif()
 configure_file(cmake/install/xvwriterffm.pc.in ${XV_MADE}/xvwriterffm.pc @ONLY)
 configure_package_config_file(cmake/install/XvWriterFFMConfig.cmake.in
