@@ -73,7 +73,7 @@ void CudaPackets::CompleteFirst() {
   if (first.packet->chunks >= state_ && first.ends >= state_) first.packet->complete = true;
 }
 
-CudaPackets::Numbered CudaPackets::Take(std::deque<Entry>::iterator entry) {
+CudaPackets::Numbered CudaPackets::Take(const std::deque<Entry>::iterator& entry) {
   Numbered taken{std::move(entry->packet), entry->number};
   queue_.erase(entry);
   return taken;

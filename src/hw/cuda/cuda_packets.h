@@ -74,7 +74,7 @@ class CudaPackets {
   Entry* Find(std::int32_t number);
   void Append(const CudaFrameEvent& event);
   void CompleteFirst();
-  Numbered Take(std::deque<Entry>::iterator entry);
+  Numbered Take(const std::deque<Entry>::iterator& entry);
 
   mutable std::mutex lock_;  // guards what follows; a leaf
   std::condition_variable changed_;
