@@ -210,17 +210,24 @@ XV_EXPORT CUresult cuInit(unsigned flags) {
 }
 
 XV_EXPORT CUresult cuDriverGetVersion(int* version) {
-  return Enter("cuDriverGetVersion", Need::kNothing, false, [&] { return *version = 11040, 0; });
+  return Enter("cuDriverGetVersion", Need::kNothing, false, [&] {
+    *version = 11040;
+    return 0;
+  });
 }
 
 XV_EXPORT CUresult cuDeviceGetCount(int* count) {
-  return Enter("cuDeviceGetCount", Need::kInit, false,
-               [&] { return *count = Ledger::Get().Current().devices, 0; });
+  return Enter("cuDeviceGetCount", Need::kInit, false, [&] {
+    *count = Ledger::Get().Current().devices;
+    return 0;
+  });
 }
 
 XV_EXPORT CUresult cuDeviceGet(CUdevice* device, int ordinal) {
-  return Enter("cuDeviceGet", Need::kInit, false,
-               [&] { return *device = ordinal, DeviceIsThere(ordinal); });
+  return Enter("cuDeviceGet", Need::kInit, false, [&] {
+    *device = ordinal;
+    return DeviceIsThere(ordinal);
+  });
 }
 
 XV_EXPORT CUresult cuDeviceGetName(char* name, int length, CUdevice device) {
@@ -228,8 +235,10 @@ XV_EXPORT CUresult cuDeviceGetName(char* name, int length, CUdevice device) {
 }
 
 XV_EXPORT CUresult cuDeviceGetUuid(CUuuid* uuid, CUdevice device) {
-  return Enter("cuDeviceGetUuid", Need::kInit, false,
-               [&] { return *uuid = {}, DeviceIsThere(device); });
+  return Enter("cuDeviceGetUuid", Need::kInit, false, [&] {
+    *uuid = {};
+    return DeviceIsThere(device);
+  });
 }
 
 XV_EXPORT CUresult cuDeviceGetAttribute(int* value, CUdevice_attribute attribute, CUdevice) {
@@ -238,8 +247,11 @@ XV_EXPORT CUresult cuDeviceGetAttribute(int* value, CUdevice_attribute attribute
 }
 
 XV_EXPORT CUresult cuDeviceComputeCapability(int* major, int* minor, CUdevice device) {
-  return Enter("cuDeviceComputeCapability", Need::kInit, false,
-               [&] { return *major = 7, *minor = 5, DeviceIsThere(device); });
+  return Enter("cuDeviceComputeCapability", Need::kInit, false, [&] {
+    *major = 7;
+    *minor = 5;
+    return DeviceIsThere(device);
+  });
 }
 
 XV_EXPORT CUresult cuCtxCreate_v2(CUcontext* context, unsigned, CUdevice device) {
@@ -259,13 +271,17 @@ XV_EXPORT CUresult cuCtxPopCurrent_v2(CUcontext* context) {
 }
 
 XV_EXPORT CUresult cuCtxGetCurrent(CUcontext* context) {
-  return Enter("cuCtxGetCurrent", Need::kInit, false,
-               [&] { return *context = reinterpret_cast<CUcontext>(contexts.Top()), 0; });
+  return Enter("cuCtxGetCurrent", Need::kInit, false, [&] {
+    *context = reinterpret_cast<CUcontext>(contexts.Top());
+    return 0;
+  });
 }
 
 XV_EXPORT CUresult cuCtxGetDevice(CUdevice* device) {
-  return Enter("cuCtxGetDevice", Need::kContext, false,
-               [&] { return *device = contexts.Top()->device, 0; });
+  return Enter("cuCtxGetDevice", Need::kContext, false, [&] {
+    *device = contexts.Top()->device;
+    return 0;
+  });
 }
 
 XV_EXPORT CUresult cuDevicePrimaryCtxRetain(CUcontext* context, CUdevice) {

@@ -169,8 +169,7 @@ unsigned EncoderSetup::interval() const {
   return plain ? 1U : static_cast<unsigned>(std::max(config.frameIntervalP, 1));
 }
 
-LibraryEncoder::LibraryEncoder(const EncoderSetup& setup)
-    : setup_(setup), context_(OpenEncoder(setup)) {
+LibraryEncoder::LibraryEncoder(const EncoderSetup& setup) : context_(OpenEncoder(setup)) {
   const std::string extra(reinterpret_cast<const char*>(context_->extradata),
                           static_cast<std::size_t>(context_->extradata_size));
   for (const std::string& unit : Units(extra)) {

@@ -53,7 +53,6 @@ class LibraryEncoder {
   std::vector<AccessUnit> Encode(AVFrame* picture);
 
  private:
-  const EncoderSetup& setup_;
   ContextPtr context_;
   std::string headers_;
 };
