@@ -157,20 +157,19 @@ TEST_F(CudaEncoderTest, FramesTellTheirFieldsAndPitch) {
 }
 
 TEST_F(CudaEncoderTest, ReadPacketTellsWhatIsReady) {
-  EXPECT_EQ(encoder_->ReadPacket(false, nullptr, false), E_POINTER);
+  EXPECT_EQ(encoder_->ReadPacket(false, nullptr), E_POINTER);
   Ref<HwPacket> packet;
   EXPECT_EQ(encoder_->EncodeFrame(nullptr, 0, &packet), E_UNEXPECTED);
   vendor::Configure("delay=0");
   ASSERT_EQ(Open("bf=1"), S_OK);
   EXPECT_EQ(encoder_->ReadPacket(&packet), S_FALSE);
-  EXPECT_EQ(encoder_->ReadPacket(true, &packet, false), XV_E_NOTHING_MORE);
-  EXPECT_EQ(encoder_->ReadPacket(true, &packet, true), XV_E_NOTHING_MORE);
+  EXPECT_EQ(encoder_->ReadPacket(true, &packet), XV_E_NOTHING_MORE);
   const ImageView view = MakeImageView(request_.vid, pixels_.data());
   EXPECT_EQ(encoder_->EncodeFrame(&view, 7, nullptr), S_OK);
   for (int pts = 8; pts < 12; ++pts) {
     EXPECT_EQ(encoder_->EncodeFrame(&view, pts, nullptr), S_OK);
   }
-  while (encoder_->ReadPacket(false, &packet, true) != Status(S_OK)) std::this_thread::yield();
+  while (encoder_->ReadPacket(false, &packet) != Status(S_OK)) std::this_thread::yield();
   EXPECT_EQ(packet->pts, 7);
 }
 

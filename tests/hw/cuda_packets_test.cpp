@@ -100,23 +100,6 @@ TEST_F(CudaPacketsTest, SecondFieldJoinsItsPicture) {
   EXPECT_EQ(Take(), "3:");
 }
 
-TEST_F(CudaPacketsTest, TakesByNumberInOrderOfShowing) {
-  for (const int number : {0, 2, 1, 3}) {
-    Begin(number, number == 0 ? 1 : 3);
-    End(number);
-  }
-  EXPECT_FALSE(packets_->TakeNumber(3).has_value());
-  for (const int number : {0, 1, 2}) {
-    const auto taken = packets_->TakeNumber(number);
-    ASSERT_TRUE(taken.has_value()) << number;
-    EXPECT_EQ(taken->packet->key, number == 0);
-  }
-  EXPECT_FALSE(packets_->TakeNumber(3).has_value());
-  packets_->CompleteLast({}, false);
-  EXPECT_TRUE(packets_->TakeNumber(3).has_value());
-  EXPECT_TRUE(packets_->IsEmpty());
-}
-
 TEST_F(CudaPacketsTest, ChunkThatIsTooLongCountsAndAddsNothing) {
   Begin(0);
   Chunk("kept");

@@ -22,6 +22,21 @@ void ExpectPicturesInOrder(const ProbedStream& video, int count) {
   EXPECT_EQ(std::adjacent_find(stamps.begin(), stamps.end()), stamps.end());
 }
 
+void ExpectRecording(const ProbedFile& file, const CodedAs& coded, int count) {
+  const ProbedStream& video = file.Pictures();
+  EXPECT_EQ(video.codec, coded.codec);
+  EXPECT_EQ(video.height, coded.height);
+  EXPECT_EQ(video.pictureTypes.find('B') != std::string::npos, coded.reorders)
+      << video.pictureTypes;
+  EXPECT_EQ(video.interlaced, coded.order != AV_FIELD_PROGRESSIVE);
+  EXPECT_EQ(video.topFirst, coded.order == AV_FIELD_TT);
+  ExpectPicturesInOrder(video, count);
+  EXPECT_EQ(video.keys.find('K'), 0U) << "readers start at the first packet";
+  EXPECT_EQ(std::ranges::count(video.keys, 'K'), std::ranges::count(video.pictureTypes, 'I'));
+  EXPECT_NEAR(file.Sound().seconds, count / 25.0, 0.1);
+  EXPECT_NEAR(video.start, file.Sound().start, 0.06) << "pictures and sound begin together";
+}
+
 int DetailOf(int component, int x, int y) {
   return component == 0 ? 40 + (x * 7 + y * 13 + x * y % 11) % 160
                         : 60 + (x * 5 + y / 2 * 3 + component * 40) % 120;

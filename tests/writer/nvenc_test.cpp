@@ -41,32 +41,9 @@ class NvencFiles : public WithVendor, public testing::WithParamInterface<Case> {
 TEST_P(NvencFiles, AreWholeAndInOrder) {
   constexpr int kCount = 40;
   vendor::Configure(GetParam().words);
-  const ProbedFile file =
-      RecordAndProbe(GetParam().name, GetParam().options, GetParam().feed, kCount);
-  const ProbedStream& video = file.Pictures();
-  EXPECT_EQ(video.codec, GetParam().codec);
-  EXPECT_EQ(video.height, GetParam().height);
-  EXPECT_EQ(video.pictureTypes.find('B') != std::string::npos, GetParam().reorders)
-      << video.pictureTypes;
-  EXPECT_EQ(video.interlaced, GetParam().order != AV_FIELD_PROGRESSIVE);
-  EXPECT_EQ(video.topFirst, GetParam().order == AV_FIELD_TT);
-  ExpectPicturesInOrder(video, kCount);
-  EXPECT_EQ(video.keys.find('K'), 0U) << "readers start at the first packet";
-  EXPECT_EQ(std::ranges::count(video.keys, 'K'), std::ranges::count(video.pictureTypes, 'I'));
-  EXPECT_NEAR(file.Sound().seconds, 1.6, 0.1);
-  EXPECT_NEAR(video.start, file.Sound().start, 0.06) << "pictures and sound begin together";
-}
-
-Feed Interlaced(int height, eXvInterlace order) {
-  Feed feed{.width = 720, .height = height};
-  feed.interlace = order;
-  return feed;
-}
-
-Feed In(std::uint32_t layout) {
-  Feed feed = kSmall;
-  feed.layout = layout;
-  return feed;
+  const Case& one = GetParam();
+  ExpectRecording(RecordAndProbe(one.name, one.options, one.feed, kCount),
+                  {one.codec, one.height, one.reorders, one.order}, kCount);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -100,20 +77,20 @@ INSTANTIATE_TEST_SUITE_P(
 
 INSTANTIATE_TEST_SUITE_P(
     Pictures, NvencFiles,
-    testing::Values(Case{"a.mp4", "", "video::codec=n264", Interlaced(576, eXvI_TopFirst), "h264",
-                         true, 576, AV_FIELD_TT},
+    testing::Values(Case{"a.mp4", "", "video::codec=n264", InterlacedFeed(576, eXvI_TopFirst),
+                         "h264", true, 576, AV_FIELD_TT},
                     Case{"a.ts", "driver=12.1", "video::codec=n264 video::bf=0",
-                         Interlaced(486, eXvI_BottomFirst), "h264", false, 480, AV_FIELD_BB},
+                         InterlacedFeed(486, eXvI_BottomFirst), "h264", false, 480, AV_FIELD_BB},
                     Case{"a.mov", "fields=0", "video::codec=n264 video::bf=0",
-                         Interlaced(486, eXvI_TopFirst), "h264", false, 480},
-                    Case{"a.mp4", "", "video::codec=n265", Interlaced(486, eXvI_TopFirst), "hevc",
-                         false, 480},
-                    Case{"a.mp4", "", "video::codec=n264 video::bf=0", In(kFccYUY2)},
-                    Case{"a.mp4", "", "video::codec=n264 video::bf=0", In(kFccHDYC)},
-                    Case{"a.mp4", "", "video::codec=n264 video::bf=0", In(kFccRGB24)},
-                    Case{"a.mp4", "", "video::codec=n265", In(kFccRGB32), "hevc"},
-                    Case{"a.mp4", "", "video::codec=n264 video::bf=0", In(kFccNV12)},
-                    Case{"a.mp4", "", "video::codec=n264 video::bf=0", In(kFccI420)}));
+                         InterlacedFeed(486, eXvI_TopFirst), "h264", false, 480},
+                    Case{"a.mp4", "", "video::codec=n265", InterlacedFeed(486, eXvI_TopFirst),
+                         "hevc", false, 480},
+                    Case{"a.mp4", "", "video::codec=n264 video::bf=0", FeedIn(kFccYUY2)},
+                    Case{"a.mp4", "", "video::codec=n264 video::bf=0", FeedIn(kFccHDYC)},
+                    Case{"a.mp4", "", "video::codec=n264 video::bf=0", FeedIn(kFccRGB24)},
+                    Case{"a.mp4", "", "video::codec=n265", FeedIn(kFccRGB32), "hevc"},
+                    Case{"a.mp4", "", "video::codec=n264 video::bf=0", FeedIn(kFccNV12)},
+                    Case{"a.mp4", "", "video::codec=n264 video::bf=0", FeedIn(kFccI420)}));
 
 TEST_F(Nvenc, LosslessPicturesComeBackAsTheyWere) {
   for (const int lines : {240, 486}) {
@@ -165,7 +142,7 @@ TEST_F(Nvenc, RgbHasTheRightMatrix) {
 }
 
 TEST_F(Nvenc, FieldsStayInTheirLines) {
-  const Feed feed = Interlaced(486, eXvI_TopFirst);
+  const Feed feed = InterlacedFeed(486, eXvI_TopFirst);
   const std::string options = "video::codec=n264 video::rc_type=cqp";
   const ProbedStream video = RecordPicture("a.mp4", options, feed, DrawPicture(feed, DetailOf));
   EXPECT_GT(DetailQuality(video, 0, 6), 35);

@@ -156,25 +156,18 @@ Status CUDAEncoder::EncodeFrame(const ImageView* picture, std::int64_t pts, Ref<
     failure_ = "there was no memory for an access unit";
     return E_OUTOFMEMORY;
   }
-  return out == nullptr ? Status(S_OK) : ReadPacket(false, out, false);
+  return out == nullptr ? Status(S_OK) : ReadPacket(false, out);
 }
 
-Status CUDAEncoder::HandOut(std::optional<CudaPackets::Numbered> taken, bool flush,
-                            Ref<HwPacket>* out) {
+Status CUDAEncoder::ReadPacket(bool flush, Ref<HwPacket>* out) {
+  if (out == nullptr) return E_POINTER;
+  if (!library_.IsLoaded()) return XV_E_VENDOR_LIBRARY;
+  auto taken = Packets()->TakeFirst();
   if (!taken) return flush ? Status(XV_E_NOTHING_MORE) : Status(S_FALSE);
   taken->packet->pts = stamps_.Presentation(taken->number);
   taken->packet->dts = stamps_.NextDecoding();
   *out = std::move(taken->packet);
   return S_OK;
-}
-
-Status CUDAEncoder::ReadPacket(bool flush, Ref<HwPacket>* out, bool inOrder) {
-  if (out == nullptr) return E_POINTER;
-  if (!library_.IsLoaded()) return XV_E_VENDOR_LIBRARY;
-  if (!inOrder) return HandOut(Packets()->TakeFirst(), flush, out);
-  auto taken = Packets()->TakeNumber(nextShown_);
-  if (taken) ++nextShown_;
-  return HandOut(std::move(taken), flush, out);
 }
 
 std::optional<std::int32_t> CUDAEncoder::LastFinished() const {
@@ -212,7 +205,7 @@ Status CUDAEncoder::Drain(Ref<HwPacket>* out) {
   while (true) {
     const bool late = gaveUp_ || steady_clock::now() >= deadline;
     Packets()->CompleteLast(LastFinished(), late);
-    const Status status = ReadPacket(true, out, false);
+    const Status status = ReadPacket(true, out);
     if (status.Ok()) return status;
     if (HasAllComeOut()) return Ending();
     if (Packets()->IsInterrupted()) return E_ABORT;
@@ -228,7 +221,6 @@ void CUDAEncoder::Close() {
   listener_.reset();
   vid_ = {};
   sent_ = 0;
-  nextShown_ = 0;
   endSent_ = false;
   endResult_ = S_OK;
   gaveUp_ = false;

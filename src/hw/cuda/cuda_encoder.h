@@ -47,13 +47,12 @@ class CUDAEncoder final : public HwEncoder {
   //   E_OUTOFMEMORY  there was no memory for an access unit.
   Status EncodeFrame(const ImageView* picture, std::int64_t pts, Ref<HwPacket>* out) override;
 
-  Status ReadPacket(Ref<HwPacket>* out) override { return ReadPacket(false, out, false); }
-  // Never waits. With `inOrder` access units come in the order of showing, else in that of
-  // decoding.
+  Status ReadPacket(Ref<HwPacket>* out) override { return ReadPacket(false, out); }
+  // Never waits. Access units come in the order of decoding.
   //   E_POINTER            `out` is null.
   //   XV_E_VENDOR_LIBRARY  no library.
   //   S_FALSE              none is ready; with `flush` XV_E_NOTHING_MORE.
-  Status ReadPacket(bool flush, Ref<HwPacket>* out, bool inOrder);
+  Status ReadPacket(bool flush, Ref<HwPacket>* out);
 
   void Interrupt() override;
   void Close() override;
@@ -80,7 +79,6 @@ class CUDAEncoder final : public HwEncoder {
   bool HasAllComeOut() const;
   // Negative for none yet; nothing when the library does not tell.
   std::optional<std::int32_t> LastFinished() const;
-  Status HandOut(std::optional<CudaPackets::Numbered> taken, bool flush, Ref<HwPacket>* out);
   std::shared_ptr<CudaPackets> Packets() const;
 
   CudaLibrary library_;
@@ -88,8 +86,7 @@ class CUDAEncoder final : public HwEncoder {
   XV_VID_PROPS vid_{};
   std::unique_ptr<CudaListener> listener_;
   StampOrder stamps_;
-  std::int64_t sent_ = 0;       // pictures
-  std::int32_t nextShown_ = 0;  // number of the next picture in order of showing
+  std::int64_t sent_ = 0;  // pictures
   bool endSent_ = false;
   Status endResult_;     // of telling the end
   bool gaveUp_ = false;  // what is missing will not come

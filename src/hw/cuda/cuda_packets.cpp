@@ -73,26 +73,13 @@ void CudaPackets::CompleteFirst() {
   if (first.packet->chunks >= state_ && first.ends >= state_) first.packet->complete = true;
 }
 
-CudaPackets::Numbered CudaPackets::Take(const std::deque<Entry>::iterator& entry) {
-  Numbered taken{std::move(entry->packet), entry->number};
-  queue_.erase(entry);
-  return taken;
-}
-
 std::optional<CudaPackets::Numbered> CudaPackets::TakeFirst() {
   const std::lock_guard guard(lock_);
   CompleteFirst();  // it may not have been the first when it ended
   if (queue_.empty() || !queue_.front().packet->complete) return std::nullopt;
-  return Take(queue_.begin());
-}
-
-std::optional<CudaPackets::Numbered> CudaPackets::TakeNumber(std::int32_t number) {
-  const std::lock_guard guard(lock_);
-  const auto found = std::find_if(queue_.begin(), queue_.end(), [=](const Entry& entry) {
-    return entry.packet->complete && entry.number == number;
-  });
-  if (found == queue_.end()) return std::nullopt;
-  return Take(found);
+  Numbered taken{std::move(queue_.front().packet), queue_.front().number};
+  queue_.pop_front();
+  return taken;
 }
 
 void CudaPackets::CompleteLast(std::optional<std::int32_t> finished, bool late) {

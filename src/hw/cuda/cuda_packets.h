@@ -39,8 +39,6 @@ class CudaPackets {
 
   // The first packet when all of it has arrived.
   std::optional<Numbered> TakeFirst();
-  // The first complete one of that number.
-  std::optional<Numbered> TakeNumber(std::int32_t number);
   // The next picture tells that the last packet is complete, and at the end there is none: then it
   // is when it was ended, and either as a whole or with `finished` as the number that was finished
   // last; where that is not known, unless a second field may come. `late`: nothing comes any more.
@@ -74,7 +72,6 @@ class CudaPackets {
   Entry* Find(std::int32_t number);
   void Append(const CudaFrameEvent& event);
   void CompleteFirst();
-  Numbered Take(const std::deque<Entry>::iterator& entry);
 
   mutable std::mutex lock_;  // guards what follows; a leaf
   std::condition_variable changed_;

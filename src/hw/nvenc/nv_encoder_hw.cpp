@@ -197,20 +197,20 @@ Status NVEncoderHW::SendPicture(NV_ENC_PIC_PARAMS* params) {
 }
 
 Status NVEncoderHW::Submit(XvNvEntry* entry, std::uint32_t pitch, std::int64_t pts) {
-  auto params = std::make_unique<NV_ENC_PIC_PARAMS>();
-  params->version = PictureVersion(session_.api());
-  params->inputWidth = settings_.params.encodeWidth;
-  params->inputHeight = settings_.params.encodeHeight;
-  params->inputPitch = pitch;
-  params->inputBuffer = entry->input.inputBuffer;
-  params->outputBitstream = entry->output.bitstreamBuffer;
-  params->bufferFmt = entry->input.bufferFmt;
-  params->pictureStruct = PictureStruct(settings_.config, settings_.fieldOrder);
-  params->inputTimeStamp = static_cast<std::uint64_t>(pts);
-  params->inputDuration = 1;
-  params->frameIdx = static_cast<std::uint32_t>(nextFrame_);
+  NV_ENC_PIC_PARAMS params{};
+  params.version = PictureVersion(session_.api());
+  params.inputWidth = settings_.params.encodeWidth;
+  params.inputHeight = settings_.params.encodeHeight;
+  params.inputPitch = pitch;
+  params.inputBuffer = entry->input.inputBuffer;
+  params.outputBitstream = entry->output.bitstreamBuffer;
+  params.bufferFmt = entry->input.bufferFmt;
+  params.pictureStruct = PictureStruct(settings_.config, settings_.fieldOrder);
+  params.inputTimeStamp = static_cast<std::uint64_t>(pts);
+  params.inputDuration = 1;
+  params.frameIdx = static_cast<std::uint32_t>(nextFrame_);
   ring_.PutBusy(entry);
-  const Status status = SendPicture(params.get());
+  const Status status = SendPicture(&params);
   if (status.Failed()) {
     ring_.TakeBack();
     return status;
@@ -256,11 +256,11 @@ Status NVEncoderHW::EncodeFrame(const ImageView* picture, std::int64_t pts, Ref<
 // --- access units out ---
 
 Status NVEncoderHW::SendEnd() {
-  auto params = std::make_unique<NV_ENC_PIC_PARAMS>();
-  params->version = PictureVersion(session_.api());
-  params->encodePicFlags = NV_ENC_PIC_FLAG_EOS;
+  NV_ENC_PIC_PARAMS params{};
+  params.version = PictureVersion(session_.api());
+  params.encodePicFlags = NV_ENC_PIC_FLAG_EOS;
   endSent_ = true;
-  const Status status = SendPicture(params.get());
+  const Status status = SendPicture(&params);
   endFailed_ = status.Failed();
   if (status.Ok()) ring_.MarkReady();
   return status.Failed() && !(status == Status(E_ABORT)) ? Status(E_FAIL) : status;

@@ -229,8 +229,8 @@ Status QSEncoder::Send(mfxFrameSurface1* surface, const Rounds& rounds, bool* re
   *restart = *restart || IsDeviceFailure(code);
   *drained = code == MFX_ERR_MORE_DATA;
   const bool promised = IsAccepted(code) && packet->sync != nullptr;
-  if (promised) ++framesIn_;
   if (promised) {
+    ++framesIn_;
     lists_.AddPending(std::move(packet));
   } else {
     lists_.PutFree(std::move(packet));
