@@ -9,7 +9,7 @@ JOBS ?= $(shell nproc)
 
 export CCACHE_SLOPPINESS = pch_defines,time_macros
 
-.PHONY: record build all test bench asan tsan clang format format-check lint install uninstall deb \
+.PHONY: record build all test bench asan tsan clang vpl format format-check lint install uninstall deb \
         packages packages-test packages-bench packages-lint clean matrix sweep fuzz
 
 record: build
@@ -59,6 +59,13 @@ asan tsan: packages-test
 clang: packages-test
 	cmake --preset $@
 	cmake --build --preset $@ -j $(JOBS)
+
+# Against the successor of QuickSync's dispatcher.
+vpl: packages-test
+	@scripts/install_packages.sh packages-vpl
+	cmake --preset release -B build/vpl $(parts_off) -DXVWRITER_BUILD_TESTS=ON -DXVWRITER_WITH_VPL=ON
+	cmake --build build/vpl --target quicksync_recording_test vendor_test -j $(JOBS)
+	ctest --test-dir build/vpl --output-on-failure -R '^(vendor|quicksync_recording)'
 
 bench: packages-bench
 	$(call configure,-DXVWRITER_BUILD_BENCHMARKS=ON)

@@ -10,8 +10,11 @@
 namespace xv {
 namespace {
 
-// As the dispatchers ask for them. The last one is the software's.
-constexpr std::array kRuntimes = {"libmfx-gen.so.1.2", "libmfxhw64.so.1", "libmfxsw64.so.1"};
+// As the dispatchers ask for them: libmfx's for the first three, libvpl's for the last and for the
+// first two. The software's come last.
+constexpr std::array kRuntimes = {"libmfx-gen.so.1.2", "libmfxhw64.so.1", "libmfxsw64.so.1",
+                                  "libvplswref64.so.1"};
+constexpr std::size_t kFirstSoftware = 2;
 
 // The node of the first device is not told by its number: other makers' come in between.
 int AdapterOf(mfxIMPL implementation) {
@@ -44,9 +47,11 @@ void QuickSession::PreloadRuntimes() {
   for (std::size_t i = 0; i < kRuntimes.size() && folder.starts_with('/'); ++i) {
     (void)runtimes_[i].Open(folder + "/" + kRuntimes[i]);
   }
-  for (const std::string& module : {ModulePath(), ProcessPath()}) {
-    if (runtimes_.back().IsOpen() || module.empty()) continue;
-    (void)runtimes_.back().Open(std::string(FolderOf(module)) + "/" + kRuntimes.back());
+  for (std::size_t i = kFirstSoftware; i < kRuntimes.size(); ++i) {
+    for (const std::string& module : {ModulePath(), ProcessPath()}) {
+      if (runtimes_[i].IsOpen() || module.empty()) continue;
+      (void)runtimes_[i].Open(std::string(FolderOf(module)) + "/" + kRuntimes[i]);
+    }
   }
 }
 

@@ -48,7 +48,7 @@ class QuickSession {
   Status Start(mfxIMPL wanted);
   Status GiveDisplay();
 
-  std::array<DynamicLibrary, 3> runtimes_;  // found ahead of the dispatcher; outlive the sessions
+  std::array<DynamicLibrary, 4> runtimes_;  // found ahead of the dispatcher; outlive the sessions
   bool preloaded_ = false;
   std::shared_ptr<VaDevice> device_;
   mfxSession session_ = nullptr;

@@ -79,7 +79,9 @@ class MfxStandIn : public testing::Test {
   }
 
   const test::ScopedVariable media_{"INTEL_MEDIA_RUNTIME", "MSDK"};
-  const Library software_{"libmfxsw64.so.1"}, hardware_{"libmfxhw64.so.1"};
+  // Each dispatcher knows one of the two names of the software.
+  const Library software_{"libmfxsw64.so.1"}, successor_{"libvplswref64.so.1"};
+  const Library hardware_{"libmfxhw64.so.1"};
   std::deque<std::vector<mfxU8>> memory_;
   mfxSession session_ = nullptr;
 };

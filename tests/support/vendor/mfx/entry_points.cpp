@@ -8,7 +8,8 @@
 #include "support/vendor/va/va_memory.h"
 
 // Intel's runtime as its dispatchers load it: of sessions on hardware under libmfxhw64.so.1 and
-// libmfx-gen.so.1.2, of software under libmfxsw64.so.1. It encodes H.264 out of NV12 with libx264.
+// libmfx-gen.so.1.2, of software under libmfxsw64.so.1 or libvplswref64.so.1. It encodes H.264 out
+// of NV12 with libx264.
 //
 // A session on hardware wants a VA display of the stand-in for libva ahead of all else. A device
 // that a test has lost stays so until the session is closed, one that failed until its encoder is.
@@ -47,7 +48,8 @@ std::string Bytes(const T& value) {
 bool IsHardwareLibrary() {
   Dl_info info{};
   dladdr(reinterpret_cast<const void*>(&IsHardwareLibrary), &info);
-  return std::string_view(info.dli_fname).find("mfxsw64") == std::string_view::npos;
+  const std::string_view name = info.dli_fname;
+  return name.find("mfxsw64") == name.npos && name.find("vplswref64") == name.npos;
 }
 
 // What a test has ordered; it marks the session.
