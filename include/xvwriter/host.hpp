@@ -232,6 +232,7 @@ struct Statistics {
   std::int64_t sideFileErrors = 0;  // blocks that the side WAV file or a raw dump could not take
   std::int64_t drops = 0;           // of these, refused by a full queue or skipped for their time
   std::int64_t videoDeque = 0;      // pictures that wait for the encoder right now
+  std::int64_t videoBuffers = 0;    // how many may wait; 0: the host's thread encodes
   std::int64_t ptsErrors = 0;       // pictures whose time was not above the one before
   std::int64_t rebases = 0;         // frames whose time jumped, or that asked for a new offset
   std::int64_t repeats = 0;         // pictures that stood in for missing ones

@@ -131,7 +131,6 @@ void KeepPlan(Session& session, const XMLParse::CoXMLNode& attributes) {
   SessionPlan& plan = session.plan;
   plan.attributes = XMLParse::CoXMLNode::Create("xml-props");
   plan.attributes->CopyFrom(attributes, XMLParse::MergeMode::kClearFirst, true);
-  plan.videoBuffers = plan.attributes->Get(kVideoBuffers);
   plan.options =
       ReadStageOptions(*plan.attributes, static_cast<int>(session.tracks.Audio().size()));
 }
@@ -162,6 +161,9 @@ Status OpenSession(Session& session, const char* target, const XV_AV_PROPS& prop
   }
   KeepPlan(session, *attributes);
   StartStages(session, plan.target);
+  session.plan.videoBuffers =
+      RoomForFrames(*session.plan.attributes, session.host.preparation.codec);
+  session.stats.videoBuffers.store(session.plan.videoBuffers, std::memory_order_relaxed);
   session.isOpen = true;
   return S_OK;
 }

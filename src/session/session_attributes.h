@@ -101,7 +101,8 @@ inline constexpr Attribute<Rate> kDiskSpace{
     {.least = 0xA00000, .expected = "10485760 and more; K, M, G or T may follow"},
     "Free disk space that must remain."};
 inline constexpr Attribute<std::int32_t> kVideoBuffers{
-    "video.buffers", kSessionNode, 24, AtLeast(0), "Frames that wait for the encoder; 0: none."};
+    "video.buffers", kSessionNode, 24, AtLeast(0),
+    "Frames that wait for the encoder; 0: none. Unsaid, large ones are fewer where they wait."};
 inline constexpr Attribute<bool> kDropFrames{
     "video.drop_frames", kSessionNode, false, {}, "Drops frames when the queue is full."};
 inline constexpr Attribute<bool> kEmbedCc{

@@ -48,6 +48,7 @@ struct Counter {
 constexpr Counter kCounters[] = {
     {"drops", &SessionStats::drops},
     {"video.deque", &SessionStats::videoDeque},
+    {"video.buffers", &SessionStats::videoBuffers},
     {"pts_errors", &SessionStats::ptsErrors},
     {"frames_in", &SessionStats::framesIn},
     {"side_file_errors", &SessionStats::sideFileErrors},

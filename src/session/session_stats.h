@@ -46,6 +46,7 @@ class SessionStats final : public OutputReport {
   std::atomic<std::int64_t> drops{0};
   // Frames waiting for the encoding thread.
   std::atomic<std::int64_t> videoDeque{0};
+  std::atomic<std::int64_t> videoBuffers{0};
   // Frames whose time was not above the one before.
   std::atomic<std::int64_t> ptsErrors{0};
   std::atomic<std::int64_t> framesIn{0};

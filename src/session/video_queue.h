@@ -4,7 +4,9 @@
 
 #include "base/ref.h"
 #include "frames/frame_ffm.h"
+#include "frames/prepare_video.h"
 #include "platform/bounded_queue.h"
+#include "tree/node.h"
 
 namespace xv {
 
@@ -17,5 +19,10 @@ struct QueuedFrame {
 };
 
 using VideoQueue = BoundedQueue<QueuedFrame>;
+
+// How many frames may wait for the encoder: what "video.buffers" says, 0 for no queue. Where it
+// says nothing, 24; where a full queue holds up the host and loses nothing, no more than
+// kWaitingBytes hold of the encoder's pictures, but two.
+int RoomForFrames(const XMLParse::CoXMLNode& attributes, const CodecView& codec);
 
 }  // namespace xv

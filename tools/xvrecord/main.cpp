@@ -18,13 +18,8 @@ extern "C" {
 namespace xvrecord {
 namespace {
 
-// Packets and pictures are megabytes each, and go and come with every frame: memory that is given
-// back to the system each time is faulted in anew page by page.
-void KeepFreedMemory() {
-  constexpr int kMost = 256 << 20;
-  mallopt(M_MMAP_THRESHOLD, kMost);
-  mallopt(M_TRIM_THRESHOLD, kMost);
-}
+// Packets and pictures are megabytes each: what one thread gives back serves the others too.
+void ShareFreedMemory() { mallopt(M_ARENA_MAX, 1); }
 
 int PrintLists(const Options& options, const xv::host::Writer& writer) {
   const std::string xml = writer.Get("supported_list");
@@ -119,6 +114,6 @@ int Main(int argc, char** argv) {
 }  // namespace xvrecord
 
 int main(int argc, char** argv) {
-  xvrecord::KeepFreedMemory();
+  xvrecord::ShareFreedMemory();
   return xvrecord::Main(argc, argv);
 }

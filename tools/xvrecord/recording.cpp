@@ -143,7 +143,7 @@ std::string AttributesFor(const Options& options, const xv::host::Writer& writer
 // Captions and tags of the input stay with it unless the user says otherwise. The input waits for
 // the encoder, unlike a capture card: a short queue holds less memory.
 std::string DefaultsFor(const Options& options, const Input& input, const std::string& attributes) {
-  std::string defaults = "embed_cc=true video.buffers=8";
+  std::string defaults = options.realtime ? "embed_cc=true" : "embed_cc=true video.buffers=1";
   if (options.leaveTags) return defaults;
   defaults += input.Tags();
   if (options.media.packets) return defaults;

@@ -87,6 +87,7 @@ class StatisticsReader {
         {"side_file_errors", &Statistics::sideFileErrors},
         {"drops", &Statistics::drops},
         {"video.deque", &Statistics::videoDeque},
+        {"video.buffers", &Statistics::videoBuffers},
         {"pts_errors", &Statistics::ptsErrors},
         {"rebases", &Statistics::rebases},
         {"repeats", &Statistics::repeats},
