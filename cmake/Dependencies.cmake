@@ -3,7 +3,6 @@
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 find_package(fmt REQUIRED)
-find_package(TBB REQUIRED)
 set(XV_FFMPEG_MODULES
   libavformat>=59 libavcodec>=59 libavutil>=57 libswscale>=6 libswresample>=4)
 # The prefixes are ours alone, since they are seen by a project around this one, and by a host of
@@ -32,7 +31,7 @@ endforeach()
 
 # What the library links: a host of the static form links it too.
 set(XV_LIBRARY_NEEDS PkgConfig::XVWRITER_FFMPEG PkgConfig::XVWRITER_HWY
-  PkgConfig::XVWRITER_MFX fmt::fmt TBB::tbb Threads::Threads ${CMAKE_DL_LIBS})
+  PkgConfig::XVWRITER_MFX fmt::fmt Threads::Threads ${CMAKE_DL_LIBS})
 
 if(XVWRITER_BUILD_TOOLS OR XV_TESTS)
   find_package(CLI11 REQUIRED)

@@ -66,7 +66,7 @@ if(XV_LIBRARY_FORM STREQUAL STATIC)
   list(JOIN XVWRITER_FFMPEG_LDFLAGS " " ffmpeg)
   list(JOIN XVWRITER_HWY_LDFLAGS " " highway)
   list(JOIN XVWRITER_MFX_LDFLAGS " " mfx)
-  set(XV_PC_PRIVATE "Libs.private: ${ffmpeg} ${highway} ${mfx} -lfmt -ltbb -pthread -ldl\n")
+  set(XV_PC_PRIVATE "Libs.private: ${ffmpeg} ${highway} ${mfx} -lfmt -pthread -ldl\n")
 endif()
 configure_file(cmake/install/xvwriterffm.pc.in ${XV_MADE}/xvwriterffm.pc @ONLY)
 configure_package_config_file(cmake/install/XvWriterFFMConfig.cmake.in

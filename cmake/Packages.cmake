@@ -31,7 +31,7 @@ if(XV_LIBRARY_FORM STREQUAL SHARED)
   set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${same_library}")
 else()
   set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libavcodec-dev, libavformat-dev, libavutil-dev, \
-libfmt-dev, libhwy-dev, ${XV_MFX_PACKAGE}, libswresample-dev, libswscale-dev, libtbb-dev")
+libfmt-dev, libhwy-dev, ${XV_MFX_PACKAGE}, libswresample-dev, libswscale-dev")
 endif()
 if(XVWRITER_BUILD_TOOLS)
   list(APPEND CPACK_COMPONENTS_ALL tools)

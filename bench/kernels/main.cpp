@@ -8,7 +8,6 @@
 // minimum: believe a difference only where both show it. XVWRITER_SIMD names the level of our
 // kernels.
 #include <libyuv.h>
-#include <tbb/global_control.h>
 
 #include <cstdio>
 #include <cstring>
@@ -20,6 +19,7 @@
 #include "picture/rotate.h"
 #include "picture/scale_engine.h"
 #include "picture/to_codec_format.h"
+#include "platform/work_items.h"
 
 namespace xv::bench {
 namespace {
@@ -192,7 +192,7 @@ int main(int argc, char** argv) {
     }
   }
   if (sizes.empty()) sizes = {{1920, 1080}, {3840, 2160}};
-  const tbb::global_control oneThread(tbb::global_control::max_allowed_parallelism, 1);
+  const xv::WorkItemLimit oneThread(1);
   Harness harness(options);
   for (const Size& size : sizes) AllRows(harness, size);
   for (const bool fields : {false, true}) {

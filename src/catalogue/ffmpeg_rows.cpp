@@ -104,7 +104,7 @@ class CodecRows {
   bool Show(CoXMLNode& row, bool shared) const {
     const std::string name = row.Name();
     const AttributeRow* our = FindRow(ours_, name);
-    if (name == "threads" || (our != nullptr && !our->toFFmpeg)) return true;
+    if (our != nullptr && !our->toFFmpeg) return true;
     const OptionInfo* option = OptionOfRow(options_, name);
     if (option == nullptr) {
       row.SetAttribute("default", "");

@@ -82,6 +82,7 @@ Status SetupStream(StreamHolder& holder, const StreamRequest& request) {
   holder.oc = request.oc;
   holder.delay = request.delay;
   holder.strict = request.strict;
+  holder.threads = request.threads;
   holder.node = request.node->DeepCopy();
   const std::string kind = holder.node->Name();
   CodecChoice choice = ChooseCodec(*holder.node, *request.oc, request.defaultCodec);

@@ -20,7 +20,8 @@ struct StreamRequest {
   AVCodecID defaultCodec;
   std::int64_t delay;    // added to the packets' stamps, 100 ns
   std::string timecode;  // for the GOP header; "" for none
-  bool strict = true;    // no other encoder, preset or profile stands in for one that is missing
+  int threads = 0;     // the most that an encoder of pictures has unless it is told; 0: any number
+  bool strict = true;  // no other encoder, preset or profile stands in for one that is missing
 };
 
 // Makes one track: stream, encoder, and the twin stream of a second output. The private copy of the

@@ -32,6 +32,7 @@ constexpr AttributeRow kVideo[] = {
     kV422,
     kUseVpp,
     kSlices,
+    kEncoderThreads,
     kIntraDc,
     kTag,
     kVTag,
@@ -101,6 +102,13 @@ bool IsDisplayAspect(std::string_view text) {
 }
 
 bool IsCodecTag(std::string_view text) { return text.empty() || text.size() == 4; }
+
+bool IsThreadCount(std::string_view text) {
+  const ParsedNumber number = ParseNumber(text);
+  const bool whole = number.length == text.size() && number.value == std::floor(number.value);
+  return EqualsNoCase(text, "auto") ||
+         (!text.empty() && whole && number.value >= 0 && number.value <= kMostEncoderThreads);
+}
 
 bool IsInterlace(std::string_view text) {
   static constexpr const char* kWords[] = {"auto", "progressive", "top", "bottom"};

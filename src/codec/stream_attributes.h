@@ -20,6 +20,9 @@ bool IsAspectRatio(std::string_view text);
 // "16:9" or "1.778".
 bool IsDisplayAspect(std::string_view text);
 bool IsCodecTag(std::string_view text);
+// FFmpeg's encoders have no use for more.
+inline constexpr int kMostEncoderThreads = 64;
+bool IsThreadCount(std::string_view text);
 bool IsInterlace(std::string_view text);
 // "5M", "1.5M", "300": what FFmpeg reads as a number.
 bool IsAmount(std::string_view text);
@@ -103,6 +106,9 @@ inline constexpr Attribute<bool> kV422{
 inline constexpr Attribute<bool> kUseVpp{"use_vpp", kVideoNode, false, {}, "As V422."};
 inline constexpr Attribute<std::string> kSlices{
     "slices", kVideoNode, {}, {}, "Slices of a picture.", true};
+inline constexpr Attribute<std::string> kEncoderThreads{
+    "threads", kVideoNode, "auto", Expect("auto or 0 to 64", IsThreadCount),
+    "Threads of the encoder. auto, 0: as many as the session may have, else the encoder's choice."};
 inline constexpr Attribute<std::int32_t> kIntraDc{"dc", kVideoNode, 8, Between(8, 11),
                                                   "Intra DC precision of MPEG-2 in bits."};
 inline constexpr Attribute<std::string> kTag{"tag",

@@ -31,6 +31,7 @@ struct StreamHolder {
   XvHwEncoderSet hw;          // of a pseudo codec, for both streams
   XMLParse::XMLNodePtr node;  // the track's own options, a private copy
   std::int64_t delay = 0;     // added to the packets' stamps, 100 ns
+  int threads = 0;            // the most of an encoder that is told no number; 0: its choice
   bool strict = true;         // an encoder, preset or profile that does not exist fails the setup
   std::vector<std::string> unusedOptions;  // attributes that neither we nor the encoder took
   // Why, of those that the encoder does not open with.

@@ -1,5 +1,6 @@
 #include "codec/video_stream.h"
 
+#include <algorithm>
 #include <cinttypes>
 #include <cmath>
 #include <cstdlib>
@@ -20,6 +21,7 @@
 #include "media/validity.h"
 #include "picture/pixel_formats.h"
 #include "platform/warning.h"
+#include "platform/work_items.h"
 #include "values/value_syntax.h"
 
 extern "C" {
@@ -139,9 +141,19 @@ void SetRateLimits(const XMLParse::CoXMLNode& node, AvDictionary& options) {
   options.Set("bufsize", std::to_string(rate / 2).c_str(), AV_DICT_DONT_OVERWRITE);
 }
 
+// "auto" counts the cores. The fewer of those that session and process may have.
+std::string ThreadsOf(const StreamHolder& holder) {
+  const std::string told = holder.node->Get(kEncoderThreads);
+  if (!EqualsNoCase(told, "auto") && told != "0") return told;
+  int most = ThreadsOfEnvironment();
+  if (holder.threads > 0) most = most > 0 ? std::min(most, holder.threads) : holder.threads;
+  return most > 0 ? std::to_string(std::min(most, kMostEncoderThreads)) : "auto";
+}
+
 // The encoder's options, in the order in which one rules over another.
-AvDictionary BuildOptions(const XMLParse::CoXMLNode& node, const VideoPlan& plan,
+AvDictionary BuildOptions(const StreamHolder& holder, const VideoPlan& plan,
                           const std::string& gopTimecode) {
+  const XMLParse::CoXMLNode& node = *holder.node;
   AvDictionary options;
   const AVCodecID id = plan.choice.id;
   const bool dv = id == AV_CODEC_ID_DVVIDEO;
@@ -154,7 +166,7 @@ AvDictionary BuildOptions(const XMLParse::CoXMLNode& node, const VideoPlan& plan
       id == AV_CODEC_ID_MPEG1VIDEO || id == AV_CODEC_ID_MPEG2VIDEO || id == AV_CODEC_ID_MPEG4;
   if (mpeg) SetRateLimits(node, options);
   KeepFlagsOfContext(options);
-  options.Set("threads", "auto");
+  options.Set("threads", ThreadsOf(holder).c_str());
   if (!gopTimecode.empty())
     options.Set("gop_timecode", gopTimecode.c_str(), AV_DICT_DONT_OVERWRITE);
   if (const auto slices = node.Find(kSlices)) {
@@ -342,7 +354,7 @@ Status SetupVideoStream(StreamHolder& holder, AVFormatContext* oc, AVFormatConte
   if (hardware) {
     RETURN_IF_FAILED(OpenOnHardware(holder, plan));
   } else {
-    AvDictionary options = BuildOptions(*holder.node, plan, gopTimecode);
+    AvDictionary options = BuildOptions(holder, plan, gopTimecode);
     const bool delays = (plan.codec->capabilities & AV_CODEC_CAP_DELAY) != 0;
     if (delays && (HasOneStamp(oc) || HasOneStamp(oc2))) KeepCodingOrder(options);
     DropRefusedOptions(plan.choice.id, options);

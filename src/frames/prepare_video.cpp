@@ -14,6 +14,7 @@
 #include "media/validity.h"
 #include "picture/host_picture.h"
 #include "picture/pixel_formats.h"
+#include "platform/work_items.h"
 
 extern "C" {
 #include <libavutil/imgutils.h>
@@ -337,6 +338,7 @@ Status PrepareVideoFrame(VideoPreparation& preparation, const XV_TIME* timeOverr
   if (place.missing < 0) return XV_S_SKIP_FRAME;
 
   AvPtr<AVFrame> picture;
+  const WorkItemLimit limit(preparation.threads);
   const Status made = preparation.synthetic ? MakeSyntheticPicture(preparation, &picture)
                                             : PreparePicture(preparation, frame, &picture);
   if (made.Failed() || made.NothingDone()) {

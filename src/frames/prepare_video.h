@@ -42,6 +42,7 @@ struct VideoPreparation {
   bool synthetic = false;           // a placeholder stream: black pictures, frames only give time
   XMLParse::XMLNodePtr streamNode;  // the stream's own attributes
   XMLParse::XMLNodePtr sessionNode;
+  int threads = 0;  // the most that work on a picture; 0: any number
   PtsClock clock;
   PicturePool pool;
   PictureConverter converter;

@@ -1,30 +1,36 @@
 #pragma once
 
 #include <functional>
-#include <memory>
 
 namespace xv {
 
-// Pieces of computation shared among the processor's cores. Work that waits for disks or networks
-// has its own thread instead. One owner at a time; the pieces run on any thread, in any order.
-class WorkItems {
- public:
-  WorkItems();
-  // Waits for what still runs, so a piece may use the owner's stack. A failure is dropped here.
-  ~WorkItems();
-  WorkItems(const WorkItems&) = delete;
-  WorkItems& operator=(const WorkItems&) = delete;
+// Pieces of computation shared among the processor's cores by one pool for the whole process. Work
+// that waits for disks or networks has its own thread instead.
+//
+// The pool has a thread for each core that the process may use but one, fewer where the environment
+// variable XVWRITER_THREADS says how many threads may compute at once, the callers' not counted
+// twice: with 1 there is no pool. Threads start with the first work and end with the library.
 
-  void Add(std::function<void()> piece);
-  // Returns when every piece is done, however long that takes. Throws what a piece threw first.
-  void Wait();
+// Runs piece(0) ... piece(count - 1), in any order and on any thread, and returns when all of them
+// are done, however long that takes; throws what one of them threw first. The caller's thread takes
+// part, so that a busy pool delays nobody. The pool's threads take pieces from all callers in turn.
+// Allocates nothing. A piece may call it too.
+void RunWorkItems(int count, const std::function<void(int)>& piece);
+
+// The most threads that RunWorkItems of this thread works on while the object lives; 0: as many as
+// there are.
+class WorkItemLimit {
+ public:
+  explicit WorkItemLimit(int threads);
+  ~WorkItemLimit();
+  WorkItemLimit(const WorkItemLimit&) = delete;
+  WorkItemLimit& operator=(const WorkItemLimit&) = delete;
 
  private:
-  struct Impl;
-  std::unique_ptr<Impl> impl_;
+  const int before_;
 };
 
-// Runs piece(0) ... piece(count - 1) and waits for all of them; the caller's thread takes part.
-void RunWorkItems(int count, const std::function<void(int)>& piece);
+// The number in XVWRITER_THREADS; 0 where it says nothing, or no number from 1 to 1024.
+int ThreadsOfEnvironment();
 
 }  // namespace xv

@@ -85,7 +85,10 @@ void StartHostSide(HostSide& host, const Outputs& outputs, const Tracks& tracks,
   host.wavParts = 0;
   // Of an earlier recording; a device or a FIFO stays.
   if (!host.wavPath.empty() && !IsStreamTarget(host.wavPath)) (void)RemoveFile(host.wavPath);
-  if (tracks.video != nullptr) StartPreparation(host.preparation, *tracks.video, attributes);
+  if (tracks.video != nullptr) {
+    StartPreparation(host.preparation, *tracks.video, attributes);
+    host.preparation.threads = attributes->Get(kThreads);
+  }
 }
 
 Status OpenTracks(Session& session, const TargetPlan& target, const XV_AV_PROPS& props,

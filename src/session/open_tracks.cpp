@@ -62,6 +62,7 @@ Status TrackOpener::Add(const XV_AV_PROPS& props, int track, const XMLParse::XML
                               DefaultCodec(format(), type),
                               video ? plan_.videoDelay : plan_.audioDelay,
                               video ? plan_.timecode : std::string(),
+                              plan_.attributes->Get(kThreads),
                               !AllowsStandIns(*plan_.attributes)};
   const Status result = SetupStream(*holder, request);
   use_.tracks.push_back({type,

@@ -22,7 +22,7 @@ constexpr AttributeRow kSession[] = {
     kStrict,         kProtocol,      kMpegTimecode,
     kXfCodecs,       kSccCapture,    kSccPath,
     kCcMaxSkip,      kAncCapture,    kAncPath,
-    kAncTags,        kStopAtOnce,
+    kAncTags,        kStopAtOnce,    kThreads,
 };
 
 constexpr AttributeRow kSecond[] = {InNode(kFormat, kSecondNode), InNode(kProtocol, kSecondNode)};

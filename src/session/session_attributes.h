@@ -103,6 +103,10 @@ inline constexpr Attribute<Rate> kDiskSpace{
 inline constexpr Attribute<std::int32_t> kVideoBuffers{
     "video.buffers", kSessionNode, 24, AtLeast(0),
     "Frames that wait for the encoder; 0: none. Unsaid, large ones are fewer where they wait."};
+inline constexpr Attribute<std::int32_t> kThreads{
+    "threads", kSessionNode, 0, Between(0, 1024),
+    "The most threads that convert a picture, and of an encoder that is told none; 0: as many as "
+    "cores, or as XVWRITER_THREADS says."};
 inline constexpr Attribute<bool> kDropFrames{
     "video.drop_frames", kSessionNode, false, {}, "Drops frames when the queue is full."};
 inline constexpr Attribute<bool> kEmbedCc{

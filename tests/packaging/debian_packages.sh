@@ -28,7 +28,7 @@ expect_depends() {
   ! grep -q libyuv <<<"$depends" || fail "$package depends on libyuv"
 }
 version=$(dpkg-deb -f "$stage/packages"/libxvwriterffm1_*.deb Version)
-expect_depends libxvwriterffm1 'libavformat[0-9]+ \(>=' 'libavcodec[0-9]+ ' 'libtbb12 ' 'libc6 '
+expect_depends libxvwriterffm1 'libavformat[0-9]+ \(>=' 'libavcodec[0-9]+ ' 'libc6 '
 expect_depends libxvwriterffm-dev "libxvwriterffm1 \(= $version\)"
 expect_depends xvwriterffm-tools "libxvwriterffm1 \(= $version\)" 'libavformat[0-9]+ '
 dpkg-deb -I "$stage/packages"/libxvwriterffm1_*.deb shlibs | grep -q '^libxvwriterffm 1 ' ||

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <stdexcept>
+#include <thread>
 #include <vector>
 
 #include "platform/clock.h"
@@ -59,20 +60,55 @@ TEST(WorkItems, WaitComesAfterEveryPiece) {
   RunWorkItems(0, [](int) { FAIL(); });
 }
 
-TEST(WorkItems, ThrownPieceIsGivenByWaitWhenTheOthersAreDone) {
+TEST(WorkItems, AThrownPieceIsGivenWhenTheOthersAreDone) {
   std::atomic<int> done{0};
-  WorkItems items;
-  for (int i = 0; i < 20; ++i) {
-    items.Add([&done, i] {
-      if (i == 3) throw std::runtime_error("piece");
-      ++done;
-    });
-  }
-  EXPECT_THROW(items.Wait(), std::runtime_error);
+  const auto piece = [&done](int i) {
+    if (i == 3) throw std::runtime_error("piece");
+    ++done;
+  };
+  EXPECT_THROW(RunWorkItems(20, piece), std::runtime_error);
   EXPECT_EQ(done, 19);
-  items.Add([&done] { ++done; });
-  items.Wait();
-  EXPECT_EQ(done, 20);
+}
+
+// Pieces have pieces within; without a limit two that wait for each other meet.
+TEST(WorkItems, ThreadsKeepWithinTheLimit) {
+  std::atomic<int> within{0}, most{0}, inner{0};
+  const auto piece = [&](int) {
+    const int now = ++within;
+    int seen = most;
+    while (now > seen && !most.compare_exchange_weak(seen, now)) {
+    }
+    RunWorkItems(3, [&](int) { ++inner; });
+    --within;
+  };
+  for (int round = 0; round < 200; ++round) {
+    const WorkItemLimit limit(1);
+    RunWorkItems(5, piece);
+  }
+  EXPECT_EQ(most, 1);
+  EXPECT_EQ(inner, 200 * 5 * 3);
+  if (std::thread::hardware_concurrency() < 2) return;
+  std::atomic<int> arrived{0};
+  RunWorkItems(2, [&](int) {
+    for (++arrived; arrived < 2;) std::this_thread::yield();
+  });
+  EXPECT_EQ(arrived, 2);
+}
+
+// Callers whose pieces hold every thread of the pool keep nobody from going on.
+TEST(WorkItems, ABusyPoolDelaysNobody) {
+  std::atomic<bool> leave{false};
+  std::vector<std::thread> busy;
+  const int cores = static_cast<int>(std::thread::hardware_concurrency());
+  for (int i = 0; i < cores; ++i) {
+    busy.emplace_back([&] { RunWorkItems(2, [&](int) { leave.wait(false); }); });
+  }
+  std::atomic<int> done{0};
+  for (int round = 0; round < 100; ++round) RunWorkItems(7, [&](int) { ++done; });
+  EXPECT_EQ(done, 700);
+  leave = true;
+  leave.notify_all();
+  for (std::thread& thread : busy) thread.join();
 }
 
 }  // namespace

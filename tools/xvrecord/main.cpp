@@ -18,8 +18,14 @@ extern "C" {
 namespace xvrecord {
 namespace {
 
-// Packets and pictures are megabytes each: what one thread gives back serves the others too.
-void ShareFreedMemory() { mallopt(M_ARENA_MAX, 1); }
+// Packets and pictures are megabytes each, and go and come with every frame: what one thread gives
+// back serves the others too, without being faulted in anew page by page.
+void ShareFreedMemory() {
+  constexpr int kKept = 32 << 20;
+  mallopt(M_ARENA_MAX, 1);
+  mallopt(M_MMAP_THRESHOLD, kKept);
+  mallopt(M_TRIM_THRESHOLD, kKept);
+}
 
 int PrintLists(const Options& options, const xv::host::Writer& writer) {
   const std::string xml = writer.Get("supported_list");

@@ -184,6 +184,12 @@ void Conclude(const Options& options, const Input& input, const xv::host::Writer
   if (!input.Trouble().empty()) Warn(input.Trouble());
 }
 
+// Where a second signal has stopped it already, the status of that.
+xv::HRESULT StopWriter(xv::host::Writer& writer) {
+  const xv::HRESULT stopped = writer.Stop();
+  return stopped == xv::S_FALSE ? writer.Stats().lastStatus : stopped;
+}
+
 // A second signal closes the recording even where this thread waits for its input, and in time even
 // where the encoder has much left to do.
 class RescueGuard {
@@ -241,7 +247,7 @@ int Record(const Options& options, StopSignals& signals, xv::host::Writer& write
   Totals totals;
   const auto begin = std::chrono::steady_clock::now();
   result = PushAll(*input, signals, writer, options, totals);
-  const xv::HRESULT stopped = writer.Stop();
+  const xv::HRESULT stopped = StopWriter(writer);
   const bool late = xv::Succeeded(result) && xv::Failed(stopped);  // LastError tells
   totals.wallSeconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
