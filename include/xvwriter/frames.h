@@ -146,6 +146,10 @@ struct IXvFrameFactory : IUnknown {
 
 extern "C" {
 
+// The natural distance, in bytes, of two lines of a layout's first plane: S of media.h, the least
+// that counts. 0 for an unknown layout or a width below 1. Any thread.
+XV_EXPORT std::int32_t XvRowBytesGet(std::uint32_t layout, std::int32_t width);
+
 // The process's frame factory, with a reference: the one a host has set, else the built-in one. Any
 // thread.
 XV_EXPORT xv::HRESULT XvFrameFactoryGet(xv::IXvFrameFactory** out);

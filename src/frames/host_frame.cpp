@@ -331,6 +331,10 @@ Ref<IXvFrameFactory> FrameFactory() {
 
 extern "C" {
 
+std::int32_t XvRowBytesGet(std::uint32_t layout, std::int32_t width) {
+  return xv::NaturalRowBytes(layout, width);
+}
+
 xv::HRESULT XvFrameFactoryGet(xv::IXvFrameFactory** out) {
   return xv::Guarded([&]() -> xv::Status {
     if (out == nullptr) return xv::E_POINTER;
