@@ -10,7 +10,7 @@ JOBS ?= $(shell nproc)
 export CCACHE_SLOPPINESS = pch_defines,time_macros
 
 .PHONY: record build all test bench asan tsan clang vpl format format-check lint install uninstall deb \
-        packages packages-test packages-bench packages-lint clean matrix sweep fuzz
+        packages packages-python packages-test packages-bench packages-lint clean matrix sweep fuzz
 
 record: build
 	build/release/bin/xvrecord -y -a "$(ATTRIBUTES)" "$(INPUT)" "$(OUTPUT)"
@@ -18,20 +18,25 @@ record: build
 packages:
 	@scripts/install_packages.sh packages
 
+# What the Python package is built with.
+packages-python:
+	@scripts/install_packages.sh packages packages-python
+
 # What the tests link, and the programs that they talk to.
 packages-test:
-	@scripts/install_packages.sh packages packages-test
+	@scripts/install_packages.sh packages packages-python packages-test
 
 # Peers that the benchmarks measure against.
 packages-bench:
 	@scripts/install_packages.sh packages packages-bench
 
 packages-lint:
-	@scripts/install_packages.sh packages packages-test packages-lint
+	@scripts/install_packages.sh packages packages-python packages-test packages-lint
 
 # A new tree has the library and its programs only; each $(call configure,PARTS) adds parts to it
 # and takes none away.
-parts_off = -DXVWRITER_BUILD_TESTS=OFF -DXVWRITER_BUILD_BENCHMARKS=OFF -DXVWRITER_BUILD_EXAMPLES=OFF
+parts_off = -DXVWRITER_BUILD_TESTS=OFF -DXVWRITER_BUILD_BENCHMARKS=OFF -DXVWRITER_BUILD_EXAMPLES=OFF \
+            -DXVWRITER_BUILD_PYTHON=OFF
 parts_all = $(parts_off:OFF=ON)
 define configure
 	@mkdir -p build
@@ -108,7 +113,7 @@ uninstall:
 	cmake --build --preset release --target uninstall
 
 # Debian packages, into build/package.
-deb: packages
+deb: packages-python
 	cmake --preset package
 	cmake --build --preset package --target library_and_tools -j $(JOBS)
 	cpack --config build/package/CPackConfig.cmake -B build/package

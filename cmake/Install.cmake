@@ -1,13 +1,17 @@
 # What a prefix gets: the library, its headers, pkg-config file and CMake package, the file that
 # names its class, the documents and examples, and the programs with their manual pages and the
-# completion in bash. All paths in these files are relative to where they stand, so that the prefix
+# completion in bash, and the Python package. All paths in these files are relative to where they stand, so that the prefix
 # can be moved; a folder that was given as an absolute path stays where it is.
 set(XV_PROGRAMS)
 if(XVWRITER_BUILD_TOOLS)
   set(XV_PROGRAMS xvrecord xvfollow xvhw)
 endif()
+set(XV_PYTHON_TARGETS)
+if(XV_PYTHON)
+  set(XV_PYTHON_TARGETS python_package)
+endif()
 if(PROJECT_IS_TOP_LEVEL)
-  add_custom_target(library_and_tools DEPENDS xvwriterffm ${XV_PROGRAMS})
+  add_custom_target(library_and_tools DEPENDS xvwriterffm ${XV_PROGRAMS} ${XV_PYTHON_TARGETS})
 endif()
 if(NOT XVWRITER_INSTALL)
   return()
@@ -39,12 +43,12 @@ function(xv_below_prefix variable folder)
   set(${variable} "${folder}" PARENT_SCOPE)
 endfunction()
 
-# xv_set_runpath(<program>): the RUNPATH that leads from an installed program to the library. The
-# build tree's program has it from the start: CMake would end one that it replaces with ":", which
-# stands for the current folder.
-function(xv_set_runpath program)
-  file(RELATIVE_PATH built ${CMAKE_RUNTIME_OUTPUT_DIRECTORY} ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
-  xv_path_between(installed "${CMAKE_INSTALL_BINDIR}" "${CMAKE_INSTALL_LIBDIR}")
+# xv_set_runpath(<target> <built folder> <installed folder>): the RUNPATH that leads from a program or
+# module to the library, built and installed. The build tree's has it from the start: CMake would end
+# one that it replaces with ":", which stands for the current folder.
+function(xv_set_runpath program built_folder installed_folder)
+  file(RELATIVE_PATH built ${built_folder} ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
+  xv_path_between(installed "${installed_folder}" "${CMAKE_INSTALL_LIBDIR}")
   if(NOT IS_ABSOLUTE "${installed}")
     set(installed "$ORIGIN/${installed}")
   endif()
@@ -101,7 +105,7 @@ if(XVWRITER_BUILD_TOOLS)
   foreach(program ${XV_PROGRAMS})
     get_target_property(linked ${program} LINK_LIBRARIES)
     if(XV_LIBRARY_FORM STREQUAL SHARED AND xvwriterffm IN_LIST linked)
-      xv_set_runpath(${program})
+      xv_set_runpath(${program} ${CMAKE_RUNTIME_OUTPUT_DIRECTORY} "${CMAKE_INSTALL_BINDIR}")
     endif()
   endforeach()
   install(TARGETS ${XV_PROGRAMS} DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
@@ -109,6 +113,15 @@ if(XVWRITER_BUILD_TOOLS)
     COMPONENT tools)
   install(FILES tools/xvrecord/xvrecord.bash RENAME xvrecord
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
+endif()
+
+if(XV_PYTHON)
+  xv_set_runpath(xvwriter_python ${PROJECT_BINARY_DIR}/python/xvwriter
+    "${XVWRITER_PYTHON_DIR}/xvwriter")
+  install(TARGETS xvwriter_python DESTINATION ${XVWRITER_PYTHON_DIR}/xvwriter COMPONENT python)
+  install(FILES ${XV_PYTHON_FILES} DESTINATION ${XVWRITER_PYTHON_DIR}/xvwriter COMPONENT python)
+  install(FILES python/README.md python/examples/animation.py
+    DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/python3-xvwriter COMPONENT python)
 endif()
 
 if(PROJECT_IS_TOP_LEVEL)

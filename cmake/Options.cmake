@@ -38,3 +38,27 @@ if(XVWRITER_INSTALL)
 elseif(NOT CMAKE_INSTALL_LIBDIR)
   set(CMAKE_INSTALL_LIBDIR lib)
 endif()
+
+# The Python package is for the system's interpreter, whose package it becomes; XVWRITER_PYTHON names
+# another. It needs the shared library, and is left out of sanitized builds: the interpreter would
+# have to be instrumented as well.
+set(XVWRITER_PYTHON /usr/bin/python3 CACHE FILEPATH "Interpreter that the Python package is for")
+set(can_build_python OFF)
+if(XV_LIBRARY_FORM STREQUAL SHARED AND NOT XV_SANITIZE)
+  set(can_build_python ON)
+endif()
+if(can_build_python AND NOT DEFINED XVWRITER_BUILD_PYTHON AND PROJECT_IS_TOP_LEVEL)
+  set(Python_EXECUTABLE ${XVWRITER_PYTHON})
+  set(PYBIND11_FINDPYTHON ON)
+  find_package(Python 3.9 QUIET COMPONENTS Interpreter Development.Module)
+  find_package(pybind11 2.9 QUIET CONFIG)
+  set(python_found ${pybind11_FOUND})
+endif()
+option(XVWRITER_BUILD_PYTHON "Build the Python package; on where pybind11 and Python.h are found"
+  ${python_found})
+set(XV_PYTHON OFF)
+if(XVWRITER_BUILD_PYTHON AND can_build_python)
+  set(XV_PYTHON ON)
+elseif(PROJECT_IS_TOP_LEVEL)
+  message(STATUS "The Python package is not built (XVWRITER_BUILD_PYTHON)")
+endif()

@@ -1,4 +1,4 @@
-# `cpack -G DEB`: libxvwriterffm1, libxvwriterffm-dev and xvwriterffm-tools. Configure with
+# `cpack -G DEB`: libxvwriterffm1, libxvwriterffm-dev, xvwriterffm-tools and python3-xvwriter. Configure with
 # CMAKE_INSTALL_PREFIX=/usr, as the preset "package" does: the library then lies in the folder of
 # its architecture.
 set(library libxvwriterffm${PROJECT_VERSION_MAJOR})
@@ -39,5 +39,16 @@ if(XVWRITER_BUILD_TOOLS)
   set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION video)
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
   set(CPACK_COMPONENT_TOOLS_DESCRIPTION "The programs xvrecord, xvfollow and xvhw.")
+endif()
+if(XV_PYTHON)
+  list(APPEND CPACK_COMPONENTS_ALL python)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-xvwriter)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+  math(EXPR next_minor "${Python_VERSION_MINOR} + 1")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "${same_library}, python3 (>= \
+${Python_VERSION_MAJOR}.${Python_VERSION_MINOR}), python3 (<< ${Python_VERSION_MAJOR}.${next_minor})")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS python3-numpy)
+  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
+  set(CPACK_COMPONENT_PYTHON_DESCRIPTION "The package xvwriter for Python programs.")
 endif()
 include(CPack)

@@ -22,7 +22,10 @@ endforeach()
 
 # include/xvwriter/detail, share/doc/xvwriterffm/docs/decisions, .../examples/encoder_module: from the innermost outwards.
 foreach(folder ${folders})
-  while(folder MATCHES "/[Xx]v[Ww]riter[^/]*(/[^/]+)?(/decisions|/encoder_module)?$")
+  if(folder MATCHES "/xvwriter$")
+    file(REMOVE_RECURSE "${folder}/__pycache__")
+  endif()
+  while(folder MATCHES "/(python3-)?[Xx]v[Ww]riter[^/]*(/[^/]+)?(/decisions|/encoder_module)?$")
     file(GLOB left "${folder}/*" "${folder}/.*")
     if(left OR NOT IS_DIRECTORY "${folder}")
       break()

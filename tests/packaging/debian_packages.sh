@@ -7,7 +7,9 @@ cpack --config "$tree/CPackConfig.cmake" -G DEB -B "$stage/packages" >"$stage/cp
   { cat "$stage/cpack.log" >&2; exit 1; }
 
 root=$stage/root
-for name in libxvwriterffm1 libxvwriterffm-dev xvwriterffm-tools; do
+names="libxvwriterffm1 libxvwriterffm-dev xvwriterffm-tools"
+[ -z "$PYTHON" ] || names+=" python3-xvwriter"
+for name in $names; do
   dpkg-deb -x "$stage/packages/$name"_*.deb "$root"
   dpkg-deb -c "$stage/packages/$name"_*.deb | awk '$1 !~ /^d/ {print $6}' >>"$stage/files.txt"
 done
@@ -41,3 +43,15 @@ host_by_pkg_config "$library/pkgconfig"
 expect_clean "$root"
 "$root/usr/bin/xvrecord" --quiet test:seconds=1 "$stage/tools.mp4"
 [ -s "$stage/tools.mp4" ] || fail "xvrecord wrote nothing"
+
+[ -n "$PYTHON" ] || exit 0
+expect_depends python3-xvwriter "libxvwriterffm1 \(= $version\)" 'python3 \(>= 3' 'libstdc\+\+6'
+export PYTHONPATH=$root/usr/lib/python3/dist-packages
+"$PYTHON" -B - "$stage/python.mp4" <<'END'
+import sys
+import xvwriter
+with xvwriter.Writer(sys.argv[1], "video::codec=libx264", layout="UYVY", rate=25) as writer:
+    for level in range(10):
+        writer.put(bytes([128, 20 * level]) * (320 * 180), size=(320, 180))
+END
+expect_recording "$stage/python.mp4"
