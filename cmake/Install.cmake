@@ -111,6 +111,22 @@ if(XVWRITER_BUILD_TOOLS)
   install(TARGETS ${XV_PROGRAMS} DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
   install(FILES docs/xvrecord.1 docs/xvfollow.1 docs/xvhw.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
     COMPONENT tools)
+  # The unit names program and settings by complete paths, which are known when it is installed.
+  set(XV_UNIT ${XV_MADE}/xvrecord@.service)
+  install(CODE "
+    get_filename_component(CMAKE_INSTALL_FULL_BINDIR \"${CMAKE_INSTALL_BINDIR}\" ABSOLUTE
+      BASE_DIR \"\${CMAKE_INSTALL_PREFIX}\")
+    set(XV_CONFIG_DIR \"\${CMAKE_INSTALL_PREFIX}/etc/xvrecord\")
+    if(CMAKE_INSTALL_PREFIX STREQUAL /usr)
+      set(XV_CONFIG_DIR /etc/xvrecord)
+    endif()
+    configure_file(\"${PROJECT_SOURCE_DIR}/packaging/systemd/xvrecord@.service.in\"
+      \"${XV_UNIT}\" @ONLY)" COMPONENT tools)
+  install(FILES ${XV_UNIT} DESTINATION lib/systemd/system COMPONENT tools)
+  install(FILES packaging/systemd/channel.conf DESTINATION ${CMAKE_INSTALL_DATADIR}/xvwriter
+    COMPONENT tools)
+  install(FILES packaging/grafana/xvrecord.json RENAME dashboard.json
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/xvwriter COMPONENT tools)
   install(FILES tools/xvrecord/xvrecord.bash RENAME xvrecord
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
 endif()

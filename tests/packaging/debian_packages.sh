@@ -44,6 +44,12 @@ expect_clean "$root"
 "$root/usr/bin/xvrecord" --quiet test:seconds=1 "$stage/tools.mp4"
 [ -s "$stage/tools.mp4" ] || fail "xvrecord wrote nothing"
 
+grep -q '^ExecStart=/usr/bin/xvrecord ' "$root/usr/lib/systemd/system/xvrecord@.service" ||
+  fail "the unit starts another program"
+grep -q '^EnvironmentFile=/etc/xvrecord/%i.conf' "$root/usr/lib/systemd/system/xvrecord@.service" ||
+  fail "the unit reads other settings"
+[ -s "$root/usr/share/xvwriter/channel.conf" ] || fail "no example of a channel"
+
 [ -n "$PYTHON" ] || exit 0
 expect_depends python3-xvwriter "libxvwriterffm1 \(= $version\)" 'python3 \(>= 3' 'libstdc\+\+6'
 export PYTHONPATH=$root/usr/lib/python3/dist-packages

@@ -17,6 +17,9 @@ left=$(cd "$stage/first" && find . ! -type d -o -iname '*xvwriter*')
 
 host_by_cmake "$prefix/lib/cmake/XvWriterFFM"
 host_by_pkg_config "$prefix/lib/pkgconfig"
+unit=$prefix/lib/systemd/system/xvrecord@.service # alone names where it was installed
+grep -q "^ExecStart=$stage/first/bin/xvrecord " "$unit" || fail "the unit starts another program"
+rm "$unit"
 expect_clean "$prefix"
 
 # The class file of the prefix leads to the library there.
@@ -24,7 +27,7 @@ expect_clean "$prefix"
 "$prefix/bin/xvrecord" --version >/dev/null
 "$prefix/bin/xvfollow" --version >/dev/null
 "$prefix/bin/xvhw" --version >/dev/null
-for file in man/man1/xvrecord.1 bash-completion/completions/xvrecord doc/xvwriterffm/README.md \
+for file in xvwriter/dashboard.json man/man1/xvrecord.1 bash-completion/completions/xvrecord doc/xvwriterffm/README.md \
   doc/xvwriterffm/docs/attributes.md doc/xvwriterffm/examples/record_grey.cpp; do
   [ -f "$prefix/share/$file" ] || fail "no $file in the prefix"
 done

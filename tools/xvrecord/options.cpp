@@ -1,6 +1,7 @@
 #include "xvrecord/options.h"
 
 #include <algorithm>
+#include <ctime>
 
 #include "xvrecord/targets.h"
 
@@ -30,6 +31,11 @@ void DescribeRecording(CLI::App& app, Options& options) {
                  "YUY2, YVYU, NV12, I420, YV12, RGB24, RGB32, ARGB32, v210");
   app.add_flag("--realtime", options.realtime, "Push frames at their own pace");
   app.add_option("--stats", options.stats, "Write statistics as JSON to a file, or - for output");
+  app.add_option(
+      "--metrics", options.metrics,
+      "Serve OpenMetrics at HOST:PORT while the recording runs; PORT alone is on loopback");
+  app.add_flag("--time-in-name", options.timeInName,
+               "Fill %Y %m %d %H %M %S in OUTPUT with the time of the start, UTC");
   app.add_flag("--quiet", options.quiet, "Print failures only");
   app.add_flag("--validate", options.validate,
                "Open the input and check every attribute; write nothing");
@@ -115,6 +121,7 @@ void CheckOptions(Options* options) {
   } else if (!options->files.empty() || !asks) {
     throw UsageError("INPUT and OUTPUT are required; --help tells more.");
   }
+  if (options->timeInName) options->output = FillTime(options->output, std::time(nullptr));
   if (options->overwrite && options->keepExisting) {
     throw UsageError("-y and -n exclude one another.");
   }
@@ -127,6 +134,9 @@ void CheckOptions(Options* options) {
   const bool encodes = !options->codec.empty() || !options->layout.empty();
   if (options->media.packets && encodes) {
     throw UsageError("--packets leaves pictures as they are: no --codec, no --input-format.");
+  }
+  if (!options->metrics.empty() && (options->validate || options->output.empty())) {
+    throw UsageError("--metrics belongs to a recording.");
   }
   CheckStandardOutput(*options);
 }

@@ -26,6 +26,8 @@ struct Options {
   std::string logLevel = "quiet";
   bool realtime = false;
   bool quiet = false;
+  bool timeInName = false;
+  std::string metrics;  // HOST:PORT
   std::string stats;
   std::vector<std::string> get;
   std::vector<std::string> set;

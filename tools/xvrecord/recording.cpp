@@ -11,6 +11,7 @@
 #include "xvrecord/host_items.h"
 #include "xvrecord/input.h"
 #include "xvrecord/messages.h"
+#include "xvrecord/metrics_server.h"
 #include "xvrecord/progress.h"
 #include "xvrecord/report.h"
 #include "xvrecord/targets.h"
@@ -206,6 +207,21 @@ class RescueGuard {
   StopSignals& signals_;
 };
 
+// Null where nobody asks for metrics.
+std::unique_ptr<MetricsServer> ServeMetrics(const Options& options,
+                                            const xv::host::Writer& writer) {
+  if (options.metrics.empty()) return nullptr;
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  const MetricsSubject subject{options.output, std::chrono::duration<double>(now).count()};
+  auto server = std::make_unique<MetricsServer>(
+      options.metrics,
+      [&writer, subject](MetricsForm form) { return MetricsText(writer.Stats(), subject, form); });
+  if (!options.quiet) {
+    std::fprintf(stderr, "Metrics at http://%s/metrics\n", server->address().c_str());
+  }
+  return server;
+}
+
 // A moment of the recording, into a folder that goes away.
 int Validate(Options options, const std::string& attributes, const StopSignals& signals,
              xv::host::Writer& writer) {
@@ -238,6 +254,7 @@ int Record(const Options& options, StopSignals& signals, xv::host::Writer& write
   if (options.validate) return Validate(options, attributes, signals, writer);
   const std::string refused = RefuseTargets(options, attributes);
   if (!refused.empty()) return Fail(refused);
+  const std::unique_ptr<MetricsServer> metrics = ServeMetrics(options, writer);
   const std::unique_ptr<Input> input = OpenInput(options, attributes, signals);
   xv::HRESULT result =
       writer.Start(options.output, DefaultsFor(options, *input, attributes) + " " + attributes);

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <iostream>
+#include <iterator>
 #include <string_view>
 
 #include "tree/node.h"
@@ -133,6 +134,25 @@ bool IsTwin(const std::vector<std::string>& targets, std::size_t index) {
 
 bool IsStandardOutput(const std::string& target) {
   return IsOneOf(target, {"-", "pipe:", "pipe:1", "/dev/stdout", "/dev/fd/1", "/proc/self/fd/1"});
+}
+
+std::string FillTime(const std::string& target, std::time_t time) {
+  std::tm parts{};
+  gmtime_r(&time, &parts);
+  const std::pair<char, int> known[] = {{'Y', parts.tm_year + 1900}, {'m', parts.tm_mon + 1},
+                                        {'d', parts.tm_mday},        {'H', parts.tm_hour},
+                                        {'M', parts.tm_min},         {'S', parts.tm_sec}};
+  std::string filled;
+  for (std::size_t i = 0; i < target.size(); ++i) {
+    const char letter = target[i] == '%' && i + 1 < target.size() ? target[i + 1] : '\0';
+    const auto* part = std::find_if(std::begin(known), std::end(known),
+                                    [&](const auto& one) { return one.first == letter; });
+    const bool found = part != std::end(known);
+    if (found) filled += (part->second < 10 ? "0" : "") + std::to_string(part->second);
+    if (!found) filled += target[i];
+    if (found || letter == '%') ++i;
+  }
+  return filled;
 }
 
 bool IsTerminal(const std::string& target) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <ctime>
 #include <string>
 #include <utility>
 #include <vector>
@@ -11,6 +12,10 @@ namespace xvrecord {
 bool IsStandardOutput(const std::string& target);
 // Bytes to that target would land on a terminal.
 bool IsTerminal(const std::string& target);
+
+// `target` with the date and time, in UTC, in the place of %Y, %m, %d, %H, %M and %S; %% is "%".
+// Other places, such as a number's ("%03d"), stay.
+std::string FillTime(const std::string& target, std::time_t time);
 
 // Attributes that name what a session writes beside its output: name and target.
 std::vector<std::pair<std::string, std::string>> WrittenBy(const std::string& attributes);
