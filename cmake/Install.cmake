@@ -99,7 +99,10 @@ install(FILES README.md CHANGELOG.md DESTINATION ${XV_DOC_DIR} COMPONENT develop
 install(DIRECTORY docs/ DESTINATION ${XV_DOC_DIR}/docs COMPONENT development
   FILES_MATCHING PATTERN "*.md")
 install(DIRECTORY examples DESTINATION ${XV_DOC_DIR} COMPONENT development
-  FILES_MATCHING PATTERN "*.cpp" PATTERN "*.h" REGEX "/encoder_module/." PATTERN "media" EXCLUDE)
+  FILES_MATCHING PATTERN "*.cpp" PATTERN "*.h" REGEX "/encoder_module/." PATTERN "media" EXCLUDE
+  PATTERN "many-machines" EXCLUDE)
+install(DIRECTORY examples/many-machines DESTINATION ${XV_DOC_DIR}/examples COMPONENT development
+  USE_SOURCE_PERMISSIONS)
 
 if(XVWRITER_BUILD_TOOLS)
   foreach(program ${XV_PROGRAMS})

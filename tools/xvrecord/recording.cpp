@@ -269,6 +269,7 @@ int Record(const Options& options, StopSignals& signals, xv::host::Writer& write
   totals.wallSeconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
   totals.cpuSeconds = CpuSeconds();
+  totals.stopped = signals.Asked();
   if (!options.quiet) WarnOfOptions(writer);
   if (!options.stats.empty() && !WriteStats(options.stats, StatsJson(options.output, writer, totals,
                                                                      late ? stopped : result))) {

@@ -108,6 +108,7 @@ std::string StatsJson(const std::string& target, const xv::host::Writer& writer,
   nlohmann::json json;
   json["target"] = target;
   json["result"] = fmt::format("0x{:08X}", static_cast<std::uint32_t>(result));
+  json["stopped"] = totals.stopped;
   json["frames_in"] = totals.frames;
   json["pictures"] = totals.pictures;
   json["media_seconds"] = totals.mediaSeconds;

@@ -13,6 +13,7 @@ struct Totals {
   double mediaSeconds = 0;
   double wallSeconds = 0;
   double cpuSeconds = 0;
+  bool stopped = false;  // by a signal: what was recorded is whole, the input was not at its end
 };
 
 double CpuSeconds();
