@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Forty recordings by a Slurm of one node, started here: two tasks are killed, all come out right.
+"""Forty recordings by a Slurm of one node, started here: three tasks are ended, all come out right.
 
 usage: slurm_test.py XVRECORD EXAMPLE, the program and the folder of the scripts. Exit status 77
 where Slurm is not installed.
@@ -17,7 +17,7 @@ import time
 
 XVRECORD, EXAMPLE = (pathlib.Path(word).resolve() for word in sys.argv[1:3])
 DAEMONS = ("slurmctld", "slurmd")
-KILLED, CANCELLED = 7, 23
+KILLED, STOPPED, CANCELLED = 7, 15, 23
 
 CONFIG = """
 ClusterName=test
@@ -47,17 +47,19 @@ NodeName={host} NodeAddr=127.0.0.1 CPUs={cpus} RealMemory=8000 State=UNKNOWN
 PartitionName=all Nodes=ALL Default=YES State=UP
 """
 
-# xvrecord, whose first attempts at two recordings are slow and do not end by themselves.
+# xvrecord, whose first attempts at three recordings are slow and do not end by themselves: one is
+# killed, one is stopped and ends with status 0, the task of one is cancelled.
 WRAPPER = """#!/bin/bash
 partial=${{!#}}
 case $partial in
-*/.partial-{killed}-*|*/.partial-{cancelled}-*)
+*/.partial-{killed}-*|*/.partial-{stopped}-*|*/.partial-{cancelled}-*)
   if [ ! -e "$partial.seen" ]; then
     touch "$partial.seen"
     {xvrecord} --realtime "$@" &
     until [ -e "$partial" ]; do :; done
     case $partial in
       */.partial-{killed}-*) kill -KILL $!; wait $!; exit;;
+      */.partial-{stopped}-*) kill -INT $!; wait $!; exit;;
       *) scancel "${{SLURM_ARRAY_JOB_ID}}_$SLURM_ARRAY_TASK_ID"; wait;;
     esac
   fi;;
@@ -134,7 +136,7 @@ def check_recordings(folder):
     status, rows = record_all(folder)
     assert status == 0 and len(rows) == 40 and all(row["done"] for row in rows.values()), rows
     again = {index for index, row in rows.items() if row["attempts"] > 1}
-    assert again == {KILLED, CANCELLED}, again
+    assert again == {KILLED, STOPPED, CANCELLED}, again
     assert {path: pictures(path) for path in expected} == expected
     left = {path for path in (folder / "recordings").iterdir() if path.suffix == ".ts"}
     assert left == set(expected), left
@@ -161,7 +163,8 @@ def main():
     with tempfile.TemporaryDirectory() as name:
         folder = pathlib.Path(name)
         wrapper = folder / "wrapper"
-        wrapper.write_text(WRAPPER.format(xvrecord=XVRECORD, killed=KILLED, cancelled=CANCELLED))
+        wrapper.write_text(WRAPPER.format(xvrecord=XVRECORD, killed=KILLED, stopped=STOPPED,
+                                          cancelled=CANCELLED))
         wrapper.chmod(0o755)
         os.environ["XVRECORD"] = str(wrapper)
         with Cluster(folder):
