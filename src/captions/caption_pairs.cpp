@@ -2,28 +2,17 @@
 
 #include <optional>
 
+#include "xvwriter/detail/cc_data.hpp"
+
 namespace xv {
 namespace {
 
-constexpr std::uint8_t kTimeCodePresent = 0x80;
-constexpr std::uint8_t kCcDataPresent = 0x40;
-constexpr std::uint8_t kTimeCodeSection = 0x71;
-constexpr std::uint8_t kCcDataSection = 0x72;
 constexpr std::uint8_t kCountMask = 0x1F;
 
 constexpr std::uint8_t kValid = 0x04;
 constexpr std::uint8_t kTypeMask = 0x03;
 constexpr std::uint8_t kField1 = 0;
 constexpr std::uint8_t kField2 = 1;
-
-// Where the section behind the header (and the time code, if there is one) starts.
-std::size_t SectionStart(std::span<const std::uint8_t> packet) {
-  constexpr std::size_t kHeader = 7;
-  constexpr std::size_t kTimeCode = 5;
-  const bool timeCode = (packet[4] & kTimeCodePresent) != 0 && packet[2] >= kHeader + kTimeCode &&
-                        packet[kHeader] == kTimeCodeSection;
-  return timeCode ? kHeader + kTimeCode : kHeader;
-}
 
 std::uint16_t PairOf(std::span<const std::uint8_t> construct) {
   return static_cast<std::uint16_t>(construct[1] | construct[2] << 8);
@@ -32,15 +21,7 @@ std::uint16_t PairOf(std::span<const std::uint8_t> construct) {
 }  // namespace
 
 std::span<const std::uint8_t> ParseCcData(std::span<const std::uint8_t> packet) {
-  constexpr std::size_t kShortest = 8;
-  if (packet.size() < kShortest) return {};
-  const std::size_t start = SectionStart(packet);
-  const std::size_t end = packet[2] < packet.size() ? packet[2] : packet.size();
-  if ((packet[4] & kCcDataPresent) == 0 || start + 2 > end) return {};
-  if (packet[start] != kCcDataSection) return {};
-  const std::size_t size = std::size_t{3} * (packet[start + 1] & kCountMask) + 2;
-  if (start + size > end) return {};
-  return packet.subspan(start, size);
+  return detail::CcSection(packet);
 }
 
 std::uint32_t ExtractPairs(std::span<const std::uint8_t> section) {

@@ -8,7 +8,6 @@
 #include <thread>
 
 #include "xvrecord/catalogue_view.h"
-#include "xvrecord/host_items.h"
 #include "xvrecord/input.h"
 #include "xvrecord/messages.h"
 #include "xvrecord/metrics_server.h"
@@ -16,6 +15,7 @@
 #include "xvrecord/report.h"
 #include "xvrecord/targets.h"
 #include "xvrecord/trial_targets.h"
+#include "xvwriter/captions.hpp"
 
 namespace xvrecord {
 namespace {
@@ -31,21 +31,6 @@ std::unique_ptr<Input> OpenInput(const Options& options, const std::string& attr
   }
   media.stopAsked = [&signals] { return signals.Asked(); };
   return OpenMedia(options.input, media);
-}
-
-// Puts the frame's captions onto it under the keys that the writer looks for.
-xv::HRESULT AttachCaptions(const xv::host::Ptr<xv::IXvFrame>& frame, const InputFrame& input,
-                           std::int64_t number) {
-  if (input.captions.empty()) return xv::S_OK;
-  const auto items = std::make_shared<xv::CaptionItems>(xv::MakeCaptionItems(
-      input.captions, input.props.vid.dblRate, static_cast<std::uint16_t>(number)));
-  const auto add = [&](const char(&key)[5], const void* data, std::size_t bytes) {
-    return xv::host::AddExtra(frame, xv::FourCC(key), data, bytes, items);
-  };
-  xv::HRESULT added = add("GA94", items->ga94.data(), items->ga94.size());
-  if (xv::Succeeded(added)) added = add("C708", items->c708.data(), items->c708.size());
-  if (xv::Succeeded(added)) added = add("C608", &items->c608, sizeof(items->c608));
-  return added;
 }
 
 xv::HRESULT Push(xv::host::Writer& writer, const InputFrame& frame, std::int64_t number) {
@@ -67,7 +52,10 @@ xv::HRESULT Push(xv::host::Writer& writer, const InputFrame& frame, std::int64_t
                    (code.eTcFlags & xv::eXvTC_DropFrame) != 0);
   xv::HRESULT built = xv::S_OK;
   const auto made = std::move(builder).Build(&built);
-  if (xv::Succeeded(built)) built = AttachCaptions(made, frame, number);
+  if (xv::Succeeded(built) && !frame.captions.empty()) {
+    built = xv::host::AddCaptions(made, frame.captions, frame.props.vid.dblRate,
+                                  static_cast<std::uint16_t>(number));
+  }
   if (xv::Succeeded(built) && frame.packet) built = AddPacket(made, frame.packet);
   return xv::Failed(built) ? built : writer.Put(made);
 }
