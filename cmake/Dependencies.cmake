@@ -46,3 +46,17 @@ if(XV_PYTHON)
   find_package(Python 3.9 REQUIRED COMPONENTS Interpreter Development.Module)
   find_package(pybind11 2.9 REQUIRED CONFIG)
 endif()
+
+# The GStreamer plugin goes where GStreamer is.
+pkg_check_modules(XVWRITER_GST QUIET IMPORTED_TARGET gstreamer-1.0>=1.20 gstreamer-base-1.0
+  gstreamer-video-1.0 gstreamer-audio-1.0)
+set(gstreamer OFF)
+if(XVWRITER_GST_FOUND AND PROJECT_IS_TOP_LEVEL AND XV_LIBRARY_FORM STREQUAL SHARED)
+  set(gstreamer ON)
+endif()
+option(XVWRITER_BUILD_GSTREAMER "Build the GStreamer plugin" ${gstreamer})
+if(XVWRITER_BUILD_GSTREAMER AND NOT XVWRITER_GST_FOUND)
+  message(FATAL_ERROR "XVWRITER_BUILD_GSTREAMER needs libgstreamer1.0-dev and "
+    "libgstreamer-plugins-base1.0-dev")
+endif()
+message(STATUS "GStreamer plugin: ${XVWRITER_BUILD_GSTREAMER}")

@@ -1,8 +1,12 @@
 # What a prefix gets: the library, its headers, pkg-config file and CMake package, the file that
-# names its class, the documents and examples, and the programs with their manual pages and the
-# completion in bash, and the Python package. All paths in these files are relative to where they stand, so that the prefix
+# names its class, the documents and examples, the programs with their manual pages and the
+# completion in bash, the Python package and the GStreamer plugin. All paths in these files are relative to where they stand, so that the prefix
 # can be moved; a folder that was given as an absolute path stays where it is.
 set(XV_PROGRAMS)
+set(XV_PLUGINS)
+if(XVWRITER_BUILD_GSTREAMER)
+  set(XV_PLUGINS gstxvwriter)
+endif()
 if(XVWRITER_BUILD_TOOLS)
   set(XV_PROGRAMS xvrecord xvfollow xvhw)
 endif()
@@ -11,7 +15,8 @@ if(XV_PYTHON)
   set(XV_PYTHON_TARGETS python_package)
 endif()
 if(PROJECT_IS_TOP_LEVEL)
-  add_custom_target(library_and_tools DEPENDS xvwriterffm ${XV_PROGRAMS} ${XV_PYTHON_TARGETS})
+  add_custom_target(library_and_tools
+    DEPENDS xvwriterffm ${XV_PROGRAMS} ${XV_PYTHON_TARGETS} ${XV_PLUGINS})
 endif()
 if(NOT XVWRITER_INSTALL)
   return()
@@ -141,6 +146,10 @@ if(XV_PYTHON)
   install(FILES ${XV_PYTHON_FILES} DESTINATION ${XVWRITER_PYTHON_DIR}/xvwriter COMPONENT python)
   install(FILES python/README.md python/examples/animation.py
     DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/python3-xvwriter COMPONENT python)
+endif()
+if(XV_PLUGINS)
+  install(TARGETS ${XV_PLUGINS} DESTINATION ${CMAKE_INSTALL_LIBDIR}/gstreamer-1.0
+    COMPONENT gstreamer)
 endif()
 
 if(PROJECT_IS_TOP_LEVEL)

@@ -1,4 +1,5 @@
-# `cpack -G DEB`: libxvwriterffm1, libxvwriterffm-dev, xvwriterffm-tools and python3-xvwriter. Configure with
+# `cpack -G DEB`: libxvwriterffm1, libxvwriterffm-dev, xvwriterffm-tools and, where they are built,
+# python3-xvwriter and gstreamer1.0-xvwriter. Configure with
 # CMAKE_INSTALL_PREFIX=/usr, as the preset "package" does: the library then lies in the folder of
 # its architecture.
 set(library libxvwriterffm${PROJECT_VERSION_MAJOR})
@@ -15,6 +16,7 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
 set(CPACK_COMPONENTS_ALL development)
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libxvwriterffm-dev)
@@ -37,7 +39,6 @@ if(XVWRITER_BUILD_TOOLS)
   list(APPEND CPACK_COMPONENTS_ALL tools)
   set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME xvwriterffm-tools)
   set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION video)
-  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
   set(CPACK_COMPONENT_TOOLS_DESCRIPTION "The programs xvrecord, xvfollow and xvhw.")
 endif()
 if(XV_PYTHON)
@@ -50,5 +51,14 @@ ${Python_VERSION_MAJOR}.${Python_VERSION_MINOR}), python3 (<< ${Python_VERSION_M
   set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS python3-numpy)
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
   set(CPACK_COMPONENT_PYTHON_DESCRIPTION "The package xvwriter for Python programs.")
+endif()
+if(XVWRITER_BUILD_GSTREAMER)
+  list(APPEND CPACK_COMPONENTS_ALL gstreamer)
+  set(CPACK_DEBIAN_GSTREAMER_PACKAGE_NAME gstreamer1.0-xvwriter)
+  set(CPACK_DEBIAN_GSTREAMER_PACKAGE_SECTION libs)
+  if(XV_LIBRARY_FORM STREQUAL SHARED)
+    set(CPACK_DEBIAN_GSTREAMER_PACKAGE_DEPENDS "${same_library}")
+  endif()
+  set(CPACK_COMPONENT_GSTREAMER_DESCRIPTION "The GStreamer element xvwritersink.")
 endif()
 include(CPack)

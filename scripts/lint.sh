@@ -19,9 +19,13 @@ while IFS=: read -r file include; do
   fi
 done < <(git grep -E '^#include "[a-z]+/' -- src | sed -E 's/^([^:]+):#include (.*)$/\1:\2/')
 
-for header in $(git ls-files 'include/*.h' 'include/*.hpp' 'src/*.h' 'tools/*.h' ':!*-inl.h'); do
+for header in $(git ls-files 'include/*.h' 'include/*.hpp' 'src/*.h' 'tools/*.h' 'gst/*.h' ':!*-inl.h'); do
   head -40 "$header" | grep -q '^#pragma once' || complain "$header has no #pragma once"
 done
+
+# The plugin is a host: it knows the library by its public headers alone.
+hits=$(git grep -nE '^#include "[a-z_]+/' -- gst ':!gst/CMakeLists.txt' | grep -v '"xvwriter/')
+[ -z "$hits" ] || complain "gst includes more than the public headers: $hits"
 
 # The operating system stays in its room.
 hits=$(git grep -lE '#include <(dlfcn|pthread|unistd|fcntl|sys/[a-z]+)\.h>' -- src ':!src/platform')

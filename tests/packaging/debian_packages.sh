@@ -9,6 +9,8 @@ cpack --config "$tree/CPackConfig.cmake" -G DEB -B "$stage/packages" >"$stage/cp
 root=$stage/root
 names="libxvwriterffm1 libxvwriterffm-dev xvwriterffm-tools"
 [ -z "$PYTHON" ] || names+=" python3-xvwriter"
+! grep -q '^XVWRITER_BUILD_GSTREAMER:BOOL=ON' "$tree/CMakeCache.txt" ||
+  names+=" gstreamer1.0-xvwriter"
 for name in $names; do
   dpkg-deb -x "$stage/packages/$name"_*.deb "$root"
   dpkg-deb -c "$stage/packages/$name"_*.deb | awk '$1 !~ /^d/ {print $6}' >>"$stage/files.txt"
@@ -49,6 +51,16 @@ grep -q '^ExecStart=/usr/bin/xvrecord ' "$root/usr/lib/systemd/system/xvrecord@.
 grep -q '^EnvironmentFile=/etc/xvrecord/%i.conf' "$root/usr/lib/systemd/system/xvrecord@.service" ||
   fail "the unit reads other settings"
 [ -s "$root/usr/share/xvwriter/channel.conf" ] || fail "no example of a channel"
+
+if [[ $names == *gstreamer* ]]; then
+  expect_depends gstreamer1.0-xvwriter "libxvwriterffm1 \(= $version\)" 'libgstreamer1.0-0 ' \
+    'libgstreamer-plugins-base1.0-0 '
+  export GST_PLUGIN_PATH=$library/gstreamer-1.0 GST_REGISTRY=$stage/registry.bin
+  gst-inspect-1.0 xvwritersink | grep -q "SINK template: 'audio_%u'" || fail "no element in the plugin"
+  timeout 60 gst-launch-1.0 -q videotestsrc num-buffers=10 ! video/x-raw,width=320,height=240 ! \
+    xvwritersink location="$stage/gstreamer.mp4"
+  expect_recording "$stage/gstreamer.mp4"
+fi
 
 [ -n "$PYTHON" ] || exit 0
 expect_depends python3-xvwriter "libxvwriterffm1 \(= $version\)" 'python3 \(>= 3' 'libstdc\+\+6'

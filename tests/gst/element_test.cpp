@@ -1,0 +1,436 @@
+#include <gmock/gmock.h>
+#include <gst/video/video.h>
+
+#include <filesystem>
+
+#include "gst/pipeline.h"
+#include "support/media_probe.h"
+
+namespace xv::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+constexpr GstClockTime kFrame = GST_SECOND / 25;
+const std::string kPictures =
+    "video/x-raw,format=I420,width=64,height=48,framerate=25/1,interlace-mode=progressive";
+const std::string kSound = "audio/x-raw,format=S16LE,rate=48000,layout=interleaved,channels=";
+const std::string kLossless = " attributes=\"video::codec=ffv1 audio::codec=pcm_s16le\" ";
+
+std::string To(const std::string& path) { return "location=" + path + kLossless; }
+
+int Luma(int n) { return 40 + 5 * (n % 32); }
+
+GstFlowReturn PushPicture(GstHarness* feed, int number, int luma) {
+  return gst_harness_push(feed, GreyPicture(64, 48, luma, static_cast<guint64>(number) * kFrame));
+}
+
+GstFlowReturn PushSound(GstHarness* feed, int number, int channels, int value) {
+  return gst_harness_push(feed,
+                          FlatSound(channels, 1920, value, static_cast<guint64>(number) * kFrame));
+}
+
+// Pictures [first, last) with their sound.
+void PushBoth(GstHarness* video, GstHarness* sound, int first, int last) {
+  for (int n = first; n < last; ++n) {
+    ASSERT_EQ(PushPicture(video, n, Luma(n)), GST_FLOW_OK) << n;
+    if (sound != nullptr) {
+      ASSERT_EQ(PushSound(sound, n, 2, 1000), GST_FLOW_OK) << n;
+    }
+  }
+}
+
+std::vector<std::uint8_t> Ramp(int first, int last) {
+  std::vector<std::uint8_t> levels;
+  for (int n = first; n < last; ++n) levels.push_back(static_cast<std::uint8_t>(Luma(n)));
+  return levels;
+}
+
+// Samples of 16 bits of a track, one channel of `channels`.
+std::vector<int> Samples(const ProbedStream& track, int channel, int channels) {
+  std::string bytes;
+  for (const ProbedPacket& packet : track.packets) bytes += packet.bytes;
+  std::vector<int> samples;
+  const auto step = static_cast<std::size_t>(channels) * 2;
+  for (std::size_t i = static_cast<std::size_t>(channel) * 2; i + 1 < bytes.size(); i += step) {
+    samples.push_back(static_cast<std::int16_t>(static_cast<std::uint8_t>(bytes[i]) |
+                                                static_cast<std::uint8_t>(bytes[i + 1]) << 8));
+  }
+  return samples;
+}
+
+TEST(GstElement, RecordsBothAndTellsStatisticsAndTheEnd) {
+  TemporaryFolder folder;
+  SinkBench bench(To(folder / "a.mkv"));
+  GstHarness* video = bench.Feed("video", kPictures);
+  GstHarness* sound = bench.Feed("audio_0", kSound + "2");
+  PushBoth(video, sound, 0, 20);
+  gint64 position = 0;
+  EXPECT_TRUE(gst_element_query_position(bench.Element(), GST_FORMAT_TIME, &position));
+  EXPECT_GT(position, 0);
+  const BusWords words = bench.Finish();
+  EXPECT_TRUE(words.ended) << words.error;
+  EXPECT_THAT(words.warnings, IsEmpty());
+  ASSERT_FALSE(words.statistics.empty());
+  EXPECT_THAT(words.statistics.back(), HasSubstr("final=(boolean)true, frames-in=(gint64)20"));
+  EXPECT_EQ(gst_harness_push(video, GreyPicture(64, 48, 0, 20 * kFrame)), GST_FLOW_EOS);
+  const ProbedFile file = Probe(folder / "a.mkv");
+  EXPECT_EQ(file.Pictures().lumaMeans, Ramp(0, 20));
+  EXPECT_EQ(file.Sound().samples, 20 * 1920);
+}
+
+// A lost picture, a gap that is told, a picture that stands long, a late first stamp: each picture
+// is seen at its time.
+TEST(GstElement, RunningTimeBecomesFrameTime) {
+  for (const bool withSound : {false, true}) {
+    TemporaryFolder folder;
+    SinkBench bench(To(folder / "a.mkv"));
+    GstHarness* video = bench.Feed("video", kPictures);
+    GstHarness* sound = withSound ? bench.Feed("audio_0", kSound + "2") : nullptr;
+    GstSegment segment;  // running time is half a second behind the stamps
+    gst_segment_init(&segment, GST_FORMAT_TIME);
+    segment.start = 12 * kFrame;
+    gst_harness_push_event(video, gst_event_new_segment(&segment));
+    if (withSound) gst_harness_push_event(sound, gst_event_new_segment(&segment));
+    for (int n = 0; withSound && n < 35; ++n) {
+      ASSERT_EQ(PushSound(sound, n, 2, 1000), GST_FLOW_OK);
+    }
+    for (const int n : {10, 11, 12, 13, 15, 16}) {  // two are outside of the segment
+      ASSERT_EQ(PushPicture(video, n, Luma(n)), GST_FLOW_OK);
+    }
+    gst_harness_push_event(video, gst_event_new_gap(17 * kFrame, 5 * kFrame));
+    ASSERT_EQ(PushPicture(video, 22, Luma(22)), GST_FLOW_OK);
+    ASSERT_EQ(PushPicture(video, 34, Luma(34)), GST_FLOW_OK);
+    EXPECT_TRUE(bench.Finish().ended);
+    std::vector<std::uint8_t> expected;
+    for (const int n : {12, 13, 13, 15, 16, 16, 16, 16, 16, 16}) {
+      expected.push_back(static_cast<std::uint8_t>(Luma(n)));
+    }
+    for (int n = 22; n < 34; ++n) expected.push_back(static_cast<std::uint8_t>(Luma(22)));
+    expected.push_back(static_cast<std::uint8_t>(Luma(34)));
+    const ProbedFile file = Probe(folder / "a.mkv");
+    EXPECT_EQ(file.Pictures().lumaMeans, expected) << withSound;
+    if (withSound) {
+      EXPECT_EQ(file.Sound().samples, 23 * 1920);
+    }
+  }
+}
+
+// Sound that starts late, sound with a hole, sound ahead of the first picture.
+TEST(GstElement, EachPadIsATrackAndItsHolesAreSilence) {
+  TemporaryFolder folder;
+  SinkBench bench(To(folder / "a.mkv"));
+  GstHarness* video = bench.Feed("video", kPictures);
+  GstHarness* first = bench.Feed("audio_0", kSound + "2");
+  GstHarness* second = bench.Feed("audio_1", kSound + "1");
+  gst_harness_push_event(second, gst_event_new_gap(0, 10 * kFrame));
+  for (int n = 0; n < 20; ++n) {
+    if (n >= 2) {
+      ASSERT_EQ(PushPicture(video, n, Luma(n)), GST_FLOW_OK);
+    }
+    if (n != 12) {
+      ASSERT_EQ(PushSound(first, n, 2, 100 + n), GST_FLOW_OK);
+    }
+    if (n >= 10) {
+      ASSERT_EQ(PushSound(second, n, 1, 1000 + n), GST_FLOW_OK);
+    }
+  }
+  EXPECT_TRUE(bench.Finish().ended);
+  const ProbedFile file = Probe(folder / "a.mkv");
+  EXPECT_EQ(file.Pictures().lumaMeans, Ramp(2, 20));
+  ASSERT_EQ(file.Count(AVMEDIA_TYPE_AUDIO), 2);
+  const std::vector<int> right = Samples(file.Sound(0), 1, 2);
+  const std::vector<int> mono = Samples(file.Sound(1), 0, 1);
+  ASSERT_EQ(right.size(), 18u * 1920);
+  ASSERT_EQ(mono.size(), 18u * 1920);
+  for (int n = 2; n < 20; ++n) {
+    const auto middle = static_cast<std::size_t>((n - 2) * 1920 + 960);
+    EXPECT_EQ(right[middle], n == 12 ? 0 : 100 + n);
+    EXPECT_EQ(mono[middle], n < 10 ? 0 : 1000 + n);
+  }
+}
+
+TEST(GstElement, SoundAloneAndItsPadsGoTogether) {
+  TemporaryFolder folder;
+  SinkBench bench(To(folder / "a.mkv"));
+  GstHarness* sound = bench.Feed("audio_%u", kSound + "30,channel-mask=(bitmask)0");
+  GstHarness* other = gst_harness_new_with_element(bench.Element(), "audio_%u", nullptr);
+  GstPad* pad = gst_element_get_static_pad(bench.Element(), "audio_1");
+  const GstPtr<GstCaps> caps(gst_pad_query_caps(pad, nullptr));
+  const GstPtr<GstCaps> expected(gst_caps_from_string(
+      "audio/x-raw,format=S16LE,rate=48000,layout=interleaved,channels=[1,2]"));
+  EXPECT_TRUE(gst_caps_is_equal(caps.get(), expected.get()));
+  gst_object_unref(pad);
+  gst_harness_teardown(other);
+  for (int n = 0; n < 10; ++n) {
+    ASSERT_EQ(PushSound(sound, n, 30, n), GST_FLOW_OK);
+  }
+  EXPECT_TRUE(bench.Finish().ended);
+  const ProbedFile file = Probe(folder / "a.mkv");
+  EXPECT_EQ(file.Count(AVMEDIA_TYPE_VIDEO), 0);
+  EXPECT_EQ(file.Sound().channels, 30);
+  EXPECT_EQ(file.Sound().samples, 10 * 1920);
+}
+
+// Captions in the four forms that buffers have them in, and the time code of the first picture.
+TEST(GstElement, MetasBecomeFrameItems) {
+  const std::vector<guint8> constructs = {0xFC, 0x94, 0x2C, 0xFD, 0x80, 0x80};
+  struct Form {
+    GstVideoCaptionType type;
+    std::vector<guint8> bytes;
+    std::string expected;
+  };
+  const std::string pair = "\xFC\x94\x2C";
+  const std::string both = pair + "\xFD\x80\x80";
+  const Form forms[] = {
+      {GST_VIDEO_CAPTION_TYPE_CEA608_RAW, {0x94, 0x2C}, pair},
+      {GST_VIDEO_CAPTION_TYPE_CEA608_S334_1A, {0x80, 0x94, 0x2C, 0x00, 0x80, 0x80}, both},
+      {GST_VIDEO_CAPTION_TYPE_CEA708_RAW, constructs, both},
+      {GST_VIDEO_CAPTION_TYPE_CEA708_CDP,
+       {0x96, 0x69, 0x13, 0x3F, 0x43, 0x00, 0x00, 0x72, 0xE2, 0xFC, 0x94, 0x2C, 0xFD, 0x80, 0x80,
+        0x74, 0x00, 0x00, 0xEB},
+       both},
+  };
+  for (const Form& form : forms) {
+    TemporaryFolder folder;
+    SinkBench bench("location=" + (folder / "a.mov") +
+                    " attributes=\"video::codec=libx264 video::preset=ultrafast\"");
+    GstHarness* video = bench.Feed("video", kPictures);
+    for (int n = 0; n < 8; ++n) {
+      GstBuffer* buffer = GreyPicture(64, 48, 100, static_cast<guint64>(n) * kFrame);
+      gst_buffer_add_video_caption_meta(buffer, form.type, form.bytes.data(), form.bytes.size());
+      gst_buffer_add_video_time_code_meta_full(buffer, 25, 1, nullptr,
+                                               GST_VIDEO_TIME_CODE_FLAGS_NONE, 10, 11, 12,
+                                               static_cast<guint>(n + 13), 0);
+      ASSERT_EQ(gst_harness_push(video, buffer), GST_FLOW_OK);
+    }
+    const BusWords words = bench.Finish();
+    EXPECT_THAT(words.statistics.back(), HasSubstr("captions-embedded=(gint64)8"));
+    const ProbedFile file = Probe(folder / "a.mov");
+    EXPECT_EQ(file.timecode, "10:11:12:13");
+    ASSERT_EQ(file.Pictures().captions.size(), 8u);
+    EXPECT_EQ(file.Pictures().captions[3].constructs, form.expected);
+  }
+}
+
+// The picture's memory is the writer's for as long as it needs it; one that lies otherwise is
+// copied, and the buffer is free at once.
+TEST(GstElement, PicturesAreLentWhereTheyLieAsWanted) {
+  for (const int width : {64, 66}) {
+    TemporaryFolder folder;
+    SinkBench bench(To(folder / "a.mkv"));
+    GstVideoInfo info;
+    gst_video_info_set_format(&info, GST_VIDEO_FORMAT_I420, static_cast<guint>(width), 48);
+    GstHarness* video =
+        bench.Feed("video", "video/x-raw,format=I420,width=" + std::to_string(width) +
+                                ",height=48,framerate=25/1,interlace-mode=progressive");
+    GstBuffer* buffer = gst_buffer_new_allocate(nullptr, info.size, nullptr);
+    gst_buffer_memset(buffer, 0, 99, info.size);
+    GST_BUFFER_PTS(buffer) = 0;
+    gst_buffer_ref(buffer);
+    ASSERT_EQ(gst_harness_push(video, buffer), GST_FLOW_OK);
+    EXPECT_EQ(GST_MINI_OBJECT_REFCOUNT_VALUE(buffer) > 1, width == 64);
+    EXPECT_TRUE(bench.Finish().ended);
+    EXPECT_EQ(GST_MINI_OBJECT_REFCOUNT_VALUE(buffer), 1);
+    gst_buffer_unref(buffer);
+    EXPECT_THAT(Probe(folder / "a.mkv").Pictures().lumaMeans, ElementsAre(99));
+  }
+}
+
+TEST(GstElement, PicturesMayChangeTheirCapsAndSoundMayNot) {
+  TemporaryFolder folder;
+  SinkBench bench(To(folder / "a.mkv"));
+  GstHarness* video = bench.Feed("video", kPictures);
+  GstHarness* sound = bench.Feed("audio_0", kSound + "2");
+  PushBoth(video, sound, 0, 5);
+  gst_harness_set_src_caps_str(
+      video,
+      "video/x-raw,format=I420,width=128,height=96,framerate=25/1,interlace-mode=progressive");
+  for (int n = 5; n < 10; ++n) {
+    const auto time = static_cast<guint64>(n) * kFrame;
+    ASSERT_EQ(gst_harness_push(video, GreyPicture(128, 96, Luma(n), time)), GST_FLOW_OK);
+    ASSERT_EQ(PushSound(sound, n, 2, 1), GST_FLOW_OK);
+  }
+  GstPad* pad = gst_element_get_static_pad(bench.Element(), "audio_0");
+  const GstPtr<GstCaps> other(gst_caps_from_string((kSound + "1").c_str()));
+  EXPECT_FALSE(gst_pad_send_event(pad, gst_event_new_caps(other.get())));
+  gst_object_unref(pad);
+  EXPECT_THAT(bench.Words(5).error, HasSubstr("Sound must have one rate"));
+  gst_element_set_state(bench.Element(), GST_STATE_NULL);  // the file is closed
+  const ProbedFile file = Probe(folder / "a.mkv");
+  EXPECT_EQ(file.Pictures().width, 64);
+  EXPECT_EQ(file.Pictures().lumaMeans, Ramp(0, 10));
+}
+
+// What came ahead of the flush stays, and what comes behind it follows at once.
+TEST(GstElement, AFlushingSeekGoesOnWithTheRecording) {
+  TemporaryFolder folder;
+  SinkBench bench(To(folder / "a.mkv"));
+  GstHarness* video = bench.Feed("video", kPictures);
+  GstHarness* sound = bench.Feed("audio_0", kSound + "2");
+  PushBoth(video, sound, 0, 10);
+  for (GstHarness* feed : {video, sound}) {
+    gst_harness_push_event(feed, gst_event_new_flush_start());
+  }
+  for (GstHarness* feed : {video, sound}) {
+    gst_harness_push_event(feed, gst_event_new_flush_stop(TRUE));
+    GstSegment segment;
+    gst_segment_init(&segment, GST_FORMAT_TIME);
+    gst_harness_push_event(feed, gst_event_new_segment(&segment));
+  }
+  PushBoth(video, sound, 0, 5);
+  EXPECT_TRUE(bench.Finish().ended);
+  std::vector<std::uint8_t> expected = Ramp(0, 10);
+  for (const std::uint8_t level : Ramp(0, 5)) expected.push_back(level);
+  EXPECT_EQ(Probe(folder / "a.mkv").Pictures().lumaMeans, expected);
+}
+
+TEST(GstElement, StatesRestartWithAnotherLocation) {
+  TemporaryFolder folder;
+  SinkBench bench(To(folder / "first.mkv"));
+  GstHarness* video = bench.Feed("video", kPictures);
+  PushBoth(video, nullptr, 0, 5);
+  gst_element_set_state(bench.Element(), GST_STATE_READY);  // without EOS
+  EXPECT_EQ(Probe(folder / "first.mkv").Pictures().lumaMeans, Ramp(0, 5));
+
+  g_object_set(bench.Element(), "location", (folder / "second.mkv").c_str(), nullptr);
+  gst_element_set_state(bench.Element(), GST_STATE_PLAYING);
+  gst_harness_push_event(video, gst_event_new_stream_start("again"));
+  gst_harness_set_src_caps_str(video, kPictures.c_str());
+  GstSegment segment;
+  gst_segment_init(&segment, GST_FORMAT_TIME);
+  gst_harness_push_event(video, gst_event_new_segment(&segment));
+  PushBoth(video, nullptr, 3, 9);
+  EXPECT_TRUE(bench.Finish().ended);
+  EXPECT_EQ(Probe(folder / "second.mkv").Pictures().lumaMeans, Ramp(3, 9));
+  EXPECT_EQ(Probe(folder / "first.mkv").Pictures().lumaMeans, Ramp(0, 5));
+}
+
+// Data of a pipeline that never plays is not recorded, and an older file stays.
+TEST(GstElement, PausedWritesNothing) {
+  TemporaryFolder folder;
+  const std::string path = folder.Write("a.mkv", "old");
+  const GstPtr<GstElement> pipeline(
+      gst_parse_launch(("videotestsrc ! xvwritersink " + To(path)).c_str(), nullptr));
+  gst_element_set_state(pipeline.get(), GST_STATE_PAUSED);
+  EXPECT_EQ(gst_element_get_state(pipeline.get(), nullptr, nullptr, 10 * GST_SECOND),
+            GST_STATE_CHANGE_SUCCESS);
+  gst_element_set_state(pipeline.get(), GST_STATE_NULL);
+  EXPECT_EQ(folder.Read("a.mkv"), "old");
+}
+
+TEST(GstElement, FailuresSayWhatAndWhy) {
+  TemporaryFolder folder;
+  SinkBench nowhere("");
+  EXPECT_EQ(gst_element_set_state(nowhere.Element(), GST_STATE_PAUSED), GST_STATE_CHANGE_FAILURE);
+  EXPECT_THAT(nowhere.Words().error, HasSubstr("no location"));
+
+  SinkBench lost(To(folder / "missing/\"x\"/a.mkv"));
+  GstHarness* video = lost.Feed("video", kPictures);
+  (void)PushPicture(video, 0, 1);
+  EXPECT_EQ(PushPicture(video, 1, 1), GST_FLOW_ERROR);
+  const BusWords words = lost.Words(5);
+  EXPECT_GE(words.status, 0x80000000U);
+  EXPECT_THAT(words.error, HasSubstr("a.mkv"));
+
+  SinkBench odd(To(folder / "a.mkv"));
+  GstPadTemplate* one =
+      gst_element_class_get_pad_template(GST_ELEMENT_GET_CLASS(odd.Element()), "video");
+  GstPad* pad = gst_element_request_pad(odd.Element(), one, nullptr, nullptr);
+  EXPECT_EQ(gst_element_request_pad(odd.Element(), one, nullptr, nullptr), nullptr);
+  gst_element_set_state(odd.Element(), GST_STATE_PLAYING);
+  gst_pad_send_event(pad, gst_event_new_stream_start("s"));
+  const GstPtr<GstCaps> full(gst_caps_from_string(
+      "video/x-raw,format=v210,width=64,height=48,framerate=25/1,colorimetry=1:4:0:0"));
+  EXPECT_FALSE(gst_pad_send_event(pad, gst_event_new_caps(full.get())));
+  EXPECT_THAT(odd.Words(5).error, HasSubstr("video range"));
+  GstSegment segment;
+  gst_segment_init(&segment, GST_FORMAT_TIME);
+  segment.rate = -1;
+  EXPECT_FALSE(gst_pad_send_event(pad, gst_event_new_segment(&segment)));
+  EXPECT_THAT(odd.Words(5).error, HasSubstr("normal speed"));
+  gst_object_unref(pad);
+
+  const BusWords unknown = RunPipeline("videotestsrc num-buffers=3 ! xvwritersink format=nothing " +
+                                       To(folder / "b.mkv"));
+  EXPECT_EQ(unknown.status, static_cast<guint>(XV_E_NOT_FOUND));
+  const BusWords unused = RunPipeline(
+      "videotestsrc num-buffers=3 ! xvwritersink video-crf=20 location=" + (folder / "b.mkv") +
+      " attributes=\"video::codec=mpeg4 vidoe::b=1M\"");
+  EXPECT_TRUE(unused.ended);
+  EXPECT_THAT(unused.warnings, testing::Contains(HasSubstr("vidoe::b")));
+  EXPECT_THAT(unused.warnings, testing::Contains(HasSubstr("video::crf")));
+}
+
+// A live source without data does not hold the others up.
+TEST(GstElement, LiveSourcesAreNotWaitedForForEver) {
+  TemporaryFolder folder;
+  const BusWords words = RunPipeline(
+      "videotestsrc is-live=true num-buffers=60 ! video/x-raw,width=64,height=48,framerate=30/1 ! "
+      "s.video audiotestsrc is-live=true num-buffers=10 ! audio/x-raw,channels=2 ! valve "
+      "drop=true drop-mode=forward-sticky-events ! s.audio_0 xvwritersink name=s "
+      "max-wait=100000000 " +
+      To(folder / "a.mkv"));
+  EXPECT_TRUE(words.ended) << words.error;
+  EXPECT_EQ(Probe(folder / "a.mkv").Pictures().frames, 60);
+}
+
+// Pictures that the writer drops are told to the bus.
+TEST(GstElement, DropsAreToldAsQuality) {
+  TemporaryFolder folder;
+  const BusWords words = RunPipeline(
+      "videotestsrc num-buffers=60 pattern=snow ! video/x-raw,width=320,height=240 ! xvwritersink "
+      "location=" +
+      (folder / "a.mkv") +
+      " attributes=\"video::codec=libx264 video::preset=slow video.drop_frames=true "
+      "video.buffers=1\"");
+  EXPECT_TRUE(words.ended) << words.error;
+  EXPECT_GT(words.qos, 0);
+}
+
+std::size_t EntriesOf(const char* folder) {
+  const std::filesystem::directory_iterator entries(folder);
+  return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
+}
+
+TEST(GstElement, AThousandStartsAndStopsLeaveNothingOpen) {
+  TemporaryFolder folder;
+  SinkBench bench("location=" + (folder / "a.avi") + " attributes=video::codec=rawvideo");
+  GstPad* pad = gst_element_request_pad_simple(bench.Element(), "video");
+  GstPad* source = gst_pad_new("source", GST_PAD_SRC);
+  gst_pad_link(source, pad);
+  const GstPtr<GstCaps> caps(gst_caps_from_string(kPictures.c_str()));
+  GstSegment segment;
+  gst_segment_init(&segment, GST_FORMAT_TIME);
+  std::size_t files = 0, threads = 0;
+  for (int round = 0; round < 1000; ++round) {
+    gst_element_set_state(bench.Element(), GST_STATE_PLAYING);
+    gst_pad_set_active(source, TRUE);
+    gst_pad_push_event(source, gst_event_new_stream_start("s"));
+    gst_pad_push_event(source, gst_event_new_caps(caps.get()));
+    gst_pad_push_event(source, gst_event_new_segment(&segment));
+    for (int n = 0; n < 2; ++n) {
+      ASSERT_EQ(gst_pad_push(source, GreyPicture(64, 48, 99, static_cast<guint64>(n) * kFrame)),
+                GST_FLOW_OK);
+    }
+    if (round % 2 == 0) gst_pad_push_event(source, gst_event_new_eos());
+    gst_element_set_state(bench.Element(), round % 3 == 0 ? GST_STATE_NULL : GST_STATE_READY);
+    gst_pad_set_active(source, FALSE);
+    if (round == 20) {
+      files = EntriesOf("/proc/self/fd");
+      threads = EntriesOf("/proc/self/task");
+    }
+  }
+  EXPECT_THAT(bench.Words().error, IsEmpty());
+  EXPECT_LE(EntriesOf("/proc/self/fd"), files + 1);
+  EXPECT_LE(EntriesOf("/proc/self/task"), threads + 2);
+  EXPECT_EQ(Probe(folder / "a.avi").Pictures().frames, 2);
+  gst_pad_unlink(source, pad);
+  gst_object_unref(source);
+  gst_object_unref(pad);
+}
+
+}  // namespace
+}  // namespace xv::test
