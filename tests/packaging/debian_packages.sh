@@ -56,7 +56,8 @@ if [[ $names == *gstreamer* ]]; then
   expect_depends gstreamer1.0-xvwriter "libxvwriterffm1 \(= $version\)" 'libgstreamer1.0-0 ' \
     'libgstreamer-plugins-base1.0-0 '
   export GST_PLUGIN_PATH=$library/gstreamer-1.0 GST_REGISTRY=$stage/registry.bin
-  gst-inspect-1.0 xvwritersink | grep -q "SINK template: 'audio_%u'" || fail "no element in the plugin"
+  gst-inspect-1.0 xvwritersink >"$stage/element.txt" || fail "no element in the plugin"
+  grep -q '^  video-preset ' "$stage/element.txt" || fail "the element does not show the catalogue"
   timeout 60 gst-launch-1.0 -q videotestsrc num-buffers=10 ! video/x-raw,width=320,height=240 ! \
     xvwritersink location="$stage/gstreamer.mp4"
   expect_recording "$stage/gstreamer.mp4"
