@@ -239,6 +239,35 @@ TEST(GstElement, PicturesAreLentWhereTheyLieAsWanted) {
   }
 }
 
+// Colours of the caps are told, full range becomes video range, r210 the writer's words.
+TEST(GstElement, PicturesKeepTheirColours) {
+  TemporaryFolder folder;
+  SinkBench full(To(folder / "full.mkv"));
+  GstHarness* video = full.Feed("video", kPictures + ",colorimetry=1:3:5:1");
+  for (const int luma : {0, 128, 255}) ASSERT_EQ(PushPicture(video, luma / 100, luma), GST_FLOW_OK);
+  EXPECT_TRUE(full.Finish().ended);
+  const ProbedStream narrow = Probe(folder / "full.mkv").Pictures();
+  EXPECT_THAT(narrow.lumaMeans, ElementsAre(16, 126, 235));
+  EXPECT_EQ(narrow.first.at(1).At(5, 5), 128);
+  EXPECT_THAT(narrow.tags, testing::StartsWith("bt709/bt709/bt709"));
+
+  std::vector<ProbedStream> recorded;
+  for (const std::string format : {"BGRx", "r210"}) {
+    const std::string path = folder / (format + ".mov");
+    EXPECT_TRUE(
+        RunPipeline("videotestsrc num-buffers=2 ! video/x-raw,width=322,height=242,format=" +
+                    format + " ! xvwritersink attributes=video::codec=png location=" + path)
+            .ended);
+    recorded.push_back(Probe(path).Pictures());
+  }
+  for (std::size_t component = 0; component < 3; ++component) {
+    for (int x = 0; x < 322; ++x) {
+      EXPECT_NEAR(recorded[0].first.at(component).At(x, 200),
+                  recorded[1].first.at(component).At(x, 200), 1);
+    }
+  }
+}
+
 TEST(GstElement, PicturesMayChangeTheirCapsAndSoundMayNot) {
   TemporaryFolder folder;
   SinkBench bench(To(folder / "a.mkv"));
