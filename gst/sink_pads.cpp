@@ -274,6 +274,7 @@ gboolean TakeQuery(GstPad* pad, GstObject* parent, GstQuery* query) {
       AnswerCaps(pad, query);
       return TRUE;
     case GST_QUERY_ALLOCATION:  // strides of any kind are read
+      if (StateOf(pad).isSound) return FALSE;
       gst_query_add_allocation_meta(query, GST_VIDEO_META_API_TYPE, nullptr);
       return TRUE;
     default:
@@ -296,6 +297,7 @@ gboolean ActivatePad(GstPad* pad, GstObject*, GstPadMode mode, gboolean active) 
     state.asksLatency = true;
     state.nextPicture = 0;
   }
+  state.core->Collector().SetActive(state.stream, active == TRUE);
   return TRUE;
 }
 

@@ -39,13 +39,19 @@ Stream* StreamCollector::AddStream(bool isSound) {
 void StreamCollector::RemoveStream(Stream* stream) {
   const Lock lock(lock_);
   stream->released = stream->ended = true;
-  stream->linked = false;
+  stream->active = stream->linked = false;
   changed_.notify_all();
 }
 
 void StreamCollector::SetLinked(Stream* stream, bool linked) {
   const Lock lock(lock_);
   stream->linked = linked && !stream->released;
+  changed_.notify_all();
+}
+
+void StreamCollector::SetActive(Stream* stream, bool active) {
+  const Lock lock(lock_);
+  stream->active = active;
   changed_.notify_all();
 }
 
@@ -128,7 +134,7 @@ GstFlowReturn StreamCollector::End(Stream* stream) {
 }
 
 std::optional<GstFlowReturn> StreamCollector::Interrupted(const Stream& stream) const {
-  if (!running_ || stream.flushing) return GST_FLOW_FLUSHING;
+  if (!running_ || !stream.active || stream.flushing) return GST_FLOW_FLUSHING;
   if (flow_ != GST_FLOW_OK) return flow_;
   if (finished_) return GST_FLOW_EOS;
   return std::nullopt;

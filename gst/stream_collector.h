@@ -45,6 +45,7 @@ struct Stream {
   SoundTrack track;
   std::int64_t knownUntil = INT64_MIN;  // running time up to which nothing more will come
   bool linked = true;
+  bool active = false;  // its pad takes data
   bool ended = false;
   bool flushing = false;
   bool late = false;       // was waited for in vain; until its next data nobody waits for it
@@ -83,6 +84,8 @@ class StreamCollector {
   void RemoveStream(Stream* stream);
   // A stream whose pad is not linked is not waited for.
   void SetLinked(Stream* stream, bool linked);
+  // Of the pad: offers of a stream that is not active return GST_FLOW_FLUSHING at once.
+  void SetActive(Stream* stream, bool active);
   // False for sound that does not go with that of other pads, has too many channels with them, or
   // differs from that which the recording has begun with.
   bool SetSoundFormat(Stream* stream, const SoundFormat& format);

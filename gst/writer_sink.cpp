@@ -216,7 +216,8 @@ GstStateChangeReturn ChangeState(GstElement* element, GstStateChange change) {
 
 // Upstream, on each pad: every source hears of a seek, of latency and of quality.
 gboolean SendEvent(GstElement* element, GstEvent* event) {
-  if (GST_EVENT_IS_DOWNSTREAM(event)) {
+  const auto type = static_cast<int>(GST_EVENT_TYPE(event));
+  if ((type & GST_EVENT_TYPE_DOWNSTREAM) != 0) {
     return GST_ELEMENT_CLASS(xv_writer_sink_parent_class)->send_event(element, event);
   }
   gboolean sent = FALSE;

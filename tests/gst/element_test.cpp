@@ -268,6 +268,50 @@ TEST(GstElement, PicturesKeepTheirColours) {
   }
 }
 
+// By the caps, and picture by picture by the flags of the buffers.
+TEST(GstElement, FieldsKeepTheirOrder) {
+  const char* top = "interleaved,field-order=top-field-first";
+  const char* bottom = "interleaved,field-order=bottom-field-first";
+  const int flags = GST_VIDEO_BUFFER_FLAG_INTERLACED | GST_VIDEO_BUFFER_FLAG_TFF;
+  const std::tuple<std::string, int, bool, bool> cases[] = {
+      {top, 0, true, true},       {bottom, flags, true, false},     {"mixed", flags, true, true},
+      {"mixed", 0, false, false}, {"progressive", 0, false, false},
+  };
+  for (const auto& [mode, bufferFlags, interlaced, topFirst] : cases) {
+    TemporaryFolder folder;
+    SinkBench bench("location=" + (folder / "a.mpg") + " attributes=video::codec=mpeg2video");
+    GstHarness* video = bench.Feed(
+        "video",
+        "video/x-raw,format=I420,width=64,height=48,framerate=25/1,interlace-mode=" + mode);
+    for (int n = 0; n < 5; ++n) {
+      GstBuffer* buffer = GreyPicture(64, 48, Luma(n), static_cast<guint64>(n) * kFrame);
+      GST_BUFFER_FLAG_SET(buffer, bufferFlags);
+      ASSERT_EQ(gst_harness_push(video, buffer), GST_FLOW_OK);
+    }
+    EXPECT_TRUE(bench.Finish().ended);
+    const ProbedStream pictures = Probe(folder / "a.mpg").Pictures();
+    EXPECT_EQ(pictures.interlaced, interlaced) << mode << bufferFlags;
+    if (interlaced) {
+      EXPECT_EQ(pictures.topFirst, topFirst) << mode << bufferFlags;
+    }
+  }
+}
+
+// A pad that waits gives its thread back when it is released, in PAUSED too.
+TEST(GstElement, AWaitingPadCanBeReleased) {
+  TemporaryFolder folder;
+  const GstPtr<GstElement> pipeline(gst_parse_launch(
+      ("videotestsrc name=v ! xvwritersink name=s " + To(folder / "a.mkv")).c_str(), nullptr));
+  gst_element_set_state(pipeline.get(), GST_STATE_PAUSED);
+  (void)gst_element_get_state(pipeline.get(), nullptr, nullptr, 10 * GST_SECOND);
+  GstElement* sink = gst_bin_get_by_name(GST_BIN(pipeline.get()), "s");
+  GstPad* pad = gst_element_get_static_pad(sink, "video");
+  gst_element_release_request_pad(sink, pad);  // would hang
+  EXPECT_EQ(gst_element_get_static_pad(sink, "video"), nullptr);
+  gst_object_unref(pad);
+  gst_object_unref(sink);
+}
+
 TEST(GstElement, PicturesMayChangeTheirCapsAndSoundMayNot) {
   TemporaryFolder folder;
   SinkBench bench(To(folder / "a.mkv"));

@@ -15,6 +15,8 @@ namespace {
 using testing::HasSubstr;
 
 ProgramResult RunWithPlugin(const std::vector<std::string>& command) {
+  const ScopedVariable system("GST_PLUGIN_SYSTEM_PATH_1_0", GST_SYSTEM_FOLDER);
+  const ScopedVariable all("GST_REGISTRY", GST_REGISTRY_FILE ".all");
   const ScopedVariable forks("GST_REGISTRY_FORK", "yes");
   return RunProgram(command);
 }
