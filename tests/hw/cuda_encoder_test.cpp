@@ -1,95 +1,31 @@
 #include "hw/cuda/cuda_encoder.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <filesystem>
-#include <set>
+#include <map>
 #include <thread>
 
-#include "support/temporary_folder.h"
-#include "support/vendor/vendor_control.h"
+#include "hw/encoder_fixture.h"
 
 namespace xv {
 namespace {
 
+using test::Feed;
 using test::ScopedVariable;
 using test::TemporaryFolder;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using ::testing::Not;
 
-constexpr int kWidth = 64;
-constexpr int kHeight = 48;
-constexpr int kStep = kWidth * 2 + 32;
+constexpr Feed kSmall{.width = 64, .height = 60};
 
-class CudaEncoderTest : public ::testing::Test {
+class CudaEncoderTest : public test::EncoderTest<CUDAEncoder> {
  protected:
-  CudaEncoderTest() {
-    vendor::Reset();
-    request_.vid.fccColor = kFccUYVY;
-    request_.vid.nWidth = kWidth;
-    request_.vid.nHeight = kHeight;
-    request_.vid.nRowBytes = kStep;
-    request_.vid.eInterlace = eXvI_Progressive;
-    request_.vid.dblRate = 25;
-    request_.node = node_.get();
-  }
-  ~CudaEncoderTest() override {
-    encoder_ = nullptr;
-    EXPECT_THAT(vendor::BrokenRules(), IsEmpty());
-    EXPECT_THAT(vendor::Held(), IsEmpty());
-  }
-  Status Open(const std::string& attributes = "b=1M g=12 bf=3") {
-    node_->MergeText(attributes, XMLParse::MergeMode::kClearFirst);
-    return encoder_->Open(request_, &report_);
-  }
-  Status Put(int number) {
-    std::fill(pixels_.begin(), pixels_.end(), static_cast<std::uint8_t>(16 + number * 5));
-    ImageView view = MakeImageView(request_.vid, pixels_.data());
-    Ref<HwPacket> packet;
-    const Status status = encoder_->EncodeFrame(&view, 100 + 10 * number, &packet);
-    Keep(packet);
-    return status;
+  Status Open(const std::string& attributes = "b=1M g=12 bf=3", const Feed& feed = kSmall) {
+    return EncoderTest::Open(attributes, feed);
   }
   void Put(int first, int end) {
-    for (int number = first; number < end; ++number) ASSERT_GE(Put(number).code(), 0) << number;
+    for (int i = first; i < end; ++i) ASSERT_GE(EncoderTest::Put(i).code(), 0) << i;
   }
-  // The last status.
-  Status Drain() {
-    for (Ref<HwPacket> packet;; Keep(packet)) {
-      packet = nullptr;
-      const Status status = encoder_->EncodeFrame(nullptr, 0, &packet);
-      if (status.Failed()) return status;
-    }
-  }
-  void Keep(const Ref<HwPacket>& packet) {
-    if (packet) packets_.push_back(packet);
-  }
-  void ExpectStamps(int count) const {
-    std::set<std::int64_t> shown;
-    std::int64_t before = INT64_MIN;
-    for (const auto& packet : packets_) {
-      shown.insert(packet->pts);
-      EXPECT_GT(packet->dts, before);
-      EXPECT_LE(packet->dts, packet->pts);
-      before = packet->dts;
-    }
-    EXPECT_EQ(shown.size(), static_cast<std::size_t>(count));
-    EXPECT_EQ(packets_.size(), static_cast<std::size_t>(count));
-    EXPECT_EQ(*shown.begin(), 100);
-    EXPECT_EQ(*shown.rbegin(), 100 + 10 * (count - 1));
-  }
-
-  const ScopedVariable folder_{"XVWRITER_VENDOR_FOLDER", VENDOR_FOLDER};
-  const XMLParse::XMLNodePtr node_ = XMLParse::CoXMLNode::Create("video");
-  HwOpenRequest request_;
-  HwOpenReport report_;
-  std::vector<std::uint8_t> pixels_ = std::vector<std::uint8_t>(kStep * kHeight);
-  Ref<CUDAEncoder> encoder_ = MakeRef<CUDAEncoder>();
-  std::vector<Ref<HwPacket>> packets_;
 };
 
 TEST_F(CudaEncoderTest, EverythingComesOutWithTheHostsStamps) {
@@ -107,17 +43,15 @@ TEST_F(CudaEncoderTest, EverythingComesOutWithTheHostsStamps) {
              kFccUYVY}}) {
     SCOPED_TRACE(std::string(one.stand) + " / " + one.attributes);
     vendor::Configure(one.stand);
-    request_.vid.eInterlace = one.interlace;
-    request_.vid.fccColor = one.layout;
-    packets_.clear();
-    ASSERT_EQ(Open(one.attributes), S_OK) << encoder_->Failure();
-    EXPECT_EQ(Open(one.attributes), S_FALSE);
+    Feed feed = kSmall;
+    feed.layout = one.layout;
+    feed.interlace = one.interlace;
+    ASSERT_EQ(Open(one.attributes, feed), S_OK) << encoder_->Failure();
+    EXPECT_EQ(Open(one.attributes, feed), S_FALSE);
     Put(0, 25);
     EXPECT_EQ(Drain(), XV_E_NOTHING_MORE);
-    EXPECT_EQ(Drain(), XV_E_NOTHING_MORE);
-    ExpectStamps(25);
-    EXPECT_TRUE(packets_[0]->key);
-    EXPECT_FALSE(packets_[1]->key);
+    ExpectWholeStream(25);
+    EXPECT_FALSE(packets_.at(1)->key);
     encoder_->Close();
     vendor::Reset();
   }
@@ -142,9 +76,7 @@ TEST_F(CudaEncoderTest, HeadersAreAnnexB) {
 }
 
 TEST_F(CudaEncoderTest, FramesTellTheirFieldsAndPitch) {
-  request_.vid.nHeight = 46;
-  request_.vid.eInterlace = eXvI_TopFirst;
-  ASSERT_EQ(Open(), S_OK);
+  ASSERT_EQ(Open("", {.width = 64, .height = 46, .interlace = eXvI_TopFirst}), S_OK);
   Put(0, 1);
   (void)Drain();
   const auto frames = vendor::Calls("NVEncodeFrame");
@@ -152,7 +84,7 @@ TEST_F(CudaEncoderTest, FramesTellTheirFieldsAndPitch) {
   const auto frame = frames[0].As<CudaFrame>();
   EXPECT_THAT((std::vector{frame.width, frame.height, frame.pitch, frame.layout, frame.structure,
                            frame.topFieldFirst, frame.progressive, frame.last}),
-              ElementsAre(kWidth, 40, kStep, 0, 1, 1, 0, 0));
+              ElementsAre(64, 40, 128, 0, 1, 1, 0, 0));
   EXPECT_EQ(frames[1].As<CudaFrame>().last, 1);
 }
 
@@ -164,34 +96,14 @@ TEST_F(CudaEncoderTest, ReadPacketTellsWhatIsReady) {
   ASSERT_EQ(Open("bf=1"), S_OK);
   EXPECT_EQ(encoder_->ReadPacket(&packet), S_FALSE);
   EXPECT_EQ(encoder_->ReadPacket(true, &packet), XV_E_NOTHING_MORE);
-  const ImageView view = MakeImageView(request_.vid, pixels_.data());
+  auto pixels = test::FlatPicture(feed_, 100);
+  const ImageView view = MakeImageView(test::PropsOf(feed_), pixels.data());
   EXPECT_EQ(encoder_->EncodeFrame(&view, 7, nullptr), S_OK);
   for (int pts = 8; pts < 12; ++pts) {
     EXPECT_EQ(encoder_->EncodeFrame(&view, pts, nullptr), S_OK);
   }
   while (encoder_->ReadPacket(false, &packet) != Status(S_OK)) std::this_thread::yield();
   EXPECT_EQ(packet->pts, 7);
-}
-
-TEST_F(CudaEncoderTest, WhatTheVendorHoldsBackEndsAWait) {
-  vendor::Configure("stuck=3");
-  ASSERT_EQ(Open("bf=1"), S_OK);
-  Put(0, 5);
-  std::thread other([this] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    encoder_->Interrupt();
-  });
-  EXPECT_EQ(Drain(), E_ABORT);
-  other.join();
-  EXPECT_EQ(packets_.size(), 2u);
-  encoder_->Close();
-  packets_.clear();
-  ASSERT_EQ(Open("bf=1"), S_OK);
-  Put(0, 5);
-  EXPECT_EQ(Drain(), XV_E_TIMEOUT);
-  EXPECT_THAT(encoder_->Failure(), HasSubstr("5 pictures"));
-  EXPECT_EQ(Drain(), XV_E_NOTHING_MORE);
-  EXPECT_EQ(packets_.size(), 2u);
 }
 
 // Each call of an open in turn, with its code; then the encoder opens after all.
@@ -221,35 +133,11 @@ TEST_F(CudaEncoderTest, EachCallOfAnOpenMayFail) {
   EXPECT_EQ(Open(), S_OK);
 }
 
-TEST_F(CudaEncoderTest, FailuresInMidStreamLoseTheirPictureAlone) {
-  vendor::Configure("fail=NVEncodeFrame:4:-2147467259");
-  ASSERT_EQ(Open(), S_OK);
-  Put(0, 3);
-  EXPECT_EQ(Put(99), E_FAIL);
-  EXPECT_THAT(encoder_->Failure(), HasSubstr("NVEncodeFrame failed"));
-  EXPECT_THAT(encoder_->Failure(), HasSubstr("0x80004005"));
-  Put(3, 8);
-  EXPECT_EQ(Drain(), XV_E_NOTHING_MORE);
-  ExpectStamps(8);
-  encoder_->Close();
-  packets_.clear();
-  vendor::Reset();
-  // One picture stays in the lost device.
-  vendor::Configure("delay=0 lose=NVEncodeFrame:8");
-  ASSERT_EQ(Open("bf=1"), S_OK);
-  Put(0, 7);
-  EXPECT_TRUE(Put(7).Failed());
-  EXPECT_EQ(Drain(), Status(static_cast<HRESULT>(0x887A0005)));
-  EXPECT_EQ(Drain(), XV_E_NOTHING_MORE);
-  ExpectStamps(6);
-}
-
 TEST_F(CudaEncoderTest, CallbacksBehindACloseReachNothing) {
   for (const char* kind : {"1", "2"}) {
     encoder_ = MakeRef<CUDAEncoder>();
     vendor::Reset();
     vendor::Configure(std::string("after_close=") + kind);
-    packets_.clear();
     ASSERT_EQ(Open(), S_OK);
     Put(0, 4);
     encoder_->Close();
@@ -257,7 +145,7 @@ TEST_F(CudaEncoderTest, CallbacksBehindACloseReachNothing) {
     Put(0, 4);
     while (vendor::CallCount("late callbacks") < 1) std::this_thread::yield();
     EXPECT_EQ(Drain(), XV_E_NOTHING_MORE);
-    ExpectStamps(4);
+    ExpectWholeStream(4);
     encoder_ = nullptr;  // and the library with it, as far as it goes
     while (vendor::CallCount("late callbacks") < 2) std::this_thread::yield();
   }
@@ -268,8 +156,7 @@ TEST_F(CudaEncoderTest, MachinesWithoutTheLibraryOrAnAdapterSayWhy) {
   EXPECT_EQ(Open(), XV_E_VENDOR_LIBRARY);
   EXPECT_THAT(encoder_->Failure(), HasSubstr("no adapter"));
   EXPECT_TRUE(CUDAEncoder::IsSupported());
-  request_.vid.nWidth = 0;
-  EXPECT_EQ(Open(), E_INVALIDARG);
+  EXPECT_EQ(Open("", {.width = 0}), E_INVALIDARG);
   const TemporaryFolder empty;
   const ScopedVariable other("XVWRITER_VENDOR_FOLDER", empty.Path());
   encoder_ = MakeRef<CUDAEncoder>();
