@@ -46,23 +46,6 @@ Quarters Raw(const std::string& attributes) {
   return {at(8, 8), at(right, 8), at(8, below), at(right, below)};
 }
 
-// Scaled pictures may be a code value off.
-auto Near(const Quarters& wanted) {
-  return testing::Pointwise(testing::Truly([](const std::tuple<int, int>& pair) {
-                              return std::abs(std::get<0>(pair) - std::get<1>(pair)) <= 1;
-                            }),
-                            wanted);
-}
-
-TEST(AttributeEffects, EditsMoveTheQuarters) {
-  EXPECT_EQ(Raw(""), kPushed);
-  EXPECT_EQ(Raw("video::mirror=horz"), (Quarters{100, 50, 200, 150}));
-  EXPECT_EQ(Raw("video::mirror=vert"), (Quarters{150, 200, 50, 100}));
-  EXPECT_THAT(Raw("video::rotate=right"), Near({150, 50, 200, 100}));
-  EXPECT_THAT(Raw("video::rotate=left"), Near({100, 200, 50, 150}));
-  EXPECT_EQ(Raw("video::crop='88,0,0,0'"), (Quarters{100, 100, 200, 200}));
-}
-
 TEST(AttributeEffects, SizeAspectAndFilterOfScaling) {
   const auto scaled = [&](const std::string& more) {
     return Quartered("video::codec=rawvideo video::video_size=352x288 " + more);

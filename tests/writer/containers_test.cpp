@@ -106,18 +106,5 @@ TEST(Containers, FirstTrackOfAKindIsTheDefault) {
   EXPECT_EQ(read.out, "1\n1\n0\n");
 }
 
-TEST(Containers, TimeCodeIsWrittenWhereOneIsGiven) {
-  const auto told = [](bool given, const std::string& attributes) {
-    TemporaryFolder folder;
-    const Feed feed{.width = 96, .height = 64, .timecode = given};
-    EXPECT_EQ(Record(folder / "a.mov", "video::codec=mpeg4 " + attributes, feed, 5), S_OK);
-    return Probe(folder / "a.mov").timecode;
-  };
-  EXPECT_EQ(told(true, ""), "10:00:00:00");
-  EXPECT_EQ(told(false, ""), "");
-  EXPECT_EQ(told(false, "start_timecode=given"), "");
-  EXPECT_EQ(told(false, "start_timecode=auto"), "00:00:00:00");
-}
-
 }  // namespace
 }  // namespace xv::test

@@ -16,10 +16,6 @@ constexpr int kCycles = 40;
 constexpr int kCycles = 1000;
 #endif
 
-std::string Numbered(const char* stem, int number, const char* end) {
-  return stem + std::to_string(number) + end;
-}
-
 constexpr char kStream[] = "format=mpegts video::codec=mpeg2video video::b=40M io_timeout=1";
 
 // Noise that no encoder makes small, so that a socket's buffers fill.
@@ -47,7 +43,7 @@ class SmallDisk {
  public:
   explicit SmallDisk(int megabytes) {
     mounted_ = ::mount("tmpfs", folder_.Path().c_str(), "tmpfs", 0,
-                       Numbered("size=", megabytes, "m").c_str()) == 0;
+                       ("size=" + std::to_string(megabytes) + "m").c_str()) == 0;
   }
   ~SmallDisk() {
     if (mounted_) ::umount2(folder_.Path().c_str(), MNT_DETACH);
@@ -160,35 +156,36 @@ TEST(Faults, StartAndStopGrowNothing) {
 #endif
 }
 
-// Each host pushes another run of levels, so that a picture in the wrong recording shows.
-void RecordTogether(std::size_t writers) {
+// No lock of the process lies on a frame's way: writers of unlike codecs take the same frames on
+// threads of their own, each another run of levels, so that a picture in the wrong recording shows.
+TEST(Faults, EightWritersSideBySideTakeTheSameFrames) {
+  constexpr std::size_t kFrames = 40;
+  const char* const codecs[] = {"libx264 video::preset=ultrafast", "mpeg2video", "prores",
+                                "mpeg4 video::size=360x288P",      "ffv1",       "v210",
+                                "rawvideo video.buffers=0",        "mpeg4"};
+  std::vector<host::Ptr<IXvFrame>> frames;
+  for (int i = 0; i < 48; ++i) frames.push_back(MakeFrame(Feed(), i));
   TemporaryFolder folder;
   std::vector<std::thread> hosts;
-  std::vector<HRESULT> results(writers, E_FAIL);
-  for (std::size_t i = 0; i < writers; ++i) {
-    hosts.emplace_back([&, i] {
-      const char* codec =
-          i % 2 == 0 ? "video::codec=libx264 video::preset=ultrafast" : "video::codec=mpeg2video";
+  for (std::size_t n = 0; n < std::size(codecs); ++n) {
+    hosts.emplace_back([&, n] {
       host::Writer writer;
-      results[i] = writer.Start(folder / Numbered("w", static_cast<int>(i), ".mkv"), codec);
-      if (results[i] == S_OK) results[i] = PushFrames(writer, Feed(), 40, static_cast<int>(i));
+      const std::string target = folder / (std::to_string(n) + ".mov");
+      EXPECT_EQ(writer.Start(target, std::string("video::codec=") + codecs[n]), S_OK);
+      for (std::size_t k = 0; k < kFrames; ++k) EXPECT_EQ(writer.Put(frames[n + k]), S_OK);
+      EXPECT_EQ(writer.Stop(), S_OK) << codecs[n] << writer.LastError();
     });
   }
   for (std::thread& host : hosts) host.join();
-  for (std::size_t i = 0; i < writers; ++i) {
-    EXPECT_EQ(results[i], S_OK);
-    const ProbedFile file = Probe(folder / Numbered("w", static_cast<int>(i), ".mkv"));
-    ASSERT_EQ(file.Pictures().frames, 40);
-    EXPECT_EQ(file.Pictures().errors + file.Sound().errors, 0);
-    EXPECT_NEAR(file.Sound().seconds, 1.6, 0.05);
-    for (std::size_t k = 0; k < 40; ++k) {
-      EXPECT_NEAR(file.Pictures().lumaMeans[k], 40 + 5 * ((k + i) % 32), 3) << i << " " << k;
+  for (std::size_t n = 0; n < std::size(codecs); ++n) {
+    const ProbedFile file = Probe(folder / (std::to_string(n) + ".mov"));
+    ASSERT_EQ(file.Pictures().lumaMeans.size(), kFrames) << codecs[n];
+    EXPECT_EQ(file.Pictures().errors + file.Sound().errors, 0) << codecs[n];
+    EXPECT_NEAR(file.Sound().seconds, 1.6, 0.05) << codecs[n];
+    for (std::size_t k = 0; k < kFrames; ++k) {
+      EXPECT_NEAR(file.Pictures().lumaMeans[k], 40 + 5 * ((k + n) % 32), 3) << codecs[n] << k;
     }
   }
-}
-
-TEST(Faults, TwoAndEightWritersShareOneProcess) {
-  for (const std::size_t writers : {2, 8}) RecordTogether(writers);
 }
 
 TEST(Faults, PropertiesMayBeReadWhileFramesFlow) {

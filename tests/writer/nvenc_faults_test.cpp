@@ -34,13 +34,14 @@ TEST_P(NvencOpenFaults, RefuseTheFirstFrameInWords) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Calls, NvencOpenFaults,
-                         testing::Values("cuInit", "cuDeviceGetCount", "cuDeviceGet", "cuCtxCreate",
+                         testing::Values("cuInit", "cuDeviceGetCount", "cuDeviceGet",
+                                         "cuDeviceGetName", "cuCtxCreate", "cuCtxPushCurrent",
                                          "NvEncodeAPICreateInstance", "nvEncOpenEncodeSessionEx",
                                          "nvEncGetEncodeGUIDCount", "nvEncGetEncodeGUIDs",
                                          "nvEncGetEncodePresetCount", "nvEncGetEncodePresetGUIDs",
-                                         "nvEncGetInputFormatCount", "nvEncGetInputFormats",
-                                         "nvEncInitializeEncoder", "nvEncCreateInputBuffer",
-                                         "nvEncCreateBitstreamBuffer"));
+                                         "nvEncGetEncodePresetConfig", "nvEncGetInputFormatCount",
+                                         "nvEncGetInputFormats", "nvEncInitializeEncoder",
+                                         "nvEncCreateInputBuffer", "nvEncCreateBitstreamBuffer"));
 
 struct Fault {
   const char* words;

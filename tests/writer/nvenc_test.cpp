@@ -158,34 +158,6 @@ TEST_F(Nvenc, CaptionsStandInThePictures) {
   EXPECT_THAT(RecordedCaptions(XVRECORD, "n264"), HasSubstr("TEST CAPTION 1"));
 }
 
-TEST_F(Nvenc, SecondOutputGetsTheSamePictures) {
-  TemporaryFolder folder;
-  ASSERT_EQ(
-      Record(folder / "a.mp4", "video::codec=n264 second_encoder=" + (folder / "b.ts"), kSmall, 60),
-      S_OK);
-  for (const char* name : {"a.mp4", "b.ts"}) {
-    SCOPED_TRACE(name);
-    ExpectPicturesInOrder(Probe(folder / name).Pictures(), 60);
-  }
-}
-
-TEST_F(Nvenc, GrowingRecordingIsFollowed) {
-  TemporaryFolder folder;
-  const std::string recording = folder / "a.mov", copy = folder / "b.mov";
-  host::Writer writer;
-  ASSERT_EQ(writer.Start(recording, "video::codec=n264 play_while_rec=true"), S_OK);
-  ASSERT_EQ(PushFrames(writer, kSmall, 60), S_OK) << writer.LastError();
-  PeerProcess follow({XVFOLLOW, "--follow", "--copy", copy, recording}, folder / "log");
-  ASSERT_TRUE(Eventually(20, [&] { return std::filesystem::exists(copy); })) << folder.Read("log");
-  ASSERT_EQ(PushFrames(writer, kSmall, 60, 60), S_OK);
-  EXPECT_EQ(writer.Stop(), S_OK) << writer.LastError();
-  EXPECT_TRUE(follow.WaitForEnd(20));
-  for (const std::string& path : {recording, copy}) {
-    SCOPED_TRACE(path);
-    ExpectPicturesInOrder(Probe(path).Pictures(), 120);
-  }
-}
-
 TEST_F(Nvenc, StatisticsTellWhatWasEncodedAndWhatWasBroughtDown) {
   TemporaryFolder folder;
   host::Writer writer;
@@ -198,25 +170,6 @@ TEST_F(Nvenc, StatisticsTellWhatWasEncodedAndWhatWasBroughtDown) {
   EXPECT_GT(stats.encodeP99.count(), 0);
   EXPECT_THAT(stats.unusedOptions, AllOf(Contains(HasSubstr("tier")), Contains(HasSubstr("crf"))));
   EXPECT_THAT(stats.badValues, Contains(AllOf(HasSubstr("bf"), HasSubstr("2"))));
-}
-
-TEST_F(Nvenc, SlowEncoderDropsFramesOnRequest) {
-  TemporaryFolder folder;
-  host::Writer writer;
-  vendor::Configure("late_ms=30");
-  ASSERT_EQ(writer.Start(folder / "a.mp4",
-                         "video::codec=n264 video::bf=0 video.buffers=1 video.drop_frames=1"),
-            S_OK);
-  Feed feed = kSmall;
-  feed.channels = 0;
-  int dropped = 0;
-  for (int i = 0; i < 40; ++i) dropped += writer.Put(MakeFrame(feed, i)) == S_FALSE ? 1 : 0;
-  EXPECT_EQ(writer.Stop(), S_OK);
-  EXPECT_GT(dropped, 0);
-  EXPECT_EQ(writer.Stats().drops, dropped);
-  const ProbedStream video = Probe(folder / "a.mp4").Pictures();
-  EXPECT_EQ(video.frames, 40 - dropped + writer.Stats().repeats) << "the last one closes a gap";
-  EXPECT_EQ(video.errors, 0);
 }
 
 TEST_F(Nvenc, HostsThreadsKeepTheirOwnCudaContext) {

@@ -50,26 +50,6 @@ TEST(WriterObject, StatesFollowStartAndStop) {
   EXPECT_EQ(object->ObjectStop(), S_OK);
 }
 
-// The second start answers "started already" and leaves the recording's clock alone.
-TEST(WriterObject, StartWithoutASourceIsAStartToo) {
-  TemporaryFolder folder;
-  const auto writer = NewWriter();
-  const auto object = QueryAs<IXvObject_I>(writer);
-  ASSERT_EQ(writer->WriterSet(host::Wide(folder / "a.mkv").c_str(), u"video::codec=mpeg4"), S_OK);
-  ASSERT_EQ(object->ObjectStart(nullptr), S_OK);
-  for (int i = 0; i < 20; ++i) {
-    EXPECT_EQ(object->ObjectStart(nullptr), S_FALSE);
-    const auto frame = MakeFrame(Feed(), i);
-    ASSERT_EQ(QueryAs<IXvReceiver_I>(writer)->ReceiverPut(nullptr, nullptr, frame.get()), S_OK);
-  }
-  EXPECT_EQ(object->ObjectStop(), S_OK);
-  const host::Ptr<IXvProps> props = QueryAs<IXvProps>(writer);
-  char16_t* errors = nullptr;
-  ASSERT_EQ(props->PropsGet(u"quality::pts_errors", &errors), S_OK);
-  EXPECT_EQ(host::TakeString(errors), "0");
-  EXPECT_EQ(Probe(folder / "a.mkv").Pictures().frames, 20);
-}
-
 TEST(WriterObject, RecordsAgainWithTheSameSettingsAfterStop) {
   TemporaryFolder folder;
   const auto writer = NewWriter();

@@ -9,7 +9,6 @@
 namespace xv::test {
 namespace {
 
-using testing::Contains;
 using testing::HasSubstr;
 
 constexpr Feed kSmall{.width = 320, .height = 240};
@@ -132,16 +131,6 @@ TEST_F(Quick, CaptionsStandInThePictures) {
   EXPECT_THAT(RecordedCaptions(XVRECORD, "q264"), HasSubstr("TEST CAPTION 1"));
 }
 
-TEST_F(Quick, SecondOutputGetsTheSamePictures) {
-  TemporaryFolder folder;
-  const std::string options = "video::codec=q264 second_encoder=" + (folder / "b.ts");
-  ASSERT_EQ(Record(folder / "a.mp4", options, kSmall, 60), S_OK);
-  for (const char* name : {"a.mp4", "b.ts"}) {
-    SCOPED_TRACE(name);
-    ExpectPicturesInOrder(Probe(folder / name).Pictures(), 60);
-  }
-}
-
 TEST_F(Quick, RuntimeIsToldWhatTheHostAsks) {
   TemporaryFolder folder;
   const Feed feed{.width = 200, .height = 120, .rate = 29.97, .aspectX = 16, .aspectY = 9};
@@ -162,22 +151,6 @@ TEST_F(Quick, RuntimeIsToldWhatTheHostAsks) {
   EXPECT_EQ(param.mfx.FrameInfo.FrameRateExtN * 1001, param.mfx.FrameInfo.FrameRateExtD * 30000);
   // 16:9 over 200x120 is 16:15 for a pixel.
   EXPECT_EQ(param.mfx.FrameInfo.AspectRatioW * 15, param.mfx.FrameInfo.AspectRatioH * 16);
-}
-
-TEST_F(Quick, StatisticsTellWhatWasEncodedAndWhatWasBroughtDown) {
-  TemporaryFolder folder;
-  host::Writer writer;
-  ASSERT_EQ(Record(writer, folder / "a.mp4",
-                   "video::codec=q264 video::icq_quality=20 video::tier=high video::bf=3 "
-                   "video::profile=Baseline",
-                   kSmall, 30),
-            S_OK);
-  const host::Statistics stats = writer.Stats();
-  EXPECT_EQ(stats.streams.at(0).packets, 30);
-  EXPECT_GT(stats.encodeP99.count(), 0);
-  EXPECT_THAT(stats.unusedOptions, Contains(HasSubstr("icq_quality")));
-  EXPECT_THAT(stats.unusedOptions, Contains(HasSubstr("tier")));
-  EXPECT_THAT(stats.badValues, Contains(HasSubstr("bf")));
 }
 
 }  // namespace

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <thread>
-
 #include "support/media_probe.h"
 
 namespace xv::test {
@@ -51,36 +49,6 @@ TEST(Recording, RgbHeightSignSaysWhichLineComesFirst) {
   }
 }
 
-// No lock of the process lies on a frame's way: writers of unlike codecs take the same frames on
-// threads of their own.
-TEST(Recording, EightWritersSideBySideTakeTheSameFrames) {
-  constexpr int kFrames = 12;
-  const Feed feed{.width = 320, .height = 240, .interlace = eXvI_TopFirst};
-  std::vector<host::Ptr<IXvFrame>> frames;
-  for (int i = 0; i < kFrames; ++i) frames.push_back(MakeFrame(feed, i));
-  const TemporaryFolder folder;
-  const char* const codecs[] = {"libx264", "mpeg2video",
-                                "prores",  "mjpeg video::size=160x120",
-                                "ffv1",    "rawvideo video.buffers=0",
-                                "v210",    "mpeg4"};
-  std::vector<std::thread> threads;
-  for (std::size_t n = 0; n < std::size(codecs); ++n) {
-    threads.emplace_back([&, n] {
-      host::Writer writer;
-      const std::string target = folder / (std::to_string(n) + ".mov");
-      EXPECT_EQ(writer.Start(target, std::string("video::codec=") + codecs[n]), S_OK);
-      for (const auto& frame : frames) EXPECT_EQ(writer.Put(frame), S_OK) << codecs[n];
-      EXPECT_EQ(writer.Stop(), S_OK) << codecs[n] << writer.LastError();
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  for (std::size_t n = 0; n < std::size(codecs); ++n) {
-    const ProbedFile file = Probe(folder / (std::to_string(n) + ".mov"));
-    EXPECT_EQ(file.Pictures().frames, kFrames) << codecs[n];
-    EXPECT_EQ(file.Pictures().errors + file.Sound().errors, 0) << codecs[n];
-  }
-}
-
 // Asked for ahead, in a queue's place too, and by the stop itself; the next stop waits again.
 TEST(Recording, AStopAtOnceGivesUpWhatTheEncoderHolds) {
   constexpr int kFrames = 40;
@@ -124,31 +92,6 @@ TEST(Recording, SplitChannelsGiveTracks) {
     EXPECT_EQ(file.Sound(tracks - 1).channels, channels) << attribute;
     EXPECT_NEAR(file.Sound(tracks - 1).seconds, 0.4, 0.001) << attribute;
   }
-}
-
-TEST(Recording, DropFramesDropsInsteadOfWaiting) {
-  TemporaryFolder folder;
-  host::Writer writer;
-  ASSERT_EQ(writer.Start(
-                folder / "a.mp4",
-                "video::codec=libx264 video::preset=veryslow video.buffers=1 video.drop_frames=1"),
-            S_OK);
-  // Pictures that the encoder takes as they are: a put costs nothing.
-  const Feed feed{.layout = kFccI420, .width = 1280, .height = 720, .channels = 0};
-  std::vector<host::Ptr<IXvFrame>> frames;
-  for (int i = 0; i < 60; ++i) frames.push_back(MakeFrame(feed, i));
-  int dropped = 0;
-  for (const auto& frame : frames) dropped += writer.Put(frame) == S_FALSE ? 1 : 0;
-  EXPECT_EQ(writer.Stop(), S_OK);
-  EXPECT_EQ(std::to_string(dropped), writer.Get("quality::drops"));
-  EXPECT_GT(dropped, 0);
-  EXPECT_GT(Probe(folder / "a.mp4").Pictures().frames, 0);
-}
-
-TEST(Recording, WithoutAQueueFramesAreEncodedOnTheHostsThread) {
-  const ProbedFile file =
-      RecordAndProbe("a.mkv", "video::codec=mpeg2video video.buffers=0", {}, 20);
-  EXPECT_EQ(file.Pictures().frames, 20);
 }
 
 TEST(Recording, SoundAloneGivesWavAndSideWav) {
