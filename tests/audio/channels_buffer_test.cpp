@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
 #include <cstring>
 
 namespace xv {
@@ -56,24 +55,6 @@ TEST(ChannelsBuffer, AbsentChannelIsSilenceThatGrowsWithTheContent) {
   EXPECT_EQ(Unread(buffer, -1).size(), 70'000u);
   EXPECT_EQ(buffer.ChannelPointer(0, 70'000), nullptr);
   EXPECT_EQ(buffer.ChannelPointer(9, 70'000), nullptr);
-}
-
-TEST(ChannelsBuffer, SteadyStateKeepsTheBlocksInPlace) {
-  XvChannelsBuffer buffer;
-  constexpr std::uint32_t kBlock = 4096;
-  ASSERT_EQ(buffer.SetSize(kBlock, 2, true), S_OK);
-  const std::uint8_t* low = buffer.ChannelPointer(1, 0);
-  std::uint8_t stamp = 0;
-  for (int i = 0; i < 1000; ++i) {
-    ASSERT_EQ(buffer.Reserve(2 * kBlock, 2, true), S_OK);
-    const std::uint8_t* kept = buffer.ChannelPointer(1, 0);
-    ASSERT_TRUE(std::count(kept, kept + kBlock, stamp) == kBlock) << "round " << i;
-    std::memset(buffer.ChannelPointer(1, kBlock), ++stamp, kBlock);
-    buffer.Skip(kBlock);
-    const std::uint8_t* at = buffer.ChannelPointer(1, 0);
-    ASSERT_TRUE(at >= low && at < low + 0x80000) << "moved in round " << i;
-    ASSERT_THAT(Unread(buffer, 1), Each(stamp)) << "round " << i;
-  }
 }
 
 TEST(ChannelsBuffer, CopyStaysInsideBothBuffers) {

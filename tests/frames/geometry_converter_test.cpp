@@ -7,7 +7,6 @@
 #include "frames/frames.h"
 #include "picture/background_fill.h"
 #include "picture/geometry.h"
-#include "picture/picture_pool.h"
 #include "picture/pictures.h"
 #include "picture/rotate.h"
 #include "picture/weave.h"
@@ -331,27 +330,6 @@ TEST(Converter, ViewOffsetTellsTheHalfOfADoubleBuffer) {
   EXPECT_EQ(offset, 256);
   EXPECT_EQ(offsetOf(256, 256, &offset), 0);
   EXPECT_EQ(offset, 256);
-}
-
-// Fresh pages cost more than a conversion: what was dropped serves the next picture as it is.
-TEST(Pools, GiveTheSameMemoryAgain) {
-  constexpr std::size_t kLarge = 1 << 21;  // bytes; no allocator gives as much back untouched
-  const auto untouched = [](const std::uint8_t* data) {
-    return std::all_of(data, data + kLarge, [](std::uint8_t byte) { return byte == 0x5A; });
-  };
-  FrameMemory memory;
-  PicturePool pool;
-  for (int round = 0; round < 3; ++round) {
-    Ref<IXvFrame> frame;
-    std::uint8_t* data = nullptr;
-    ASSERT_EQ(memory.MakeFrame({}, {}, kLarge, &frame, &data), S_OK);
-    const AvPtr<AVFrame> picture = pool.Get(AV_PIX_FMT_GRAY8, 2048, 1024);
-    if (round > 0) {
-      EXPECT_TRUE(untouched(data) && untouched(picture->data[0])) << round;
-    }
-    std::fill_n(data, kLarge, std::uint8_t{0x5A});
-    std::fill_n(picture->data[0], kLarge, std::uint8_t{0x5A});
-  }
 }
 
 TEST(Converter, BadInputGivesItsStatus) {

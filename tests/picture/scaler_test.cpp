@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <numbers>
-#include <numeric>
 
 #include "picture/background_fill.h"
 #include "picture/filter_bank.h"
@@ -15,49 +14,6 @@ namespace {
 
 using test::Picture;
 using ::testing::Each;
-
-int SumOf(const FilterBank::Row& row) {
-  return std::accumulate(row.weight.begin(), row.weight.begin() + row.taps, 0);
-}
-
-TEST(FilterBank, FieldsTakeOnlyRowsOfTheirParity) {
-  FilterBank bank;
-  {
-    for (const int target : {576, 720, 1200, 480}) {
-      bank.Build(1080, target, FieldMode::kFields, 0.8);
-      for (int t = 0; t < target; ++t) {
-        const FilterBank::Row& row = bank.At(t, 0);
-        ASSERT_GE(row.taps, 1);
-        if (row.taps > 1) {
-          ASSERT_EQ(SumOf(row), 255) << t;
-        }
-        for (int i = 0; i < row.taps; ++i) {
-          const int source = row.source[static_cast<std::size_t>(i)];
-          ASSERT_TRUE(source >= 0 && source < 1080 && (source & 1) == (t & 1))
-              << t << ' ' << source;
-        }
-      }
-      EXPECT_EQ(bank.At(0, kExchangeParity).source[0] & 1, 1);
-    }
-  }
-}
-
-TEST(FilterBank, LengthsFollowTheHeights) {
-  FilterBank bank;
-  const auto taps = [&](int source, int target, FieldMode mode, double sharpness) {
-    bank.Build(source, target, mode, sharpness);
-    int most = 0;
-    for (int t = 0; t < target; ++t) most = std::max(most, bank.At(t, 0).taps);
-    return most;
-  };
-  EXPECT_EQ(taps(576, 576, FieldMode::kFields, 1), 1);
-  EXPECT_EQ(taps(576, 576, FieldMode::kFrame, 1), 1);
-  EXPECT_EQ(taps(1080, 540, FieldMode::kTopToFrame, 1), 1) << "a field is the frame";
-  EXPECT_EQ(taps(1080, 576, FieldMode::kFrame, -1), 1);
-  EXPECT_LE(taps(1080, 576, FieldMode::kFrame, 0), 2);
-  EXPECT_LE(taps(2160, 240, FieldMode::kFrame, 1), 12);
-  EXPECT_GT(taps(2160, 240, FieldMode::kFrame, 1), taps(1080, 720, FieldMode::kFrame, 1));
-}
 
 TEST(ScaleVertical, FlatPicturesAndEdgesBehaveKeepToTheirRules) {
   const std::vector<std::uint8_t> source(64 * 108, 128);
