@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <thread>
 
 #include "base/text.h"
 #include "props/nearest_name.h"
@@ -102,14 +101,6 @@ TEST_F(PropsTest, PlainValuesMakeTheirPath) {
   EXPECT_EQ(props_->Core().LastName(), "x");
 }
 
-TEST_F(PropsTest, AttributeTextMergesIntoTheChild) {
-  EXPECT_EQ(Set(u"video", u"b=5M g=25"), S_OK);
-  EXPECT_EQ(Set(u"video", u"b=6M bf=2"), S_OK);
-  EXPECT_EQ(Set(u"", u"own=1 audio::b=128K"), S_OK);
-  EXPECT_EQ(Tree(), "<xv-props own='1'><video b='6M' g='25' bf='2'/><audio b='128K'/></xv-props>");
-  EXPECT_EQ(Set(u"::", u"b=5M"), XV_E_FILE_NOT_FOUND);
-}
-
 TEST_F(PropsTest, XmlReplacesTheChildOfThatName) {
   EXPECT_EQ(Set(u"video", u"g=25"), S_OK);
   EXPECT_EQ(Set(u"video", u"<audio b='1'/>"), E_INVALIDARG);
@@ -118,7 +109,11 @@ TEST_F(PropsTest, XmlReplacesTheChildOfThatName) {
   EXPECT_EQ(Set(u"a::b[1]", u"<b n='1'/>"), S_OK) << "the index is no part of the name";
   EXPECT_EQ(Tree(), "<xv-props><video b='1'><hw x='1'/></video><a><b n='1'/></a></xv-props>");
   EXPECT_EQ(Set(u"", u"<xv-props new='1'/>"), S_OK);
-  EXPECT_EQ(Tree(), "<xv-props new='1'/>");
+  EXPECT_EQ(Set(u"video", u"b=5M g=25"), S_OK);
+  EXPECT_EQ(Set(u"video", u"b=6M"), S_OK) << "attribute text merges";
+  EXPECT_EQ(Set(u"", u"own=1"), S_OK);
+  EXPECT_EQ(Tree(), "<xv-props new='1' own='1'><video b='6M' g='25'/></xv-props>");
+  EXPECT_EQ(Set(u"::", u"b=5M"), XV_E_FILE_NOT_FOUND);
 }
 
 TEST_F(PropsTest, EmptyValuesRemoveAndRemoveHasItsNames) {
@@ -253,32 +248,6 @@ TEST(PropsWithoutATree, FailAtEverything) {
                                owner.PropsInfoGetByIndex(u"", 0, &text, node.Receive())}) {
     EXPECT_EQ(result, E_FAIL);
   }
-}
-
-TEST_F(PropsTest, SharedHolderIsOneTree) {
-  PropsCore twin(props_->Core().Holder());
-  EXPECT_EQ(twin.Set(u"a", u"1"), S_OK);
-  EXPECT_EQ(Get(u"a"), "1");
-}
-
-TEST_F(PropsTest, OperationsMixOnManyThreads) {
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([this, t] {
-      const std::u16string name = u"node" + std::u16string(1, static_cast<char16_t>(u'0' + t % 2));
-      for (int i = 0; i < 300; ++i) {
-        const std::u16string xml = u"<" + name + u" a='1'><b/></" + name + u">";
-        EXPECT_EQ(props_->PropsSet(name.c_str(), xml.c_str()), S_OK);
-        (void)Get(u"");
-        EXPECT_EQ(props_->PropsSet((name + u"::a").c_str(), u"2"), S_OK);
-        std::int32_t count = 0;
-        (void)props_->PropsGetCount(name.c_str(), &count);
-        (void)props_->PropsRemove(name.c_str());
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  SUCCEED();
 }
 
 TEST(NearestName, SlipsAreFoundAndOtherWordsAreNot) {

@@ -109,19 +109,15 @@ TEST_F(SettingsStoreTest, PlacesThatCannotBeWrittenLeaveTheDefaults) {
 
 TEST(SettingsPath, ComesFromTheEnvironment) {
   const auto with = [](const char* given, const char* config, const char* home) {
-    setenv("XVWRITER_SETTINGS", given, 1);
-    setenv("XDG_CONFIG_HOME", config, 1);
-    setenv("HOME", home, 1);
+    const test::ScopedVariable variables[] = {
+        {"XVWRITER_SETTINGS", given}, {"XDG_CONFIG_HOME", config}, {"HOME", home}};
     return SettingsPath();
   };
-  const std::string before = SettingsPath();
-  const std::string homeBefore = getenv("HOME") == nullptr ? "" : getenv("HOME");
   constexpr const char* kFile = "/velarion/tessaline/xvwriter/xvwriterffm.toml";
   EXPECT_EQ(with("/x/y.toml", "/c", "/h"), "/x/y.toml");
   EXPECT_EQ(with("", "/c", "/h"), std::string("/c") + kFile);
   EXPECT_EQ(with("", "relative", "/h"), std::string("/h/.config") + kFile);
   EXPECT_EQ(with("", "", ""), "");
-  with(before.c_str(), "", homeBefore.c_str());
 }
 
 }  // namespace

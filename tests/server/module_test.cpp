@@ -1,6 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <sstream>
 
@@ -20,13 +19,6 @@ constexpr char kWriterFile[] = "classes/4c93300c-351a-422f-ae57-a8a5a9777c4c.tom
 // The user's registered classes stand in a folder of the test's own.
 class Module : public testing::Test {
  protected:
-  void SetUp() override {
-    const char* before = std::getenv("XVWRITER_SETTINGS");
-    before_ = before == nullptr ? "" : before;
-    setenv("XVWRITER_SETTINGS", folder_.Path("settings.toml").c_str(), 1);
-  }
-  void TearDown() override { setenv("XVWRITER_SETTINGS", before_.c_str(), 1); }
-
   void RegisterOther(const std::string& module) {
     std::filesystem::create_directories(folder_.Path("classes"));
     folder_.Write(std::string("classes/") + kOtherClassText + ".toml",
@@ -36,8 +28,8 @@ class Module : public testing::Test {
     return XvCreateInstance(kOtherClass, nullptr, IUnknown::kIid, out);
   }
 
-  TemporaryFolder folder_;
-  std::string before_;
+  const TemporaryFolder folder_;
+  const ScopedVariable settings_{"XVWRITER_SETTINGS", folder_ / "settings.toml"};
 };
 
 TEST_F(Module, ForeignProgramMakesAWriterFromTheClassIdAlone) {

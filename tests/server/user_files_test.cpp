@@ -18,16 +18,6 @@ using testing::HasSubstr;
 
 class UserFiles : public testing::Test {
  protected:
-  void SetUp() override {
-    const char* before = std::getenv("XVWRITER_SETTINGS");
-    before_ = before == nullptr ? "" : before;
-    UseSettings("settings.toml");
-  }
-  void TearDown() override { setenv("XVWRITER_SETTINGS", before_.c_str(), 1); }
-
-  void UseSettings(const std::string& name) {
-    setenv("XVWRITER_SETTINGS", folder_.Path(name).c_str(), 1);
-  }
   void ExpectRecords(host::Writer& writer) {
     ASSERT_EQ(writer.Start(folder_ / "a.mkv", "video::codec=mpeg4"), S_OK);
     ASSERT_EQ(PushFrames(writer, Feed{.width = 176, .height = 144}, 5), S_OK);
@@ -35,8 +25,8 @@ class UserFiles : public testing::Test {
     EXPECT_EQ(Probe(folder_ / "a.mkv").Pictures().frames, 5);
   }
 
-  TemporaryFolder folder_;
-  std::string before_;
+  const TemporaryFolder folder_;
+  const ScopedVariable settings_{"XVWRITER_SETTINGS", folder_ / "settings.toml"};
 };
 
 TEST_F(UserFiles, ListThatIsNone) {
@@ -107,7 +97,7 @@ TEST_F(UserFiles, SettingsOnAFullDisk) {
   const rlimit full{text.size() + 5, before.rlim_max};
   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &full), 0);
   host::Writer writer;
-  UseSettings("new.toml");
+  const ScopedVariable none("XVWRITER_SETTINGS", folder_ / "new.toml");
   host::Writer second;
   ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
   EXPECT_EQ(folder_.Read("settings.toml"), text);
