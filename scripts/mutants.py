@@ -112,6 +112,13 @@ def notices(tree, program, cases, jobs):
     return failed
 
 
+def expect_sound(tree, program, jobs):
+    built = build(tree, program, jobs)
+    # Under load a test may miss its time once.
+    if built.returncode != 0 or (notices(tree, program, "", jobs) and notices(tree, program, "", 1)):
+        raise SystemExit(f"{program} fails without a fault\n{built.stdout[-2000:]}")
+
+
 def verdict(tree, fault, jobs):
     path = tree / fault.file
     before = path.read_text() if path.exists() else ""
@@ -150,11 +157,11 @@ def main():
         raise SystemExit("no fault of that choice")
     results = []
     with scratch_tree(options.scratch) as tree:
-        for program in sorted({f.program for f in faults}):
-            built = build(tree, program, options.jobs)
-            if built.returncode != 0 or notices(tree, program, "", options.jobs):
-                raise SystemExit(f"{program} fails without a fault\n{built.stdout[-2000:]}")
+        sound = set()
         for fault in faults:
+            if fault.program not in sound:
+                expect_sound(tree, fault.program, options.jobs)
+                sound.add(fault.program)
             results.append(verdict(tree, fault, options.jobs))
             print(f"{results[-1]:16} {fault.number:3} {fault.file}: {fault.name}", flush=True)
     killed = results.count("killed")
