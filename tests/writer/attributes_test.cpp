@@ -98,20 +98,6 @@ TEST(Attributes, FormatsThatNeedAPictureGetAPlaceholder) {
   EXPECT_GE(file.Sound().seconds, 1.9);
 }
 
-TEST(Attributes, DvFamilyGetsItsRasters) {
-  const auto widthOf = [](const std::string& attribute, int width, int height) {
-    const Feed feed{.width = width, .height = height, .interlace = eXvI_TopFirst};
-    const ProbedStream video =
-        RecordAndProbe("a.mov", "video::codec=dvvideo " + attribute, feed, 5).Pictures();
-    EXPECT_TRUE(video.frames == 5 && video.height == height);
-    EXPECT_NEAR(video.lumaMeans.at(0), 40, 3);
-    return video.width;
-  };
-  EXPECT_EQ(widthOf("video::dv_format=dvsd", 720, 576), 720);
-  EXPECT_EQ(widthOf("video::dv_format=dv50", 720, 576), 720);
-  EXPECT_EQ(widthOf("", 1920, 1080), 1440);
-}
-
 TEST(Attributes, SizeScalesPictures) {
   const ProbedFile file =
       RecordAndProbe("a.mov", "video::codec=mpeg2video video::size=720x576I video::ar=16:9",
@@ -168,9 +154,11 @@ TEST(Attributes, TagsNameTheCodecInTheContainer) {
   EXPECT_EQ(tag("a.avi"), "DX50");
   // Known to nobody: "tag" lets it pass, in the second output too.
   EXPECT_NE(record("video::vtag=ABCD"), S_OK);
-  EXPECT_EQ(record("video::tag=ABCD second_encoder=" + (folder / "b.avi")), S_OK);
+  EXPECT_EQ(record("video::tag=ABCD metadata::title=Both second_encoder=" + (folder / "b.avi")),
+            S_OK);
   EXPECT_EQ(tag("a.avi"), "ABCD");
   EXPECT_EQ(tag("b.avi"), "ABCD");
+  EXPECT_EQ(Probe(folder / "b.avi").title, "Both");
 }
 
 TEST(Attributes, BitRateOfTheSound) {
@@ -314,8 +302,10 @@ TEST(Attributes, FilesBesideTheRecording) {
   const auto record = [&](const std::string& attributes) {
     return Record(folder / "a.mov", "video::codec=mpeg4 " + attributes, kSmall, 12);
   };
+  const std::string stale[] = {folder.Write("a.mov.idx", "old"), folder.Write("a.hdr.mov", "old")};
   EXPECT_EQ(record("audio::wav_path=" + folder / "b.wav" + " capture_file=" + folder / "c.mkv"),
             S_OK);
+  for (const std::string& path : stale) EXPECT_FALSE(std::filesystem::exists(path)) << path;
   EXPECT_EQ(record("audio::wav_path=" + folder / "no.wav" + " wav_path=" + folder / "d.wav"), S_OK);
   for (const char* name : {"b.wav", "d.wav"}) {
     EXPECT_EQ(Probe(folder / name).Sound().samples, 12 * 1920) << name;

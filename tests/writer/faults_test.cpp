@@ -94,6 +94,19 @@ TEST(Faults, FailingSecondOutputLeavesTheMainOneAlone) {
   EXPECT_THAT(noted, testing::HasSubstr("second output"));
 }
 
+TEST(Faults, AFailedTrailerLeavesTheSideFilesOfAGrowingRecording) {
+  TemporaryFolder folder;
+  host::Writer writer;
+  ASSERT_EQ(writer.Start(folder / "a.mov", "play_while_rec=true video::codec=rawvideo"), S_OK);
+  ASSERT_EQ(PushFrames(writer, {.width = 320, .height = 240}, 40), S_OK);
+  {
+    const FileSizeLimit full(1 << 20);
+    EXPECT_TRUE(Failed(writer.Stop()));
+  }
+  EXPECT_TRUE(std::filesystem::exists(folder / "a.mov.idx"));
+  EXPECT_TRUE(std::filesystem::exists(folder / "a.hdr.mov"));
+}
+
 // The folder goes away with the recording and its index: what is open is written to its end,
 // nothing appears anew, and the next recording finds its folder missing.
 TEST(Faults, TargetThatVanishesHarmsNobody) {

@@ -1,36 +1,22 @@
 #include <atomic>
-#include <map>
 #include <thread>
 
-#include "support/media_probe.h"
-#include "support/vendor/vendor_fixture.h"
+#include "writer/vendor_faults.h"
 
-// NVENC's library fails, hangs or loses its card: the host is told, what was encoded can be played,
-// nothing is left behind.
+// NVENC's library fails, hangs or loses its card.
 namespace xv::test {
 namespace {
 
 using testing::HasSubstr;
 
-constexpr Feed kSmall{.width = 192, .height = 128, .channels = 0};
+constexpr char kEncode[] = "video::codec=n264 video::bf=2 video.buffers=0";
 
 class NvencOpenFaults : public WithVendor, public testing::WithParamInterface<const char*> {};
 
 TEST_P(NvencOpenFaults, RefuseTheFirstFrameInWords) {
   const std::string call = GetParam();
-  vendor::Configure("fail=" + call + ":1+:" + (call.rfind("cu", 0) == 0 ? "999" : "20"));
-  TemporaryFolder folder;
-  host::Writer writer;
-  ASSERT_EQ(writer.Start(folder / "a.mp4", "video::codec=n264"), S_OK);
-  const HRESULT result = writer.Put(MakeFrame(kSmall, 0));
-  EXPECT_TRUE(result == E_FAIL || result == XV_E_VENDOR_LIBRARY) << std::hex << result;
-  EXPECT_THAT(writer.LastError(), HasSubstr(call));
-  EXPECT_EQ(writer.Stop(), result);
-  EXPECT_FALSE(std::filesystem::exists(folder / "a.mp4"));
-  EXPECT_GT(vendor::CallCount(call), 0);
-  // The same writer works again with the library.
-  vendor::Reset();
-  EXPECT_EQ(Record(writer, folder / "b.mp4", "video::codec=n264", kSmall, 5), S_OK);
+  const std::string code = call.rfind("cu", 0) == 0 ? "999" : "20";
+  ExpectRefusal("fail=" + call + ":1+:" + code, call, "video::codec=n264");
 }
 
 INSTANTIATE_TEST_SUITE_P(Calls, NvencOpenFaults,
@@ -43,103 +29,55 @@ INSTANTIATE_TEST_SUITE_P(Calls, NvencOpenFaults,
                                          "nvEncGetInputFormats", "nvEncInitializeEncoder",
                                          "nvEncCreateInputBuffer", "nvEncCreateBitstreamBuffer"));
 
-struct Fault {
-  const char* words;
-  HRESULT status;
-  const char* told;  // part of the failure's words; "" where none is told
-  int least;         // pictures that must be in the file
-};
-
-void PrintTo(const Fault& fault, std::ostream* out) { *out << fault.words; }
-
-class NvencFaults : public WithVendor, public testing::WithParamInterface<Fault> {};
+class NvencFaults : public WithVendor, public testing::WithParamInterface<VendorFault> {};
 
 TEST_P(NvencFaults, InMidStreamKeepWhatWasEncoded) {
   vendor::Configure("delay=0");  // each lock brings an access unit
-  vendor::Configure(GetParam().words);
-  TemporaryFolder folder;
-  host::Writer writer;
-  ASSERT_EQ(writer.Start(folder / "a.mp4", "video::codec=n264 video::bf=2 video.buffers=0"), S_OK);
-  HRESULT put = S_OK;
-  for (int i = 0; i < 60 && put == S_OK; ++i) put = writer.Put(MakeFrame(kSmall, i));
-  const HRESULT stopped = writer.Stop();
-  EXPECT_EQ(put == S_OK ? stopped : put, GetParam().status) << writer.LastError();
-  EXPECT_EQ(stopped, GetParam().status);
-  EXPECT_THAT(writer.LastError(), HasSubstr(GetParam().told));
-  const ProbedStream video = Probe(folder / "a.mp4").Pictures();
-  EXPECT_GE(video.frames, GetParam().least);
-  EXPECT_EQ(video.errors, 0);
-  for (std::size_t i = 0; i + 3 < video.lumaMeans.size(); ++i) {
-    EXPECT_NEAR(video.lumaMeans[i], 40.0 + 5.0 * static_cast<double>(i % 32), 2) << i;
-  }
+  ExpectKept(GetParam(), kEncode);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Calls, NvencFaults,
-    testing::Values(Fault{"fail=nvEncLockInputBuffer:20:10", E_FAIL, "nvEncLockInputBuffer", 19},
-                    Fault{"fail=nvEncUnlockInputBuffer:20:20", E_FAIL, "nvEncUnlockInputBuffer",
-                          19},
-                    Fault{"fail=nvEncEncodePicture:20:20", E_FAIL, "nvEncEncodePicture", 19},
-                    Fault{"fail=nvEncEncodePicture:20:10", E_FAIL, "nvEncEncodePicture", 19},
-                    Fault{"fail=nvEncEncodePicture:20+:20", E_FAIL, "nvEncEncodePicture", 13},
-                    Fault{"fail=nvEncLockBitstream:20:20", E_FAIL, "nvEncLockBitstream", 19},
-                    Fault{"fail=nvEncLockBitstream:20+:20", E_FAIL, "nvEncLockBitstream", 19},
-                    Fault{"fail=nvEncUnlockBitstream:20:20", E_FAIL, "nvEncUnlockBitstream", 19},
-                    Fault{"fail=nvEncUnlockBitstream:20+:20", E_FAIL, "nvEncUnlockBitstream", 19},
-                    Fault{"fail=cuCtxPushCurrent:40+:201", E_FAIL, "cuCtxPushCurrent", 5},
-                    Fault{"lose=nvEncEncodePicture:20", E_FAIL, "", 13},
-                    Fault{"lose=nvEncLockBitstream:30", E_FAIL, "", 5},
-                    Fault{"lose=cuCtxPushCurrent:40", E_FAIL, "", 5},
-                    // Failures of the end change nothing in what is recorded.
-                    Fault{"fail=nvEncDestroyInputBuffer:1+:20", S_OK, "", 60},
-                    Fault{"fail=nvEncDestroyBitstreamBuffer:1+:20", S_OK, "", 60},
-                    Fault{"fail=nvEncDestroyEncoder:1+:20", S_OK, "", 60},
-                    Fault{"fail=cuCtxDestroy:1+:201", S_OK, "", 60},
-                    Fault{"fail=nvEncGetSequenceParams:1+:20", S_OK, "", 60},
-                    // Late is not lost.
-                    Fault{"fail=nvEncEncodePicture:20:18", S_OK, "", 60},
-                    Fault{"late_ms=20", S_OK, "", 60}));
+    testing::Values(
+        VendorFault{"fail=nvEncLockInputBuffer:20:10", E_FAIL, "nvEncLockInputBuffer", 19},
+        VendorFault{"fail=nvEncUnlockInputBuffer:20:20", E_FAIL, "nvEncUnlockInputBuffer", 19},
+        VendorFault{"fail=nvEncEncodePicture:20:20", E_FAIL, "nvEncEncodePicture", 19},
+        VendorFault{"fail=nvEncEncodePicture:20:10", E_FAIL, "nvEncEncodePicture", 19},
+        VendorFault{"fail=nvEncEncodePicture:20+:20", E_FAIL, "nvEncEncodePicture", 13},
+        VendorFault{"fail=nvEncLockBitstream:20:20", E_FAIL, "nvEncLockBitstream", 19},
+        VendorFault{"fail=nvEncLockBitstream:20+:20", E_FAIL, "nvEncLockBitstream", 19},
+        VendorFault{"fail=nvEncUnlockBitstream:20:20", E_FAIL, "nvEncUnlockBitstream", 19},
+        VendorFault{"fail=nvEncUnlockBitstream:20+:20", E_FAIL, "nvEncUnlockBitstream", 19},
+        VendorFault{"fail=cuCtxPushCurrent:40+:201", E_FAIL, "cuCtxPushCurrent", 5},
+        VendorFault{"lose=nvEncEncodePicture:20", E_FAIL, "", 13},
+        VendorFault{"lose=nvEncLockBitstream:30", E_FAIL, "", 5},
+        VendorFault{"lose=cuCtxPushCurrent:40", E_FAIL, "", 5},
+        // Failures of the end change nothing in what is recorded.
+        VendorFault{"fail=nvEncDestroyInputBuffer:1+:20", S_OK, "", 60},
+        VendorFault{"fail=nvEncDestroyBitstreamBuffer:1+:20", S_OK, "", 60},
+        VendorFault{"fail=nvEncDestroyEncoder:1+:20", S_OK, "", 60},
+        VendorFault{"fail=cuCtxDestroy:1+:201", S_OK, "", 60},
+        VendorFault{"fail=nvEncGetSequenceParams:1+:20", S_OK, "", 60},
+        // Late is not lost.
+        VendorFault{"fail=nvEncEncodePicture:20:18", S_OK, "", 60},
+        VendorFault{"late_ms=20", S_OK, "", 60}));
 
 using NvencSweep = WithVendor;
 
-// A recording of a few pictures. What was taken is in the file, but for the picture that met the
-// fault and, at the end or where the device is lost, those that wait for another one.
-void ExpectWhole(const std::string& target, const std::string& fault) {
-  SCOPED_TRACE(fault);
-  vendor::Reset();
-  vendor::Configure("delay=0 " + fault);
-  host::Writer writer;
-  ASSERT_EQ(writer.Start(target, "video::codec=n264 video::bf=2 video.buffers=0"), S_OK);
-  int taken = 0;
-  HRESULT put = S_OK;
-  while (taken < 12 && (put = writer.Put(MakeFrame(kSmall, taken))) == S_OK) ++taken;
-  const HRESULT stopped = writer.Stop();
-  if (put != S_OK) {
-    EXPECT_EQ(stopped, put);
-    EXPECT_FALSE(writer.LastError().empty());
-  }
-  EXPECT_THAT(vendor::BrokenRules(), testing::IsEmpty());
-  EXPECT_THAT(vendor::Held(), testing::IsEmpty());
-  const bool atEnd = put == S_OK || fault.rfind("lose", 0) == 0;
-  const int lost = stopped == S_OK ? 0 : atEnd ? 3 : 1;
-  if (taken <= lost) return;
-  const ProbedStream video = Probe(target).Pictures();
-  EXPECT_EQ(video.errors, 0);
-  EXPECT_GE(video.frames, taken - lost);
-}
-
-// Each call of a whole recording fails once; with each of them the device is lost.
+// Each call of a whole recording fails once; with each of them the device is lost. That costs the
+// picture that meets the fault and, at the end or where the device is lost, those that wait for
+// another one.
 TEST_F(NvencSweep, FaultsCostNoMoreThanThePicturesThatTheyMeet) {
-  TemporaryFolder folder;
-  ExpectWhole(folder / "a.mp4", "");
-  const std::vector<vendor::Call> calls = vendor::Calls();
-  std::map<std::string, int> numbers;
-  for (std::size_t i = 0; i < calls.size() && !HasFailure(); ++i) {
-    const std::string call = calls[i].name + ":" + std::to_string(++numbers[calls[i].name]);
-    ExpectWhole(folder / "a.mp4",
-                "fail=" + call + (calls[i].name.rfind("cu", 0) == 0 ? ":201" : ":20"));
-    ExpectWhole(folder / "a.mp4", "lose=" + call);
-  }
+  const auto record = [](const std::string& fault) {
+    const bool device = fault.rfind("lose", 0) == 0;
+    ExpectWhole("delay=0 " + fault, kEncode, 12,
+                [&](HRESULT put) { return put == S_OK || device ? 3 : 1; });
+  };
+  record("");
+  ForEachCall(INT_MAX, [&](const std::string& name, const std::string& call) {
+    record("fail=" + call + (name.rfind("cu", 0) == 0 ? ":201" : ":20"));
+    record("lose=" + call);
+  });
 }
 
 // The card has taken all pictures and only the end of the stream fails, or one access unit.
@@ -149,7 +87,7 @@ TEST_F(NvencSweep, FaultAtTheEndKeepsWhatTheCardHas) {
     vendor::Reset();
     vendor::Configure(std::string("delay=2 ") + fault);
     host::Writer writer;
-    EXPECT_EQ(Record(writer, folder / "a.mp4", "video::codec=n264 video::bf=0", kSmall, 12),
+    EXPECT_EQ(Record(writer, folder / "a.mp4", "video::codec=n264 video::bf=0", kFaultFeed, 12),
               E_FAIL);
     const ProbedStream video = Probe(folder / "a.mp4").Pictures();
     EXPECT_EQ(video.frames, 12) << fault;
@@ -171,7 +109,7 @@ TEST_F(NvencHang, FullRingIsAFailureAndAStopAtOnceGivesUp) {
   host::Writer writer;
   ASSERT_EQ(writer.Start(folder / "a.mp4", "video::codec=n264 video::bf=0 video.buffers=0"), S_OK);
   HRESULT put = S_OK;
-  for (int i = 0; i < 60 && put == S_OK; ++i) put = writer.Put(MakeFrame(kSmall, i));
+  for (int i = 0; i < 60 && put == S_OK; ++i) put = writer.Put(MakeFrame(kFaultFeed, i));
   EXPECT_EQ(put, E_FAIL);
   EXPECT_THAT(writer.LastError(), HasSubstr("within 3 seconds"));
   const auto begin = std::chrono::steady_clock::now();
@@ -184,7 +122,7 @@ TEST_F(NvencHang, DrainEndsWithWhatThereIs) {
   vendor::Configure("stuck=10");
   TemporaryFolder folder;
   host::Writer writer;
-  EXPECT_EQ(Record(writer, folder / "a.mp4", "video::codec=n264 video::bf=0", kSmall, 12),
+  EXPECT_EQ(Record(writer, folder / "a.mp4", "video::codec=n264 video::bf=0", kFaultFeed, 12),
             XV_E_TIMEOUT);
   EXPECT_THAT(writer.LastError(), HasSubstr("nothing for 10 seconds"));
   ExpectFirst(folder / "a.mp4", 9);
@@ -200,7 +138,7 @@ TEST_F(NvencHang, StopWhilePuttingIsNeverLong) {
     ASSERT_EQ(writer.Start(target, "video::codec=n264 video::bf=2 video.buffers=2"), S_OK);
     std::atomic<int> taken{0};
     std::thread putter([&] {
-      for (int i = 0; writer.Put(MakeFrame(kSmall, i)) == S_OK; ++i) ++taken;
+      for (int i = 0; writer.Put(MakeFrame(kFaultFeed, i)) == S_OK; ++i) ++taken;
     });
     while (taken < 10 + round) std::this_thread::yield();
     EXPECT_EQ(writer.Stop(), S_OK) << writer.LastError();

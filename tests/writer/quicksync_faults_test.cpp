@@ -1,23 +1,19 @@
 #include <sys/file.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <csignal>
-#include <map>
 #include <thread>
 
 #include "support/peer_process.h"
 #include "support/recorded_pictures.h"
-#include "support/vendor/vendor_fixture.h"
+#include "writer/vendor_faults.h"
 
 // Intel's runtime fails, hangs or loses its device, and other processes hold their mutex.
 namespace xv::test {
 namespace {
 
-using testing::HasSubstr;
 using testing::IsEmpty;
 
-constexpr Feed kSmall{.width = 192, .height = 128, .channels = 0};
 constexpr const char* kEncode = "MFXVideoENCODE_EncodeFrameAsync";
 constexpr const char* kSync = "MFXVideoCORE_SyncOperation";
 constexpr const char* kMutexFile = "/dev/shm/_QZ_QSEncoder_Reinit_Mutext_";
@@ -31,7 +27,6 @@ TEST_F(QuickFaults, RefuseTheFirstFrameInWords) {
     const char* told;
     const char* options = "";
   };
-  TemporaryFolder folder;
   for (const Call& one :
        {Call{"hardware=0 software=0", "vaInitialize"}, Call{"fail=MFXInit:1+:-1", "MFXInit"},
         Call{"fail=vaInitialize:1+:1 software=0", "vaInitialize"},
@@ -43,18 +38,7 @@ TEST_F(QuickFaults, RefuseTheFirstFrameInWords) {
         Call{"fail=MFXVideoCORE_SetFrameAllocator:1+:-1", "SetFrameAllocator",
              " video::gpu_memory=true"},
         Call{"fail=vaCreateSurfaces:1+:2", "surfaces", " video::gpu_memory=true"}}) {
-    SCOPED_TRACE(one.words);
-    vendor::Configure(one.words);
-    host::Writer writer;
-    ASSERT_EQ(writer.Start(folder / "a.mp4", std::string("video::codec=q264") + one.options), S_OK);
-    const HRESULT result = writer.Put(MakeFrame(kSmall, 0));
-    EXPECT_EQ(result, E_FAIL);
-    EXPECT_THAT(writer.LastError(), HasSubstr(one.told));
-    EXPECT_EQ(writer.Stop(), result);
-    EXPECT_FALSE(std::filesystem::exists(folder / "a.mp4"));
-    EXPECT_THAT(vendor::Held(), IsEmpty());
-    vendor::Reset();
-    EXPECT_EQ(Record(writer, folder / "b.mp4", "video::codec=q264", kSmall, 5), S_OK);
+    ExpectRefusal(one.words, one.told, std::string("video::codec=q264") + one.options);
   }
 }
 
@@ -85,7 +69,7 @@ TEST_F(QuickFaults, NewSessionsLoseNoPictureAndKeepTheOrder) {
       vendor::Reset();
       vendor::Configure("late_ms=5" + one.words);
       EXPECT_EQ(Record(folder / "a.mp4", std::string("video::codec=q264 video::g=12") + memory,
-                       kSmall, 60),
+                       kFaultFeed, 60),
                 S_OK);
       EXPECT_EQ(vendor::CallCount("MFXVideoENCODE_Init"), one.sessions);
       ExpectPicturesInOrder(Probe(folder / "a.mp4").Pictures(), 60);
@@ -95,55 +79,34 @@ TEST_F(QuickFaults, NewSessionsLoseNoPictureAndKeepTheOrder) {
   }
 }
 
-struct Fault {
-  const char* words;
-  HRESULT status;
-  const char* told;  // part of the failure's words
-  int least;         // pictures that must be in the file
-};
-
-void PrintTo(const Fault& fault, std::ostream* out) { *out << fault.words; }
-
-class QuickStreamFaults : public WithQuick, public testing::WithParamInterface<Fault> {};
+class QuickStreamFaults : public WithQuick, public testing::WithParamInterface<VendorFault> {};
 
 TEST_P(QuickStreamFaults, KeepWhatWasEncoded) {
-  vendor::Configure(GetParam().words);
-  TemporaryFolder folder;
-  host::Writer writer;
-  ASSERT_EQ(writer.Start(folder / "a.mp4", "video::codec=q264 video.buffers=0"), S_OK);
-  HRESULT put = S_OK;
-  for (int i = 0; i < 50 && put == S_OK; ++i) {
-    put = writer.Put(MakeFrame(kSmall, i));
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
-  }
-  const HRESULT stopped = writer.Stop();
-  EXPECT_EQ(put == S_OK ? stopped : put, GetParam().status) << writer.LastError();
-  EXPECT_THAT(writer.LastError(), HasSubstr(GetParam().told));
-  const ProbedStream video = Probe(folder / "a.mp4").Pictures();
-  EXPECT_GE(video.frames, GetParam().least);
-  EXPECT_EQ(video.errors, 0);
+  ExpectKept(GetParam(), "video::codec=q264 video.buffers=0", std::chrono::milliseconds(2));
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Calls, QuickStreamFaults,
     testing::Values(
         // None of the surfaces comes back, or one of them.
-        Fault{"stuck=20", E_FAIL, "keeps all", 17}, Fault{"keep_locked=20", S_OK, "", 50},
+        VendorFault{"stuck=20", E_FAIL, "keeps all", 17},
+        VendorFault{"keep_locked=20", S_OK, "", 60},
         // At the end there is nothing that a wait could bring.
-        Fault{"stuck=48", E_FAIL, "MFXVideoCORE_SyncOperation", 44},
-        Fault{"fail=MFXVideoENCODE_EncodeFrameAsync:20:-1", E_FAIL,
-              "MFXVideoENCODE_EncodeFrameAsync", 17},
-        Fault{"fail=MFXVideoENCODE_EncodeFrameAsync:20+:-13", E_FAIL, "", 10},
-        Fault{"fail=MFXVideoENCODE_EncodeFrameAsync:20:-13 fail=MFXInit:2+:-1", E_FAIL, "MFX -",
-              10},
-        Fault{"fail=MFXVideoENCODE_EncodeFrameAsync:20:-13 fail=MFXVideoENCODE_Init:2:-15", E_FAIL,
-              "MFXVideoENCODE_Init", 10},
-        Fault{"lose=MFXVideoENCODE_EncodeFrameAsync:20", E_FAIL, "", 10},
+        VendorFault{"stuck=58", E_FAIL, "MFXVideoCORE_SyncOperation", 54},
+        VendorFault{"fail=MFXVideoENCODE_EncodeFrameAsync:20:-1", E_FAIL,
+                    "MFXVideoENCODE_EncodeFrameAsync", 17},
+        VendorFault{"fail=MFXVideoENCODE_EncodeFrameAsync:20+:-13", E_FAIL, "", 10},
+        VendorFault{"fail=MFXVideoENCODE_EncodeFrameAsync:20:-13 fail=MFXInit:2+:-1", E_FAIL,
+                    "MFX -", 10},
+        VendorFault{"fail=MFXVideoENCODE_EncodeFrameAsync:20:-13 fail=MFXVideoENCODE_Init:2:-15",
+                    E_FAIL, "MFXVideoENCODE_Init", 10},
+        VendorFault{"lose=MFXVideoENCODE_EncodeFrameAsync:20", E_FAIL, "", 10},
         // Failures of the end change nothing in what is recorded.
-        Fault{"fail=MFXVideoENCODE_Close:1+:-17", S_OK, "", 50},
-        Fault{"fail=MFXClose:1+:-1", S_OK, "", 50}, Fault{"fail=vaTerminate:1+:1", S_OK, "", 50},
+        VendorFault{"fail=MFXVideoENCODE_Close:1+:-17", S_OK, "", 60},
+        VendorFault{"fail=MFXClose:1+:-1", S_OK, "", 60},
+        VendorFault{"fail=vaTerminate:1+:1", S_OK, "", 60},
         // Late is not lost.
-        Fault{"late_ms=30", S_OK, "", 50}));
+        VendorFault{"late_ms=30", S_OK, "", 60}));
 
 // Another process that holds the machine's mutex, until it is killed.
 class Holder {
@@ -180,10 +143,10 @@ TEST_F(QuickFaults, ProcessThatHoldsTheMutexHoldsSubmissionsUntilItIsKilled) {
   TemporaryFolder folder;
   host::Writer writer;
   ASSERT_EQ(writer.Start(folder / "a.mp4", "video::codec=q264"), S_OK);
-  ASSERT_EQ(PushFrames(writer, kSmall, 5), S_OK);
+  ASSERT_EQ(PushFrames(writer, kFaultFeed, 5), S_OK);
   ASSERT_TRUE(Eventually(5, [] { return vendor::CallCount(kEncode) == 5; }));
   Holder holder;
-  std::thread host([&] { EXPECT_EQ(PushFrames(writer, kSmall, 20, 5), S_OK); });
+  std::thread host([&] { EXPECT_EQ(PushFrames(writer, kFaultFeed, 20, 5), S_OK); });
   std::this_thread::sleep_for(std::chrono::milliseconds(300));
   EXPECT_EQ(vendor::CallCount(kEncode), 5) << "pictures are given while another process restarts";
   holder.Kill();
@@ -217,46 +180,18 @@ TEST_F(QuickFaults, ProcessesThatRestartAtOnceRecordAllTheirPictures) {
   EXPECT_EQ(folder.Read("report"), "");
 }
 
-// Each call of a recording fails once, and with what it waits for the device. What was taken is in
-// the file, but for the picture that met the fault and those that waited for another one.
+// Each call of a recording fails once, and with what it waits for the device. That costs the
+// picture that meets the fault and those that wait for another one.
 TEST_F(QuickFaults, CostNoMoreThanThePicturesThatTheyMeet) {
-  TemporaryFolder folder;
-  const auto record = [&](const std::string& words) {
-    vendor::Reset();
-    vendor::Configure(words);
-    host::Writer writer;
-    ASSERT_EQ(writer.Start(folder / "a.mp4",
-                           "video::codec=q264 video::bf=1 video::gpu_memory=true video.buffers=0"),
-              S_OK);
-    int taken = 0;
-    HRESULT put = S_OK;
-    while (taken < 6 && (put = writer.Put(MakeFrame(kSmall, taken))) == S_OK) ++taken;
-    const HRESULT stopped = writer.Stop();
-    EXPECT_TRUE(put == S_OK || stopped == put);
-    EXPECT_EQ(stopped == S_OK, writer.LastError().empty());
-    EXPECT_THAT(vendor::BrokenRules(), IsEmpty());
-    EXPECT_THAT(vendor::Held(), IsEmpty());
-    const int least = taken - (stopped == S_OK ? 0 : 2);
-    if (least <= 0 || HasFailure()) return;
-    const ProbedStream video = Probe(folder / "a.mp4").Pictures();
-    EXPECT_EQ(video.errors, 0);
-    EXPECT_GE(video.frames, least);
+  const auto record = [](const std::string& words) {
+    ExpectWhole(words, "video::codec=q264 video::bf=1 video::gpu_memory=true video.buffers=0", 6,
+                [](HRESULT) { return 2; });
   };
   record("");
-  std::map<std::string, int> numbers;
-  const std::vector<vendor::Call> calls = vendor::Calls();
-  EXPECT_GT(calls.size(), 60U);
-  for (std::size_t i = 0; i < calls.size() && !HasFailure(); ++i) {
-    const std::string& name = calls[i].name;
-    const int number = ++numbers[name];
-    if (number > 8) continue;
-    const std::string words = "fail=" + name + ":" + std::to_string(number) +
-                              (name.rfind("va", 0) == 0 ? ":1"
-                               : name == kSync          ? ":-17"
-                                                        : ":-16");
-    SCOPED_TRACE(words);
-    record(words);
-  }
+  EXPECT_GT(vendor::Calls().size(), 60U);
+  ForEachCall(8, [&](const std::string& name, const std::string& call) {
+    record("fail=" + call + (name.rfind("va", 0) == 0 ? ":1" : name == kSync ? ":-17" : ":-16"));
+  });
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include "support/loopback.h"
 #include "support/media_probe.h"
 
 namespace xv::test {
@@ -79,9 +81,37 @@ TEST(Recording, AStopAtOnceGivesUpWhatTheEncoderHolds) {
   }
 }
 
+TEST(Recording, EachPacketOfRawPicturesIsAKeyAndLastsOnePicture) {
+  for (const char* codec : {"rawvideo", "v210"}) {
+    const ProbedFile file = RecordAndProbe(
+        "a.mov", std::string("video::codec=") + codec,
+        {.layout = kFccV210, .width = 320, .height = 240, .channels = 0, .timecode = false});
+    EXPECT_EQ(file.Pictures().keys, "KKKKKKKKKK") << codec;
+    EXPECT_NEAR(file.seconds, 0.4, 0.001) << codec;
+  }
+}
+
+// A reader that finds the new file finds a whole one.
+TEST(Recording, HeaderFileIsReplacedOnceItIsWhole) {
+  TemporaryFolder folder;
+  const auto inode = [path = folder / "a.hdr.mov"] {
+    struct stat info {};
+    return ::stat(path.c_str(), &info) == 0 ? info.st_ino : 0;
+  };
+  host::Writer writer;
+  ASSERT_EQ(writer.Start(folder / "a.mov", "play_while_rec=true video::codec=mpeg2video"), S_OK);
+  ASSERT_EQ(PushFrames(writer, Feed(), 5), S_OK);
+  const auto begun = inode();
+  ASSERT_EQ(PushFrames(writer, Feed(), 60, 5), S_OK);
+  EXPECT_TRUE(Eventually(10, [&] { return inode() != begun; }));
+  EXPECT_TRUE(Probe(folder / "a.hdr.mov").opened);
+  EXPECT_EQ(writer.Stop(), S_OK);
+}
+
 TEST(Recording, SplitChannelsGiveTracks) {
   for (const auto& [attribute, tracks, channels] : {std::tuple{"split_channels=1", 6, 1},
                                                     {"split_channels=2", 3, 2},
+                                                    {"split_channels=4", 2, 2},
                                                     {"split_channels=true", 6, 1},
                                                     {"split_channels=3", 1, 6},
                                                     {"merge_tracks=1", 1, 6}}) {

@@ -100,7 +100,8 @@ TEST(Targets, ASlowReceiverIsNoStalledOne) {
 TEST(Targets, AUrlTellsItsFormat) {
   const BoundSocket receiver(SOCK_DGRAM, 0);
   const std::string url = "udp://127.0.0.1:" + std::to_string(receiver.port);
-  EXPECT_EQ(Record(url, "video::codec=mpeg2video", kSmall, 5), S_OK);
+  EXPECT_EQ(Record(url, "video::codec=mpeg2video play_while_rec=true", kSmall, 5), S_OK)
+      << "which has no side files";
   char packet[1500] = {};
   ASSERT_GE(::recv(receiver.socket, packet, sizeof(packet), MSG_DONTWAIT), 188);
   EXPECT_EQ(packet[0], 0x47) << "a transport stream";

@@ -65,6 +65,13 @@ TEST(TimeCorrector, JumpBeyondTheToleranceContinuesTheLine) {
   EXPECT_EQ(line.reason, kTimeKept);
 }
 
+TEST(TimeCorrector, ToleranceIsTenMillisecondsAtLeast) {
+  Line line(120);
+  line.Next(0, 83333);
+  EXPECT_EQ(line.Next(83333 + 6 * kMillisecond, 0).rtStart, 83333 + 6 * kMillisecond);
+  EXPECT_EQ(line.reason, kTimeKept);
+}
+
 TEST(TimeCorrector, MarksOfTheSource) {
   Line line(25);
   line.Next(0, 400000, eXvTF_Gap);

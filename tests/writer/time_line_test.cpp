@@ -29,6 +29,7 @@ struct Put {
   double stop = 0;
   bool picture = true;
   int sound = 1;  // frames of sound, up to this one
+  std::uint32_t flags = 0;
 };
 
 HRESULT PutOne(host::Writer& writer, const Source& source, int n, const Put& put) {
@@ -48,7 +49,7 @@ HRESULT PutOne(host::Writer& writer, const Source& source, int n, const Put& put
     frame.Audio(1, kRate, 16, sound->data(), sound->size() * 2, sound);
   }
   const auto ticks = [](double seconds) { return host::Ticks(std::llround(seconds * 1e7)); };
-  frame.Time(ticks(put.start), ticks(put.stop));
+  frame.Time(ticks(put.start), ticks(put.stop), put.flags);
   return writer.Put(std::move(frame));
 }
 
@@ -254,6 +255,19 @@ TEST_F(TimeLine, SoundForWhichThereIsNoTimeIsCut) {
   EXPECT_THAT(writer_.LastError(), testing::HasSubstr("cut"));
 }
 
+TEST_F(TimeLine, SoundOfAnEndMarkIsSilence) {
+  Start();
+  for (int n = 0; n < 10; ++n) {
+    Put put;
+    if (n == 5) put.flags = eXvTF_EndMark;
+    ASSERT_EQ(Frame(n, 0, put), S_OK);
+  }
+  const Recorded recorded = Stop();
+  EXPECT_EQ(recorded.blocks.size(), 9u);
+  EXPECT_EQ(recorded.blocks.count(5), 0u);
+  EXPECT_NEAR(recorded.soundSeconds, 0.4, 1e-6);
+}
+
 // Sound that comes late, early or in large blocks belongs to the frames beside.
 TEST_F(TimeLine, SoundInBlocksKeepsEverySample) {
   for (const bool late : {true, false}) {
@@ -288,6 +302,12 @@ TEST_F(TimeLine, GapThatSoundFillsStays) {
     EXPECT_EQ(Count("audio.silence") + Count("audio.cut"), 0);
     EXPECT_EQ(Count("repeats"), 10);
   }
+}
+
+TEST_F(TimeLine, NoGapIsFilledWithMoreThanAThousandPictures) {
+  Start("time.tolerance=0");
+  for (const int n : {0, 3000}) ASSERT_EQ(Frame(n), S_OK);
+  EXPECT_EQ(Stop().repeats, 1000);
 }
 
 // `ahead`: frames by which sound comes earlier than its picture.
