@@ -65,6 +65,23 @@ TEST(AncDataFile, WritesWhatTheFrameHas) {
   EXPECT_EQ(file.WriteFrame(kTags, *second, nullptr), E_INVALIDARG);
 }
 
+TEST(AncDataFile, ARecordThatDoesNotFitLeavesNoPartOfIt) {
+  const TemporaryFolder folder;
+  CANCDataFile file;
+  ASSERT_EQ(file.SetPath(folder.Path("a.anc"), false, false), S_OK);
+  CaptionFrame frame(1);
+  frame.Text("note", "n");
+  EXPECT_EQ(file.WriteFrame(kTags, *frame, nullptr), S_OK);
+  const std::string one = folder.Read("a.anc");
+  {
+    const test::FileSizeLimit full(one.size() + 9);
+    EXPECT_TRUE(file.WriteFrame(kTags, *frame, nullptr).Failed());
+  }
+  EXPECT_EQ(folder.Read("a.anc"), one);
+  EXPECT_EQ(file.WriteFrame(kTags, *frame, nullptr), S_OK);
+  EXPECT_EQ(folder.Read("a.anc"), one + one);
+}
+
 TEST(AncDataFile, ReadsItsOwnFileInOrderOfTime) {
   const TemporaryFolder folder;
   const std::string path = folder.Write(

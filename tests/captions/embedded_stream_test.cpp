@@ -315,6 +315,43 @@ TEST(SideFile, FurtherPairsOfAFrameFollow) {
   EXPECT_THAT(read.out, testing::HasSubstr("SECOND"));
 }
 
+TEST(SideFile, FramesThatFailedAreNotSeen) {
+  const TemporaryFolder folder;
+  host::Writer writer;
+  ASSERT_EQ(writer.Start(folder / "a.mov", "video::codec=mpeg4 diskspace.min=900000T"), S_OK);
+  int taken = 0;
+  for (int n = 0; n < 40; ++n) {
+    const auto frame = MakeFrame({.width = 176, .height = 144, .channels = 0}, n);
+    Attach(frame, 0x2094, kPal, n);
+    taken += writer.Put(frame) == S_OK ? 1 : 0;
+  }
+  EXPECT_EQ(writer.Stop(), XV_E_DISK_FULL);
+  EXPECT_GT(taken, 20);
+  EXPECT_EQ(writer.Get("quality::captions.seen"), std::to_string(taken));
+}
+
+// What an encoder has not given out by the end counts as lost.
+TEST(EmbeddedStream, CaptionsOfPicturesThatAreGivenUpAreLost) {
+  constexpr int kFrames = 30;
+  const TemporaryFolder folder;
+  host::Writer writer;
+  ASSERT_EQ(writer.Start(folder / "a.mp4",
+                         "video::codec=libx264 video::rc-lookahead=20 embed_cc=true "
+                         "scc_capture=false video.buffers=0"),
+            S_OK);
+  for (int n = 0; n < kFrames; ++n) {
+    const auto frame = MakeFrame({.width = 176, .height = 144, .channels = 0}, n);
+    Attach(frame, 0x2094, kPal, n);
+    ASSERT_EQ(writer.Put(frame), S_OK);
+  }
+  EXPECT_EQ(writer.StopAtOnce(), XV_E_ABORTED);
+  const auto count = [&](const char* what) {
+    return std::stoll(writer.Get(std::string("quality::captions.") + what));
+  };
+  EXPECT_GT(count("lost"), 10);
+  EXPECT_EQ(count("embedded") + count("lost"), kFrames);
+}
+
 // As strict readers want it: behind the headers of the picture that it belongs to, ahead of slices.
 TEST(EmbeddedStream, BlocksStandWithinTheirPictureByDefault) {
   const TemporaryFolder folder;

@@ -2,11 +2,8 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <malloc.h>
 
-#include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <filesystem>
 #include <thread>
 
@@ -160,30 +157,6 @@ TEST_F(CatalogueTest, ReadsTogetherBuildOnce) {
   for (std::thread& thread : threads) thread.join();
   for (const std::string& text : texts) EXPECT_EQ(text, texts[0]);
   EXPECT_EQ(probes, 1);
-}
-
-// What a host waits for, and what stays in memory.
-TEST_F(CatalogueTest, ReadsAreQuickAndTheListIsSmall) {
-#ifdef XV_SANITIZED
-  GTEST_SKIP() << "measures nothing under a sanitizer";
-#endif
-  const auto milliseconds = [](const auto& work) {
-    const auto begin = std::chrono::steady_clock::now();
-    work();
-    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - begin)
-        .count();
-  };
-  const double first = milliseconds([&] { (void)ReadNew(); });
-  EXPECT_LT(first, 150) << "with what the process makes once";
-  own_->ClearChildren();
-  const std::size_t before = mallinfo2().uordblks;
-  Catalogue catalogue(own_);
-  Read(catalogue);
-  EXPECT_LT(mallinfo2().uordblks - before, 2u << 20);
-  std::vector<double> later;
-  for (int i = 0; i < 51; ++i) later.push_back(milliseconds([&] { Read(catalogue); }));
-  std::nth_element(later.begin(), later.begin() + 25, later.end());
-  EXPECT_LT(later[25], 2);
 }
 
 }  // namespace

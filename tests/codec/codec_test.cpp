@@ -58,6 +58,7 @@ TEST(VideoGeometry, TimeBasesOfTheRates) {
                                        {29.97, 1001, 30000},
                                        {60000.0 / 1001, 1001, 60000},
                                        {23.976, 1001, 24000},
+                                       {23.98, 1001, 24000},
                                        {12.345, 10000, 123450},
                                        {0.0, 1, 25}}) {
     const AVRational base = TimeBaseFromRate(rate);
@@ -73,6 +74,7 @@ TEST(VideoGeometry, LettersOfTheSizeRuleTheFieldOrder) {
   const XV_VID_PROPS hd = Raster(1920, 1080, 25, eXvI_TopFirst);
   EXPECT_EQ(order("720x576I", hd), eXvI_TopFirst);
   EXPECT_EQ(order("720x480I", hd), eXvI_BottomFirst);
+  EXPECT_EQ(order("720x486I", hd), eXvI_BottomFirst);
   EXPECT_EQ(order("720x576b", hd), eXvI_BottomFirst);
   EXPECT_EQ(order("720x480T", hd), eXvI_TopFirst);
   EXPECT_EQ(order("1920x1080P", hd), eXvI_Progressive);

@@ -134,21 +134,6 @@ TEST(PrepareVideo, SameFormatIsWrappedWithoutACopy) {
   EXPECT_EQ(frame->picture()->format, kPixFmtV210);
 }
 
-TEST(PrepareVideo, V210KeepsItsTenBits) {
-  Picture source(kFccV210, 96, 4);
-  for (std::size_t i = 0; i < source.bytes.size(); i += 4) {
-    const std::uint32_t word = 601U | 603U << 10 | 605U << 20;
-    std::copy_n(reinterpret_cast<const std::uint8_t*>(&word), 4, &source.bytes[i]);
-  }
-  VideoPreparation preparation =
-      Preparation(source.vid, AV_PIX_FMT_YUV422P10LE, AV_CODEC_ID_PRORES);
-  Ref<XvFrameFFM> frame;
-  ASSERT_EQ(Prepare(preparation, FrameOf(source), &frame), S_OK);
-  const auto* luma = reinterpret_cast<const std::uint16_t*>(frame->picture()->data[0]);
-  // Samples go Cb Y Cr Y ... through words of three.
-  EXPECT_THAT(std::vector<int>(luma, luma + 6), ElementsAre(603, 601, 605, 603, 601, 605));
-}
-
 // The bytes that FFmpeg's encoder makes of the same picture, whatever the width.
 TEST(PrepareVideo, EightBitsBecomeTenAndV210AsTheEncoderWouldPackThem) {
   for (const int width : {96, 98, 100, 134}) {
