@@ -28,7 +28,7 @@ TEST(ChannelsBuffer, ReserveKeepsUnreadBytesBehindAReadOffset) {
   buffer.Skip(4);
   ASSERT_EQ(buffer.Reserve(4, 2, true), S_OK);
   EXPECT_EQ(buffer.Available(), 4u);
-  buffer.Clear(0, 2, 2, 2);
+  buffer.Clear(0, 2, 2, 0x7FFFFFFF);
   EXPECT_THAT(Unread(buffer, 0), ElementsAre(5, 6, 0, 0));
   EXPECT_THAT(Unread(buffer, 1), ElementsAre(15, 16, 0, 0));
   buffer.Skip(100);

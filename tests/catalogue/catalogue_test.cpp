@@ -93,6 +93,10 @@ TEST_F(CatalogueTest, UpdateBuildsFromTheFixedListsAndSaves) {
   EXPECT_THAT(saved.substr(0, 70),
               StartsWith(std::string(kDeclaration) + "\r\n<supported_list>\r\n\t<formats>\r\n"));
   EXPECT_THAT(saved, Not(HasSubstr("<unavailable")));
+  const XMLNodePtr list = CoXMLNode::Create("supported_list");
+  list->AppendChild("unavailable");
+  EXPECT_EQ(SaveListFile(folder_.Path("other.xml"), false, *list), S_OK);
+  EXPECT_THAT(folder_.Read("other.xml"), Not(HasSubstr("unavailable")));
   Configure("config.update", "false");
   EXPECT_EQ(ReadNew(), xml) << "what was saved is what comes back";
   Configure("config.unicode", "true");

@@ -277,6 +277,9 @@ TEST(Weave, TakesRowsByTurnsAndExchangesForBottomFirst) {
     Weave(dark.View(), bright.View(), target.View());
     expectWoven([&](int y) { return *target.Row(y); }, order == eXvI_BottomFirst ? 1 : 0);
   }
+  Picture upwards(kFccRGB32, 8, 6);
+  Weave(dark.View(), bright.View(), upwards.View());
+  EXPECT_GT(upwards.View().data[0][1], 0x80) << "rows that go upwards exchange them too";
   Picture untouched(test::VidProps(kFccI420, 8, 6), 9);
   Weave(dark.View(), bright.View(), untouched.View());
   EXPECT_THAT(untouched.bytes, testing::Each(9));

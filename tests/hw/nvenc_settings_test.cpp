@@ -77,39 +77,37 @@ Made Make(const Wish& wish) {
   return made;
 }
 
+using Numbers = std::vector<std::uint64_t>;
+
 TEST(NvencSettings, AbsentPresetLeavesTheEncodersOwnDefaults) {
   const Made made = Make({.height = -486, .rate = 29.97});
   const NV_ENC_INITIALIZE_PARAMS& params = made.settings.params;
-  EXPECT_EQ(params.version, 0xf0050007);
-  EXPECT_EQ(made.config().version, 0xf0060007);
+  EXPECT_THAT((Numbers{params.version, made.config().version}),
+              ElementsAre(0xf0050007, 0xf0060007));
   EXPECT_TRUE(SameGuid(params.presetGUID, NV_ENC_PRESET_DEFAULT_GUID));
-  EXPECT_EQ(params.encodeWidth, 1920U);
-  EXPECT_EQ(params.encodeHeight, 480U);
-  EXPECT_EQ(params.darWidth, 16U);
-  EXPECT_EQ(params.frameRateNum, 29970U);
-  EXPECT_EQ(params.frameRateDen, 1000U);
-  EXPECT_EQ(params.enableEncodeAsync, 0U);
-  EXPECT_EQ(params.enablePTD, 1U);
-  EXPECT_EQ(made.config().gopLength, 30U);
-  EXPECT_EQ(made.config().frameIntervalP, 8);
-  EXPECT_EQ(made.config().mvPrecision, NV_ENC_MV_PRECISION_QUARTER_PEL);
+  EXPECT_THAT(
+      (Numbers{params.encodeWidth, params.encodeHeight, params.darWidth, params.frameRateNum,
+               params.frameRateDen, params.enableEncodeAsync, params.enablePTD}),
+      ElementsAre(1920, 480, 16, 29970, 1000, 0, 1));
+  const NV_ENC_CONFIG& config = made.config();
+  EXPECT_THAT((Numbers{config.gopLength, static_cast<std::uint64_t>(config.frameIntervalP),
+                       config.mvPrecision, made.rate().averageBitRate, made.rate().enableAQ}),
+              ElementsAre(30, 8, NV_ENC_MV_PRECISION_QUARTER_PEL, 5'000'000, 1));
   EXPECT_EQ(made.rate().rateControlMode, NV_ENC_PARAMS_RC_VBR);  // "Auto", although CBR stood there
-  EXPECT_EQ(made.rate().averageBitRate, 5'000'000U);
-  EXPECT_EQ(made.rate().enableAQ, 1U);
-  EXPECT_EQ(made.h264().sliceMode, 3U);
-  EXPECT_EQ(made.h264().disableDeblockingFilterIDC, 1U);
-  EXPECT_EQ(made.h264().repeatSPSPPS, 1U);
-  EXPECT_EQ(made.h264().bdirectMode, NV_ENC_H264_BDIRECT_MODE_DISABLE);
-  EXPECT_EQ(made.h264().entropyCodingMode, NV_ENC_H264_ENTROPY_CODING_MODE_CABAC);
-  EXPECT_EQ(made.h264().outputAUD & made.h264().outputRecoveryPointSEI, 1U);
+  const NV_ENC_CONFIG_H264& h264 = made.h264();
+  EXPECT_THAT(
+      (Numbers{h264.sliceMode, h264.disableDeblockingFilterIDC, h264.repeatSPSPPS, h264.bdirectMode,
+               h264.entropyCodingMode, h264.outputAUD, h264.outputRecoveryPointSEI}),
+      ElementsAre(3, 1, 1, NV_ENC_H264_BDIRECT_MODE_DISABLE, NV_ENC_H264_ENTROPY_CODING_MODE_CABAC,
+                  1, 1));
   EXPECT_EQ(made.settings.RingSize(), 8U);
   EXPECT_EQ(made.settings.DecodingDelay(), 9);
-  const Made hevc = Make({.hevc = true});
-  EXPECT_TRUE(SameGuid(hevc.config().profileGUID, NV_ENC_HEVC_PROFILE_MAIN_GUID));
-  EXPECT_EQ(hevc.hevc().minCUSize, NV_ENC_HEVC_CUSIZE_32x32);
-  EXPECT_EQ(hevc.hevc().tier, 0U);
-  EXPECT_EQ(hevc.hevc().disableDeblockAcrossSliceBoundary, 0U);
-  EXPECT_EQ(hevc.hevc().enableIntraRefresh, 0U);
+  const Made other = Make({.hevc = true});
+  const NV_ENC_CONFIG_HEVC& hevc = other.hevc();
+  EXPECT_TRUE(SameGuid(other.config().profileGUID, NV_ENC_HEVC_PROFILE_MAIN_GUID));
+  EXPECT_THAT((Numbers{hevc.minCUSize, hevc.tier, hevc.disableDeblockAcrossSliceBoundary,
+                       hevc.enableIntraRefresh}),
+              ElementsAre(NV_ENC_HEVC_CUSIZE_32x32, 0, 0, 0));
 }
 
 TEST(NvencSettings, AttributesOfBothCodecs) {
@@ -128,33 +126,28 @@ TEST(NvencSettings, AttributesOfBothCodecs) {
                   "video::maxQPB=9 video::dynamic_resolution=true",
               .hevc = hevc});
     const auto check = [](const auto& codec) {
-      EXPECT_EQ(codec.idrPeriod, 50U);
-      EXPECT_EQ(codec.sliceMode, 2U);
-      EXPECT_EQ(codec.sliceModeData, 4U);
-      EXPECT_EQ(codec.intraRefreshPeriod, 20U);
-      EXPECT_EQ(codec.intraRefreshCnt, 20U);
-      EXPECT_EQ(codec.enableIntraRefresh, 1U);
-      EXPECT_EQ(codec.ltrNumFrames, 2U);
-      EXPECT_EQ(codec.repeatSPSPPS | codec.outputBufferingPeriodSEI | codec.outputPictureTimingSEI |
-                    codec.outputAUD,
-                0U);
+      EXPECT_THAT(
+          (Numbers{codec.idrPeriod, codec.sliceMode, codec.sliceModeData, codec.intraRefreshPeriod,
+                   codec.intraRefreshCnt, codec.enableIntraRefresh, codec.ltrNumFrames,
+                   codec.repeatSPSPPS, codec.outputBufferingPeriodSEI, codec.outputPictureTimingSEI,
+                   codec.outputAUD}),
+          ElementsAre(50, 2, 4, 20, 20, 1, 2, 0, 0, 0, 0));
     };
     hevc ? check(made.hevc()) : check(made.h264());
-    EXPECT_EQ(made.config().gopLength, 50U);
-    EXPECT_EQ(made.config().frameIntervalP, 1);
-    EXPECT_EQ(made.config().mvPrecision, NV_ENC_MV_PRECISION_HALF_PEL);
-    EXPECT_EQ(made.rate().rateControlMode, NV_ENC_PARAMS_RC_CBR);
-    EXPECT_EQ(made.rate().averageBitRate, 7'000'000U);
-    EXPECT_EQ(made.rate().maxBitRate, 9'000'000U);
-    EXPECT_EQ(made.rate().vbvBufferSize, 3000U);
-    EXPECT_EQ(made.rate().vbvInitialDelay, 2000U);
-    EXPECT_EQ(made.rate().enableAQ, 0U);
-    EXPECT_EQ(made.rate().enableInitialRCQP & made.rate().enableMinQP & made.rate().enableMaxQP,
-              1U);
-    EXPECT_EQ(made.rate().initialRCQP.qpIntra, 1U);
-    EXPECT_EQ(made.rate().initialRCQP.qpInterB, 3U);
-    EXPECT_EQ(made.rate().minQP.qpInterP, 5U);
-    EXPECT_EQ(made.rate().maxQP.qpInterB, 9U);
+    EXPECT_THAT(
+        (Numbers{made.config().gopLength, static_cast<std::uint64_t>(made.config().frameIntervalP),
+                 made.config().mvPrecision}),
+        ElementsAre(50, 1, NV_ENC_MV_PRECISION_HALF_PEL));
+    const NV_ENC_RC_PARAMS& rate = made.rate();
+    EXPECT_THAT((Numbers{rate.rateControlMode, rate.averageBitRate, rate.maxBitRate,
+                         rate.vbvBufferSize, rate.vbvInitialDelay, rate.enableAQ}),
+                ElementsAre(NV_ENC_PARAMS_RC_CBR, 7'000'000, 9'000'000, 3000, 2000, 0));
+    EXPECT_EQ(rate.enableInitialRCQP & rate.enableMinQP & rate.enableMaxQP, 1U);
+    EXPECT_THAT(
+        (Numbers{rate.initialRCQP.qpIntra, rate.initialRCQP.qpInterP, rate.initialRCQP.qpInterB,
+                 rate.minQP.qpIntra, rate.minQP.qpInterP, rate.minQP.qpInterB, rate.maxQP.qpIntra,
+                 rate.maxQP.qpInterP, rate.maxQP.qpInterB}),
+        ElementsAre(1, 2, 3, 4, 5, 6, 7, 8, 9));
     EXPECT_EQ(made.settings.BufferWidth(), 4096U);
     EXPECT_EQ(made.settings.BufferHeight(), 2176U);
     EXPECT_THAT(made.unused, IsEmpty());
@@ -181,21 +174,19 @@ TEST(NvencSettings, AttributesOfH264) {
             .abilities = all});
   const NV_ENC_CONFIG_H264& h264 = made.h264();
   EXPECT_TRUE(SameGuid(made.config().profileGUID, NV_ENC_H264_PROFILE_HIGH_GUID));
-  EXPECT_EQ(h264.level, 41U);
-  EXPECT_EQ(h264.disableDeblockingFilterIDC, 2U);
-  EXPECT_EQ(h264.idrPeriod, 20U);
-  EXPECT_EQ(made.config().gopLength, 10U);
-  EXPECT_EQ(made.config().frameIntervalP, 3);
-  EXPECT_EQ(h264.bdirectMode, NV_ENC_H264_BDIRECT_MODE_TEMPORAL);
-  EXPECT_EQ(h264.entropyCodingMode, NV_ENC_H264_ENTROPY_CODING_MODE_CAVLC);
-  EXPECT_EQ(h264.separateColourPlaneFlag & h264.ltrTrustMode, 1U);
-  EXPECT_EQ(h264.enableTemporalSVC & h264.hierarchicalPFrames & h264.hierarchicalBFrames, 1U);
-  EXPECT_EQ(h264.numTemporalLayers, 3U);
-  EXPECT_EQ(h264.maxNumRefFrames, 5U);
-  EXPECT_EQ(h264.enableConstrainedEncoding, 1U);
-  EXPECT_EQ(h264.adaptiveTransformMode, NV_ENC_H264_ADAPTIVE_TRANSFORM_DISABLE);
-  EXPECT_EQ(h264.fmoMode, NV_ENC_H264_FMO_ENABLE);
-  EXPECT_EQ(h264.outputFramePackingSEI | h264.outputRecoveryPointSEI, 0U);
+  EXPECT_THAT(
+      (Numbers{made.config().gopLength, static_cast<std::uint64_t>(made.config().frameIntervalP),
+               h264.level, h264.disableDeblockingFilterIDC, h264.idrPeriod, h264.bdirectMode,
+               h264.entropyCodingMode}),
+      ElementsAre(10, 3, 41, 2, 20, NV_ENC_H264_BDIRECT_MODE_TEMPORAL,
+                  NV_ENC_H264_ENTROPY_CODING_MODE_CAVLC));
+  EXPECT_THAT(
+      (Numbers{h264.separateColourPlaneFlag, h264.ltrTrustMode, h264.enableTemporalSVC,
+               h264.hierarchicalPFrames, h264.hierarchicalBFrames, h264.numTemporalLayers,
+               h264.maxNumRefFrames, h264.enableConstrainedEncoding, h264.adaptiveTransformMode,
+               h264.fmoMode, h264.outputFramePackingSEI, h264.outputRecoveryPointSEI}),
+      ElementsAre(1, 1, 1, 1, 1, 3, 5, 1, NV_ENC_H264_ADAPTIVE_TRANSFORM_DISABLE,
+                  NV_ENC_H264_FMO_ENABLE, 0, 0));
   EXPECT_THAT(made.unused, UnorderedElementsAre("tier", "useConstrainedIntraPred"));
 
   const Made without = Make({.attributes = tools});
@@ -206,6 +197,7 @@ TEST(NvencSettings, AttributesOfH264) {
   EXPECT_EQ(Make({.attributes = "video::profile=baseline"}).h264().entropyCodingMode,
             NV_ENC_H264_ENTROPY_CODING_MODE_AUTOSELECT);
   const AttributeRow* level = FindRow(NvencAttributes(false), "level");
+  ASSERT_NE(level, nullptr);
   EXPECT_TRUE(IsValidValue(*level, "1.0b") && !IsValidValue(*level, "4.1x"));
 }
 
@@ -216,12 +208,11 @@ TEST(NvencSettings, AttributesOfHevc) {
                                         "video::maxTemporalLayersMinus1=2 video::interlace=top",
                           .hevc = true,
                           .interlace = eXvI_TopFirst});
-  EXPECT_EQ(made.hevc().level, 153U);
-  EXPECT_EQ(made.hevc().tier, 1U);
-  EXPECT_EQ(made.hevc().disableDeblockAcrossSliceBoundary, 1U);
-  EXPECT_EQ(made.hevc().useConstrainedIntraPred & made.hevc().enableLTR, 1U);
-  EXPECT_EQ(made.hevc().maxNumRefFramesInDPB, 4U);
-  EXPECT_EQ(made.hevc().maxTemporalLayersMinus1, 2U);
+  const NV_ENC_CONFIG_HEVC& hevc = made.hevc();
+  EXPECT_THAT((Numbers{hevc.level, hevc.tier, hevc.disableDeblockAcrossSliceBoundary,
+                       hevc.useConstrainedIntraPred, hevc.enableLTR, hevc.maxNumRefFramesInDPB,
+                       hevc.maxTemporalLayersMinus1}),
+              ElementsAre(153, 1, 1, 1, 1, 4, 2));
   EXPECT_EQ(made.config().frameFieldMode, NV_ENC_PARAMS_FRAME_FIELD_MODE_FRAME);
   EXPECT_THAT(made.unused, ElementsAre("interlace"));
   EXPECT_EQ(Make({.attributes = "video::tier=HIGH", .hevc = true}).hevc().tier, 0U);

@@ -56,12 +56,10 @@ TEST(QuickSettings, DefaultsDifferByTheSession) {
   EXPECT_EQ(ReadSettings("", Props(1920, 1080), false).mfx().TargetUsage, 6);
   EXPECT_EQ(ReadSettings("quality=99").mfx().TargetUsage, 1);
   EXPECT_EQ(ReadSettings("quality=-4").mfx().TargetUsage, 7);
-  EXPECT_EQ(read.mfx().GopPicSize, 200);
-  EXPECT_EQ(read.mfx().GopRefDist, 3);
-  EXPECT_EQ(read.mfx().GopOptFlag, 0);
-  EXPECT_EQ(read.mfx().RateControlMethod, MFX_RATECONTROL_VBR);
-  EXPECT_EQ(read.mfx().TargetKbps, 5000);
-  EXPECT_EQ(read.mfx().MaxKbps, 5000);
+  const mfxInfoMFX& mfx = read.mfx();
+  EXPECT_THAT((std::vector{mfx.GopPicSize, mfx.GopRefDist, mfx.GopOptFlag, mfx.RateControlMethod,
+                           mfx.TargetKbps, mfx.MaxKbps}),
+              ElementsAre(200, 3, 0, MFX_RATECONTROL_VBR, 5000, 5000));
   EXPECT_EQ(read.settings.coding.CAVLC, MFX_CODINGOPTION_OFF);
   EXPECT_EQ(ReadSettings("CAVLC=1").settings.coding.CAVLC, MFX_CODINGOPTION_ON);
   EXPECT_EQ(ReadSettings("exact_gop=1").mfx().GopOptFlag, MFX_GOP_STRICT);
@@ -78,15 +76,13 @@ TEST(QuickSettings, EachMethodReadsItsOwnNumbers) {
     EXPECT_EQ(ReadSettings(std::string("rc_type=") + word).mfx().RateControlMethod, method) << word;
   }
   const Read cqp = ReadSettings("rc_type=cqp qpi=20 qpb=24 b=8M maxrate=9M");
-  EXPECT_EQ(cqp.mfx().QPI, 20);
-  EXPECT_EQ(cqp.mfx().QPP, 22);
-  EXPECT_EQ(cqp.mfx().QPB, 24);
+  EXPECT_THAT((std::vector{cqp.mfx().QPI, cqp.mfx().QPP, cqp.mfx().QPB}), ElementsAre(20, 22, 24));
   EXPECT_THAT(cqp.unused, ElementsAre("b", "maxrate"));
   EXPECT_EQ(ReadSettings("rc_type=cqp qpp=23").mfx().QPP, 23);
   const Read quality = ReadSettings("rc_type=quality_la icq_quality=30 Convergence=7 ref_frames=2");
-  EXPECT_EQ(quality.mfx().ICQQuality, 30);
-  EXPECT_EQ(quality.mfx().Accuracy, 100);
-  EXPECT_EQ(quality.mfx().Convergence, 7);
+  EXPECT_THAT(
+      (std::vector{quality.mfx().ICQQuality, quality.mfx().Accuracy, quality.mfx().Convergence}),
+      ElementsAre(30, 100, 7));
   EXPECT_EQ(ReadSettings("rc_type=quality accuracy=50").mfx().Accuracy, 50);
   EXPECT_THAT(quality.unused, ElementsAre("ref_frames"));
 }
@@ -118,10 +114,8 @@ TEST(QuickSettings, RasterAndFieldsFollowTheSourceOrTheWord) {
   EXPECT_EQ(ReadSettings("", Props(720, 528)).frame().Height, 528);
   EXPECT_EQ(ReadSettings("interlace=top", Props(720, 528)).frame().Height, 544);
   const mfxFrameInfo frame = ReadSettings("", Props(1910, -1080)).frame();
-  EXPECT_EQ(frame.CropW, 1910);
-  EXPECT_EQ(frame.CropH, 1080);
-  EXPECT_EQ(frame.FrameRateExtN, 30000u);
-  EXPECT_EQ(frame.FrameRateExtD, 1001u);
+  EXPECT_TRUE(frame.CropW == 1910 && frame.CropH == 1080);
+  EXPECT_TRUE(frame.FrameRateExtN == 30000 && frame.FrameRateExtD == 1001);
 }
 
 TEST(QuickSettings, AspectIsThePixelsInLowestTerms) {

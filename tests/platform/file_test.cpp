@@ -149,7 +149,7 @@ TEST(WholeFile, ReplacesTheLinkItselfUnderTheMask) {
   const std::string victim = folder.Write("victim", "theirs");
   chmod(victim.c_str(), 0666);
   std::filesystem::create_symlink("victim", folder.Path("link"));
-  const mode_t before = umask(027);
+  const mode_t before = umask(007);
   EXPECT_EQ(ReplaceWholeFile(folder.Path("link"), "ours", 4, LinkPolicy::kReplace), S_OK);
   umask(before);
   EXPECT_EQ(folder.Read("victim"), "theirs");
@@ -157,7 +157,7 @@ TEST(WholeFile, ReplacesTheLinkItselfUnderTheMask) {
   struct stat info {};
   ASSERT_EQ(lstat(folder.Path("link").c_str(), &info), 0);
   EXPECT_TRUE(S_ISREG(info.st_mode));
-  EXPECT_EQ(info.st_mode & 0777, 0640u);
+  EXPECT_EQ(info.st_mode & 0777, 0660u);
 }
 
 TEST(WholeFile, ReadsOnlyPlainFilesWithinTheLimit) {

@@ -76,6 +76,9 @@ TEST_F(SettingsStoreTest, AddsKeysAndKeepsTheRestByteForByte) {
   EXPECT_EQ(Construct()->Text("video::b"), "1M");
   EXPECT_EQ(FileText(), "\"config.path\" = \"list.xml\"\n\"ignore_pts\" = \"false\"\n" + tables);
   EXPECT_FALSE(Construct()->Has("video::config.path"));
+  Write("\xEF\xBB\xBF[video]\n\"config.path\" = 'x'\n");
+  Construct();
+  EXPECT_EQ(FileText().rfind("\xEF\xBB\xBF\"config.path\" = ", 0), 0u) << "behind the mark";
 }
 
 TEST_F(SettingsStoreTest, WritesIntegersAndQuotesText) {
