@@ -82,48 +82,6 @@ TEST(ConvertFormat, HdycIsBt709AndUyvyBt601) {
               ElementsAre(102, 62, 239, 62));
 }
 
-TEST(ConvertFormat, BottomUpSourcesComeOutUpright) {
-  for (const std::uint32_t to : {kFccUYVY, kFccRGB24, kFccI420}) {
-    Picture up(kFccRGB32, 16, -8);
-    Picture down(kFccRGB32, 16, 8);
-    up.Randomise(1);
-    for (int y = 0; y < 8; ++y) std::copy_n(up.Row(y), 64, down.Row(y));
-    EXPECT_NE(up.bytes, down.bytes);
-    Picture fromUp(to, 16, to == kFccRGB24 ? -8 : 8);
-    Picture fromDown = fromUp;
-    ASSERT_EQ(ConvertPixels(up.View(), fromUp.View()), S_OK);
-    ASSERT_EQ(ConvertPixels(down.View(), fromDown.View()), S_OK);
-    EXPECT_EQ(fromUp.bytes, fromDown.bytes);
-  }
-}
-
-TEST(ConvertFormat, PackedOrdersMoveTheSameSamples) {
-  Picture uyvy(kFccUYVY, 4, 1);
-  uyvy.bytes = {1, 2, 3, 4, 5, 6, 7, 8};
-  const auto as = [&](std::uint32_t tag) {
-    Picture target(tag, 4, 1);
-    EXPECT_EQ(ConvertPixels(uyvy.View(), target.View()), S_OK);
-    Picture back(kFccUYVY, 4, 1);
-    EXPECT_EQ(ConvertPixels(target.View(), back.View()), S_OK);
-    EXPECT_EQ(back.bytes, uyvy.bytes);
-    return target.bytes;
-  };
-  EXPECT_THAT(as(kFccYUY2), ElementsAre(2, 1, 4, 3, 6, 5, 8, 7));
-  EXPECT_THAT(as(kFccYVYU), ElementsAre(2, 3, 4, 1, 6, 7, 8, 5));
-  EXPECT_EQ(as(kFccV210).size(), 128u);
-}
-
-TEST(ConvertFormat, Yv12AndI420ExchangePlanes) {
-  Picture i420(kFccI420, 8, 4);
-  i420.Randomise(2);
-  Picture yv12(kFccYV12, 8, 4);
-  ASSERT_EQ(ConvertFormat(i420.View(), yv12.View()), S_OK);
-  std::vector<std::uint8_t> expected(i420.bytes.begin(), i420.bytes.begin() + 32);
-  expected.insert(expected.end(), i420.bytes.begin() + 40, i420.bytes.end());
-  expected.insert(expected.end(), i420.bytes.begin() + 32, i420.bytes.begin() + 40);
-  EXPECT_EQ(yv12.bytes, expected);
-}
-
 TEST(ConvertFormat, RectanglesAreMadeConsistent) {
   const Picture source(kFccUYVY, 100, 50);
   const Picture target(kFccYUY2, 60, 40);

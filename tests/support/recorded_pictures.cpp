@@ -54,6 +54,12 @@ double DetailQuality(const ProbedStream& video, int component, int top) {
   return 10 * std::log10(255.0 * 255.0 * plane.width * plane.height / error);
 }
 
+std::string CaptionText(const std::string& path) {
+  return RunProgram({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "movie=" + path + "[out+subcc]",
+                     "-map", "0:s", "-f", "srt", "-"})
+      .out;
+}
+
 std::string RecordedCaptions(const std::string& recorder, const std::string& codec) {
   TemporaryFolder folder;
   const std::string target = folder / "a.ts";
@@ -61,9 +67,7 @@ std::string RecordedCaptions(const std::string& recorder, const std::string& cod
       RunProgram({recorder, "--quiet", "-a", "video::codec=" + codec + " embed_cc=true",
                   "test:size=320x240,rate=29.97,seconds=5,captions=on", target});
   EXPECT_EQ(run.status, 0) << run.err;
-  return RunProgram({"ffmpeg", "-v", "error", "-f", "lavfi", "-i",
-                     "movie=" + target + "[out+subcc]", "-map", "0:s", "-f", "srt", "-"})
-      .out;
+  return CaptionText(target);
 }
 
 }  // namespace xv::test

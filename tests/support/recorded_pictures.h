@@ -36,7 +36,9 @@ int DetailOf(int component, int x, int y);
 // Of a component against DetailOf from line `top` on, in decibels; those of 4:2:0 behind the first.
 double DetailQuality(const ProbedStream& video, int component, int top);
 
-// Captions of the test picture in its first five seconds, encoded by `codec`, as FFmpeg reads them.
+// The captions that a recording's pictures carry, as FFmpeg reads them.
+std::string CaptionText(const std::string& path);
+// Those of the test picture in its first five seconds, encoded by `codec`.
 std::string RecordedCaptions(const std::string& recorder, const std::string& codec);
 
 }  // namespace xv::test

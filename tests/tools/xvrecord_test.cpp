@@ -5,8 +5,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include "support/media_probe.h"
 #include "support/peer_process.h"
+#include "support/recorded_pictures.h"
 
 namespace xv::test {
 namespace {
@@ -429,13 +429,6 @@ TEST(Xvrecord, PropertiesAreReadAndSet) {
       {kProgram, "--set", "diskspace.min=5G", "--get", "diskspace.min", "--get", "ignore_pts"});
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.out, "5G\nfalse\n");
-}
-
-// The text that ffmpeg's caption decoder finds in a recording.
-std::string CaptionText(const std::string& path) {
-  return RunProgram({"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "movie=" + path + "[out+subcc]",
-                     "-map", "0:s", "-f", "srt", "-"})
-      .out;
 }
 
 TEST(Xvrecord, CaptionsSurviveTwoRecordings) {

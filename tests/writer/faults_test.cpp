@@ -201,27 +201,5 @@ TEST(Faults, EightWritersSideBySideTakeTheSameFrames) {
   }
 }
 
-TEST(Faults, PropertiesMayBeReadWhileFramesFlow) {
-  TemporaryFolder folder;
-  host::Writer writer;
-  ASSERT_EQ(writer.Start(folder / "a.mp4", "video::codec=mpeg4"), S_OK);
-  std::atomic<bool> stop{false};
-  std::thread reader([&] {
-    while (!stop) {
-      for (const char* name : {"quality::frames_in", "quality::packets.0", "quality::encode_ms.p99",
-                               "quality::last_error", "video::x"}) {
-        (void)writer.Get(name);
-      }
-      (void)writer.Set("video::x", "1");
-    }
-  });
-  EXPECT_EQ(PushFrames(writer, Feed(), 60), S_OK);
-  stop = true;
-  reader.join();
-  EXPECT_EQ(writer.Get("quality::frames_in"), "60");
-  EXPECT_EQ(writer.Stop(), S_OK);
-  EXPECT_EQ(writer.Get("quality::packets.0"), "60");
-}
-
 }  // namespace
 }  // namespace xv::test

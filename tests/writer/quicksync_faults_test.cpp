@@ -153,6 +153,14 @@ TEST_F(QuickFaults, ProcessThatHoldsTheMutexHoldsSubmissionsUntilItIsKilled) {
   host.join();
   EXPECT_EQ(writer.Stop(), S_OK) << writer.LastError();
   ExpectPicturesInOrder(Probe(folder / "a.mp4").Pictures(), 25);
+
+  ASSERT_EQ(writer.Start(folder / "b.mp4", "video::codec=q264"), S_OK);
+  ASSERT_EQ(PushFrames(writer, kFaultFeed, 5), S_OK);
+  Holder another;
+  ASSERT_EQ(PushFrames(writer, kFaultFeed, 5, 5), S_OK);
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_EQ(writer.StopAtOnce(), XV_E_ABORTED);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
 }
 
 TEST_F(QuickFaults, ProcessesThatRestartAtOnceRecordAllTheirPictures) {

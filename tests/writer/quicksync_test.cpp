@@ -131,27 +131,5 @@ TEST_F(Quick, CaptionsStandInThePictures) {
   EXPECT_THAT(RecordedCaptions(XVRECORD, "q264"), HasSubstr("TEST CAPTION 1"));
 }
 
-TEST_F(Quick, RuntimeIsToldWhatTheHostAsks) {
-  TemporaryFolder folder;
-  const Feed feed{.width = 200, .height = 120, .rate = 29.97, .aspectX = 16, .aspectY = 9};
-  ASSERT_EQ(Record(folder / "a.mp4",
-                   "video::codec=q264 video::b=3M video::maxrate=4M video::g=17 video::bf=1 "
-                   "video::quality=3 video::level=4.1 video::profile=Main video::async_depth=3",
-                   feed, 20),
-            S_OK);
-  const auto param = vendor::Calls("MFXVideoENCODE_Init").at(0).As<mfxVideoParam>();
-  EXPECT_EQ(param.AsyncDepth, 3);
-  EXPECT_EQ(param.mfx.TargetKbps, 3000);
-  EXPECT_EQ(param.mfx.MaxKbps, 4000);
-  EXPECT_EQ(param.mfx.GopPicSize, 17);
-  EXPECT_EQ(param.mfx.GopRefDist, 2);
-  EXPECT_EQ(param.mfx.TargetUsage, 5);
-  EXPECT_EQ(param.mfx.CodecLevel, 41);
-  EXPECT_EQ(param.mfx.CodecProfile, MFX_PROFILE_AVC_MAIN);
-  EXPECT_EQ(param.mfx.FrameInfo.FrameRateExtN * 1001, param.mfx.FrameInfo.FrameRateExtD * 30000);
-  // 16:9 over 200x120 is 16:15 for a pixel.
-  EXPECT_EQ(param.mfx.FrameInfo.AspectRatioW * 15, param.mfx.FrameInfo.AspectRatioH * 16);
-}
-
 }  // namespace
 }  // namespace xv::test

@@ -106,6 +106,11 @@ TEST(Recording, HeaderFileIsReplacedOnceItIsWhole) {
   EXPECT_TRUE(Eventually(10, [&] { return inode() != begun; }));
   EXPECT_TRUE(Probe(folder / "a.hdr.mov").opened);
   EXPECT_EQ(writer.Stop(), S_OK);
+  // Its readers find all that they need in the stream.
+  ASSERT_EQ(writer.Start(folder / "b.webm", "play_while_rec=true video::codec=libvpx"), S_OK);
+  ASSERT_EQ(PushFrames(writer, {.width = 96, .height = 64}, 5), S_OK);
+  EXPECT_TRUE(std::filesystem::exists(folder / "b.webm.idx"));
+  EXPECT_FALSE(std::filesystem::exists(folder / "b.hdr.webm"));
 }
 
 TEST(Recording, SplitChannelsGiveTracks) {

@@ -109,6 +109,7 @@ TEST(TimeCorrector, FramesWithoutATime) {
   EXPECT_EQ(time.rtStart, 1200000);
   EXPECT_EQ(time.rtStop, 1600000);
   EXPECT_EQ(line.Next(77'400'000, 77'400'000).rtStop, 2000000);
+  EXPECT_EQ(Line(256).Next(nullptr).rtStop, 39063) << "half a unit goes up";
 }
 
 TEST(TimeCorrector, FractionCountsWhenTheLineContinues) {
