@@ -140,18 +140,21 @@ TEST(Capture, FramesOwnAttributesWinForThatFrame) {
 TEST(Capture, PathOfAFrameStays) {
   Session session("cc_max_skip=0");
   const XMLNodePtr node = Node("scc_path=" + session.folder.Path("other.scc"));
-  CaptionFrame pair, moved;
+  const XMLNodePtr other = Node("cc_max_skip=0");
+  CaptionFrame pair, moved, later;
   pair.Word(0x2094);
+  later.Word(0x2094).Node(other.get());
   moved.Word(0x2C94).Node(node.get());
   std::int64_t start = 0;
-  for (CaptionFrame* frame : {&pair, &moved, &pair}) {
+  for (CaptionFrame* frame : {&pair, &moved, &pair, &later}) {
     session.Put(*frame, start);
     session.Gap(1);
     start += 400'000;
   }
   EXPECT_THAT(session.folder.Read("rec.scc"), testing::HasSubstr("9420"));
   EXPECT_THAT(session.folder.Read("other.scc"),
-              testing::AllOf(testing::HasSubstr("942c"), testing::HasSubstr("00:00:00:02\t9420")));
+              testing::AllOf(testing::HasSubstr("942c"), testing::HasSubstr("00:00:00:02\t9420"),
+                             testing::HasSubstr("00:00:00:03\t9420")));
 }
 
 TEST(Capture, FailuresAndNullsAreHarmless) {

@@ -54,11 +54,12 @@ TEST(ComponentRecording, ProfilesOfTheBroadcastFormats) {
     std::string noted;
     const std::string text = std::string(
                                  "format=mpeg_nablet vbr_multiplex=true low_delay=true "
-                                 "initial_delay_msec=300 video::b=2M ") +
+                                 "initial_delay_msec=300 muxrate=20M video::b=2M ") +
                              attributes;
     ASSERT_EQ(Record(folder / "a.mpg", text, {.interlace = eXvI_TopFirst}, 10, &noted), S_OK)
         << noted;
     EXPECT_EQ(folder.Read("a.mpg").at(static_cast<std::size_t>(at)), sync) << attributes;
+    EXPECT_LT(folder.Read("a.mpg").size(), 500'000u) << "is not filled up to the rate";
     const ProbedFile file = Probe(folder / "a.mpg");
     EXPECT_EQ(file.Pictures().codec, "mpeg2video");
     EXPECT_EQ(file.Sound().codec, "mp2");

@@ -31,6 +31,7 @@ constexpr Pair kForgiven[] = {
     // Comments, instructions and declarations.
     {"<?xml version='1'?><!DOCTYPE a><!-- <b> --><a>x<!-- <c/> -->y<?p ?>z</a>", "<a>xyz</a>"},
     {"<a><b/><!-- open <c/></a>", "<a><b/></a>"},
+    {"<a>x<!--> y -->z</a>", "<a>xz</a>"},
     {"<a><b/><? open", "<a><b/></a>"},
     // CDATA; where it is open, six characters go.
     {"<a><![CDATA[ x < y &amp; <b/> ]]></a>", "<a> x &lt; y &amp; &lt;b/&gt; </a>"},

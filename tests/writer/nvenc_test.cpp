@@ -149,9 +149,14 @@ TEST_F(Nvenc, FieldsStayInTheirLines) {
   const auto colours = [](int component, int, int y) {
     return component == 0 ? 100 : y % 2 == 0 ? 80 : 180;
   };
-  const ProbedStream fields = RecordPicture("b.mp4", options, feed, DrawPicture(feed, colours));
-  for (int y = 0; y < 240; ++y)
-    EXPECT_NEAR(fields.first.at(1).At(100, y), y % 2 == 0 ? 80 : 180, 4);
+  for (const std::uint32_t layout : {kFccUYVY, kFccI420}) {
+    Feed coloured = feed;
+    coloured.layout = layout;
+    const ProbedStream fields =
+        RecordPicture("b.mp4", options, coloured, DrawPicture(coloured, colours));
+    for (int y = 0; y < 240; ++y)
+      EXPECT_NEAR(fields.first.at(1).At(100, y), y % 2 == 0 ? 80 : 180, 4) << layout;
+  }
 }
 
 TEST_F(Nvenc, CaptionsStandInThePictures) {
