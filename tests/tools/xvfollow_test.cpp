@@ -132,13 +132,18 @@ TEST_P(IndexedRecording, RecordsNameEveryByteOfPicturesAndSound) {
   const std::string file = folder.Read(GetParam().name);
   std::map<int, std::string> indexed;
   std::map<int, std::uint32_t> number;
+  std::string keys;  // of the pictures
   for (const IndexRecord& record : ReadRecords(folder / "kept.idx")) {
     EXPECT_EQ(record.frameNumber, number[record.stream]++);
+    if (record.stream == 0) keys += record.key ? 'K' : '-';
     ASSERT_LE(static_cast<std::size_t>(record.position) + record.size, file.size());
     indexed[record.stream] += file.substr(static_cast<std::size_t>(record.position), record.size);
   }
   const ProbedFile probed = Probe(recording);
-  EXPECT_FALSE(probed.streams.empty());
+  ASSERT_FALSE(probed.streams.empty());
+  if (probed.Count(AVMEDIA_TYPE_VIDEO) > 0) {
+    EXPECT_EQ(keys, probed.Pictures().keys);
+  }
   ASSERT_EQ(indexed.size(), probed.streams.size());
   for (const auto& [stream, payload] : indexed) {
     // Readers cut sound into pieces of their own.
@@ -158,7 +163,8 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(Container{"a.mov", kMpeg}, Container{"a.mov", kLowLevel + kMpeg},
                     Container{"a.mp4", kH264}, Container{"a.mp4", kLowLevel + kH264},
                     Container{"a.avi", kMpeg}, Container{"a.avi", kLowLevel + kMpeg},
-                    Container{"a.mxf", kMpeg}, Container{"a.mov", kSoundAlone + "pcm_s16le"}));
+                    Container{"a.mxf", kMpeg}, Container{"a.mov", kSoundAlone + "pcm_s16le"},
+                    Container{"a.mov", "video::codec=rawvideo"}));
 
 // A writer that dies once its index tells of so many pictures. The header file is finished at 26.
 struct Death {
