@@ -328,6 +328,7 @@ TEST(SideFile, FramesThatFailedAreNotSeen) {
   EXPECT_EQ(writer.Stop(), XV_E_DISK_FULL);
   EXPECT_GT(taken, 20);
   EXPECT_EQ(writer.Get("quality::captions.seen"), std::to_string(taken));
+  EXPECT_EQ(writer.Get("quality::captions.lost"), std::to_string(taken)) << "a line without an end";
 }
 
 // What an encoder has not given out by the end counts as lost.

@@ -74,6 +74,19 @@ TEST(Faults, FullDiskKeepsWhatWasWrittenPlayable) {
   }
 }
 
+// Thousands of pictures, whose table finds the room that is held back.
+TEST(Faults, DiskThatSomebodyElseFillsHasRoomForTheTrailer) {
+  const SmallDisk disk(64);
+  if (!disk.mounted()) GTEST_SKIP() << "no right to mount";
+  host::Writer writer;
+  ASSERT_EQ(writer.Start(disk / "a.mov", "video::codec=rawvideo diskspace.min=10M"), S_OK);
+  ASSERT_EQ(PushFrames(writer, {.width = 64, .height = 48, .channels = 0}, 3000), S_OK);
+  std::ofstream(disk / "filler") << std::string(64 << 20, 'x');
+  const HRESULT stopped = writer.Stop();
+  EXPECT_TRUE(stopped == S_OK || stopped == XV_E_DISK_FULL) << writer.LastError();
+  EXPECT_GT(Probe(disk / "a.mov").Pictures().frames, 2500);
+}
+
 TEST(Faults, FailingSecondOutputLeavesTheMainOneAlone) {
   TemporaryFolder folder;
   const Feed feed{.width = 1280, .height = 720, .channels = 1};
