@@ -103,6 +103,20 @@ TEST_F(QuickEncoderTest, AnInterruptEndsEveryWait) {
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(200));
 }
 
+// As another process holds it.
+TEST_F(QuickEncoderTest, AnInterruptEndsTheWaitForTheMutexOfAllProcesses) {
+  ASSERT_EQ(Open(), Status(S_OK));
+  NamedMutex theirs;
+  ASSERT_TRUE(theirs.Open("_QZ_QSEncoder_Reinit_Mutext_").Ok() && theirs.TryLock());
+  auto put = std::async(std::launch::async, [&] { return Put(0); });
+  EXPECT_EQ(put.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+  EXPECT_EQ(vendor::CallCount("MFXVideoENCODE_EncodeFrameAsync"), 0);
+  encoder_->Interrupt();
+  EXPECT_EQ(put.wait_for(std::chrono::seconds(2)), std::future_status::ready);
+  theirs.Unlock();
+  EXPECT_EQ(put.get(), Status(E_ABORT));
+}
+
 TEST(QuickAllocator, SharesASetOfADecoderAndFreesItOnce) {
   const auto allocator = MakeRef<XvQSAllocatorSW>();
   mfxFrameAllocator& record = *allocator->Record();
