@@ -7,6 +7,7 @@ disk=$(mktemp -d build/bench-XXXXXX)
 trap 'rm -rf "$folder" "$disk"' EXIT
 build/release/bin/bench_node_tree
 build/release/bin/bench_put_latency "$folder/put.mp4"
+build/release/bin/bench_fairness "$folder"
 build/release/bin/bench_queue_depth "$folder/queue.mpg"
 build/release/bin/bench_hardware_plug "$folder/plug.mp4"
 build/release/bin/bench_kernels

@@ -1,7 +1,8 @@
 # What a prefix gets: the library, its headers, pkg-config file and CMake package, the file that
 # names its class, the documents and examples, the programs with their manual pages and the
-# completion in bash, the Python package and the GStreamer plugin. All paths in these files are relative to where they stand, so that the prefix
-# can be moved; a folder that was given as an absolute path stays where it is.
+# completion in bash, the Python package and the GStreamer plugin. All paths in these files are
+# relative to where they stand, so that the prefix can be moved; a folder that was given as an
+# absolute path stays where it is.
 set(XV_PROGRAMS)
 set(XV_PLUGINS)
 if(XVWRITER_BUILD_GSTREAMER)
