@@ -37,6 +37,7 @@ Status FinishMain(Session& session) {
 void Cleanup(Session& session) {
   session.isOpen = false;
   session.queue.Abort();
+  session.precedence.End();
   session.sound.Close();
   session.pictures.Close();
   CloseOutputs(session.outputs, session.tracks);

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/guard.h"
+#include "platform/clock.h"
 #include "session/close.h"
 #include "session/intake.h"
 #include "session/open.h"
@@ -39,7 +40,9 @@ Status CEncoderFFM::EncoderOpen(const char* target, const XV_AV_PROPS* props, co
   if (EncoderIsOpen()) (void)EncoderClose(kInfinite);
   RETURN_IF_FAILED(OpenSession(session_, target, *props, time, attributes));
   if (!UsesQueue()) return S_OK;
-  session_.queue.Open(static_cast<std::size_t>(session_.plan.videoBuffers));
+  const auto capacity = static_cast<std::size_t>(session_.plan.videoBuffers);
+  session_.queue.Open(capacity);
+  if (session_.plan.options.dropFrames) session_.precedence.Start(capacity);
   const Status started = worker_.Start(this, &CEncoderFFM::WorkerMain);
   if (started.Failed()) Cleanup(session_);
   return started;
@@ -83,9 +86,19 @@ Status CEncoderFFM::TakeFrame(const EncoderInput& input) {
 }
 
 Status CEncoderFFM::TakePicture(const EncoderInput& input) {
+  PutPace& pace = session_.host.pace;
+  constexpr std::int64_t kNanoseconds = 100;  // of a unit of time
+  pace.Begin(SystemClock().SteadyNanoseconds(),
+             (input.time->rtStop - input.time->rtStart) * kNanoseconds);
+  const Status taken = QueuePicture(input);
+  pace.End(SystemClock().SteadyNanoseconds());
+  return taken;
+}
+
+Status CEncoderFFM::QueuePicture(const EncoderInput& input) {
   HostSide& host = session_.host;
   if (UsesQueue()) {
-    const Status room = AwaitRoom(session_.queue, session_.plan.options, session_.stats);
+    const Status room = AwaitRoom(session_.queue, host.pace, session_.plan.options, session_.stats);
     if (room.NothingDone()) PassVideoFrame(host.preparation, *input.time);
     if (room.Failed() && !session_.isOpen) return XV_E_NOT_OPEN;
     if (room.Failed() || room.NothingDone()) return room;
@@ -111,9 +124,14 @@ Status CEncoderFFM::Submit(const QueuedFrame& frame) {
   }
   if (!session_.queue.AwaitRoom()) return session_.isOpen ? E_UNEXPECTED : XV_E_NOT_OPEN;
   (void)session_.queue.Push(frame);
-  session_.stats.videoDeque.store(static_cast<std::int64_t>(session_.queue.Size()),
-                                  std::memory_order_relaxed);
+  NoteQueue();
   return S_OK;
+}
+
+void CEncoderFFM::NoteQueue() {
+  const std::size_t waiting = session_.queue.Size();
+  session_.stats.videoDeque.store(static_cast<std::int64_t>(waiting), std::memory_order_relaxed);
+  session_.precedence.Note(waiting);
 }
 
 Status CEncoderFFM::Repeat(std::int64_t count, std::int64_t pts) {
@@ -162,8 +180,7 @@ void CEncoderFFM::EncodeSoundAlone() {
 void CEncoderFFM::WorkerMain() {
   const Status ended = Guarded([this] {
     while (const auto frame = session_.queue.Pop()) {
-      session_.stats.videoDeque.store(static_cast<std::int64_t>(session_.queue.Size()),
-                                      std::memory_order_relaxed);
+      NoteQueue();
       if (frame->frame && !session_.isOpen && StopsAtOnce()) {
         session_.stats.CountDrop();
       } else {
@@ -175,6 +192,7 @@ void CEncoderFFM::WorkerMain() {
   session_.failure.Keep(ended, "encoding thread", "");
   // Whoever waits for room learns that there will be none.
   session_.queue.Abort();
+  NoteQueue();
 }
 
 // A vendor's encoder that waits for its device is woken where a stop must not wait.

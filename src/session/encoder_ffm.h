@@ -37,7 +37,9 @@ class CEncoderFFM final : public XvEncoderBaseLegacy {
   Status TakeFrame(const EncoderInput& input);
   Status TakePicture(const EncoderInput& input);
   // Queues one picture, waiting for room, or encodes it where there is no queue.
+  Status QueuePicture(const EncoderInput& input);
   Status Submit(const QueuedFrame& frame);
+  void NoteQueue();
   // `count` repeats of the picture that was taken last, from the stamp `pts` on.
   Status Repeat(std::int64_t count, std::int64_t pts);
   std::int64_t HoldLastPicture();

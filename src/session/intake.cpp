@@ -7,6 +7,7 @@
 #include "platform/folders.h"
 #include "platform/paths.h"
 #include "session/frame_contents.h"
+#include "session/precedence.h"
 #include "session/session_attributes.h"
 
 namespace xv {
@@ -111,12 +112,16 @@ Status PreparePicture(VideoPreparation& preparation, const EncoderInput& input,
   return S_OK;
 }
 
-Status AwaitRoom(VideoQueue& queue, const StageOptions& options, SessionStats& stats) {
+Status AwaitRoom(VideoQueue& queue, const PutPace& pace, const StageOptions& options,
+                 SessionStats& stats) {
   if (options.dropFrames && queue.Full()) {
     stats.CountDrop();
     return S_FALSE;
   }
-  return queue.AwaitRoom() ? S_OK : E_UNEXPECTED;
+  const bool waits = !options.dropFrames && (queue.Full() || pace.Hurries());
+  if (!queue.AwaitRoom()) return E_UNEXPECTED;
+  if (waits) (void)Precedence::LetOthersCatchUp();
+  return S_OK;
 }
 
 bool CountsPictures(const AVOutputFormat& format) {

@@ -37,7 +37,8 @@ Status PreparePicture(VideoPreparation& preparation, const EncoderInput& input,
 
 // Waits for room in the queue, or drops the frame where that is asked for. S_FALSE: dropped.
 //   E_UNEXPECTED   the queue has ended.
-Status AwaitRoom(VideoQueue& queue, const StageOptions& options, SessionStats& stats);
+Status AwaitRoom(VideoQueue& queue, const PutPace& pace, const StageOptions& options,
+                 SessionStats& stats);
 
 // The container has no place for times, or a number for each picture: one that is missing shortens
 // the recording.

@@ -81,6 +81,7 @@ void StartHostSide(HostSide& host, const Outputs& outputs, const Tracks& tracks,
   host.fillsSound =
       host.countsPictures || (outputs.second && CountsPictures(*outputs.second->output().format));
   host.owed = 0;
+  host.pace = {};
   host.wavPath = SideWavPath(target, *attributes);
   host.wavParts = 0;
   // Of an earlier recording; a device or a FIFO stays.

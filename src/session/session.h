@@ -12,6 +12,7 @@
 #include "session/first_failure.h"
 #include "session/outputs.h"
 #include "session/packet_delivery.h"
+#include "session/precedence.h"
 #include "session/session_stats.h"
 #include "session/stage_options.h"
 #include "session/tracks.h"
@@ -42,7 +43,8 @@ struct HostSide {
   bool countsPictures = false;  // the main output's container, see CountsPictures
   bool fillsSound = false;      // any output's: pictures behind the end of the sound would be lost
   Ref<XvFrameFFM> shown;        // the picture that was taken last, for repeats
-  std::int64_t owed = 0;        // ticks that a container which counts pictures still lacks
+  PutPace pace;
+  std::int64_t owed = 0;  // ticks that a container which counts pictures still lacks
   std::string wavPath;
   XV_AUD_PROPS wavFormat{};  // of the open file
   int wavParts = 0;          // files so far
@@ -59,9 +61,10 @@ struct Session {
   std::atomic<bool> isOpen{false};
   std::function<bool()> stopsAtOnce;  // any thread; null: never
   SessionPlan plan;
-  AttributeUse use;  // the host's thread, until the outputs are open
-  HostSide host;     // the host's thread
-  VideoQueue queue;  // from the host's thread to the worker
+  AttributeUse use;       // the host's thread, until the outputs are open
+  HostSide host;          // the host's thread
+  VideoQueue queue;       // from the host's thread to the worker
+  Precedence precedence;  // over sessions that can wait
   Outputs outputs;
   Tracks tracks;
   PacketDelivery delivery{outputs, failure, stats};
