@@ -16,14 +16,14 @@ program, folder = sys.argv[1], sys.argv[2]
 LAYOUTS = ["UYVY", "YUY2", "v210", "I420", "YV12", "NV12", "RGB24", "RGB32", "r210"]
 # Name, extension, attributes, raster.
 ENCODERS = [
-    ("libx264", "mp4", "video::codec=libx264 video::preset=ultrafast", (320, 240)),
-    ("mpeg2video", "mov", "video::codec=mpeg2video", (320, 240)),
-    ("prores", "mov", "video::codec=prores", (320, 240)),
-    ("dnxhd", "mov", "video::codec=dnxhd video::profile=dnxhr_sq", (320, 240)),
-    ("mjpeg", "avi", "video::codec=mjpeg", (320, 240)),
+    ("libx264", "mp4", "video::codec=libx264 video::preset=ultrafast", (640, 480)),
+    ("mpeg2video", "mov", "video::codec=mpeg2video", (640, 480)),
+    ("prores", "mov", "video::codec=prores", (640, 480)),
+    ("dnxhd", "mov", "video::codec=dnxhd video::profile=dnxhr_sq", (640, 480)),
+    ("mjpeg", "avi", "video::codec=mjpeg", (640, 480)),
     ("dvvideo", "avi", "video::codec=dvvideo video::dv_format=dvsd", (720, 576)),
-    ("v210", "mov", "video::codec=v210", (320, 240)),
-    ("rawvideo", "nut", "video::codec=rawvideo", (320, 240)),
+    ("v210", "mov", "video::codec=v210", (640, 480)),
+    ("rawvideo", "nut", "video::codec=rawvideo", (640, 480)),
 ]
 BYTES_OF_PIXEL = {"v210": 8 / 3, "I420": 1.5, "YV12": 1.5, "NV12": 1.5, "RGB24": 3, "RGB32": 4,
                   "r210": 4}
