@@ -37,18 +37,25 @@ void Precedence::Start(std::size_t capacity) {
 }
 
 void Precedence::Note(std::size_t waiting) {
-  if (mark_ == 0) return;
-  if (waiting > mark_) {
+  const std::size_t mark = mark_;
+  if (mark == 0) return;
+  if (waiting > mark) {
     if (!behind_.exchange(true)) ++All().behind;
-  } else if (waiting <= 1 && behind_.exchange(false) && --All().behind == 0) {
-    const std::lock_guard guard(All().lock);
-    All().caughtUp.notify_all();
+    if (mark_ == 0) CatchUp();
+  } else if (waiting <= 1) {
+    CatchUp();
   }
 }
 
+void Precedence::CatchUp() {
+  if (!behind_.exchange(false) || --All().behind > 0) return;
+  const std::lock_guard guard(All().lock);
+  All().caughtUp.notify_all();
+}
+
 void Precedence::End() {
-  Note(0);
   mark_ = 0;
+  CatchUp();
 }
 
 bool Precedence::LetOthersCatchUp() {

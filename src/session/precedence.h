@@ -35,7 +35,7 @@ class Precedence {
   void Start(std::size_t capacity);
   // How many frames wait, after each that came or went; on any thread.
   void Note(std::size_t waiting);
-  // Once neither host nor worker calls Note any more.
+  // The session holds up nobody any more; a Note that comes late changes nothing.
   void End();
 
   // For a host that can wait: until no session is behind, a quarter of a second at
@@ -43,7 +43,9 @@ class Precedence {
   static bool LetOthersCatchUp();
 
  private:
-  std::size_t mark_ = 0;  // behind with more than that; 0: never
+  void CatchUp();
+
+  std::atomic<std::size_t> mark_{0};  // behind with more than that; 0: never
   std::atomic<bool> behind_{false};
 };
 
