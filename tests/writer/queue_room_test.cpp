@@ -1,3 +1,5 @@
+#include <gtest/gtest.h>
+
 #include "support/media_probe.h"
 
 // How many frames wait for an encoder: few large ones where the host waits, as many as told
