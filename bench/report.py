@@ -58,7 +58,7 @@ class Measurements:
     def take(self, raster, frames):
         if self.raster == (raster, frames):
             return
-        name, width, height, rate = raster
+        _, width, height, _ = raster
         make_raw(self.raw, f"{width}x{height}", frames / 25, ("-f", "rawvideo"))
         self.raster = (raster, frames)
 

@@ -3,13 +3,8 @@
 namespace xv::gst {
 namespace {
 
-// The numbers of the system's errors within a status.
-constexpr std::uint32_t kSystemError = 0x80070000;
-constexpr std::uint32_t kDiskFull = 112;
-
 gint CodeOf(HRESULT status, bool opening) {
-  const auto number = static_cast<std::uint32_t>(status);
-  if (number == (kSystemError | kDiskFull)) return GST_RESOURCE_ERROR_NO_SPACE_LEFT;
+  if (status == XV_E_DISK_FULL) return GST_RESOURCE_ERROR_NO_SPACE_LEFT;
   if (status == E_INVALIDARG || status == XV_E_NOT_FOUND) return GST_RESOURCE_ERROR_SETTINGS;
   return opening ? GST_RESOURCE_ERROR_OPEN_WRITE : GST_RESOURCE_ERROR_WRITE;
 }

@@ -10,17 +10,16 @@ namespace {
 struct LayoutRow {
   GstVideoFormat format;
   std::uint32_t layout;
-  std::uint32_t rowAlign;
 };
 
 // HDYC is UYVY with another matrix, which the colorimetry tells.
 constexpr LayoutRow kLayouts[] = {
-    {GST_VIDEO_FORMAT_UYVY, kFccUYVY, 4},   {GST_VIDEO_FORMAT_v210, kFccV210, 128},
-    {GST_VIDEO_FORMAT_YUY2, kFccYUY2, 4},   {GST_VIDEO_FORMAT_YVYU, kFccYVYU, 4},
-    {GST_VIDEO_FORMAT_NV12, kFccNV12, 1},   {GST_VIDEO_FORMAT_I420, kFccI420, 1},
-    {GST_VIDEO_FORMAT_YV12, kFccYV12, 1},   {GST_VIDEO_FORMAT_BGRA, kFccARGB32, 4},
-    {GST_VIDEO_FORMAT_BGRx, kFccRGB32, 4},  {GST_VIDEO_FORMAT_BGR, kFccRGB24, 4},
-    {GST_VIDEO_FORMAT_r210, kFccR210, 256},
+    {GST_VIDEO_FORMAT_UYVY, kFccUYVY},  {GST_VIDEO_FORMAT_v210, kFccV210},
+    {GST_VIDEO_FORMAT_YUY2, kFccYUY2},  {GST_VIDEO_FORMAT_YVYU, kFccYVYU},
+    {GST_VIDEO_FORMAT_NV12, kFccNV12},  {GST_VIDEO_FORMAT_I420, kFccI420},
+    {GST_VIDEO_FORMAT_YV12, kFccYV12},  {GST_VIDEO_FORMAT_BGRA, kFccARGB32},
+    {GST_VIDEO_FORMAT_BGRx, kFccRGB32}, {GST_VIDEO_FORMAT_BGR, kFccRGB24},
+    {GST_VIDEO_FORMAT_r210, kFccR210},
 };
 
 struct SampleRow {
@@ -99,14 +98,12 @@ std::string ColourAttributes(const GstCaps* caps, const GstVideoInfo& info) {
 }
 
 eXvInterlace OrderOfCaps(const GstVideoInfo& info) {
-  switch (GST_VIDEO_INFO_INTERLACE_MODE(&info)) {
-    case GST_VIDEO_INTERLACE_MODE_PROGRESSIVE:
-      return eXvI_Progressive;
-    default:
-      return GST_VIDEO_INFO_FIELD_ORDER(&info) == GST_VIDEO_FIELD_ORDER_BOTTOM_FIELD_FIRST
-                 ? eXvI_BottomFirst
-                 : eXvI_TopFirst;
+  if (GST_VIDEO_INFO_INTERLACE_MODE(&info) == GST_VIDEO_INTERLACE_MODE_PROGRESSIVE) {
+    return eXvI_Progressive;
   }
+  return GST_VIDEO_INFO_FIELD_ORDER(&info) == GST_VIDEO_FIELD_ORDER_BOTTOM_FIELD_FIRST
+             ? eXvI_BottomFirst
+             : eXvI_TopFirst;
 }
 
 // Of the whole picture, out of the shape of a pixel.
@@ -205,7 +202,6 @@ bool ReadPictureCaps(const GstCaps* caps, PictureFormat* format, std::string* wh
     return false;
   }
   format->props = PropsOf(info, row->layout);
-  format->rowAlign = row->rowAlign;
   format->swapsWords = row->layout == kFccR210;
   format->colourAttributes = ColourAttributes(caps, info);
   return true;

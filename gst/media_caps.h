@@ -21,7 +21,6 @@ GstCaps* SoundTemplateCaps();
 struct PictureFormat {
   GstVideoInfo info{};
   XV_VID_PROPS props{};          // height negative for RGB: GStreamer's lines go from the top
-  std::uint32_t rowAlign = 1;    // bytes that a packed row of the layout is a multiple of
   bool fullRange = false;        // Y', Cb, Cr of 0 to 255, which become video range
   bool swapsWords = false;       // r210: big-endian words to the writer's
   std::string colourAttributes;  // of the session, such as " video::color_primaries=bt2020"

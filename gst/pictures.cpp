@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "frame_items.h"
+#include "xvwriter/frames.h"
 
 namespace xv::gst {
 namespace {
@@ -47,10 +48,6 @@ struct Block {
   std::size_t count = 1;
   std::size_t bytes = 0;
 };
-
-std::size_t RoundUp(std::size_t value, std::size_t multiple) {
-  return (value + multiple - 1) / multiple * multiple;
-}
 
 // Bytes with pixels in a row of the first plane.
 std::size_t RowBytesOf(std::uint32_t layout, std::size_t width) {
@@ -168,9 +165,8 @@ void CopyPlane(const PictureFormat& format, const MappedPicture& from, std::size
 }
 
 void Copy(const PictureFormat& format, const MappedPicture& from, Picture* picture) {
-  const std::size_t pixels =
-      RowBytesOf(format.props.fccColor, static_cast<std::size_t>(format.props.nWidth));
-  const Block block = LayOut(format, RoundUp(pixels, format.rowAlign));
+  const std::int32_t stride = XvRowBytesGet(format.props.fccColor, format.props.nWidth);
+  const Block block = LayOut(format, static_cast<std::size_t>(stride));
   const auto copy = std::make_shared<std::vector<std::uint8_t>>(block.bytes);
   for (std::size_t i = 0; i < block.count; ++i) {
     CopyPlane(format, from, i, block.planes[i], copy->data());

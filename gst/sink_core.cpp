@@ -157,8 +157,7 @@ void SinkCore::End() {
 bool SinkCore::Finish() {
   collector_.Drain();
   if (committing_.exchange(false)) {  // the change to PAUSED is given up
-    gst_element_post_message(element_,
-                             gst_message_new_async_done(GST_OBJECT(element_), GST_CLOCK_TIME_NONE));
+    PostAsyncDone(element_);
   }
   return Close();
 }

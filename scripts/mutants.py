@@ -180,4 +180,5 @@ def main():
     return killed < NOTICED * ran
 
 
-sys.exit(main())
+if __name__ == "__main__":
+    sys.exit(main())

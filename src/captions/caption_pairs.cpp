@@ -2,8 +2,6 @@
 
 #include <optional>
 
-#include "xvwriter/detail/cc_data.hpp"
-
 namespace xv {
 namespace {
 
@@ -19,10 +17,6 @@ std::uint16_t PairOf(std::span<const std::uint8_t> construct) {
 }
 
 }  // namespace
-
-std::span<const std::uint8_t> ParseCcData(std::span<const std::uint8_t> packet) {
-  return detail::CcSection(packet);
-}
 
 std::uint32_t ExtractPairs(std::span<const std::uint8_t> section) {
   if (section.size() < 2) return 0;

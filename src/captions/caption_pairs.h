@@ -4,16 +4,14 @@
 #include <span>
 #include <vector>
 
+#include "xvwriter/detail/cc_data.hpp"
+
 // Caption bytes inside a caption distribution packet (SMPTE ST 334-2) and in cc data (CEA-708-E,
 // 4.4). A pair is the two bytes of CEA-608 that one field carries, the first in the low byte.
 namespace xv {
 
-// The cc data section of a distribution packet: id 0x72, count, three bytes for each construct.
-// Empty without one, or when it does not fit into the packet.
-std::span<const std::uint8_t> ParseCcData(std::span<const std::uint8_t> packet);
-
 // The first valid pair of field 1 in the low 16 bits; the first valid construct of any other type
-// in the high ones. `section` is what ParseCcData gave; 0 for nothing found.
+// in the high ones. `section` is what detail::CcSection gave; 0 for nothing found.
 std::uint32_t ExtractPairs(std::span<const std::uint8_t> section);
 
 // All valid pairs of field 1 in a section, in order; null ones too.

@@ -25,7 +25,7 @@ std::string TextItem(IXvFrame& frame, const std::u16string& name) {
 std::span<const std::uint8_t> SectionOf(IXvFrame& frame) {
   const std::span<const std::uint8_t> item = FrameItem(frame, kItemC708);
   if (item.size() <= kC708Header) return {};
-  return ParseCcData(item.subspan(kC708Header));
+  return detail::CcSection(item.subspan(kC708Header));
 }
 
 std::uint16_t WordOf(std::span<const std::uint8_t> item) {

@@ -29,7 +29,6 @@ struct Job {
   int count = 0;
   int most = 0;  // threads on it at once, its caller's too; kMostThreads: any number
   int begun = 0;
-  int running = 0;
   int helpers = 0;  // threads of the pool on it
   std::exception_ptr failure;
   std::condition_variable done;
@@ -37,7 +36,8 @@ struct Job {
   Job* next = nullptr;
 
   bool AllBegun() const { return begun == count; }
-  bool AllDone() const { return AllBegun() && running == 0; }
+  // But for a piece of the caller's own.
+  bool AllDone() const { return AllBegun() && helpers == 0; }
   bool TakesHelper() const { return !AllBegun() && helpers < most - 1; }
   // What a piece's own work items may have, so that all together keep within the limit.
   int LimitOfPieces() const { return most == kMostThreads ? 0 : std::max(most / count, 1); }
@@ -78,7 +78,7 @@ class Pool {
 Pool::Pool() {
   const int told = ThreadsOfEnvironment();
   const unsigned cores = std::thread::hardware_concurrency();
-  const std::size_t all = told > 0 ? static_cast<std::size_t>(told) : cores;
+  const unsigned all = told > 0 ? std::min(static_cast<unsigned>(told), cores) : cores;
   wanted_ = all > 0 ? all - 1 : 0;
 }
 
@@ -150,13 +150,11 @@ void Pool::RunPiece(Job& job, int number, std::exception_ptr* failure) {
 // The lock is given up while the piece runs.
 void Pool::RunNext(Job& job, std::unique_lock<std::mutex>& guard) {
   const int number = job.begun++;
-  ++job.running;
   if (job.AllBegun()) Unlink(job);
   guard.unlock();
   std::exception_ptr failure;
   RunPiece(job, number, &failure);
   guard.lock();
-  --job.running;
   if (failure && !job.failure) job.failure = std::move(failure);
 }
 

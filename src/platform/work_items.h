@@ -7,14 +7,14 @@ namespace xv {
 // Pieces of computation shared among the processor's cores by one pool for the whole process. Work
 // that waits for disks or networks has its own thread instead.
 //
-// The pool has a thread for each core that the process may use but one, fewer where the environment
-// variable XVWRITER_THREADS says how many threads may compute at once, the callers' not counted
-// twice: with 1 there is no pool. Threads start with the first work and end with the library.
+// The pool has a thread for each core that the process may use but one, which is the caller's;
+// fewer where the environment variable XVWRITER_THREADS gives a lower number than that of the
+// cores, none with 1. Threads start with the first work and end with the library.
 
 // Runs piece(0) ... piece(count - 1), in any order and on any thread, and returns when all of them
 // are done, however long that takes; throws what one of them threw first. The caller's thread takes
 // part, so that a busy pool delays nobody. The pool's threads take pieces from all callers in turn.
-// Allocates nothing. A piece may call it too.
+// Takes no memory beyond that of `piece`. A piece may call it too.
 void RunWorkItems(int count, const std::function<void(int)>& piece);
 
 // The most threads that RunWorkItems of this thread works on while the object lives; 0: as many as

@@ -29,38 +29,38 @@ const Bytes kTwoPairs = {0xF9, 1, 1, 0xFF, 9, 9, 0xFC, 0x94, 0x20, 0xFD, 0x15, 0
 
 TEST(CaptionPairs, SectionStartsBehindAnOptionalTimeCode) {
   const Bytes plain = Packet(0x43, false, kTwoPairs);
-  EXPECT_EQ(ParseCcData(plain).data(), plain.data() + 7);
-  EXPECT_EQ(ParseCcData(plain).size(), 2 + kTwoPairs.size());
+  EXPECT_EQ(detail::CcSection(plain).data(), plain.data() + 7);
+  EXPECT_EQ(detail::CcSection(plain).size(), 2 + kTwoPairs.size());
   const Bytes timed = Packet(0xC3, true, kTwoPairs);
-  EXPECT_EQ(ParseCcData(timed).data(), timed.data() + 12);
+  EXPECT_EQ(detail::CcSection(timed).data(), timed.data() + 12);
   const Bytes flagOnly = Packet(0xC3, false, kTwoPairs);  // the flag without the section
-  EXPECT_EQ(ParseCcData(flagOnly).data(), flagOnly.data() + 7);
+  EXPECT_EQ(detail::CcSection(flagOnly).data(), flagOnly.data() + 7);
 }
 
 TEST(CaptionPairs, BrokenPacketsHaveNoSection) {
-  EXPECT_TRUE(ParseCcData(Packet(0x03, false, kTwoPairs)).empty());  // no cc data flag
-  EXPECT_TRUE(ParseCcData(Packet(0x43, true, kTwoPairs)).empty());   // another section first
+  EXPECT_TRUE(detail::CcSection(Packet(0x03, false, kTwoPairs)).empty());  // no cc data flag
+  EXPECT_TRUE(detail::CcSection(Packet(0x43, true, kTwoPairs)).empty());   // another section first
   const Bytes whole = Packet(0x43, false, kTwoPairs);
   Bytes told = whole;
   for (const int constructs : {14, 15}) {  // one byte less than they take, and all
     told[2] = static_cast<std::uint8_t>(7 + 2 + constructs);
-    EXPECT_EQ(ParseCcData(told).empty(), constructs == 14);
+    EXPECT_EQ(detail::CcSection(told).empty(), constructs == 14);
   }
   told[8] = 0xFF;
-  EXPECT_TRUE(ParseCcData(told).empty());
+  EXPECT_TRUE(detail::CcSection(told).empty());
   // The packet claims more than there is.
   for (std::size_t size = 0; size < whole.size(); ++size) {
     const bool complete = size >= 7 + 2 + kTwoPairs.size();
-    EXPECT_EQ(!ParseCcData({whole.data(), size}).empty(), complete) << size;
+    EXPECT_EQ(!detail::CcSection({whole.data(), size}).empty(), complete) << size;
   }
 }
 
 TEST(CaptionPairs, FirstValidOfEachFieldCounts) {
   const Bytes packet = Packet(0x43, false, kTwoPairs);
   // The construct of type 3 is the first that is not field 1.
-  EXPECT_EQ(ExtractPairs(ParseCcData(packet)), 0x09092094u);
+  EXPECT_EQ(ExtractPairs(detail::CcSection(packet)), 0x09092094u);
   const Bytes invalid = Packet(0x43, false, {0xF8, 0x94, 0x20, 0xF9, 1, 2});
-  EXPECT_EQ(ExtractPairs(ParseCcData(invalid)), 0u);
+  EXPECT_EQ(ExtractPairs(detail::CcSection(invalid)), 0u);
   EXPECT_EQ(ExtractPairs({}), 0u);
   const Bytes cut = {0x72, 0xE2, 0xFC, 0x94};
   EXPECT_EQ(ExtractPairs(cut), 0u);
@@ -79,7 +79,7 @@ TEST(HostItems, PacketsHoldTheConstructsOfTheirRate) {
   for (const double rate : {23.976, 24.0, 25.0, 29.97, 30.0, 50.0, 59.94, 60.0}) {
     const CaptionItems items = MakeCaptionItems(ConstructsForPair(0x2094, rate), rate, 0xABCD);
     const auto constructs = ConstructsOfA53(items.ga94);
-    EXPECT_EQ(ExtractPairs(ParseCcData(std::span(items.c708).subspan(4))) & 0xFFFF, 0x2094u);
+    EXPECT_EQ(ExtractPairs(detail::CcSection(std::span(items.c708).subspan(4))) & 0xFFFF, 0x2094u);
     EXPECT_NEAR(static_cast<double>(constructs.size()) / 3 * rate, 600, rate / 2);
   }
   EXPECT_EQ(MakeCaptionItems({}, 25, 0).c608, 0x8080u);

@@ -8,7 +8,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   // A copy of exactly this size, so that a read behind the end is seen.
   const std::vector<std::uint8_t> packet(data, data + size);
-  const std::span<const std::uint8_t> section = xv::ParseCcData(packet);
+  const std::span<const std::uint8_t> section = xv::detail::CcSection(packet);
   if (!section.empty()) {
     if (section.data() < packet.data() ||
         section.data() + section.size() > packet.data() + packet.size()) {
