@@ -7,17 +7,17 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "pictures.h"
 #include "xvwriter/host.hpp"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using Picture = std::shared_ptr<std::vector<unsigned char>>;
+using xv::bench::Picture;
 
 constexpr int kWidth = 1920, kHeight = 1080;
 constexpr std::size_t kBytes = std::size_t{kWidth} * kHeight * 2;
@@ -30,17 +30,6 @@ constexpr const char* kOthers[] = {
     "video::codec=libx264 video::preset=veryfast",
     "video::codec=prores",
 };
-
-std::vector<Picture> MakePictures() {
-  std::vector<Picture> pictures;
-  for (std::size_t i = 0; i < 8; ++i) {
-    pictures.push_back(std::make_shared<std::vector<unsigned char>>(kBytes));
-    for (std::size_t k = 0; k < kBytes; ++k) {
-      (*pictures.back())[k] = static_cast<unsigned char>(k / 7 + k % 1920 * i);
-    }
-  }
-  return pictures;
-}
 
 bool PutOne(xv::host::Writer& writer, const Picture& picture, int number) {
   xv::host::FrameBuilder builder;
@@ -100,7 +89,7 @@ int main(int argc, char** argv) {
   const std::string folder = std::string(argv[1]) + "/";
   const int seconds = argc > 2 ? std::atoi(argv[2]) : 12;
   const int others = argc > 3 ? std::atoi(argv[3]) : 3;
-  const std::vector<Picture> pictures = MakePictures();
+  const std::vector<Picture> pictures = xv::bench::MakePictures(kBytes);
   const Live alone = RunLive(folder + "alone.mp4", pictures, seconds * 25);
   if (!alone.good) return 1;
   Print("in real time, alone", alone);

@@ -4,9 +4,9 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
-#include <memory>
 #include <vector>
 
+#include "pictures.h"
 #include "xvwriter/host.hpp"
 
 namespace {
@@ -28,12 +28,7 @@ void Print(const char* what, std::vector<double> values) {
 int main(int argc, char** argv) {
   constexpr int kWidth = 1920, kHeight = 1080, kFrames = 200;
   constexpr std::size_t kBytes = std::size_t{kWidth} * kHeight * 2;
-  std::vector<std::shared_ptr<std::vector<unsigned char>>> pictures;
-  for (int i = 0; i < 8; ++i) {
-    pictures.push_back(std::make_shared<std::vector<unsigned char>>(kBytes));
-    for (std::size_t k = 0; k < kBytes; ++k)
-      (*pictures.back())[k] = static_cast<unsigned char>(k / 7 + k % 1920 * i);
-  }
+  const auto pictures = xv::bench::MakePictures(kBytes);
   std::vector<unsigned char> target(kBytes);
   std::vector<double> puts, copies;
   xv::host::Writer writer;
