@@ -12,6 +12,7 @@
 #include "media/normalise.h"
 #include "media/pixel_layout.h"
 #include "media/validity.h"
+#include "media/video_format.h"
 #include "picture/host_picture.h"
 #include "picture/pixel_formats.h"
 #include "platform/work_items.h"
@@ -76,8 +77,15 @@ bool SameGeometry(const XV_VID_PROPS& a, const XV_VID_PROPS& b) {
   return a.nWidth == b.nWidth && std::abs(a.nHeight) == std::abs(b.nHeight);
 }
 
+// The lines of a whole picture are those of two fields at one time: they stay where they are.
+bool PassesAsFields(const XV_VID_PROPS& source, const XV_VID_PROPS& target) {
+  return InterlaceOrder(source) == 0 && InterlaceOrder(target) != 0 &&
+         (target.eVideoFormat & kStereoSplitMask) == 0;
+}
+
 bool GeometryDiffers(const XV_VID_PROPS& source, const XV_VID_PROPS& target) {
-  if (!SameGeometry(source, target) || InterlaceOrder(source) != InterlaceOrder(target)) {
+  if (!SameGeometry(source, target)) return true;
+  if (InterlaceOrder(source) != InterlaceOrder(target) && !PassesAsFields(source, target)) {
     return true;
   }
   const bool aspectsDiffer =
@@ -309,6 +317,9 @@ Status PreparePicture(VideoPreparation& preparation, IXfFrame* frame, AvPtr<AVFr
   if (plan.converts) {
     RETURN_IF_FAILED(ConvertGeometry(preparation.geometry, plan, plan.target, &working.frame,
                                      &working.contents));
+  } else if (PassesAsFields(working.vid(), preparation.target)) {
+    const bool topFirst = InterlaceOrder(preparation.target) > 0;
+    working.contents.props.vid.eInterlace = topFirst ? eXvI_TopFirst : eXvI_BottomFirst;
   }
   RETURN_IF_FAILED(MakePicture(preparation, plan, working, frame, out));
   if (!plan.converts && VideoPropsValid(preparation.target, true)) {

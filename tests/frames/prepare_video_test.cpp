@@ -134,6 +134,22 @@ TEST(PrepareVideo, SameFormatIsWrappedWithoutACopy) {
   EXPECT_EQ(frame->picture()->format, kPixFmtV210);
 }
 
+TEST(PrepareVideo, WholePicturesBecomeFieldsWhereTheyLie) {
+  const Picture source(kFccI420, 64, 48);
+  const Picture fields(kFccI420, 64, 48, eXvI_BottomFirst);
+  VideoPreparation preparation = Preparation(fields.vid, AV_PIX_FMT_YUV420P);
+  Ref<XvFrameFFM> frame;
+  ASSERT_EQ(Prepare(preparation, FrameOf(source), &frame), S_OK);
+  EXPECT_EQ(frame->picture()->data[0], source.bytes.data());
+  EXPECT_EQ(frame->picture()->interlaced_frame, 1);
+  EXPECT_EQ(frame->picture()->top_field_first, 0);
+  // Fields of the other order lie on other lines.
+  const Picture exchanged(kFccI420, 64, 48, eXvI_TopFirst);
+  ASSERT_EQ(Prepare(preparation, FrameOf(exchanged, kFrameTime), &frame), S_OK);
+  EXPECT_NE(frame->picture()->data[0], exchanged.bytes.data());
+  EXPECT_EQ(frame->picture()->top_field_first, 0);
+}
+
 // The bytes that FFmpeg's encoder makes of the same picture, whatever the width.
 TEST(PrepareVideo, EightBitsBecomeTenAndV210AsTheEncoderWouldPackThem) {
   for (const int width : {96, 98, 100, 134}) {

@@ -1,6 +1,4 @@
 #include "picture/to_codec_format.h"
-#include "picture/codec_picture.h"
-#include "picture/v210_row.h"
 
 #include <gmock/gmock.h>
 
@@ -10,6 +8,8 @@
 #include "picture/codec_picture.h"
 #include "picture/picture_pool.h"
 #include "picture/pictures.h"
+#include "picture/v210_pictures.h"
+#include "picture/v210_row.h"
 
 extern "C" {
 #include <libavutil/pixdesc.h>
@@ -162,6 +162,37 @@ TEST(CodecConvert, MaskGivesAlphaAndPremultiplies) {
   EXPECT_EQ(ApplyAlphaMask(wrong.View(), source.View(), 3, true), E_NOTIMPL);
   EXPECT_EQ(ApplyAlphaMask({}, source.View(), 3, true), S_FALSE);
   EXPECT_EQ(ApplyAlphaMask(view, {}, 3, true), E_INVALIDARG);
+}
+
+// v210 is unpacked some rows at a time: what lies between two such parts, and the last rows of
+// fields with an odd half, are what UYVY of the whole picture gives.
+TEST(CodecConvert, V210GivesWhatItsUyvyGives) {
+  for (const std::uint32_t order : {eXvI_Progressive, eXvI_BottomFirst}) {
+    Picture deep(kFccV210, 50, 54, order), eight(kFccUYVY, 50, 54, order);
+    for (std::size_t i = 0; i < eight.bytes.size(); ++i) {
+      eight.bytes[i] = static_cast<std::uint8_t>(1 + (i * 7919 + i / 100 * 31) % 254);
+    }
+    Pack422ToV210(eight.View(), deep.View());
+    Picture mask(kFccRGB8, 40, 45);
+    for (std::size_t i = 0; i < mask.bytes.size(); ++i) {
+      mask.bytes[i] = static_cast<std::uint8_t>(i / 40 * 5);
+    }
+    const ImageView alpha = mask.View();
+    for (const auto format : {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUVJ422P, AV_PIX_FMT_YUV411P,
+                              AV_PIX_FMT_NV12, AV_PIX_FMT_UYVY422, AV_PIX_FMT_RGBA}) {
+      const AvPtr<AVFrame> expected = Target(format, 50, 54), made = Target(format, 50, 54);
+      const CodecConvertOptions options{format == AV_PIX_FMT_YUVJ422P, &alpha, true};
+      ASSERT_EQ(ConvertToCodecFormat(eight.View(), expected.get(), options), S_OK);
+      ASSERT_EQ(ConvertToCodecFormat(deep.View(), made.get(), options), S_OK);
+      const int components = format == AV_PIX_FMT_RGBA ? 4 : 3;
+      for (int i = 0; i < components * 50 * 54; ++i) {
+        const int x = i / components % 50, y = i / components / 50;
+        ASSERT_EQ(Sample(*made, i % components, x, y), Sample(*expected, i % components, x, y))
+            << av_get_pix_fmt_name(format) << " component " << i % components << " at " << x << ", "
+            << y;
+      }
+    }
+  }
 }
 
 TEST(CodecConvert, PairsWithoutARoutineGoThroughTheLibrary) {
