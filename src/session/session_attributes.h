@@ -102,7 +102,7 @@ inline constexpr Attribute<Rate> kDiskSpace{
     "Free disk space that must remain."};
 inline constexpr Attribute<std::int32_t> kVideoBuffers{
     "video.buffers", kSessionNode, 24, AtLeast(0),
-    "Frames that wait for the encoder; 0: none. Not set, and without drop_frames: 32 MB at most."};
+    "Frames that wait for the encoder; 0: none. Not set, and without drop_frames: 20 MB at most."};
 inline constexpr Attribute<std::int32_t> kThreads{
     "threads", kSessionNode, 0, Between(0, 1024),
     "The most threads that convert a picture, and of an encoder that is told none; 0: as many as "

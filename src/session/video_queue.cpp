@@ -12,8 +12,8 @@ extern "C" {
 namespace xv {
 namespace {
 
-// Eight pictures of 1080 lines in 4:2:2 and 8 bits: a third of a second.
-constexpr std::int64_t kWaitingBytes = 32 << 20;
+// Five pictures of 1080 lines in 4:2:2 and 8 bits: a fifth of a second.
+constexpr std::int64_t kWaitingBytes = 20 << 20;
 constexpr std::int64_t kLeastWaiting = 2;  // the encoder has one at hand while the next is made
 
 std::int64_t PictureBytes(const CodecView& codec) {

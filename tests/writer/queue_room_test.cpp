@@ -34,8 +34,8 @@ TEST_P(QueueRoom, FollowsThePictures) {
 INSTANTIATE_TEST_SUITE_P(
     Sizes, QueueRoom,
     testing::Values(Case{"video::codec=rawvideo", 720, 576, 24},
-                    Case{"video::codec=rawvideo", 1920, 1080, 8},
-                    Case{"video::codec=v210", 1920, 1080, 6},
+                    Case{"video::codec=rawvideo", 1920, 1080, 5},
+                    Case{"video::codec=v210", 1920, 1080, 3},
                     Case{"video::codec=prores", 3840, 2160, 2},
                     Case{"video::codec=rawvideo video.drop_frames=true", 1920, 1080, 24},
                     Case{"video::codec=rawvideo video.buffers=30", 1920, 1080, 30},
