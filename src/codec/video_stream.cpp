@@ -167,6 +167,9 @@ AvDictionary BuildOptions(const StreamHolder& holder, const VideoPlan& plan,
   if (mpeg) SetRateLimits(node, options);
   KeepFlagsOfContext(options);
   options.Set("threads", ThreadsOf(holder).c_str());
+  // With frames side by side this encoder is slower at 2160 lines than on one core, and holds two
+  // and a half times as much.
+  if (id == AV_CODEC_ID_DNXHD) options.Set("thread_type", "slice", AV_DICT_DONT_OVERWRITE);
   if (!gopTimecode.empty())
     options.Set("gop_timecode", gopTimecode.c_str(), AV_DICT_DONT_OVERWRITE);
   if (const auto slices = node.Find(kSlices)) {
