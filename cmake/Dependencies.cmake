@@ -49,7 +49,7 @@ endif()
 
 # The GStreamer plugin goes where GStreamer is.
 pkg_check_modules(XVWRITER_GST QUIET IMPORTED_TARGET gstreamer-1.0>=1.20 gstreamer-base-1.0
-  gstreamer-video-1.0 gstreamer-audio-1.0)
+  gstreamer-video-1.0 gstreamer-audio-1.0 gstreamer-tag-1.0)
 set(gstreamer OFF)
 if(XVWRITER_GST_FOUND AND PROJECT_IS_TOP_LEVEL AND XV_LIBRARY_FORM STREQUAL SHARED)
   set(gstreamer ON)

@@ -197,10 +197,6 @@ bool ReadPictureCaps(const GstCaps* caps, PictureFormat* format, std::string* wh
   }
   format->fullRange =
       !GST_VIDEO_INFO_IS_RGB(&info) && info.colorimetry.range == GST_VIDEO_COLOR_RANGE_0_255;
-  if (format->fullRange && row->layout == kFccV210) {
-    *why = "Pictures of 10 bits must have video range.";
-    return false;
-  }
   format->props = PropsOf(info, row->layout);
   format->swapsWords = row->layout == kFccR210;
   format->colourAttributes = ColourAttributes(caps, info);

@@ -105,14 +105,19 @@ bool LiesAsWanted(const MappedPicture& picture, const Block& block) {
   return true;
 }
 
-using ByteTable = std::array<std::uint8_t, 256>;
+template <std::size_t codes>
+using CodeTable = std::array<std::uint16_t, codes>;
 
-// From 0 to 255 to video range, after ITU-R BT.601 2.5.
-ByteTable RangeTable(double zero, double from, double steps) {
-  ByteTable table{};
-  for (int i = 0; i < 256; ++i) {
-    table[static_cast<std::size_t>(i)] =
-        static_cast<std::uint8_t>(std::lround(zero + (i - from) * steps / 255));
+// From all codes to video range, after ITU-R BT.601 2.5 and BT.709 4: `zero`, `from` and `steps`
+// are those of 8 bits.
+template <std::size_t codes>
+CodeTable<codes> RangeTable(double zero, double from, double steps) {
+  constexpr double kScale = codes / 256.0;
+  CodeTable<codes> table{};
+  for (std::size_t i = 0; i < codes; ++i) {
+    const double code = static_cast<double>(i) - from * kScale;
+    table[i] = static_cast<std::uint16_t>(
+        std::lround(zero * kScale + code * steps * kScale / (codes - 1)));
   }
   return table;
 }
@@ -138,11 +143,27 @@ LumaPlace LumaOf(std::uint32_t layout, std::size_t plane) {
 }
 
 void NarrowRow(const LumaPlace& luma, std::uint8_t* row, std::size_t bytes) {
-  static const ByteTable lumaTable = RangeTable(16, 0, 219);
-  static const ByteTable chromaTable = RangeTable(128, 128, 224);
+  static const auto lumaTable = RangeTable<256>(16, 0, 219);
+  static const auto chromaTable = RangeTable<256>(128, 128, 224);
   for (std::size_t i = 0; i < bytes; ++i) {
     const bool isLuma = luma.all || i % 2 == luma.parity;
-    row[i] = (isLuma ? lumaTable : chromaTable)[row[i]];
+    row[i] = static_cast<std::uint8_t>((isLuma ? lumaTable : chromaTable)[row[i]]);
+  }
+}
+
+// v210: three samples of 10 bits in each little-endian word, chroma and luma in turn.
+void NarrowV210Row(std::uint8_t* row, std::size_t bytes) {
+  static const auto lumaTable = RangeTable<1024>(16, 0, 219);
+  static const auto chromaTable = RangeTable<1024>(128, 128, 224);
+  bool isLuma = false;
+  for (std::size_t at = 0; at + 4 <= bytes; at += 4) {
+    const guint32 word = GST_READ_UINT32_LE(row + at);
+    guint32 narrow = 0;
+    for (int shift = 0; shift < 30; shift += 10, isLuma = !isLuma) {
+      const guint32 code = word >> shift & 0x3FF;
+      narrow |= static_cast<guint32>((isLuma ? lumaTable : chromaTable)[code]) << shift;
+    }
+    GST_WRITE_UINT32_LE(row + at, narrow);
   }
 }
 
@@ -159,7 +180,11 @@ void CopyPlane(const PictureFormat& format, const MappedPicture& from, std::size
   for (std::size_t y = 0; y < plane.rows; ++y) {
     std::uint8_t* row = block + plane.offset + y * plane.stride;
     std::memcpy(row, from.Plane(index) + y * from.Stride(index), plane.rowBytes);
-    if (format.fullRange) NarrowRow(luma, row, plane.rowBytes);
+    if (format.fullRange && format.props.fccColor == kFccV210) {
+      NarrowV210Row(row, plane.rowBytes);
+    } else if (format.fullRange) {
+      NarrowRow(luma, row, plane.rowBytes);
+    }
     if (format.swapsWords) TurnWords(row, plane.rowBytes);
   }
 }

@@ -39,8 +39,8 @@ void Recording::Prepare(RecordingTarget target) {
   captionCount_ = 0;
 }
 
-HRESULT Recording::Open(const std::string& colourAttributes) {
-  std::string text = "embed_cc=true" + colourAttributes;
+HRESULT Recording::Open(const std::string& streamAttributes) {
+  std::string text = "embed_cc=true" + streamAttributes;
   const bool chooses =
       !target_.format.empty() || !target_.videoCodec.empty() || !target_.audioCodec.empty();
   if (chooses) {
@@ -56,9 +56,9 @@ HRESULT Recording::Open(const std::string& colourAttributes) {
 }
 
 HRESULT Recording::Put(CollectedFrame&& frame, const SoundLayout& sound,
-                       const std::string& colourAttributes) {
+                       const std::string& streamAttributes) {
   if (!open_) {
-    const HRESULT opened = Open(colourAttributes);
+    const HRESULT opened = Open(streamAttributes);
     if (Failed(opened)) return opened;
   }
   host::FrameBuilder builder;

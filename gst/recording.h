@@ -30,7 +30,7 @@ class Recording {
   // Opens the target with the first frame and puts it. Results as host::Writer's Start and Put;
   // XV_E_NOT_FOUND for an entry that the catalogue does not have.
   HRESULT Put(CollectedFrame&& frame, const SoundLayout& sound,
-              const std::string& colourAttributes);
+              const std::string& streamAttributes);
   // S_FALSE where nothing was recorded.
   HRESULT Stop();
 
@@ -40,7 +40,7 @@ class Recording {
   std::string Words(HRESULT status) const;
 
  private:
-  HRESULT Open(const std::string& colourAttributes);
+  HRESULT Open(const std::string& streamAttributes);
 
   host::Writer writer_;
   RecordingTarget target_;

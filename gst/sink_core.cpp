@@ -63,12 +63,34 @@ void SinkCore::Begin(RecordingTarget target, GstClockTime maxWait, bool async) {
   lastStatistics_ = g_get_monotonic_time();
   position_ = GST_CLOCK_TIME_NONE;
   committing_ = async;
+  tagsTold_ = false;
+  tags_.Open();
   collector_.Start(maxWait);
 }
 
 void SinkCore::SetColours(const std::string& attributes) {
   const std::lock_guard lock(lock_);
   colours_ = attributes;
+}
+
+void SinkCore::TakeTags(const Stream* stream, GstTagList* tags) {
+  if (tags_.Take(stream, tags) || tagsTold_.exchange(true)) return;
+  PostWarning(element_, S_OK, "Tags that come behind the first frame are left out.");
+}
+
+void SinkCore::RemoveStream(Stream* stream) {
+  tags_.Forget(stream);
+  collector_.RemoveStream(stream);
+}
+
+// What the streams say of themselves, once it is known which of them are recorded.
+std::string SinkCore::OpeningAttributes() {
+  const GstTagList* given = gst_tag_setter_get_tag_list(GST_TAG_SETTER(element_));
+  const Stream* video = nullptr;
+  const std::vector<const Stream*> tracks = collector_.Tracks(&video);
+  const std::string tags = tags_.Close(given, video, tracks);
+  const std::lock_guard lock(lock_);
+  return colours_ + tags;
 }
 
 void SinkCore::Commit() {
@@ -82,12 +104,8 @@ GstFlowReturn SinkCore::Put(CollectedFrame&& frame, const SoundLayout& sound) {
   const std::int64_t duration = frame.stop - frame.start;
   const bool picture = frame.picture.has_value();
   if (picture) position_ = frame.picture->streamTime;
-  std::string colours;
-  {
-    const std::lock_guard lock(lock_);
-    colours = colours_;
-  }
-  const HRESULT status = recording_.Put(std::move(frame), sound, colours);
+  const std::string opening = recording_.IsOpen() ? "" : OpeningAttributes();
+  const HRESULT status = recording_.Put(std::move(frame), sound, opening);
   if (Failed(status) && !(recorded_ && IsOfOneFrame(status))) {
     TellOptions();
     PostFailure(element_, status, recording_.Words(status), !recorded_);

@@ -9,6 +9,7 @@
 
 #include "recording.h"
 #include "stream_collector.h"
+#include "tags.h"
 
 namespace xv::gst {
 
@@ -32,6 +33,9 @@ class SinkCore {
 
   // Colours of the pictures, for the first frame; of the video pad's streaming thread.
   void SetColours(const std::string& attributes);
+  // Of a pad's tag event; a warning, once, for what comes behind the first frame.
+  void TakeTags(const Stream* stream, GstTagList* tags);
+  void RemoveStream(Stream* stream);
   // Where the pictures have come to, in stream time; GST_CLOCK_TIME_NONE before the first.
   GstClockTime Position() const { return position_; }
   // Of the EOS event that is answered last.
@@ -42,12 +46,14 @@ class SinkCore {
   void End();
   void Commit();
   bool Close();
+  std::string OpeningAttributes();
   void TellDrop(std::int64_t start, std::int64_t duration, GstClockTime streamTime);
   void TellOptions();
 
   GstElement* const element_;
   Recording recording_;
   StreamCollector collector_;
+  TagBoard tags_;
   // Held while the change to PAUSED is told. A bin that hears of PLAYING before all of that is out
   // forgets that it plays, and holds EOS back.
   std::mutex commit_;
@@ -56,6 +62,7 @@ class SinkCore {
   std::atomic<bool> committing_{false};  // the change to PAUSED waits for data
   std::atomic<GstClockTime> position_{GST_CLOCK_TIME_NONE};
   std::atomic<guint32> endSeqnum_{GST_SEQNUM_INVALID};
+  std::atomic<bool> tagsTold_{false};
   // Of the thread that puts.
   bool recorded_ = false;
   bool warned_ = false;  // of a frame that was refused

@@ -230,6 +230,12 @@ gboolean TakeEvent(GstPad* pad, GstObject* parent, GstEvent* event) {
     case GST_EVENT_GAP:
       taken = TakeGap(pad, event);
       break;
+    case GST_EVENT_TAG: {
+      GstTagList* tags = nullptr;
+      gst_event_parse_tag(event, &tags);
+      state.core->TakeTags(state.stream, tags);
+      break;
+    }
     case GST_EVENT_EOS:
       state.core->SetEndSeqnum(gst_event_get_seqnum(event));
       taken = state.core->Collector().End(state.stream) == GST_FLOW_OK;
@@ -327,7 +333,7 @@ GstPad* MakeSinkPad(GstPadTemplate* pad, const char* name, bool isSound, SinkCor
 
 void ReleaseSinkPad(GstPad* pad) {
   PadState& state = StateOf(pad);
-  state.core->Collector().RemoveStream(state.stream);
+  state.core->RemoveStream(state.stream);
 }
 
 }  // namespace xv::gst

@@ -96,6 +96,12 @@ SoundFormat StreamCollector::CommonSound(const Stream* stream, int* most) const 
   return common;
 }
 
+std::vector<const Stream*> StreamCollector::Tracks(const Stream** video) {
+  const Lock lock(lock_);
+  *video = Video();
+  return {tracks_.begin(), tracks_.end()};
+}
+
 // --- from the pads ---
 
 GstFlowReturn StreamCollector::OfferPicture(Stream* stream, Picture picture) {

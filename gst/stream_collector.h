@@ -95,6 +95,8 @@ class StreamCollector {
   // What the sound of `stream` must go with: rate 0 where nothing is settled, channels 0 where
   // only their number is bounded, by `most`.
   SoundFormat CommonSound(const Stream* stream, int* most) const;
+  // The streams of the sound that is recorded, in order, and that of the pictures; null for none.
+  std::vector<const Stream*> Tracks(const Stream** video);
 
   // Each takes one more piece, makes frames and waits while the stream is too far ahead or the
   // element is paused. GST_FLOW_FLUSHING when it was interrupted, GST_FLOW_EOS behind the end.

@@ -25,7 +25,9 @@ struct XvWriterSinkClass {
   GstElementClass parent;
 };
 
-G_DEFINE_TYPE(XvWriterSink, xv_writer_sink, GST_TYPE_ELEMENT)
+// Programs set tags of their own by the interface of the tag setter, which has no operations.
+G_DEFINE_TYPE_WITH_CODE(XvWriterSink, xv_writer_sink, GST_TYPE_ELEMENT,
+                        G_IMPLEMENT_INTERFACE(GST_TYPE_TAG_SETTER, nullptr))
 
 enum PropertyId : guint {
   kLocation = 1,

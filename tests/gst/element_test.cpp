@@ -1,10 +1,12 @@
 #include <gmock/gmock.h>
 #include <gst/video/video.h>
 
+#include <cstring>
 #include <filesystem>
 
 #include "gst/pipeline.h"
 #include "support/media_probe.h"
+#include "support/peer_process.h"
 
 namespace xv::test {
 namespace {
@@ -268,6 +270,66 @@ TEST(GstElement, PicturesKeepTheirColours) {
   }
 }
 
+// Codes of the first group as the file has them.
+TEST(GstElement, TenBitsOfFullRangeBecomeVideoRange) {
+  TemporaryFolder folder;
+  const std::string path = folder / "a.mov";
+  SinkBench bench("location=" + path + " attributes=video::codec=v210");
+  GstHarness* video = bench.Feed("video",
+                                 "video/x-raw,format=v210,width=48,height=2,framerate=25/1,"
+                                 "colorimetry=1:3:5:1");
+  GstBuffer* picture = gst_buffer_new_allocate(nullptr, 256, nullptr);
+  // U Y V, Y U Y: darkest and brightest codes, and those of grey.
+  const guint32 words[2] = {1023U | 0U << 10 | 0U << 20, 1023U | 512U << 10 | 512U << 20};
+  for (gsize at = 0; at < 256; at += 8) gst_buffer_fill(picture, at, words, 8);
+  GST_BUFFER_PTS(picture) = 0;
+  GST_BUFFER_DURATION(picture) = 40 * GST_MSECOND;
+  EXPECT_EQ(gst_harness_push(video, picture), GST_FLOW_OK);
+  EXPECT_TRUE(bench.Finish().ended);
+  const ProbedStream recorded = Probe(path).Pictures();
+  ASSERT_EQ(recorded.packets.size(), 1U);
+  guint32 written[2];
+  std::memcpy(written, recorded.packets[0].bytes.data(), 8);
+  EXPECT_EQ(written[0], 960U | 64U << 10 | 64U << 20);
+  EXPECT_EQ(written[1], 940U | 512U << 10 | 502U << 20);
+}
+
+// Of the file by the program and by events, of the tracks by events; those that come late are not.
+TEST(GstElement, TagsBecomeMetadata) {
+  TemporaryFolder folder;
+  const std::string path = folder / "a.mkv";
+  SinkBench bench(To(path));
+  gst_tag_setter_add_tags(GST_TAG_SETTER(bench.Element()), GST_TAG_MERGE_REPLACE, GST_TAG_TITLE,
+                          "It's \"on\"", GST_TAG_TRACK_NUMBER, 7U, nullptr);
+  GstHarness* video = bench.Feed("video", kPictures);
+  GstHarness* sound[] = {bench.Feed("audio_0", kSound + "2"), bench.Feed("audio_1", kSound + "2")};
+  const auto tell = [](GstHarness* pad, GstTagScope scope, const char* tag, const char* text) {
+    GstTagList* tags = gst_tag_list_new(tag, text, nullptr);
+    gst_tag_list_set_scope(tags, scope);
+    gst_harness_push_event(pad, gst_event_new_tag(tags));
+  };
+  tell(video, GST_TAG_SCOPE_GLOBAL, GST_TAG_ARTIST, "somebody");
+  tell(sound[0], GST_TAG_SCOPE_STREAM, GST_TAG_LANGUAGE_CODE, "de");
+  tell(sound[0], GST_TAG_SCOPE_STREAM, GST_TAG_TITLE, "stage");
+  tell(sound[1], GST_TAG_SCOPE_STREAM, GST_TAG_TITLE, "hall");
+  for (int i = 0; i < 3; ++i) {
+    for (GstHarness* pad : sound) EXPECT_EQ(PushSound(pad, i, 2, 5), GST_FLOW_OK);
+    EXPECT_EQ(PushPicture(video, i, 99), GST_FLOW_OK);
+  }
+  tell(video, GST_TAG_SCOPE_GLOBAL, GST_TAG_ALBUM, "late");
+  const BusWords words = bench.Finish();
+  EXPECT_TRUE(words.ended);
+  EXPECT_THAT(words.warnings, ElementsAre(HasSubstr("behind the first frame")));
+  const std::string told =
+      RunProgram({"ffprobe", "-v", "error", "-show_entries", "format_tags:stream_tags", path}).out;
+  for (const char* line : {"TAG:title=It's \u201Don\u201D", "TAG:track=7", "TAG:ARTIST=somebody",
+                           "TAG:language=ger", "TAG:title=stage", "TAG:title=hall"}) {
+    EXPECT_THAT(told, HasSubstr(line));
+  }
+  EXPECT_THAT(told, testing::Not(HasSubstr("late")));
+  EXPECT_EQ(told.find("TAG:language=ger"), told.rfind("TAG:language=ger"));
+}
+
 // By the caps, and picture by picture by the flags of the buffers.
 TEST(GstElement, FieldsKeepTheirOrder) {
   const char* top = "interleaved,field-order=top-field-first";
@@ -415,10 +477,9 @@ TEST(GstElement, FailuresSayWhatAndWhy) {
   EXPECT_EQ(gst_element_request_pad(odd.Element(), one, nullptr, nullptr), nullptr);
   gst_element_set_state(odd.Element(), GST_STATE_PLAYING);
   gst_pad_send_event(pad, gst_event_new_stream_start("s"));
-  const GstPtr<GstCaps> full(gst_caps_from_string(
-      "video/x-raw,format=v210,width=64,height=48,framerate=25/1,colorimetry=1:4:0:0"));
-  EXPECT_FALSE(gst_pad_send_event(pad, gst_event_new_caps(full.get())));
-  EXPECT_THAT(odd.Words(5).error, HasSubstr("video range"));
+  const GstPtr<GstCaps> sizeless(gst_caps_from_string("video/x-raw,format=v210,framerate=25/1"));
+  EXPECT_FALSE(gst_pad_send_event(pad, gst_event_new_caps(sizeless.get())));
+  EXPECT_THAT(odd.Words(5).error, HasSubstr("no pictures of this kind"));
   GstSegment segment;
   gst_segment_init(&segment, GST_FORMAT_TIME);
   segment.rate = -1;
