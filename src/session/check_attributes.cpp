@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <span>
 
+#include "base/secrets.h"
 #include "base/text.h"
 #include "catalogue/listed_options.h"
 #include "codec/ffmpeg.h"
@@ -44,6 +45,9 @@ std::string Printable(std::string_view text, std::size_t most) {
 
 // "path=value (expected ...)".
 std::string BadValueText(std::string_view path, std::string_view value, std::string_view why) {
+  if (IsSecretName(path.substr(path.rfind(':') + 1))) {
+    return fmt::format("{}=*** (refused)", Printable(path, kLongestName));
+  }
   return fmt::format("{}={} ({})", Printable(path, kLongestName), Printable(value, kLongestValue),
                      why);
 }

@@ -8,6 +8,7 @@
 #include <cmath>
 
 #include "base/guard.h"
+#include "base/secrets.h"
 
 namespace xv {
 namespace {
@@ -210,12 +211,12 @@ std::int64_t SessionStats::Bytes(int stream) const {
 
 void SessionStats::AddUnusedOption(std::string_view name) {
   const std::scoped_lock lock(textLock_);
-  unusedOptions_.Add(name);
+  unusedOptions_.Add(MaskSecrets(name));
 }
 
 void SessionStats::AddBadValue(std::string_view entry) {
   const std::scoped_lock lock(textLock_);
-  badValues_.Add(entry);
+  badValues_.Add(MaskSecrets(entry));
 }
 
 // The status is kept though there may be no memory for the words.
@@ -228,7 +229,7 @@ void SessionStats::Fail(std::string_view stage, std::string_view words, Status s
   const std::scoped_lock lock(textLock_);
   if (status.Failed()) lastStatus_ = status;
   (void)Guarded([&] {
-    lastError_ = fmt::format("{}: {} ({})", stage, said, Hexadecimal(status));
+    lastError_ = fmt::format("{}: {} ({})", stage, MaskSecrets(said), Hexadecimal(status));
     return S_OK;
   });
 }

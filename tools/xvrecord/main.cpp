@@ -1,8 +1,12 @@
 #include <malloc.h>
 
+#include <array>
+#include <atomic>
 #include <csignal>
+#include <cstdarg>
 #include <cstdio>
 
+#include "base/secrets.h"
 #include "xvrecord/catalogue_view.h"
 #include "xvrecord/completion.h"
 #include "xvrecord/messages.h"
@@ -68,6 +72,18 @@ int LogLevelOf(const std::string& name) {
   return AV_LOG_PANIC;
 }
 
+// FFmpeg's lines as its own programs show them, without what is secret in a URL.
+void ShowLog(void* object, int level, const char* format, va_list arguments) {
+  static std::atomic<int> atLineStart{1};
+  if (level > av_log_get_level()) return;
+  std::array<char, 2048> line{};
+  int prefix = atLineStart;
+  av_log_format_line2(object, level, format, arguments, line.data(), static_cast<int>(line.size()),
+                      &prefix);
+  atLineStart = prefix;
+  std::fputs(xv::MaskSecrets(line.data()).c_str(), stderr);
+}
+
 int Run(const Options& options) {
   static StopSignals& signals = *new StopSignals;  // its thread ends with the process
   xv::host::Writer writer;
@@ -75,7 +91,7 @@ int Run(const Options& options) {
   av_log_set_level(level);
   // The library keeps the lines of its contexts to itself, for its own words; here the user wants
   // to see them instead.
-  if (level > AV_LOG_PANIC) av_log_set_callback(av_log_default_callback);
+  if (level > AV_LOG_PANIC) av_log_set_callback(&ShowLog);
   if (const int failed = ApplyProperties(options, writer); failed != 0) return failed;
   if (options.AsksForLists()) return PrintLists(options, writer);
   if (options.input.empty()) return 0;

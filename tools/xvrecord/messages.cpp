@@ -7,6 +7,8 @@
 #include <sstream>
 #include <string_view>
 
+#include "base/secrets.h"
+
 namespace xvrecord {
 namespace {
 
@@ -23,7 +25,7 @@ bool TakesColour() {
 void Say(const char* colour, const std::string& sentence) {
   static const bool coloured = TakesColour();
   std::fprintf(stderr, "%sxvrecord:%s %s\n", coloured ? colour : "", coloured ? "\033[0m" : "",
-               sentence.c_str());
+               xv::MaskSecrets(sentence).c_str());
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include "base/secrets.h"
+
 namespace xvrecord {
 namespace {
 
@@ -129,7 +131,7 @@ std::string MetricsText(const xv::host::Statistics& statistics, const MetricsSub
                         MetricsForm form) {
   Exposition out(form);
   out.Begin("xvrecord_recording", "info", "What is recorded to.");
-  out.Add(1, Label("target", subject.target));
+  out.Add(1, Label("target", xv::MaskSecrets(subject.target)));
   out.One("xvrecord_start_time_seconds", "gauge", "When the recording began, since 1970.",
           subject.startSeconds);
   AddFrames(statistics, &out);

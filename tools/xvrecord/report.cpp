@@ -6,6 +6,8 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
+#include "base/secrets.h"
+
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
@@ -97,16 +99,16 @@ std::string ClosingLine(const std::string& target, const xv::host::Writer& write
   const ReadBack back = Read(target);
   const double seconds = back.seconds > 0 ? back.seconds : totals.mediaSeconds;
   const std::string drops = writer.Get("quality::drops");
-  return fmt::format("{}: {}, {:.2f} s, {} pictures, {} dropped, {}, {:.2f}x", target,
-                     back.streams.empty() ? "sent" : back.streams, seconds, totals.pictures,
-                     drops.empty() ? "0" : drops, SizeText(target),
+  return fmt::format("{}: {}, {:.2f} s, {} pictures, {} dropped, {}, {:.2f}x",
+                     xv::MaskSecrets(target), back.streams.empty() ? "sent" : back.streams, seconds,
+                     totals.pictures, drops.empty() ? "0" : drops, SizeText(target),
                      totals.wallSeconds > 0 ? totals.mediaSeconds / totals.wallSeconds : 0.0);
 }
 
 std::string StatsJson(const std::string& target, const xv::host::Writer& writer,
                       const Totals& totals, xv::HRESULT result) {
   nlohmann::json json;
-  json["target"] = target;
+  json["target"] = xv::MaskSecrets(target);
   json["result"] = fmt::format("0x{:08X}", static_cast<std::uint32_t>(result));
   json["stopped"] = totals.stopped;
   json["frames_in"] = totals.frames;
