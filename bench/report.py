@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
 """Measures the library beside its peers and writes docs/performance.md with its plots.
 
-usage: report.py PROGRAMS SCRATCH DOCS [--runs N] [--seconds N] [--sections A,B...] [--data FILE]
+usage: report.py PROGRAMS SCRATCH DOCS [--runs N] [--seconds N] [--sections A,B...] [--codecs A,B...]
+                 [--data FILE]
 PROGRAMS is the folder of the benchmarks, SCRATCH one in memory with some 6 GB, DOCS the folder of
 performance.md and performance/*.svg. --sections measures some of them (sessions, rasters, live,
-sound, copies, kernels) and takes the others from FILE (build/performance.json), where all that was
-measured is kept."""
+sound, copies, kernels), --codecs some rows of the first two; the others are taken from FILE
+(build/performance.json), where all that was measured is kept."""
 import argparse
 import datetime
 import json
@@ -108,14 +109,14 @@ class Measurements:
 def measure_sessions(m):
     raster = RASTERS[1]
     frames = m.options.seconds * 25
-    return [m.pair(codec, raster, n, frames) for codec in CODECS for n in SESSIONS]
+    return [m.pair(codec, raster, n, frames) for codec in m.options.codecs for n in SESSIONS]
 
 
 def measure_rasters(m):
     rows = []
     for raster in RASTERS:
         frames = max(10, m.options.seconds * 25 * 1280 * 720 // (raster[1] * raster[2]))
-        for codec in CODECS:
+        for codec in m.options.codecs:
             rows += [m.pair(codec, raster, 1, frames, cores) for cores in (1, 0)]
     return rows
 
@@ -150,6 +151,15 @@ def measure_kernels(m):
 
 SECTIONS = {"sessions": measure_sessions, "rasters": measure_rasters, "live": measure_live,
             "sound": measure_sound, "copies": measure_copies, "kernels": measure_kernels}
+
+
+def merged(old, new):
+    """The old rows, those that were measured anew in their places."""
+    def key(row):
+        return row["codec"], row["raster"], row["sessions"], row["cores"]
+    fresh = {key(row): row for row in new}
+    kept = [fresh.pop(key(row), row) for row in old]
+    return kept + list(fresh.values())
 
 
 def reason(row, section, figure, unexplained):
@@ -227,6 +237,7 @@ def main():
     parser.add_argument("--runs", type=int, default=5)
     parser.add_argument("--seconds", type=int, default=2)
     parser.add_argument("--sections", default=",".join(SECTIONS))
+    parser.add_argument("--codecs", type=lambda text: text.split(","), default=list(CODECS))
     parser.add_argument("--data", default="build/performance.json")
     options = parser.parse_args()
     data = {}
@@ -235,7 +246,9 @@ def main():
             data = json.load(file)
     measurements = Measurements(options)
     for section in options.sections.split(","):
-        data[section] = SECTIONS[section](measurements)
+        measured = SECTIONS[section](measurements)
+        by_codec = section in ("sessions", "rasters")
+        data[section] = merged(data.get(section, []), measured) if by_codec else measured
         data["machine"], data["runs"] = machine(), options.runs
         with open(options.data, "w", encoding="utf-8") as file:
             json.dump(data, file, indent=1)
