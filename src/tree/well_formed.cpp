@@ -37,6 +37,13 @@ std::optional<Escape> EscapeAt(std::string_view text) {
   return std::nullopt;
 }
 
+// "_xHHHH", which with an escape behind it would read as one.
+bool BeginsLikeEscape(std::string_view text) {
+  const std::string_view digits = text.substr(0, 2) == "_x" ? text.substr(2, 4) : "";
+  return digits.size() == 4 &&
+         digits.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
+}
+
 // How a byte of a value is written; empty where it stands for itself.
 std::string_view Written(char c) {
   switch (c) {
@@ -57,6 +64,13 @@ std::string_view Written(char c) {
   }
 }
 
+// Bytes of the character that the byte begins, 0 for one that begins none (RFC 3629).
+std::size_t LengthOf(unsigned char first) {
+  if (first < 0x80) return 1;
+  if (first < 0xC2 || first > 0xF4) return 0;
+  return first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
+}
+
 // Writes what stands at `at` and gives the bytes that it took.
 std::size_t AppendOne(std::string_view value, std::size_t at, std::string* out) {
   const std::string_view three = value.substr(at, 3);
@@ -65,12 +79,15 @@ std::size_t AppendOne(std::string_view value, std::size_t at, std::string* out) 
     return three.size();
   }
   const std::string_view written = Written(value[at]);
-  if (written.empty()) {
-    out->push_back(value[at]);
-  } else {
+  if (!written.empty()) {
     out->append(written);
+    return 1;
   }
-  return 1;
+  // Text of the tree may be ill-formed where a file was.
+  const std::string_view one = value.substr(at, LengthOf(static_cast<unsigned char>(value[at])));
+  const bool valid = !one.empty() && utf8::is_valid(one.begin(), one.end());
+  out->append(valid ? one : kReplacement);
+  return valid ? one.size() : 1;
 }
 
 }  // namespace
@@ -87,7 +104,6 @@ bool IsDeclaredXml(std::string_view document) {
 void AppendXmlName(std::string_view name, std::string* out) {
   const std::size_t start = out->size();
   while (!name.empty()) {
-    // Text of the tree may be ill-formed where a file was.
     const auto end = utf8::find_invalid(name.begin(), name.end());
     auto at = name.begin();
     while (at != end) {
@@ -95,7 +111,7 @@ void AppendXmlName(std::string_view name, std::string* out) {
       const char32_t c = utf8::unchecked::next(at);
       const std::string_view rest = name.substr(static_cast<std::size_t>(from - name.begin()));
       const bool may = out->size() == start ? MayBegin(c) : MayFollow(c);
-      if (may && !EscapeAt(rest)) {
+      if (may && !BeginsLikeEscape(rest)) {
         out->push_back(static_cast<char>(c));
       } else {
         out->append(fmt::format("_x{:0{}X}_", std::uint32_t{c}, c > 0xFFFF ? 6 : 4));

@@ -38,16 +38,19 @@ SoundQueue::~SoundQueue() {
   av_channel_layout_uninit(&layout_);
 }
 
-std::int64_t SoundQueue::Samples() const {
-  return static_cast<std::int64_t>((bytes_.size() - taken_) / sampleBytes_);
+void SoundQueue::AppendSilence(std::int64_t samples) {
+  if (stretches_.empty() || !stretches_.back().bytes.empty()) stretches_.emplace_back();
+  stretches_.back().silence += samples;
+  samples_ += samples;
 }
 
 void SoundQueue::Append(const AVFrame& frame, std::int64_t start) {
   constexpr std::int64_t kTolerance = 25;  // a fortieth of a second
+  constexpr std::int64_t kLongestGap = 24 * 60 * 60;
   std::int64_t skip = 0;
   const std::int64_t gap = start - end_;
   if (gap > rate_ / kTolerance) {
-    bytes_.resize(bytes_.size() + static_cast<std::size_t>(gap) * sampleBytes_);
+    if (gap / rate_ <= kLongestGap) AppendSilence(gap);
     end_ = start;
   } else if (gap < 0 && (end_ == 0 || padded_)) {
     skip = -gap;
@@ -61,25 +64,52 @@ void SoundQueue::Append(const AVFrame& frame, std::int64_t start) {
   const auto bytes = [this](std::int64_t samples) {
     return samples * static_cast<std::ptrdiff_t>(sampleBytes_);
   };
-  bytes_.insert(bytes_.end(), out.begin() + bytes(skip), out.begin() + bytes(got));
+  if (stretches_.empty() || stretches_.back().silence > 0) stretches_.emplace_back();
+  std::vector<std::uint8_t>& all = stretches_.back().bytes;
+  all.insert(all.end(), out.begin() + bytes(skip), out.begin() + bytes(got));
   end_ += got - skip;
+  samples_ += got - skip;
 }
 
 void SoundQueue::PadTo(std::int64_t samples) {
   const std::int64_t missing = samples - Samples();
   if (missing <= 0) return;
-  bytes_.resize(bytes_.size() + static_cast<std::size_t>(missing) * sampleBytes_);
+  AppendSilence(missing);
   end_ += missing;
   padded_ = true;
 }
 
-void SoundQueue::Take(std::int64_t samples, std::size_t stride, std::uint8_t* out) {
-  for (std::int64_t i = 0; i < samples; ++i, out += stride, taken_ += sampleBytes_) {
-    std::memcpy(out, bytes_.data() + taken_, sampleBytes_);
+std::int64_t SoundQueue::TakeOfFirst(std::int64_t samples, std::size_t stride, std::uint8_t* out) {
+  Stretch& first = stretches_.front();
+  if (first.silence > 0) {
+    const std::int64_t count = std::min(samples, first.silence);
+    for (std::int64_t i = 0; i < count; ++i, out += stride) std::memset(out, 0, sampleBytes_);
+    first.silence -= count;
+    if (first.silence == 0) stretches_.pop_front();
+    return count;
   }
-  if (taken_ * 2 < bytes_.size()) return;
-  bytes_.erase(bytes_.begin(), bytes_.begin() + static_cast<std::ptrdiff_t>(taken_));
-  taken_ = 0;
+  const auto there = static_cast<std::int64_t>((first.bytes.size() - first.taken) / sampleBytes_);
+  const std::int64_t count = std::min(samples, there);
+  for (std::int64_t i = 0; i < count; ++i, out += stride, first.taken += sampleBytes_) {
+    std::memcpy(out, first.bytes.data() + first.taken, sampleBytes_);
+  }
+  if (count == there) {
+    stretches_.pop_front();
+  } else if (first.taken * 2 >= first.bytes.size()) {
+    first.bytes.erase(first.bytes.begin(),
+                      first.bytes.begin() + static_cast<std::ptrdiff_t>(first.taken));
+    first.taken = 0;
+  }
+  return count;
+}
+
+void SoundQueue::Take(std::int64_t samples, std::size_t stride, std::uint8_t* out) {
+  samples_ -= samples;
+  while (samples > 0) {
+    const std::int64_t taken = TakeOfFirst(samples, stride, out);
+    samples -= taken;
+    out += static_cast<std::size_t>(taken) * stride;
+  }
 }
 
 SoundTracks::SoundTracks(const std::vector<const AVCodecContext*>& decoders)

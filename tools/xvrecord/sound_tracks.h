@@ -1,5 +1,6 @@
 #pragma once
 
+#include <deque>
 #include <vector>
 
 #include "xvrecord/input.h"
@@ -22,9 +23,10 @@ class SoundQueue {
 
   int Channels() const { return layout_.nb_channels; }
   std::size_t SampleBytes() const { return sampleBytes_; }  // of all channels
-  std::int64_t Samples() const;
+  std::int64_t Samples() const { return samples_; }
   std::int64_t End() const { return end_; }
-  // `start`: time of the frame from the first picture on, in samples of the queue's rate.
+  // `start`: time of the frame from the first picture on, in samples of the queue's rate. A gap is
+  // silence, unless it is longer than a day: such a stamp is wrong.
   void Append(const AVFrame& frame, std::int64_t start);
   // Silence up to so many samples in the queue; what comes later for that time is left out.
   void PadTo(std::int64_t samples);
@@ -32,12 +34,22 @@ class SoundQueue {
   void Take(std::int64_t samples, std::size_t stride, std::uint8_t* out);
 
  private:
+  void AppendSilence(std::int64_t samples);
+  // Of the first stretch, `samples` at most; how many they were.
+  std::int64_t TakeOfFirst(std::int64_t samples, std::size_t stride, std::uint8_t* out);
+
   SwrContext* swr_ = nullptr;
   AVChannelLayout layout_{};
   int rate_;
   std::size_t sampleBytes_;
-  std::vector<std::uint8_t> bytes_;
-  std::size_t taken_ = 0;  // bytes at the front that have been taken
+  // A stretch of the queue: silence, or bytes of samples.
+  struct Stretch {
+    std::int64_t silence = 0;  // samples
+    std::vector<std::uint8_t> bytes;
+    std::size_t taken = 0;  // of the bytes
+  };
+  std::deque<Stretch> stretches_;
+  std::int64_t samples_ = 0;  // in all stretches
   bool padded_ = false;
   std::int64_t end_ = 0;  // samples from the first picture on
 };
