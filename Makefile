@@ -10,7 +10,7 @@ JOBS ?= $(shell nproc)
 export CCACHE_SLOPPINESS = pch_defines,time_macros
 
 .PHONY: record build all test bench asan tsan clang vpl format format-check lint install uninstall deb \
-        packages packages-python packages-test packages-bench packages-lint clean matrix sweep fuzz mutants
+        packages packages-python packages-test packages-bench packages-lint clean matrix sweep fuzz soak mutants
 
 record: build
 	build/release/bin/xvrecord -y -a "$(ATTRIBUTES)" "$(INPUT)" "$(OUTPUT)"
@@ -101,10 +101,15 @@ format-check:
 
 FUZZ_SECONDS ?= 60
 fuzz: packages-test
+	cmake --preset fuzz -DXVWRITER_BUILD_TESTS=ON -DXVWRITER_BUILD_BENCHMARKS=OFF -DXVWRITER_BUILD_EXAMPLES=OFF
+	cmake --build --preset fuzz --target fuzz_programs -j $(JOBS)
+	FUZZ_SECONDS=$(FUZZ_SECONDS) JOBS=$(JOBS) scripts/fuzz.sh build/fuzz/bin
+
+SOAK_SECONDS ?= 1800
+soak: packages-test
 	$(call configure,-DXVWRITER_BUILD_TESTS=ON)
-	cmake --build --preset release --target captions_fuzz picture_fuzz -j $(JOBS)
-	for f in caption_pairs insert_offset anc_reader picture_conversion; do \
-	  build/release/bin/fuzz_$$f -max_total_time=$(FUZZ_SECONDS) -max_len=65536 -verbosity=0 || exit 1; done
+	cmake --build --preset release --target soak -j $(JOBS)
+	build/release/bin/soak --seconds $(SOAK_SECONDS)
 
 # TIDY=all has clang-tidy read every file, not only those that differ from the main branch.
 lint: packages-lint

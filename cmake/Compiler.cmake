@@ -42,6 +42,18 @@ if(XV_SANITIZE)
   endif()
 endif()
 
+# What a packager's build flags harden, with any builder: overruns of the stack and of known buffers
+# end the program, tables of addresses are read-only once it runs, programs lie at random places, and
+# no symbol of a host takes the place of ours. Sanitizers have their own.
+include(CheckPIESupported)
+check_pie_supported()
+if(PROJECT_IS_TOP_LEVEL AND NOT XV_SANITIZE)
+  add_compile_options(-fstack-protector-strong
+    $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+  add_link_options(-Wl,-z,relro,-z,now,-z,noexecstack
+    $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,SHARED_LIBRARY>:-Wl,-Bsymbolic>)
+endif()
+
 add_library(xv_warnings INTERFACE)
 target_compile_options(xv_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor
   # GCC 12 sees overlaps and overflows in std::string that are not there.

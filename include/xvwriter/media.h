@@ -269,7 +269,7 @@ struct XV_VID_PROPS {
 // sides that they belong to, low frequency is left out, mono is weighed so that it does not clip.
 struct XV_AUD_PROPS {
   std::int32_t nChannels;       // 1 to 32; negative: no sound, whatever else is said
-  std::int32_t nSamplesPerSec;  // Hz, above 800
+  std::int32_t nSamplesPerSec;  // Hz, above 800, up to 16777216
   std::int32_t nBitsPerSample;  // 16; 20 or 24, each in 3 bytes; 32; -32: 32-bit float, 1.0 is full
   // Tracks of the output. Bit i: a track ends with channel i; the last channel ends one in any
   // case. 0 makes one track of all, 0xFFFFFFFF one of each, 0xAAAAAAAA pairs. "split_channels" and

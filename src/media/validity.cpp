@@ -29,9 +29,11 @@ bool VideoPropsValid(const XV_VID_PROPS& vid, bool strict) {
 }
 
 bool AudioPropsInRange(const XV_AUD_PROPS& aud) {
+  // Far above any sound. A frame of a number that was never set would take gigabytes of silence.
+  constexpr std::int32_t kHighestRate = 1 << 24;
   if (aud.nChannels < 0) return true;
   return aud.nChannels >= 1 && aud.nChannels <= 32 && aud.nSamplesPerSec > 800 &&
-         IsSampleWidth(aud.nBitsPerSample);
+         aud.nSamplesPerSec <= kHighestRate && IsSampleWidth(aud.nBitsPerSample);
 }
 
 bool AudioPropsValid(const XV_AUD_PROPS& aud, bool strict) {

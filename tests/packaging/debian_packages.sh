@@ -38,6 +38,27 @@ expect_depends xvwriterffm-tools "libxvwriterffm1 \(= $version\)" 'libavformat[0
 dpkg-deb -I "$stage/packages"/libxvwriterffm1_*.deb shlibs | grep -q '^libxvwriterffm 1 ' ||
   fail "libxvwriterffm1 does not say which library it has"
 
+# expect_hardened FILE: what a reader of ELF files sees of it.
+expect_hardened() {
+  local head dynamic symbols
+  head=$(readelf -hlW "$1") dynamic=$(readelf -dW "$1") symbols=$(readelf --dyn-syms -W "$1")
+  grep -q 'Type: *DYN' <<<"$head" || fail "$1 lies at a fixed place"
+  grep -q GNU_RELRO <<<"$head" || fail "$1 leaves its tables writable"
+  ! grep -E 'GNU_STACK.*RWE' <<<"$head" || fail "$1 has a stack that can be run"
+  grep -qE 'FLAGS.*NOW' <<<"$dynamic" || fail "$1 binds its calls when they are made"
+  ! grep -E 'R(UN)?PATH.*(\[:|::|:\]|\[[^$/])' <<<"$dynamic" || fail "$1 loads from the current folder"
+  grep -q __stack_chk_fail <<<"$symbols" || fail "$1 has no guard on its stack"
+}
+for program in xvrecord xvfollow xvhw; do expect_hardened "$root/usr/bin/$program"; done
+find "$root/usr/lib" -name '*.so*' -type f >"$stage/modules.txt"
+while read -r module; do expect_hardened "$module"; done <"$stage/modules.txt"
+shared=$(grep '/libxvwriterffm\.so' "$stage/modules.txt")
+readelf -dW "$shared" | grep -q SYMBOLIC || fail "a host's symbols take the place of the library's"
+readelf --dyn-syms -W "$shared" | grep -q '__[a-z]*_chk@' || fail "the library is not fortified"
+foreign=$(readelf --dyn-syms -W "$shared" | awk '$7 != "UND" && $5 != "LOCAL" {print $8}' |
+  grep -vE '^(Xv|Dll|XVWRITER_1)' | grep -v '^Name$' | grep . || true)
+[ -z "$foreign" ] || fail "the library shows $foreign"
+
 library=$(find "$root/usr/lib" -name libxvwriterffm.so.1 -printf '%h')
 rm -rf "${tree:?}/${library#"$root/usr/"}" # only the unpacked library is left to be found
 host_by_cmake "$library/cmake/XvWriterFFM"

@@ -159,11 +159,16 @@ TEST(BadInput, FramesWithNothingToTakeOpenNothing) {
 
 TEST(BadInput, SoundThatIsNotValidIsLeftOut) {
   TemporaryFolder folder;
-  Feed feed{.channels = 33};
-  std::string noted;
-  ASSERT_EQ(Record(folder / "a.mp4", kAttributes, feed, 3, &noted), S_OK);
-  EXPECT_THAT(noted, testing::HasSubstr("33 channels"));
-  EXPECT_EQ(Probe(folder / "a.mp4").Count(AVMEDIA_TYPE_AUDIO), 0);
+  Feed feed;
+  for (const auto& [channels, rate, words] :
+       {std::tuple{33, 48000, "33 channels"}, {2, (1 << 24) + 1, "16777217 Hz"}}) {
+    feed.channels = channels;
+    feed.sampleRate = rate;
+    std::string noted;
+    ASSERT_EQ(Record(folder / "a.mp4", kAttributes, feed, 3, &noted), S_OK);
+    EXPECT_THAT(noted, testing::HasSubstr(words));
+    EXPECT_EQ(Probe(folder / "a.mp4").Count(AVMEDIA_TYPE_AUDIO), 0);
+  }
   feed.width = 0;
   EXPECT_EQ(Record(folder / "a.wav", "", feed, 1), XV_E_NO_VALID_MEDIA);
 }
