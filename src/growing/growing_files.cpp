@@ -1,13 +1,23 @@
 #include "growing/growing_files.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "base/text.h"
-#include "platform/paths.h"
 #include "platform/whole_file.h"
+
+extern "C" {
+#include <libavutil/avstring.h>
+}
 
 namespace xv {
 namespace {
 
 constexpr std::int64_t kHeaderFrames = 25;
+
+// Matroska's muxer keeps a cluster in memory until it is closed, by itself for up to five seconds.
+constexpr char kClusterTime[] = "cluster_time_limit";
+constexpr char kShortCluster[] = "500";  // ms
 
 // Their readers find all they need in the stream itself. "adtc" names no format; nothing is matched
 // by it.
@@ -16,13 +26,9 @@ constexpr const char* kNoHeaderFile[] = {"mp3",     "ac3", "adtc",   "mpeg", "im
 
 }  // namespace
 
-std::string HeaderPath(const std::string& target) { return AppendBeforeExtension(target, ".hdr"); }
-
-bool WantsHeaderFile(const AVOutputFormat& format) {
-  for (const char* name : kNoHeaderFile) {
-    if (EqualsNoCase(format.name, name)) return false;
-  }
-  return true;
+bool WantsHeaderFile(std::string_view format) {
+  return std::none_of(std::begin(kNoHeaderFile), std::end(kNoHeaderFile),
+                      [&](const char* name) { return EqualsNoCase(format, name); });
 }
 
 void FinishHeaderFile(SecondOutput& headerFile, std::int64_t frameNumber) {
@@ -35,9 +41,9 @@ std::unique_ptr<GrowingFiles> GrowingFiles::Open(const std::string& target,
                                                  std::unique_ptr<SecondOutput>* headerFile) {
   std::unique_ptr<GrowingFiles> files(new GrowingFiles(report));
   const std::string header = HeaderPath(target);
-  // One of an earlier recording would mislead a reader.
-  (void)RemoveFile(header);
-  if (WantsHeaderFile(format)) {
+  const bool free = !FileExists(header);
+  if (!free) report.Fail("header file", header, XV_E_FILE_EXISTS);
+  if (free && WantsHeaderFile(format.name)) {
     auto second = std::make_unique<SecondOutput>(report);
     if (!second->output().Allocate(header, format.name).Failed()) {
       files->headerPath_ = header;
@@ -49,6 +55,11 @@ std::unique_ptr<GrowingFiles> GrowingFiles::Open(const std::string& target,
   report.Fail("index", files->index_.path(), created);
   headerFile->reset();
   return nullptr;
+}
+
+void GrowingFiles::HoldBackLess(const AVOutputFormat& format, AvDictionary& options) {
+  const bool clusters = av_match_name(format.name, "matroska,webm") != 0;
+  if (clusters && options.Find(kClusterTime) == nullptr) options.Set(kClusterTime, kShortCluster);
 }
 
 void GrowingFiles::Locate(Output& main, bool lowLevel) {

@@ -133,10 +133,10 @@ int GrowingHooks::WritePacket(AVPacket& packet) {
   } else {
     CorrectRecord(record);
   }
-  // A reader must find in the file what the record names.
   avio_flush(io);
-  if (sink_->Flush().Failed()) return result;
-  (void)index_.Append(record, matched ? record.stream == 0 : isVideo);
+  records_.Add(record, matched ? record.stream == 0 : isVideo);
+  // A reader must find in the file what the record names.
+  if (records_.pace() == RecordPace::kEachPacket) (void)sink_->Flush();
   return result;
 }
 

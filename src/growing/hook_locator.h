@@ -11,7 +11,7 @@ namespace xv {
 // others answer E_NOTIMPL.
 class GrowingHooks final : public PacketLocator, private SinkObserver {
  public:
-  explicit GrowingHooks(GrowingIndex& index) : index_(index) {}
+  explicit GrowingHooks(RecordFile& records) : records_(records) {}
   ~GrowingHooks() override { Remove(); }
   GrowingHooks(const GrowingHooks&) = delete;
   GrowingHooks& operator=(const GrowingHooks&) = delete;
@@ -34,10 +34,11 @@ class GrowingHooks final : public PacketLocator, private SinkObserver {
   static int HookBitstream(AVFormatContext* context, AVStream* stream, const AVPacket* packet);
 
   void OnSinkWrite(const std::uint8_t* data, int bytes, std::int64_t position) override;
+  void OnSinkFlushed() override { records_.WriteWaiting(); }
   int WritePacket(AVPacket& packet);
   void CorrectRecord(IndexRecord& record) const;
 
-  GrowingIndex& index_;
+  RecordFile& records_;
   AVFormatContext* context_ = nullptr;
   FileSink* sink_ = nullptr;
   void* savedOpaque_ = nullptr;

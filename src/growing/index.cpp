@@ -1,8 +1,10 @@
 #include "growing/index.h"
 
 #include <cstring>
+#include <utility>
 #include <vector>
 
+#include "base/guard.h"
 #include "base/text.h"
 #include "platform/paths.h"
 #include "platform/whole_file.h"
@@ -82,24 +84,44 @@ IndexRecord DecodeIndexRecord(const std::uint8_t* bytes) {
 std::string IndexPath(const std::string& target) { return target + ".idx"; }
 
 Status GrowingIndex::Create(const std::string& target, bool hasHeaderFile) {
-  path_ = IndexPath(target);
-  RETURN_IF_FAILED(file_.Create(path_));
-  HideFile(path_);
   const std::u16string name = Utf16FromUtf8(FileNamePart(target));
   std::vector<std::uint8_t> head(kMagic, kMagic + sizeof(kMagic));
   head.resize(8);
   AppendName(head, name);
   AppendName(head, hasHeaderFile ? name : std::u16string());
   Store(&head[4], static_cast<std::uint32_t>(head.size() - sizeof(kMagic)));
-  return file_.Write(head.data(), head.size());
+  return CreateWithHead(IndexPath(target), head.data(), head.size());
 }
 
-Status GrowingIndex::Append(const IndexRecord& record, bool counts) {
-  if (failure_.Failed()) return failure_;
+Status RecordFile::CreateWithHead(const std::string& path, const void* head, std::size_t bytes) {
+  path_ = path;
+  RETURN_IF_FAILED(file_.CreateNew(path));
+  HideFile(path);
+  const Status written = file_.Write(head, bytes);
+  if (written.Failed()) (void)RemoveFile(path);
+  return written;
+}
+
+void RecordFile::Add(const IndexRecord& record, bool counts) {
+  if (failure_.Failed()) return;
   const auto bytes = EncodeIndexRecord(record);
-  failure_ = file_.Write(bytes.data(), bytes.size());
-  if (!failure_.Failed() && counts && ++counted_ % kFlushEvery == 0) failure_ = file_.Flush();
-  return failure_;
+  // A muxer that cannot pass exceptions on is the caller.
+  failure_ = Guarded([&] {
+    waiting_.insert(waiting_.end(), bytes.begin(), bytes.end());
+    return S_OK;
+  });
+  if (counts && ++counted_ % kFlushEvery == 0) flushDue_ = true;
+}
+
+void RecordFile::WriteWaiting() {
+  if (!waiting_.empty() && !failure_.Failed()) failure_ = Append();
+}
+
+Status RecordFile::Append() {
+  RETURN_IF_FAILED(file_.Write(waiting_.data(), waiting_.size()));
+  waiting_.clear();
+  const bool flush = std::exchange(flushDue_, false) && pace_ == RecordPace::kEachPacket;
+  return flush ? file_.Flush() : Status();
 }
 
 Status IndexReader::Open(const std::string& path) {
@@ -121,6 +143,11 @@ Status IndexReader::Open(const std::string& path) {
   hasHeaderFile_ = !second.empty();
   at_ = std::int64_t{4} + size;
   return S_OK;
+}
+
+Status IndexReader::OpenRecords(const std::string& path, std::int64_t at) {
+  at_ = at;
+  return file_.OpenRead(path);
 }
 
 Status IndexReader::Next(IndexRecord* record) {

@@ -5,11 +5,11 @@
 
 namespace xv {
 
-std::unique_ptr<PacketLocator> MakePacketLocator(GrowingIndex& index) {
+std::unique_ptr<PacketLocator> MakePacketLocator(RecordFile& records) {
 #if XV_PUBLIC_PACKET_LOCATOR || LIBAVFORMAT_VERSION_MAJOR != 59
-  return std::make_unique<GrowingTable>(index);
+  return std::make_unique<GrowingTable>(records);
 #else
-  return std::make_unique<GrowingHooks>(index);
+  return std::make_unique<GrowingHooks>(records);
 #endif
 }
 

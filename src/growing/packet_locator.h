@@ -10,7 +10,7 @@
 
 namespace xv {
 
-// Finds where a muxer puts each packet in its file and gives it a record in the index. There are
+// Finds where a muxer puts each packet in its file and gives it a record. There are
 // two ways: hook_locator.h stands in the muxer's place, table_locator.h looks at the written bytes
 // alone. One caller at a time (the output's lock).
 class PacketLocator : public PacketWriter {
@@ -23,7 +23,7 @@ class PacketLocator : public PacketWriter {
 };
 
 // The hooks where this build of FFmpeg has them, else the table.
-std::unique_ptr<PacketLocator> MakePacketLocator(GrowingIndex& index);
+std::unique_ptr<PacketLocator> MakePacketLocator(RecordFile& records);
 
 // What both ways put into a record before they know where its bytes lie: pictures count their
 // distance from the last key picture.

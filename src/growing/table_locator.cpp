@@ -180,9 +180,9 @@ void GrowingTable::Complete(Track& track, std::int64_t position) {
   record.position = matched ? packet.payloadAt : packetAt_;
   if (!matched || packet.inPieces)
     record.size = static_cast<std::uint32_t>(position - record.position);
+  records_.Add(record, matched ? record.stream == 0 : packet.isVideo);
   // A reader must find in the file what the record names.
-  if (sink_->Flush().Failed()) return;
-  (void)index_.Append(record, matched ? record.stream == 0 : packet.isVideo);
+  if (records_.pace() == RecordPace::kEachPacket) (void)sink_->Flush();
 }
 
 }  // namespace xv

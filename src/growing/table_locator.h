@@ -15,7 +15,7 @@ namespace xv {
 // see the shift by which some muxers avoid negative ones, and mxf's edit units.
 class GrowingTable final : public PacketLocator, private SinkObserver {
  public:
-  explicit GrowingTable(GrowingIndex& index) : index_(index) {}
+  explicit GrowingTable(RecordFile& records) : records_(records) {}
   ~GrowingTable() override { Remove(); }
   GrowingTable(const GrowingTable&) = delete;
   GrowingTable& operator=(const GrowingTable&) = delete;
@@ -43,6 +43,7 @@ class GrowingTable final : public PacketLocator, private SinkObserver {
   };
 
   void OnSinkWrite(const std::uint8_t* data, int bytes, std::int64_t position) override;
+  void OnSinkFlushed() override { records_.WriteWaiting(); }
   Status PrepareChunks(AVFormatContext& context);
   int WriteChunks(Track& track, AVPacket* packet);
   int Hand(AVPacket* packet);
@@ -52,7 +53,7 @@ class GrowingTable final : public PacketLocator, private SinkObserver {
   Track* NextWritten();
   void Complete(Track& track, std::int64_t position);
 
-  GrowingIndex& index_;
+  RecordFile& records_;
   RecordBuilder builder_;
   AVFormatContext* context_ = nullptr;
   FileSink* sink_ = nullptr;

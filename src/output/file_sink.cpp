@@ -3,14 +3,17 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "base/guard.h"
+#include "platform/clock.h"
 #include "platform/paths.h"
 
 namespace xv {
 namespace {
 
-constexpr int kIoBufferBytes = 64 << 10;        // FFmpeg's own, for single numbers
-constexpr std::size_t kGatherBytes = 1 << 20;   // small writes gather up to this much
-constexpr std::size_t kLargeWrite = 128 << 10;  // from here on a write is not copied
+constexpr int kIoBufferBytes = 64 << 10;              // FFmpeg's own, for single numbers
+constexpr std::size_t kGatherBytes = 1 << 20;         // small writes gather up to this much
+constexpr std::size_t kLargeWrite = 128 << 10;        // from here on a write is not copied
+constexpr std::int64_t kLongestWait = 1'000'000'000;  // ns
 constexpr std::int64_t kTrailerReserve = 2 << 20;
 
 }  // namespace
@@ -42,8 +45,12 @@ Status FileSink::MakeIo(bool seekable) {
 int FileSink::OnWrite(void* opaque, WrittenBytes data, int bytes) {
   auto& self = *static_cast<FileSink*>(opaque);
   if (bytes <= 0) return 0;
-  if (self.observer_ != nullptr) self.observer_->OnSinkWrite(data, bytes, self.position_);
-  const Status written = self.Write(data, static_cast<std::size_t>(bytes));
+  const Status written = Guarded([&] {
+    if (self.observer_ != nullptr) self.observer_->OnSinkWrite(data, bytes, self.position_);
+    const auto count = static_cast<std::size_t>(bytes);
+    return self.readBack_ ? self.readBack_->Write(data, count, self.position_)
+                          : self.Write(data, count);
+  });
   self.position_ += bytes;
   self.size_ = std::max(self.size_, self.position_);
   if (!written.Failed()) return bytes;
@@ -70,9 +77,13 @@ Status FileSink::Write(const std::uint8_t* data, std::size_t bytes) {
     RETURN_IF_FAILED(Flush());
   }
   if (bytes >= kLargeWrite) return WriteThrough(data, bytes, position_);
-  if (pending_.empty()) pendingAt_ = position_;
+  const std::int64_t now = SystemClock().SteadyNanoseconds();
+  if (pending_.empty()) {
+    pendingAt_ = position_;
+    pendingSince_ = now;
+  }
   pending_.insert(pending_.end(), data, data + bytes);
-  return S_OK;
+  return now - pendingSince_ < kLongestWait ? Status() : Flush();
 }
 
 Status FileSink::WriteThrough(const std::uint8_t* data, std::size_t bytes, std::int64_t at) {
@@ -80,12 +91,34 @@ Status FileSink::WriteThrough(const std::uint8_t* data, std::size_t bytes, std::
 }
 
 Status FileSink::Flush() {
-  if (pending_.empty()) return S_OK;
-  // What a full disk refuses stays here: the trailer's space may yet take it.
-  const Status written = WriteThrough(pending_.data(), pending_.size(), pendingAt_);
-  failure_.Update(written);
-  if (!written.Failed()) pending_.clear();
-  return written;
+  if (!pending_.empty()) {
+    // What a full disk refuses stays here: the trailer's space may yet take it.
+    const Status written = WriteThrough(pending_.data(), pending_.size(), pendingAt_);
+    failure_.Update(written);
+    RETURN_IF_FAILED(written);
+    pending_.clear();
+  }
+  if (observer_ != nullptr) observer_->OnSinkFlushed();
+  return S_OK;
+}
+
+AVIOContext* FileSink::OpenReadBack() {
+  const Status opened = Guarded([this]() -> Status {
+    if (readBack_) return E_UNEXPECTED;
+    RETURN_IF_FAILED(Flush());
+    readBack_ = std::make_unique<ReadBack>(file_, size_, shiftLog_);
+    return S_OK;
+  });
+  if (opened.Failed()) return nullptr;
+  AVIOContext* const io = readBack_->io();
+  if (io == nullptr) readBack_.reset();
+  return io;
+}
+
+bool FileSink::CloseReadBack(const AVIOContext* io) {
+  if (!readBack_ || readBack_->io() != io) return false;
+  readBack_.reset();
+  return true;
 }
 
 void FileSink::PrepareForTrailer() {

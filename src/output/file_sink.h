@@ -2,11 +2,14 @@
 
 #include <chrono>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "base/status.h"
 #include "contracts/av_handles.h"
+#include "output/interrupt.h"
+#include "output/read_back.h"
 #include "platform/disk_reserve.h"
 #include "platform/file.h"
 #include "platform/stream_file.h"
@@ -19,15 +22,18 @@ class SinkObserver {
   virtual ~SinkObserver() = default;
   // `data` is the caller's own buffer, `position` where its first byte goes.
   virtual void OnSinkWrite(const std::uint8_t* data, int bytes, std::int64_t position) = 0;
+  // Everything that was handed over is in the file.
+  virtual void OnSinkFlushed() = 0;
 };
 
 // A local output file behind our own AVIOContext. Small writes gather here, large ones go
 // straight to the file, each at its own position, so that a failed write leaves a gap and never
-// shifts what follows. One caller at a time (the output's lock).
-class FileSink {
+// shifts what follows. A write finds nothing waiting for more than a second; what waits while none
+// comes is the caller's to flush. One caller at a time (the output's lock).
+class FileSink : public ReadBackOpener {
  public:
   FileSink() = default;
-  ~FileSink() { (void)Close(); }
+  virtual ~FileSink() { (void)Close(); }
   FileSink(const FileSink&) = delete;
   FileSink& operator=(const FileSink&) = delete;
 
@@ -40,6 +46,11 @@ class FileSink {
   AVIOContext* io() const { return io_.get(); }
   // Null for none; it must outlive the sink or be taken away.
   void SetObserver(SinkObserver* observer) { observer_ = observer; }
+  // Is told how far a move of the whole data has come. Null for none; it must outlive the sink or
+  // be taken away.
+  void SetShiftLog(ShiftLog* log) { shiftLog_ = log; }
+  AVIOContext* OpenReadBack() override;
+  bool CloseReadBack(const AVIOContext* io) override;
   // Everything handed over so far is in the file.
   Status Flush();
   // The first failure of a write, kept.
@@ -71,11 +82,14 @@ class FileSink {
   DiskReserve reserve_;
   AvPtr<AVIOContext> io_;
   std::vector<std::uint8_t> pending_;
-  std::int64_t pendingAt_ = 0;  // file position of pending_
+  std::int64_t pendingAt_ = 0;     // file position of pending_
+  std::int64_t pendingSince_ = 0;  // steady clock, ns
   std::int64_t position_ = 0;
   std::int64_t size_ = 0;
   Status failure_;
   SinkObserver* observer_ = nullptr;
+  ShiftLog* shiftLog_ = nullptr;
+  std::unique_ptr<ReadBack> readBack_;  // while the muxer reads its own file
 };
 
 }  // namespace xv

@@ -1,5 +1,7 @@
 #include "output/interrupt.h"
 
+#include <string_view>
+
 namespace xv {
 namespace {
 
@@ -23,6 +25,11 @@ void IoInterrupt::Attach(AVFormatContext& context) {
 int IoInterrupt::OpenWatched(AVFormatContext* context, AVIOContext** io, const char* url, int flags,
                              AVDictionary** options) {
   auto& self = *static_cast<IoInterrupt*>(context->opaque);
+  const bool reads = (flags & AVIO_FLAG_WRITE) == 0 && context->url != nullptr;
+  if (reads && self.readBack_ != nullptr && std::string_view(url) == context->url) {
+    *io = self.readBack_->OpenReadBack();
+    return *io != nullptr ? 0 : AVERROR(EIO);
+  }
   const int result = self.open_(context, io, url, flags, options);
   if (result >= 0) self.Watch(*io);
   return result;
@@ -30,6 +37,7 @@ int IoInterrupt::OpenWatched(AVFormatContext* context, AVIOContext** io, const c
 
 int IoInterrupt::CloseWatched(AVFormatContext* context, AVIOContext* io) {
   auto& self = *static_cast<IoInterrupt*>(context->opaque);
+  if (self.readBack_ != nullptr && self.readBack_->CloseReadBack(io)) return 0;
   self.Forget(io);  // it is freed ahead of the end of its connection
   return self.close_(context, io);
 }

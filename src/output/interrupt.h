@@ -9,6 +9,18 @@
 
 namespace xv {
 
+// Opens the file that a muxer writes a second time, for reading.
+class ReadBackOpener {
+ public:
+  // Null when it cannot be read.
+  virtual AVIOContext* OpenReadBack() = 0;
+  // False for a context of somebody else.
+  virtual bool CloseReadBack(const AVIOContext* io) = 0;
+
+ protected:
+  ~ReadBackOpener() = default;
+};
+
 // Breaks off network and file calls of one FFmpeg context that make no progress: that write no byte
 // for a time. GiveUp may come from any thread, the rest from whoever holds the output's lock.
 class IoInterrupt {
@@ -19,6 +31,8 @@ class IoInterrupt {
   // `context` and the contexts that its muxer makes within are broken off by this, and what their
   // own files and connections write counts as progress. This outlives them.
   void Attach(AVFormatContext& context);
+  // What the muxer reads of the context's own file comes from there; null: from FFmpeg.
+  void ReadBackThrough(ReadBackOpener* opener) { readBack_ = opener; }
   // What this one writes counts as progress, until Forget.
   void Watch(const AVIOContext* io) { watched_.push_back(io); }
   void Forget(const AVIOContext* io) { std::erase(watched_, io); }
@@ -42,6 +56,7 @@ class IoInterrupt {
   std::chrono::milliseconds timeout_{10'000};
   std::vector<const AVIOContext*> watched_;
   std::int64_t written_ = 0;  // by the watched ones, when the clock was started
+  ReadBackOpener* readBack_ = nullptr;
   decltype(AVFormatContext::io_open) open_ = nullptr;  // FFmpeg's own
   decltype(AVFormatContext::io_close2) close_ = nullptr;
   std::atomic<std::int64_t> deadline_{INT64_MAX};  // steady clock, ns

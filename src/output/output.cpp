@@ -53,6 +53,7 @@ Status Output::OpenFile(AvDictionary& options) {
     // A reader gets each packet at once.
     if (sink.IsStream()) context->flush_packets = 1;
     context->pb = sink.io();
+    if (!sink.IsStream()) interrupt.ReadBackThrough(&sink);
     context->flags |= AVFMT_FLAG_CUSTOM_IO;
     return S_OK;
   }
@@ -119,6 +120,13 @@ Status Output::WriteTrailer() {
   status.Update(StatusFromAvError(finished));
   status.Update(StatusFromAvError(result));
   return status;
+}
+
+void Output::FlushWaiting() {
+  const std::lock_guard guard(lock);
+  if (!headerWritten || context->pb == nullptr || context->pb != sink.io()) return;
+  avio_flush(context->pb);
+  (void)sink.Flush();
 }
 
 Status Output::CloseFile() {

@@ -63,6 +63,8 @@ struct Output {
   Status WriteHeader(AvDictionary& options);
   // Hands the packet to the muxer, which takes its reference.
   Status WriteInterleaved(AVPacket* packet);
+  // While no packets come: what waits on its way to a local file goes into it.
+  void FlushWaiting();
   // The trailer, if there was a header.
   Status WriteTrailer();
   Status CloseFile();

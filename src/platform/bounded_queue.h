@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
@@ -47,6 +48,11 @@ class BoundedQueue {
     return Add(std::move(item), false);
   }
 
+  // Waits for an item or the end, so that Pop need not. False when neither came in that time.
+  bool AwaitItem(std::chrono::milliseconds longest) {
+    std::unique_lock guard(lock_);
+    return filled_.wait_for(guard, longest, [this] { return ended_ || !items_.empty(); });
+  }
   // Waits for the oldest item. Nothing once the queue has ended and is empty.
   std::optional<T> Pop() {
     std::unique_lock guard(lock_);

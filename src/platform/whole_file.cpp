@@ -116,6 +116,11 @@ bool FileExists(const std::string& path) {
   return StatOf(path, &info).Ok();
 }
 
+bool IsPlainFile(const std::string& path) {
+  struct stat info {};
+  return StatOf(path, &info, AT_SYMLINK_NOFOLLOW).Ok() && S_ISREG(info.st_mode);
+}
+
 bool MayWriteFile(const std::string& path) {
   struct stat info {};
   if (stat(path.c_str(), &info) != 0) return false;

@@ -27,6 +27,8 @@ Status ReplaceWholeFile(const std::string& path, const void* data, std::size_t b
 // A missing file is the status of ENOENT.
 Status RemoveFile(const std::string& path);
 bool FileExists(const std::string& path);
+// A plain file of that name: no link to one, no folder, no device.
+bool IsPlainFile(const std::string& path);
 // The file is there and this process may write it. Whoever takes the write permission away wants
 // the file to stay as it is, also before root.
 bool MayWriteFile(const std::string& path);

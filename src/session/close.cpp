@@ -13,6 +13,9 @@ void CloseOutputs(Outputs& outputs, Tracks& tracks) {
   }
   if (outputs.growing) outputs.growing->Close(outputs.main);
   outputs.growing.reset();
+  // The last to go: it also tells where faststart has moved what the index names.
+  if (outputs.recovery) outputs.recovery->Close(outputs.main);
+  outputs.recovery.reset();
   const FFmpegGuard guard(FFmpegLock());
   tracks.Clear();
   (void)outputs.main.CloseFile();
@@ -27,6 +30,7 @@ Status FinishMain(Session& session) {
   Status result = outputs.main.WriteTrailer();
   result.Update(outputs.main.CloseFile());
   if (result.Failed() && outputs.growing) outputs.growing->Keep();
+  if (result.Failed() && outputs.recovery) outputs.recovery->Keep();
   // A packet that failed earlier has said why.
   if (result.Failed() && !session.failure.status().Failed()) {
     session.stats.Fail("closing", outputs.main.Explanation(), result);

@@ -1,6 +1,7 @@
 #include "session/encoder_ffm.h"
 
 #include <algorithm>
+#include <chrono>
 
 #include "base/guard.h"
 #include "platform/clock.h"
@@ -14,6 +15,7 @@ namespace xv {
 namespace {
 
 constexpr std::uint32_t kWorkerGrace = 1000;  // ms until the first warning
+constexpr std::chrono::seconds kIdleFlush{1};
 
 }  // namespace
 
@@ -177,9 +179,15 @@ void CEncoderFFM::EncodeSoundAlone() {
   session_.outputs.EndPass(++session_.host.frames);
 }
 
+// The next picture. While none comes, nothing waits on its way to the file.
+std::optional<QueuedFrame> CEncoderFFM::NextFrame() {
+  while (!session_.queue.AwaitItem(kIdleFlush)) session_.outputs.main.FlushWaiting();
+  return session_.queue.Pop();
+}
+
 void CEncoderFFM::WorkerMain() {
   const Status ended = Guarded([this] {
-    while (const auto frame = session_.queue.Pop()) {
+    while (const auto frame = NextFrame()) {
       NoteQueue();
       if (frame->frame && !session_.isOpen && StopsAtOnce()) {
         session_.stats.CountDrop();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 
 #include "contracts/encoder_base.h"
 #include "platform/thread.h"
@@ -49,6 +50,7 @@ class CEncoderFFM final : public XvEncoderBaseLegacy {
   // One pass of the stages: a picture, the sound that goes with it, the side files.
   void EncodePass(const QueuedFrame& frame);
   void EncodeSoundAlone();
+  std::optional<QueuedFrame> NextFrame();
   void WorkerMain();
   void Drain(std::uint32_t timeout);
   void AwaitWorker(std::uint32_t timeout);

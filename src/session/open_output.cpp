@@ -45,12 +45,27 @@ Status WriteHeaderOf(Output& output, const Tracks& tracks, AvDictionary& options
   return output.WriteHeader(options);
 }
 
+// From here on the encoding thread may write what waits.
+void KeepRescuable(Outputs& outputs, const XMLParse::CoXMLNode& attributes, OutputReport& report) {
+  Output& main = outputs.main;
+  const std::lock_guard guard(main.lock);
+  if (!main.headerWritten || main.context->pb != main.sink.io() || main.sink.IsStream()) return;
+  if (outputs.growing) {
+    const bool mxf = EqualsNoCase(main.format->name, "mxf");
+    outputs.growing->Locate(main, attributes.Find(kLowLevelIo).value_or(mxf));
+  }
+  if (attributes.Get(kRecovery)) {
+    outputs.recovery = Recovery::Open(main, outputs.growing != nullptr, report);
+  }
+}
+
 Status OpenMain(Session& session) {
   const XMLParse::CoXMLNode& attributes = *session.plan.attributes;
   Output& main = session.outputs.main;
   AvDictionary options;
   DictForFFmpeg(attributes, SessionAttributes(), options, 0);
   FitToMuxer(main, options, session.use.main);
+  if (session.outputs.growing) GrowingFiles::HoldBackLess(*main.format, options);
   const std::string strictness = MuxerStrictness(attributes);
   if (!strictness.empty()) options.Set("strict", strictness.c_str());
   const Status opened = main.OpenFile(options);
@@ -71,10 +86,7 @@ Status OpenMain(Session& session) {
   }
   // The muxer settles the payload type with its header.
   WriteSdp(main, attributes.Find(kSdp).value_or(DefaultSdpPath()), session.stats);
-  if (session.outputs.growing) {
-    const bool mxf = EqualsNoCase(main.format->name, "mxf");
-    session.outputs.growing->Locate(main, attributes.Find(kLowLevelIo).value_or(mxf));
-  }
+  KeepRescuable(session.outputs, attributes, session.stats);
   NoteLeft(options, session.use.main);
   return S_OK;
 }

@@ -8,7 +8,6 @@
 #include "platform/folders.h"
 #include "platform/paths.h"
 #include "platform/stream_file.h"
-#include "platform/whole_file.h"
 #include "session/session_attributes.h"
 
 namespace xv {
@@ -50,11 +49,7 @@ Status CreateOutputs(Outputs& outputs, TargetPlan& plan, const XMLParse::CoXMLNo
   plan.ismv = EqualsNoCase(format.name, "ismv");
   if (DefaultCodec(format, AVMEDIA_TYPE_VIDEO) != AV_CODEC_ID_NONE) plan.noFormat = false;
   if ((format.flags & AVFMT_NOFILE) != 0) plan.playWhileRec = false;
-  if (!plan.playWhileRec && !IsUrl(plan.target)) {
-    // Left behind by a recording that was cut off, they would mislead a reader of the new one.
-    (void)RemoveFile(HeaderPath(plan.target));
-    (void)RemoveFile(IndexPath(plan.target));
-  }
+  if (!IsUrl(plan.target)) RemoveLeftSideFiles(plan.target);
   if (plan.playWhileRec) {
     outputs.growing = GrowingFiles::Open(plan.target, format, report, &outputs.second);
   }

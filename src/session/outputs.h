@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "growing/growing_files.h"
+#include "growing/recovery.h"
 #include "output/output.h"
 #include "output/second_output.h"
 
@@ -15,6 +16,7 @@ struct Outputs {
   Output main;
   std::unique_ptr<SecondOutput> second;   // or the header file of a growing recording; may be null
   std::unique_ptr<GrowingFiles> growing;  // index and header file beside a growing recording
+  std::unique_ptr<Recovery> recovery;  // what a writer that dies leaves for its recording; or null
 
   // After each pass of the stages; `frames` counts those encoded.
   void EndPass(std::int64_t frames) {

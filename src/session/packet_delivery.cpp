@@ -10,9 +10,7 @@
 namespace xv {
 namespace {
 
-bool IsImageSequence(const AVFormatContext& context) {
-  return EqualsNoCase(context.oformat->name, "image2");
-}
+bool IsImageSequence(const Output& output) { return EqualsNoCase(output.format->name, "image2"); }
 
 // "a%03d.jpg" gives "a005.jpg", "a.jpg" without a place for the number "a0000005.jpg". A "%" of the
 // folder's name is only a character.
@@ -45,7 +43,7 @@ Status PacketDelivery::WriteLooseFile(const AVPacket& packet) {
 }
 
 Status PacketDelivery::Write(AVPacket& packet) {
-  const bool images = IsImageSequence(*outputs_.main.context);
+  const bool images = IsImageSequence(outputs_.main);
   Status status;
   if (!outputs_.main.path.empty() && (images || savePackets_)) status = WriteLooseFile(packet);
   if (images) return status;

@@ -32,6 +32,14 @@ inline constexpr Attribute<bool> kPlayWhileRec{
     "play_while_rec", kSessionNode, false, {}, "Keeps index files beside the growing file."};
 inline constexpr Attribute<bool> kLowLevelIo{
     "play_while_rec.low_level_io", kSessionNode, {}, {}, "Index positions from the write calls."};
+inline constexpr Attribute<bool> kRecovery{
+    "recovery",
+    kSessionNode,
+    true,
+    {},
+    "Keeps a note beside a growing recording, and beside every mov and mp4 file, until it is "
+    "closed; "
+    "xvfollow --copy rescues the file by it when the writer dies."};
 inline constexpr Attribute<FilePath> kSecondEncoder{
     "second_encoder", kSessionNode, {}, {}, "Target of a second output; its node holds options."};
 inline constexpr Attribute<FilePath> kCaptureFile{

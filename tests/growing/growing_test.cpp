@@ -21,7 +21,9 @@ TEST(GrowingIndex, HasTheDocumentedBytes) {
   GrowingIndex index;
   ASSERT_FALSE(index.Create(target, true).Failed());
   const IndexRecord record{0x0102030405060708, AV_NOPTS_VALUE, -2, 0x11121314, 7, 3, 1, 0x40, true};
-  ASSERT_FALSE(index.Append(record, true).Failed());
+  index.Add(record, true);
+  index.WriteWaiting();
+  ASSERT_FALSE(index.failure().Failed());
   const std::string name = std::string("\xE4\0.\0m\0o\0v\0", 10);
   const std::string expected = std::string("XIDX\x20\0\0\0\x0A\0\0\0", 12) + name +
                                std::string("\x0A\0\0\0", 4) + name +

@@ -19,11 +19,18 @@ void Check(int result, const std::string& output) {
   throw FollowError("Cannot write " + output + ": " + xv::DescribeAvError(result) + ".");
 }
 
+// The tag tells kinds of one codec apart, such as hvc1 and hev1. One that the container does not
+// know for this codec gives way to its own.
+std::uint32_t TagFor(const AVOutputFormat& format, const AVCodecParameters& codec) {
+  const bool known = av_codec_get_id(format.codec_tag, codec.codec_tag) == codec.codec_id;
+  return known ? codec.codec_tag : 0;
+}
+
 void AddStream(AVFormatContext& output, const AVStream& from) {
   AVStream* to = avformat_new_stream(&output, nullptr);
   if (to == nullptr || avcodec_parameters_copy(to->codecpar, from.codecpar) < 0)
     throw std::bad_alloc();
-  to->codecpar->codec_tag = 0;
+  to->codecpar->codec_tag = TagFor(*output.oformat, *from.codecpar);
   to->time_base = from.time_base;
   to->avg_frame_rate = from.avg_frame_rate;
   to->sample_aspect_ratio = from.sample_aspect_ratio;

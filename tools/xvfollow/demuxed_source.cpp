@@ -2,8 +2,8 @@
 #include <map>
 
 #include "growing/index.h"
-#include "platform/file.h"
 #include "xvfollow/recording.h"
+#include "xvfollow/recording_file.h"
 
 namespace xvfollow {
 namespace {
@@ -14,10 +14,7 @@ constexpr int kBufferBytes = 1 << 16;
 // It cannot be moved in, so that a demuxer does not look for tables at an end that is none.
 class FollowedFile {
  public:
-  FollowedFile(const std::string& recording, Growth& growth) : growth_(growth) {
-    if (file_.OpenRead(recording).Failed()) {
-      throw FollowError("The recording " + recording + " cannot be opened.");
-    }
+  FollowedFile(const std::string& recording, Growth& growth) : file_(recording), growth_(growth) {
     auto* buffer = static_cast<unsigned char*>(av_malloc(kBufferBytes));
     io_ = avio_alloc_context(buffer, kBufferBytes, 0, this, &FollowedFile::Read, nullptr, nullptr);
     if (io_ == nullptr) throw std::bad_alloc();
@@ -45,9 +42,10 @@ class FollowedFile {
     auto& self = *static_cast<FollowedFile*>(opaque);
     std::size_t got = 0;
     do {
-      if (self.file_.Read(into, static_cast<std::size_t>(bytes), &got).Failed())
+      if (self.file_.ReadAt(self.at_, into, static_cast<std::size_t>(bytes), &got).Failed())
         return AVERROR(EIO);
       if (got > 0) {
+        self.at_ += static_cast<std::int64_t>(got);
         self.growth_.Progress();
         return static_cast<int>(got);
       }
@@ -55,7 +53,8 @@ class FollowedFile {
     return AVERROR_EOF;
   }
 
-  xv::File file_;
+  RecordingFile file_;
+  std::int64_t at_ = 0;
   Growth& growth_;
   AVIOContext* io_ = nullptr;
 };
@@ -63,7 +62,7 @@ class FollowedFile {
 class DemuxedSource : public PacketSource {
  public:
   DemuxedSource(const std::string& recording, Growth& growth) : recording_(recording) {
-    if (growth.Follows()) {
+    if (growth.Follows() || RecordingFile(recording).HasMoved()) {
       file_ = std::make_unique<FollowedFile>(recording, growth);
       input_ = file_->Open(recording);
     } else {

@@ -1,8 +1,9 @@
 #include <algorithm>
 
 #include "growing/index.h"
-#include "platform/file.h"
+#include "xvfollow/nal_lengths.h"
 #include "xvfollow/recording.h"
+#include "xvfollow/recording_file.h"
 
 namespace xvfollow {
 namespace {
@@ -12,22 +13,20 @@ constexpr std::uint32_t kMostPacketBytes = 1u << 30;
 
 class IndexedSource : public PacketSource {
  public:
-  IndexedSource(const std::string& recording, Input header) : header_(std::move(header)) {
-    if (index_.Open(xv::IndexPath(recording)).Failed()) {
-      throw FollowError("The index of " + recording + " cannot be read.");
-    }
-    if (media_.OpenRead(recording).Failed()) {
-      throw FollowError("The recording " + recording + " cannot be opened.");
-    }
+  IndexedSource(const std::string& recording, Input streams, const PacketTable& table, bool muxed)
+      : media_(recording), streams_(std::move(streams)), muxed_(muxed) {
+    const xv::Status opened =
+        table.at > 0 ? index_.OpenRecords(table.path, table.at) : index_.Open(table.path);
+    if (opened.Failed()) throw FollowError("The index of " + recording + " cannot be read.");
   }
 
-  const AVFormatContext& Streams() const override { return *header_; }
+  const AVFormatContext& Streams() const override { return *streams_; }
 
   bool Next(AVPacket& packet) override {
     for (;;) {
       if (!waiting_ && index_.Next(&record_) != xv::Status(xv::S_OK)) return false;
       waiting_ = false;
-      if (record_.stream >= header_->nb_streams || record_.size > kMostPacketBytes) {
+      if (record_.stream >= streams_->nb_streams || record_.size > kMostPacketBytes) {
         throw FollowError("The index and the header file do not belong together.");
       }
       if (record_.size == 0) continue;
@@ -43,7 +42,7 @@ class IndexedSource : public PacketSource {
     av_packet_unref(&packet);
     std::int64_t extent = 0;
     if (media_.Size(&extent).Failed() || record_.position < 0 ||
-        record_.position + static_cast<std::int64_t>(record_.size) > extent) {
+        record_.position > extent - static_cast<std::int64_t>(record_.size)) {
       return false;
     }
     if (av_new_packet(&packet, static_cast<int>(record_.size)) < 0) throw std::bad_alloc();
@@ -58,20 +57,24 @@ class IndexedSource : public PacketSource {
     packet.duration = record_.duration;
     packet.pos = record_.position;
     packet.flags = record_.key ? AV_PKT_FLAG_KEY : 0;
+    const AVCodecParameters& codec = *streams_->streams[record_.stream]->codecpar;
+    if (muxed_ && HasOwnStartCodes(codec)) RestoreStartCodes(packet.data, record_.size);
     return true;
   }
 
-  Input header_;
+  RecordingFile media_;
+  Input streams_;
+  bool muxed_;
   xv::IndexReader index_;
-  xv::File media_;
   xv::IndexRecord record_;
   bool waiting_ = false;
 };
 
 }  // namespace
 
-std::unique_ptr<PacketSource> OpenIndexed(const std::string& recording, Input header) {
-  return std::make_unique<IndexedSource>(recording, std::move(header));
+std::unique_ptr<PacketSource> OpenIndexed(const std::string& recording, Input streams,
+                                          const PacketTable& table, bool muxed) {
+  return std::make_unique<IndexedSource>(recording, std::move(streams), table, muxed);
 }
 
 }  // namespace xvfollow

@@ -10,6 +10,7 @@
 #include "xvfollow/recording.h"
 
 extern "C" {
+#include <libavutil/common.h>
 #include <libavutil/log.h>
 }
 
@@ -47,7 +48,7 @@ class Totals {
     if (key) ++one.keys;
     if (pts == AV_NOPTS_VALUE) return;
     const double unit = av_q2d(streams_.streams[stream]->time_base);
-    one.end = std::max(one.end, static_cast<double>(pts + duration) * unit);
+    one.end = std::max(one.end, static_cast<double>(av_sat_add64(pts, duration)) * unit);
   }
 
   void Print() const {

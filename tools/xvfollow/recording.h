@@ -23,6 +23,12 @@ struct InputCloser {
 };
 using Input = std::unique_ptr<AVFormatContext, InputCloser>;
 
+// Where a recording's packets are written down.
+struct PacketTable {
+  std::string path;     // the index, or a recovery note
+  std::int64_t at = 0;  // where its records begin; 0: behind the head of an index
+};
+
 // Null when FFmpeg cannot read the file, such as a mov file without its tables.
 Input OpenInput(const std::string& path);
 
@@ -36,9 +42,10 @@ class PacketSource {
   virtual bool Next(AVPacket& packet) = 0;
 };
 
-// Takes positions from the index and codecs from the header file. FollowError when either is not
-// there or not complete yet.
-std::unique_ptr<PacketSource> OpenIndexed(const std::string& recording, Input header);
+// Takes positions from `table` and codecs from `streams`. `muxed`: those tell what the muxer was
+// given, not what it wrote. FollowError when the table or the recording cannot be read.
+std::unique_ptr<PacketSource> OpenIndexed(const std::string& recording, Input streams,
+                                          const PacketTable& table, bool muxed);
 // Lets FFmpeg's demuxer find the packets: recordings that were closed, and containers that need no
 // tables. Of a recording that is followed, the packets are waited for inside of Next.
 std::unique_ptr<PacketSource> OpenDemuxed(const std::string& recording, Growth& growth);
