@@ -10,7 +10,7 @@ JOBS ?= $(shell nproc)
 export CCACHE_SLOPPINESS = pch_defines,time_macros
 
 .PHONY: record build all test bench asan tsan clang vpl format format-check lint install uninstall deb \
-        packages packages-python packages-test packages-bench packages-lint clean matrix sweep fuzz soak mutants
+        packages packages-python packages-test packages-bench packages-lint clean matrix sweep fuzz soak mutants crash
 
 record: build
 	build/release/bin/xvrecord -y -a "$(ATTRIBUTES)" "$(INPUT)" "$(OUTPUT)"
@@ -90,6 +90,11 @@ sweep: all
 # MUTANTS="--room codec --every 3" or numbers of the list choose some.
 mutants: packages-test
 	scripts/mutants.py --jobs $(JOBS) $(MUTANTS)
+
+# Recordings that are killed at random moments and rescued; half an hour.
+KILLS ?= 1000
+crash: all
+	tests/crash/kill_recordings.py build/release/bin --kills $(KILLS)
 
 SOURCES = $(shell git ls-files '*.h' '*.hpp' '*.cpp')
 

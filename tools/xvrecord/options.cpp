@@ -31,6 +31,8 @@ void DescribeRecording(CLI::App& app, Options& options) {
                  "YUY2, YVYU, NV12, I420, YV12, RGB24, RGB32, ARGB32, v210");
   app.add_flag("--realtime", options.realtime, "Push frames at their own pace");
   app.add_option("--stats", options.stats, "Write statistics as JSON to a file, or - for output");
+  app.add_option("--progress", options.progress,
+                 "Write the number of frames that have been taken to a file, a line each");
   app.add_option(
       "--metrics", options.metrics,
       "Serve OpenMetrics at HOST:PORT while the recording runs; PORT alone is on loopback");

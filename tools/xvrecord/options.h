@@ -29,6 +29,7 @@ struct Options {
   bool timeInName = false;
   std::string metrics;  // HOST:PORT
   std::string stats;
+  std::string progress;  // file
   std::vector<std::string> get;
   std::vector<std::string> set;
   bool list = false;

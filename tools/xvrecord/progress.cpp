@@ -8,6 +8,8 @@
 #include <cstdio>
 #include <string>
 
+#include "xvrecord/input.h"
+
 namespace xvrecord {
 namespace {
 
@@ -86,6 +88,16 @@ void Progress::Bar(double seconds, const std::string& text) {
   line = (line + text).substr(0, columns);
   std::fprintf(stderr, "\r\033[K%s", line.c_str());
   drawn_ = true;
+}
+
+FrameCount::FrameCount(const std::string& path) {
+  if (path.empty() || file_.Create(path).Ok()) return;
+  throw InputError("Cannot write the progress to " + path + ".");
+}
+
+bool FrameCount::Tell(std::int64_t frames) {
+  const std::string line = std::to_string(frames) + "\n";
+  return !file_.IsOpen() || file_.Write(line.data(), line.size()).Ok();
 }
 
 }  // namespace xvrecord

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string>
 
+#include "platform/file.h"
+
 namespace xvrecord {
 
 // How far a recording has come, on standard error: a bar on a terminal, else a line each second.
@@ -26,6 +28,18 @@ class Progress {
   bool drawn_ = false;
   std::chrono::steady_clock::time_point begin_;
   std::chrono::steady_clock::time_point last_;
+};
+
+// Tells another program, through a file, how many frames have been taken.
+class FrameCount {
+ public:
+  // "" for nobody. Throws InputError when the file cannot be made.
+  explicit FrameCount(const std::string& path);
+  // False once it cannot be written.
+  bool Tell(std::int64_t frames);
+
+ private:
+  xv::File file_;
 };
 
 }  // namespace xvrecord

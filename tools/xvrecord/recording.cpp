@@ -90,6 +90,8 @@ xv::HRESULT PushAll(Input& input, const StopSignals& signals, xv::host::Writer& 
                     const Options& options, Totals& totals) {
   const auto limit = static_cast<std::int64_t>(options.seconds * xv::kTimeUnitsPerSecond);
   Progress progress(ExpectedSeconds(input, options), options.quiet);
+  FrameCount count(options.validate ? std::string() : options.progress);
+  bool told = true;
   const auto begin = std::chrono::steady_clock::now();
   InputFrame frame;
   while (!signals.Asked() && input.Next(&frame)) {
@@ -101,6 +103,10 @@ xv::HRESULT PushAll(Input& input, const StopSignals& signals, xv::host::Writer& 
     const xv::HRESULT result = Push(writer, frame, totals.frames);
     if (xv::Failed(result)) return result;
     Count(frame, &totals);
+    if (told && !count.Tell(totals.frames)) {
+      told = false;
+      Warn("the progress cannot be written to " + options.progress);
+    }
     const std::string drops = writer.Get("quality::drops");
     progress.Show(totals.mediaSeconds, totals.pictures, std::atoll(drops.c_str()));
   }
@@ -145,6 +151,7 @@ std::string RefuseTargets(const Options& options, const std::string& attributes)
   std::vector<std::string> targets = TargetsOf(options.output, attributes);
   const bool keepsStats = !options.stats.empty() && options.stats != "-";
   if (keepsStats) targets.push_back(options.stats);
+  if (!options.progress.empty()) targets.push_back(options.progress);
   return RefuseTargets(options.input, targets,
                        options.overwrite      ? Existing::kOverwrite
                        : options.keepExisting ? Existing::kKeep
