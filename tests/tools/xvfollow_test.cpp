@@ -282,6 +282,18 @@ TEST(Xvfollow, SaysThatAnIndexIsEmpty) {
   EXPECT_THAT(copied.err, HasSubstr("no complete packet yet"));
 }
 
+TEST(Xvfollow, CopyKeepsTheTagWhereTheContainerKnowsIt) {
+  TemporaryFolder folder;
+  const std::string recording = folder / "a.mp4";
+  ASSERT_EQ(Record(recording, std::string(kH264) + " video::vtag=avc3", kSmall, 10), S_OK);
+  const auto tag = Probe(recording).Pictures().tag;
+  ASSERT_EQ(tag, MKTAG('a', 'v', 'c', '3'));
+  for (const auto& [name, expected] : {std::pair{"b.mp4", tag}, {"b.mkv", 0u}}) {
+    ASSERT_EQ(RunProgram({kFollow, "--copy", folder / name, recording}).status, 0);
+    EXPECT_EQ(Probe(folder / name).Pictures().tag, expected) << name;
+  }
+}
+
 TEST(Xvfollow, InterruptLeavesAPlayableCopy) {
   TemporaryFolder folder;
   const std::string copy = folder / "copy.mov";
