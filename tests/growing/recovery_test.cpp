@@ -47,7 +47,9 @@ TEST(Recovery, NoteRescuesARecordingWithoutTables) {
     const std::string note = RecoveryPath(folder / name);
     RecoveryReader reader;
     ASSERT_TRUE(Eventually(10, [&] { return reader.Open(note).Ok() && reader.HasRecords(); }));
-    const ProbedFile found = Rescued(CutOff(folder, name), folder / "copy.mov");
+    const std::string cut = CutOff(folder, name);
+    EXPECT_THAT(RunProgram({kFollow, cut}).out, HasSubstr("no proper end"));
+    const ProbedFile found = Rescued(cut, folder / "copy.mov");
     ASSERT_EQ(found.Count(AVMEDIA_TYPE_VIDEO) + found.Count(AVMEDIA_TYPE_AUDIO), 2) << name;
     EXPECT_GE(found.Pictures().frames, 8) << name;
     EXPECT_EQ(found.Pictures().errors + found.Sound().errors, 0) << name;

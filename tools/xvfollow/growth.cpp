@@ -3,6 +3,8 @@
 #include <csignal>
 #include <thread>
 
+#include "growing/recovery_note.h"
+#include "platform/whole_file.h"
 #include "xvfollow/recording.h"
 
 namespace xvfollow {
@@ -29,7 +31,8 @@ bool Growth::LookAgain() {
 }
 
 std::string Growth::Ending() const {
-  if (!IsGrowing(recording_)) return "The recording is closed.";
+  const bool noted = xv::FileExists(xv::RecoveryPath(recording_));
+  if (closed_ || (!IsGrowing(recording_) && !noted)) return "The recording is closed.";
   if (follow_ && outOfPatience_) {
     return "Nothing new came for " + std::to_string(kPatience.count()) + " seconds.";
   }
