@@ -229,7 +229,7 @@ struct Statistics {
     std::int64_t bytes = 0;
   };
   std::int64_t framesIn = 0;        // frames that an open session was given
-  std::int64_t sideFileErrors = 0;  // blocks that the side WAV file or a raw dump could not take
+  std::int64_t sideFileErrors = 0;  // what a side file (WAV, dump, SCC, ANC) could not take
   std::int64_t drops = 0;           // of these, refused by a full queue or skipped for their time
   std::int64_t videoDeque = 0;      // pictures that wait for the encoder right now
   std::int64_t videoBuffers = 0;    // how many may wait; 0: the host's thread encodes

@@ -1,5 +1,7 @@
 #include "captions/capture.h"
 
+#include <utility>
+
 #include "captions/frame_items.h"
 #include "contracts/frame_node.h"
 
@@ -26,8 +28,9 @@ double RateOf(IXvFrame& frame) {
 }  // namespace
 
 void CaptionCapture::SetupCapture(const std::string& outputPath, const CoXMLNode& attributes,
-                                  CaptionCounters* stats) {
+                                  CaptionCounters* stats, SideFileReport report) {
   ResetCapture();
+  report_ = std::move(report);
   stats_ = stats;
   outputPath_ = outputPath;
   options_ = CoXMLNode::Create("capture");
@@ -75,10 +78,11 @@ int CaptionCapture::CaptureWith(const CaptureOptions& options, IXvFrame& frame,
   int done = 0;
   if (options.scc && !options.sccPath.empty()) {
     (void)CaptureCaption(&frame, time);
+    Report("scc", options.sccPath, scc_->TakeFailure());
     done |= kLookedForPair;
   }
   if (options.anc && !options.ancPath.empty()) {
-    (void)anc_->WriteFrame(options.tags, frame, time);
+    Report("anc", options.ancPath, anc_->WriteFrame(options.tags, frame, time));
     done |= kWroteAnc;
   }
   return done;
@@ -89,8 +93,16 @@ Status CaptionCapture::CaptureCaption(IXvFrame* frame, const XV_TIME* time) {
   return scc_->PutFrame(FramePairs(*frame), TimeOf(*frame, time), RateOf(*frame));
 }
 
+void CaptionCapture::Report(std::string_view kind, const std::string& path, Status status) const {
+  if (status.Failed() && report_) report_(kind, path, status);
+}
+
 void CaptionCapture::ResetCapture() {
-  if (scc_) scc_->Close();
+  if (scc_) {
+    const std::string path = scc_->Path();
+    scc_->Close();
+    Report("scc", path, scc_->TakeFailure());
+  }
   if (anc_) anc_->Close();
   scc_ = nullptr;
   anc_ = nullptr;

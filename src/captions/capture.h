@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
+#include <string_view>
 
 #include "captions/anc_data_file.h"
 #include "captions/caption_counters.h"
@@ -12,9 +14,13 @@
 
 namespace xv {
 
+// Told each time that a side file ("scc", "anc") could not take something.
+using SideFileReport =
+    std::function<void(std::string_view kind, const std::string& path, Status failure)>;
+
 // Looks at what a host attached to the frames that pass through a writer, and feeds the side files:
-// captions into an SCC file, named data into an ancillary data file. A failure here never stops a
-// recording. All on the thread that puts frames.
+// captions into an SCC file, named data into an ancillary data file. A failure here is reported and
+// never stops a recording. All on the thread that puts frames.
 class CaptionCapture {
  public:
   // Results of CaptureFrame, or-ed.
@@ -26,9 +32,9 @@ class CaptionCapture {
   CaptionCapture& operator=(const CaptionCapture&) = delete;
 
   // At the start of a session. The options are read now; a running session does not see later
-  // changes. `stats` may be null and outlives this.
+  // changes. `stats` may be null and outlives this, as what `report` uses does.
   void SetupCapture(const std::string& outputPath, const XMLParse::CoXMLNode& attributes,
-                    CaptionCounters* stats);
+                    CaptionCounters* stats, SideFileReport report = {});
 
   // For each frame that the encoder has taken. `time` is the corrected one; null takes the frame's.
   // Options in the frame's own node win for this frame; a path given there stays.
@@ -43,6 +49,7 @@ class CaptionCapture {
  private:
   void UseOptions(const CaptureOptions& options);
   void UseFrameNode(const XMLParse::XMLNodePtr& node);
+  void Report(std::string_view kind, const std::string& path, Status status) const;
   int CaptureWith(const CaptureOptions& options, IXvFrame& frame, const XV_TIME* time);
 
   XMLParse::XMLNodePtr options_;  // a copy of what the session and the writer say
@@ -50,6 +57,7 @@ class CaptionCapture {
   CaptureOptions sessionOptions_;
   CaptureOptions frameOptions_;
   CaptionCounters* stats_ = nullptr;
+  SideFileReport report_;
   Ref<SCCWriter> scc_;
   Ref<CANCDataFile> anc_;
 };

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 #include "media/frame_duration.h"
 #include "media/time_code.h"
@@ -83,7 +84,7 @@ Status SCCWriter::OpenLocked() {
   if (file_.IsOpen()) return S_OK;
   if (path_.empty()) return S_FALSE;
   RETURN_IF_FAILED(file_.Create(path_));
-  (void)file_.Write(kHeader, sizeof(kHeader) - 1);
+  failure_.Update(file_.Write(kHeader, sizeof(kHeader) - 1));
   return S_OK;
 }
 
@@ -100,13 +101,15 @@ std::string SCCWriter::LineText() const {
   return text + "\r\n";
 }
 
-// Captions never stop a recording: a failed write is not an error here, the count tells.
+// Captions never stop a recording: a failed write is not an error here, count and failure tell.
 Status SCCWriter::WriteLine() {
   const Status open = OpenLocked();
+  failure_.Update(open);
   if (open.Failed() || open.NothingDone()) return open;
   const std::string text = LineText();
   Status written = file_.Write(text.data(), text.size());
   written.Update(file_.Flush());
+  failure_.Update(written);
   CountPairs(written.Ok() ? &CaptionCounters::written : &CaptionCounters::lost);
   return line_.Resize(0);
 }
@@ -135,8 +138,13 @@ void SCCWriter::Close() {
   if (ended && line_.size() > 0) (void)WriteLine();
   quiet_ = 0;
   DropLocked();
-  (void)file_.Close();
+  failure_.Update(file_.Close());
   path_.clear();
+}
+
+Status SCCWriter::TakeFailure() {
+  const std::scoped_lock lock(lock_);
+  return std::exchange(failure_, S_OK);
 }
 
 }  // namespace xv

@@ -52,6 +52,8 @@ class SCCWriter final : public AutoObjBase<SCCWriter> {
   // Drops the pending line, closes the file and forgets the path. A line that has ended, and goes
   // on with waiting pairs alone, is written.
   void Close();
+  // The first failure of the file since this was last asked, S_OK for none.
+  Status TakeFailure();
 
  private:
   Status AppendLocked(std::uint16_t pair, const XV_TIME& time, double rate);
@@ -72,6 +74,7 @@ class SCCWriter final : public AutoObjBase<SCCWriter> {
   XV_TIME lineTime_{};
   double lineRate_ = 0;
   std::string path_;
+  Status failure_;
   std::int32_t skipped_ = 0;
   std::int32_t maxSkip_ = kDefaultMaxSkip;
 };

@@ -105,7 +105,10 @@ Status StreamFile::OpenPath(const std::string& path) {
     std::this_thread::sleep_for(kReaderPoll);
   }
   mostAtOnce_ = SSIZE_MAX;
-  return S_OK;
+  struct stat opened {};
+  if (::fstat(descriptor_, &opened) == 0 && !S_ISREG(opened.st_mode)) return S_OK;
+  Close();  // a file has come in its place meanwhile
+  return StatusFromErrno(ESTALE);
 }
 
 Status StreamFile::AwaitRoom() const {

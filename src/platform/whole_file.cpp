@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -14,6 +15,7 @@
 
 #include "platform/file.h"
 #include "platform/long_path.h"
+#include "platform/stream_file.h"
 
 namespace xv {
 namespace {
@@ -36,6 +38,16 @@ Status CreateBeside(const std::string& path, std::string* name, File* file) {
     if (status != StatusFromErrno(EEXIST)) break;
   }
   return status;
+}
+
+Status WriteToStream(const std::string& path, const void* data, std::size_t bytes) {
+  constexpr std::chrono::milliseconds kPatience{1000};
+  struct stat info {};
+  const bool named = StatOf(path, &info, AT_SYMLINK_NOFOLLOW).Ok();  // not so "-"
+  if (named && S_ISLNK(info.st_mode)) return StatusFromErrno(ELOOP);
+  StreamFile file;
+  RETURN_IF_FAILED(file.Open(path, kPatience));
+  return file.Write(data, bytes);
 }
 
 Status WriteTemporary(File& file, const void* data, std::size_t bytes,
@@ -96,6 +108,7 @@ Status WriteWholeFile(const std::string& path, const void* data, std::size_t byt
 Status ReplaceWholeFile(const std::string& path, const void* data, std::size_t bytes,
                         LinkPolicy links) {
   const std::string target = links == LinkPolicy::kFollow ? LinkTarget(path) : path;
+  if (IsStreamTarget(target)) return WriteToStream(target, data, bytes);
   std::string temporary;
   File file;
   RETURN_IF_FAILED(CreateBeside(target, &temporary, &file));

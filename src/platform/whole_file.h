@@ -17,11 +17,11 @@ Status ReadWholeFile(const std::string& path, std::vector<std::uint8_t>* bytes,
 // Created anew.
 Status WriteWholeFile(const std::string& path, const void* data, std::size_t bytes);
 // What ReplaceWholeFile does with a link of that name: the file behind it is replaced and the link
-// stays, or the link itself gives way.
+// stays, or the link itself gives way, but for one to a device or a FIFO: the status of ELOOP.
 enum class LinkPolicy { kFollow, kReplace };
 // Through a temporary in the same folder and a rename: a reader sees the old or the new contents,
 // never a gap. An existing file's permissions stay, a new one gets those of the process's mask. On
-// failure the old file is untouched.
+// failure the old file is untouched. A device or a FIFO is written to and stays.
 Status ReplaceWholeFile(const std::string& path, const void* data, std::size_t bytes,
                         LinkPolicy links);
 // A missing file is the status of ENOENT.

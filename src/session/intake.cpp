@@ -61,8 +61,7 @@ void WriteSideWav(HostSide& host, const EncoderInput& input, SessionStats& stats
   if (!host.wav.IsOpen()) result.Update(OpenNextWav(host, format, stats));
   if (!result.Failed()) result = host.wav.Write(input.audio, input.audioSize);
   if (!result.Failed()) return;
-  stats.sideFileErrors.fetch_add(1, std::memory_order_relaxed);
-  stats.Fail("wav", host.wavPath, result);
+  stats.FailSideFile("wav", host.wavPath, result);
 }
 
 bool DiskTooFull(HostSide& host, const Output& main, std::int64_t least) {

@@ -56,8 +56,7 @@ Status PacketDelivery::Write(AVPacket& packet) {
 void PacketDelivery::Dump(RawDump& dump, const AVPacket& packet, const char* stage) {
   const Status written = dump.Append(packet);
   if (!written.Failed()) return;
-  stats_.sideFileErrors.fetch_add(1, std::memory_order_relaxed);
-  stats_.Fail(stage, dump.path(), written);
+  stats_.FailSideFile(stage, dump.path(), written);
 }
 
 void PacketDelivery::Deliver(AvPtr<AVPacket> packet, const char* stage) {

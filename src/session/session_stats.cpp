@@ -234,6 +234,11 @@ void SessionStats::Fail(std::string_view stage, std::string_view words, Status s
   });
 }
 
+void SessionStats::FailSideFile(std::string_view stage, std::string_view path, Status status) {
+  sideFileErrors.fetch_add(1, std::memory_order_relaxed);
+  Fail(stage, path, status);
+}
+
 void SessionStats::Count(Remark remark, std::int64_t amount) {
   if (amount <= 0) return;
   const RemarkRow& row = kRemarks[static_cast<std::size_t>(remark)];

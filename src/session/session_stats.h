@@ -50,7 +50,7 @@ class SessionStats final : public OutputReport {
   // Frames whose time was not above the one before.
   std::atomic<std::int64_t> ptsErrors{0};
   std::atomic<std::int64_t> framesIn{0};
-  // Blocks and packets that a side WAV file or a raw dump could not take.
+  // Blocks, packets, caption lines and frames' data that a side file could not take.
   std::atomic<std::int64_t> sideFileErrors{0};
   // Frames whose time jumped; pictures that stood in for missing ones.
   std::atomic<std::int64_t> rebases{0};
@@ -80,6 +80,8 @@ class SessionStats final : public OutputReport {
   // The last failure of the session: where it happened, the library's own words (may be empty), the
   // status that followed. A note with a status that is not a failure leaves "last_status" alone.
   void Fail(std::string_view stage, std::string_view words, Status status) override;
+  // The same of a side file, and counts it.
+  void FailSideFile(std::string_view stage, std::string_view path, Status status);
   // Adds to the counter. The words for it stand in "last_error" where nothing failed.
   void Count(Remark remark, std::int64_t amount = 1);
   void CountDrop() override { drops.fetch_add(1, std::memory_order_relaxed); }

@@ -188,7 +188,10 @@ Status CCoXvWriterFFM_I::OpenForFrame(const XV_AV_PROPS& props, const XV_TIME& t
   passesPackets_ = PassesPackets(*request.session);
   // Encoded pictures come in the order of decoding: that their times go back is no jump.
   timeTolerance_ = passesPackets_ ? 0 : UnitsFromMilliseconds(request.session->Get(kTimeTolerance));
-  SetupCapture(target_, *request.session, &stats_.captions);
+  SetupCapture(target_, *request.session, &stats_.captions,
+               [this](std::string_view kind, const std::string& path, Status failure) {
+                 stats_.FailSideFile(kind, path, failure);
+               });
   const Status opened = OpenEncoder(request, &props, &time, encoder_);
   if (opened.Failed()) NoteFailure("open", target_, opened);
   return opened;

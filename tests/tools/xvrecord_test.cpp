@@ -483,6 +483,10 @@ TEST(Xvrecord, WarnsOfEachUnusedOptionAndBadValue) {
             "xvrecord: not a good value: video.buffers=some (expected 0 and more)\n");
   const auto json = nlohmann::json::parse(folder.Read("stats"));
   EXPECT_EQ(json["quality"]["bad_values"], "video.buffers=some (expected 0 and more)");
+  const auto full = RunProgram({kProgram, "-y", "--quiet", "--stats", "/dev/full",
+                                "test:size=64x48,seconds=0.2", folder / "out.mp4"});
+  EXPECT_EQ(full.status, 1);
+  EXPECT_EQ(full.err, "xvrecord: Cannot write the statistics to /dev/full.\n");
 }
 
 }  // namespace

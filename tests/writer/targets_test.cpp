@@ -133,6 +133,23 @@ TEST(Targets, SideFilesThatFailAreCountedAndNamed) {
   EXPECT_GT(writer.Stats().sideFileErrors, 25);
   EXPECT_THAT(writer.LastError(), testing::HasSubstr("raw_"));
   EXPECT_EQ(Probe(folder / "a.mkv").Pictures().frames, 25);
+  // A device stays a device.
+  const std::string paths[][2] = {{"scc", "/dev/full"}, {"anc", folder / "no/a.anc"}};
+  for (const auto& [kind, path] : paths) {
+    ASSERT_EQ(writer.Start(folder / "b.mkv", std::string(kCodecs) + kind + "_capture=true " + kind +
+                                                 "_path=" + path + " cc_max_skip=0"),
+              S_OK);
+    for (int i = 0; i < 6; ++i) {
+      const auto frame = MakeFrame(kSmall, i);
+      static constexpr std::uint32_t kPair = 0x2094;
+      if (i % 2 == 0) (void)host::AddExtra(frame, FourCC("C608"), &kPair, sizeof(kPair));
+      EXPECT_EQ(writer.Put(frame), S_OK) << kind;
+    }
+    EXPECT_TRUE(Failed(writer.Stop())) << kind;
+    EXPECT_EQ(writer.Stats().sideFileErrors, 3) << kind;
+    EXPECT_THAT(writer.LastError(), testing::StartsWith(kind + ": " + path));
+  }
+  EXPECT_TRUE(std::filesystem::is_character_file("/dev/full"));
 }
 
 TEST(Targets, SoundOfAnotherFormatGoesOnInAFurtherWavFile) {

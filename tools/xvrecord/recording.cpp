@@ -119,7 +119,7 @@ bool WriteStats(const std::string& path, const std::string& json) {
     return std::cout.good();
   }
   std::ofstream file(path);
-  file << json;
+  file << json << std::flush;
   return file.good();
 }
 
