@@ -6,6 +6,7 @@
 #include "base/guard.h"
 #include "platform/clock.h"
 #include "platform/paths.h"
+#include "xvwriter/results.h"
 
 namespace xv {
 namespace {
@@ -14,7 +15,9 @@ constexpr int kIoBufferBytes = 64 << 10;              // FFmpeg's own, for singl
 constexpr std::size_t kGatherBytes = 1 << 20;         // small writes gather up to this much
 constexpr std::size_t kLargeWrite = 128 << 10;        // from here on a write is not copied
 constexpr std::int64_t kLongestWait = 1'000'000'000;  // ns
-constexpr std::int64_t kTrailerReserve = 2 << 20;
+// Disk space is taken ahead in steps, of an eighth of the file within these.
+constexpr std::int64_t kLeastStep = 1 << 20;
+constexpr std::int64_t kMostStep = 16 << 20;
 
 }  // namespace
 
@@ -24,8 +27,8 @@ Status FileSink::Open(const std::string& path, std::chrono::milliseconds patienc
     return MakeIo(false);
   }
   RETURN_IF_FAILED(file_.Create(path));
-  // Without this space a full disk would also cost the trailer, and with it the whole recording.
-  (void)reserve_.Take(std::string(FolderOf(path)), kTrailerReserve);
+  allocated_ = 0;
+  scarce_ = false;
   pending_.reserve(kGatherBytes);
   RETURN_IF_FAILED(MakeIo(true));
   io_->direct = 1;
@@ -40,6 +43,24 @@ Status FileSink::MakeIo(bool seekable) {
   if (io_) return S_OK;
   av_free(buffer);
   return E_OUTOFMEMORY;
+}
+
+Status FileSink::TakeSpace(std::int64_t end) {
+  const Status taken = file_.Allocate(allocated_, end);
+  if (taken.Ok()) allocated_ = end;
+  if (taken.NothingDone()) allocated_ = -1;
+  return taken;
+}
+
+Status FileSink::MakeRoom(std::int64_t bytes) {
+  if (!file_.IsOpen() || allocated_ < 0) return S_FALSE;
+  const std::int64_t end = size_ + bytes;
+  if (end <= allocated_) return S_OK;
+  const Status ahead = scarce_ ? Status(XV_E_DISK_FULL)
+                               : TakeSpace(end + std::clamp(size_ / 8, kLeastStep, kMostStep));
+  if (!ahead.Failed()) return ahead;
+  scarce_ = true;
+  return TakeSpace(end);
 }
 
 int FileSink::OnWrite(void* opaque, WrittenBytes data, int bytes) {
@@ -122,17 +143,25 @@ bool FileSink::CloseReadBack(const AVIOContext* io) {
 }
 
 void FileSink::PrepareForTrailer() {
-  reserve_.Release();
   failure_ = S_OK;
   if (io_) io_->error = 0;
+}
+
+// Blocks behind the end would stay the file's.
+Status FileSink::GiveBackSpace() {
+  if (allocated_ <= 0) return S_OK;
+  std::int64_t bytes = 0;
+  RETURN_IF_FAILED(file_.Size(&bytes));
+  allocated_ = 0;
+  return file_.Truncate(bytes);
 }
 
 Status FileSink::Close() {
   if (io_) avio_flush(io_.get());
   Status result = Flush();
   io_.reset();
-  reserve_.Release();
   stream_.Close();
+  result.Update(GiveBackSpace());
   result.Update(file_.Close());
   return result;
 }

@@ -10,7 +10,6 @@
 #include "contracts/av_handles.h"
 #include "output/interrupt.h"
 #include "output/read_back.h"
-#include "platform/disk_reserve.h"
 #include "platform/file.h"
 #include "platform/stream_file.h"
 
@@ -37,7 +36,7 @@ class FileSink : public ReadBackOpener {
   FileSink(const FileSink&) = delete;
   FileSink& operator=(const FileSink&) = delete;
 
-  // Creates the file anew and holds back disk space for the container's trailer. A stream target
+  // Creates the file anew. A stream target
   // (platform/stream_file.h) is written as the bytes come and cannot be sought in; its reader may
   // rest for `patience`.
   Status Open(const std::string& path, std::chrono::milliseconds patience);
@@ -51,11 +50,15 @@ class FileSink : public ReadBackOpener {
   void SetShiftLog(ShiftLog* log) { shiftLog_ = log; }
   AVIOContext* OpenReadBack() override;
   bool CloseReadBack(const AVIOContext* io) override;
+  // Takes disk space for `bytes` behind what was written so far, so that these find room whatever
+  // else fills the disk; Close gives back what is not needed. S_FALSE where the file system cannot
+  // do that, else the status of a full disk.
+  Status MakeRoom(std::int64_t bytes);
   // Everything handed over so far is in the file.
   Status Flush();
   // The first failure of a write, kept.
   Status failure() const { return failure_; }
-  // Forgets a failure and frees the space held back: the trailer gets its chance.
+  // Forgets a failure: the trailer gets its chance.
   void PrepareForTrailer();
   Status Close();
 
@@ -76,10 +79,13 @@ class FileSink : public ReadBackOpener {
   Status WriteThrough(const std::uint8_t* data, std::size_t bytes, std::int64_t at);
 
   Status MakeIo(bool seekable);
+  Status TakeSpace(std::int64_t end);
+  Status GiveBackSpace();
 
   File file_;
-  StreamFile stream_;  // in its place
-  DiskReserve reserve_;
+  StreamFile stream_;           // in its place
+  std::int64_t allocated_ = 0;  // end of the file's disk space; below 0: the file system has none
+  bool scarce_ = false;         // the disk had no more than was asked for
   AvPtr<AVIOContext> io_;
   std::vector<std::uint8_t> pending_;
   std::int64_t pendingAt_ = 0;     // file position of pending_

@@ -1,5 +1,7 @@
 #include "output/output.h"
 
+#include <fmt/format.h>
+
 #include "codec/ffmpeg.h"
 #include "codec/ffmpeg_words.h"
 #include "codec/muxer_defaults.h"
@@ -11,6 +13,14 @@ extern "C" {
 }
 
 namespace xv {
+namespace {
+
+// Disk space for what a container writes at its end: heads and fixed parts, and what its tables
+// have for each packet.
+constexpr std::int64_t kTrailerRoom = 2 << 20;
+constexpr std::int64_t kRoomInTables = 64;
+
+}  // namespace
 
 bool OpensOwnFiles(const AVOutputFormat& format) {
   constexpr const char* kNames = "rtsp,hls,ssegment,stream_segment,segment,dash,tee";
@@ -50,6 +60,9 @@ Status Output::OpenFile(AvDictionary& options) {
   if (preset || (context->oformat->flags & AVFMT_NOFILE) != 0) return S_OK;
   if (!IsUrl(path)) {
     RETURN_IF_FAILED(sink.Open(path, interrupt.timeout()));
+    (void)sink.MakeRoom(kTrailerRoom);  // the first packet tells
+    packets = 0;
+    refusal = S_OK;
     // A reader gets each packet at once.
     if (sink.IsStream()) context->flush_packets = 1;
     context->pb = sink.io();
@@ -89,6 +102,17 @@ Status Output::WriteHeader(AvDictionary& options) {
   return headerFailure;
 }
 
+// For the packet, for those that wait ahead of it, and for the trailer with its tables.
+Status Output::MakeRoom(const AVPacket& packet) {
+  if (refusal.Failed()) return refusal;
+  const std::int64_t trailer = kTrailerRoom + packets * kRoomInTables;
+  const Status room = sink.MakeRoom(PacketsInMuxer::MostBytes(packet) + inMuxer.bytes() + trailer);
+  if (!room.Failed()) return room;
+  refusal = room;
+  words = fmt::format("{}: {}", path, DescribeAvError(AVERROR(ErrnoFromStatus(room))));
+  return room;
+}
+
 Status Output::WriteInterleaved(AVPacket* packet) {
   const std::lock_guard guard(lock);
   // A muxer without a header reads what it never set up.
@@ -97,11 +121,16 @@ Status Output::WriteInterleaved(AVPacket* packet) {
   const FFmpegWords said;
   int result = headers.Apply(packet);
   if (result >= 0) {
+    const Status room = MakeRoom(*packet);
+    if (room.Failed()) return room;
+    // Without room to be made nobody asks what waits.
+    if (!room.NothingDone()) RETURN_IF_FAILED(inMuxer.Enter(*packet));
+    ++packets;
     result = writer != nullptr ? writer->Write(packet)
                                : av_interleaved_write_frame(context.get(), packet);
   }
   if (result < 0) words = said.Explain(path, result);
-  if (result < 0 && sink.failure().Failed()) return sink.failure();
+  if (result < 0 && sink.failure().Failed()) return refusal = sink.failure();
   return StatusFromAvError(result);
 }
 

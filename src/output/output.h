@@ -8,6 +8,7 @@
 #include "output/file_sink.h"
 #include "output/header_repeater.h"
 #include "output/interrupt.h"
+#include "output/packets_in_muxer.h"
 
 namespace xv {
 
@@ -25,7 +26,8 @@ class PacketWriter {
 // One container that packets go to: the main output, or the second one. The stages open, write and
 // close it; writes to the muxer and the close of its file take `lock`.
 struct Output {
-  std::string path;  // file or URL
+  std::string path;        // file or URL
+  PacketsInMuxer inMuxer;  // the context's
   AvPtr<AVFormatContext> context;
   // The muxer's own table. The context's pointer changes while a hooked packet is written, so other
   // threads read this one.
@@ -36,6 +38,8 @@ struct Output {
   Status headerFailure;        // what packets answer that find no header
   std::string words;           // path and what FFmpeg said of the last failure; "" for nothing
   HeaderRepeater headers;      // set up ahead of the container's header
+  std::int64_t packets = 0;    // that the muxer was given
+  Status refusal;              // of a packet that is missing in the file
   // Borrowed; null: packets go straight to the muxer.
   PacketWriter* writer = nullptr;
   IoInterrupt interrupt;
@@ -61,13 +65,18 @@ struct Output {
   // Writes the header with `options`, or without them where one has a value that the muxer refuses.
   // What was not taken stays in `options`.
   Status WriteHeader(AvDictionary& options);
-  // Hands the packet to the muxer, which takes its reference.
+  // Hands the packet to the muxer, which takes its reference. A packet that the disk may have no
+  // room for, beside what waits in the muxer and the trailer, is refused: what the muxer was given
+  // is whole in the file. None follows a packet that was refused or could not be written.
   Status WriteInterleaved(AVPacket* packet);
   // While no packets come: what waits on its way to a local file goes into it.
   void FlushWaiting();
   // The trailer, if there was a header.
   Status WriteTrailer();
   Status CloseFile();
+
+ private:
+  Status MakeRoom(const AVPacket& packet);
 };
 
 // The attributes of `metadata` (may be null) become the container's.

@@ -1,9 +1,11 @@
 #include "platform/file.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <utility>
 
@@ -12,13 +14,26 @@
 namespace xv {
 namespace {
 
+// What the process's limit on file sizes leaves of a write at `offset`, below 0 the file's own
+// position. The system would raise a signal with the byte behind the limit.
+std::size_t WithinLimit(int descriptor, std::int64_t offset, std::size_t bytes) {
+  rlimit limit{};
+  if (::getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY) return bytes;
+  const std::int64_t at = offset < 0 ? ::lseek(descriptor, 0, SEEK_CUR) : offset;
+  if (at < 0) return bytes;  // a pipe has no size
+  const auto begin = static_cast<rlim_t>(at);
+  return limit.rlim_cur <= begin ? 0 : std::min<rlim_t>(limit.rlim_cur - begin, bytes);
+}
+
 // One transfer may be cut short or interrupted; these go on until all is done. `offset` below 0
 // means the file's own position.
 Status WriteAll(int descriptor, const void* data, std::size_t bytes, std::int64_t offset) {
   const auto* from = static_cast<const std::uint8_t*>(data);
   while (bytes > 0) {
+    const std::size_t part = WithinLimit(descriptor, offset, bytes);
+    if (part == 0) return StatusFromErrno(EFBIG);
     const ssize_t done =
-        offset < 0 ? ::write(descriptor, from, bytes) : ::pwrite(descriptor, from, bytes, offset);
+        offset < 0 ? ::write(descriptor, from, part) : ::pwrite(descriptor, from, part, offset);
     if (done < 0 && errno == EINTR) continue;
     if (done <= 0) return StatusFromErrno(done < 0 ? errno : EIO);
     from += done;
@@ -114,6 +129,18 @@ Status File::Flush() {
     if (errno == EINTR) continue;
     // Pipes and devices have nothing to flush.
     return errno == EINVAL || errno == EROFS ? Status() : StatusFromErrno(errno);
+  }
+  return S_OK;
+}
+
+Status File::Allocate(std::int64_t begin, std::int64_t end) {
+  if (!IsOpen()) return StatusFromErrno(EBADF);
+  const auto bytes = static_cast<std::size_t>(end - begin);
+  if (WithinLimit(descriptor_, begin, bytes) < bytes) return StatusFromErrno(EFBIG);
+  while (::fallocate(descriptor_, FALLOC_FL_KEEP_SIZE, begin, end - begin) != 0) {
+    if (errno == EINTR) continue;
+    const bool cannot = errno == EOPNOTSUPP || errno == ENOSYS || errno == EINVAL;
+    return cannot ? Status(S_FALSE) : StatusFromErrno(errno);
   }
   return S_OK;
 }

@@ -12,8 +12,9 @@
 namespace xv {
 
 // An open file. Descriptors are closed in child processes; writes go on over short writes and
-// interruptions. One caller at a time. Failures are the system's error as a status; an operation on
-// a closed file gives the status of EBADF.
+// interruptions. The process's limit on file sizes is the status of EFBIG, never SIGXFSZ, which
+// would end a host that does not expect it. One caller at a time. Failures are the system's error
+// as a status; an operation on a closed file gives the status of EBADF.
 class File {
  public:
   File() = default;
@@ -39,6 +40,10 @@ class File {
   Status ReadAt(std::int64_t offset, void* data, std::size_t bytes, std::size_t* read) const;
   // Data, not metadata, is on the disk afterwards.
   Status Flush();
+  // Takes disk space for the file from `begin` to `end`, beyond its size too, which stays; Truncate
+  // gives back what lies beyond. S_FALSE where the file system cannot do that, the system's error
+  // where there is not so much.
+  Status Allocate(std::int64_t begin, std::int64_t end);
   // Gives the first failure that the system kept back. The file is closed in any case.
   Status Close();
   Status Size(std::int64_t* bytes) const;

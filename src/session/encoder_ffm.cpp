@@ -39,7 +39,7 @@ bool CEncoderFFM::UsesQueue() const {
 Status CEncoderFFM::EncoderOpen(const char* target, const XV_AV_PROPS* props, const XV_TIME* time,
                                 XMLParse::XMLNodePtr attributes) {
   if (target == nullptr || props == nullptr || !attributes) return E_POINTER;
-  if (EncoderIsOpen()) (void)EncoderClose(kInfinite);
+  (void)EncoderClose(kInfinite);  // of an earlier recording; S_FALSE for none
   RETURN_IF_FAILED(OpenSession(session_, target, *props, time, attributes));
   if (!UsesQueue()) return S_OK;
   const auto capacity = static_cast<std::size_t>(session_.plan.videoBuffers);
@@ -73,7 +73,7 @@ Status CEncoderFFM::TakeFrame(const EncoderInput& input) {
   WriteSideWav(host, input, session_.stats);
   if (DiskTooFull(host, main, session_.plan.options.leastDiskSpace)) {
     session_.stats.Fail("disk watch", main.path, XV_E_DISK_FULL);
-    (void)EncoderClose(kInfinite);
+    CloseBeside();
     return XV_E_DISK_FULL;
   }
   XV_AUD_PROPS sound = input.props->aud;
@@ -230,8 +230,21 @@ void CEncoderFFM::Drain(std::uint32_t timeout) {
   }
 }
 
+void CEncoderFFM::CloserMain() { (void)Close(kInfinite, true); }
+
+// What waits for the encoder may be seconds of its work: the host's thread is not held up by it.
+void CEncoderFFM::CloseBeside() {
+  session_.isOpen = false;
+  if (closer_.Start(this, &CEncoderFFM::CloserMain).Failed()) CloserMain();
+}
+
 Status CEncoderFFM::EncoderClose(std::uint32_t timeout) {
   const bool wasOpen = session_.isOpen.exchange(false);
+  (void)closer_.Stop(kInfinite);
+  return Close(timeout, wasOpen);
+}
+
+Status CEncoderFFM::Close(std::uint32_t timeout, bool wasOpen) {
   if (!EncoderIsOpen()) return S_FALSE;
   const bool written = !session_.host.needHeader;
   if (wasOpen && written) {

@@ -27,7 +27,8 @@ class CEncoderFFM final : public XvEncoderBaseLegacy {
   //   S_OK            taken.
   //   S_FALSE         dropped or skipped.
   //   XV_E_NOT_OPEN   not open, or closed while this call waited for room.
-  //   XV_E_DISK_FULL  too little free space; the encoder has been closed.
+  //   XV_E_DISK_FULL  too little free space; a thread closes the encoder, which EncoderClose and
+  //                   the next open wait for.
   //   E_UNEXPECTED    the worker stopped while this call waited for room.
   //   others          the worker's earlier failure, or this frame's.
   Status EncoderPut(const EncoderInput& input) override;
@@ -54,9 +55,13 @@ class CEncoderFFM final : public XvEncoderBaseLegacy {
   void WorkerMain();
   void Drain(std::uint32_t timeout);
   void AwaitWorker(std::uint32_t timeout);
+  void CloseBeside();
+  void CloserMain();
+  Status Close(std::uint32_t timeout, bool wasOpen);
 
   Session session_;
   XvThread<CEncoderFFM> worker_;
+  XvThread<CEncoderFFM> closer_;  // after the disk watch
 };
 
 }  // namespace xv

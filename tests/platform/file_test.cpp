@@ -160,6 +160,43 @@ TEST(WholeFile, ReplacesTheLinkItselfUnderTheMask) {
   EXPECT_EQ(info.st_mode & 0777, 0660u);
 }
 
+// A side output of that name takes nothing away that is no file.
+TEST(WholeFile, DevicesStayAndLinksToThemAreRefused) {
+  const TemporaryFolder folder;
+  const std::string pipe = folder / "pipe";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  std::filesystem::create_symlink("/dev/null", folder / "link");
+  const int reader = open(pipe.c_str(), O_RDONLY | O_NONBLOCK);
+  for (const LinkPolicy links : {LinkPolicy::kFollow, LinkPolicy::kReplace}) {
+    EXPECT_EQ(ReplaceWholeFile(pipe, "ours", 4, links), S_OK);
+    char text[5] = {};
+    EXPECT_EQ(read(reader, text, 4), 4);
+    EXPECT_STREQ(text, "ours");
+  }
+  close(reader);
+  EXPECT_EQ(ReplaceWholeFile(folder / "link", "ours", 4, LinkPolicy::kFollow), S_OK);
+  EXPECT_EQ(ReplaceWholeFile(folder / "link", "ours", 4, LinkPolicy::kReplace), XV_E_LINK_LOOP);
+  EXPECT_TRUE(std::filesystem::is_fifo(pipe) && std::filesystem::is_symlink(folder / "link"));
+  EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+}
+
+// What lies within the process's limit is written; no signal is raised.
+TEST(File, TheLimitOnFileSizesIsAStatus) {
+  const TemporaryFolder folder;
+  const test::FileSizeLimit limit(1000);
+  const auto before = std::signal(SIGXFSZ, SIG_DFL);
+  const std::string data(600, 'x');
+  File file;
+  ASSERT_EQ(file.Create(folder / "a"), S_OK);
+  EXPECT_EQ(file.Write(data.data(), data.size()), S_OK);
+  EXPECT_EQ(file.Write(data.data(), data.size()), XV_E_FILE_TOO_LARGE);
+  EXPECT_EQ(file.WriteAt(990, data.data(), 10), S_OK);
+  EXPECT_EQ(file.WriteAt(5000, data.data(), 10), XV_E_FILE_TOO_LARGE);
+  EXPECT_EQ(file.Allocate(0, 1001), XV_E_FILE_TOO_LARGE);
+  EXPECT_EQ(std::filesystem::file_size(folder / "a"), 1000u);
+  (void)std::signal(SIGXFSZ, before);
+}
+
 TEST(WholeFile, ReadsOnlyPlainFilesWithinTheLimit) {
   const TemporaryFolder folder;
   std::vector<std::uint8_t> bytes;
