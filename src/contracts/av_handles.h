@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <new>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -37,11 +38,19 @@ struct AvDeleter {
 template <class T>
 using AvPtr = std::unique_ptr<T, AvDeleter>;
 
-// An option dictionary. The pointer inside changes with every call that sets or consumes an entry.
+// Sets an entry of a dictionary; std::bad_alloc where there is no memory for it.
+inline void SetEntry(AVDictionary** dict, const char* key, const char* value, int flags = 0) {
+  if (av_dict_set(dict, key, value, flags) == AVERROR(ENOMEM)) throw std::bad_alloc();
+}
+
+// An option dictionary. What finds no memory is std::bad_alloc. The pointer inside changes with
+// every call that sets or consumes an entry.
 class AvDictionary {
  public:
   AvDictionary() = default;
-  AvDictionary(const AvDictionary& other) { av_dict_copy(&dict_, other.dict_, 0); }
+  AvDictionary(const AvDictionary& other) : AvDictionary() {
+    if (av_dict_copy(&dict_, other.dict_, 0) < 0) throw std::bad_alloc();
+  }
   AvDictionary(AvDictionary&& other) noexcept : dict_(other.dict_) { other.dict_ = nullptr; }
   AvDictionary& operator=(AvDictionary other) noexcept {
     std::swap(dict_, other.dict_);
@@ -50,7 +59,7 @@ class AvDictionary {
   ~AvDictionary() { av_dict_free(&dict_); }
 
   void Set(const char* key, const char* value, int flags = 0) {
-    av_dict_set(&dict_, key, value, flags);
+    SetEntry(&dict_, key, value, flags);
   }
   void Remove(const char* key) { av_dict_set(&dict_, key, nullptr, 0); }
   const char* Find(const char* key) const {

@@ -1,9 +1,13 @@
 #include "output/interrupt.h"
 
+#include <algorithm>
 #include <string_view>
 
 namespace xv {
 namespace {
+
+// What a call may take before anybody asks whether there is a hurry, and then once more.
+constexpr std::chrono::milliseconds kMoment{300};
 
 std::int64_t Now() {
   return std::chrono::duration_cast<std::chrono::nanoseconds>(
@@ -50,15 +54,30 @@ std::int64_t IoInterrupt::BytesWritten() const {
 
 void IoInterrupt::Begin() {
   written_ = BytesWritten();
-  deadline_ = Now() + std::chrono::duration_cast<std::chrono::nanoseconds>(timeout_).count();
+  since_ = Now();
 }
 
-void IoInterrupt::End() { deadline_ = INT64_MAX; }
+void IoInterrupt::End() { since_ = INT64_MAX; }
+
+void IoInterrupt::EndWithin(std::chrono::milliseconds time) {
+  const std::int64_t end = Now() + std::chrono::nanoseconds(time).count();
+  std::int64_t before = end_;
+  while (end < before && !end_.compare_exchange_weak(before, end)) {
+  }
+}
+
+bool IoInterrupt::Ended() const { return givenUp_ || Now() >= end_; }
 
 int IoInterrupt::Check(void* opaque) {
   auto& self = *static_cast<IoInterrupt*>(opaque);
-  if (self.givenUp_) return 1;
-  if (Now() < self.deadline_) return 0;
+  if (self.Ended()) return 1;
+  const std::int64_t since = self.since_;
+  const std::int64_t now = Now();
+  if (since > now ||
+      now - since < std::chrono::nanoseconds(std::min(kMoment, self.timeout_)).count())
+    return 0;
+  if (self.hurried_ && self.hurried_()) self.EndWithin(kMoment);
+  if (now - since < std::chrono::nanoseconds(self.timeout_).count()) return 0;
   if (self.BytesWritten() != self.written_) {
     self.Begin();
     return 0;

@@ -3,6 +3,8 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <functional>
+#include <utility>
 #include <vector>
 
 #include "contracts/av_handles.h"
@@ -22,12 +24,16 @@ class ReadBackOpener {
 };
 
 // Breaks off network and file calls of one FFmpeg context that make no progress: that write no byte
-// for a time. GiveUp may come from any thread, the rest from whoever holds the output's lock.
+// for a time. GiveUp and EndWithin may come from any thread, the rest from whoever holds the
+// output's lock.
 class IoInterrupt {
  public:
   // Time without progress that is tolerated.
   void SetTimeout(std::chrono::milliseconds timeout) { timeout_ = timeout; }
   std::chrono::milliseconds timeout() const { return timeout_; }
+  // Asked while a call makes its caller wait: where the end must not wait, this one comes within a
+  // moment. Null: never.
+  void SetHurry(std::function<bool()> hurried) { hurried_ = std::move(hurried); }
   // `context` and the contexts that its muxer makes within are broken off by this, and what their
   // own files and connections write counts as progress. This outlives them.
   void Attach(AVFormatContext& context);
@@ -43,6 +49,9 @@ class IoInterrupt {
   // Gives the context up: every later call is broken off at once.
   void GiveUp() { givenUp_ = true; }
   bool GivenUp() const { return givenUp_; }
+  // Gives the context up when that time is over, progress or not.
+  void EndWithin(std::chrono::milliseconds time);
+  bool Ended() const;
 
   AVIOInterruptCB Callback() { return {&IoInterrupt::Check, this}; }
 
@@ -59,7 +68,9 @@ class IoInterrupt {
   ReadBackOpener* readBack_ = nullptr;
   decltype(AVFormatContext::io_open) open_ = nullptr;  // FFmpeg's own
   decltype(AVFormatContext::io_close2) close_ = nullptr;
-  std::atomic<std::int64_t> deadline_{INT64_MAX};  // steady clock, ns
+  std::function<bool()> hurried_;
+  std::atomic<std::int64_t> since_{INT64_MAX};  // begin of the call or of its last progress, ns
+  std::atomic<std::int64_t> end_{INT64_MAX};    // of all calls
   std::atomic<bool> givenUp_{false};
 };
 

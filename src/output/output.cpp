@@ -30,7 +30,7 @@ bool OpensOwnFiles(const AVOutputFormat& format) {
 void SetMetadata(const XMLParse::XMLNodePtr& metadata, AVFormatContext& context) {
   if (!metadata) return;
   for (const auto& [name, value] : metadata->Attributes()) {
-    av_dict_set(&context.metadata, name.c_str(), value.c_str(), 0);
+    SetEntry(&context.metadata, name.c_str(), value.c_str(), 0);
   }
 }
 

@@ -12,6 +12,8 @@ namespace {
 
 // Some ten seconds of picture and sound.
 constexpr std::size_t kMostPackets = 1024;
+// A packet that is larger goes alone.
+constexpr std::int64_t kMostBytes = 64 << 20;
 
 void Rescale(AVPacket* packet, AVRational from, AVRational to) {
   if (packet->pts != AV_NOPTS_VALUE) packet->pts = av_rescale_q(packet->pts, from, to);
@@ -32,16 +34,15 @@ SecondOutput::~SecondOutput() {
   Wait();
 }
 
-Status SecondOutput::Start() {
-  std::vector<AVRational> timeBases;
-  for (unsigned i = 0; i < output_.context->nb_streams; ++i) {
-    timeBases.push_back(output_.context->streams[i]->time_base);
-  }
+Status SecondOutput::Start(std::function<Status()> open) {
+  open_ = std::move(open);
   packets_.Open(kMostPackets);
+  {
+    const std::lock_guard guard(lock_);
+    given_.assign(output_.context->nb_streams, false);
+  }
   RETURN_IF_FAILED(thread_.Start(this, &SecondOutput::Main));
   const std::lock_guard guard(lock_);
-  given_.assign(timeBases.size(), false);
-  timeBases_ = std::move(timeBases);
   started_ = true;
   return S_OK;
 }
@@ -50,13 +51,18 @@ void SecondOutput::Put(const AVPacket& packet, AVRational timeBase) {
   const auto stream = static_cast<std::size_t>(packet.stream_index);
   // The context may already be gone with its thread, so that nothing of it is read here.
   const std::lock_guard guard(lock_);
-  if (ending_ || !started_ || stream >= timeBases_.size()) return;
-  AvPtr<AVPacket> clone(av_packet_clone(&packet));
-  if (!clone) return;
-  Rescale(clone.get(), timeBase, timeBases_[stream]);
-  given_[stream] = true;
-  if (packets_.TryPush(std::move(clone))) return;
+  if (ending_ || !started_ || stream >= given_.size()) return;
+  Waiting waiting{AvPtr<AVPacket>(av_packet_clone(&packet)), timeBase};
+  const bool has = waiting.packet != nullptr;
+  const bool fits = bytes_ == 0 || bytes_ + packet.size <= kMostBytes;
+  bytes_ += packet.size;
+  if (has && fits && packets_.TryPush(std::move(waiting))) {
+    given_[stream] = true;
+    return;
+  }
+  bytes_ -= packet.size;
   report_.CountDrop();
+  if (!has) return report_.Fail("second output", "", E_OUTOFMEMORY);
   report_.Fail("second output", "takes packets too slowly; some are missing there", S_OK);
 }
 
@@ -65,18 +71,22 @@ bool SecondOutput::EveryStreamHasPacket() {
   return started_ && std::find(given_.begin(), given_.end(), false) == given_.end();
 }
 
-void SecondOutput::FinishAndRewrite() {
-  const std::lock_guard guard(lock_);
-  if (ending_) return;
-  rewrite_ = true;
+void SecondOutput::FinishLocked() {
+  if (!ending_) output_.interrupt.EndWithin(output_.interrupt.timeout());
   ending_ = true;
   packets_.End();
 }
 
+void SecondOutput::FinishAndRewrite() {
+  const std::lock_guard guard(lock_);
+  if (ending_) return;
+  rewrite_ = true;
+  FinishLocked();
+}
+
 void SecondOutput::Finish() {
   const std::lock_guard guard(lock_);
-  ending_ = true;
-  packets_.End();
+  FinishLocked();
 }
 
 void SecondOutput::Wait() {
@@ -92,11 +102,18 @@ void SecondOutput::Wait() {
   }
 }
 
+Status SecondOutput::Write(Waiting& waiting) {
+  bytes_ -= waiting.packet->size;
+  if (output_.interrupt.Ended()) return XV_E_TIMEOUT;
+  AVPacket* packet = waiting.packet.get();
+  Rescale(packet, waiting.timeBase, output_.context->streams[packet->stream_index]->time_base);
+  return output_.WriteInterleaved(packet);
+}
+
 void SecondOutput::Main() {
   const Status ended = Guarded([this]() -> Status {
-    while (const auto packet = packets_.Pop()) {
-      RETURN_IF_FAILED(output_.WriteInterleaved(packet->get()));
-    }
+    RETURN_IF_FAILED(open_());
+    while (auto waiting = packets_.Pop()) RETURN_IF_FAILED(Write(*waiting));
     return S_OK;
   });
   if (ended.Failed()) GiveUp(ended);

@@ -158,8 +158,15 @@ class AttributeCheck {
   void Run() {
     CheckNode(root_, scopes_.front());
     for (const XMLNodePtr& child : root_.Children()) {
-      if (const Scope* scope = ScopeOf(child->Name())) CheckNode(*child, *scope);
+      const Scope* scope = ScopeOf(child->Name());
+      if (scope == nullptr || (use_.secondFollows && scope->path == kSecondNode)) continue;
+      CheckNode(*child, *scope);
     }
+  }
+
+  void RunSecond() {
+    if (const XMLNodePtr node = root_.FindChild(kSecondNode))
+      CheckNode(*node, *ScopeOf(kSecondNode));
   }
 
  private:
@@ -299,6 +306,10 @@ class AttributeCheck {
 
 void CheckAttributes(const CoXMLNode& attributes, const AttributeUse& use, SessionStats& stats) {
   AttributeCheck(attributes, use, stats).Run();
+}
+
+void CheckSecondOutput(const CoXMLNode& attributes, const AttributeUse& use, SessionStats& stats) {
+  AttributeCheck(attributes, use, stats).RunSecond();
 }
 
 void ReportFaults(const XMLParse::TextFaults& faults, const CoXMLNode& attributes,

@@ -34,6 +34,7 @@ struct AttributeUse {
   };
   Muxer main;
   Muxer second;
+  bool secondFollows = false;  // it is checked by itself, when it is open
   std::vector<Track> tracks;
   // What a multiplexer component reads beside the session's own attributes.
   std::span<const AttributeRow> componentRows{};
@@ -44,6 +45,10 @@ struct AttributeUse {
 // meant for their reader, or that FFmpeg refuses, to the bad values.
 void CheckAttributes(const XMLParse::CoXMLNode& attributes, const AttributeUse& use,
                      SessionStats& stats);
+
+// The same walk over the second output's node alone.
+void CheckSecondOutput(const XMLParse::CoXMLNode& attributes, const AttributeUse& use,
+                       SessionStats& stats);
 
 // What is wrong with the text that `attributes` were read from.
 void ReportFaults(const XMLParse::TextFaults& faults, const XMLParse::CoXMLNode& attributes,

@@ -38,9 +38,9 @@ void SetTimecode(Outputs& outputs, const std::string& timecode, SessionStats& st
     stats.AddUnusedOption(kStartTimecode.name);
     return;
   }
-  av_dict_set(&outputs.main.context->metadata, "timecode", timecode.c_str(), 0);
+  SetEntry(&outputs.main.context->metadata, "timecode", timecode.c_str(), 0);
   if (outputs.second) {
-    av_dict_set(&outputs.second->output().context->metadata, "timecode", timecode.c_str(), 0);
+    SetEntry(&outputs.second->output().context->metadata, "timecode", timecode.c_str(), 0);
   }
 }
 
@@ -50,12 +50,16 @@ void SetDelays(const XMLParse::CoXMLNode& attributes, TrackPlan& plan) {
   (offset > 0 ? plan.audioDelay : plan.videoDelay) = std::abs(offset);
 }
 
-void SetTimeouts(Outputs& outputs, const XMLParse::CoXMLNode& attributes) {
+void SetTimeouts(Outputs& outputs, const XMLParse::CoXMLNode& attributes,
+                 const std::function<bool()>& hurried) {
   const double seconds = attributes.Get(kIoTimeout);
   const auto timeout = std::chrono::milliseconds(
       static_cast<std::int64_t>(seconds > 0 && seconds < 1e6 ? seconds * 1000 : 10'000));
-  outputs.main.interrupt.SetTimeout(timeout);
-  if (outputs.second) outputs.second->output().interrupt.SetTimeout(timeout);
+  for (Output* output : {&outputs.main, outputs.second ? &outputs.second->output() : nullptr}) {
+    if (output == nullptr) continue;
+    output->interrupt.SetTimeout(timeout);
+    output->interrupt.SetHurry(hurried);
+  }
 }
 
 // "a%03d.jpg" gives "a.wav".
@@ -127,7 +131,7 @@ Status OpenContexts(Session& session, TargetPlan& plan, const XV_AV_PROPS& props
   session.use.main.format = session.outputs.main.format;
   if (session.outputs.second) session.use.second.format = session.outputs.second->output().format;
   if (created.Failed()) return created;
-  SetTimeouts(session.outputs, *attributes);
+  SetTimeouts(session.outputs, *attributes, session.stopsAtOnce);
   return OpenTracks(session, plan, props, time, attributes);
 }
 

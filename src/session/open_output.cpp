@@ -36,13 +36,14 @@ void NoteLeft(const AvDictionary& left, AttributeUse::Muxer& use) {
   for (const auto& [name, why] : use.refusals) use.left->emplace(name);
 }
 
-Status WriteHeaderOf(Output& output, const Tracks& tracks, AvDictionary& options) {
+// The encoders are read here alone: they go on while a header is written.
+Status DescribeStreams(Output& output, const Tracks& tracks) {
   for (const auto& holder : tracks.holders) {
     (void)FillStreamParameters(*holder);
     RETURN_IF_FAILED(output.headers.Add(*output.context, holder->stream->index, *holder->codec));
   }
   RefineTimeBase(*tracks.holders.front(), *output.context);
-  return output.WriteHeader(options);
+  return S_OK;
 }
 
 // From here on the encoding thread may write what waits.
@@ -76,7 +77,8 @@ Status OpenMain(Session& session) {
   }
   SetMetadata(attributes.FindChild(kMetadata.name), *main.context);
   if (main.context->pb == nullptr && !OpensOwnFiles(*main.context->oformat)) return S_OK;
-  const Status header = WriteHeaderOf(main, session.tracks, options);
+  Status header = DescribeStreams(main, session.tracks);
+  if (!header.Failed()) header = main.WriteHeader(options);
   if (header.Failed()) {
     session.stats.Fail("header", main.Explanation(), header);
     if (!IsUrl(main.path)) {
@@ -91,31 +93,42 @@ Status OpenMain(Session& session) {
   return S_OK;
 }
 
-void OpenSecond(Session& session) {
+// On the second output's thread. The session waits for it ahead of its cleanup.
+Status OpenSecondFile(Session& session, AvDictionary& options, AttributeUse& use) {
   Output& output = session.outputs.second->output();
+  Status opened = output.OpenFile(options);
+  if (!opened.Failed()) opened = output.WriteHeader(options);
+  if (!opened.Failed()) NoteLeft(options, use.second);
+  CheckSecondOutput(*session.plan.attributes, use, session.stats);
+  return opened;
+}
+
+void StartSecond(Session& session) {
+  SecondOutput& second = *session.outputs.second;
+  Output& output = second.output();
   AvDictionary options;
   const XMLParse::XMLNodePtr node = session.plan.attributes->FindChild(kSecondNode);
   if (node) DictForFFmpeg(*node, SecondOutputAttributes(), options, 0);
-  FitToMuxer(output, options, session.use.second);
-  Status result = output.OpenFile(options);
+  AttributeUse use;
+  use.second = session.use.second;
+  FitToMuxer(output, options, use.second);
+  SetMetadata(session.plan.attributes->FindChild(kMetadata.name), *output.context);
+  Status result = DescribeStreams(output, session.tracks);
   if (!result.Failed()) {
-    SetMetadata(session.plan.attributes->FindChild(kMetadata.name), *output.context);
-    result = WriteHeaderOf(output, session.tracks, options);
+    result = second.Start(
+        [&session, options, use]() mutable { return OpenSecondFile(session, options, use); });
   }
-  if (!result.Failed()) result = session.outputs.second->Start();
-  if (result.Failed()) {
-    session.stats.Fail("second output", output.Explanation(), result);
-    session.outputs.second.reset();
-    return;
-  }
-  NoteLeft(options, session.use.second);
+  if (!result.Failed()) return;
+  session.stats.Fail("second output", output.Explanation(), result);
+  session.outputs.second.reset();
 }
 
 }  // namespace
 
 Status OpenOutputs(Session& session) {
   const Status opened = OpenMain(session);
-  if (!opened.Failed() && session.outputs.second) OpenSecond(session);
+  if (!opened.Failed() && session.outputs.second) StartSecond(session);
+  session.use.secondFollows = session.outputs.second != nullptr;
   CheckAttributes(*session.plan.attributes, session.use, session.stats);
   return opened;
 }

@@ -109,6 +109,48 @@ TEST_P(BrokenStream, EndsItsOwnWriterInTimeAndNoOther) {
   EXPECT_EQ(neighbour.errors, 0);
 }
 
+// A stop that must not wait leaves a receiver that takes nothing at once, whatever its patience.
+TEST(StalledStream, StopAtOnceDoesNotWaitForIt) {
+  BrokenReceiver receiver(false);
+  host::Writer writer;
+  ASSERT_EQ(
+      writer.Start(receiver.Url("tcp"), "format=matroska video::codec=rawvideo io_timeout=30"),
+      S_OK);
+  std::atomic<int> pushed{0};
+  std::thread pushing([&] {
+    while (writer.Put(MakeFrame(kSmall, pushed)) == S_OK) ++pushed;
+  });
+  EXPECT_TRUE(Eventually(10, [&] { return receiver.HasTakenItsPart(); }));
+  AwaitStandstill(pushed);
+  const auto stopping = std::chrono::steady_clock::now();
+  EXPECT_LT(writer.StopAtOnce(), 0);
+  const std::chrono::duration<double> took = std::chrono::steady_clock::now() - stopping;
+  EXPECT_LT(took.count(), kStopWithin);
+  pushing.join();
+}
+
+// Whatever becomes of the second output, the recording has the same bytes and its stop an end.
+TEST(StalledStream, AsSecondOutputLeavesTheRecordingAlone) {
+  std::signal(SIGPIPE, SIG_IGN);
+  TemporaryFolder folder;
+  const std::string common =
+      "video::codec=rawvideo audio::codec=pcm_s16le start_timecode=10:00:00:00 fflags=+bitexact ";
+  ASSERT_EQ(Record(folder / "alone.nut", common, kSmall, 120), S_OK);
+  for (const bool hangsUp : {true, false}) {
+    BrokenReceiver receiver(hangsUp);
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_LT(Record(folder / "both.nut",
+                     common + "io_timeout=1 second_encoder::format=matroska second_encoder=" +
+                         receiver.Url("tcp"),
+                     kSmall, 120),
+              0)
+        << "the stop tells";
+    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
+    EXPECT_LT(took.count(), 10) << hangsUp;
+    EXPECT_TRUE(folder.Read("alone.nut") == folder.Read("both.nut")) << hangsUp;
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(Receivers, BrokenStream,
                          testing::Values(Breakage{"TcpHangsUp", "tcp", true},
                                          Breakage{"TcpStopsReading", "tcp", false},
