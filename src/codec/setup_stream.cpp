@@ -73,7 +73,7 @@ void ApplyStreamMetadata(StreamHolder& holder) {
   if (!metadata) return;
   ForEachStream(holder, [&](AVStream* stream) {
     for (const auto& [name, value] : metadata->Attributes()) {
-      av_dict_set(&stream->metadata, name.c_str(), value.c_str(), AV_DICT_DONT_OVERWRITE);
+      SetEntry(&stream->metadata, name.c_str(), value.c_str(), AV_DICT_DONT_OVERWRITE);
     }
   });
 }

@@ -230,7 +230,10 @@ void CEncoderFFM::Drain(std::uint32_t timeout) {
   }
 }
 
-void CEncoderFFM::CloserMain() { (void)Close(kInfinite, true); }
+void CEncoderFFM::CloserMain() {
+  const Status closed = Guarded([this] { return Close(kInfinite, true); });
+  if (closed == Status(E_OUTOFMEMORY)) session_.stats.Fail("closing", "", closed);
+}
 
 // What waits for the encoder may be seconds of its work: the host's thread is not held up by it.
 void CEncoderFFM::CloseBeside() {

@@ -33,6 +33,7 @@ AvPtr<AVFrame> StampedPicture(const QueuedFrame& frame, std::int64_t forcedPts) 
     picture->data[0] = source.data[0];
     picture->linesize[0] = source.linesize[0];
     picture->buf[0] = av_buffer_ref(source.buf[0]);
+    if (picture->buf[0] == nullptr) return nullptr;
   } else {
     picture.reset(av_frame_clone(&source));
   }

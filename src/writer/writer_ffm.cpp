@@ -148,17 +148,23 @@ HRESULT CCoXvWriterFFM_I::ObjectStop() noexcept {
   });
 }
 
+// Stopped in any case: what a close that found no memory has left, the end of the encoder takes.
 Status CCoXvWriterFFM_I::Stop() {
-  if (encoder_) {
+  Status stopped = Guarded([this]() -> Status {
+    if (!encoder_) return S_OK;
     (void)encoder_->EncoderClose(kInfinite);
     stoppedIntoFile_ = !IsUrl(target_) && !IsStreamTarget(target_);
-  }
+    return S_OK;
+  });
   encoder_ = nullptr;
   source_ = nullptr;
   armed_ = false;
-  ResetCapture();
+  stopped.Update(Guarded([this] {
+    ResetCapture();
+    return S_OK;
+  }));
   XvTimeCorrector::Reset();
-  return S_OK;
+  return stopped;
 }
 
 // --- frames ---
