@@ -67,6 +67,8 @@ TEST_F(NodeInterface, TypedAttributes) {
   EXPECT_EQ(node_->SetDouble(u"f", 1.5), S_OK);
   EXPECT_EQ(node_->SetString(u"g", nullptr), S_OK);
   EXPECT_EQ(Attributes(), " a='1' b='yes' c='50%' d='true' e='-3' f='1.5' g=''");
+  EXPECT_EQ(node_->RemoveAll(), S_OK);
+  EXPECT_EQ(Xml(node_), "<root><x n='1'/><y/><x n='2'>text</x></root>");
 }
 
 TEST_F(NodeInterface, BadArgumentsHaveTheirResults) {

@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "base/text.h"
+#include "support/needed.h"
 #include "tree/node_path.h"
 
 namespace xv::XMLParse {
@@ -163,13 +164,14 @@ TEST(Node, MovesAndRemovesChildren) {
   EXPECT_EQ(b->MoveToEnd().code(), XV_E_NOT_FOUND);
   EXPECT_EQ(b->Text("n"), "1") << "a removed node lives on";
   EXPECT_EQ(a->RemoveChildNode("b[1]").code(), XV_E_NOT_FOUND);
-  EXPECT_TRUE(a->FindChild("c")->AttachChild(b).Ok());
-  EXPECT_EQ(a->FindChild("c")->AttachChild(a).code(), E_INVALIDARG) << "no node inside itself";
+  EXPECT_TRUE(test::Needed(a->FindChild("c")).AttachChild(b).Ok());
+  EXPECT_EQ(test::Needed(a->FindChild("c")).AttachChild(a).code(), E_INVALIDARG)
+      << "no node inside itself";
   EXPECT_EQ(a->Text("c::b::n"), "1");
   const XMLNodePtr c = a->FindChild("c");
   a->Clear();
   EXPECT_FALSE(c->Parent());
-  EXPECT_EQ(c->FindChild("b")->Parent(), c);
+  EXPECT_EQ(test::Needed(c->FindChild("b")).Parent(), c);
   Parse("<z/>")->AttachChild(c).Ok();
   EXPECT_FALSE(c->Parent()) << "a child outlives its parent";
 }
@@ -190,12 +192,12 @@ TEST(NodeCopy, MergesChildrenByNameAndNumber) {
   EXPECT_EQ(copied(MergeMode::kClearFirst, false), "<t x='1' y='1'>new<d/></t>");
   EXPECT_EQ(copied(MergeMode::kClearFirst, true), all);
   EXPECT_EQ(from->WriteXml(), text);
-  EXPECT_EQ(to->FindChild("c")->Parent(), to);
+  EXPECT_EQ(test::Needed(to->FindChild("c")).Parent(), to);
 }
 
 TEST(NodeCopy, IntoADescendantEnds) {
   const XMLNodePtr a = Parse("<a x=1><b/></a>");
-  a->FindChild("b")->CopyFrom(*a, MergeMode::kReplace, true);
+  test::Needed(a->FindChild("b")).CopyFrom(*a, MergeMode::kReplace, true);
   EXPECT_EQ(a->WriteXml(), "<a x='1'><b x='1'><b/></b></a>");
   a->CopyFrom(*a, MergeMode::kClearFirst, true);
   EXPECT_EQ(a->WriteXml(), "<a x='1'><b x='1'><b/></b></a>");
@@ -203,7 +205,7 @@ TEST(NodeCopy, IntoADescendantEnds) {
 
 TEST(NodeCopy, CloneHasItsOwnRoot) {
   const XMLNodePtr a = Parse("<a><b n=1/></a>");
-  XMLNodePtr clone = a->FindChild("b")->DeepClone();
+  XMLNodePtr clone = test::Needed(a->FindChild("b")).DeepClone();
   EXPECT_EQ(clone->Name(), "b");
   XMLNodePtr root = clone->Parent();
   EXPECT_EQ(root->Name(), "clone");
@@ -224,12 +226,12 @@ TEST(Schema, LookupClimbsUntilInheritIsFalse) {
       "<f><attributes_info><b default=1M/></attributes_info><codec b=2M/></f>"
       "<shut><attributes_info inherit=false><x/></attributes_info><codec/></shut></list>");
   const XMLNodePtr codec = root->FindChild("f::codec");
-  EXPECT_EQ(codec->FindInfo("b")->Text("default"), "1M");
-  EXPECT_EQ(codec->FindInfo("G")->Text("default"), "12");
-  EXPECT_EQ(root->FindInfo("f::codec::g")->Text("default"), "12");
+  EXPECT_EQ(test::Needed(codec->FindInfo("b")).Text("default"), "1M");
+  EXPECT_EQ(test::Needed(codec->FindInfo("G")).Text("default"), "12");
+  EXPECT_EQ(test::Needed(root->FindInfo("f::codec::g")).Text("default"), "12");
   EXPECT_EQ(root->InfoValue("b", "").value_or("?"), "Bit rate");
-  EXPECT_FALSE(root->FindChild("shut::codec")->FindInfo("b"));
-  EXPECT_TRUE(root->FindChild("shut::codec")->FindInfo("x"));
+  EXPECT_FALSE(test::Needed(root->FindChild("shut::codec")).FindInfo("b"));
+  EXPECT_TRUE(test::Needed(root->FindChild("shut::codec")).FindInfo("x"));
   EXPECT_FALSE(root->FindInfo("none::b"));
 }
 
