@@ -7,6 +7,7 @@
 
 #include "captions/caption_frame.h"
 #include "support/loopback.h"
+#include "support/needed.h"
 #include "support/temporary_folder.h"
 
 namespace xv {
@@ -94,8 +95,8 @@ TEST(AncDataFile, ReadsItsOwnFileInOrderOfTime) {
   EXPECT_EQ(file.FirstTime(), 100);
   EXPECT_EQ(file.LastTime(), 600);
   EXPECT_FALSE(file.FindAt(99));
-  EXPECT_EQ(file.FindAt(100)->time.rtStart, 100);
-  EXPECT_EQ(file.FindAt(599)->time.rtStart, 500);
+  EXPECT_EQ(test::Needed(file.FindAt(100)).time.rtStart, 100);
+  EXPECT_EQ(test::Needed(file.FindAt(599)).time.rtStart, 500);
   TimedValue value;
   ASSERT_TRUE(file.ItemAt(499, "B", &value));
   EXPECT_EQ(std::get<std::string>(value), "text");

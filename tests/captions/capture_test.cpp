@@ -4,6 +4,7 @@
 
 #include "captions/caption_frame.h"
 #include "platform/whole_file.h"
+#include "support/needed.h"
 #include "support/temporary_folder.h"
 #include "xvrecord/cea608_text.h"
 #include "xvrecord/host_items.h"
@@ -132,7 +133,7 @@ TEST(Capture, FramesOwnAttributesWinForThatFrame) {
   CANCDataFile file;
   ASSERT_EQ(file.SetPath(session.folder.Path("rec.anc"), true, false), S_OK);
   EXPECT_EQ(file.Count(), 1u);
-  EXPECT_EQ(file.FindAt(400000)->items.size(), 1u);
+  EXPECT_EQ(test::Needed(file.FindAt(400000)).items.size(), 1u);
   EXPECT_EQ(session.stats.seen, 3);
   EXPECT_EQ(session.stats.lost, 1);
 }

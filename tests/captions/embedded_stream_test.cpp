@@ -4,7 +4,7 @@
 #include <map>
 #include <random>
 
-#include "contracts/av_handles.h"
+#include "captions/caption_reader.h"
 #include "support/host_frames.h"
 #include "support/media_probe.h"
 #include "support/peer_process.h"
@@ -12,7 +12,8 @@
 #include "xvrecord/cea608_text.h"
 #include "xvrecord/host_items.h"
 
-// Captions that a host attaches, recorded by the writer and read back by FFmpeg's decoders.
+// Captions that a host attaches, recorded by the writer and read back by a reader of our own; those
+// of hosts' programs and of vendors' encoders are read by FFmpeg.
 namespace xv::test {
 namespace {
 
@@ -36,72 +37,14 @@ struct Case {
   double tolerance = 0.4;  // of the time at which a caption appears, in frames
 };
 
-struct ShownCaption {
-  double start = 0;  // seconds behind the first picture
-  std::string text;  // rows joined by "\n"
-};
-
-// The text of an ASS event behind its eight fields, without overrides and hard spaces.
-std::string TextOf(std::string event) {
-  for (int field = 0; field < 8; ++field) event.erase(0, event.find(',') + 1);
-  std::string text;
-  for (std::size_t i = 0; i < event.size(); ++i) {
-    if (event[i] == '{') {
-      i = event.find('}', i);
-      if (i == std::string::npos) break;
-    } else if (event[i] == '\\' && i + 1 < event.size()) {
-      if (event[++i] == 'N') text += '\n';
-    } else {
-      text += event[i];
-    }
-  }
-  return text;
-}
-
-// What FFmpeg's CEA-608 decoder makes of the pictures' captions, in order of display.
-std::vector<ShownCaption> ShownBy(const ProbedStream& video) {
-  const AVCodec* codec = avcodec_find_decoder(AV_CODEC_ID_EIA_608);
-  const AvPtr<AVCodecContext> decoder(avcodec_alloc_context3(codec));
-  decoder->pkt_timebase = {1, AV_TIME_BASE};
-  avcodec_open2(decoder.get(), codec, nullptr);
-  std::vector<ShownCaption> shown;
-  const auto take = [&](AVPacket* packet) {
-    AVSubtitle subtitle{};
-    int complete = 0;
-    avcodec_decode_subtitle2(decoder.get(), &subtitle, &complete, packet);
-    for (unsigned i = 0; complete != 0 && i < subtitle.num_rects; ++i) {
-      const double start = static_cast<double>(subtitle.pts) / AV_TIME_BASE;
-      shown.push_back({start, TextOf(subtitle.rects[i]->ass)});
-    }
-    avsubtitle_free(&subtitle);
-  };
-  for (const ProbedCaptions& captions : video.captions) {
-    const AvPtr<AVPacket> packet(av_packet_alloc());
-    av_new_packet(packet.get(), static_cast<int>(captions.constructs.size()));
-    std::copy(captions.constructs.begin(), captions.constructs.end(), packet->data);
-    packet->pts = std::llround(captions.start * AV_TIME_BASE);
-    take(packet.get());
-  }
-  take(AvPtr<AVPacket>(av_packet_alloc()).get());  // what is still on display
-  return shown;
-}
-
-// The A/53 blocks of user data in the packets, for codecs whose decoder does not give them out: the
-// first pair of each (first byte in the low one) by the number of its picture in display order.
-std::map<int, std::uint16_t> UserDataPairsOf(const ProbedStream& video) {
-  const std::string head("\0\0\1\xB2GA94\3", 9);
-  const std::size_t pairAt = head.size() + 3;  // behind count, filler and the first marker
-  std::map<std::int64_t, std::string> packets;
-  for (const ProbedPacket& packet : video.packets) packets[packet.pts] = packet.bytes;
+// The first pair of each picture's constructs (first byte in the low one), by the number of the
+// picture in display order.
+std::map<int, std::uint16_t> PairsOf(const ProbedStream& video) {
   std::map<int, std::uint16_t> pairs;
   int number = 0;
-  for (const auto& packet : packets) {
-    const std::string& bytes = packet.second;
-    const std::size_t at = bytes.find(head);
-    if (at != std::string::npos) {
-      const auto byte = [&](std::size_t i) { return static_cast<std::uint8_t>(bytes.at(at + i)); };
-      pairs[number] = static_cast<std::uint16_t>(byte(pairAt) | byte(pairAt + 1) << 8);
-    }
+  for (const std::string& constructs : ConstructsOf(video)) {
+    const auto byte = [&](std::size_t i) { return static_cast<std::uint8_t>(constructs.at(i)); };
+    if (!constructs.empty()) pairs[number] = static_cast<std::uint16_t>(byte(1) | byte(2) << 8);
     ++number;
   }
   return pairs;
@@ -170,7 +113,7 @@ void ExpectReadBack(const Case& one) {
   const ProbedFile file = Probe(path);
   ExpectPictures(file, one);
   ASSERT_EQ(recorded.said.size(), std::size(kLines));
-  const std::vector<ShownCaption> shown = ShownBy(file.Pictures());
+  const auto shown = ReadCaptions(ConstructsOf(file.Pictures()), one.rate);
   ASSERT_EQ(shown.size(), recorded.said.size());
   for (std::size_t i = 0; i < shown.size(); ++i) {
     EXPECT_EQ(shown[i].text, recorded.said[i].text);
@@ -239,7 +182,7 @@ TEST(EmbeddedStream, FramesOwnAttributeWins) {
       ASSERT_EQ(writer.Put(frame), S_OK);
     }
     EXPECT_EQ(writer.Stop(), S_OK);
-    const std::map<int, std::uint16_t> read = UserDataPairsOf(Probe(path).Pictures());
+    const std::map<int, std::uint16_t> read = PairsOf(Probe(path).Pictures());
     EXPECT_EQ(read.count(2), session ? 0u : 1u);
     EXPECT_EQ(read.size(), session ? 3u : 1u);
   }
@@ -376,7 +319,6 @@ TEST(EmbeddedStream, BlocksStandWithinTheirPictureByDefault) {
   }
 }
 
-// FFmpeg's decoder gives out no captions of MPEG-4 part 2: the blocks are looked up in the packets.
 TEST(EmbeddedStream, Mpeg4CarriesEachBlockWithItsPicture) {
   const TemporaryFolder folder;
   for (const char* place : {"sequence", "picture"}) {
@@ -388,7 +330,7 @@ TEST(EmbeddedStream, Mpeg4CarriesEachBlockWithItsPicture) {
       EXPECT_EQ(recorded.lost, 0);
       const ProbedFile file = Probe(folder / "a.mp4");
       ExpectPictures(file, one);
-      EXPECT_EQ(UserDataPairsOf(file.Pictures()), recorded.pairs) << place << b;
+      EXPECT_EQ(PairsOf(file.Pictures()), recorded.pairs) << place << b;
     }
   }
 }

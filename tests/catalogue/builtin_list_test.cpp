@@ -9,6 +9,7 @@
 #include "catalogue/ffmpeg_rows.h"
 #include "lists/list_comparison.h"
 #include "lists/selection.h"
+#include "support/needed.h"
 #include "values/value_syntax.h"
 
 namespace xv {
@@ -35,7 +36,7 @@ class BuiltinListTest : public ::testing::Test {
 TEST_F(BuiltinListTest, LoadsInSpiteOfItsStrayTag) {
   EXPECT_EQ(list_->Name(), "supported_list");
   ASSERT_EQ(list_->ChildCount(), 3u) << "a lost level would move what follows it";
-  EXPECT_EQ(list_->ChildAt(1)->Name(), "video_codecs");
+  EXPECT_EQ(test::Needed(list_->ChildAt(1)).Name(), "video_codecs");
 }
 
 // It says what it is, and its default lies within its values and bounds.
@@ -72,14 +73,14 @@ INSTANTIATE_TEST_SUITE_P(WrittenAndServed, BuiltinListRowsTest, ::testing::Bool(
 
 TEST_P(BuiltinListRowsTest, EveryListedCodecIsDeclaredAndEveryAttributeSound) {
   const std::set<std::string> undeclared = {"", "packets", "null", "wav_file", "dpx", "png"};
-  for (const XMLNodePtr& format : list_->FindChild("formats")->Children()) {
+  for (const XMLNodePtr& format : test::Needed(list_->FindChild("formats")).Children()) {
     SCOPED_TRACE(format->Text("name"));
     for (const ListedAttribute& one : AttributesOfFormat(*format)) ExpectSound(one);
     for (const char* kind : {"video", "audio"}) {
       ASSERT_TRUE(format->FindChild(kind));
       const std::vector<std::string> declared =
           Ids(list_->FindChild(std::string(kind) + "_codecs"));
-      for (const XMLNodePtr& codec : format->FindChild(kind)->Children()) {
+      for (const XMLNodePtr& codec : test::Needed(format->FindChild(kind)).Children()) {
         EXPECT_FALSE(codec->Text("name").empty());
         const std::string id = codec->Text("id");
         SCOPED_TRACE(id);
@@ -144,7 +145,7 @@ TEST_F(BuiltinListTest, AgreesWithThisFFmpeg) {
 TEST_F(BuiltinListTest, SoundIsNarrowedToWhatTheContainerTakes) {
   ShowFFmpegsRows(*list_);
   const auto narrowed = [&](const char* id) {
-    for (const XMLNodePtr& format : list_->FindChild("formats")->Children()) {
+    for (const XMLNodePtr& format : test::Needed(list_->FindChild("formats")).Children()) {
       if (format->Text("id") == id) {
         return format->Text("attributes_info::split_channels::values") + "; " +
                format->Text("audio::codec::attributes_info::ar::values", "any");

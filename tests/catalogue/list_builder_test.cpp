@@ -6,6 +6,7 @@
 #include "catalogue/fixed_lists.h"
 #include "contracts/av_handles.h"
 #include "lists/selection.h"
+#include "support/needed.h"
 
 extern "C" {
 #include <libavutil/opt.h>
@@ -40,7 +41,7 @@ TEST_F(ListBuilderTest, OptionsTellTypeDefaultBoundsAndWords) {
   EXPECT_EQ(node->InfoValue("aq-mode", "type"), "option");
   EXPECT_EQ(node->InfoValue("aq-mode", "select_from"), "aq_mode");
   EXPECT_EQ(node->InfoValues("aq-mode"), "none, variance, autovariance, autovariance-biased");
-  EXPECT_EQ(node->FindChild("attributes_info::aq-mode::aq_mode::variance")->Value(),
+  EXPECT_EQ(test::Needed(node->FindChild("attributes_info::aq-mode::aq_mode::variance")).Value(),
             "Variance AQ (complexity mask)");
   EXPECT_FALSE(node->FindInfo("psy")) << "the schema has no word for this type";
 }
@@ -61,7 +62,7 @@ TEST_F(ListBuilderTest, CodecsShareOneDescriptionOfTheirCommonOptions) {
   const XMLNodePtr audio = CoXMLNode::Create("audio");
   const NameList none;
   BuildCodecs(*audio, CodecKind::kAudio, &none, {});
-  EXPECT_EQ(audio->FindChild("codec")->InfoValue("b", "default"), "128000");
+  EXPECT_EQ(test::Needed(audio->FindChild("codec")).InfoValue("b", "default"), "128000");
   EXPECT_EQ(audio->ChildCount(), 1u);
 }
 
@@ -74,15 +75,15 @@ TEST_F(ListBuilderTest, FormatsListWhatTheirContainerTakes) {
   const XMLNodePtr node = CoXMLNode::Create("formats");
   BuildFormats(*node, build);
   ASSERT_EQ(node->ChildCount(), 3u) << "Auto Select, mp4, avi";
-  EXPECT_EQ(node->ChildAt(0)->Text("name"), "Auto Select");
-  EXPECT_FALSE(node->ChildAt(0)->FindChild("attributes_info")->Bool("inherit", true));
+  EXPECT_EQ(test::Needed(node->ChildAt(0)).Text("name"), "Auto Select");
+  EXPECT_FALSE(test::Needed(node->ChildAt(0)).FindChild("attributes_info")->Bool("inherit", true));
   const XMLNodePtr mp4 = node->ChildAt(1);
   EXPECT_EQ(mp4->Text("extensions"), "mp4");
   EXPECT_TRUE(FindListedCodec(*mp4, "video", "libx264"));
   EXPECT_FALSE(FindListedCodec(*mp4, "video", "huffyuv"));
   EXPECT_TRUE(FindListedCodec(*node->ChildAt(2), "video", "huffyuv"));
   EXPECT_FALSE(FindListedCodec(*mp4, "audio", "pcm_s16le"));
-  EXPECT_EQ(mp4->FindChild("audio")->Text("default"), "aac");
+  EXPECT_EQ(test::Needed(mp4->FindChild("audio")).Text("default"), "aac");
   EXPECT_TRUE(mp4->FindInfo("movflags"));
   EXPECT_FALSE(mp4->FindInfo("write_bext"));
   EXPECT_TRUE(PresetsOf(*mp4).empty()) << "nothing on a built format is a preset";

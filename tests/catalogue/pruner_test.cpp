@@ -6,6 +6,7 @@
 #include "catalogue/builtin_list.h"
 #include "catalogue/refused_cells.h"
 #include "lists/selection.h"
+#include "support/needed.h"
 
 namespace xv {
 namespace {
@@ -58,7 +59,7 @@ TEST_F(PrunerTest, WithoutHardwareItsCodecsGoAndSayWhy) {
   EXPECT_NE(Reason("vc1"), "");
   EXPECT_TRUE(Offers("matroska", "libx264"));
   EXPECT_TRUE(Offers("mp3", "null")) << "No Video is a child that stays";
-  EXPECT_EQ(list_->ChildAt(list_->ChildCount() - 1)->Name(), "unavailable");
+  EXPECT_EQ(test::Needed(list_->ChildAt(list_->ChildCount() - 1)).Name(), "unavailable");
   EXPECT_TRUE(Offers("ismv", "null")) << "sound alone can still be written";
 }
 
@@ -80,7 +81,7 @@ TEST_F(PrunerTest, WithHardwareItsCodecsStayAndTellTheirSession) {
   EXPECT_FALSE(Offers("flv", "n265")) << "the container refuses HEVC";
   EXPECT_NE(Reason("n265", "flv"), "");
   std::map<std::string, std::string> implementations;
-  for (const XMLNodePtr& codec : list_->FindChild("video_codecs")->Children()) {
+  for (const XMLNodePtr& codec : test::Needed(list_->FindChild("video_codecs")).Children()) {
     if (!codec->Has("qs_impl")) continue;
     implementations[codec->Text("id")] = codec->Text("qs_impl") + " " + codec->Text("qs_version");
     EXPECT_EQ(codec->InfoValue("qs_version", "type"), "read-only");
@@ -123,7 +124,7 @@ TEST_F(PrunerTest, FormatsWithoutACodecGoAndReasonsStay) {
       "</video_codecs></supported_list>");
   Pruner pruner{HardwareReport()};
   pruner.Run(*list_);
-  EXPECT_EQ(list_->FindChild("formats")->WriteXml(),
+  EXPECT_EQ(test::Needed(list_->FindChild("formats")).WriteXml(),
             "<formats><format id='b'><video><codec name='x'/></video></format></formats>");
   EXPECT_EQ(list_->Text("video_codecs::codec::attributes_info::dv_format::values"), "dvsd, dv25");
   EXPECT_EQ(Reason("old"), "");

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "support/host_frames.h"
+#include "support/loopback.h"
 #include "support/media_probe.h"
 
 // What the tests of the clients push, and what must come out at the other end.
@@ -19,12 +20,18 @@ inline constexpr char kLiveCodecs[] =
 // Each picture has another level and the sound goes on, so that what is missing shows.
 inline Feed LiveFeed() { return {.width = 320, .height = 240}; }
 
-// A few times faster than the clock: a receiver of datagrams must keep up.
-inline HRESULT PushPaced(host::Writer& writer, const Feed& feed, int count, int first = 0) {
+// As fast as who reads datagrams at the port takes them; with 0, a few times faster than the clock.
+inline HRESULT PushPaced(host::Writer& writer, const Feed& feed, int count, int first = 0,
+                         int port = 0) {
+  constexpr std::size_t kMostUnread = 64 << 10;  // bytes; a socket holds three times as much
   HRESULT result = S_OK;
   for (int i = first; i < first + count && result == S_OK; ++i) {
     result = writer.Put(MakeFrame(feed, i));
-    std::this_thread::sleep_for(std::chrono::milliseconds(8));
+    if (port == 0) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(8));
+    } else if (!Eventually(15, [&] { return UnreadBytes(port) < kMostUnread; })) {
+      return E_FAIL;
+    }
   }
   return result;
 }

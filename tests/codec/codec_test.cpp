@@ -7,6 +7,7 @@
 #include "codec/setup_stream.h"
 #include "codec/video_geometry.h"
 #include "picture/pixel_formats.h"
+#include "support/needed.h"
 
 namespace xv {
 namespace {
@@ -126,17 +127,18 @@ TEST(PixelFormatPick, WalksFromTheSourceDown) {
 }
 
 TEST(AudioFormatPick, DepthAndRate) {
-  const AVCodec& aac = *avcodec_find_encoder_by_name("aac");
-  const AVCodec& flac = *avcodec_find_encoder_by_name("flac");
-  const AVCodec& mp2 = *avcodec_find_encoder_by_name("mp2");
+  const AVCodec& aac = test::Needed(avcodec_find_encoder_by_name("aac"));
+  const AVCodec& flac = test::Needed(avcodec_find_encoder_by_name("flac"));
+  const AVCodec& mp2 = test::Needed(avcodec_find_encoder_by_name("mp2"));
   EXPECT_EQ(PickSampleFormat(aac, 16), AV_SAMPLE_FMT_FLTP);
   EXPECT_EQ(PickSampleFormat(flac, 24), AV_SAMPLE_FMT_S32);
   EXPECT_EQ(PickSampleFormat(flac, 16), AV_SAMPLE_FMT_S16);
   EXPECT_EQ(PickSampleRate(SampleRatesOf(mp2), 48000), 48000);
   EXPECT_EQ(PickSampleRate(SampleRatesOf(mp2), 40000), 44100);
   EXPECT_EQ(PickSampleRate(SampleRatesOf(mp2), 96000), 48000);
-  EXPECT_EQ(PickSampleRate(SampleRatesOf(*avcodec_find_encoder_by_name("pcm_s16le")), 12345),
-            12345);
+  EXPECT_EQ(
+      PickSampleRate(SampleRatesOf(test::Needed(avcodec_find_encoder_by_name("pcm_s16le"))), 12345),
+      12345);
 }
 
 // One track through SetupStream, with the encoder open.

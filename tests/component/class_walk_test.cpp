@@ -79,6 +79,7 @@ TEST(ClassWalk, BrokenClassesAreLeftForTheNext) {
               S_OK)
         << noted;
     EXPECT_THAT(trace.With("class encoder_n264"), HasSubstr(words));
+    EXPECT_EQ(trace.With("odd encoder has its sink").empty(), odd == Odd::kNoObject);
     EXPECT_EQ(Probe(settings / "a.mp4").Pictures().frames, 5);
   }
   ComponentSettings settings(SettingFor(Odd::kInitFails));

@@ -11,10 +11,14 @@ namespace {
 
 void Block(int seconds) { std::this_thread::sleep_for(std::chrono::seconds(seconds)); }
 
-class OddEncoder final : public host::Counted<IXfEncoder> {
+class OddEncoder final : public host::Counted<IXfEncoder, IXfTraced> {
  public:
   explicit OddEncoder(Odd odd) : odd_(odd) {}
 
+  HRESULT TraceSinkSet(IXvTraceSink* sink) noexcept override {
+    if (sink != nullptr) sink->TraceLine(u"odd encoder has its sink");
+    return S_OK;
+  }
   HRESULT Init(eXfMediaType, const char16_t*) override {
     if (odd_ == Odd::kInitThrows) throw std::runtime_error("thrown");
     if (odd_ == Odd::kInitBlocks) Block(3);

@@ -129,6 +129,37 @@ TEST(ComponentRecording, TheSwitchOfTheWriterAndOptionsOfTheOtherPath) {
   EXPECT_THAT(trace.With("PutPacket Stm:0"), HasSubstr("[Video tag:h264"));
 }
 
+TEST(ComponentEncoder, PacketsTellTheirStampsTheirStreamAndTheirBytes) {
+  const auto encoder = MakeObject<IXfEncoder>(CLSID_CoXfEncoderFFM);
+  ASSERT_EQ(encoder->Init(eXfMT_Video, u"codec=rawvideo tag=rawvideo"), S_OK);
+  const auto frame = host::QueryAs<IXfFrame>(MakeFrame(kPlain, 1));
+  XV_AV_PROPS props{};
+  std::uint32_t pushed = 0, size = 0;
+  const std::uint8_t *picture = nullptr, *bytes = nullptr;
+  ASSERT_EQ(frame->FramePropsGet(&props, nullptr), S_OK);
+  ASSERT_EQ(frame->FrameVideoGet(&pushed, &picture), S_OK);
+  ASSERT_EQ(encoder->Configure(frame.get(), &props, nullptr, nullptr), S_OK);
+  host::Ptr<IXfPacket> packet;
+  std::int32_t left = 0;
+  ASSERT_EQ(encoder->Process(packet.Receive(), &left, 0, nullptr), S_OK);
+  ASSERT_TRUE(packet);
+  ASSERT_EQ(packet->PacketDataGet(&size, &bytes), S_OK);
+  ASSERT_EQ(size, pushed);
+  EXPECT_TRUE(std::equal(bytes, bytes + size, picture));
+  XV_STREAM_INFO info{};
+  ASSERT_EQ(packet->PacketStreamInfoGet(&info), S_OK);
+  EXPECT_EQ(host::Narrow(info.tag), "rawvideo");
+  EXPECT_TRUE(info.nWidth == 640 && info.nHeight == 360 && info.fccTag == kFccUYVY);
+  XV_PACKET_TIME time{};
+  ASSERT_EQ(packet->PacketTimeGet(&time), S_OK);
+  EXPECT_EQ(time.nFlags, std::uint32_t{eXfPF_Key});
+  EXPECT_TRUE(time.cbSize == pushed && time.nIndex == 0 && time.nKey == 0);
+  XV_TIME shown{};
+  ASSERT_EQ(packet->PacketFrameTimeGet(&shown), S_OK);
+  EXPECT_EQ(shown.rtStop - shown.rtStart, 400'000);
+  EXPECT_EQ(encoder->Close(), S_OK);
+}
+
 // MPEG-2 runs at a constant rate here: what flat pictures do not need is filled up.
 TEST(ComponentRecording, Mpeg2KeepsItsRate) {
   TemporaryFolder folder;

@@ -51,22 +51,6 @@ Result Convert(const Picture& source, const XV_VID_PROPS* target, const char* at
   return result;
 }
 
-// Luma tells the position: 4 columns and 4 rows of steps.
-Picture Steps(std::uint32_t tag, int width, int height,
-              std::uint32_t interlace = eXvI_Progressive) {
-  Picture picture(tag, width, height, interlace);
-  const ImageView view = picture.View();
-  for (int y = 0; y < view.height; ++y) {
-    for (int x = 0; x < width; x += 2) {
-      const int level = 20 + 50 * (x * 4 / width) + 10 * (y * 4 / view.height);
-      FillBackground(RegionView(view, x, y, 2, 1),
-                     0xFF000000U | static_cast<std::uint32_t>(level) * 0x10101U, 1.0)
-          .code();
-    }
-  }
-  return picture;
-}
-
 int LumaAt(const Result& result, int x, int y) {
   switch (result.vid().fccColor) {
     case kFccUYVY:
@@ -109,30 +93,6 @@ TEST(Converter, CropListsMeanTheirSides) {
   EXPECT_EQ(Convert(source, nullptr, "crop=' , '").status, E_INVALIDARG);
   EXPECT_EQ(Convert(source, nullptr, "crop=40").status, E_INVALIDARG);
   EXPECT_EQ(Convert(Picture(kFccI420, 64, 48), nullptr, "crop=-4").status, E_INVALIDARG);
-}
-
-TEST(Converter, RotateAlsoExchangesSizeAndAspect) {
-  for (const std::uint32_t tag : {kFccUYVY, kFccYUY2, kFccRGB32, kFccRGB24, kFccI420}) {
-    Picture source = Steps(tag, 72, tag == kFccRGB32 || tag == kFccRGB24 ? -48 : 48);
-    source.vid.nAspectX = 16;
-    source.vid.nAspectY = 9;
-    const Result plain = Convert(source, nullptr, "rotate=around");
-    EXPECT_EQ(plain.vid().nWidth, 72);
-    for (const bool left : {false, true}) {
-      const Result rotated = Convert(source, nullptr, left ? "rotate=left" : "rotate=right");
-      ASSERT_EQ(rotated.status, S_OK);
-      const XV_VID_PROPS& vid = rotated.vid();
-      EXPECT_TRUE(vid.nWidth == 48 && vid.nHeight == (source.vid.nHeight < 0 ? -72 : 72));
-      EXPECT_TRUE(vid.nAspectX == 9 && vid.nAspectY == 16);
-      EXPECT_EQ(rotated.contents.time.rtStart, 12345);
-      for (int y = 0; y < 72; ++y) {
-        for (int x = 0; x < 48; ++x) {
-          const int want = left ? LumaAt(plain, 71 - y, x) : LumaAt(plain, y, 47 - x);
-          ASSERT_NEAR(LumaAt(rotated, x, y), want, 1) << std::hex << tag << ' ' << x << ',' << y;
-        }
-      }
-    }
-  }
 }
 
 TEST(RotatePlane, EverySampleLandsWhereItBelongs) {

@@ -2,7 +2,6 @@
 
 #include <cstdlib>
 
-#include "gst/pipeline.h"
 #include "support/peer_process.h"
 #include "support/temporary_folder.h"
 

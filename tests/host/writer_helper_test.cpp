@@ -73,6 +73,9 @@ TEST(HostWriter, AnyThreadMayCallAtAnyTime) {
   std::atomic<bool> done{false};
   std::atomic<int> taken{0}, refused{0};
   std::atomic<HRESULT> other{S_OK};
+  std::atomic<int> warnings{0};
+  XvSetWarningHandler([](const char*, void* count) { ++*static_cast<std::atomic<int>*>(count); },
+                      &warnings);
   const auto put = [&](bool throughObject) {
     const auto receiver = host::QueryAs<IXvReceiver_I>(writer.object());
     for (int number = 0; !done; ++number) {
@@ -107,6 +110,8 @@ TEST(HostWriter, AnyThreadMayCallAtAnyTime) {
   for (std::thread& thread : threads) thread.join();
   EXPECT_GT(refused, 0);
   EXPECT_EQ(other, S_OK);
+  XvSetWarningHandler(nullptr, nullptr);
+  EXPECT_EQ(warnings, 0);
 }
 
 TEST(HostWriter, MovesWithItsRecording) {

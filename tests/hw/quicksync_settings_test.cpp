@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include "hw/frame_rate.h"
+#include "hw/quicksync/quick_allocator.h"
 #include "hw/quicksync/quick_attributes.h"
+#include "hw/quicksync/quick_ladder.h"
 #include "hw/stamps.h"
 
 namespace xv {
@@ -184,6 +186,61 @@ TEST(QuickStamps, DecodingRunsAheadAsTheRuntimeTells) {
   EXPECT_EQ(DecodingLead(0, static_cast<std::uint64_t>(-7200), picture), 2);
   EXPECT_EQ(DecodingLead(36000, 36000 - 3600, picture), 1);
   EXPECT_EQ(DecodingLead(36000, 36000, picture), 0);
+}
+
+TEST(QuickLadder, PutsTheChoiceAheadOfAllOthers) {
+  const std::vector<mfxIMPL> listed{0x404, 0x402, 0x405, 0x406, 0x407, 4, 2, 5, 6, 7, 3, 1};
+  EXPECT_EQ(ImplementationOrder(-2), listed);
+  for (const auto& [choice, first] : {std::pair(0, 0x402), {3, 0x407}, {-1, 1}}) {
+    const std::vector<mfxIMPL> order = ImplementationOrder(choice);
+    EXPECT_EQ(order.front(), first);
+    EXPECT_EQ(std::vector(order.begin() + 1, order.end()), listed);
+  }
+}
+
+TEST(QuickAllocator, SharesASetOfADecoderAndFreesItOnce) {
+  const auto allocator = MakeRef<XvQSAllocatorSW>();
+  mfxFrameAllocator& record = *allocator->Record();
+  mfxFrameAllocRequest request{};
+  request.AllocId = 7;
+  request.Type = MFX_MEMTYPE_EXTERNAL_FRAME | MFX_MEMTYPE_FROM_DECODE;
+  request.NumFrameMin = request.NumFrameSuggested = 2;
+  request.Info.FourCC = MFX_FOURCC_NV12;
+  request.Info.Width = 32;
+  request.Info.Height = 16;
+  mfxFrameAllocResponse first{}, second{}, encoders{};
+  ASSERT_EQ(record.Alloc(record.pthis, &request, &first), MFX_ERR_NONE);
+  ASSERT_EQ(record.Alloc(record.pthis, &request, &second), MFX_ERR_NONE);
+  EXPECT_EQ(first.mids, second.mids);
+  request.Type = MFX_MEMTYPE_EXTERNAL_FRAME | MFX_MEMTYPE_FROM_ENCODE;
+  ASSERT_EQ(record.Alloc(record.pthis, &request, &encoders), MFX_ERR_NONE);
+  EXPECT_NE(encoders.mids, first.mids);
+
+  EXPECT_EQ(record.Free(record.pthis, &first), MFX_ERR_NONE);
+  mfxFrameData data{};
+  ASSERT_EQ(record.Lock(record.pthis, second.mids[1], &data), MFX_ERR_NONE);
+  EXPECT_EQ(data.Y, second.mids[1]);
+  EXPECT_EQ(data.UV, data.Y + 32 * 16);
+  EXPECT_EQ(data.Pitch, 32);
+  const mfxMemId gone = second.mids[1];
+  mfxFrameAllocResponse copy = second;
+  EXPECT_EQ(record.Free(record.pthis, &second), MFX_ERR_NONE);
+  EXPECT_EQ(record.Free(record.pthis, &copy), MFX_ERR_INVALID_HANDLE);
+  EXPECT_EQ(record.Lock(record.pthis, gone, &data), MFX_ERR_INVALID_HANDLE);
+  request.Info.FourCC = MFX_FOURCC_P010;
+  EXPECT_EQ(record.Alloc(record.pthis, &request, &second), MFX_ERR_UNSUPPORTED);
+}
+
+TEST(QuickAllocator, MemoryIsTheIdentifierElseThePlane) {
+  mfxU8 byte = 0;
+  mfxU8* memory = nullptr;
+  mfxFrameData data{};
+  EXPECT_EQ(XvQSAllocatorSW::Memory(&byte, nullptr, &memory), MFX_ERR_NULL_PTR);
+  EXPECT_EQ(XvQSAllocatorSW::Memory(nullptr, &data, nullptr), MFX_ERR_NONE);
+  EXPECT_EQ(XvQSAllocatorSW::Memory(nullptr, &data, &memory), MFX_ERR_UNDEFINED_BEHAVIOR);
+  data.Y = &byte;
+  EXPECT_EQ(XvQSAllocatorSW::Memory(nullptr, &data, &memory), MFX_ERR_NONE);
+  EXPECT_EQ(memory, &byte);
 }
 
 }  // namespace

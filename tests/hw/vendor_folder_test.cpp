@@ -57,13 +57,5 @@ TEST_F(VendorFolderTest, OpensWhatTheFolderHoldsAndThenWhatTheSystemHas) {
   EXPECT_NE(library_.Symbol("cos"), nullptr);
 }
 
-TEST_F(VendorFolderTest, FolderWithoutItsWholePathIsAnError) {
-  Link("libxvfirst.so");
-  const std::string relative = std::filesystem::relative(folder_.path()).string();
-  const ScopedVariable given("XVWRITER_VENDOR_FOLDER", relative);
-  EXPECT_EQ(Open(), XV_E_VENDOR_LIBRARY);
-  EXPECT_THAT(words_, HasSubstr("not a full path: " + relative));
-}
-
 }  // namespace
 }  // namespace xv

@@ -167,29 +167,5 @@ TEST(ScaleEngine, SameSizeIsAConversionAndFlipTurnsUpsideDown) {
   EXPECT_EQ(engine.ScaleImage(source.View(), {}, false, 4, 0, 3), E_INVALIDARG);
 }
 
-TEST(ScaleQuality, CodesFoldAsDocumented) {
-  for (const auto& [given, code] : {std::pair{0, 1},
-                                    {2, 2},
-                                    {3, 2},
-                                    {4, 4},
-                                    {6, 4},
-                                    {8, 8},
-                                    {9, 16},
-                                    {10, 1},
-                                    {12, 2},
-                                    {16, 4},
-                                    {18, 8},
-                                    {26, 16}}) {
-    EXPECT_EQ(NormaliseQuality(given).code, code) << given;
-    EXPECT_EQ(NormaliseQuality(given).oneToOne, given >= 10) << given;
-  }
-  EXPECT_DOUBLE_EQ(SharpnessOfQuality(1, 1, 0), -1);
-  EXPECT_DOUBLE_EQ(SharpnessOfQuality(6, 1, 0), 0.85);
-  EXPECT_DOUBLE_EQ(SharpnessOfQuality(8, 1.5, 0), 0.8);
-  EXPECT_DOUBLE_EQ(SharpnessOfQuality(8, 0.5, 0), 1.0);
-  EXPECT_DOUBLE_EQ(SharpnessOfQuality(4, 1, 25), 0.375);
-  EXPECT_DOUBLE_EQ(SharpnessOfQuality(1, 1, -25), 1.0);
-}
-
 }  // namespace
 }  // namespace xv

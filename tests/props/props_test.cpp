@@ -22,14 +22,6 @@ class Owner final : public AutoObjBase<Owner, IXvPropsImpl<Owner, IXvProps>> {
   PropsCore& Core() { return props_; }
 };
 
-class OwnerWithoutTree final : public IXvPropsImpl<OwnerWithoutTree, IXvProps> {
- public:
-  OwnerWithoutTree() : IXvPropsImpl(Ref<ObjectVal>()) {}
-  HRESULT QueryInterface(const Guid&, void**) noexcept override { return E_NOINTERFACE; }
-  std::uint32_t AddRef() noexcept override { return 1; }
-  std::uint32_t Release() noexcept override { return 1; }
-};
-
 std::string Take(char16_t* text) {
   std::string out = text == nullptr ? "(null)" : Utf8FromUtf16(text);
   XvStringFree(text);
@@ -235,19 +227,6 @@ TEST_F(PropsTest, SchemaIsReadAndWritten) {
   EXPECT_EQ(props_->PropsInfoGet(u"video::b", &name, nullptr, &name), E_POINTER);
   EXPECT_THAT(Get(u"video::attributes_info"), ::testing::StartsWith("<attributes_info><b "));
   EXPECT_EQ(Get(u"attributes_info"), "(null)");
-}
-
-TEST(PropsWithoutATree, FailAtEverything) {
-  OwnerWithoutTree owner;
-  char16_t* text = nullptr;
-  std::int32_t number = 0;
-  Ref<IXvNode> node;
-  for (const HRESULT result : {owner.PropsGet(u"_process_pid_", &text), owner.PropsSet(u"a", u"1"),
-                               owner.PropsRemove(u"a"), owner.PropsGetCount(u"", &number),
-                               owner.PropsHasChild(u"a", 0, &number),
-                               owner.PropsInfoGetByIndex(u"", 0, &text, node.Receive())}) {
-    EXPECT_EQ(result, E_FAIL);
-  }
 }
 
 TEST(NearestName, SlipsAreFoundAndOtherWordsAreNot) {

@@ -32,10 +32,10 @@ TEST(ClassRegistry, RelativeModulesStartAtTheFileAndTheFirstFolderWins) {
   test::TemporaryFolder second;
   const std::string file = std::string(kId) + ".toml";
   second.Write(file, "class_id = '" + std::string(kId) + "'\nmodule = '../lib/b.so'\n");
-  EXPECT_EQ(FindRegisteredClass({first.Path(), second.Path()}, kId)->module,
+  EXPECT_EQ(FindRegisteredClass({first.Path(), second.Path()}, kId).value().module,
             second.Path("../lib/b.so"));
   first.Write(file, "class_id = '" + std::string(kId) + "'\nmodule = '/a.so'\n");
-  EXPECT_EQ(FindRegisteredClass({first.Path(), second.Path()}, kId)->module, "/a.so");
+  EXPECT_EQ(FindRegisteredClass({first.Path(), second.Path()}, kId).value().module, "/a.so");
 }
 
 TEST(ClassRegistry, SpoiltFilesCountAsNone) {

@@ -3,7 +3,6 @@
 #include <filesystem>
 #include <sstream>
 
-#include "server/other_module.h"
 #include "support/peer_process.h"
 #include "support/temporary_folder.h"
 #include "xvwriter/host.hpp"
@@ -14,6 +13,10 @@ namespace {
 
 using testing::HasSubstr;
 
+// Of the example, a module of somebody else.
+constexpr Guid kOtherClass{
+    0xc1d9f0a7, 0x3b52, 0x4e68, {0x9f, 0x14, 0xd0, 0x7a, 0x86, 0xe2, 0xb5, 0xc3}};
+constexpr char kOtherClassText[] = "c1d9f0a7-3b52-4e68-9f14-d07a86e2b5c3";
 constexpr char kWriterFile[] = "classes/4c93300c-351a-422f-ae57-a8a5a9777c4c.toml";
 
 // The user's registered classes stand in a folder of the test's own.

@@ -4,27 +4,45 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+#include <string>
 #include <thread>
+#include <vector>
 
 namespace xv::test {
 namespace {
 
-// The kernel's socket table: "sl local_address rem_address st ...", the port in hex.
-bool IsBound(const char* table, const char* state, int port) {
-  std::ifstream file(table);
-  std::string line, slot, local, remote, st;
+// A row of the kernel's socket table: "sl local_address rem_address st tx_queue:rx_queue ...", in
+// hex.
+struct Row {
+  int port = 0;
+  std::string state;
+  std::size_t unread = 0;
+};
+
+std::vector<Row> RowsOf(const std::string& table) {
+  std::ifstream file("/proc/net/" + table);
+  std::string line, slot, local, remote, queues;
   std::getline(file, line);
+  std::vector<Row> rows;
   while (std::getline(file, line)) {
     std::istringstream fields(line);
-    fields >> slot >> local >> remote >> st;
-    const std::size_t colon = local.rfind(':');
-    if (st == state && std::stoi(local.substr(colon + 1), nullptr, 16) == port) return true;
+    Row row;
+    fields >> slot >> local >> remote >> row.state >> queues;
+    row.port = std::stoi(local.substr(local.rfind(':') + 1), nullptr, 16);
+    row.unread = std::stoul(queues.substr(queues.find(':') + 1), nullptr, 16);
+    rows.push_back(row);
   }
-  return false;
+  return rows;
+}
+
+bool IsBound(const std::string& table, const char* state, int port) {
+  return std::ranges::any_of(
+      RowsOf(table), [&](const Row& row) { return row.state == state && row.port == port; });
 }
 
 }  // namespace
@@ -56,9 +74,17 @@ int FreePort(Transport transport) {
 bool WaitUntilBound(Transport transport, int port, double seconds) {
   const bool tcp = transport == Transport::kTcp;
   return Eventually(seconds, [&] {
-    return tcp ? IsBound("/proc/net/tcp", "0A", port) || IsBound("/proc/net/tcp6", "0A", port)
-               : IsBound("/proc/net/udp", "07", port) || IsBound("/proc/net/udp6", "07", port);
+    return tcp ? IsBound("tcp", "0A", port) || IsBound("tcp6", "0A", port)
+               : IsBound("udp", "07", port) || IsBound("udp6", "07", port);
   });
+}
+
+std::size_t UnreadBytes(int port) {
+  std::size_t unread = 0;
+  for (const char* table : {"udp", "udp6"}) {
+    for (const Row& row : RowsOf(table)) unread += row.port == port ? row.unread : 0;
+  }
+  return unread;
 }
 
 bool Eventually(double seconds, const std::function<bool()>& holds) {

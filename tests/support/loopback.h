@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
 
 // Ports of loopback where the other end of a stream waits.
@@ -22,6 +23,8 @@ struct BoundSocket {
 int FreePort(Transport transport);
 // True once somebody listens at the port. Nothing connects to it: a peer may take one caller only.
 bool WaitUntilBound(Transport transport, int port, double seconds);
+// Bytes that wait for whoever reads datagrams at the port.
+std::size_t UnreadBytes(int port);
 // Asks every few milliseconds; false when it never held.
 bool Eventually(double seconds, const std::function<bool()>& holds);
 

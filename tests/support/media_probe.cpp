@@ -228,7 +228,7 @@ ProbedFile Probe(const std::string& path,
     }
     if (i < file.streams.size()) {
       const auto size = static_cast<std::size_t>(packet->size);
-      file.streams[i].packets.push_back({packet->pts, BytesOf(packet->data, size)});
+      file.streams[i].packets.push_back({packet->pts, packet->dts, BytesOf(packet->data, size)});
       file.streams[i].keys += (packet->flags & AV_PKT_FLAG_KEY) != 0 ? 'K' : '-';
     }
     if (i < decoders.size() && decoders[i])

@@ -16,6 +16,7 @@ namespace xv::test {
 
 struct ProbedPacket {
   std::int64_t pts = 0;
+  std::int64_t dts = 0;
   std::string bytes;
 };
 

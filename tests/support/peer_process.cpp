@@ -53,11 +53,10 @@ void PeerProcess::Send(int signal) {
   if (child_ >= 0) ::kill(child_, signal);
 }
 
-ProgramResult RunProgram(const std::vector<std::string>& command, int interruptAfter) {
+ProgramResult RunProgram(const std::vector<std::string>& command) {
   constexpr double kForever = 1e6;
   const TemporaryFolder folder;
   PeerProcess program(command, folder / "out", folder / "err");
-  if (interruptAfter > 0 && !program.WaitForEnd(interruptAfter / 1000.0)) program.Send(SIGINT);
   program.WaitForEnd(kForever);
   return {program.ExitStatus(), folder.Read("out"), folder.Read("err")};
 }

@@ -37,7 +37,7 @@ struct ProgramResult {
   std::string err;
 };
 
-// Runs a program to its end. `interruptAfter` in milliseconds sends SIGINT then, 0 never.
-ProgramResult RunProgram(const std::vector<std::string>& command, int interruptAfter = 0);
+// Runs a program to its end.
+ProgramResult RunProgram(const std::vector<std::string>& command);
 
 }  // namespace xv::test

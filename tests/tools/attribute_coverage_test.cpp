@@ -8,6 +8,7 @@
 #include "catalogue/builtin_list.h"
 #include "lists/attribute_tables.h"
 #include "lists/selection.h"
+#include "support/needed.h"
 
 extern "C" {
 #include <libavformat/avformat.h>
@@ -16,6 +17,13 @@ extern "C" {
 
 namespace xv::test {
 namespace {
+
+constexpr char kNameLetters[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_";
+
+std::string TextOf(const std::filesystem::path& path) {
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
 
 bool IsNameLetter(char c) {
   return std::isalnum(static_cast<unsigned char>(c)) != 0 || std::strchr("_.-:", c) != nullptr;
@@ -74,6 +82,50 @@ TEST(AttributeCoverage, SomeTestSetsEachAttributeThatTheWriterReads) {
   }
 }
 
+// The name ahead of the bracket in a declaration with that mark.
+std::string Declared(const std::string& line, const char* mark) {
+  const std::size_t at = line.find(mark), end = line.find('(', at);
+  if (at == std::string::npos || end == std::string::npos) return {};
+  const std::size_t begin = line.find_last_not_of(kNameLetters, end - 1) + 1;
+  return line.substr(begin, end - begin);
+}
+
+// Calls by "->" or ".", of functions by their name alone, and what tests implement as a host.
+void AddCalls(const std::string& text, std::set<std::string>& names) {
+  for (std::size_t end = 0; (end = text.find('(', end + 1)) != std::string::npos;) {
+    const std::size_t begin = text.find_last_not_of(kNameLetters, end - 1) + 1;
+    const std::string name = text.substr(begin, end - begin);
+    const bool member = begin > 0 && (text[begin - 1] == '.' || text[begin - 1] == '>');
+    const std::size_t stop = text.find_first_of("{;", end);
+    const bool implements = text.substr(end, stop - end).ends_with("override ");
+    if (member || implements || name.starts_with("Xv") || name.starts_with("Dll")) {
+      names.insert(name);
+    }
+  }
+}
+
+TEST(InterfaceCoverage, SomeTestCallsEachOperationOfThePublicHeaders) {
+  std::set<std::string> called;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(TESTS_FOLDER)) {
+    if (entry.path().string().find("/vendor/") != std::string::npos) continue;
+    const std::string kind = entry.path().extension();
+    if (kind == ".cpp" || kind == ".h") AddCalls(TextOf(entry.path()), called);
+  }
+  std::size_t operations = 0;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(HEADERS_FOLDER)) {
+    std::ifstream file(entry.path());
+    for (std::string line; std::getline(file, line);) {
+      for (const char* mark : {"  virtual ", "XV_EXPORT "}) {
+        const std::string name = Declared(line, mark);
+        if (name.empty() || line.find('~') != line.npos || line[0] == '#') continue;
+        ++operations;
+        EXPECT_EQ(called.count(name), 1u) << entry.path() << ": " << name;
+      }
+    }
+  }
+  EXPECT_GT(operations, 100u);
+}
+
 // A key of all tracks has several rows.
 TEST(AttributeCoverage, EachKeyHasItsRow) {
   std::set<std::pair<std::string_view, std::string_view>> listed;
@@ -114,7 +166,7 @@ void ExpectOffersValid(const XMLParse::CoXMLNode& holder, std::span<const Attrib
 TEST(AttributeCoverage, ListedValuesAreValuesOfTheirKeys) {
   const XMLParse::XMLNodePtr list = XMLParse::CoXMLNode::Create({});
   ASSERT_TRUE(list->ReadXml(BuiltinList()).Ok());
-  for (const auto& format : list->FindChild("formats")->Children()) {
+  for (const auto& format : Needed(list->FindChild("formats")).Children()) {
     ExpectOffersValid(*format, SessionAttributes());
     for (const std::string_view kind : {kVideoNode, kAudioNode}) {
       const auto rows = kind == kVideoNode ? VideoAttributes() : AudioAttributes();
@@ -123,7 +175,7 @@ TEST(AttributeCoverage, ListedValuesAreValuesOfTheirKeys) {
       for (const auto& codec : codecs->Children()) ExpectOffersValid(*codec, rows);
     }
   }
-  for (const auto& codec : list->FindChild("video_codecs")->Children()) {
+  for (const auto& codec : Needed(list->FindChild("video_codecs")).Children()) {
     ExpectOffersValid(*codec, VideoAttributes());
   }
   ExpectOffersValid(*list->FindChild("video_codecs"), VideoAttributes());

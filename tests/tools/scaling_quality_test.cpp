@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <functional>
 #include <numbers>
 
 #include "support/media_probe.h"
@@ -26,53 +25,39 @@ double Sinc(double x) {
 }
 double Lanczos(double x) { return x < 3 ? Sinc(x) * Sinc(x / 3) : 0.0; }
 
-// One direction of the scaling: `count` samples `apart` from each other become `wanted`.
-std::vector<double> Scaled(const std::vector<double>& source, int wanted, Weight weight,
-                           double support) {
-  const auto count = static_cast<int>(source.size());
-  const double ratio = static_cast<double>(count) / wanted;
-  const double stretch = std::max(ratio, 1.0);
-  std::vector<double> made;
-  for (int t = 0; t < wanted; ++t) {
-    const double position = (t + 0.5) * ratio - 0.5;
-    double sum = 0, total = 0;
-    for (int i = static_cast<int>(std::ceil(position - support * stretch));
-         i <= position + support * stretch; ++i) {
-      const double w = weight(std::fabs(i - position) / stretch);
-      total += w;
-      sum += w * source[static_cast<std::size_t>(std::clamp(i, 0, count - 1))];
-    }
-    made.push_back(sum / total);
+struct Filter {
+  Weight weight;
+  double support;
+};
+
+// The samples of one direction that a scaled one is made of, with their weights.
+std::vector<std::pair<int, double>> Taps(const Filter& filter, int count, int wanted, int at) {
+  const double ratio = static_cast<double>(count) / wanted, stretch = std::max(ratio, 1.0);
+  const double position = (at + 0.5) * ratio - 0.5, reach = filter.support * stretch;
+  std::vector<std::pair<int, double>> taps;
+  double total = 0;
+  for (int i = static_cast<int>(std::ceil(position - reach)); i <= position + reach; ++i) {
+    const double weight = filter.weight(std::fabs(i - position) / stretch);
+    total += weight;
+    taps.emplace_back(std::clamp(i, 0, count - 1), weight);
   }
-  return made;
+  for (auto& [i, weight] : taps) weight /= total;
+  return taps;
 }
 
-std::vector<double> Reference(const ProbedPlane& from, int width, int height, Weight weight,
-                              double support) {
-  std::vector<std::vector<double>> columns(static_cast<std::size_t>(width));
-  for (int y = 0; y < from.height; ++y) {
-    const auto begin = from.samples.begin() + static_cast<std::ptrdiff_t>(y) * from.width;
-    const std::vector<double> row = Scaled({begin, begin + from.width}, width, weight, support);
-    for (std::size_t x = 0; x < row.size(); ++x) columns[x].push_back(row[x]);
-  }
-  std::vector<double> made(static_cast<std::size_t>(width * height));
-  for (int x = 0; x < width; ++x) {
-    const std::vector<double> column =
-        Scaled(columns[static_cast<std::size_t>(x)], height, weight, support);
-    for (int y = 0; y < height; ++y) {
-      made[static_cast<std::size_t>(y * width + x)] =
-          std::clamp(column[static_cast<std::size_t>(y)], 0.0, 255.0);
+// Of a scaled picture against the formula, at every 31st sample.
+double Psnr(const ProbedPlane& from, const std::vector<int>& samples, int width, int height,
+            const Filter& filter) {
+  double squares = 0, count = 0;
+  for (int i = 0; i < width * height; i += 31, ++count) {
+    double exact = 0;
+    const auto across = Taps(filter, from.width, width, i % width);
+    for (const auto& [y, down] : Taps(filter, from.height, height, i / width)) {
+      for (const auto& [x, weight] : across) exact += down * weight * from.At(x, y);
     }
+    squares += std::pow(samples[static_cast<std::size_t>(i)] - std::clamp(exact, 0.0, 255.0), 2);
   }
-  return made;
-}
-
-double Psnr(const std::vector<int>& samples, const std::vector<double>& reference) {
-  double squares = 0;
-  for (std::size_t i = 0; i < samples.size(); ++i) {
-    squares += std::pow(samples[i] - reference[i], 2);
-  }
-  return 10 * std::log10(255.0 * 255.0 * static_cast<double>(samples.size()) / squares);
+  return 10 * std::log10(255.0 * 255.0 * count / squares);
 }
 
 std::vector<int> ThroughLibrary(const ProbedPlane& from, int width, int height) {
@@ -101,11 +86,10 @@ TEST(Xvrecord, ScalesAsWellAsTheLibrarysBicubic) {
   const ProbedPlane scaled = Probe(folder / "out.avi").Pictures().first.at(0);
   ASSERT_EQ(scaled.width, kWidth);
   const std::vector<int> library = ThroughLibrary(source, kWidth, kHeight);
-  for (const auto& [weight, support] : {std::pair<Weight, double>{Lanczos, 3}, {CatmullRom, 2}}) {
-    const std::vector<double> reference = Reference(source, kWidth, kHeight, weight, support);
-    const double ours = Psnr(scaled.samples, reference);
-    EXPECT_GT(ours, Psnr(library, reference) - 0.01) << support;
-    RecordProperty("support_" + std::to_string(static_cast<int>(support)), std::to_string(ours));
+  for (const Filter& filter : {Filter{Lanczos, 3}, Filter{CatmullRom, 2}}) {
+    EXPECT_GT(Psnr(source, scaled.samples, kWidth, kHeight, filter),
+              Psnr(source, library, kWidth, kHeight, filter) - 0.05)
+        << filter.support;
   }
 }
 

@@ -5,7 +5,7 @@
 
 #include "support/media_probe.h"
 
-// What attributes change in the pictures of a recording.
+// What attributes change in the pictures of a recording, and in what makes them.
 namespace xv::test {
 namespace {
 
@@ -128,6 +128,50 @@ TEST(AttributeEffects, KeptNamesDoNothing) {
     return folder.Read("a.avi");
   };
   EXPECT_TRUE(recorded("") == recorded(" mpeg.timecode=1 protocol=udp video::video_format=PAL"));
+}
+
+// What an encoder is told, else what session and process may have. libx264 writes it into its
+// stream.
+TEST(AttributeEffects, ThreadsOfTheEncoder) {
+  for (const auto& [environment, attributes, threads] : {std::tuple{"", "threads=1", "1"},
+                                                         {"", "threads=5", "5"},
+                                                         {"", "video::threads=4", "4"},
+                                                         {"", "threads=1 video::threads=4", "4"},
+                                                         {"2", "", "2"},
+                                                         {"2", "threads=5", "2"},
+                                                         {"5", "threads=2", "2"},
+                                                         {"2", "video::threads=0", "2"},
+                                                         {"2x", "threads=6", "6"}}) {
+    const ScopedVariable limit("XVWRITER_THREADS", environment);
+    TemporaryFolder folder;
+    host::Writer writer;
+    ASSERT_EQ(Record(writer, folder / "a.ts", std::string("video::codec=libx264 ") + attributes,
+                     {.width = 320, .height = 480}, 1),
+              S_OK);
+    EXPECT_EQ(writer.Get("quality::bad_values") + writer.Get("quality::unused_options"), "");
+    EXPECT_THAT(folder.Read("a.ts"), testing::HasSubstr(std::string(" threads=") + threads + ' '))
+        << environment << ' ' << attributes;
+  }
+}
+
+// Few large pictures where the host waits, as many as told elsewhere: 32 MiB hold 8.1 pictures of
+// 1080 lines as UYVY, 6.1 as v210, and one of 2160 lines in 4:2:2 planes of 10 bits.
+TEST(AttributeEffects, RoomOfTheQueue) {
+  for (const auto& [attributes, width, height, room] :
+       {std::tuple{"video::codec=rawvideo", 720, 576, 24},
+        {"video::codec=rawvideo", 1920, 1080, 5},
+        {"video::codec=v210", 1920, 1080, 3},
+        {"video::codec=prores", 3840, 2160, 2},
+        {"video::codec=rawvideo video.drop_frames=true", 1920, 1080, 24},
+        {"video::codec=rawvideo video.buffers=30", 1920, 1080, 30},
+        {"video::codec=rawvideo video.buffers=0", 1920, 1080, 0}}) {
+    TemporaryFolder folder;
+    host::Writer writer;
+    ASSERT_EQ(writer.Start(folder / "a.mov", attributes), S_OK);
+    ASSERT_EQ(writer.Put(MakeFrame({.width = width, .height = height}, 0)), S_OK);
+    EXPECT_EQ(writer.Stats().videoBuffers, room) << attributes << width;
+    EXPECT_EQ(writer.Stop(), S_OK);
+  }
 }
 
 }  // namespace

@@ -57,18 +57,6 @@ TEST(Attributes, IgnorePtsNumbersFrames) {
   EXPECT_NEAR(file.seconds, static_cast<double>(file.Pictures().frames) / 25, 0.05);
 }
 
-TEST(Attributes, JumpsOfTheSourceLeaveNoGap) {
-  TemporaryFolder folder;
-  host::Writer writer;
-  ASSERT_EQ(writer.Start(folder / "a.mkv", "video::codec=mpeg4"), S_OK);
-  for (const int first : {500, 9000, 20}) ASSERT_EQ(PushFrames(writer, kSilent, 10, first), S_OK);
-  EXPECT_EQ(writer.Stop(), S_OK);
-  const ProbedFile file = Probe(folder / "a.mkv");
-  EXPECT_EQ(file.Pictures().frames, 30);
-  EXPECT_NEAR(file.seconds, 1.2, 0.045);
-  EXPECT_EQ(writer.Get("quality::pts_errors"), "0");
-}
-
 TEST(Attributes, DumpsAndLoosePacketFilesHoldTheSamePackets) {
   TemporaryFolder folder;
   const std::string text =
@@ -96,16 +84,6 @@ TEST(Attributes, FormatsThatNeedAPictureGetAPlaceholder) {
   EXPECT_TRUE(file.Pictures().width == 96 && file.Pictures().height == 64);
   EXPECT_GE(file.Pictures().frames, 45);
   EXPECT_GE(file.Sound().seconds, 1.9);
-}
-
-TEST(Attributes, SizeScalesPictures) {
-  const ProbedFile file =
-      RecordAndProbe("a.mov", "video::codec=mpeg2video video::size=720x576I video::ar=16:9",
-                     {.width = 1920, .height = 1080, .interlace = eXvI_TopFirst}, 5);
-  const ProbedStream& video = file.Pictures();
-  EXPECT_TRUE(video.width == 720 && video.height == 576 && video.interlaced);
-  EXPECT_NEAR(video.lumaMeans[2], 50, 3);
-  EXPECT_EQ(av_cmp_q(video.sampleAspect, {64, 45}), 0);
 }
 
 TEST(Attributes, FewerChannelsOfTheEncoderAreAFold) {

@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <limits>
-#include <random>
 
 #include "support/media_probe.h"
 
@@ -171,23 +170,6 @@ TEST(BadInput, SoundThatIsNotValidIsLeftOut) {
   }
   feed.width = 0;
   EXPECT_EQ(Record(folder / "a.wav", "", feed, 1), XV_E_NO_VALID_MEDIA);
-}
-
-TEST(BadInput, HugeAndDeepAttributeTexts) {
-  TemporaryFolder folder;
-  std::mt19937 random(7);
-  std::string garbage(1 << 20, ' ');
-  for (char& c : garbage) c = static_cast<char>(random() % 95 + 32);
-  std::string deep = "video='";
-  for (int i = 0; i < 10'000; ++i) deep += "<a>";
-  for (const std::string& text :
-       {garbage, deep + "'", std::string(1 << 20, '='), std::string("a::").append(10'000, ':')}) {
-    host::Writer writer;
-    ASSERT_EQ(writer.Start(folder / "a.mp4", text), S_OK);
-    (void)writer.Put(MakeFrame(Feed(), 0));
-    ExpectUsable(writer, folder);
-    EXPECT_GE(writer.Merge("x", "<x>" + deep), S_OK);
-  }
 }
 
 TEST(BadInput, FullDiskSpaceLimitClosesTheRecording) {

@@ -55,16 +55,6 @@ class BrokenReceiver {
   std::thread reading_;
 };
 
-struct Breakage {
-  const char* name;
-  const char* scheme;
-  bool hangsUp;
-};
-
-void PrintTo(const Breakage& breakage, std::ostream* out) { *out << breakage.name; }
-
-class BrokenStream : public testing::TestWithParam<Breakage> {};
-
 constexpr Feed kSmall{.width = 320, .height = 240};
 
 // Every buffer on the way is full: the queue too, so that the host waits.
@@ -75,38 +65,42 @@ void AwaitStandstill(const std::atomic<int>& pushed) {
   }
 }
 
-TEST_P(BrokenStream, EndsItsOwnWriterInTimeAndNoOther) {
+TEST(BrokenStream, EndsItsOwnWriterInTimeAndNoOther) {
   std::signal(SIGPIPE, SIG_IGN);
-  TemporaryFolder folder;
-  BrokenReceiver receiver(GetParam().hangsUp);
-  host::Writer broken;
-  // Uncompressed pictures fill every buffer on the way.
-  ASSERT_EQ(broken.Start(receiver.Url(GetParam().scheme),
-                         "format=matroska video::codec=rawvideo io_timeout=3"),
-            S_OK);
-  std::atomic<HRESULT> result{S_OK};
-  std::atomic<int> pushed{0};
-  std::thread pushing([&] {
-    while (pushed < kMostFrames && Succeeded(result)) {
-      result = broken.Put(MakeFrame(kSmall, pushed));
-      ++pushed;
-    }
-  });
-  EXPECT_TRUE(Eventually(10, [&] { return receiver.HasTakenItsPart(); }));
-  if (!GetParam().hangsUp) AwaitStandstill(pushed);
-  EXPECT_EQ(Record(folder / "a.mp4", "video::codec=mpeg4", kSmall, 25), S_OK);
-  // The neighbour was done while the other one still waited in its send call.
-  EXPECT_TRUE(GetParam().hangsUp || Succeeded(result));
-  pushing.join();
-  EXPECT_LT(result, 0);
-  EXPECT_THAT(broken.LastError(), testing::HasSubstr("packet"));
-  const auto stopping = std::chrono::steady_clock::now();
-  (void)broken.Stop();
-  const std::chrono::duration<double> took = std::chrono::steady_clock::now() - stopping;
-  EXPECT_LT(took.count(), kStopWithin);
-  const ProbedStream neighbour = Probe(folder / "a.mp4").Pictures();
-  EXPECT_EQ(neighbour.frames, 25);
-  EXPECT_EQ(neighbour.errors, 0);
+  for (const auto& [scheme, hangsUp] :
+       {std::pair{"tcp", true}, {"tcp", false}, {"http", true}, {"http", false}}) {
+    SCOPED_TRACE(std::string(scheme) + (hangsUp ? " hangs up" : " reads no more"));
+    TemporaryFolder folder;
+    BrokenReceiver receiver(hangsUp);
+    host::Writer broken;
+    // Uncompressed pictures fill every buffer on the way.
+    ASSERT_EQ(
+        broken.Start(receiver.Url(scheme), "format=matroska video::codec=rawvideo io_timeout=3"),
+        S_OK);
+    std::atomic<HRESULT> result{S_OK};
+    std::atomic<int> pushed{0};
+    std::thread pushing([&] {
+      while (pushed < kMostFrames && Succeeded(result)) {
+        result = broken.Put(MakeFrame(kSmall, pushed));
+        ++pushed;
+      }
+    });
+    EXPECT_TRUE(Eventually(10, [&] { return receiver.HasTakenItsPart(); }));
+    if (!hangsUp) AwaitStandstill(pushed);
+    EXPECT_EQ(Record(folder / "a.mp4", "video::codec=mpeg4", kSmall, 25), S_OK);
+    // The neighbour was done while the other one still waited in its send call.
+    EXPECT_TRUE(hangsUp || Succeeded(result));
+    pushing.join();
+    EXPECT_LT(result, 0);
+    EXPECT_THAT(broken.LastError(), testing::HasSubstr("packet"));
+    const auto stopping = std::chrono::steady_clock::now();
+    (void)broken.Stop();
+    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - stopping;
+    EXPECT_LT(took.count(), kStopWithin);
+    const ProbedStream neighbour = Probe(folder / "a.mp4").Pictures();
+    EXPECT_EQ(neighbour.frames, 25);
+    EXPECT_EQ(neighbour.errors, 0);
+  }
 }
 
 // A stop that must not wait leaves a receiver that takes nothing at once, whatever its patience.
@@ -150,13 +144,6 @@ TEST(StalledStream, AsSecondOutputLeavesTheRecordingAlone) {
     EXPECT_TRUE(folder.Read("alone.nut") == folder.Read("both.nut")) << hangsUp;
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(Receivers, BrokenStream,
-                         testing::Values(Breakage{"TcpHangsUp", "tcp", true},
-                                         Breakage{"TcpStopsReading", "tcp", false},
-                                         Breakage{"HttpHangsUp", "http", true},
-                                         Breakage{"HttpStopsReading", "http", false}),
-                         [](const auto& breakage) { return std::string(breakage.param.name); });
 
 }  // namespace
 }  // namespace xv::test

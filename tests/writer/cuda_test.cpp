@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include <array>
 #include <chrono>
 #include <thread>
 
@@ -66,22 +67,6 @@ TEST_F(CudaTest, SecondOutputGrowingFileAndPresetComeOutOfTheSamePackets) {
   }
 }
 
-TEST_F(CudaTest, WhatIsChangedOrNotReadIsNamed) {
-  host::Writer writer;
-  ASSERT_EQ(Record(writer, files_ / "a.mp4",
-                   With("video::bf=40 video::g=15 video::maxrate=1M video::qp_level_i=3 "
-                        "video::level=1.0b video::crf=20"),
-                   feed_, 3),
-            S_OK);
-  const std::string bad = writer.Get("quality::bad_values");
-  EXPECT_THAT(bad, HasSubstr("bf=40 (1 to g - 1: 14 is used)"));
-  EXPECT_THAT(bad, HasSubstr("maxrate=1M (below b: 4000000 is used)"));
-  EXPECT_THAT(bad, HasSubstr("level=1.0b"));
-  const std::string unused = writer.Get("quality::unused_options");
-  EXPECT_THAT(unused, HasSubstr("qp_level_i"));
-  EXPECT_THAT(unused, HasSubstr("crf"));
-}
-
 TEST_F(CudaTest, FailuresReachTheHostAndLeaveAPlayableFile) {
   ExpectRefusal("fail=NVCreateHWEncoder:1+:-2147024882", "NVCreateHWEncoder", With(""));
   ExpectRefusal("fail=NVSetParamValue:7+:-2147024809", "NVSetParamValue", With(""));
@@ -110,11 +95,54 @@ TEST_F(CudaTest, StopAtOnceGivesUpWhatTheVendorHolds) {
   EXPECT_THAT(file.Pictures().frames, testing::AllOf(testing::Ge(1), testing::Le(4)));
 }
 
-TEST_F(CudaTest, WithoutTheLibraryTheRefusalSaysSo) {
-  const ScopedVariable nowhere("XVWRITER_VENDOR_FOLDER", files_.Path());
-  host::Writer writer;
-  EXPECT_EQ(Record(writer, files_ / "a.mp4", With(""), feed_, 3), XV_E_VENDOR_LIBRARY);
-  EXPECT_THAT(writer.LastError(), HasSubstr("libcuvidenc.so"));
+// Each call of a whole recording fails once.
+TEST_F(CudaTest, FaultsCostNoMoreThanThePicturesThatTheyMeet) {
+  const auto record = [](const std::string& fault) {
+    ExpectWhole(fault, With("video::bf=1 video.buffers=0"), 6, [](HRESULT) { return 3; });
+  };
+  record("");
+  ForEachCall(8, [&](const std::string&, const std::string& call) {
+    record("fail=" + call + ":-2147024882");
+  });
+}
+
+// Width, height, pitch, layout, structure, top field first, repeat, progressive, last.
+TEST_F(CudaTest, FramesTellTheirFieldsAndPitch) {
+  const Feed fields{.width = 64, .height = 46, .interlace = eXvI_TopFirst, .channels = 0};
+  ASSERT_EQ(Record(files_ / "a.mp4", With(""), fields, 1), S_OK);
+  const auto frames = vendor::Calls("NVEncodeFrame");
+  ASSERT_EQ(frames.size(), 2u);
+  using Numbers = std::array<std::int32_t, 9>;
+  EXPECT_EQ(frames[0].As<Numbers>(), (Numbers{64, 40, 128, 0, 1, 1, 0, 0, 0}));
+  EXPECT_EQ(frames[1].As<Numbers>()[8], 1);
+}
+
+TEST_F(CudaTest, CallbacksBehindACloseReachNothing) {
+  for (const char* kind : {"1", "2"}) {
+    vendor::Reset();
+    vendor::Configure(std::string("after_close=") + kind);
+    for (const int recordings : {1, 2}) {
+      ExpectPicturesInOrder(RecordAndProbe("a.mp4", With(""), feed_, 4).Pictures(), 4);
+      while (vendor::CallCount("late callbacks") < recordings) std::this_thread::yield();
+    }
+  }
+}
+
+TEST_F(CudaTest, LibrariesAreFoundByTheirNamesOrNamed) {
+  for (const auto& [target, name, told] :
+       {std::tuple{"", "", "libcuvidenc.so"},
+        {"/control/libxvvendorcontrol.so", "libnvcuvenc.so", "NVCreateEncoder"},
+        {"/libnvcuvenc.so", "libcuvidenc.so", ""}}) {
+    const TemporaryFolder folder;
+    if (*name != 0) {
+      std::filesystem::create_symlink(std::string(VENDOR_FOLDER) + target, folder / name);
+    }
+    const ScopedVariable libraries("XVWRITER_VENDOR_FOLDER", folder.Path());
+    host::Writer writer;
+    EXPECT_EQ(Record(writer, files_ / "a.mp4", With(""), feed_, 3),
+              *told == 0 ? S_OK : XV_E_VENDOR_LIBRARY);
+    EXPECT_THAT(writer.LastError(), HasSubstr(told));
+  }
 }
 
 }  // namespace

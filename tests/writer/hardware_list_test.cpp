@@ -1,8 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "support/peer_process.h"
-#include "support/temporary_folder.h"
-#include "support/vendor/vendor_control.h"
+#include "support/vendor/vendor_fixture.h"
 #include "xvwriter/list.hpp"
 
 // What the served list says of vendors' encoders, through stand-ins for their libraries.
@@ -10,16 +9,10 @@ namespace xv::test {
 namespace {
 
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::Not;
 
-class HardwareListTest : public ::testing::Test {
+class HardwareListTest : public WithVendor {
  protected:
-  HardwareListTest() { vendor::Reset(); }
-  ~HardwareListTest() override {
-    EXPECT_THAT(vendor::BrokenRules(), IsEmpty());
-    EXPECT_THAT(vendor::Held(), IsEmpty());
-  }
   // A writer of its own asks the machine anew.
   void Read(const std::string& stand) {
     vendor::Reset();
@@ -47,7 +40,6 @@ class HardwareListTest : public ::testing::Test {
     return {};
   }
 
-  const ScopedVariable folder_{"XVWRITER_VENDOR_FOLDER", VENDOR_FOLDER};
   std::optional<host::Writer> writer_;
   std::optional<host::ServedList> list_;
 };

@@ -38,29 +38,21 @@ TEST_P(NvencFaults, InMidStreamKeepWhatWasEncoded) {
 
 INSTANTIATE_TEST_SUITE_P(
     Calls, NvencFaults,
-    testing::Values(
-        VendorFault{"fail=nvEncLockInputBuffer:20:10", E_FAIL, "nvEncLockInputBuffer", 19},
-        VendorFault{"fail=nvEncUnlockInputBuffer:20:20", E_FAIL, "nvEncUnlockInputBuffer", 19},
-        VendorFault{"fail=nvEncEncodePicture:20:20", E_FAIL, "nvEncEncodePicture", 19},
-        VendorFault{"fail=nvEncEncodePicture:20:10", E_FAIL, "nvEncEncodePicture", 19},
-        VendorFault{"fail=nvEncEncodePicture:20+:20", E_FAIL, "nvEncEncodePicture", 13},
-        VendorFault{"fail=nvEncLockBitstream:20:20", E_FAIL, "nvEncLockBitstream", 19},
-        VendorFault{"fail=nvEncLockBitstream:20+:20", E_FAIL, "nvEncLockBitstream", 19},
-        VendorFault{"fail=nvEncUnlockBitstream:20:20", E_FAIL, "nvEncUnlockBitstream", 19},
-        VendorFault{"fail=nvEncUnlockBitstream:20+:20", E_FAIL, "nvEncUnlockBitstream", 19},
-        VendorFault{"fail=cuCtxPushCurrent:40+:201", E_FAIL, "cuCtxPushCurrent", 5},
-        VendorFault{"lose=nvEncEncodePicture:20", E_FAIL, "", 13},
-        VendorFault{"lose=nvEncLockBitstream:30", E_FAIL, "", 5},
-        VendorFault{"lose=cuCtxPushCurrent:40", E_FAIL, "", 5},
-        // Failures of the end change nothing in what is recorded.
-        VendorFault{"fail=nvEncDestroyInputBuffer:1+:20", S_OK, "", 60},
-        VendorFault{"fail=nvEncDestroyBitstreamBuffer:1+:20", S_OK, "", 60},
-        VendorFault{"fail=nvEncDestroyEncoder:1+:20", S_OK, "", 60},
-        VendorFault{"fail=cuCtxDestroy:1+:201", S_OK, "", 60},
-        VendorFault{"fail=nvEncGetSequenceParams:1+:20", S_OK, "", 60},
-        // Late is not lost.
-        VendorFault{"fail=nvEncEncodePicture:20:18", S_OK, "", 60},
-        VendorFault{"late_ms=20", S_OK, "", 60}));
+    testing::Values(VendorFault{"fail=nvEncEncodePicture:20:10", E_FAIL, "nvEncEncodePicture", 19},
+                    VendorFault{"fail=nvEncEncodePicture:20+:20", E_FAIL, "nvEncEncodePicture", 13},
+                    VendorFault{"fail=nvEncLockBitstream:20+:20", E_FAIL, "nvEncLockBitstream", 19},
+                    VendorFault{"fail=nvEncUnlockBitstream:20+:20", E_FAIL, "nvEncUnlockBitstream",
+                                19},
+                    VendorFault{"fail=cuCtxPushCurrent:40+:201", E_FAIL, "cuCtxPushCurrent", 5},
+                    // Failures of the end change nothing in what is recorded.
+                    VendorFault{"fail=nvEncDestroyInputBuffer:1+:20", S_OK, "", 60},
+                    VendorFault{"fail=nvEncDestroyBitstreamBuffer:1+:20", S_OK, "", 60},
+                    VendorFault{"fail=nvEncDestroyEncoder:1+:20", S_OK, "", 60},
+                    VendorFault{"fail=cuCtxDestroy:1+:201", S_OK, "", 60},
+                    VendorFault{"fail=nvEncGetSequenceParams:1+:20", S_OK, "", 60},
+                    // Late is not lost.
+                    VendorFault{"fail=nvEncEncodePicture:20:18", S_OK, "", 60},
+                    VendorFault{"late_ms=20", S_OK, "", 60}));
 
 using NvencSweep = WithVendor;
 
@@ -101,6 +93,21 @@ void ExpectFirst(const std::string& path, int count) {
   const ProbedStream video = Probe(path).Pictures();
   EXPECT_EQ(video.frames, count);
   EXPECT_EQ(video.errors, 0);
+}
+
+// A wait for the encoder's memory ends at once, and the next recording does not know of it.
+TEST_F(NvencHang, StopAtOnceEndsTheWait) {
+  vendor::Configure("stuck=1");
+  TemporaryFolder folder;
+  host::Writer writer;
+  constexpr char kLatency[] = "video::codec=n264 video::preset=low_latency";
+  ASSERT_EQ(writer.Start(folder / "a.mp4", kLatency), S_OK);
+  ASSERT_EQ(PushFrames(writer, kFaultFeed, 5), S_OK);
+  while (vendor::CallCount("nvEncLockBitstream") < 8) std::this_thread::yield();
+  EXPECT_TRUE(Failed(writer.StopAtOnce()));
+  EXPECT_THAT(writer.LastError(), testing::Not(HasSubstr("within 3 seconds")));
+  vendor::Configure("stuck=0");
+  EXPECT_EQ(Record(writer, folder / "b.mp4", kLatency, kFaultFeed, 3), S_OK);
 }
 
 TEST_F(NvencHang, FullRingIsAFailureAndAStopAtOnceGivesUp) {

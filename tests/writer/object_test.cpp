@@ -3,6 +3,7 @@
 #include <atomic>
 
 #include "support/media_probe.h"
+#include "xvwriter/counted.hpp"
 
 namespace xv::test {
 namespace {
@@ -50,27 +51,6 @@ TEST(WriterObject, StatesFollowStartAndStop) {
   EXPECT_EQ(object->ObjectStop(), S_OK);
 }
 
-TEST(WriterObject, RecordsAgainWithTheSameSettingsAfterStop) {
-  TemporaryFolder folder;
-  const auto writer = NewWriter();
-  const auto object = QueryAs<IXvObject_I>(writer);
-  const std::u16string target = host::Wide(folder / "a.mp4");
-  ASSERT_EQ(writer->WriterSet(target.c_str(), u"video::codec=mpeg4"), S_OK);
-  for (const bool armed : {true, true, false}) {
-    std::filesystem::remove(folder / "a.mp4");
-    if (armed) {
-      ASSERT_EQ(object->ObjectStart(nullptr), S_OK);
-    }
-    for (int i = 0; i < 5; ++i) {
-      const auto frame = MakeFrame(Feed(), i);
-      ASSERT_EQ(QueryAs<IXvReceiver_I>(writer)->ReceiverPut(nullptr, nullptr, frame.get()), S_OK);
-    }
-    EXPECT_EQ(object->ObjectStop(), S_OK);
-    EXPECT_TRUE(std::filesystem::file_size(folder / "a.mp4") > 1000)
-        << "an object that is not armed takes a frame as a start";
-  }
-}
-
 TEST(WriterObject, AFinishedFileIsOnlyReplacedOnRequest) {
   TemporaryFolder folder;
   const auto writer = NewWriter();
@@ -102,11 +82,46 @@ TEST(WriterObject, AFinishedFileIsOnlyReplacedOnRequest) {
 
 TEST(WriterObject, ReservedPlacesAnswerAsDocumented) {
   const auto writer = NewWriter();
-  EXPECT_EQ(QueryAs<IXvObject_I>(writer)->ObjectReserved3(nullptr), E_NOTIMPL);
-  EXPECT_EQ(QueryAs<IXvReceiver_I>(writer)->ReceiverReserved2(nullptr), S_OK);
-  EXPECT_EQ(writer->WriterReserved3(nullptr), E_NOTIMPL);
-  EXPECT_EQ(QueryAs<IXfWriter>(writer)->XfWriterReserved1(nullptr), E_NOTIMPL);
-  EXPECT_EQ(QueryAs<IXfWriter>(writer)->XfReceiverReserved2(nullptr), E_NOTIMPL);
+  const auto object = QueryAs<IXvObject_I>(writer);
+  const auto receiver = QueryAs<IXvReceiver_I>(writer);
+  const auto component = QueryAs<IXfWriter>(writer);
+  for (const HRESULT nothing :
+       {object->ObjectReserved3(nullptr), object->ObjectReserved4(nullptr),
+        object->ObjectReserved5(nullptr), object->ObjectReserved6(nullptr),
+        writer->WriterReserved3(nullptr), component->XfWriterReserved1(nullptr),
+        component->XfWriterReserved2(nullptr), component->XfWriterReserved3(nullptr),
+        component->XfReceiverReserved2(nullptr), component->XfReceiverReserved3(nullptr)}) {
+    EXPECT_EQ(nothing, E_NOTIMPL);
+  }
+  EXPECT_EQ(receiver->ReceiverReserved2(nullptr), S_OK);
+  EXPECT_EQ(receiver->ReceiverReserved3(nullptr), S_OK);
+}
+
+TEST(WriterObject, TheOtherFamilyRecordsToo) {
+  TemporaryFolder folder;
+  const auto writer = QueryAs<IXfWriter>(NewWriter());
+  const std::u16string target = host::Wide(folder / "a.mp4");
+  ASSERT_EQ(writer->WriterNameSet(target.c_str(), nullptr, u"video::codec=mpeg4"), S_OK);
+  for (int i = 0; i < 3; ++i) ASSERT_EQ(writer->ReceiverPut(MakeFrame(Feed(), i).get()), S_OK);
+  EXPECT_EQ(writer->WriterClose(), S_OK);
+  EXPECT_EQ(Probe(folder / "a.mp4").Pictures().frames, 3);
+}
+
+class Source final : public host::Counted<IXvSource> {
+ public:
+  HRESULT SourcePropsGet(XV_AV_PROPS*) noexcept override { return E_FAIL; }
+};
+
+TEST(WriterObject, HoldsItsSourceUntilTheStop) {
+  const auto writer = NewWriter();
+  const auto object = QueryAs<IXvObject_I>(writer);
+  const auto source = Ptr<Source>::Adopt(new Source);
+  ASSERT_EQ(writer->WriterSet(u"a.mp4", nullptr), S_OK);
+  for (const bool started : {true, false}) {
+    EXPECT_EQ(started ? object->ObjectStart(source.get()) : object->ObjectStop(), S_OK);
+    EXPECT_EQ(source->AddRef(), started ? 3u : 2u);
+    source->Release();
+  }
 }
 
 TEST(WriterObject, NameGetShowsTargetAndAttributes) {
@@ -229,8 +244,48 @@ TEST(HostFrame, CarriesExtrasByKeyAndName) {
     ASSERT_EQ(extras->TextGet(u"note", &text), S_OK);
     EXPECT_EQ(host::TakeString(text), "caf\xc3\xa9");
     EXPECT_FALSE(watch.expired());
+    Ptr<IUnknown> object;
+    EXPECT_EQ(extras->ObjectGet(u"mine", object.Receive()), S_FALSE);
+    ASSERT_EQ(extras->ObjectSet(u"mine", NewWriter().get()), S_OK);
+    EXPECT_EQ(extras->ObjectGet(u"MINE", object.Receive()), S_OK);
+    EXPECT_TRUE(QueryAs<IXvWriter>(object));
   }
   EXPECT_TRUE(watch.expired());
+}
+
+TEST(HostFrame, ItsSecondViewShowsTheSame) {
+  const auto frame = MakeFrame(Feed(), 3);
+  const auto view = QueryAs<IXfFrame>(frame);
+  ASSERT_TRUE(view);
+  XV_FRAME_INFO info{};
+  XV_TIME time{};
+  XV_AV_PROPS props{};
+  std::uint32_t sizes[2] = {}, seen[2] = {}, count = 5;
+  const std::uint8_t *bytes[2] = {}, *found[2] = {};
+  ASSERT_EQ(view->FrameTimeGet(&time), S_OK);
+  EXPECT_EQ(time.rtStart, 1'200'000);
+  ++time.rtStart;
+  EXPECT_EQ(view->FrameTimeSet(&time), S_OK);
+  frame->FrameAllGet(&time, &props, &sizes[0], &bytes[0], &sizes[1], &bytes[1]);
+  EXPECT_EQ(time.rtStart, 1'200'001);
+  EXPECT_EQ(view->FrameAudioGet(&seen[0], &found[0]), S_OK);
+  EXPECT_EQ(view->FrameVideoGet(&seen[1], &found[1]), S_OK);
+  for (const int i : {0, 1}) EXPECT_TRUE(seen[i] == sizes[i] && found[i] == bytes[i]);
+  ASSERT_EQ(view->FrameInfoGet(&info), S_OK);
+  EXPECT_TRUE(info.time.rtStart == time.rtStart && info.props.vid.nWidth == 720);
+  EXPECT_TRUE(info.cbAudio == sizes[0] && info.pbAudio == bytes[0]);
+  ASSERT_EQ(view->FramePropsGet(&props, &count), S_OK);
+  EXPECT_TRUE(props.aud.nChannels == 2 && props.vid.nHeight == 576 && count == 0);
+  EXPECT_EQ(XvRowBytesGet(kFccV210, 720), 1920);
+}
+
+TEST(Strings, HoldZerosAndTellTheirLength) {
+  char16_t* text = XvStringAlloc(u"a\0b", 3);
+  ASSERT_NE(text, nullptr);
+  EXPECT_TRUE(XvStringLength(text) == 3 && text[2] == u'b' && text[3] == 0);
+  XvStringFree(text);
+  EXPECT_EQ(XvStringLength(nullptr), 0u);
+  EXPECT_EQ(XvStringAlloc(nullptr, 0x7FFFFFFF), nullptr);
 }
 
 TEST(HostFrame, CropViewSharesMemoryAndRefusesWhatLiesOutside) {

@@ -110,7 +110,13 @@ TEST(Edits, ACutKeepsTheShapeOfThings) {
     });
     ExpectRound(Edited(feed, disc, "crop='40,0'"), 1, 1);
     ExpectRound(Edited(feed, disc, "crop='40,0' video::size=240x240"), 1, 1);
-    ExpectRound(Edited(feed, disc, "", "crop='40,0'"), 1, 1);
+    // A frame's own gives margins, where the aspect that the stream tells stays: no more is cut.
+    const ProbedStream own = Edited(feed, disc, "", "crop='40,0'");
+    ExpectRound(own, 1, 1);
+    for (const auto& [x, level] : {std::pair{2, 16}, {60, 40}}) {
+      EXPECT_NEAR(own.first.at(0).At(x, 4), level * scale, scale) << x;
+    }
+    ExpectRound(Edited(feed, disc, "rotate=left"), 1, 1);
     // Unless somebody wants it otherwise.
     ExpectRound(Edited(feed, disc, "crop='40,0' video::size=320x180 video::ar=16:9"), 4, 3);
   }

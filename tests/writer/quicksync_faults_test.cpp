@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <optional>
 #include <thread>
 
 #include "support/peer_process.h"
@@ -153,6 +154,23 @@ TEST_F(QuickFaults, ProcessThatHoldsTheMutexHoldsSubmissionsUntilItIsKilled) {
   host.join();
   EXPECT_EQ(writer.Stop(), S_OK) << writer.LastError();
   ExpectPicturesInOrder(Probe(folder / "a.mp4").Pictures(), 25);
+}
+
+// For the runtime, for a surface, and for the mutex of all processes.
+TEST_F(QuickFaults, StopAtOnceEndsEveryWait) {
+  TemporaryFolder folder;
+  for (const bool held : {false, true}) {
+    vendor::Reset();
+    vendor::Configure(held ? "" : "stuck=1");
+    host::Writer writer;
+    ASSERT_EQ(writer.Start(folder / "a.mp4", "video::codec=q264"), S_OK);
+    ASSERT_EQ(PushFrames(writer, kFaultFeed, 3), S_OK);
+    ASSERT_TRUE(Eventually(5, [] { return vendor::CallCount(kEncode) >= 3; }));
+    const std::optional<Holder> holder = held ? std::optional<Holder>(std::in_place) : std::nullopt;
+    (void)PushFrames(writer, kFaultFeed, 3, 3);
+    EXPECT_EQ(writer.StopAtOnce(), XV_E_ABORTED) << held;
+    EXPECT_EQ(vendor::CallCount(kEncode), 3) << held;
+  }
 }
 
 TEST_F(QuickFaults, ProcessesThatRestartAtOnceRecordAllTheirPictures) {

@@ -20,22 +20,6 @@ TEST(Recording, MxfTakesWhatItsMuxerTakes) {
   }
 }
 
-TEST(Recording, LayoutsKeepTheirLevelInEitherDirection) {
-  for (const std::uint32_t layout : {kFccUYVY, kFccHDYC, kFccYUY2, kFccNV12, kFccI420, kFccYV12,
-                                     kFccRGB24, kFccRGB32, kFccARGB32}) {
-    const bool rgb = layout == kFccRGB24 || layout == kFccRGB32 || layout == kFccARGB32;
-    for (const int height : {240, -240}) {
-      if (height < 0 && !rgb) continue;
-      const ProbedFile file =
-          RecordAndProbe("a.mp4", "video::codec=libx264 video::preset=ultrafast video::crf=10",
-                         {.layout = layout, .width = 320, .height = height}, 8);
-      ASSERT_EQ(file.Pictures().lumaMeans.size(), 8u);
-      for (std::size_t i = 0; i < 8; ++i)
-        EXPECT_NEAR(file.Pictures().lumaMeans[i], 40 + 5 * static_cast<int>(i), 2) << layout;
-    }
-  }
-}
-
 // A picture with its upper half bright shows which way up it was read.
 TEST(Recording, RgbHeightSignSaysWhichLineComesFirst) {
   auto picture = std::make_shared<std::vector<std::uint8_t>>(320 * 240 * 4, 20);
