@@ -64,13 +64,6 @@ std::string_view Written(char c) {
   }
 }
 
-// Bytes of the character that the byte begins, 0 for one that begins none (RFC 3629).
-std::size_t LengthOf(unsigned char first) {
-  if (first < 0x80) return 1;
-  if (first < 0xC2 || first > 0xF4) return 0;
-  return first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
-}
-
 // Writes what stands at `at` and gives the bytes that it took.
 std::size_t AppendOne(std::string_view value, std::size_t at, std::string* out) {
   const std::string_view three = value.substr(at, 3);
@@ -79,15 +72,12 @@ std::size_t AppendOne(std::string_view value, std::size_t at, std::string* out) 
     return three.size();
   }
   const std::string_view written = Written(value[at]);
-  if (!written.empty()) {
+  if (written.empty()) {
+    out->push_back(value[at]);
+  } else {
     out->append(written);
-    return 1;
   }
-  // Text of the tree may be ill-formed where a file was.
-  const std::string_view one = value.substr(at, LengthOf(static_cast<unsigned char>(value[at])));
-  const bool valid = !one.empty() && utf8::is_valid(one.begin(), one.end());
-  out->append(valid ? one : kReplacement);
-  return valid ? one.size() : 1;
+  return 1;
 }
 
 }  // namespace

@@ -1,4 +1,7 @@
+#include <utf8.h>
+
 #include <algorithm>
+#include <iterator>
 #include <unordered_map>
 
 #include "base/text.h"
@@ -260,6 +263,12 @@ Status CoXMLNode::ReadXml(std::string_view text, const XmlReadOptions& options) 
   if (text.empty()) {
     Clear();
     return E_INVALIDARG;
+  }
+  // Files may hold anything. Ill-formed UTF-8 becomes U+FFFD, as everywhere.
+  std::string replaced;
+  if (utf8::find_invalid(text.begin(), text.end()) != text.end()) {
+    utf8::replace_invalid(text.begin(), text.end(), std::back_inserter(replaced));
+    text = replaced;
   }
   TreeBuilder builder(text, options);
   const XMLNodePtr root = builder.Run();

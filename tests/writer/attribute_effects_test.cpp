@@ -154,8 +154,8 @@ TEST(AttributeEffects, ThreadsOfTheEncoder) {
   }
 }
 
-// Few large pictures where the host waits, as many as told elsewhere: 32 MiB hold 8.1 pictures of
-// 1080 lines as UYVY, 6.1 as v210, and one of 2160 lines in 4:2:2 planes of 10 bits.
+// Few large pictures where the host waits, as many as told elsewhere: 20 MiB hold 5.1 pictures of
+// 1080 lines as UYVY, 3.8 as v210, and less than one of 2160 lines in 4:2:2 planes of 10 bits.
 TEST(AttributeEffects, RoomOfTheQueue) {
   for (const auto& [attributes, width, height, room] :
        {std::tuple{"video::codec=rawvideo", 720, 576, 24},
