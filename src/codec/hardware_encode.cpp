@@ -62,7 +62,9 @@ Status SendPicture(StreamHolder& holder, HwEncoder& encoder, const AVFrame& fram
   ++holder.framesSent;
   Status result = encoder.EncodeFrame(&view, frame.pts, &unit);
   if (!result.Failed()) result = DeliverReady(holder, encoder, unit);
-  return result.Failed() ? Fail(holder, encoder) : Status(S_OK);
+  if (!result.Failed()) return S_OK;
+  // A stop that does not wait has broken it off.
+  return GivesUp(holder) ? GiveUpHeld(holder) : Fail(holder, encoder);
 }
 
 // At the end an encoder may fail and still give what it has encoded before: it is asked until it

@@ -99,7 +99,9 @@ Status OpenSecondFile(Session& session, AvDictionary& options, AttributeUse& use
   Status opened = output.OpenFile(options);
   if (!opened.Failed()) opened = output.WriteHeader(options);
   if (!opened.Failed()) NoteLeft(options, use.second);
-  CheckSecondOutput(*session.plan.attributes, use, session.stats);
+  // A header file of a growing recording takes nothing of the session's.
+  const bool told = session.plan.attributes->FindChild(kSecondNode) != nullptr;
+  if (told) CheckSecondOutput(*session.plan.attributes, use, session.stats);
   return opened;
 }
 

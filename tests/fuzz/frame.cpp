@@ -73,7 +73,7 @@ struct HostileFrame {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   av_log_set_level(AV_LOG_QUIET);
-  setenv("XVWRITER_SETTINGS", "/nonexistent/settings.toml", 1);
+  setenv("XVWRITER_SETTINGS", "/dev/null/settings.toml", 1);
   xv::test::Numbers numbers({data, size});
   std::vector<std::unique_ptr<HostileFrame>> frames;
   xv::host::Writer writer;

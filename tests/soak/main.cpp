@@ -40,7 +40,7 @@ struct Container {
 constexpr Container kLossless[] = {
     {".nut", "video::codec=ffv1 audio::codec=pcm_s16le"},
     {".mkv", "video::codec=ffv1 audio::codec=flac"},
-    {".mov", "video::codec=rawvideo audio::codec=pcm_s16le play_while_rec=true"},
+    {".nut", "video::codec=rawvideo audio::codec=pcm_s16le play_while_rec=true"},
     {".avi", "video::codec=ffv1 audio::codec=pcm_s16le video.buffers=2"},
     {".mkv", "video::codec=ffv1 video.buffers=0"},
     {".mp4", "video::codec=libx264 video::preset=ultrafast video::qp=0 play_while_rec=true"},
