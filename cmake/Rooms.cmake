@@ -1,3 +1,9 @@
+# What every test program runs with: its own settings, and what sanitizers are to leave out.
+set(XV_TEST_ENVIRONMENT
+  "XVWRITER_SETTINGS=${PROJECT_BINARY_DIR}/test-settings.toml"
+  "TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/tsan.supp"
+  "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/lsan.supp:print_suppressions=0")
+
 # One folder of src/ is one static library, `xv_<room>`, with one test program, `<room>_test`.
 
 add_library(xv_public INTERFACE)
@@ -35,6 +41,6 @@ function(xv_room_test name)
     endif()
     add_test(NAME ${test_name} COMMAND ${name}_test --gtest_brief=1)
     set_tests_properties(${test_name} PROPERTIES TIMEOUT 900 ENVIRONMENT
-      "GTEST_TOTAL_SHARDS=${TEST_SHARDS};GTEST_SHARD_INDEX=${shard};XVWRITER_SETTINGS=${PROJECT_BINARY_DIR}/test-settings.toml;TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/tsan.supp;LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/lsan.supp:print_suppressions=0")
+      "GTEST_TOTAL_SHARDS=${TEST_SHARDS};GTEST_SHARD_INDEX=${shard};${XV_TEST_ENVIRONMENT}")
   endforeach()
 endfunction()
