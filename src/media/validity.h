@@ -8,7 +8,8 @@ namespace xv {
 
 bool VideoPropsValid(const XV_VID_PROPS& vid, bool strict);
 
-// Strict: 1 to 32 channels above 800 Hz, up to 16 MHz, in 16, 20, 24, 32 or -32 bits, and not disabled.
+// Strict: 1 to 32 channels above 800 Hz, up to 16 MHz, in 16, 20, 24, 32 or -32 bits, and not
+// disabled.
 bool AudioPropsValid(const XV_AUD_PROPS& aud, bool strict);
 
 // The range test of the strict form; audio that is disabled (negative channels) passes.
