@@ -4,6 +4,7 @@
 
 #include <charconv>
 #include <cstring>
+#include <memory>
 #include <type_traits>
 
 extern "C" {
@@ -131,9 +132,8 @@ bool TakeStreamLine(AVStream& stream, std::string_view name, std::string_view va
 std::string MetadataText(const AVDictionary* metadata) {
   char* text = nullptr;
   if (av_dict_get_string(metadata, &text, '=', ':') < 0 || text == nullptr) return {};
-  const std::string hex = HexText(text);
-  av_free(text);
-  return hex;
+  const std::unique_ptr<char, decltype(&av_free)> owner(text, &av_free);
+  return HexText(text);
 }
 
 bool TakeMetadata(AVDictionary** metadata, std::string_view value) {
