@@ -53,8 +53,9 @@ for program in xvrecord xvfollow xvhw; do expect_hardened "$root/usr/bin/$progra
 find "$root/usr/lib" -name '*.so*' -type f >"$stage/modules.txt"
 while read -r module; do expect_hardened "$module"; done <"$stage/modules.txt"
 shared=$(grep '/libxvwriterffm\.so' "$stage/modules.txt")
-readelf -dW "$shared" | grep -q SYMBOLIC || fail "a host's symbols take the place of the library's"
-readelf --dyn-syms -W "$shared" | grep -q '__[a-z]*_chk@' || fail "the library is not fortified"
+tables=$(readelf -d --dyn-syms -W "$shared")
+grep -q SYMBOLIC <<<"$tables" || fail "a host's symbols take the place of the library's"
+grep -q '__[a-z]*_chk@' <<<"$tables" || fail "the library is not fortified"
 foreign=$(readelf --dyn-syms -W "$shared" | awk '$7 != "UND" && $5 != "LOCAL" {print $8}' |
   grep -vE '^(Xv|Dll|XVWRITER_1)' | grep -v '^Name$' | grep . || true)
 [ -z "$foreign" ] || fail "the library shows $foreign"
