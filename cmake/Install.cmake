@@ -103,7 +103,7 @@ install(FILES ${XV_MADE}/xvwriterffm.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgc
   COMPONENT development)
 install(FILES README.md CHANGELOG.md DESTINATION ${XV_DOC_DIR} COMPONENT development)
 install(DIRECTORY docs/ DESTINATION ${XV_DOC_DIR}/docs COMPONENT development
-  FILES_MATCHING PATTERN "*.md")
+  FILES_MATCHING PATTERN "*.md" PATTERN "*.svg")
 install(DIRECTORY examples DESTINATION ${XV_DOC_DIR} COMPONENT development
   FILES_MATCHING PATTERN "*.cpp" PATTERN "*.h" REGEX "/encoder_module/." PATTERN "media" EXCLUDE
   PATTERN "many-machines" EXCLUDE)
