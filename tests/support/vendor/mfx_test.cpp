@@ -6,6 +6,7 @@
 
 #include <deque>
 #include <thread>
+#include <utility>
 
 #include "support/temporary_folder.h"
 #include "support/vendor/mfx/mfx_header.h"
@@ -63,8 +64,9 @@ class MfxStandIn : public testing::Test {
     mfxVersion version = {{0, 1}};
     return MFXInit(implementation, &version, &session_);
   }
+  mfxStatus Close() { return MFXClose(std::exchange(session_, nullptr)); }
   void TearDown() override {
-    if (session_ != nullptr) MFXClose(session_);
+    if (session_ != nullptr) Close();
     EXPECT_THAT(vendor::Held(), IsEmpty());
   }
   mfxFrameSurface1 Surface(int i) {
@@ -126,7 +128,7 @@ TEST_F(MfxStandIn, FindsWhatAClientDoesWrong) {
   mfxVideoParam param = Param();
   mfxFrameAllocRequest request{};
   EXPECT_EQ(MFXVideoENCODE_QueryIOSurf(session_, &param, &request), MFX_ERR_INVALID_VIDEO_PARAM);
-  ASSERT_EQ(MFXClose(session_), MFX_ERR_NONE);
+  ASSERT_EQ(Close(), MFX_ERR_NONE);
   ASSERT_EQ(Open(MFX_IMPL_SOFTWARE), MFX_ERR_NONE);
   param.mfx.FrameInfo.Width = kWidth + 1;
   param.mfx.FrameInfo.PicStruct = MFX_PICSTRUCT_FIELD_TFF;
@@ -158,6 +160,9 @@ TEST_F(MfxStandIn, FindsWhatAClientDoesWrong) {
                            "is in use is given again", "was changed while", "sync point"}) {
     EXPECT_THAT(broken, Contains(HasSubstr(rule)));
   }
+  // Closing lets go of the surfaces, which must still be there.
+  EXPECT_EQ(Close(), MFX_ERR_NONE);
+  EXPECT_EQ(first.Data.Locked, 0);
 }
 
 }  // namespace
