@@ -33,18 +33,19 @@ void CopyNv12(const ImageView& from, const ImageView& to) {
   }
 }
 
-// Runs `work` while the frame's planes can be reached.
+// Runs `work` with a copy of the frame's surface whose planes can be reached: the runtime may be
+// reading the surface itself.
 template <typename Work>
-mfxStatus WhileLocked(CInputFrame& frame, Work work) {
-  mfxFrameData& data = frame.surface.Data;
+mfxStatus WhileLocked(const CInputFrame& frame, Work work) {
+  mfxFrameSurface1 surface = frame.surface;
   if (!frame.allocator) {
-    work();
+    work(surface);
     return MFX_ERR_NONE;
   }
-  const mfxStatus status = frame.allocator->Lock(data.MemId, &data);
+  const mfxStatus status = frame.allocator->Lock(surface.Data.MemId, &surface.Data);
   if (status != MFX_ERR_NONE) return status;
-  work();
-  return frame.allocator->Unlock(data.MemId, &data);
+  work(surface);
+  return frame.allocator->Unlock(surface.Data.MemId, &surface.Data);
 }
 
 }  // namespace
@@ -131,7 +132,8 @@ void QuickSurfaces::PutBack(std::unique_ptr<CInputFrame> frame) {
 }
 
 mfxStatus QuickSurfaces::CopyIn(const ImageView& picture, CInputFrame& frame) const {
-  return WhileLocked(frame, [&] { CopyNv12(picture, ViewOfSurface(frame.surface)); });
+  return WhileLocked(
+      frame, [&](const mfxFrameSurface1& surface) { CopyNv12(picture, ViewOfSurface(surface)); });
 }
 
 mfxStatus QuickSurfaces::CopyOut(CInputFrame& frame, std::vector<mfxU8>* bytes,
@@ -144,7 +146,8 @@ mfxStatus QuickSurfaces::CopyOut(CInputFrame& frame, std::vector<mfxU8>* bytes,
   copy.Data.Y = bytes->data();
   copy.Data.UV = copy.Data.Y + luma;
   *picture = ViewOfSurface(copy);
-  return WhileLocked(frame, [&] { CopyNv12(ViewOfSurface(frame.surface), *picture); });
+  return WhileLocked(
+      frame, [&](const mfxFrameSurface1& surface) { CopyNv12(ViewOfSurface(surface), *picture); });
 }
 
 }  // namespace xv
