@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <new>
+#include <utility>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -10,6 +12,7 @@ extern "C" {
 #include <libavutil/buffer.h>
 #include <libavutil/dict.h>
 #include <libavutil/frame.h>
+#include <libavutil/mem.h>
 #include <libswresample/swresample.h>
 #include <libswscale/swscale.h>
 }
@@ -37,6 +40,26 @@ struct AvDeleter {
 
 template <class T>
 using AvPtr = std::unique_ptr<T, AvDeleter>;
+
+// A demuxing context, closed with its file.
+struct AvInputCloser {
+  void operator()(AVFormatContext* input) const { avformat_close_input(&input); }
+};
+using AvInput = std::unique_ptr<AVFormatContext, AvInputCloser>;
+
+// A context over callbacks that get `opaque`: for writing where `write` is given, else for reading.
+// Null `seek`: it cannot be sought in. Null for want of memory.
+inline AvPtr<AVIOContext> MakeIoContext(int bufferBytes, void* opaque,
+                                        decltype(AVIOContext::read_packet) read,
+                                        decltype(AVIOContext::write_packet) write,
+                                        decltype(AVIOContext::seek) seek) {
+  auto* buffer = static_cast<unsigned char*>(av_malloc(static_cast<std::size_t>(bufferBytes)));
+  if (buffer == nullptr) return nullptr;
+  AvPtr<AVIOContext> io(
+      avio_alloc_context(buffer, bufferBytes, write != nullptr, opaque, read, write, seek));
+  if (!io) av_free(buffer);
+  return io;
+}
 
 // Sets an entry of a dictionary; std::bad_alloc where there is no memory for it.
 inline void SetEntry(AVDictionary** dict, const char* key, const char* value, int flags = 0) {

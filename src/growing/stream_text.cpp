@@ -16,8 +16,8 @@ namespace xv {
 namespace {
 
 // Calls `visit` with the name and a reference of each number.
-template <class Visit>
-void VisitNumbers(AVStream& stream, Visit visit) {
+template <class Stream, class Visit>
+void VisitNumbers(Stream& stream, Visit visit) {
   AVCodecParameters& codec = *stream.codecpar;
   visit("time_base_num", stream.time_base.num);
   visit("time_base_den", stream.time_base.den);
@@ -54,13 +54,13 @@ bool TakeNumber(AVStream& stream, std::string_view name, std::string_view value)
   const char* const end = value.data() + value.size();
   const auto read = std::from_chars(value.data(), end, number);
   if (read.ec != std::errc() || read.ptr != end) return false;
-  bool known = false;
+  bool taken = false;
   VisitNumbers(stream, [&](std::string_view field, auto& place) {
     if (field != name) return;
     place = static_cast<std::remove_reference_t<decltype(place)>>(number);
-    known = true;
+    taken = static_cast<std::int64_t>(place) == number;
   });
-  return known;
+  return taken;
 }
 
 std::string LayoutName(const AVChannelLayout& layout) {
@@ -106,8 +106,7 @@ std::string StreamText(const AVStream& stream) {
   }
   if (stream.metadata != nullptr)
     text += fmt::format("metadata {}\n", MetadataText(stream.metadata));
-  // The numbers are only read.
-  VisitNumbers(const_cast<AVStream&>(stream), [&](std::string_view name, const auto& number) {
+  VisitNumbers(stream, [&](std::string_view name, const auto& number) {
     if (number != 0) text += fmt::format("{} {}\n", name, static_cast<std::int64_t>(number));
   });
   return text;

@@ -36,13 +36,8 @@ Status FileSink::Open(const std::string& path, std::chrono::milliseconds patienc
 }
 
 Status FileSink::MakeIo(bool seekable) {
-  auto* buffer = static_cast<std::uint8_t*>(av_malloc(kIoBufferBytes));
-  if (buffer == nullptr) return E_OUTOFMEMORY;
-  io_.reset(avio_alloc_context(buffer, kIoBufferBytes, 1, this, nullptr, &OnWrite,
-                               seekable ? &OnSeek : nullptr));
-  if (io_) return S_OK;
-  av_free(buffer);
-  return E_OUTOFMEMORY;
+  io_ = MakeIoContext(kIoBufferBytes, this, nullptr, &OnWrite, seekable ? &OnSeek : nullptr);
+  return io_ ? S_OK : E_OUTOFMEMORY;
 }
 
 Status FileSink::TakeSpace(std::int64_t end) {
@@ -97,7 +92,7 @@ Status FileSink::Write(const std::uint8_t* data, std::size_t bytes) {
       (!continues || bytes >= kLargeWrite || pending_.size() + bytes > kGatherBytes)) {
     RETURN_IF_FAILED(Flush());
   }
-  if (bytes >= kLargeWrite) return WriteThrough(data, bytes, position_);
+  if (bytes >= kLargeWrite) return file_.WriteAt(position_, data, bytes);
   const std::int64_t now = SystemClock().SteadyNanoseconds();
   if (pending_.empty()) {
     pendingAt_ = position_;
@@ -107,14 +102,10 @@ Status FileSink::Write(const std::uint8_t* data, std::size_t bytes) {
   return now - pendingSince_ < kLongestWait ? Status() : Flush();
 }
 
-Status FileSink::WriteThrough(const std::uint8_t* data, std::size_t bytes, std::int64_t at) {
-  return file_.WriteAt(at, data, bytes);
-}
-
 Status FileSink::Flush() {
   if (!pending_.empty()) {
     // What a full disk refuses stays here: the trailer's space may yet take it.
-    const Status written = WriteThrough(pending_.data(), pending_.size(), pendingAt_);
+    const Status written = file_.WriteAt(pendingAt_, pending_.data(), pending_.size());
     failure_.Update(written);
     RETURN_IF_FAILED(written);
     pending_.clear();

@@ -36,9 +36,8 @@ class FileSink : public ReadBackOpener {
   FileSink(const FileSink&) = delete;
   FileSink& operator=(const FileSink&) = delete;
 
-  // Creates the file anew. A stream target
-  // (platform/stream_file.h) is written as the bytes come and cannot be sought in; its reader may
-  // rest for `patience`.
+  // Creates the file anew. A stream target (platform/stream_file.h) is written as the bytes come
+  // and cannot be sought in; its reader may rest for `patience`.
   Status Open(const std::string& path, std::chrono::milliseconds patience);
   bool IsStream() const { return stream_.IsOpen(); }
   // The context for AVFormatContext.pb; lives until Close.
@@ -76,8 +75,6 @@ class FileSink : public ReadBackOpener {
   static int OnWrite(void* opaque, WrittenBytes data, int bytes);
   static std::int64_t OnSeek(void* opaque, std::int64_t offset, int whence);
   Status Write(const std::uint8_t* data, std::size_t bytes);
-  Status WriteThrough(const std::uint8_t* data, std::size_t bytes, std::int64_t at);
-
   Status MakeIo(bool seekable);
   Status TakeSpace(std::int64_t end);
   Status GiveBackSpace();

@@ -3,17 +3,15 @@
 #include <algorithm>
 #include <string_view>
 
+#include "platform/clock.h"
+
 namespace xv {
 namespace {
 
 // What a call may take before anybody asks whether there is a hurry, and then once more.
 constexpr std::chrono::milliseconds kMoment{300};
 
-std::int64_t Now() {
-  return std::chrono::duration_cast<std::chrono::nanoseconds>(
-             std::chrono::steady_clock::now().time_since_epoch())
-      .count();
-}
+std::int64_t Now() { return SystemClock().SteadyNanoseconds(); }
 
 }  // namespace
 

@@ -34,15 +34,9 @@ Status ReadShifted(const File& file, const DataShift& shift, std::int64_t positi
 
 ReadBack::ReadBack(File& file, std::int64_t size, ShiftLog* log)
     : file_(file), size_(size), log_(log) {
-  auto* buffer = static_cast<std::uint8_t*>(av_malloc(kIoBufferBytes));
-  if (buffer == nullptr) return;
-  io_.reset(avio_alloc_context(buffer, kIoBufferBytes, 0, this, &OnRead, nullptr, &OnSeek));
+  io_ = MakeIoContext(kIoBufferBytes, this, &OnRead, nullptr, &OnSeek);
   // Each read is then one of the muxer's own: the first tells where the data begins.
-  if (io_) {
-    io_->direct = 1;
-  } else {
-    av_free(buffer);
-  }
+  if (io_) io_->direct = 1;
 }
 
 int ReadBack::OnRead(void* opaque, std::uint8_t* into, int bytes) {

@@ -18,17 +18,13 @@ struct Case {
 
 void PrintTo(const Case& one, std::ostream* out) { *out << one.source << " to " << one.target; }
 
-struct CloseInput {
-  void operator()(AVFormatContext* input) const { avformat_close_input(&input); }
-};
-
 // Writes the packets of `source` into `target` and gives the index that the locator makes.
 template <class Locator>
 std::vector<IndexRecord> IndexOf(const std::string& source, const std::string& target,
                                  const char* format) {
   AVFormatContext* opened = nullptr;
   EXPECT_GE(avformat_open_input(&opened, source.c_str(), nullptr, nullptr), 0);
-  const std::unique_ptr<AVFormatContext, CloseInput> input(opened);
+  const AvInput input(opened);
   EXPECT_GE(avformat_find_stream_info(input.get(), nullptr), 0);
   Output output;
   EXPECT_EQ(output.Allocate(target, format), S_OK);

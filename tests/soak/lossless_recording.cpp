@@ -4,10 +4,7 @@
 #include <memory>
 #include <string_view>
 
-extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
-}
+#include "contracts/av_handles.h"
 
 namespace xv::soak {
 namespace {
@@ -32,18 +29,9 @@ std::uint64_t SumOf(const AVFrame& frame) {
   return sum;
 }
 
-struct Closer {
-  void operator()(AVFormatContext* p) const { avformat_close_input(&p); }
-  void operator()(AVCodecContext* p) const { avcodec_free_context(&p); }
-  void operator()(AVFrame* p) const { av_frame_free(&p); }
-  void operator()(AVPacket* p) const { av_packet_free(&p); }
-};
-template <class T>
-using Owned = std::unique_ptr<T, Closer>;
-
 void Take(AVCodecContext& decoder, const AVPacket* packet, std::vector<std::uint64_t>* sums) {
   if (avcodec_send_packet(&decoder, packet) < 0) return;
-  const Owned<AVFrame> frame(av_frame_alloc());
+  const AvPtr<AVFrame> frame(av_frame_alloc());
   while (avcodec_receive_frame(&decoder, frame.get()) >= 0) sums->push_back(SumOf(*frame));
 }
 
@@ -78,16 +66,16 @@ HRESULT NoiseFeed::Push(host::Writer& writer) {
 std::vector<std::uint64_t> DecodedSums(const std::string& path) {
   AVFormatContext* opened = nullptr;
   if (avformat_open_input(&opened, path.c_str(), nullptr, nullptr) < 0) return {};
-  const Owned<AVFormatContext> input(opened);
+  const AvInput input(opened);
   if (avformat_find_stream_info(input.get(), nullptr) < 0) return {};
   const AVCodec* codec = nullptr;
   const int stream = av_find_best_stream(input.get(), AVMEDIA_TYPE_VIDEO, -1, -1, &codec, 0);
   if (stream < 0) return {};
-  const Owned<AVCodecContext> decoder(avcodec_alloc_context3(codec));
+  const AvPtr<AVCodecContext> decoder(avcodec_alloc_context3(codec));
   avcodec_parameters_to_context(decoder.get(), input->streams[stream]->codecpar);
   if (avcodec_open2(decoder.get(), codec, nullptr) < 0) return {};
   std::vector<std::uint64_t> sums;
-  const Owned<AVPacket> packet(av_packet_alloc());
+  const AvPtr<AVPacket> packet(av_packet_alloc());
   while (av_read_frame(input.get(), packet.get()) >= 0) {
     if (packet->stream_index == stream) Take(*decoder, packet.get(), &sums);
     av_packet_unref(packet.get());

@@ -7,8 +7,9 @@
 #include <numeric>
 #include <stdexcept>
 
+#include "contracts/av_handles.h"
+
 extern "C" {
-#include <libavformat/avformat.h>
 #include <libavutil/intreadwrite.h>
 #include <libavutil/pixdesc.h>
 #include <libavutil/timecode.h>
@@ -16,15 +17,6 @@ extern "C" {
 
 namespace xv::test {
 namespace {
-
-struct Close {
-  void operator()(AVFormatContext* p) const { avformat_close_input(&p); }
-  void operator()(AVCodecContext* p) const { avcodec_free_context(&p); }
-  void operator()(AVPacket* p) const { av_packet_free(&p); }
-  void operator()(AVFrame* p) const { av_frame_free(&p); }
-};
-template <class T>
-using Own = std::unique_ptr<T, Close>;
 
 std::string Meta(const AVDictionary* dict, const char* key) {
   const AVDictionaryEntry* entry = av_dict_get(dict, key, nullptr, 0);
@@ -150,7 +142,7 @@ void Take(const AVFrame& frame, const AVStream& stream, ProbedStream& out) {
 
 void Decode(AVCodecContext& decoder, const AVPacket* packet, const AVStream& stream,
             ProbedStream& out) {
-  Own<AVFrame> frame(av_frame_alloc());
+  AvPtr<AVFrame> frame(av_frame_alloc());
   if (avcodec_send_packet(&decoder, packet) < 0 && packet != nullptr) ++out.errors;
   int result = 0;
   while ((result = avcodec_receive_frame(&decoder, frame.get())) >= 0) {
@@ -188,13 +180,13 @@ ProbedFile Probe(const std::string& path,
   const int opened = avformat_open_input(&raw, path.c_str(), nullptr, &dict);
   av_dict_free(&dict);
   if (opened < 0) return file;
-  const Own<AVFormatContext> input(raw);
+  const AvInput input(raw);
   avformat_find_stream_info(raw, nullptr);
   file.opened = true;
   file.seconds = raw->duration > 0 ? static_cast<double>(raw->duration) / AV_TIME_BASE : 0;
   file.timecode = Meta(raw->metadata, "timecode");
   file.title = Meta(raw->metadata, "title");
-  std::vector<Own<AVCodecContext>> decoders(raw->nb_streams);
+  std::vector<AvPtr<AVCodecContext>> decoders(raw->nb_streams);
   file.streams.resize(raw->nb_streams);
   for (unsigned i = 0; i < raw->nb_streams; ++i) {
     const AVCodecParameters& par = *raw->streams[i]->codecpar;
@@ -218,7 +210,7 @@ ProbedFile Probe(const std::string& path,
     if (par.codec_id != AV_CODEC_ID_MPEG2VIDEO) decoders[i]->err_recognition |= AV_EF_BITSTREAM;
     if (avcodec_open2(decoders[i].get(), codec, nullptr) < 0) decoders[i].reset();
   }
-  Own<AVPacket> packet(av_packet_alloc());
+  AvPtr<AVPacket> packet(av_packet_alloc());
   while (av_read_frame(raw, packet.get()) >= 0) {
     patience.Renew();
     const auto i = static_cast<std::size_t>(packet->stream_index);

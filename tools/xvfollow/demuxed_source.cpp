@@ -15,13 +15,8 @@ constexpr int kBufferBytes = 1 << 16;
 class FollowedFile {
  public:
   FollowedFile(const std::string& recording, Growth& growth) : file_(recording), growth_(growth) {
-    auto* buffer = static_cast<unsigned char*>(av_malloc(kBufferBytes));
-    io_ = avio_alloc_context(buffer, kBufferBytes, 0, this, &FollowedFile::Read, nullptr, nullptr);
-    if (io_ == nullptr) throw std::bad_alloc();
-  }
-  ~FollowedFile() {
-    av_freep(&io_->buffer);
-    avio_context_free(&io_);
+    io_ = xv::MakeIoContext(kBufferBytes, this, &FollowedFile::Read, nullptr, nullptr);
+    if (!io_) throw std::bad_alloc();
   }
   FollowedFile(const FollowedFile&) = delete;
   FollowedFile& operator=(const FollowedFile&) = delete;
@@ -29,7 +24,7 @@ class FollowedFile {
   Input Open(const std::string& recording) {
     AVFormatContext* context = avformat_alloc_context();
     if (context == nullptr) throw std::bad_alloc();
-    context->pb = io_;
+    context->pb = io_.get();
     // Frees the context where it fails.
     if (avformat_open_input(&context, recording.c_str(), nullptr, nullptr) < 0) return nullptr;
     Input input(context);
@@ -56,7 +51,7 @@ class FollowedFile {
   RecordingFile file_;
   std::int64_t at_ = 0;
   Growth& growth_;
-  AVIOContext* io_ = nullptr;
+  xv::AvPtr<AVIOContext> io_;
 };
 
 class DemuxedSource : public PacketSource {

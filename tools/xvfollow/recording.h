@@ -17,11 +17,7 @@ class FollowError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// FFmpeg's demuxing context, closed with its file.
-struct InputCloser {
-  void operator()(AVFormatContext* input) const { avformat_close_input(&input); }
-};
-using Input = std::unique_ptr<AVFormatContext, InputCloser>;
+using Input = xv::AvInput;
 
 // Where a recording's packets are written down.
 struct PacketTable {

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <new>
 
 extern "C" {
 #include <libavutil/parseutils.h>
@@ -89,11 +90,6 @@ std::string WordsOf(int error) {
   return text;
 }
 
-void AvDeleter::operator()(AVIOContext* p) const {
-  av_freep(&p->buffer);
-  avio_context_free(&p);
-}
-
 Demuxer::Demuxer(const std::string& url, const MediaOptions& options)
     : stopAsked_(options.stopAsked) {
   const AVInputFormat* demuxer = FindDemuxer(options.demuxer);
@@ -113,10 +109,10 @@ Demuxer::Demuxer(const std::string& url, const MediaOptions& options)
 
 void Demuxer::UseStandardInput(AVFormatContext* context) {
   const bool seeks = lseek(STDIN_FILENO, 0, SEEK_CUR) >= 0;
-  auto* buffer = static_cast<unsigned char*>(av_malloc(kStandardInputBytes));
-  context->pb = avio_alloc_context(buffer, kStandardInputBytes, 0, &stopAsked_, ReadStandardInput,
-                                   nullptr, seeks ? SeekStandardInput : nullptr);
-  standardInput_.reset(context->pb);
+  standardInput_ = xv::MakeIoContext(kStandardInputBytes, &stopAsked_, ReadStandardInput, nullptr,
+                                     seeks ? SeekStandardInput : nullptr);
+  if (!standardInput_) throw std::bad_alloc();
+  context->pb = standardInput_.get();
 }
 
 // What the demuxer did not take. Its pictures can be counted at another rate all the same.

@@ -1,21 +1,13 @@
 #pragma once
 
-#include <memory>
+#include <functional>
 #include <optional>
 #include <string>
 
+#include "contracts/av_handles.h"
 #include "xvrecord/input.h"
 
-extern "C" {
-#include <libavformat/avformat.h>
-}
-
 namespace xvrecord {
-
-struct AvDeleter {
-  void operator()(AVFormatContext* p) const { avformat_close_input(&p); }
-  void operator()(AVIOContext* p) const;
-};
 
 // FFmpeg's words for one of its errors.
 std::string WordsOf(int error);
@@ -36,8 +28,8 @@ class Demuxer {
   void TakeLeftOvers(AVDictionary* left, const MediaOptions& options);
 
   std::function<bool()> stopAsked_;
-  std::unique_ptr<AVIOContext, AvDeleter> standardInput_;  // outlives the context
-  std::unique_ptr<AVFormatContext, AvDeleter> context_;
+  xv::AvPtr<AVIOContext> standardInput_;  // outlives the context
+  xv::AvInput context_;
   std::optional<AVRational> assumedRate_;
 };
 
