@@ -18,7 +18,7 @@ run_one() {
   mkdir "$scratch/new"
   local kept=("$root/tests/fuzz/corpus/$name")
   [ -d "${kept[0]}" ] || kept=()
-  if ! (cd "$scratch" && "$1" "$scratch/new" "${kept[@]}" -max_total_time="${FUZZ_SECONDS:-60}" \
+  if ! (cd "$scratch" && TMPDIR=$scratch "$1" "$scratch/new" "${kept[@]}" -max_total_time="${FUZZ_SECONDS:-60}" \
           -max_len=65536 -timeout=25 -rss_limit_mb=3000 -artifact_prefix="$folder/findings/$name-" \
           -print_final_stats=1 >"$log" 2>&1); then
     tail -n 60 "$log"
