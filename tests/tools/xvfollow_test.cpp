@@ -7,6 +7,7 @@
 
 #include "growing/growing_files.h"
 #include "growing/index.h"
+#include "growing/recovery_note.h"
 #include "support/media_probe.h"
 #include "support/peer_process.h"
 
@@ -116,6 +117,25 @@ INSTANTIATE_TEST_SUITE_P(Containers, FollowedRecording,
                                          Container{"a.mov", kSoundAlone + "pcm_s24le"},
                                          Container{"a.mp4", kSoundAlone + "aac"},
                                          Container{"a.ts", kSoundAlone + "mp2"}));
+
+// The writer died between its last two steps: index and header file are gone, the note is not.
+TEST(ClosedRecording, IsReadAsItLiesUnderALeftNote) {
+  TemporaryFolder folder;
+  const std::string recording = folder / "a.mov";
+  host::Writer writer;
+  ASSERT_EQ(writer.Start(recording, "play_while_rec=true " + kMoved), S_OK);
+  ASSERT_EQ(PushFrames(writer, kSmall, 40), S_OK);
+  std::filesystem::create_hard_link(RecoveryPath(recording), folder / "kept");
+  EXPECT_EQ(writer.Stop(), S_OK);
+  std::filesystem::rename(folder / "kept", RecoveryPath(recording));
+  const std::string copy = folder / "copy.mov";
+  for (const auto& command : {std::vector<std::string>{kFollow, "--copy", copy, recording},
+                              {kFollow, "--follow", "--copy", copy, recording}}) {
+    const auto copied = RunProgram(command);
+    EXPECT_EQ(copied.status, 0) << copied.err;
+    EXPECT_EQ(Probe(copy).Pictures().frames, 40) << command.size();
+  }
+}
 
 class IndexedRecording : public testing::TestWithParam<Container> {};
 

@@ -9,12 +9,23 @@ extern "C" {
 }
 
 namespace xvfollow {
+namespace {
+
+// A close removes the index ahead of a note without records: with the move done and no index, the
+// writer died between the two, and the recording is whole as it lies there.
+bool IsLeftOver(const xv::RecoveryReader& note, const std::string& recording) {
+  xv::DataShift shift;
+  return note.ReadShift(&shift).Ok() && shift.Moves() && shift.moved == shift.begin &&
+         !note.HasRecords() && !IsGrowing(recording);
+}
+
+}  // namespace
 
 RecordingFile::RecordingFile(const std::string& recording) {
   if (file_.OpenRead(recording).Failed()) {
     throw FollowError("The recording " + recording + " cannot be opened.");
   }
-  noted_ = note_.Open(xv::RecoveryPath(recording)).Ok();
+  noted_ = note_.Open(xv::RecoveryPath(recording)).Ok() && !IsLeftOver(note_, recording);
 }
 
 xv::Status RecordingFile::ReadShift(xv::DataShift* shift) const {
