@@ -122,8 +122,8 @@ def measure_rasters(m):
 
 
 def measure_live(m):
-    return m.program("bench_fairness", m.scratch) + m.program("bench_put_latency",
-                                                              f"{m.scratch}/put.mp4")
+    return (m.program("bench_fairness", m.scratch) + m.program("bench_isolation", m.scratch) +
+            m.program("bench_put_latency", f"{m.scratch}/put.mp4"))
 
 
 def measure_sound(m):
