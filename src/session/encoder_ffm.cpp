@@ -41,10 +41,10 @@ Status CEncoderFFM::EncoderOpen(const char* target, const XV_AV_PROPS* props, co
   if (target == nullptr || props == nullptr || !attributes) return E_POINTER;
   (void)EncoderClose(kInfinite);  // of an earlier recording; S_FALSE for none
   RETURN_IF_FAILED(OpenSession(session_, target, *props, time, attributes));
-  if (!UsesQueue()) return S_OK;
-  const auto capacity = static_cast<std::size_t>(session_.plan.videoBuffers);
+  const bool queued = UsesQueue();
+  const std::size_t capacity = queued ? static_cast<std::size_t>(session_.plan.videoBuffers) : 1;
   session_.queue.Open(capacity);
-  if (session_.plan.options.dropFrames) session_.precedence.Start(capacity);
+  if (queued && session_.plan.options.dropFrames) session_.precedence.Start(capacity);
   const Status started = worker_.Start(this, &CEncoderFFM::WorkerMain);
   if (started.Failed()) Cleanup(session_);
   return started;
@@ -179,7 +179,8 @@ void CEncoderFFM::EncodeSoundAlone() {
   session_.outputs.EndPass(++session_.host.frames);
 }
 
-// The next picture. While none comes, nothing waits on its way to the file.
+// The next picture, never one where the host's thread encodes. While none comes, nothing waits on
+// its way to the file.
 std::optional<QueuedFrame> CEncoderFFM::NextFrame() {
   while (!session_.queue.AwaitItem(kIdleFlush)) session_.outputs.main.FlushWaiting();
   return session_.queue.Pop();
@@ -221,7 +222,7 @@ void CEncoderFFM::AwaitWorker(std::uint32_t timeout) {
 void CEncoderFFM::Drain(std::uint32_t timeout) {
   if (session_.tracks.video == nullptr) {
     session_.sound.Encode(true);
-  } else if (worker_.State() == ThreadState::kNone) {
+  } else if (!UsesQueue()) {
     EncodePass({});
   } else {
     (void)session_.queue.Push({});
