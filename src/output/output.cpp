@@ -5,6 +5,7 @@
 #include "codec/ffmpeg.h"
 #include "codec/ffmpeg_words.h"
 #include "codec/muxer_defaults.h"
+#include "output/name_lookup.h"
 #include "platform/paths.h"
 
 extern "C" {
@@ -55,7 +56,16 @@ std::string Output::Explanation() {
   return words.empty() ? path : words;
 }
 
+Status Output::AwaitName() {
+  if (!IsUrl(path)) return S_OK;
+  const IoCall call(interrupt);
+  if (AwaitHostName(path, interrupt)) return S_OK;
+  words = fmt::format("{}: the name of its host was not found in time", path);
+  return XV_E_TIMEOUT;
+}
+
 Status Output::OpenFile(AvDictionary& options) {
+  RETURN_IF_FAILED(AwaitName());
   const bool preset = (context->flags & AVFMT_FLAG_CUSTOM_IO) != 0 && context->pb != nullptr;
   if (preset || (context->oformat->flags & AVFMT_NOFILE) != 0) return S_OK;
   if (!IsUrl(path)) {

@@ -76,6 +76,7 @@ struct Output {
   Status CloseFile();
 
  private:
+  Status AwaitName();
   Status MakeRoom(const AVPacket& packet);
 };
 

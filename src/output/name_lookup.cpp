@@ -1,0 +1,52 @@
+#include "output/name_lookup.h"
+
+#include <netdb.h>
+
+#include <cstdlib>
+#include <ctime>
+#include <memory>
+
+namespace xv {
+namespace {
+
+constexpr timespec kLook{0, 50'000'000};
+
+struct Lookup {
+  std::string host;
+  gaicb request{};
+  ~Lookup() {
+    if (request.ar_result != nullptr) freeaddrinfo(request.ar_result);
+  }
+};
+
+std::string HostOf(const std::string& url) {
+  char host[256];
+  int port = -1;
+  av_url_split(nullptr, 0, nullptr, 0, host, sizeof(host), &port, nullptr, 0, url.c_str());
+  return host;
+}
+
+// The proxy looks names up by itself, and nobody else may be able to.
+bool HasProxy() { return std::getenv("http_proxy") != nullptr; }
+
+}  // namespace
+
+bool AwaitHostName(const std::string& url, IoInterrupt& interrupt) {
+  auto lookup = std::make_unique<Lookup>();
+  lookup->host = HostOf(url);
+  if (lookup->host.empty() || HasProxy()) return true;
+  lookup->request.ar_name = lookup->host.c_str();
+  gaicb* requests[] = {&lookup->request};
+  if (getaddrinfo_a(GAI_NOWAIT, requests, 1, nullptr) != 0) return true;
+  const AVIOInterruptCB callback = interrupt.Callback();
+  while (gai_error(&lookup->request) == EAI_INPROGRESS) {
+    (void)gai_suspend(requests, 1, &kLook);
+    if (callback.callback(callback.opaque) == 0) continue;
+    // What cannot be taken back is still written to.
+    if (gai_cancel(&lookup->request) == EAI_NOTCANCELED) (void)lookup.release();
+    return false;
+  }
+  return true;
+}
+
+}  // namespace xv
