@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <utility>
 
 #include "base/guard.h"
 #include "platform/clock.h"
@@ -21,9 +22,10 @@ constexpr std::int64_t kMostStep = 16 << 20;
 
 }  // namespace
 
-Status FileSink::Open(const std::string& path, std::chrono::milliseconds patience) {
+Status FileSink::Open(const std::string& path, std::chrono::milliseconds patience,
+                      std::function<bool()> hurried) {
   if (IsStreamTarget(path)) {
-    RETURN_IF_FAILED(stream_.Open(path, patience));
+    RETURN_IF_FAILED(stream_.Open(path, patience, std::move(hurried)));
     return MakeIo(false);
   }
   RETURN_IF_FAILED(file_.Create(path));

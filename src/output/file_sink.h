@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -37,8 +38,10 @@ class FileSink : public ReadBackOpener {
   FileSink& operator=(const FileSink&) = delete;
 
   // Creates the file anew. A stream target (platform/stream_file.h) is written as the bytes come
-  // and cannot be sought in; its reader may rest for `patience`.
-  Status Open(const std::string& path, std::chrono::milliseconds patience);
+  // and cannot be sought in; its reader may rest for `patience`, unless `hurried` says that nobody
+  // waits any more.
+  Status Open(const std::string& path, std::chrono::milliseconds patience,
+              std::function<bool()> hurried = {});
   bool IsStream() const { return stream_.IsOpen(); }
   // The context for AVFormatContext.pb; lives until Close.
   AVIOContext* io() const { return io_.get(); }

@@ -52,6 +52,8 @@ class IoInterrupt {
   // Gives the context up when that time is over, progress or not.
   void EndWithin(std::chrono::milliseconds time);
   bool Ended() const;
+  // Nobody waits for a call of this context any more.
+  bool InHurry() const { return Ended() || (hurried_ && hurried_()); }
 
   AVIOInterruptCB Callback() { return {&IoInterrupt::Check, this}; }
 

@@ -69,7 +69,7 @@ Status Output::OpenFile(AvDictionary& options) {
   const bool preset = (context->flags & AVFMT_FLAG_CUSTOM_IO) != 0 && context->pb != nullptr;
   if (preset || (context->oformat->flags & AVFMT_NOFILE) != 0) return S_OK;
   if (!IsUrl(path)) {
-    RETURN_IF_FAILED(sink.Open(path, interrupt.timeout()));
+    RETURN_IF_FAILED(sink.Open(path, interrupt.timeout(), [this] { return interrupt.InHurry(); }));
     (void)sink.MakeRoom(kTrailerRoom);  // the first packet tells
     packets = 0;
     refusal = S_OK;

@@ -14,11 +14,13 @@
 #include <optional>
 #include <string_view>
 #include <thread>
+#include <utility>
 
 namespace xv {
 namespace {
 
 constexpr std::chrono::milliseconds kReaderPoll{10};
+constexpr std::chrono::milliseconds kLook{100};  // at a hurry, within a wait
 
 // The descriptor that a name stands for.
 std::optional<int> NamedDescriptor(std::string_view target) {
@@ -67,9 +69,11 @@ bool IsStreamTarget(const std::string& target) {
   return ::stat(target.c_str(), &info) == 0 && !S_ISREG(info.st_mode) && !S_ISDIR(info.st_mode);
 }
 
-Status StreamFile::Open(const std::string& target, std::chrono::milliseconds patience) {
+Status StreamFile::Open(const std::string& target, std::chrono::milliseconds patience,
+                        std::function<bool()> hurried) {
   Close();
   patience_ = patience;
+  hurried_ = std::move(hurried);
   const auto number = NamedDescriptor(target);
   if (number) return OpenDescriptor(*number);
   const Status opened = OpenPath(target);
@@ -92,7 +96,7 @@ Status StreamFile::OpenDescriptor(int number) {
 }
 
 Status StreamFile::OpenPath(const std::string& path) {
-  const auto giveUp = std::chrono::steady_clock::now() + patience_;
+  const auto begin = std::chrono::steady_clock::now();
   while (true) {
     descriptor_ = ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     if (descriptor_ >= 0) break;
@@ -101,7 +105,7 @@ Status StreamFile::OpenPath(const std::string& path) {
     const bool noReader =
         error == ENXIO && ::stat(path.c_str(), &info) == 0 && S_ISFIFO(info.st_mode);
     if (!noReader && error != EINTR) return StatusFromErrno(error);
-    if (std::chrono::steady_clock::now() > giveUp) return StatusFromErrno(ETIMEDOUT);
+    if (!MayWait(begin)) return StatusFromErrno(ETIMEDOUT);
     std::this_thread::sleep_for(kReaderPoll);
   }
   mostAtOnce_ = SSIZE_MAX;
@@ -111,12 +115,19 @@ Status StreamFile::OpenPath(const std::string& path) {
   return StatusFromErrno(ESTALE);
 }
 
+bool StreamFile::MayWait(std::chrono::steady_clock::time_point since) const {
+  return std::chrono::steady_clock::now() - since < patience_ && !(hurried_ && hurried_());
+}
+
 Status StreamFile::AwaitRoom() const {
-  pollfd wanted{descriptor_, POLLOUT, 0};
-  const int ready =
-      ::poll(&wanted, 1, static_cast<int>(std::min<std::int64_t>(patience_.count(), INT_MAX)));
-  if (ready < 0) return errno == EINTR ? Status() : StatusFromErrno(errno);
-  return ready == 0 ? StatusFromErrno(ETIMEDOUT) : Status();
+  const auto begin = std::chrono::steady_clock::now();
+  do {
+    pollfd wanted{descriptor_, POLLOUT, 0};
+    const int ready = ::poll(&wanted, 1, static_cast<int>(std::min(patience_, kLook).count()));
+    if (ready > 0) return S_OK;
+    if (ready < 0 && errno != EINTR) return StatusFromErrno(errno);
+  } while (MayWait(begin));
+  return StatusFromErrno(ETIMEDOUT);
 }
 
 Status StreamFile::Write(const void* data, std::size_t bytes) {

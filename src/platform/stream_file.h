@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <string>
 
 #include "base/status.h"
@@ -23,8 +24,10 @@ class StreamFile {
   StreamFile(const StreamFile&) = delete;
   StreamFile& operator=(const StreamFile&) = delete;
 
-  // Waits for a reader of a FIFO.
-  Status Open(const std::string& target, std::chrono::milliseconds patience);
+  // Waits for a reader of a FIFO. Whoever waits asks `hurried` every now and then, null for never:
+  // true ends the wait as the end of the patience does.
+  Status Open(const std::string& target, std::chrono::milliseconds patience,
+              std::function<bool()> hurried = {});
   Status Write(const void* data, std::size_t bytes);
   void Close();
   bool IsOpen() const { return descriptor_ >= 0; }
@@ -33,10 +36,12 @@ class StreamFile {
   Status OpenPath(const std::string& path);
   Status OpenDescriptor(int number);
   Status AwaitRoom() const;
+  bool MayWait(std::chrono::steady_clock::time_point since) const;
 
   int descriptor_ = -1;
   std::size_t mostAtOnce_ = 0;  // bytes that one write may take without waiting for the reader
   std::chrono::milliseconds patience_{0};
+  std::function<bool()> hurried_;
 };
 
 }  // namespace xv
