@@ -155,6 +155,22 @@ void Decode(AVCodecContext& decoder, const AVPacket* packet, const AVStream& str
 
 }  // namespace
 
+std::string ProbedStream::Bytes() const {
+  std::string bytes;
+  for (const ProbedPacket& packet : packets) bytes += packet.bytes;
+  return bytes;
+}
+
+std::vector<int> ProbedStream::SamplesOf(int channel) const {
+  const std::string bytes = Bytes();
+  const auto step = static_cast<std::size_t>(channels) * 2;
+  std::vector<int> of;
+  for (auto i = static_cast<std::size_t>(channel) * 2; i + 1 < bytes.size(); i += step) {
+    of.push_back(static_cast<std::int16_t>(AV_RL16(bytes.data() + i)));
+  }
+  return of;
+}
+
 const ProbedStream& ProbedFile::Nth(AVMediaType type, int number) const {
   for (const ProbedStream& stream : streams) {
     if (stream.type == type && number-- == 0) return stream;

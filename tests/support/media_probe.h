@@ -68,6 +68,11 @@ struct ProbedStream {
   std::vector<ProbedCaptions> captions;
   std::vector<ProbedPacket> packets;  // in the order of the file
   std::string keys;                   // a "K" or a "-" for each packet
+
+  // Of all packets.
+  std::string Bytes() const;
+  // Of a track of PCM with 16 bits.
+  std::vector<int> SamplesOf(int channel) const;
 };
 
 struct ProbedFile {

@@ -3,11 +3,14 @@
 #include <array>
 #include <cstdlib>
 
+#include "support/fixtures.h"
 #include "support/media_probe.h"
 
 // What attributes change in the pictures of a recording, and in what makes them.
 namespace xv::test {
 namespace {
+
+using AttributeEffects = WithFolder;
 
 constexpr int kWidth = 176;
 constexpr int kHeight = 144;
@@ -16,53 +19,38 @@ constexpr int kHeight = 144;
 using Quarters = std::array<int, 4>;
 constexpr Quarters kPushed = {50, 100, 150, 200};
 
-// A still picture of four levels.
-ProbedStream Quartered(const std::string& attributes, const char* name = "a.avi", int count = 1) {
-  auto picture = std::make_shared<std::vector<std::uint8_t>>(kWidth * kHeight * 2, 128);
-  for (int y = 0; y < kHeight; ++y) {
-    for (int x = 0; x < kWidth; ++x) {
-      const int quarter = (y < kHeight / 2 ? 0 : 2) + (x < kWidth / 2 ? 0 : 1);
-      (*picture)[static_cast<std::size_t>((y * kWidth + x) * 2 + 1)] =
-          static_cast<std::uint8_t>(kPushed[static_cast<std::size_t>(quarter)]);
-    }
-  }
-  const TemporaryFolder folder;
-  host::Writer writer;
-  EXPECT_EQ(writer.Start(folder / name, attributes), S_OK);
-  const Feed feed{.width = kWidth, .height = kHeight, .channels = 0, .timecode = false};
-  for (int i = 0; i < count; ++i) EXPECT_EQ(writer.Put(MakeFrame(feed, i, picture)), S_OK);
-  EXPECT_EQ(writer.Stop(), S_OK);
-  return Probe(folder / name).Pictures();
+// A still picture of four levels, without a codec's losses.
+ProbedStream Quartered(const std::string& attributes) {
+  const Feed feed{.width = kWidth, .height = kHeight};
+  const auto picture = DrawPicture(feed, [](int component, int x, int y) {
+    const int quarter = (y < kHeight / 2 ? 0 : 2) + (x < kWidth / 2 ? 0 : 1);
+    return component > 0 ? 128 : kPushed[static_cast<std::size_t>(quarter)];
+  });
+  return RecordPicture("a.avi", "video::codec=rawvideo " + attributes, feed, picture);
 }
 
 // Near the corners, away from the edges between the quarters.
-Quarters Raw(const std::string& attributes) {
-  const ProbedStream video = Quartered("video::codec=rawvideo " + attributes);
-  const auto at = [&](int x, int y) {
-    return video.firstLuma.at(static_cast<std::size_t>(y * video.width + x));
-  };
-  const int right = video.width - 8;
-  const int below = video.height - 8;
-  return {at(8, 8), at(right, 8), at(8, below), at(right, below)};
+Quarters CornersOf(const ProbedStream& video) {
+  const ProbedPlane& luma = video.first.at(0);
+  const int right = luma.width - 8, below = luma.height - 8;
+  return {luma.At(8, 8), luma.At(right, 8), luma.At(8, below), luma.At(right, below)};
 }
 
-TEST(AttributeEffects, SizeAspectAndFilterOfScaling) {
-  const auto scaled = [&](const std::string& more) {
-    return Quartered("video::codec=rawvideo video::video_size=352x288 " + more);
+TEST_F(AttributeEffects, SizeAspectAndFilterOfScaling) {
+  const auto scaled = [](const std::string& more) {
+    return Quartered("video::video_size=352x288 " + more).first.at(0).samples;
   };
-  const ProbedStream plain = scaled("");
-  EXPECT_TRUE(plain.width == 352 && plain.height == 288);
-  const auto nearest = scaled("video::scaling_quality=1").firstLuma;
-  EXPECT_EQ(scaled("scaling_quality=1 video::scaling_quality=2").firstLuma, nearest)
-      << "the session's wins";
-  EXPECT_NE(nearest, plain.firstLuma);
-  EXPECT_NE(scaled("video::scaling_siting=classic").firstLuma, plain.firstLuma);
+  const auto plain = scaled(""), nearest = scaled("video::scaling_quality=1");
+  EXPECT_EQ(plain.size(), 352u * 288);
+  EXPECT_NE(nearest, plain);
+  EXPECT_EQ(scaled("scaling_quality=1 video::scaling_quality=2"), nearest) << "the session's wins";
+  EXPECT_NE(scaled("video::scaling_siting=classic"), plain);
   const std::string tall = "video::size=176x288 video::ar_type=";
-  EXPECT_EQ(Raw(tall + "ignore-ar"), kPushed);
-  EXPECT_EQ(Raw(tall + "letter-box"), (Quarters{16, 16, 16, 16}));
+  EXPECT_EQ(CornersOf(Quartered(tall + "ignore-ar")), kPushed);
+  EXPECT_EQ(CornersOf(Quartered(tall + "letter-box")), (Quarters{16, 16, 16, 16}));
 }
 
-TEST(AttributeEffects, FieldOrderAndSampling) {
+TEST_F(AttributeEffects, FieldOrderAndSampling) {
   for (const auto& [attribute, pushed, order, format] :
        {std::tuple{"", eXvI_Progressive, "progressive", "yuv420p"},
         {"video::top=0", eXvI_Progressive, "bottom", "yuv420p"},
@@ -94,11 +82,15 @@ std::string BehindStartCode(const std::string& bytes, char code) {
   return bytes.substr(bytes.find(std::string("\0\0\1", 3) + code) + 4);
 }
 
-TEST(AttributeEffects, CodingOfPictures) {
-  const ProbedStream mpeg2 = Quartered(
-      "video::codec=mpeg2video video::bitrate=3M video::gop_size=5 video::dc=10 "
-      "video::gop_timecode=01:02:03:04",
-      "a.ts", 12);
+TEST_F(AttributeEffects, CodingOfPictures) {
+  const Feed feed{.width = kWidth, .height = kHeight};
+  const ProbedFile file =
+      RecordAndProbe("a.ts",
+                     "video::codec=mpeg2video video::bitrate=3M "
+                     "video::gop_size=5 video::sc_threshold=1000000000 video::dc=10 "
+                     "video::gop_timecode=01:02:03:04",
+                     feed, 12);
+  const ProbedStream& mpeg2 = file.Pictures();
   EXPECT_EQ(mpeg2.gopTimecode, "01:02:03:04");
   EXPECT_EQ(mpeg2.keys.substr(0, 11), "K----K----K");
   // ISO/IEC 13818-2, 6.2.2: the rate in the sequence header, and the precision in the coding
@@ -107,10 +99,9 @@ TEST(AttributeEffects, CodingOfPictures) {
   EXPECT_EQ(BitsOf(BehindStartCode(first, '\xB3'), 32, 18) * 400, 3'000'000u);
   EXPECT_EQ(BitsOf(BehindStartCode(BehindStartCode(first, '\0'), '\xB5'), 20, 2), 10u - 8);
 
-  const std::string h264 =
-      Quartered("video::codec=libx264 video::preset=ultrafast video::slices=4", "a.ts")
-          .packets.at(0)
-          .bytes;
+  const ProbedFile sliced = RecordAndProbe(
+      "a.ts", "video::codec=libx264 video::preset=ultrafast video::slices=4", feed, 1);
+  const std::string& h264 = sliced.Pictures().packets.at(0).bytes;
   const std::string code("\0\0\1\x65", 4);  // a slice of a key picture
   int slices = 0;
   for (std::size_t at = 0; (at = h264.find(code, at)) != std::string::npos; ++at) ++slices;
@@ -118,21 +109,20 @@ TEST(AttributeEffects, CodingOfPictures) {
 }
 
 // Kept for lists that have them: they change nothing and are no unknown options either.
-TEST(AttributeEffects, KeptNamesDoNothing) {
-  const TemporaryFolder folder;
+TEST_F(AttributeEffects, KeptNamesDoNothing) {
   const auto recorded = [&](const std::string& more) {
     host::Writer writer;
     const Feed feed{.width = kWidth, .height = kHeight};
-    EXPECT_EQ(Record(writer, folder / "a.avi", "video::codec=mpeg4" + more, feed, 3), S_OK);
+    EXPECT_EQ(Record(writer, folder_ / "a.avi", "video::codec=mpeg4" + more, feed, 3), S_OK);
     EXPECT_EQ(writer.Get("quality::unused_options"), "");
-    return folder.Read("a.avi");
+    return folder_.Read("a.avi");
   };
   EXPECT_TRUE(recorded("") == recorded(" mpeg.timecode=1 protocol=udp video::video_format=PAL"));
 }
 
 // What an encoder is told, else what session and process may have. libx264 writes it into its
 // stream.
-TEST(AttributeEffects, ThreadsOfTheEncoder) {
+TEST_F(AttributeEffects, ThreadsOfTheEncoder) {
   for (const auto& [environment, attributes, threads] : {std::tuple{"", "threads=1", "1"},
                                                          {"", "threads=5", "5"},
                                                          {"", "video::threads=4", "4"},
@@ -143,20 +133,19 @@ TEST(AttributeEffects, ThreadsOfTheEncoder) {
                                                          {"2", "video::threads=0", "2"},
                                                          {"2x", "threads=6", "6"}}) {
     const ScopedVariable limit("XVWRITER_THREADS", environment);
-    TemporaryFolder folder;
     host::Writer writer;
-    ASSERT_EQ(Record(writer, folder / "a.ts", std::string("video::codec=libx264 ") + attributes,
+    ASSERT_EQ(Record(writer, folder_ / "a.ts", std::string("video::codec=libx264 ") + attributes,
                      {.width = 320, .height = 480}, 1),
               S_OK);
     EXPECT_EQ(writer.Get("quality::bad_values") + writer.Get("quality::unused_options"), "");
-    EXPECT_THAT(folder.Read("a.ts"), testing::HasSubstr(std::string(" threads=") + threads + ' '))
+    EXPECT_THAT(folder_.Read("a.ts"), testing::HasSubstr(std::string(" threads=") + threads + ' '))
         << environment << ' ' << attributes;
   }
 }
 
 // Few large pictures where the host waits, as many as told elsewhere: 20 MiB hold 5.1 pictures of
 // 1080 lines as UYVY, 3.8 as v210, and less than one of 2160 lines in 4:2:2 planes of 10 bits.
-TEST(AttributeEffects, RoomOfTheQueue) {
+TEST_F(AttributeEffects, RoomOfTheQueue) {
   for (const auto& [attributes, width, height, room] :
        {std::tuple{"video::codec=rawvideo", 720, 576, 24},
         {"video::codec=rawvideo", 1920, 1080, 5},
@@ -165,9 +154,8 @@ TEST(AttributeEffects, RoomOfTheQueue) {
         {"video::codec=rawvideo video.drop_frames=true", 1920, 1080, 24},
         {"video::codec=rawvideo video.buffers=30", 1920, 1080, 30},
         {"video::codec=rawvideo video.buffers=0", 1920, 1080, 0}}) {
-    TemporaryFolder folder;
     host::Writer writer;
-    ASSERT_EQ(writer.Start(folder / "a.mov", attributes), S_OK);
+    ASSERT_EQ(writer.Start(folder_ / "a.mov", attributes), S_OK);
     ASSERT_EQ(writer.Put(MakeFrame({.width = width, .height = height}, 0)), S_OK);
     EXPECT_EQ(writer.Stats().videoBuffers, room) << attributes << width;
     EXPECT_EQ(writer.Stop(), S_OK);

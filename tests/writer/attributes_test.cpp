@@ -1,19 +1,20 @@
 #include <gmock/gmock.h>
 
-#include <cstring>
-
+#include "support/fixtures.h"
 #include "support/media_probe.h"
 
 // Attributes of the session, of streams and of outputs, read back from the recording.
 namespace xv::test {
 namespace {
 
+using Attributes = WithWriter;
+
 constexpr Feed kSmall{.width = 320, .height = 240};
 constexpr Feed kSilent{.channels = 0};
 constexpr Feed kUntimed{.timecode = false};
 constexpr Feed kSixChannels{.width = 320, .height = 240, .channels = 6};
 
-TEST(Attributes, StartTimecodeInAllItsForms) {
+TEST_F(Attributes, StartTimecodeInAllItsForms) {
   const auto timecode = [](const std::string& text, const Feed& feed = {}) {
     return RecordAndProbe("a.mov", "video::codec=mpeg4 " + text, feed, 3).timecode;
   };
@@ -35,7 +36,7 @@ TEST(Attributes, StartTimecodeInAllItsForms) {
   EXPECT_EQ(timecode("start_timecode=auto", kUntimed), "00:00:00:00");
 }
 
-TEST(Attributes, OffsetsDelaySoundOrPicture) {
+TEST_F(Attributes, OffsetsDelaySoundOrPicture) {
   for (const auto& [attribute, picture, sound] : {std::tuple{"itsoffset=0.5", 0.0, 0.5},
                                                   {"itsoffset=-0.5", 0.5, 0.0},
                                                   {"audio::offset_msec=200", 0.0, 0.2}}) {
@@ -46,47 +47,44 @@ TEST(Attributes, OffsetsDelaySoundOrPicture) {
   }
 }
 
-TEST(Attributes, IgnorePtsNumbersFrames) {
-  TemporaryFolder folder;
-  host::Writer writer;
-  ASSERT_EQ(writer.Start(folder / "a.mkv", "video::codec=mpeg4 ignore_pts=true"), S_OK);
-  for (int i = 0; i < 10; ++i) ASSERT_EQ(writer.Put(MakeFrame(kSilent, i * 3)), S_OK);
-  EXPECT_EQ(writer.Stop(), S_OK);
-  const ProbedFile file = Probe(folder / "a.mkv");
+TEST_F(Attributes, IgnorePtsNumbersFrames) {
+  ASSERT_EQ(writer_.Start(folder_ / "a.mkv", "video::codec=mpeg4 ignore_pts=true"), S_OK);
+  for (int i = 0; i < 10; ++i) ASSERT_EQ(writer_.Put(MakeFrame(kSilent, i * 3)), S_OK);
+  EXPECT_EQ(writer_.Stop(), S_OK);
+  const ProbedFile file = Probe(folder_ / "a.mkv");
   EXPECT_GE(file.Pictures().frames, 10);
   EXPECT_NEAR(file.seconds, static_cast<double>(file.Pictures().frames) / 25, 0.05);
 }
 
-TEST(Attributes, DumpsAndLoosePacketFilesHoldTheSamePackets) {
-  TemporaryFolder folder;
+TEST_F(Attributes, DumpsAndLoosePacketFilesHoldTheSamePackets) {
   const std::string text =
       "video::codec=mpeg2video audio::codec=pcm_s16le split_channels=2 save_packets=1 raw_video=" +
-      (folder / "v.m2v") + " raw_audio=" + (folder / "a0.pcm") +
-      " raw_audio.1=" + (folder / "a1.pcm");
-  ASSERT_EQ(Record(folder / "p.mov", text, {.channels = 4}, 10), S_OK);
-  EXPECT_EQ(Probe(folder / "v.m2v").Pictures().frames, 10);
-  EXPECT_EQ(std::filesystem::file_size(folder / "a0.pcm"), 10u * 1920 * 4);
-  EXPECT_EQ(std::filesystem::file_size(folder / "a1.pcm"), 10u * 1920 * 4);
+      (folder_ / "v.m2v") + " raw_audio=" + (folder_ / "a0.pcm") +
+      " raw_audio.1=" + (folder_ / "a1.pcm");
+  ASSERT_EQ(Record(folder_ / "p.mov", text, {.channels = 4}, 10), S_OK);
+  EXPECT_EQ(Probe(folder_ / "v.m2v").Pictures().frames, 10);
+  EXPECT_EQ(std::filesystem::file_size(folder_ / "a0.pcm"), 10u * 1920 * 4);
+  EXPECT_EQ(std::filesystem::file_size(folder_ / "a1.pcm"), 10u * 1920 * 4);
   std::uintmax_t loose = 0;
   int files = 0;
-  for (const auto& entry : std::filesystem::directory_iterator(folder.Path())) {
+  for (const auto& entry : std::filesystem::directory_iterator(folder_.Path())) {
     const std::string name = entry.path().filename();
     if (name.size() != 12 || name[0] != 'p') continue;
     loose += entry.file_size();
     ++files;
   }
   EXPECT_EQ(files, 30);
-  EXPECT_EQ(loose, std::filesystem::file_size(folder / "v.m2v") + 2 * 10u * 1920 * 4);
+  EXPECT_EQ(loose, std::filesystem::file_size(folder_ / "v.m2v") + 2 * 10u * 1920 * 4);
 }
 
-TEST(Attributes, FormatsThatNeedAPictureGetAPlaceholder) {
+TEST_F(Attributes, FormatsThatNeedAPictureGetAPlaceholder) {
   const ProbedFile file = RecordAndProbe("a.ismv", "format=ismv", {.width = 0}, 50);
   EXPECT_TRUE(file.Pictures().width == 96 && file.Pictures().height == 64);
   EXPECT_GE(file.Pictures().frames, 45);
   EXPECT_GE(file.Sound().seconds, 1.9);
 }
 
-TEST(Attributes, FewerChannelsOfTheEncoderAreAFold) {
+TEST_F(Attributes, FewerChannelsOfTheEncoderAreAFold) {
   const ProbedFile file =
       RecordAndProbe("a.ts", "video::codec=mpeg2video audio::codec=mp2", kSixChannels, 25);
   EXPECT_EQ(file.Sound().channels, 2);
@@ -94,7 +92,7 @@ TEST(Attributes, FewerChannelsOfTheEncoderAreAFold) {
   EXPECT_NEAR(file.Sound().seconds, 1.0, 0.04);
 }
 
-TEST(Attributes, TracksOfUnlikeEncodersStayWhole) {
+TEST_F(Attributes, TracksOfUnlikeEncodersStayWhole) {
   const ProbedFile file = RecordAndProbe(
       "a.mkv",
       "video::codec=mpeg4 split_channels=2 audio::codec=aac audio.1::codec=ac3 audio.1::b=192k",
@@ -105,7 +103,7 @@ TEST(Attributes, TracksOfUnlikeEncodersStayWhole) {
   for (const int track : {0, 1}) EXPECT_NEAR(file.Sound(track).seconds, 2.0, 0.05) << track;
 }
 
-TEST(Attributes, StreamIdsBecomeThePidsOfATransportStream) {
+TEST_F(Attributes, StreamIdsBecomeThePidsOfATransportStream) {
   const ProbedFile file = RecordAndProbe(
       "a.ts",
       "video::codec=mpeg2video video::streamid=300 audio::codec=mp2 split_channels=2 "
@@ -115,31 +113,25 @@ TEST(Attributes, StreamIdsBecomeThePidsOfATransportStream) {
   for (const int track : {0, 1, 2}) EXPECT_EQ(file.Sound(track).id, 310 + 10 * track);
 }
 
-TEST(Attributes, TagsNameTheCodecInTheContainer) {
-  TemporaryFolder folder;
-  const auto tag = [&](const char* name) {
-    std::string text;
-    for (int i = 0; i < 4; ++i)
-      text += static_cast<char>(Probe(folder / name).Pictures().tag >> (8 * i) & 0xFF);
-    return text;
-  };
+TEST_F(Attributes, TagsNameTheCodecInTheContainer) {
+  const auto tag = [&](const char* name) { return Probe(folder_ / name).Pictures().tag; };
   const auto record = [&](const std::string& attribute) {
-    return Record(folder / "a.avi", "video::codec=mpeg4 " + attribute, kSmall, 3);
+    return Record(folder_ / "a.avi", "video::codec=mpeg4 " + attribute, kSmall, 3);
   };
   EXPECT_EQ(record(""), S_OK);
-  EXPECT_EQ(tag("a.avi"), "FMP4");
+  EXPECT_EQ(tag("a.avi"), FourCC("FMP4"));
   EXPECT_EQ(record("video::vtag=DX50"), S_OK);
-  EXPECT_EQ(tag("a.avi"), "DX50");
+  EXPECT_EQ(tag("a.avi"), FourCC("DX50"));
   // Known to nobody: "tag" lets it pass, in the second output too.
   EXPECT_NE(record("video::vtag=ABCD"), S_OK);
-  EXPECT_EQ(record("video::tag=ABCD metadata::title=Both second_encoder=" + (folder / "b.avi")),
+  EXPECT_EQ(record("video::tag=ABCD metadata::title=Both second_encoder=" + (folder_ / "b.avi")),
             S_OK);
-  EXPECT_EQ(tag("a.avi"), "ABCD");
-  EXPECT_EQ(tag("b.avi"), "ABCD");
-  EXPECT_EQ(Probe(folder / "b.avi").title, "Both");
+  EXPECT_EQ(tag("a.avi"), FourCC("ABCD"));
+  EXPECT_EQ(tag("b.avi"), FourCC("ABCD"));
+  EXPECT_EQ(Probe(folder_ / "b.avi").title, "Both");
 }
 
-TEST(Attributes, BitRateOfTheSound) {
+TEST_F(Attributes, BitRateOfTheSound) {
   const ProbedFile file =
       RecordAndProbe("a.mkv", "video::enabled=false audio::codec=ac3 audio::bitrate=96k");
   ASSERT_EQ(file.streams.size(), 1u);
@@ -149,20 +141,15 @@ TEST(Attributes, BitRateOfTheSound) {
 
 // Hz of a track of 16-bit PCM, by the times that the wave of a channel rises through zero.
 double ToneOf(const ProbedStream& sound, int channel = 0) {
-  std::string bytes;
-  for (const ProbedPacket& packet : sound.packets) bytes += packet.bytes;
-  std::vector<std::int16_t> samples(bytes.size() / 2);
-  std::memcpy(samples.data(), bytes.data(), samples.size() * 2);
-  const auto step = static_cast<std::size_t>(sound.channels);
+  const std::vector<int> samples = sound.SamplesOf(channel);
   int rises = 0;
-  for (auto i = static_cast<std::size_t>(channel) + step; i < samples.size(); i += step) {
-    rises += samples[i - step] < 0 && samples[i] >= 0 ? 1 : 0;
+  for (std::size_t i = 1; i < samples.size(); ++i) {
+    rises += samples[i - 1] < 0 && samples[i] >= 0 ? 1 : 0;
   }
-  return rises * static_cast<double>(sound.sampleRate * sound.channels) /
-         static_cast<double>(samples.size());
+  return static_cast<double>(rises) * sound.sampleRate / static_cast<double>(samples.size());
 }
 
-TEST(Attributes, EachTrackHasItsOwnRateAndChannels) {
+TEST_F(Attributes, EachTrackHasItsOwnRateAndChannels) {
   const ProbedFile file =
       RecordAndProbe("a.mov",
                      "video::codec=mpeg4 audio::codec=pcm_s16le split_channels=2 audio::ar=96000 "
@@ -181,7 +168,7 @@ TEST(Attributes, EachTrackHasItsOwnRateAndChannels) {
   EXPECT_NEAR(avi.Sound().seconds, 4.0, 0.03);
 }
 
-TEST(Attributes, MoreChannelsThanTheInputAreSilent) {
+TEST_F(Attributes, MoreChannelsThanTheInputAreSilent) {
   const ProbedFile file =
       RecordAndProbe("a.mov", "video::codec=mpeg4 audio::codec=pcm_s16le audio::ac=6", kSmall, 25);
   const ProbedStream& sound = file.Sound();
@@ -191,7 +178,7 @@ TEST(Attributes, MoreChannelsThanTheInputAreSilent) {
   for (const int channel : {2, 3, 4, 5}) EXPECT_EQ(ToneOf(sound, channel), 0) << channel;
 }
 
-TEST(Attributes, CodecsAreChosenByNumberBeforeName) {
+TEST_F(Attributes, CodecsAreChosenByNumberBeforeName) {
   const ProbedFile file = RecordAndProbe(
       "a.mkv", "video::codec=n264 video::codec_id=" + std::to_string(AV_CODEC_ID_MPEG2VIDEO) +
                    " audio::codec_id=" + std::to_string(AV_CODEC_ID_AC3));
@@ -199,24 +186,22 @@ TEST(Attributes, CodecsAreChosenByNumberBeforeName) {
   EXPECT_EQ(file.Sound().codec, "ac3");
 }
 
-TEST(Attributes, SecondOutputHasItsOwnOptions) {
-  TemporaryFolder folder;
-  host::Writer writer;
+TEST_F(Attributes, SecondOutputHasItsOwnOptions) {
   const std::string attributes =
       "video::codec=mpeg2video video::streamid=301 audio::codec=mp2 metadata::title='Both' "
       "audio::metadata::language=deu second_encoder=" +
-      (folder / "b.bin") +
+      (folder_ / "b.bin") +
       " second_encoder::format=mpegts second_encoder::mpegts_pmt_start_pid=99 "
       "second_encoder::mpegts_service_id=7 second_encoder::junk=1";
-  ASSERT_EQ(Record(writer, folder / "a.mkv", attributes, kSmall, 25), S_OK);
-  EXPECT_EQ(writer.Get("quality::unused_options"), "second_encoder::junk");
-  EXPECT_EQ(Probe(folder / "a.mkv").title, "Both");
-  const ProbedFile second = Probe(folder / "b.bin", {{"format", "mpegts"}});
+  ASSERT_EQ(Record(writer_, folder_ / "a.mkv", attributes, kSmall, 25), S_OK);
+  EXPECT_EQ(writer_.Get("quality::unused_options"), "second_encoder::junk");
+  EXPECT_EQ(Probe(folder_ / "a.mkv").title, "Both");
+  const ProbedFile second = Probe(folder_ / "b.bin", {{"format", "mpegts"}});
   EXPECT_EQ(second.Pictures().frames, 25);
   EXPECT_EQ(second.Pictures().id, 301);
   EXPECT_EQ(second.Sound().language, "deu");
   // A packet of the transport stream has the program map's PID, as it was asked for.
-  const std::string bytes = folder.Read("b.bin");
+  const std::string bytes = folder_.Read("b.bin");
   bool found = false;
   for (std::size_t at = 0; at + 188 <= bytes.size(); at += 188)
     found = found || ((bytes[at + 1] & 0x1F) == 0 && bytes[at + 2] == 99);
@@ -224,32 +209,29 @@ TEST(Attributes, SecondOutputHasItsOwnOptions) {
 }
 
 // H.264 headers stand apart in the one container and in the stream of the other.
-TEST(Attributes, BothOutputsHaveTheEncodersHeaders) {
+TEST_F(Attributes, BothOutputsHaveTheEncodersHeaders) {
   const std::pair<const char*, const char*> cells[] = {
       {"a.ts", "b.mkv"}, {"a.mkv", "b.h264"}, {"a.h264", "b.mp4"}};
   for (const auto& [main, second] : cells) {
-    TemporaryFolder folder;
-    EXPECT_EQ(Record(folder / main,
+    EXPECT_EQ(Record(folder_ / main,
                      "video::codec=libx264 video::g=10 audio::codec=null second_encoder=" +
-                         folder / second,
+                         folder_ / second,
                      kSmall, 25),
               S_OK);
     for (const char* name : {main, second}) {
-      const ProbedFile file = Probe(folder / name);
+      const ProbedFile file = Probe(folder_ / name);
       EXPECT_EQ(file.Pictures().frames, 25) << name;
       EXPECT_EQ(file.Pictures().errors, 0) << name;
     }
   }
 }
 
-TEST(Attributes, ARefusedOptionCostsNoOther) {
-  TemporaryFolder folder;
-  host::Writer writer;
+TEST_F(Attributes, ARefusedOptionCostsNoOther) {
   const auto record = [&](const std::string& attributes) {
-    EXPECT_EQ(writer.Start(folder / "a.mp4", attributes), S_OK);
-    EXPECT_EQ(PushFrames(writer, Feed(), 12), S_OK);
-    EXPECT_EQ(writer.Stop(), S_OK);
-    return Probe(folder / "a.mp4").Pictures();
+    EXPECT_EQ(writer_.Start(folder_ / "a.mp4", attributes), S_OK);
+    EXPECT_EQ(PushFrames(writer_, Feed(), 12), S_OK);
+    EXPECT_EQ(writer_.Stop(), S_OK);
+    return Probe(folder_ / "a.mp4").Pictures();
   };
   const std::string types =
       record(
@@ -257,59 +239,54 @@ TEST(Attributes, ARefusedOptionCostsNoOther) {
           "video::qmin=x")
           .pictureTypes;
   EXPECT_EQ(types, "IPPPIPPPIPPP");
-  EXPECT_EQ(writer.Stats().unusedOptions,
+  EXPECT_EQ(writer_.Stats().unusedOptions,
             (std::vector<std::string>{"video::preset", "video::qmin"}));
   EXPECT_EQ(record("video::codec=mpeg2video video::g=4 video::sc_threshold=1000000000 "
                    "start_timecode=25:61:61:99")
                 .pictureTypes,
             types);
-  EXPECT_EQ(writer.Stats().badValues.size(), 1u);
+  EXPECT_EQ(writer_.Stats().badValues.size(), 1u);
   // The user's flags add to those of the container and of the scanning.
   EXPECT_EQ(record("video::codec=libx264 video::g=4 video::bf=0 video::flags=bitexact").frames, 12);
-  EXPECT_EQ(RecordAndProbe("a.mov", "video::codec=mpeg2video video::flags=bitexact",
-                           {.interlace = eXvI_TopFirst})
-                .Pictures()
-                .interlaced,
-            RecordAndProbe("a.mov", "video::codec=mpeg2video", {.interlace = eXvI_TopFirst})
-                .Pictures()
-                .interlaced);
+  EXPECT_TRUE(RecordAndProbe("a.mov", "video::codec=mpeg2video video::flags=bitexact",
+                             {.interlace = eXvI_TopFirst})
+                  .Pictures()
+                  .interlaced);
 }
 
-TEST(Attributes, FilesBesideTheRecording) {
-  TemporaryFolder folder;
+TEST_F(Attributes, FilesBesideTheRecording) {
   const auto record = [&](const std::string& attributes) {
-    return Record(folder / "a.mov", "video::codec=mpeg4 " + attributes, kSmall, 12);
+    return Record(folder_ / "a.mov", "video::codec=mpeg4 " + attributes, kSmall, 12);
   };
-  EXPECT_EQ(record("audio::wav_path=" + folder / "b.wav" + " capture_file=" + folder / "c.mkv"),
+  EXPECT_EQ(record("audio::wav_path=" + folder_ / "b.wav" + " capture_file=" + folder_ / "c.mkv"),
             S_OK);
-  EXPECT_EQ(record("audio::wav_path=" + folder / "no.wav" + " wav_path=" + folder / "d.wav"), S_OK);
+  EXPECT_EQ(record("audio::wav_path=" + folder_ / "no.wav" + " wav_path=" + folder_ / "d.wav"),
+            S_OK);
   for (const char* name : {"b.wav", "d.wav"}) {
-    EXPECT_EQ(Probe(folder / name).Sound().samples, 12 * 1920) << name;
+    EXPECT_EQ(Probe(folder_ / name).Sound().samples, 12 * 1920) << name;
   }
-  EXPECT_FALSE(std::filesystem::exists(folder / "no.wav")) << "the session's path wins";
-  EXPECT_EQ(Probe(folder / "c.mkv").Pictures().frames, 12);
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "no.wav")) << "the session's path wins";
+  EXPECT_EQ(Probe(folder_ / "c.mkv").Pictures().frames, 12);
 
-  host::Writer writer;
-  ASSERT_EQ(writer.Start(folder / "e.mov", "video::codec=mpeg4 anc_capture=true anc_path=" +
-                                               folder / "f.anc" + " anc_capture.tags=Mine"),
+  ASSERT_EQ(writer_.Start(folder_ / "e.mov", "video::codec=mpeg4 anc_capture=true anc_path=" +
+                                                 folder_ / "f.anc" + " anc_capture.tags=Mine"),
             S_OK);
   const auto frame = MakeFrame(kSmall, 0);
   ASSERT_EQ(host::AddExtra(frame, "Mine", "bytes", 5), S_OK);
-  ASSERT_EQ(writer.Put(frame), S_OK);
-  EXPECT_EQ(writer.Stop(), S_OK);
-  EXPECT_THAT(folder.Read("f.anc"), testing::HasSubstr("bytes"));
+  ASSERT_EQ(writer_.Put(frame), S_OK);
+  EXPECT_EQ(writer_.Stop(), S_OK);
+  EXPECT_THAT(folder_.Read("f.anc"), testing::HasSubstr("bytes"));
 }
 
 // Settings file, then the writer's own properties, then the session's attributes; a session's are
 // gone with it.
-TEST(Attributes, OwnPropertiesStandBelowTheSessions) {
-  TemporaryFolder folder;
-  std::ofstream(folder / "settings.toml")
+TEST_F(Attributes, OwnPropertiesStandBelowTheSessions) {
+  std::ofstream(folder_ / "settings.toml")
       << "\"video::codec\" = \"mpeg2video\"\nignore_pts = \"1\"\n";
-  const ScopedVariable settings("XVWRITER_SETTINGS", folder / "settings.toml");
+  const ScopedVariable settings("XVWRITER_SETTINGS", folder_ / "settings.toml");
   host::Writer writer;
   const auto codec = [&](const std::string& attributes) {
-    const std::string path = folder / "a.mkv";
+    const std::string path = folder_ / "a.mkv";
     EXPECT_EQ(writer.Start(path, attributes), S_OK);
     EXPECT_EQ(PushFrames(writer, Feed(), 2), S_OK) << writer.LastError();
     EXPECT_EQ(writer.Stop(), S_OK) << writer.LastError();

@@ -2,11 +2,14 @@
 
 #include <sstream>
 
+#include "support/fixtures.h"
 #include "support/media_probe.h"
 
 // What a session says of names that nobody knows and of values that nobody can read.
 namespace xv::test {
 namespace {
+
+using BadValues = WithFolder;
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -37,8 +40,7 @@ Told RecordWith(const std::string& attributes, const char* name = "a.mkv", const
           LinesOf(writer.Get("quality::bad_values"))};
 }
 
-TEST(BadValues, UnknownNamesAreToldAtEveryLevelWithTheNearestKnownOne) {
-  TemporaryFolder folder;
+TEST_F(BadValues, UnknownNamesAreToldAtEveryLevelWithTheNearestKnownOne) {
   const Told told = RecordWith(
       "video::codec=mpeg4 audio::codec=ac3 split_channels=1 vidoe::b=5M foo::bar=1 "
       "foo::deep::er=1 video::frobnicate=1 video::qmni=2 video.bufers=3 b=2M audio.0::b=1 "
@@ -47,7 +49,7 @@ TEST(BadValues, UnknownNamesAreToldAtEveryLevelWithTheNearestKnownOne) {
       "raw_audio.0=a a::::b=1 metadata::any=1 "
       "metadata::any::thing=1 audio::metadata::language=deu video::metadata::title=x "
       "second_encoder=" +
-          (folder / "b.mp4") + " second_encoder::movflag=faststart second_encoder::ignore_pts=1",
+          (folder_ / "b.mp4") + " second_encoder::movflag=faststart second_encoder::ignore_pts=1",
       "a.mkv", {.channels = 3});
   EXPECT_THAT(
       told.unused,
@@ -63,7 +65,7 @@ TEST(BadValues, UnknownNamesAreToldAtEveryLevelWithTheNearestKnownOne) {
   EXPECT_THAT(told.bad, IsEmpty());
 }
 
-TEST(BadValues, ValuesThatNobodyCanReadAreTold) {
+TEST_F(BadValues, ValuesThatNobodyCanReadAreTold) {
   const Told told = RecordWith(
       "video::codec=mpeg4 video::size=banana video::crop=abc start_timecode=25:61:61:99 "
       "video.buffers=8x video.drop_frames embed_cc.placement=sequense diskspace.min=1.5G "
@@ -91,7 +93,7 @@ TEST(BadValues, ValuesThatNobodyCanReadAreTold) {
           StartsWith("cluster_time_limit=never (refused: ")));
 }
 
-TEST(BadValues, GoodTextsAreToldNothingOf) {
+TEST_F(BadValues, GoodTextsAreToldNothingOf) {
   const Told told = RecordWith(
       "VIDEO::Codec=mpeg2video video::size=640x360P video::ar=16:9 video::gop_timecode=01:02:03:04 "
       "start_timecode='10:00:00;02' video::interlace=auto video::scaling_quality=bicubic "
@@ -101,7 +103,7 @@ TEST(BadValues, GoodTextsAreToldNothingOf) {
   EXPECT_THAT(told.bad, IsEmpty());
 }
 
-TEST(BadValues, SessionsThatCannotOpenTellToo) {
+TEST_F(BadValues, SessionsThatCannotOpenTellToo) {
   const Told none = RecordWith("fromat=mp4 format=nonsens video::codec=libx246", "a.nothing");
   EXPECT_THAT(none.unused, ElementsAre("fromat (did you mean format?)"));
   EXPECT_THAT(none.bad, UnorderedElementsAre("format=nonsens (expected a muxer's name, null)",
@@ -114,7 +116,7 @@ TEST(BadValues, SessionsThatCannotOpenTellToo) {
               UnorderedElementsAre("video::crpp (did you mean video::crop?)", "junk"));
 }
 
-TEST(BadValues, LongAndManyEntriesAreCut) {
+TEST_F(BadValues, LongAndManyEntriesAreCut) {
   std::string attributes = "video::codec=mpeg4 video::size='" + std::string(500, 'x') + "\n'";
   for (int i = 0; i < 40; ++i) attributes += " zz" + std::to_string(i) + "::a=1";
   const Told told = RecordWith(attributes);

@@ -7,12 +7,16 @@
 #include <csignal>
 #include <thread>
 
+#include "support/fixtures.h"
 #include "support/loopback.h"
 #include "support/media_probe.h"
 
 // Receivers that fail in the middle of a stream while another writer of the process records.
 namespace xv::test {
 namespace {
+using BrokenStream = WithFolder;
+
+using StalledStream = WithFolder;
 
 constexpr int kTaken = 100'000;      // bytes that the receiver reads before it fails
 constexpr int kMostFrames = 4000;    // never reached: the stream breaks long before
@@ -65,12 +69,11 @@ void AwaitStandstill(const std::atomic<int>& pushed) {
   }
 }
 
-TEST(BrokenStream, EndsItsOwnWriterInTimeAndNoOther) {
+TEST_F(BrokenStream, EndsItsOwnWriterInTimeAndNoOther) {
   std::signal(SIGPIPE, SIG_IGN);
   for (const auto& [scheme, hangsUp] :
        {std::pair{"tcp", true}, {"tcp", false}, {"http", true}, {"http", false}}) {
     SCOPED_TRACE(std::string(scheme) + (hangsUp ? " hangs up" : " reads no more"));
-    TemporaryFolder folder;
     BrokenReceiver receiver(hangsUp);
     host::Writer broken;
     // Uncompressed pictures fill every buffer on the way.
@@ -87,7 +90,7 @@ TEST(BrokenStream, EndsItsOwnWriterInTimeAndNoOther) {
     });
     EXPECT_TRUE(Eventually(10, [&] { return receiver.HasTakenItsPart(); }));
     if (!hangsUp) AwaitStandstill(pushed);
-    EXPECT_EQ(Record(folder / "a.mp4", "video::codec=mpeg4", kSmall, 25), S_OK);
+    EXPECT_EQ(Record(folder_ / "a.mp4", "video::codec=mpeg4", kSmall, 25), S_OK);
     // The neighbour was done while the other one still waited in its send call.
     EXPECT_TRUE(hangsUp || Succeeded(result));
     pushing.join();
@@ -97,14 +100,14 @@ TEST(BrokenStream, EndsItsOwnWriterInTimeAndNoOther) {
     (void)broken.Stop();
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - stopping;
     EXPECT_LT(took.count(), kStopWithin);
-    const ProbedStream neighbour = Probe(folder / "a.mp4").Pictures();
+    const ProbedStream neighbour = Probe(folder_ / "a.mp4").Pictures();
     EXPECT_EQ(neighbour.frames, 25);
     EXPECT_EQ(neighbour.errors, 0);
   }
 }
 
 // A stop that must not wait leaves a receiver that takes nothing at once, whatever its patience.
-TEST(StalledStream, StopAtOnceDoesNotWaitForIt) {
+TEST_F(StalledStream, StopAtOnceDoesNotWaitForIt) {
   BrokenReceiver receiver(false);
   host::Writer writer;
   ASSERT_EQ(
@@ -124,16 +127,15 @@ TEST(StalledStream, StopAtOnceDoesNotWaitForIt) {
 }
 
 // Whatever becomes of the second output, the recording has the same bytes and its stop an end.
-TEST(StalledStream, AsSecondOutputLeavesTheRecordingAlone) {
+TEST_F(StalledStream, AsSecondOutputLeavesTheRecordingAlone) {
   std::signal(SIGPIPE, SIG_IGN);
-  TemporaryFolder folder;
   const std::string common =
       "video::codec=rawvideo audio::codec=pcm_s16le start_timecode=10:00:00:00 fflags=+bitexact ";
-  ASSERT_EQ(Record(folder / "alone.nut", common, kSmall, 120), S_OK);
+  ASSERT_EQ(Record(folder_ / "alone.nut", common, kSmall, 120), S_OK);
   for (const bool hangsUp : {true, false}) {
     BrokenReceiver receiver(hangsUp);
     const auto begin = std::chrono::steady_clock::now();
-    EXPECT_LT(Record(folder / "both.nut",
+    EXPECT_LT(Record(folder_ / "both.nut",
                      common + "io_timeout=1 second_encoder::format=matroska second_encoder=" +
                          receiver.Url("tcp"),
                      kSmall, 120),
@@ -141,7 +143,7 @@ TEST(StalledStream, AsSecondOutputLeavesTheRecordingAlone) {
         << "the stop tells";
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
     EXPECT_LT(took.count(), 10) << hangsUp;
-    EXPECT_TRUE(folder.Read("alone.nut") == folder.Read("both.nut")) << hangsUp;
+    EXPECT_TRUE(folder_.Read("alone.nut") == folder_.Read("both.nut")) << hangsUp;
   }
 }
 

@@ -4,6 +4,7 @@
 #include <map>
 #include <set>
 
+#include "support/fixtures.h"
 #include "support/host_frames.h"
 #include "support/media_probe.h"
 #include "support/peer_process.h"
@@ -12,6 +13,10 @@
 // What single containers ask of a recording.
 namespace xv::test {
 namespace {
+
+using Containers = WithFolder;
+using D10 = WithWriter;
+using Dv = WithFolder;
 
 // The sound of `sounding` frames of 87.
 ProbedFile RecordShortSound(const std::string& target, const std::string& attributes,
@@ -27,7 +32,7 @@ ProbedFile RecordShortSound(const std::string& target, const std::string& attrib
   return Probe(folder / read);
 }
 
-TEST(Containers, PicturesBehindTheEndOfTheSoundStay) {
+TEST_F(Containers, PicturesBehindTheEndOfTheSoundStay) {
   const std::string mpeg = "video::codec=mpeg2video audio::codec=pcm_s16le";
   for (const auto& [target, attributes, read] : {std::tuple{"a.mxf", mpeg, "a.mxf"},
                                                  {"a.dv", std::string(), "a.dv"},
@@ -40,7 +45,7 @@ TEST(Containers, PicturesBehindTheEndOfTheSoundStay) {
   }
 }
 
-TEST(Containers, FileOfDvIsWhatPlayersKnow) {
+TEST_F(Containers, FileOfDvIsWhatPlayersKnow) {
   struct Case {
     const char* target;
     std::uint32_t layout;
@@ -56,13 +61,12 @@ TEST(Containers, FileOfDvIsWhatPlayersKnow) {
         Case{"a.dv", kFccUYVY, 480, eXvI_BottomFirst, "", "yuv411p", false},
         Case{"a.dv", kFccUYVY, 576, eXvI_TopFirst, "video::dv_format=dv50", "yuv422p", true},
         Case{"a.mov", kFccUYVY, 480, eXvI_BottomFirst, "video::codec=dvvideo", "yuv422p", false}}) {
-    TemporaryFolder folder;
     const Feed feed{.layout = c.layout,
                     .height = c.height,
                     .rate = c.height == 480 ? 30000.0 / 1001 : 25,
                     .interlace = c.order};
-    ASSERT_EQ(Record(folder / c.target, c.attributes, feed, 5), S_OK);
-    const ProbedFile file = Probe(folder / c.target);
+    ASSERT_EQ(Record(folder_ / c.target, c.attributes, feed, 5), S_OK);
+    const ProbedFile file = Probe(folder_ / c.target);
     const ProbedStream& video = file.Pictures();
     EXPECT_EQ(video.pixelFormat, c.sampling) << c.target << c.attributes;
     EXPECT_TRUE(video.interlaced);
@@ -72,7 +76,7 @@ TEST(Containers, FileOfDvIsWhatPlayersKnow) {
 
 // Where a packet has one stamp, readers would show pictures two frames apart: B pictures are for
 // those who ask.
-TEST(Containers, SoundStandsAtItsPictures) {
+TEST_F(Containers, SoundStandsAtItsPictures) {
   for (const auto& [file, attributes, reorders] : {std::tuple{"a.asf", "", false},
                                                    {"a.avi", "", false},
                                                    {"a.avi", "video::bf=-1", false},
@@ -85,13 +89,12 @@ TEST(Containers, SoundStandsAtItsPictures) {
                                                     "second_encoder=/dev/null "
                                                     "second_encoder::format=avi",
                                                     false}}) {
-    TemporaryFolder folder;
     const std::string text = std::string(
                                  "video::codec=libx264 video::preset=veryfast "
                                  "video::b_strategy=0 audio::codec=aac ") +
                              attributes;
-    ASSERT_EQ(Record(folder / file, text, {.width = 96, .height = 64}, 40), S_OK) << text;
-    const ProbedFile probed = Probe(folder / file);
+    ASSERT_EQ(Record(folder_ / file, text, {.width = 96, .height = 64}, 40), S_OK) << text;
+    const ProbedFile probed = Probe(folder_ / file);
     const ProbedStream& video = probed.Pictures();
     EXPECT_EQ(video.pictureTypes.find('B') != std::string::npos, reorders) << file << attributes;
     if (reorders) continue;
@@ -99,14 +102,13 @@ TEST(Containers, SoundStandsAtItsPictures) {
   }
 }
 
-TEST(Containers, FirstTrackOfAKindIsTheDefault) {
-  TemporaryFolder folder;
+TEST_F(Containers, FirstTrackOfAKindIsTheDefault) {
   const Feed feed{.width = 96, .height = 64, .channels = 4};
   ASSERT_EQ(
-      Record(folder / "a.mkv", "video::codec=mpeg4 audio::codec=mp2 split_channels=2", feed, 10),
+      Record(folder_ / "a.mkv", "video::codec=mpeg4 audio::codec=mp2 split_channels=2", feed, 10),
       S_OK);
   const auto read = RunProgram({"ffprobe", "-v", "error", "-of", "csv=p=0", "-show_entries",
-                                "stream_disposition=default", folder / "a.mkv"});
+                                "stream_disposition=default", folder_ / "a.mkv"});
   EXPECT_EQ(read.out, "1\n1\n0\n");
 }
 
@@ -127,7 +129,7 @@ ProbedFile RecordAll(const std::string& path, const std::string& attributes, con
   return Probe(path);
 }
 
-TEST(D10, HasItsRasterRateAndPacketSizeFromAnyInput) {
+TEST_F(D10, HasItsRasterRateAndPacketSizeFromAnyInput) {
   struct Case {
     Feed feed;
     const char* rate;
@@ -135,7 +137,6 @@ TEST(D10, HasItsRasterRateAndPacketSizeFromAnyInput) {
     std::size_t bytes;
     int frames;  // of 24 pictures
   };
-  TemporaryFolder folder;
   for (const Case& one :
        {Case{{.width = 720, .height = 576, .rate = 25}, "30M", 608, 150'000, 24},
         {{.width = 1920, .height = 1080, .rate = 24}, "50M", 608, 250'000, 25},
@@ -147,7 +148,7 @@ TEST(D10, HasItsRasterRateAndPacketSizeFromAnyInput) {
          208'541,
          12}}) {
     const std::string attributes = std::string("format=mxf_d10 video::b=") + one.rate;
-    const std::string path = folder / (std::to_string(one.bytes) + ".mxf");
+    const std::string path = folder_ / (std::to_string(one.bytes) + ".mxf");
     const ProbedFile file = RecordAll(path, attributes, one.feed, 24);
     const ProbedStream& pictures = file.Pictures();
     EXPECT_EQ(pictures.codec + " " + pictures.pixelFormat, "mpeg2video yuv422p");
@@ -163,7 +164,7 @@ TEST(D10, HasItsRasterRateAndPacketSizeFromAnyInput) {
 
 // The picture begins behind the 32 lines of the interval; one with the bottom field first, a line
 // earlier, so that its lines stay in their fields.
-TEST(D10, KeepsTheLinesOfThePictureInTheirFields) {
+TEST_F(D10, KeepsTheLinesOfThePictureInTheirFields) {
   for (const auto& [order, row] : {std::pair{eXvI_TopFirst, 32}, {eXvI_BottomFirst, 31}}) {
     const Feed feed{.width = 720, .height = 480, .rate = 30000.0 / 1001, .interlace = order};
     const auto bytes = DrawPicture(feed, [](int plane, int, int y) {
@@ -181,20 +182,17 @@ TEST(D10, KeepsTheLinesOfThePictureInTheirFields) {
   }
 }
 
-TEST(D10, RefusesWhatItDoesNotHaveWithWords) {
-  TemporaryFolder folder;
-  std::string noted;
-  EXPECT_EQ(Record(folder / "a.mxf", "format=mxf_d10 video::b=31M", {}, 2, &noted), E_INVALIDARG);
-  EXPECT_THAT(noted, testing::HasSubstr("30, 40 or 50 Mbit/s, not 31000000"));
+TEST_F(D10, RefusesWhatItDoesNotHaveWithWords) {
+  EXPECT_EQ(Record(writer_, folder_ / "a.mxf", "format=mxf_d10 video::b=31M", {}, 2), E_INVALIDARG);
+  EXPECT_THAT(writer_.LastError(), testing::HasSubstr("30, 40 or 50 Mbit/s, not 31000000"));
 }
 
-TEST(Dv, RunsAtItsOwnRate) {
-  TemporaryFolder folder;
-  const ProbedFile film = RecordAll(folder / "a.dv", "", {.rate = 24}, 48);
+TEST_F(Dv, RunsAtItsOwnRate) {
+  const ProbedFile film = RecordAll(folder_ / "a.dv", "", {.rate = 24}, 48);
   EXPECT_EQ(film.Pictures().frames, 50) << "a repeat each second";
   EXPECT_NEAR(film.Sound().seconds, 2, 0.05);
   const std::string sd = "video::codec=dvvideo video::dv_format=dvsd";
-  const ProbedFile fast = RecordAll(folder / "a.mov", sd, {.rate = 50}, 50);
+  const ProbedFile fast = RecordAll(folder_ / "a.mov", sd, {.rate = 50}, 50);
   EXPECT_EQ(fast.Pictures().height, 576);
   EXPECT_NEAR(static_cast<double>(fast.Pictures().frames), 25, 1);
 }

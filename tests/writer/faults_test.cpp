@@ -5,18 +5,19 @@
 #include <fstream>
 #include <thread>
 
+#include "support/fixtures.h"
 #include "support/media_probe.h"
 
 namespace xv::test {
 namespace {
+
+using Faults = WithWriter;
 
 #ifdef XV_SANITIZED
 constexpr int kCycles = 40;
 #else
 constexpr int kCycles = 1000;
 #endif
-
-constexpr char kStream[] = "format=mpegts video::codec=mpeg2video video::b=40M io_timeout=1";
 
 constexpr Feed kNoisy{.width = 640, .height = 360, .timecode = false};
 
@@ -34,13 +35,6 @@ host::Ptr<IXvFrame> NoiseFrame(int number) {
     return pictures;
   }();
   return MakeFrame(kNoisy, number, noise[static_cast<std::size_t>(number % kDistinct)]);
-}
-
-TEST(Faults, NobodyListensIsAFailureOfTheFirstFrame) {
-  host::Writer writer;
-  ASSERT_EQ(writer.Start("tcp://127.0.0.1:1", kStream), S_OK);
-  EXPECT_EQ(writer.Put(NoiseFrame(0)), E_FAIL);
-  EXPECT_THAT(writer.LastError(), testing::HasSubstr("output"));
 }
 
 // A file system of a few megabytes; needs the right to mount.
@@ -61,13 +55,8 @@ class SmallDisk {
   bool mounted_;
 };
 
-struct FullDiskCase {
-  const char* target;
-  const char* attributes;
-};
-
 // Streams of unlike rates, so that packets wait in the muxers; pictures out of order.
-constexpr FullDiskCase kFullDisk[] = {
+constexpr std::pair<const char*, const char*> kFullDisk[] = {
     {"a.mov", "video::codec=rawvideo"},
     {"b.mov", "video::codec=libx264 video::b=60M audio::codec=mp2 movflags=faststart"},
     {"a.mp4", "video::codec=libx264 video::b=60M play_while_rec=true"},
@@ -77,21 +66,13 @@ constexpr FullDiskCase kFullDisk[] = {
     {"a.ts", "video::codec=mpeg2video video::bf=2 video::b=60M audio::codec=mp2"},
     {"a.m2v", "video::codec=mpeg2video video::bf=2 video::b=60M audio::codec=null"}};
 
-std::int64_t BytesOf(const ProbedStream& stream) {
-  std::int64_t bytes = 0;
-  for (const ProbedPacket& packet : stream.packets) {
-    bytes += static_cast<std::int64_t>(packet.bytes.size());
-  }
-  return bytes;
-}
-
 // Fills the disk but for `bytes`.
 void Fill(const SmallDisk& disk, std::uintmax_t bytes) {
   const std::uintmax_t free = std::filesystem::space(disk / "").available;
   if (free > bytes) std::ofstream(disk / "filler") << std::string(free - bytes, 'x');
 }
 
-TEST(Faults, FullDiskKeepsWhatWasWrittenPlayable) {
+TEST_F(Faults, FullDiskKeepsWhatWasWrittenPlayable) {
   constexpr int kLessThanTheDiskWatchLooksAt = 28;
   for (const auto& [target, attributes] : kFullDisk) {
     SCOPED_TRACE(std::string(target) + " " + attributes);
@@ -115,74 +96,66 @@ TEST(Faults, FullDiskKeepsWhatWasWrittenPlayable) {
     EXPECT_EQ(file.Sound().errors, 0);
     // Mxf lays sound beside pictures: what goes beyond the last one has no place.
     if (target == std::string("a.mxf")) continue;
-    EXPECT_EQ(BytesOf(file.Sound()), told.at(1).bytes);
+    EXPECT_EQ(static_cast<std::int64_t>(file.Sound().Bytes().size()), told.at(1).bytes);
   }
 }
 
 // Thousands of pictures, whose table finds the room that is held back.
-TEST(Faults, DiskThatSomebodyElseFillsHasRoomForTheTrailer) {
+TEST_F(Faults, DiskThatSomebodyElseFillsHasRoomForTheTrailer) {
   const SmallDisk disk(64);
   if (!disk.mounted()) GTEST_SKIP() << "no right to mount";
-  host::Writer writer;
-  ASSERT_EQ(writer.Start(disk / "a.mov", "video::codec=rawvideo diskspace.min=10M"), S_OK);
-  ASSERT_EQ(PushFrames(writer, {.width = 64, .height = 48, .channels = 0}, 3000), S_OK);
+  ASSERT_EQ(writer_.Start(disk / "a.mov", "video::codec=rawvideo diskspace.min=10M"), S_OK);
+  ASSERT_EQ(PushFrames(writer_, {.width = 64, .height = 48, .channels = 0}, 3000), S_OK);
   std::ofstream(disk / "filler") << std::string(64 << 20, 'x');
-  const HRESULT stopped = writer.Stop();
-  EXPECT_TRUE(stopped == S_OK || stopped == XV_E_DISK_FULL) << writer.LastError();
+  const HRESULT stopped = writer_.Stop();
+  EXPECT_TRUE(stopped == S_OK || stopped == XV_E_DISK_FULL) << writer_.LastError();
   EXPECT_GT(Probe(disk / "a.mov").Pictures().frames, 2500);
 }
 
-TEST(Faults, FailingSecondOutputLeavesTheMainOneAlone) {
-  TemporaryFolder folder;
+TEST_F(Faults, FailingSecondOutputLeavesTheMainOneAlone) {
   const Feed feed{.width = 1280, .height = 720, .channels = 1};
   const std::string common =
       "video::codec=mpeg2video video::threads=1 audio::codec=mp2 start_timecode=10:00:00:00 ";
-  ASSERT_EQ(Record(folder / "alone.ts", common, feed, 60), S_OK);
-  std::string noted;
-  ASSERT_EQ(
-      Record(folder / "both.ts", common + "second_encoder=/dev/full second_encoder::format=mpegts",
-             feed, 60, &noted),
-      XV_E_DISK_FULL)
+  ASSERT_EQ(Record(folder_ / "alone.ts", common, feed, 60), S_OK);
+  ASSERT_EQ(Record(writer_, folder_ / "both.ts",
+                   common + "second_encoder=/dev/full second_encoder::format=mpegts", feed, 60),
+            XV_E_DISK_FULL)
       << "each frame was taken, the stop tells";
-  EXPECT_THAT(noted, testing::HasSubstr("second output"));
-  EXPECT_TRUE(folder.Read("alone.ts") == folder.Read("both.ts"));
-  ASSERT_EQ(Record(folder / "third.ts", common + "second_encoder=" + (folder / "no/such.mp4"), feed,
-                   10, &noted),
+  EXPECT_THAT(writer_.LastError(), testing::HasSubstr("second output"));
+  EXPECT_TRUE(folder_.Read("alone.ts") == folder_.Read("both.ts"));
+  ASSERT_EQ(Record(writer_, folder_ / "third.ts",
+                   common + "second_encoder=" + (folder_ / "no/such.mp4"), feed, 10),
             XV_E_FILE_NOT_FOUND);
-  EXPECT_THAT(noted, testing::HasSubstr("second output"));
+  EXPECT_THAT(writer_.LastError(), testing::HasSubstr("second output"));
 }
 
-TEST(Faults, AFailedTrailerLeavesTheSideFilesOfAGrowingRecording) {
-  TemporaryFolder folder;
-  host::Writer writer;
-  ASSERT_EQ(writer.Start(folder / "a.mov", "play_while_rec=true video::codec=rawvideo"), S_OK);
-  ASSERT_EQ(PushFrames(writer, {.width = 320, .height = 240}, 40), S_OK);
+TEST_F(Faults, AFailedTrailerLeavesTheSideFilesOfAGrowingRecording) {
+  ASSERT_EQ(writer_.Start(folder_ / "a.mov", "play_while_rec=true video::codec=rawvideo"), S_OK);
+  ASSERT_EQ(PushFrames(writer_, {.width = 320, .height = 240}, 40), S_OK);
   {
     const FileSizeLimit full(1 << 20);
-    EXPECT_TRUE(Failed(writer.Stop()));
+    EXPECT_TRUE(Failed(writer_.Stop()));
   }
-  EXPECT_TRUE(std::filesystem::exists(folder / "a.mov.idx"));
-  EXPECT_TRUE(std::filesystem::exists(folder / "a.hdr.mov"));
+  EXPECT_TRUE(std::filesystem::exists(folder_ / "a.mov.idx"));
+  EXPECT_TRUE(std::filesystem::exists(folder_ / "a.hdr.mov"));
 }
 
 // The folder goes away with the recording and its index: what is open is written to its end,
 // nothing appears anew, and the next recording finds its folder missing.
-TEST(Faults, TargetThatVanishesHarmsNobody) {
-  TemporaryFolder folder;
-  const std::string inner = folder / "inner";
+TEST_F(Faults, TargetThatVanishesHarmsNobody) {
+  const std::string inner = folder_ / "inner";
   const std::string target = inner + "/a.mov";
   std::filesystem::create_directory(inner);
-  host::Writer writer;
-  ASSERT_EQ(writer.Start(target, "play_while_rec=true video::codec=mpeg2video"), S_OK);
-  ASSERT_EQ(PushFrames(writer, Feed(), 10), S_OK);  // too few for the header file to be finished
+  ASSERT_EQ(writer_.Start(target, "play_while_rec=true video::codec=mpeg2video"), S_OK);
+  ASSERT_EQ(PushFrames(writer_, Feed(), 10), S_OK);  // too few for the header file to be finished
   std::filesystem::remove_all(inner);
-  EXPECT_EQ(PushFrames(writer, Feed(), 50, 10), S_OK);
-  EXPECT_EQ(writer.Stop(), XV_E_FILE_NOT_FOUND) << "of the header file";
-  EXPECT_EQ(writer.Get("quality::packets.0"), "60");
+  EXPECT_EQ(PushFrames(writer_, Feed(), 50, 10), S_OK);
+  EXPECT_EQ(writer_.Stop(), XV_E_FILE_NOT_FOUND) << "of the header file";
+  EXPECT_EQ(writer_.Get("quality::packets.0"), "60");
   EXPECT_FALSE(std::filesystem::exists(inner));
-  ASSERT_EQ(writer.Start(target, "video::codec=mpeg2video"), S_OK);
-  EXPECT_EQ(writer.Put(MakeFrame(Feed(), 0)), E_FAIL);
-  EXPECT_THAT(writer.LastError(), testing::HasSubstr("output"));
+  ASSERT_EQ(writer_.Start(target, "video::codec=mpeg2video"), S_OK);
+  EXPECT_EQ(writer_.Put(MakeFrame(Feed(), 0)), E_FAIL);
+  EXPECT_THAT(writer_.LastError(), testing::HasSubstr("output"));
 }
 
 std::size_t Entries(const char* folder) {
@@ -196,19 +169,18 @@ long ResidentKilobytes() {
   return resident * (sysconf(_SC_PAGESIZE) / 1024);
 }
 
-TEST(Faults, StartAndStopGrowNothing) {
-  TemporaryFolder folder;
+TEST_F(Faults, StartAndStopGrowNothing) {
   const Feed feed{.width = 64, .height = 48};
   const std::string sessions[][2] = {
       {"a.mp4", "video::codec=mpeg4"},
       {"a.mov", "play_while_rec=true video::codec=mpeg2video audio::codec=pcm_s16le"},
       {"a.mkv", "video.buffers=0 video::codec=libx264 video::preset=ultrafast"},
-      {"a.avi", "video::codec=mpeg4 audio::codec=mp2 second_encoder=" + (folder / "b.ts")}};
+      {"a.avi", "video::codec=mpeg4 audio::codec=mp2 second_encoder=" + (folder_ / "b.ts")}};
   auto writer = std::make_unique<host::Writer>();
   const auto cycle = [&](int i) {
     const auto& [name, attributes] = sessions[i % 4];
     if (i % 10 == 0) writer = std::make_unique<host::Writer>();
-    ASSERT_EQ(writer->Start(folder / name, attributes), S_OK);
+    ASSERT_EQ(writer->Start(folder_ / name, attributes), S_OK);
     ASSERT_EQ(PushFrames(*writer, feed, 2), S_OK);
     (void)writer->Stop();
     ASSERT_EQ(writer->LastError(), "");
@@ -229,19 +201,18 @@ TEST(Faults, StartAndStopGrowNothing) {
 
 // No lock of the process lies on a frame's way: writers of unlike codecs take the same frames on
 // threads of their own, each another run of levels, so that a picture in the wrong recording shows.
-TEST(Faults, EightWritersSideBySideTakeTheSameFrames) {
+TEST_F(Faults, EightWritersSideBySideTakeTheSameFrames) {
   constexpr std::size_t kFrames = 40;
   const char* const codecs[] = {"libx264 video::preset=ultrafast", "mpeg2video", "prores",
                                 "mpeg4 video::size=360x288P",      "ffv1",       "v210",
                                 "rawvideo video.buffers=0",        "mpeg4"};
   std::vector<host::Ptr<IXvFrame>> frames;
   for (int i = 0; i < 48; ++i) frames.push_back(MakeFrame(Feed(), i));
-  TemporaryFolder folder;
   std::vector<std::thread> hosts;
   for (std::size_t n = 0; n < std::size(codecs); ++n) {
     hosts.emplace_back([&, n] {
       host::Writer writer;
-      const std::string target = folder / (std::to_string(n) + ".mov");
+      const std::string target = folder_ / (std::to_string(n) + ".mov");
       EXPECT_EQ(writer.Start(target, std::string("video::codec=") + codecs[n]), S_OK);
       for (std::size_t k = 0; k < kFrames; ++k) EXPECT_EQ(writer.Put(frames[n + k]), S_OK);
       EXPECT_EQ(writer.Stop(), S_OK) << codecs[n] << writer.LastError();
@@ -249,7 +220,7 @@ TEST(Faults, EightWritersSideBySideTakeTheSameFrames) {
   }
   for (std::thread& host : hosts) host.join();
   for (std::size_t n = 0; n < std::size(codecs); ++n) {
-    const ProbedFile file = Probe(folder / (std::to_string(n) + ".mov"));
+    const ProbedFile file = Probe(folder_ / (std::to_string(n) + ".mov"));
     ASSERT_EQ(file.Pictures().lumaMeans.size(), kFrames) << codecs[n];
     EXPECT_EQ(file.Pictures().errors + file.Sound().errors, 0) << codecs[n];
     EXPECT_NEAR(file.Sound().seconds, 1.6, 0.05) << codecs[n];

@@ -1,6 +1,5 @@
 #include <gmock/gmock.h>
 
-#include "support/peer_process.h"
 #include "support/vendor/vendor_fixture.h"
 #include "xvwriter/list.hpp"
 
@@ -92,12 +91,6 @@ TEST_F(HardwareListTest, QuickSyncIsThereWithASession) {
     EXPECT_FALSE(Offers(gone)) << gone;
     EXPECT_THAT(Reason(gone), HasSubstr("/no/such/node"));
   }
-}
-
-TEST_F(HardwareListTest, XvrecordPrintsTheSame) {
-  const ScopedVariable stand("XV_VENDOR", "hevc_bframes=2");
-  EXPECT_THAT(RunProgram({XVRECORD, "--options", "mp4", "n265"}).out, HasSubstr("0.0 to 2.0"));
-  EXPECT_THAT(RunProgram({XVRECORD, "--list"}).out, HasSubstr("<codec id='c264'"));
 }
 
 }  // namespace

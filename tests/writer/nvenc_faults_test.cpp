@@ -1,6 +1,7 @@
 #include <atomic>
 #include <thread>
 
+#include "support/fixtures.h"
 #include "writer/vendor_faults.h"
 
 // NVENC's library fails, hangs or loses its card.
@@ -54,7 +55,7 @@ INSTANTIATE_TEST_SUITE_P(
                     VendorFault{"fail=nvEncEncodePicture:20:18", S_OK, "", 60},
                     VendorFault{"late_ms=20", S_OK, "", 60}));
 
-using NvencSweep = WithVendor;
+using NvencSweep = InFolder<WithVendor>;
 
 // Each call of a whole recording fails once; with each of them the device is lost. That costs the
 // picture that meets the fault and, at the end or where the device is lost, those that wait for
@@ -74,20 +75,19 @@ TEST_F(NvencSweep, FaultsCostNoMoreThanThePicturesThatTheyMeet) {
 
 // The card has taken all pictures and only the end of the stream fails, or one access unit.
 TEST_F(NvencSweep, FaultAtTheEndKeepsWhatTheCardHas) {
-  TemporaryFolder folder;
   for (const char* fault : {"fail=nvEncEncodePicture:13:20", "fail=nvEncUnlockBitstream:11:20"}) {
     vendor::Reset();
     vendor::Configure(std::string("delay=2 ") + fault);
     host::Writer writer;
-    EXPECT_EQ(Record(writer, folder / "a.mp4", "video::codec=n264 video::bf=0", kFaultFeed, 12),
+    EXPECT_EQ(Record(writer, folder_ / "a.mp4", "video::codec=n264 video::bf=0", kFaultFeed, 12),
               E_FAIL);
-    const ProbedStream video = Probe(folder / "a.mp4").Pictures();
+    const ProbedStream video = Probe(folder_ / "a.mp4").Pictures();
     EXPECT_EQ(video.frames, 12) << fault;
     EXPECT_EQ(video.errors, 0) << fault;
   }
 }
 
-using NvencHang = WithVendor;
+using NvencHang = InFolder<WithVendor>;
 
 void ExpectFirst(const std::string& path, int count) {
   const ProbedStream video = Probe(path).Pictures();
@@ -98,23 +98,21 @@ void ExpectFirst(const std::string& path, int count) {
 // A wait for the encoder's memory ends at once, and the next recording does not know of it.
 TEST_F(NvencHang, StopAtOnceEndsTheWait) {
   vendor::Configure("stuck=1");
-  TemporaryFolder folder;
   host::Writer writer;
   constexpr char kLatency[] = "video::codec=n264 video::preset=low_latency";
-  ASSERT_EQ(writer.Start(folder / "a.mp4", kLatency), S_OK);
+  ASSERT_EQ(writer.Start(folder_ / "a.mp4", kLatency), S_OK);
   ASSERT_EQ(PushFrames(writer, kFaultFeed, 5), S_OK);
   while (vendor::CallCount("nvEncLockBitstream") < 8) std::this_thread::yield();
   EXPECT_TRUE(Failed(writer.StopAtOnce()));
   EXPECT_THAT(writer.LastError(), testing::Not(HasSubstr("within 3 seconds")));
   vendor::Configure("stuck=0");
-  EXPECT_EQ(Record(writer, folder / "b.mp4", kLatency, kFaultFeed, 3), S_OK);
+  EXPECT_EQ(Record(writer, folder_ / "b.mp4", kLatency, kFaultFeed, 3), S_OK);
 }
 
 TEST_F(NvencHang, FullRingIsAFailureAndAStopAtOnceGivesUp) {
   vendor::Configure("stuck=10");
-  TemporaryFolder folder;
   host::Writer writer;
-  ASSERT_EQ(writer.Start(folder / "a.mp4", "video::codec=n264 video::bf=0 video.buffers=0"), S_OK);
+  ASSERT_EQ(writer.Start(folder_ / "a.mp4", "video::codec=n264 video::bf=0 video.buffers=0"), S_OK);
   HRESULT put = S_OK;
   for (int i = 0; i < 60 && put == S_OK; ++i) put = writer.Put(MakeFrame(kFaultFeed, i));
   EXPECT_EQ(put, E_FAIL);
@@ -122,25 +120,23 @@ TEST_F(NvencHang, FullRingIsAFailureAndAStopAtOnceGivesUp) {
   const auto begin = std::chrono::steady_clock::now();
   EXPECT_TRUE(Failed(writer.StopAtOnce()));
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2));
-  ExpectFirst(folder / "a.mp4", 9);
+  ExpectFirst(folder_ / "a.mp4", 9);
 }
 
 TEST_F(NvencHang, DrainEndsWithWhatThereIs) {
   vendor::Configure("stuck=10");
-  TemporaryFolder folder;
   host::Writer writer;
-  EXPECT_EQ(Record(writer, folder / "a.mp4", "video::codec=n264 video::bf=0", kFaultFeed, 12),
+  EXPECT_EQ(Record(writer, folder_ / "a.mp4", "video::codec=n264 video::bf=0", kFaultFeed, 12),
             XV_E_TIMEOUT);
   EXPECT_THAT(writer.LastError(), HasSubstr("nothing for 10 seconds"));
-  ExpectFirst(folder / "a.mp4", 9);
+  ExpectFirst(folder_ / "a.mp4", 9);
 }
 
 // A stop beside a put that waits for the encoder, from another thread.
 TEST_F(NvencHang, StopWhilePuttingIsNeverLong) {
   vendor::Configure("late_ms=5");
-  TemporaryFolder folder;
   for (int round = 0; round < 4; ++round) {
-    const std::string target = folder / (std::to_string(round) + ".mp4");
+    const std::string target = folder_ / (std::to_string(round) + ".mp4");
     host::Writer writer;
     ASSERT_EQ(writer.Start(target, "video::codec=n264 video::bf=2 video.buffers=2"), S_OK);
     std::atomic<int> taken{0};

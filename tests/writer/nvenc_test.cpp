@@ -4,6 +4,7 @@
 #include <array>
 #include <thread>
 
+#include "support/fixtures.h"
 #include "support/peer_process.h"
 #include "support/recorded_pictures.h"
 #include "support/vendor/vendor_fixture.h"
@@ -19,59 +20,54 @@ using testing::Not;
 
 constexpr Feed kSmall{.width = 320, .height = 240};
 
-using Nvenc = WithVendor;
+using Nvenc = InFolder<WithVendor>;
 
 struct Case {
-  const char* name;     // of the file
-  const char* words;    // for the stand-in
-  const char* options;  // of the session
-  Feed feed = kSmall;
-  const char* codec = "h264";
+  const char* name;   // of the file
+  const char* words;  // for the stand-in
+  std::string codec;  // with its options
   bool reorders = false;
-  int height = 240;
+  Feed feed = kSmall;
   AVFieldOrder order = AV_FIELD_PROGRESSIVE;
 };
 
 void PrintTo(const Case& one, std::ostream* out) {
-  *out << one.name << " [" << one.words << "] " << one.options;
+  *out << one.name << " [" << one.words << "] " << one.codec;
 }
 
 class NvencFiles : public WithVendor, public testing::WithParamInterface<Case> {};
 
 TEST_P(NvencFiles, AreWholeAndInOrder) {
   constexpr int kCount = 40;
-  vendor::Configure(GetParam().words);
   const Case& one = GetParam();
-  ExpectRecording(RecordAndProbe(one.name, one.options, one.feed, kCount),
-                  {one.codec, one.height, one.reorders, one.order}, kCount);
+  vendor::Configure(one.words);
+  const char* codec = one.codec.starts_with("n265") ? "hevc" : "h264";
+  const int height = one.feed.height == 486 ? 480 : one.feed.height;
+  ExpectRecording(RecordAndProbe(one.name, "video::codec=" + one.codec, one.feed, kCount),
+                  {codec, height, one.reorders, one.order}, kCount);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Codecs, NvencFiles,
-    testing::Values(
-        Case{.name = "a.mp4", .words = "", .options = "video::codec=n264", .reorders = true},
-        Case{"a.mov", "gather=2", "video::codec=n264 video::bf=2", kSmall, "h264", true},
-        Case{"a.ts", "delay=4 late_ms=3", "video::codec=n264 video::bf=1 video::g=12", kSmall,
-             "h264", true},
-        Case{"a.flv", "late_ms=5", "video::codec=n264 video::bf=0", kSmall},
-        Case{"a.mkv", "gather=6", "video::codec=n264 video::bf=0 video.buffers=0"},
-        Case{"a.mp4", "bframes=12 delay=30", "video::codec=n264 video::bf=12 video::g=26", kSmall,
-             "h264", true},
-        Case{"a.mp4", "", "video::codec=l264"}, Case{"a.ts", "bframes=0", "video::codec=n264"},
-        Case{"a.mp4", "", "video::codec=n265", kSmall, "hevc"},
-        Case{"a.mov", "hevc_bframes=3", "video::codec=n265", kSmall, "hevc", true},
-        Case{"a.ts", "gather=1", "video::codec=n265", kSmall, "hevc"}));
+    testing::Values(Case{"a.mp4", "", "n264", true},
+                    Case{"a.mov", "gather=2", "n264 video::bf=2", true},
+                    Case{"a.ts", "delay=4 late_ms=3", "n264 video::bf=1 video::g=12", true},
+                    Case{"a.flv", "late_ms=5", "n264 video::bf=0"},
+                    Case{"a.mkv", "gather=6", "n264 video::bf=0 video.buffers=0"},
+                    Case{"a.mp4", "bframes=12 delay=30", "n264 video::bf=12 video::g=26", true},
+                    Case{"a.mp4", "", "l264"}, Case{"a.ts", "bframes=0", "n264"},
+                    Case{"a.mp4", "", "n265"}, Case{"a.mov", "hevc_bframes=3", "n265", true},
+                    Case{"a.ts", "gather=1", "n265"}));
 
-INSTANTIATE_TEST_SUITE_P(
-    Pictures, NvencFiles,
-    testing::Values(Case{"a.mp4", "", "video::codec=n264", InterlacedFeed(576, eXvI_TopFirst),
-                         "h264", true, 576, AV_FIELD_TT},
-                    Case{"a.ts", "driver=12.1", "video::codec=n264 video::bf=0",
-                         InterlacedFeed(486, eXvI_BottomFirst), "h264", false, 480, AV_FIELD_BB},
-                    Case{"a.mov", "fields=0", "video::codec=n264 video::bf=0",
-                         InterlacedFeed(486, eXvI_TopFirst), "h264", false, 480},
-                    Case{"a.mp4", "", "video::codec=n265", InterlacedFeed(486, eXvI_TopFirst),
-                         "hevc", false, 480}));
+INSTANTIATE_TEST_SUITE_P(Pictures, NvencFiles,
+                         testing::Values(Case{"a.mp4", "", "n264", true,
+                                              InterlacedFeed(576, eXvI_TopFirst), AV_FIELD_TT},
+                                         Case{"a.ts", "driver=12.1", "n264 video::bf=0", false,
+                                              InterlacedFeed(486, eXvI_BottomFirst), AV_FIELD_BB},
+                                         Case{"a.mov", "fields=0", "n264 video::bf=0", false,
+                                              InterlacedFeed(486, eXvI_TopFirst)},
+                                         Case{"a.mp4", "", "n265", false,
+                                              InterlacedFeed(486, eXvI_TopFirst)}));
 
 TEST_F(Nvenc, EachDriverIsSpokenToInAVersionThatItKnows) {
   constexpr std::uint32_t k111 = 11 | 1 << 24;
@@ -114,18 +110,16 @@ TEST_F(Nvenc, EachDriverIsSpokenToInAVersionThatItKnows) {
 // More pictures than the ring has entries: it grows in place of waiting for what cannot come.
 TEST_F(Nvenc, RingGrowsForAnEncoderThatHoldsBackManyPictures) {
   vendor::Configure("fail=nvEncEncodePicture:1+:17");
-  TemporaryFolder folder;
   host::Writer writer;
-  ASSERT_EQ(
-      writer.Start(folder / "a.mp4", "video::codec=n264 video::preset=low_latency video.buffers=0"),
-      S_OK);
+  ASSERT_EQ(writer.Start(folder_ / "a.mp4",
+                         "video::codec=n264 video::preset=low_latency video.buffers=0"),
+            S_OK);
   EXPECT_EQ(PushFrames(writer, kSmall, 12), S_OK);
   EXPECT_EQ(vendor::CallCount("nvEncCreateInputBuffer"), 12);
   EXPECT_EQ(writer.StopAtOnce(), XV_E_ABORTED);
 }
 
 TEST_F(Nvenc, WhatTheAdapterCannotDoIsRefusedInWords) {
-  TemporaryFolder folder;
   for (const auto& [words, options, told] :
        {std::tuple{"max_width=160", "video::codec=n264", "up to 160x4096"},
         {"hevc=0", "video::codec=n265", "does not encode H.265"},
@@ -133,7 +127,7 @@ TEST_F(Nvenc, WhatTheAdapterCannotDoIsRefusedInWords) {
     vendor::Reset();
     vendor::Configure(words);
     std::string noted;
-    EXPECT_TRUE(Failed(Record(folder / "a.mp4", options, kSmall, 1, &noted))) << words;
+    EXPECT_TRUE(Failed(Record(folder_ / "a.mp4", options, kSmall, 1, &noted))) << words;
     EXPECT_THAT(noted, HasSubstr(told));
   }
 }
@@ -165,11 +159,10 @@ TEST_F(Nvenc, LosslessPicturesComeBackAsTheyWere) {
 }
 
 TEST_F(Nvenc, ContainerHasTheLinesOfThePictures) {
-  TemporaryFolder folder;
   Feed feed = kSmall;
   feed.height = 486;
-  ASSERT_EQ(Record(folder / "a.mp4", "video::codec=n264", feed, 3), S_OK);
-  const std::string bytes = folder.Read("a.mp4");
+  ASSERT_EQ(Record(folder_ / "a.mp4", "video::codec=n264", feed, 3), S_OK);
+  const std::string bytes = folder_.Read("a.mp4");
   const std::size_t entry = bytes.rfind("avc1");  // of the sample description
   ASSERT_NE(entry, bytes.npos);
   const auto at = [&](std::size_t i) { return static_cast<unsigned char>(bytes.at(entry + i)); };
@@ -221,10 +214,9 @@ TEST_F(Nvenc, CaptionsStandInThePictures) {
 }
 
 TEST_F(Nvenc, StatisticsTellWhatWasEncodedAndWhatWasBroughtDown) {
-  TemporaryFolder folder;
   host::Writer writer;
   vendor::Configure("bframes=2");
-  ASSERT_EQ(Record(writer, folder / "a.mp4",
+  ASSERT_EQ(Record(writer, folder_ / "a.mp4",
                    "video::codec=n264 video::tier=high video::crf=20 video::bf=5", kSmall, 30),
             S_OK);
   const host::Statistics stats = writer.Stats();
@@ -235,9 +227,8 @@ TEST_F(Nvenc, StatisticsTellWhatWasEncodedAndWhatWasBroughtDown) {
 }
 
 TEST_F(Nvenc, HostsThreadsKeepTheirOwnCudaContext) {
-  TemporaryFolder folder;
   host::Writer writer;
-  ASSERT_EQ(writer.Start(folder / "a.mp4", "video::codec=n264 video.buffers=0"), S_OK);
+  ASSERT_EQ(writer.Start(folder_ / "a.mp4", "video::codec=n264 video.buffers=0"), S_OK);
   ASSERT_EQ(PushFrames(writer, kSmall, 3), S_OK);
   EXPECT_THAT(vendor::Held(), AllOf(Contains("1 session"), Not(Contains(HasSubstr("current")))));
   EXPECT_EQ(writer.Stop(), S_OK);
@@ -245,11 +236,10 @@ TEST_F(Nvenc, HostsThreadsKeepTheirOwnCudaContext) {
 
 // A session's limit: the writers that come too late are refused in words, the first goes on.
 TEST_F(Nvenc, SessionsAreLimitedByTheDriver) {
-  TemporaryFolder folder;
   vendor::Configure("sessions=1");
   std::array<host::Writer, 3> writers;
   for (std::size_t i = 0; i < writers.size(); ++i) {
-    ASSERT_EQ(writers[i].Start(folder / (std::to_string(i) + ".mp4"), "video::codec=n264"), S_OK);
+    ASSERT_EQ(writers[i].Start(folder_ / (std::to_string(i) + ".mp4"), "video::codec=n264"), S_OK);
     EXPECT_EQ(writers[i].Put(MakeFrame(kSmall, 0)), i == 0 ? S_OK : E_FAIL);
     if (i == 0) continue;
     EXPECT_THAT(writers[i].LastError(), AllOf(HasSubstr("nvEncOpenEncodeSessionEx"),
@@ -257,7 +247,7 @@ TEST_F(Nvenc, SessionsAreLimitedByTheDriver) {
   }
   EXPECT_EQ(PushFrames(writers[0], kSmall, 20, 1), S_OK);
   EXPECT_EQ(writers[0].Stop(), S_OK);
-  ExpectPicturesInOrder(Probe(folder / "0.mp4").Pictures(), 21);
+  ExpectPicturesInOrder(Probe(folder_ / "0.mp4").Pictures(), 21);
   EXPECT_EQ(PushFrames(writers[1], kSmall, 5), S_OK) << "the first has given its session back";
   EXPECT_EQ(writers[1].Stop(), S_OK);
 }

@@ -5,6 +5,7 @@
 #include <optional>
 #include <thread>
 
+#include "support/fixtures.h"
 #include "support/peer_process.h"
 #include "support/recorded_pictures.h"
 #include "writer/vendor_faults.h"
@@ -19,7 +20,7 @@ constexpr const char* kEncode = "MFXVideoENCODE_EncodeFrameAsync";
 constexpr const char* kSync = "MFXVideoCORE_SyncOperation";
 constexpr const char* kMutexFile = "/dev/shm/_QZ_QSEncoder_Reinit_Mutext_";
 
-using QuickFaults = WithQuick;
+using QuickFaults = InFolder<WithQuick>;
 
 // All calls of a name fail: the first frame is refused in words, and the writer can be used again.
 TEST_F(QuickFaults, RefuseTheFirstFrameInWords) {
@@ -53,7 +54,6 @@ std::string Repeated(const std::string& call, int first, int count, int code) {
 
 // What the device loses is given to a new session: no picture is lost, and none comes twice.
 TEST_F(QuickFaults, NewSessionsLoseNoPictureAndKeepTheOrder) {
-  TemporaryFolder folder;
   struct Loss {
     std::string words;
     int sessions;
@@ -69,11 +69,11 @@ TEST_F(QuickFaults, NewSessionsLoseNoPictureAndKeepTheOrder) {
       SCOPED_TRACE(one.words.substr(0, 80) + memory);
       vendor::Reset();
       vendor::Configure("late_ms=5" + one.words);
-      EXPECT_EQ(Record(folder / "a.mp4", std::string("video::codec=q264 video::g=12") + memory,
+      EXPECT_EQ(Record(folder_ / "a.mp4", std::string("video::codec=q264 video::g=12") + memory,
                        kFaultFeed, 60),
                 S_OK);
       EXPECT_EQ(vendor::CallCount("MFXVideoENCODE_Init"), one.sessions);
-      ExpectPicturesInOrder(Probe(folder / "a.mp4").Pictures(), 60);
+      ExpectPicturesInOrder(Probe(folder_ / "a.mp4").Pictures(), 60);
       EXPECT_THAT(vendor::BrokenRules(), IsEmpty());
       EXPECT_THAT(vendor::Held(), IsEmpty());
     }
@@ -141,9 +141,8 @@ class Holder {
 };
 
 TEST_F(QuickFaults, ProcessThatHoldsTheMutexHoldsSubmissionsUntilItIsKilled) {
-  TemporaryFolder folder;
   host::Writer writer;
-  ASSERT_EQ(writer.Start(folder / "a.mp4", "video::codec=q264"), S_OK);
+  ASSERT_EQ(writer.Start(folder_ / "a.mp4", "video::codec=q264"), S_OK);
   ASSERT_EQ(PushFrames(writer, kFaultFeed, 5), S_OK);
   ASSERT_TRUE(Eventually(5, [] { return vendor::CallCount(kEncode) == 5; }));
   Holder holder;
@@ -153,17 +152,16 @@ TEST_F(QuickFaults, ProcessThatHoldsTheMutexHoldsSubmissionsUntilItIsKilled) {
   holder.Kill();
   host.join();
   EXPECT_EQ(writer.Stop(), S_OK) << writer.LastError();
-  ExpectPicturesInOrder(Probe(folder / "a.mp4").Pictures(), 25);
+  ExpectPicturesInOrder(Probe(folder_ / "a.mp4").Pictures(), 25);
 }
 
 // For the runtime, for a surface, and for the mutex of all processes.
 TEST_F(QuickFaults, StopAtOnceEndsEveryWait) {
-  TemporaryFolder folder;
   for (const bool held : {false, true}) {
     vendor::Reset();
     vendor::Configure(held ? "" : "stuck=1");
     host::Writer writer;
-    ASSERT_EQ(writer.Start(folder / "a.mp4", "video::codec=q264"), S_OK);
+    ASSERT_EQ(writer.Start(folder_ / "a.mp4", "video::codec=q264"), S_OK);
     ASSERT_EQ(PushFrames(writer, kFaultFeed, 3), S_OK);
     ASSERT_TRUE(Eventually(5, [] { return vendor::CallCount(kEncode) >= 3; }));
     const std::optional<Holder> holder = held ? std::optional<Holder>(std::in_place) : std::nullopt;
@@ -174,8 +172,7 @@ TEST_F(QuickFaults, StopAtOnceEndsEveryWait) {
 }
 
 TEST_F(QuickFaults, ProcessesThatRestartAtOnceRecordAllTheirPictures) {
-  TemporaryFolder folder;
-  const ScopedVariable words("XV_VENDOR", "late_ms=3 report=" + (folder / "report") +
+  const ScopedVariable words("XV_VENDOR", "late_ms=3 report=" + (folder_ / "report") +
                                               Repeated(kEncode, 10, 1, -13) +
                                               Repeated(kEncode, 30, 1, -17));
   {
@@ -183,19 +180,19 @@ TEST_F(QuickFaults, ProcessesThatRestartAtOnceRecordAllTheirPictures) {
     for (const char* name : {"a.mp4", "b.ts"}) {
       recorders.push_back(std::make_unique<PeerProcess>(
           std::vector<std::string>{XVRECORD, "--quiet", "-a", "video::codec=q264",
-                                   "test:size=320x240,rate=25,seconds=2", folder / name},
-          folder / (std::string(name) + ".log")));
+                                   "test:size=320x240,rate=25,seconds=2", folder_ / name},
+          folder_ / (std::string(name) + ".log")));
     }
     for (const auto& one : recorders) {
       ASSERT_TRUE(one->WaitForEnd(30));
-      EXPECT_EQ(one->ExitStatus(), 0) << folder.Read("a.mp4.log") << folder.Read("b.ts.log");
+      EXPECT_EQ(one->ExitStatus(), 0) << folder_.Read("a.mp4.log") << folder_.Read("b.ts.log");
     }
   }
   for (const char* name : {"a.mp4", "b.ts"}) {
-    EXPECT_EQ(Probe(folder / name).Pictures().frames, 50);
-    EXPECT_EQ(Probe(folder / name).Pictures().errors, 0);
+    EXPECT_EQ(Probe(folder_ / name).Pictures().frames, 50);
+    EXPECT_EQ(Probe(folder_ / name).Pictures().errors, 0);
   }
-  EXPECT_EQ(folder.Read("report"), "");
+  EXPECT_EQ(folder_.Read("report"), "");
 }
 
 // Each call of a recording fails once, and with what it waits for the device. That costs the

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 
@@ -110,6 +111,50 @@ TEST(Scaling, EveryLineStandsWhereItBelongs) {
         }
       }
     }
+  }
+}
+
+// The samples of one direction that a scaled one is made of, with their weights: a cubic, sharper
+// where the picture gets smaller.
+std::vector<std::pair<int, double>> Taps(int count, int wanted, int at) {
+  const double ratio = static_cast<double>(count) / wanted, stretch = std::max(ratio, 1.0);
+  const double position = (at + 0.5) * ratio - 0.5, reach = 2 * stretch;
+  const double slope = ratio > 1 ? -0.6 : -0.5;
+  std::vector<std::pair<int, double>> taps;
+  double total = 0;
+  for (int i = static_cast<int>(std::ceil(position - reach)); i <= position + reach; ++i) {
+    const double x = std::fabs(i - position) / stretch;
+    const double weight =
+        x < 1 ? ((slope + 2) * x - slope - 3) * x * x + 1 : slope * (((x - 5) * x + 8) * x - 4);
+    total += weight;
+    taps.emplace_back(std::clamp(i, 0, count - 1), weight);
+  }
+  for (auto& [i, weight] : taps) weight /= total;
+  return taps;
+}
+
+// Between the first line and the last one, which stand outside of the source where it grows.
+TEST(Scaling, SamplesAreWithinACodeOfTheFormula) {
+  constexpr int kAcross = 160, kDown = 120;
+  const auto sample = [](int c, int x, int y) { return c > 0 ? 128 : 80 + x * (y + 3) % 90; };
+  const Feed feed{.layout = kFccI420, .width = kAcross, .height = kDown};
+  const auto picture = DrawPicture(feed, sample);
+  for (const auto& [width, height] : {std::pair{96, 70}, {96, 180}, {240, 70}, {240, 180}}) {
+    const std::string size = std::to_string(width) + 'x' + std::to_string(height);
+    const ProbedPlane scaled =
+        RecordPicture("a.avi", "video::codec=ffv1 video::size=" + size, feed, picture).first.at(0);
+    ASSERT_EQ(scaled.width, width);
+    double worst = 0;
+    for (int i = width; i < width * (height - 1); i += 7) {
+      double exact = 0;
+      for (const auto& [y, down] : Taps(kDown, height, i / width)) {
+        for (const auto& [x, weight] : Taps(kAcross, width, i % width)) {
+          exact += down * weight * sample(0, x, y);
+        }
+      }
+      worst = std::max(worst, std::fabs(scaled.At(i % width, i / width) - exact));
+    }
+    EXPECT_LT(worst, 1) << size;
   }
 }
 

@@ -7,12 +7,15 @@
 #include <iterator>
 #include <thread>
 
+#include "support/fixtures.h"
 #include "support/loopback.h"
 #include "support/media_probe.h"
 
 // Targets that are no plain files, and the loose files beside a recording.
 namespace xv::test {
 namespace {
+
+using Targets = WithWriter;
 
 constexpr Feed kSmall{.width = 320, .height = 240};
 constexpr char kCodecs[] = "video::codec=mpeg4 audio::codec=mp2 ";
@@ -33,43 +36,38 @@ class FifoReader {
   std::thread reading_;
 };
 
-TEST(Targets, AFifoGetsTheWholeStream) {
-  TemporaryFolder folder;
-  FifoReader reader(folder / "a.ts", folder / "copy.ts");
-  EXPECT_EQ(Record(folder / "a.ts", kCodecs, kSmall, 50), S_OK);
+TEST_F(Targets, AFifoGetsTheWholeStream) {
+  FifoReader reader(folder_ / "a.ts", folder_ / "copy.ts");
+  EXPECT_EQ(Record(folder_ / "a.ts", kCodecs, kSmall, 50), S_OK);
   reader.Wait();
-  EXPECT_EQ(Probe(folder / "copy.ts").Pictures().frames, 50);
-  std::string noted;
+  EXPECT_EQ(Probe(folder_ / "copy.ts").Pictures().frames, 50);
   const std::string patience = std::string(kCodecs) + "io_timeout=0.2";
-  EXPECT_EQ(Record(folder / "a.ts", patience, kSmall, 1, &noted), E_FAIL);
-  EXPECT_THAT(noted, testing::HasSubstr("0x800705B4")) << "nobody reads";
-  EXPECT_NE(Record(folder / "a.ts", std::string(kCodecs) + "format=mp4 io_timeout=0.2", kSmall, 1),
+  EXPECT_EQ(Record(writer_, folder_ / "a.ts", patience, kSmall, 1), E_FAIL);
+  EXPECT_THAT(writer_.LastError(), testing::HasSubstr("0x800705B4")) << "nobody reads";
+  EXPECT_NE(Record(folder_ / "a.ts", std::string(kCodecs) + "format=mp4 io_timeout=0.2", kSmall, 1),
             S_OK)
       << "a container that goes back has no place there";
 }
 
-TEST(Targets, AReaderThatLeavesEndsTheRecordingAndNoMore) {
-  TemporaryFolder folder;
-  const std::string fifo = folder / "a.ts";
+TEST_F(Targets, AReaderThatLeavesEndsTheRecordingAndNoMore) {
+  const std::string fifo = folder_ / "a.ts";
   ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
   std::thread reading([&] {
     std::ifstream in(fifo, std::ios::binary);
     char bytes[4096];
     in.read(bytes, sizeof(bytes));
   });
-  host::Writer writer;
-  ASSERT_EQ(writer.Start(fifo, std::string(kCodecs) + "video.buffers=0"), S_OK);
+  ASSERT_EQ(writer_.Start(fifo, std::string(kCodecs) + "video.buffers=0"), S_OK);
   HRESULT result = S_OK;
-  for (int i = 0; i < 500 && Succeeded(result); ++i) result = writer.Put(MakeFrame(kSmall, i));
+  for (int i = 0; i < 500 && Succeeded(result); ++i) result = writer_.Put(MakeFrame(kSmall, i));
   reading.join();
   EXPECT_TRUE(Failed(result)) << "and no signal has ended this process";
-  EXPECT_TRUE(Failed(writer.Stop()));
-  EXPECT_THAT(writer.LastError(), testing::HasSubstr("Broken pipe (0x8007006D)"));
+  EXPECT_TRUE(Failed(writer_.Stop()));
+  EXPECT_THAT(writer_.LastError(), testing::HasSubstr("Broken pipe (0x8007006D)"));
 }
 
 // 40 kB/s, of which a picture takes more than the patience: progress is what counts.
-TEST(Targets, ASlowReceiverIsNoStalledOne) {
-  TemporaryFolder folder;
+TEST_F(Targets, ASlowReceiverIsNoStalledOne) {
   const BoundSocket bound(SOCK_STREAM, 0);
   const int few = 4096;
   ::setsockopt(bound.socket, SOL_SOCKET, SO_RCVBUF, &few, sizeof(few));
@@ -86,18 +84,17 @@ TEST(Targets, ASlowReceiverIsNoStalledOne) {
   });
   const std::string url =
       "tcp://127.0.0.1:" + std::to_string(bound.port) + "?send_buffer_size=4096";
-  host::Writer writer;
-  ASSERT_EQ(writer.Start(url,
-                         "format=nut video::codec=rawvideo audio::codec=null io_timeout=0.3 "
-                         "video.buffers=0"),
+  ASSERT_EQ(writer_.Start(url,
+                          "format=nut video::codec=rawvideo audio::codec=null io_timeout=0.3 "
+                          "video.buffers=0"),
             S_OK);
-  EXPECT_EQ(PushFrames(writer, {.width = 1920, .height = 1080}, 2), S_OK) << writer.LastError();
-  EXPECT_EQ(writer.Stop(), S_OK) << writer.LastError();
+  EXPECT_EQ(PushFrames(writer_, {.width = 1920, .height = 1080}, 2), S_OK) << writer_.LastError();
+  EXPECT_EQ(writer_.Stop(), S_OK) << writer_.LastError();
   reading.join();
   EXPECT_GT(received.size(), 2u * 1920 * 1080 * 2);
 }
 
-TEST(Targets, AUrlTellsItsFormat) {
+TEST_F(Targets, AUrlTellsItsFormat) {
   const BoundSocket receiver(SOCK_DGRAM, 0);
   const std::string url = "udp://127.0.0.1:" + std::to_string(receiver.port);
   EXPECT_EQ(Record(url, "video::codec=mpeg2video play_while_rec=true", kSmall, 5), S_OK)
@@ -107,62 +104,59 @@ TEST(Targets, AUrlTellsItsFormat) {
   EXPECT_EQ(packet[0], 0x47) << "a transport stream";
 }
 
-TEST(Targets, PercentSignsAndRelativeFolders) {
-  TemporaryFolder folder;
+TEST_F(Targets, PercentSignsAndRelativeFolders) {
   const std::filesystem::path before = std::filesystem::current_path();
-  std::filesystem::current_path(folder.path());
+  std::filesystem::current_path(folder_.path());
   std::filesystem::create_directory("d%03d");
   EXPECT_EQ(
       Record("d%03d/a.mov", "video::codec=mpeg4 audio::codec=null save_packets=true", kSmall, 5),
       S_OK);
   EXPECT_EQ(Record("b%03d.jpg", "format=image2 video::codec=mjpeg", kSmall, 5), S_OK);
+  EXPECT_EQ(Record("x.jpg", "format=image2 create_folder=false", kSmall, 2), S_OK);
   std::filesystem::current_path(before);
-  EXPECT_EQ(Probe(folder / "d%03d/a.mov").Pictures().frames, 5);
-  EXPECT_TRUE(std::filesystem::exists(folder / "d%03d/a0000004.mov"));
-  EXPECT_TRUE(std::filesystem::exists(folder / "b/b004.jpg"));
+  EXPECT_EQ(Probe(folder_ / "d%03d/a.mov").Pictures().frames, 5);
+  EXPECT_TRUE(std::filesystem::exists(folder_ / "d%03d/a0000004.mov"));
+  EXPECT_TRUE(std::filesystem::exists(folder_ / "b/b004.jpg"));
+  EXPECT_EQ(Probe(folder_ / "x0000001.jpg").Pictures().codec, "mjpeg");
 }
 
-TEST(Targets, SideFilesThatFailAreCountedAndNamed) {
-  TemporaryFolder folder;
-  host::Writer writer;
-  ASSERT_EQ(writer.Start(folder / "a.mkv", kCodecs + ("raw_video=" + folder / "no/v.bin") +
-                                               " raw_audio=" + folder / "no/a.bin"),
+TEST_F(Targets, SideFilesThatFailAreCountedAndNamed) {
+  ASSERT_EQ(writer_.Start(folder_ / "a.mkv", kCodecs + ("raw_video=" + folder_ / "no/v.bin") +
+                                                 " raw_audio=" + folder_ / "no/a.bin"),
             S_OK);
-  EXPECT_EQ(PushFrames(writer, kSmall, 25), S_OK);
-  EXPECT_TRUE(Failed(writer.Stop())) << "it tells of the dumps";
-  EXPECT_GT(writer.Stats().sideFileErrors, 25);
-  EXPECT_THAT(writer.LastError(), testing::HasSubstr("raw_"));
-  EXPECT_EQ(Probe(folder / "a.mkv").Pictures().frames, 25);
+  EXPECT_EQ(PushFrames(writer_, kSmall, 25), S_OK);
+  EXPECT_TRUE(Failed(writer_.Stop())) << "it tells of the dumps";
+  EXPECT_GT(writer_.Stats().sideFileErrors, 25);
+  EXPECT_THAT(writer_.LastError(), testing::HasSubstr("raw_"));
+  EXPECT_EQ(Probe(folder_ / "a.mkv").Pictures().frames, 25);
   // A device stays a device.
-  const std::string paths[][2] = {{"scc", "/dev/full"}, {"anc", folder / "no/a.anc"}};
+  const std::string paths[][2] = {{"scc", "/dev/full"}, {"anc", folder_ / "no/a.anc"}};
   for (const auto& [kind, path] : paths) {
-    ASSERT_EQ(writer.Start(folder / "b.mkv", std::string(kCodecs) + kind + "_capture=true " + kind +
-                                                 "_path=" + path + " cc_max_skip=0"),
+    ASSERT_EQ(writer_.Start(folder_ / "b.mkv", std::string(kCodecs) + kind + "_capture=true " +
+                                                   kind + "_path=" + path + " cc_max_skip=0"),
               S_OK);
     for (int i = 0; i < 6; ++i) {
       const auto frame = MakeFrame(kSmall, i);
       static constexpr std::uint32_t kPair = 0x2094;
       if (i % 2 == 0) (void)host::AddExtra(frame, FourCC("C608"), &kPair, sizeof(kPair));
-      EXPECT_EQ(writer.Put(frame), S_OK) << kind;
+      EXPECT_EQ(writer_.Put(frame), S_OK) << kind;
     }
-    EXPECT_TRUE(Failed(writer.Stop())) << kind;
-    EXPECT_EQ(writer.Stats().sideFileErrors, 3) << kind;
-    EXPECT_THAT(writer.LastError(), testing::StartsWith(kind + ": " + path));
+    EXPECT_TRUE(Failed(writer_.Stop())) << kind;
+    EXPECT_EQ(writer_.Stats().sideFileErrors, 3) << kind;
+    EXPECT_THAT(writer_.LastError(), testing::StartsWith(kind + ": " + path));
   }
   EXPECT_TRUE(std::filesystem::is_character_file("/dev/full"));
 }
 
-TEST(Targets, SoundOfAnotherFormatGoesOnInAFurtherWavFile) {
-  TemporaryFolder folder;
-  host::Writer writer;
+TEST_F(Targets, SoundOfAnotherFormatGoesOnInAFurtherWavFile) {
   Feed feed = kSmall;
-  ASSERT_EQ(writer.Start(folder / "a.mkv", "video::codec=mpeg4 audio::codec=WAV_FILE"), S_OK);
-  EXPECT_EQ(PushFrames(writer, feed, 10), S_OK);
+  ASSERT_EQ(writer_.Start(folder_ / "a.mkv", "video::codec=mpeg4 audio::codec=WAV_FILE"), S_OK);
+  EXPECT_EQ(PushFrames(writer_, feed, 10), S_OK);
   feed.channels = 6;
-  EXPECT_EQ(PushFrames(writer, feed, 5, 10), S_OK);
-  EXPECT_EQ(writer.Stop(), S_OK);
-  EXPECT_THAT(writer.LastError(), testing::HasSubstr("a.2.wav"));
-  const ProbedFile first = Probe(folder / "a.wav"), second = Probe(folder / "a.2.wav");
+  EXPECT_EQ(PushFrames(writer_, feed, 5, 10), S_OK);
+  EXPECT_EQ(writer_.Stop(), S_OK);
+  EXPECT_THAT(writer_.LastError(), testing::HasSubstr("a.2.wav"));
+  const ProbedFile first = Probe(folder_ / "a.wav"), second = Probe(folder_ / "a.2.wav");
   EXPECT_EQ(first.Sound().channels, 2);
   EXPECT_EQ(first.Sound().samples, 10 * 1920);
   EXPECT_EQ(second.Sound().channels, 6);

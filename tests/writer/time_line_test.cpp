@@ -90,19 +90,15 @@ void ReadPictures(const ProbedStream& stream, double rate, Recorded& recorded) {
 }
 
 void ReadSound(const ProbedStream& stream, Recorded& recorded) {
-  std::int64_t samples = 0;
+  const std::vector<int> samples = stream.SamplesOf(0);
   int block = -1;
-  for (const ProbedPacket& packet : stream.packets) {
-    for (std::size_t at = 0; at + 1 < packet.bytes.size(); at += 2, ++samples) {
-      std::int16_t sample = 0;
-      std::memcpy(&sample, packet.bytes.data() + at, 2);
-      if (sample == 0 || (block >= 0 && sample == 1 + block % kNumbers)) continue;
-      const int before = std::max(block, 0);
-      block = before + (sample - 1 - before % kNumbers + kNumbers) % kNumbers;
-      recorded.blocks[block] = static_cast<double>(samples) / kRate;
-    }
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    if (samples[i] == 0 || (block >= 0 && samples[i] == 1 + block % kNumbers)) continue;
+    const int before = std::max(block, 0);
+    block = before + (samples[i] - 1 - before % kNumbers + kNumbers) % kNumbers;
+    recorded.blocks[block] = static_cast<double>(i) / kRate;
   }
-  recorded.soundSeconds = static_cast<double>(samples) / kRate;
+  recorded.soundSeconds = static_cast<double>(samples.size()) / kRate;
 }
 
 Recorded Read(const std::string& path, double rate = 25) {
@@ -186,10 +182,12 @@ TEST_P(Troubled, PictureAndSoundStayTogether) {
   EXPECT_LT(recorded.FurthestApart(), 0.020);
   EXPECT_NEAR(recorded.soundSeconds, recorded.pictureSeconds, 0.040);
   const bool whole = trouble.loss != Loss::kFrame;
+  EXPECT_TRUE(trouble.loss != Loss::kNone || Count("rebases") == 0);
   EXPECT_NEAR(recorded.pictureSeconds / trouble.frames, whole ? 0.04 : 0.0396, 5e-5);
   EXPECT_EQ(Count("audio.silence") > 50, trouble.mute);
   EXPECT_LT(Count("audio.cut"), 50);
   EXPECT_LE(Count("drops"), 2);
+  EXPECT_EQ(Count("repeats"), recorded.repeats);
 }
 
 // The whole trouble for an hour, each part of it for some minutes.
@@ -207,16 +205,6 @@ std::vector<Trouble> Combinations() {
 }
 
 INSTANTIATE_TEST_SUITE_P(Combinations, Troubled, testing::ValuesIn(Combinations()));
-
-TEST_F(TimeLine, SawToothNeitherDropsNorDrifts) {
-  Start();
-  for (int n = 0; n < 250; ++n) ASSERT_EQ(Frame(n, 0.001 * (n % 15 - 7)), S_OK);
-  const Recorded recorded = Stop();
-  EXPECT_EQ(recorded.pictures.size(), 250u);
-  EXPECT_NEAR(recorded.pictureSeconds, 10, 1e-6);
-  EXPECT_LT(recorded.FurthestApart(), 0.011);
-  EXPECT_EQ(Count("rebases") + Count("repeats") + Count("drops"), 0);
-}
 
 TEST_F(TimeLine, ToleranceOfTheTimes) {
   for (const bool narrow : {false, true}) {
@@ -279,28 +267,6 @@ TEST_F(TimeLine, SoundInBlocksKeepsEverySample) {
     }
     EXPECT_NEAR(Stop().soundSeconds, late ? 3.64 : 4.0, 1e-6);
     EXPECT_EQ(Count("audio.silence") + Count("audio.cut"), 0);
-  }
-}
-
-// Ten pictures are lost; their sound comes with the next one, or alone.
-TEST_F(TimeLine, GapThatSoundFillsStays) {
-  for (const bool alone : {true, false}) {
-    Start();
-    for (int n = 0; n < 100; ++n) {
-      const bool lost = n >= 40 && n < 50;
-      if (lost && !alone) continue;
-      Put put;
-      put.picture = !lost;
-      put.sound = n == 50 && !alone ? 11 : 1;
-      ASSERT_EQ(Frame(n, 0, put), S_OK);
-    }
-    const Recorded recorded = Stop();
-    EXPECT_EQ(recorded.pictures.size(), 90u);
-    EXPECT_EQ(recorded.repeats, 10);
-    EXPECT_NEAR(recorded.pictureSeconds, 4.0, 1e-6);
-    EXPECT_LT(recorded.FurthestApart(), alone ? 1e-6 : 0.401) << "the block itself is long";
-    EXPECT_EQ(Count("audio.silence") + Count("audio.cut"), 0);
-    EXPECT_EQ(Count("repeats"), 10);
   }
 }
 
