@@ -4,11 +4,14 @@
 #include <cstring>
 
 #include "gst/pipeline.h"
+#include "support/fixtures.h"
 #include "support/media_probe.h"
 #include "support/peer_process.h"
 
 namespace xv::test {
 namespace {
+
+using XvwriterSink = WithFolder;
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -49,22 +52,15 @@ std::vector<std::uint8_t> Ramp(int first, int last) {
   return levels;
 }
 
-// Samples of 16 bits of a track, one channel of `channels`.
-std::vector<int> Samples(const ProbedStream& track, int channel, int channels) {
-  std::string bytes;
-  for (const ProbedPacket& packet : track.packets) bytes += packet.bytes;
-  std::vector<int> samples;
-  const auto step = static_cast<std::size_t>(channels) * 2;
-  for (std::size_t i = static_cast<std::size_t>(channel) * 2; i + 1 < bytes.size(); i += step) {
-    samples.push_back(static_cast<std::int16_t>(static_cast<std::uint8_t>(bytes[i]) |
-                                                static_cast<std::uint8_t>(bytes[i + 1]) << 8));
-  }
-  return samples;
+void StartSegment(GstHarness* feed, GstClockTime start = 0) {
+  GstSegment segment;
+  gst_segment_init(&segment, GST_FORMAT_TIME);
+  segment.start = start;
+  gst_harness_push_event(feed, gst_event_new_segment(&segment));
 }
 
-TEST(GstElement, RecordsBothAndTellsStatisticsAndTheEnd) {
-  TemporaryFolder folder;
-  SinkBench bench(To(folder / "a.mkv"));
+TEST_F(XvwriterSink, RecordsBothAndTellsStatisticsAndTheEnd) {
+  SinkBench bench(To(folder_ / "a.mkv"));
   GstHarness* video = bench.Feed("video", kPictures);
   GstHarness* sound = bench.Feed("audio_0", kSound + "2");
   PushBoth(video, sound, 0, 20);
@@ -77,24 +73,21 @@ TEST(GstElement, RecordsBothAndTellsStatisticsAndTheEnd) {
   ASSERT_FALSE(words.statistics.empty());
   EXPECT_THAT(words.statistics.back(), HasSubstr("final=(boolean)true, frames-in=(gint64)20"));
   EXPECT_EQ(gst_harness_push(video, GreyPicture(64, 48, 0, 20 * kFrame)), GST_FLOW_EOS);
-  const ProbedFile file = Probe(folder / "a.mkv");
+  const ProbedFile file = Probe(folder_ / "a.mkv");
   EXPECT_EQ(file.Pictures().lumaMeans, Ramp(0, 20));
   EXPECT_EQ(file.Sound().samples, 20 * 1920);
 }
 
 // A lost picture, a gap that is told, a picture that stands long, a late first stamp: each picture
 // is seen at its time.
-TEST(GstElement, RunningTimeBecomesFrameTime) {
+TEST_F(XvwriterSink, RunningTimeBecomesFrameTime) {
   for (const bool withSound : {false, true}) {
-    TemporaryFolder folder;
-    SinkBench bench(To(folder / "a.mkv"));
+    SinkBench bench(To(folder_ / "a.mkv"));
     GstHarness* video = bench.Feed("video", kPictures);
     GstHarness* sound = withSound ? bench.Feed("audio_0", kSound + "2") : nullptr;
-    GstSegment segment;  // running time is half a second behind the stamps
-    gst_segment_init(&segment, GST_FORMAT_TIME);
-    segment.start = 12 * kFrame;
-    gst_harness_push_event(video, gst_event_new_segment(&segment));
-    if (withSound) gst_harness_push_event(sound, gst_event_new_segment(&segment));
+    // Running time is half a second behind the stamps.
+    StartSegment(video, 12 * kFrame);
+    if (withSound) StartSegment(sound, 12 * kFrame);
     for (int n = 0; withSound && n < 35; ++n) {
       ASSERT_EQ(PushSound(sound, n, 2, 1000), GST_FLOW_OK);
     }
@@ -105,13 +98,12 @@ TEST(GstElement, RunningTimeBecomesFrameTime) {
     ASSERT_EQ(PushPicture(video, 22, Luma(22)), GST_FLOW_OK);
     ASSERT_EQ(PushPicture(video, 34, Luma(34)), GST_FLOW_OK);
     EXPECT_TRUE(bench.Finish().ended);
+    std::vector<int> shown = {12, 13, 13, 15, 16, 16, 16, 16, 16, 16};
+    shown.insert(shown.end(), 12, 22);
+    shown.push_back(34);
     std::vector<std::uint8_t> expected;
-    for (const int n : {12, 13, 13, 15, 16, 16, 16, 16, 16, 16}) {
-      expected.push_back(static_cast<std::uint8_t>(Luma(n)));
-    }
-    for (int n = 22; n < 34; ++n) expected.push_back(static_cast<std::uint8_t>(Luma(22)));
-    expected.push_back(static_cast<std::uint8_t>(Luma(34)));
-    const ProbedFile file = Probe(folder / "a.mkv");
+    for (const int n : shown) expected.push_back(static_cast<std::uint8_t>(Luma(n)));
+    const ProbedFile file = Probe(folder_ / "a.mkv");
     EXPECT_EQ(file.Pictures().lumaMeans, expected) << withSound;
     if (withSound) {
       EXPECT_EQ(file.Sound().samples, 23 * 1920);
@@ -120,9 +112,8 @@ TEST(GstElement, RunningTimeBecomesFrameTime) {
 }
 
 // Sound that starts late, sound with a hole, sound ahead of the first picture.
-TEST(GstElement, EachPadIsATrackAndItsHolesAreSilence) {
-  TemporaryFolder folder;
-  SinkBench bench(To(folder / "a.mkv"));
+TEST_F(XvwriterSink, EachPadIsATrackAndItsHolesAreSilence) {
+  SinkBench bench(To(folder_ / "a.mkv"));
   GstHarness* video = bench.Feed("video", kPictures);
   GstHarness* first = bench.Feed("audio_0", kSound + "2");
   GstHarness* second = bench.Feed("audio_1", kSound + "1");
@@ -139,11 +130,11 @@ TEST(GstElement, EachPadIsATrackAndItsHolesAreSilence) {
     }
   }
   EXPECT_TRUE(bench.Finish().ended);
-  const ProbedFile file = Probe(folder / "a.mkv");
+  const ProbedFile file = Probe(folder_ / "a.mkv");
   EXPECT_EQ(file.Pictures().lumaMeans, Ramp(2, 20));
   ASSERT_EQ(file.Count(AVMEDIA_TYPE_AUDIO), 2);
-  const std::vector<int> right = Samples(file.Sound(0), 1, 2);
-  const std::vector<int> mono = Samples(file.Sound(1), 0, 1);
+  const std::vector<int> right = file.Sound(0).SamplesOf(1);
+  const std::vector<int> mono = file.Sound(1).SamplesOf(0);
   ASSERT_EQ(right.size(), 18u * 1920);
   ASSERT_EQ(mono.size(), 18u * 1920);
   for (int n = 2; n < 20; ++n) {
@@ -153,9 +144,8 @@ TEST(GstElement, EachPadIsATrackAndItsHolesAreSilence) {
   }
 }
 
-TEST(GstElement, SoundAloneAndItsPadsGoTogether) {
-  TemporaryFolder folder;
-  SinkBench bench(To(folder / "a.mkv"));
+TEST_F(XvwriterSink, SoundAloneAndItsPadsGoTogether) {
+  SinkBench bench(To(folder_ / "a.mkv"));
   GstHarness* sound = bench.Feed("audio_%u", kSound + "30,channel-mask=(bitmask)0");
   GstHarness* other = gst_harness_new_with_element(bench.Element(), "audio_%u", nullptr);
   GstPad* pad = gst_element_get_static_pad(bench.Element(), "audio_1");
@@ -169,14 +159,14 @@ TEST(GstElement, SoundAloneAndItsPadsGoTogether) {
     ASSERT_EQ(PushSound(sound, n, 30, n), GST_FLOW_OK);
   }
   EXPECT_TRUE(bench.Finish().ended);
-  const ProbedFile file = Probe(folder / "a.mkv");
+  const ProbedFile file = Probe(folder_ / "a.mkv");
   EXPECT_EQ(file.Count(AVMEDIA_TYPE_VIDEO), 0);
   EXPECT_EQ(file.Sound().channels, 30);
   EXPECT_EQ(file.Sound().samples, 10 * 1920);
 }
 
 // Captions in the four forms that buffers have them in, and the time code of the first picture.
-TEST(GstElement, MetasBecomeFrameItems) {
+TEST_F(XvwriterSink, MetasBecomeFrameItems) {
   const std::vector<guint8> constructs = {0xFC, 0x94, 0x2C, 0xFD, 0x80, 0x80};
   struct Form {
     GstVideoCaptionType type;
@@ -195,8 +185,7 @@ TEST(GstElement, MetasBecomeFrameItems) {
        both},
   };
   for (const Form& form : forms) {
-    TemporaryFolder folder;
-    SinkBench bench("location=" + (folder / "a.mov") +
+    SinkBench bench("location=" + (folder_ / "a.mov") +
                     " attributes=\"video::codec=libx264 video::preset=ultrafast\"");
     GstHarness* video = bench.Feed("video", kPictures);
     for (int n = 0; n < 8; ++n) {
@@ -210,7 +199,7 @@ TEST(GstElement, MetasBecomeFrameItems) {
     const BusWords words = bench.Finish();
     ASSERT_FALSE(words.statistics.empty());
     EXPECT_THAT(words.statistics.back(), HasSubstr("captions-embedded=(gint64)8"));
-    const ProbedFile file = Probe(folder / "a.mov");
+    const ProbedFile file = Probe(folder_ / "a.mov");
     EXPECT_EQ(file.timecode, "10:11:12:13");
     ASSERT_EQ(file.Pictures().captions.size(), 8u);
     EXPECT_EQ(file.Pictures().captions[3].constructs, form.expected);
@@ -219,10 +208,9 @@ TEST(GstElement, MetasBecomeFrameItems) {
 
 // The picture's memory is the writer's for as long as it needs it; one that lies otherwise is
 // copied, and the buffer is free at once.
-TEST(GstElement, PicturesAreLentWhereTheyLieAsWanted) {
+TEST_F(XvwriterSink, PicturesAreLentWhereTheyLieAsWanted) {
   for (const int width : {64, 66}) {
-    TemporaryFolder folder;
-    SinkBench bench(To(folder / "a.mkv"));
+    SinkBench bench(To(folder_ / "a.mkv"));
     GstVideoInfo info;
     gst_video_info_set_format(&info, GST_VIDEO_FORMAT_I420, static_cast<guint>(width), 48);
     GstHarness* video =
@@ -237,25 +225,24 @@ TEST(GstElement, PicturesAreLentWhereTheyLieAsWanted) {
     EXPECT_TRUE(bench.Finish().ended);
     EXPECT_EQ(GST_MINI_OBJECT_REFCOUNT_VALUE(buffer), 1);
     gst_buffer_unref(buffer);
-    EXPECT_THAT(Probe(folder / "a.mkv").Pictures().lumaMeans, ElementsAre(99));
+    EXPECT_THAT(Probe(folder_ / "a.mkv").Pictures().lumaMeans, ElementsAre(99));
   }
 }
 
 // Colours of the caps are told, full range becomes video range, r210 the writer's words.
-TEST(GstElement, PicturesKeepTheirColours) {
-  TemporaryFolder folder;
-  SinkBench full(To(folder / "full.mkv"));
+TEST_F(XvwriterSink, PicturesKeepTheirColours) {
+  SinkBench full(To(folder_ / "full.mkv"));
   GstHarness* video = full.Feed("video", kPictures + ",colorimetry=1:3:5:1");
   for (const int luma : {0, 128, 255}) ASSERT_EQ(PushPicture(video, luma / 100, luma), GST_FLOW_OK);
   EXPECT_TRUE(full.Finish().ended);
-  const ProbedStream narrow = Probe(folder / "full.mkv").Pictures();
+  const ProbedStream narrow = Probe(folder_ / "full.mkv").Pictures();
   EXPECT_THAT(narrow.lumaMeans, ElementsAre(16, 126, 235));
   EXPECT_EQ(narrow.first.at(1).At(5, 5), 128);
   EXPECT_THAT(narrow.tags, testing::StartsWith("bt709/bt709/bt709"));
 
   std::vector<ProbedStream> recorded;
   for (const std::string format : {"BGRx", "r210"}) {
-    const std::string path = folder / (format + ".mov");
+    const std::string path = folder_ / (format + ".mov");
     EXPECT_TRUE(
         RunPipeline("videotestsrc num-buffers=2 ! video/x-raw,width=322,height=242,format=" +
                     format + " ! xvwritersink attributes=video::codec=png location=" + path)
@@ -271,33 +258,27 @@ TEST(GstElement, PicturesKeepTheirColours) {
 }
 
 // Codes of the first group as the file has them.
-TEST(GstElement, TenBitsOfFullRangeBecomeVideoRange) {
-  TemporaryFolder folder;
-  const std::string path = folder / "a.mov";
+TEST_F(XvwriterSink, TenBitsOfFullRangeBecomeVideoRange) {
+  const std::string path = folder_ / "a.mov";
   SinkBench bench("location=" + path + " attributes=video::codec=v210");
   GstHarness* video = bench.Feed("video",
                                  "video/x-raw,format=v210,width=48,height=2,framerate=25/1,"
                                  "colorimetry=1:3:5:1");
-  GstBuffer* picture = gst_buffer_new_allocate(nullptr, 256, nullptr);
+  GstBuffer* picture = Stamped(256, 0, kFrame);
   // U Y V, Y U Y: darkest and brightest codes, and those of grey.
   const guint32 words[2] = {1023U | 0U << 10 | 0U << 20, 1023U | 512U << 10 | 512U << 20};
   for (gsize at = 0; at < 256; at += 8) gst_buffer_fill(picture, at, words, 8);
-  GST_BUFFER_PTS(picture) = 0;
-  GST_BUFFER_DURATION(picture) = 40 * GST_MSECOND;
   EXPECT_EQ(gst_harness_push(video, picture), GST_FLOW_OK);
   EXPECT_TRUE(bench.Finish().ended);
-  const ProbedStream recorded = Probe(path).Pictures();
-  ASSERT_EQ(recorded.packets.size(), 1U);
   guint32 written[2];
-  std::memcpy(written, recorded.packets[0].bytes.data(), 8);
+  std::memcpy(written, Probe(path).Pictures().packets.at(0).bytes.data(), 8);
   EXPECT_EQ(written[0], 960U | 64U << 10 | 64U << 20);
   EXPECT_EQ(written[1], 940U | 512U << 10 | 502U << 20);
 }
 
 // Of the file by the program and by events, of the tracks by events; those that come late are not.
-TEST(GstElement, TagsBecomeMetadata) {
-  TemporaryFolder folder;
-  const std::string path = folder / "a.mkv";
+TEST_F(XvwriterSink, TagsBecomeMetadata) {
+  const std::string path = folder_ / "a.mkv";
   SinkBench bench(To(path));
   gst_tag_setter_add_tags(GST_TAG_SETTER(bench.Element()), GST_TAG_MERGE_REPLACE, GST_TAG_TITLE,
                           "It's \"on\"", GST_TAG_TRACK_NUMBER, 7U, nullptr);
@@ -331,7 +312,7 @@ TEST(GstElement, TagsBecomeMetadata) {
 }
 
 // By the caps, and picture by picture by the flags of the buffers.
-TEST(GstElement, FieldsKeepTheirOrder) {
+TEST_F(XvwriterSink, FieldsKeepTheirOrder) {
   const char* top = "interleaved,field-order=top-field-first";
   const char* bottom = "interleaved,field-order=bottom-field-first";
   const int flags = GST_VIDEO_BUFFER_FLAG_INTERLACED | GST_VIDEO_BUFFER_FLAG_TFF;
@@ -340,8 +321,7 @@ TEST(GstElement, FieldsKeepTheirOrder) {
       {"mixed", 0, false, false}, {"progressive", 0, false, false},
   };
   for (const auto& [mode, bufferFlags, interlaced, topFirst] : cases) {
-    TemporaryFolder folder;
-    SinkBench bench("location=" + (folder / "a.mpg") + " attributes=video::codec=mpeg2video");
+    SinkBench bench("location=" + (folder_ / "a.mpg") + " attributes=video::codec=mpeg2video");
     GstHarness* video = bench.Feed(
         "video",
         "video/x-raw,format=I420,width=64,height=48,framerate=25/1,interlace-mode=" + mode);
@@ -351,7 +331,7 @@ TEST(GstElement, FieldsKeepTheirOrder) {
       ASSERT_EQ(gst_harness_push(video, buffer), GST_FLOW_OK);
     }
     EXPECT_TRUE(bench.Finish().ended);
-    const ProbedStream pictures = Probe(folder / "a.mpg").Pictures();
+    const ProbedStream pictures = Probe(folder_ / "a.mpg").Pictures();
     EXPECT_EQ(pictures.interlaced, interlaced) << mode << bufferFlags;
     if (interlaced) {
       EXPECT_EQ(pictures.topFirst, topFirst) << mode << bufferFlags;
@@ -360,10 +340,9 @@ TEST(GstElement, FieldsKeepTheirOrder) {
 }
 
 // A pad that waits gives its thread back when it is released, in PAUSED too.
-TEST(GstElement, AWaitingPadCanBeReleased) {
-  TemporaryFolder folder;
+TEST_F(XvwriterSink, AWaitingPadCanBeReleased) {
   const GstPtr<GstElement> pipeline(gst_parse_launch(
-      ("videotestsrc name=v ! xvwritersink name=s " + To(folder / "a.mkv")).c_str(), nullptr));
+      ("videotestsrc name=v ! xvwritersink name=s " + To(folder_ / "a.mkv")).c_str(), nullptr));
   gst_element_set_state(pipeline.get(), GST_STATE_PAUSED);
   (void)gst_element_get_state(pipeline.get(), nullptr, nullptr, 10 * GST_SECOND);
   GstElement* sink = gst_bin_get_by_name(GST_BIN(pipeline.get()), "s");
@@ -374,9 +353,8 @@ TEST(GstElement, AWaitingPadCanBeReleased) {
   gst_object_unref(sink);
 }
 
-TEST(GstElement, PicturesMayChangeTheirCapsAndSoundMayNot) {
-  TemporaryFolder folder;
-  SinkBench bench(To(folder / "a.mkv"));
+TEST_F(XvwriterSink, PicturesMayChangeTheirCapsAndSoundMayNot) {
+  SinkBench bench(To(folder_ / "a.mkv"));
   GstHarness* video = bench.Feed("video", kPictures);
   GstHarness* sound = bench.Feed("audio_0", kSound + "2");
   PushBoth(video, sound, 0, 5);
@@ -394,15 +372,14 @@ TEST(GstElement, PicturesMayChangeTheirCapsAndSoundMayNot) {
   gst_object_unref(pad);
   EXPECT_THAT(bench.Words(5).error, HasSubstr("Sound must have one rate"));
   gst_element_set_state(bench.Element(), GST_STATE_NULL);  // the file is closed
-  const ProbedFile file = Probe(folder / "a.mkv");
+  const ProbedFile file = Probe(folder_ / "a.mkv");
   EXPECT_EQ(file.Pictures().width, 64);
   EXPECT_EQ(file.Pictures().lumaMeans, Ramp(0, 10));
 }
 
 // What came ahead of the flush stays, and what comes behind it follows at once.
-TEST(GstElement, AFlushingSeekGoesOnWithTheRecording) {
-  TemporaryFolder folder;
-  SinkBench bench(To(folder / "a.mkv"));
+TEST_F(XvwriterSink, AFlushingSeekGoesOnWithTheRecording) {
+  SinkBench bench(To(folder_ / "a.mkv"));
   GstHarness* video = bench.Feed("video", kPictures);
   GstHarness* sound = bench.Feed("audio_0", kSound + "2");
   PushBoth(video, sound, 0, 10);
@@ -411,58 +388,51 @@ TEST(GstElement, AFlushingSeekGoesOnWithTheRecording) {
   }
   for (GstHarness* feed : {video, sound}) {
     gst_harness_push_event(feed, gst_event_new_flush_stop(TRUE));
-    GstSegment segment;
-    gst_segment_init(&segment, GST_FORMAT_TIME);
-    gst_harness_push_event(feed, gst_event_new_segment(&segment));
+    StartSegment(feed);
   }
   PushBoth(video, sound, 0, 5);
   EXPECT_TRUE(bench.Finish().ended);
   std::vector<std::uint8_t> expected = Ramp(0, 10);
   for (const std::uint8_t level : Ramp(0, 5)) expected.push_back(level);
-  EXPECT_EQ(Probe(folder / "a.mkv").Pictures().lumaMeans, expected);
+  EXPECT_EQ(Probe(folder_ / "a.mkv").Pictures().lumaMeans, expected);
 }
 
-TEST(GstElement, StatesRestartWithAnotherLocation) {
-  TemporaryFolder folder;
-  SinkBench bench(To(folder / "first.mkv"));
+TEST_F(XvwriterSink, StatesRestartWithAnotherLocation) {
+  SinkBench bench(To(folder_ / "first.mkv"));
   GstHarness* video = bench.Feed("video", kPictures);
   PushBoth(video, nullptr, 0, 5);
   gst_element_set_state(bench.Element(), GST_STATE_READY);  // without EOS
-  EXPECT_EQ(Probe(folder / "first.mkv").Pictures().lumaMeans, Ramp(0, 5));
+  EXPECT_EQ(Probe(folder_ / "first.mkv").Pictures().lumaMeans, Ramp(0, 5));
 
-  g_object_set(bench.Element(), "location", (folder / "second.mkv").c_str(), nullptr);
+  g_object_set(bench.Element(), "location", (folder_ / "second.mkv").c_str(), nullptr);
   gst_element_set_state(bench.Element(), GST_STATE_PLAYING);
   gst_harness_push_event(video, gst_event_new_stream_start("again"));
   gst_harness_set_src_caps_str(video, kPictures.c_str());
-  GstSegment segment;
-  gst_segment_init(&segment, GST_FORMAT_TIME);
-  gst_harness_push_event(video, gst_event_new_segment(&segment));
+  StartSegment(video);
   PushBoth(video, nullptr, 3, 9);
   EXPECT_TRUE(bench.Finish().ended);
-  EXPECT_EQ(Probe(folder / "second.mkv").Pictures().lumaMeans, Ramp(3, 9));
-  EXPECT_EQ(Probe(folder / "first.mkv").Pictures().lumaMeans, Ramp(0, 5));
+  EXPECT_EQ(Probe(folder_ / "second.mkv").Pictures().lumaMeans, Ramp(3, 9));
+  EXPECT_EQ(Probe(folder_ / "first.mkv").Pictures().lumaMeans, Ramp(0, 5));
 }
 
 // Data of a pipeline that never plays is not recorded, and an older file stays.
-TEST(GstElement, PausedWritesNothing) {
-  TemporaryFolder folder;
-  const std::string path = folder.Write("a.mkv", "old");
+TEST_F(XvwriterSink, PausedWritesNothing) {
+  const std::string path = folder_.Write("a.mkv", "old");
   const GstPtr<GstElement> pipeline(
       gst_parse_launch(("videotestsrc ! xvwritersink " + To(path)).c_str(), nullptr));
   gst_element_set_state(pipeline.get(), GST_STATE_PAUSED);
   EXPECT_EQ(gst_element_get_state(pipeline.get(), nullptr, nullptr, 10 * GST_SECOND),
             GST_STATE_CHANGE_SUCCESS);
   gst_element_set_state(pipeline.get(), GST_STATE_NULL);
-  EXPECT_EQ(folder.Read("a.mkv"), "old");
+  EXPECT_EQ(folder_.Read("a.mkv"), "old");
 }
 
-TEST(GstElement, FailuresSayWhatAndWhy) {
-  TemporaryFolder folder;
+TEST_F(XvwriterSink, FailuresSayWhatAndWhy) {
   SinkBench nowhere("");
   EXPECT_EQ(gst_element_set_state(nowhere.Element(), GST_STATE_PAUSED), GST_STATE_CHANGE_FAILURE);
   EXPECT_THAT(nowhere.Words().error, HasSubstr("no location"));
 
-  SinkBench lost(To(folder / "missing/\"x\"/a.mkv"));
+  SinkBench lost(To(folder_ / "missing/\"x\"/a.mkv"));
   GstHarness* video = lost.Feed("video", kPictures);
   (void)PushPicture(video, 0, 1);
   EXPECT_EQ(PushPicture(video, 1, 1), GST_FLOW_ERROR);
@@ -470,7 +440,7 @@ TEST(GstElement, FailuresSayWhatAndWhy) {
   EXPECT_GE(words.status, 0x80000000U);
   EXPECT_THAT(words.error, HasSubstr("a.mkv"));
 
-  SinkBench odd(To(folder / "a.mkv"));
+  SinkBench odd(To(folder_ / "a.mkv"));
   GstPadTemplate* one =
       gst_element_class_get_pad_template(GST_ELEMENT_GET_CLASS(odd.Element()), "video");
   GstPad* pad = gst_element_request_pad(odd.Element(), one, nullptr, nullptr);
@@ -488,10 +458,10 @@ TEST(GstElement, FailuresSayWhatAndWhy) {
   gst_object_unref(pad);
 
   const BusWords unknown = RunPipeline("videotestsrc num-buffers=3 ! xvwritersink format=nothing " +
-                                       To(folder / "b.mkv"));
+                                       To(folder_ / "b.mkv"));
   EXPECT_EQ(unknown.status, static_cast<guint>(XV_E_NOT_FOUND));
   const BusWords unused = RunPipeline(
-      "videotestsrc num-buffers=3 ! xvwritersink video-crf=20 location=" + (folder / "b.mkv") +
+      "videotestsrc num-buffers=3 ! xvwritersink video-crf=20 location=" + (folder_ / "b.mkv") +
       " attributes=\"video::codec=mpeg4 vidoe::b=1M\"");
   EXPECT_TRUE(unused.ended);
   EXPECT_THAT(unused.warnings, testing::Contains(HasSubstr("vidoe::b")));
@@ -499,25 +469,23 @@ TEST(GstElement, FailuresSayWhatAndWhy) {
 }
 
 // A live source without data does not hold the others up.
-TEST(GstElement, LiveSourcesAreNotWaitedForForEver) {
-  TemporaryFolder folder;
+TEST_F(XvwriterSink, LiveSourcesAreNotWaitedForForEver) {
   const BusWords words = RunPipeline(
       "videotestsrc is-live=true num-buffers=60 ! video/x-raw,width=64,height=48,framerate=30/1 ! "
       "s.video audiotestsrc is-live=true num-buffers=10 ! audio/x-raw,channels=2 ! valve "
       "drop=true drop-mode=forward-sticky-events ! s.audio_0 xvwritersink name=s "
       "max-wait=100000000 " +
-      To(folder / "a.mkv"));
+      To(folder_ / "a.mkv"));
   EXPECT_TRUE(words.ended) << words.error;
-  EXPECT_EQ(Probe(folder / "a.mkv").Pictures().frames, 60);
+  EXPECT_EQ(Probe(folder_ / "a.mkv").Pictures().frames, 60);
 }
 
 // Pictures that the writer drops are told to the bus.
-TEST(GstElement, DropsAreToldAsQuality) {
-  TemporaryFolder folder;
+TEST_F(XvwriterSink, DropsAreToldAsQuality) {
   const BusWords words = RunPipeline(
       "videotestsrc num-buffers=60 pattern=snow ! video/x-raw,width=320,height=240 ! xvwritersink "
       "location=" +
-      (folder / "a.mkv") +
+      (folder_ / "a.mkv") +
       " attributes=\"video::codec=libx264 video::preset=slow video.drop_frames=true "
       "video.buffers=1\"");
   EXPECT_TRUE(words.ended) << words.error;
