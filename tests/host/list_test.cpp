@@ -5,12 +5,16 @@
 #include <filesystem>
 #include <fstream>
 
+#include "support/fixtures.h"
 #include "support/peer_process.h"
 #include "support/temporary_folder.h"
 
 // The served list as hosts read it: with our header, and with any reader of XML.
 namespace xv::test {
 namespace {
+
+using ServedXml = WithFolder;
+using ServedList = WithFolder;
 
 using testing::AllOf;
 using testing::Contains;
@@ -39,32 +43,31 @@ void ExpectNoColons(const std::string& xml) {
   }
 }
 
-TEST(ServedXml, IsWellFormedForAnyReader) {
-  TemporaryFolder folder;
-  EXPECT_EQ(Complaints(folder, "<a><0/></a>").empty(), false) << "the reader that is asked";
-  const std::string builtIn = WriterWithList(folder / "none.xml").Get("supported_list");
+TEST_F(ServedXml, IsWellFormedForAnyReader) {
+  EXPECT_EQ(Complaints(folder_, "<a><0/></a>").empty(), false) << "the reader that is asked";
+  const std::string builtIn = WriterWithList(folder_ / "none.xml").Get("supported_list");
   EXPECT_THAT(builtIn, HasSubstr("<_x0030_>"));
-  EXPECT_EQ(Complaints(folder, builtIn), "");
+  EXPECT_EQ(Complaints(folder_, builtIn), "");
   ExpectNoColons(builtIn);
 
-  host::Writer full = WriterWithList(folder / "none.xml");
+  host::Writer full = WriterWithList(folder_ / "none.xml");
   ASSERT_EQ(full.Merge("", "config.full=true config.update=true"), S_OK);
   const std::string everything = full.Get("supported_list");
-  std::filesystem::remove(folder / "none.xml");  // which is where it was saved
+  std::filesystem::remove(folder_ / "none.xml");  // which is where it was saved
   EXPECT_GT(everything.size(), builtIn.size());
-  EXPECT_EQ(Complaints(folder, everything), "");
+  EXPECT_EQ(Complaints(folder_, everything), "");
 
   // A user's list in the old form, with what no XML may hold.
-  folder.Write("mine.xml",
-               "<supported_list><formats><format id='mp4' name='R&D <1> \"x\"' 1/2=a n:s=b>"
-               "<attributes_info><0>None</0><-1 values='&lt;'>A</-1><n:s/></attributes_info>"
-               "<video><codec id='mpeg4'/></video></format></formats></supported_list>");
-  const host::Writer user = WriterWithList(folder / "mine.xml");
+  folder_.Write("mine.xml",
+                "<supported_list><formats><format id='mp4' name='R&D <1> \"x\"' 1/2=a n:s=b>"
+                "<attributes_info><0>None</0><-1 values='&lt;'>A</-1><n:s/></attributes_info>"
+                "<video><codec id='mpeg4'/></video></format></formats></supported_list>");
+  const host::Writer user = WriterWithList(folder_ / "mine.xml");
   const std::string mine = user.Get("supported_list");
-  EXPECT_EQ(Complaints(folder, mine), "");
+  EXPECT_EQ(Complaints(folder_, mine), "");
   // What is served may be the user's list itself.
-  folder.Write("served.xml", mine);
-  EXPECT_EQ(WriterWithList(folder / "served.xml").Get("supported_list"), mine);
+  folder_.Write("served.xml", mine);
+  EXPECT_EQ(WriterWithList(folder_ / "served.xml").Get("supported_list"), mine);
   const host::ServedList list(user);
   const auto format = list.At("formats::format[0]");
   ASSERT_TRUE(format);
@@ -73,9 +76,8 @@ TEST(ServedXml, IsWellFormedForAnyReader) {
   EXPECT_EQ(entry.Text("1/2"), "a");
 }
 
-TEST(ServedList, WalksFormatsCodecsAndOptions) {
-  const TemporaryFolder folder;
-  const host::Writer writer = WriterWithList(folder / "none.xml");
+TEST_F(ServedList, WalksFormatsCodecsAndOptions) {
+  const host::Writer writer = WriterWithList(folder_ / "none.xml");
   const host::ServedList list(writer);
   const auto formats = list.Entries("formats::format");
   ASSERT_GT(formats.size(), 10u);
@@ -103,21 +105,20 @@ TEST(ServedList, WalksFormatsCodecsAndOptions) {
                                       Field(&ListOption::description, Not(IsEmpty())))));
 }
 
-TEST(ServedList, NearerOptionsHideAndInheritEndsTheWalk) {
-  TemporaryFolder folder;
-  folder.Write("mine.xml",
-               "<supported_list><formats><format id='mp4' name='f'><video>"
-               "<codec id='mpeg4' name='one' b='1M'><attributes_info><b default='1M'/>"
-               "</attributes_info></codec>"
-               "<codec id='mpeg4' name='two'><attributes_info inherit='false'><x default='1'/>"
-               "</attributes_info></codec>"
-               "<codec id='mpeg2video' name='three' inherit='mpeg4' note=\"it's \"/></video>"
-               "</format></formats>"
-               "<video_codecs><attributes_info><b default='9M'/><all/></attributes_info>"
-               "<codec id='mpeg4'><attributes_info><B default='5M'/>"
-               "<mine type='int' select_from='m'><m values='1, 2'/></mine></attributes_info>"
-               "</codec></video_codecs></supported_list>");
-  const host::Writer writer = WriterWithList(folder / "mine.xml");
+TEST_F(ServedList, NearerOptionsHideAndInheritEndsTheWalk) {
+  folder_.Write("mine.xml",
+                "<supported_list><formats><format id='mp4' name='f'><video>"
+                "<codec id='mpeg4' name='one' b='1M'><attributes_info><b default='1M'/>"
+                "</attributes_info></codec>"
+                "<codec id='mpeg4' name='two'><attributes_info inherit='false'><x default='1'/>"
+                "</attributes_info></codec>"
+                "<codec id='mpeg2video' name='three' inherit='mpeg4' note=\"it's \"/></video>"
+                "</format></formats>"
+                "<video_codecs><attributes_info><b default='9M'/><all/></attributes_info>"
+                "<codec id='mpeg4'><attributes_info><B default='5M'/>"
+                "<mine type='int' select_from='m'><m values='1, 2'/></mine></attributes_info>"
+                "</codec></video_codecs></supported_list>");
+  const host::Writer writer = WriterWithList(folder_ / "mine.xml");
   // By path, ahead of any other look at the list.
   const auto props = host::QueryAs<IXvProps>(writer.object());
   const auto shownDefault = [&](const char16_t* attribute) -> std::string {
@@ -151,7 +152,7 @@ TEST(ServedList, NearerOptionsHideAndInheritEndsTheWalk) {
   EXPECT_EQ(host::PresetText(writer, "mp4", "four"), std::nullopt);
 }
 
-TEST(ServedList, OfAWriterThatWasMovedFromIsEmpty) {
+TEST_F(ServedList, OfAWriterThatWasMovedFromIsEmpty) {
   host::Writer writer;
   const host::Writer other = std::move(writer);
   const host::ServedList list(writer);  // NOLINT(bugprone-use-after-move)
