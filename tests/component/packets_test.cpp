@@ -53,20 +53,15 @@ class PassedPackets : public testing::Test {
 
   static std::int64_t Units(std::int64_t pts) { return pts * 1000 / 9; }
 
-  HRESULT Put(host::Writer& writer, std::size_t i, const host::EncodedData& data) const {
-    const auto frame = Frame(i);
+  HRESULT Put(std::size_t i, const host::EncodedData& data,
+              const std::vector<std::int16_t>& sound = {}) {
+    const auto frame = Frame(i, sound);
     const HRESULT added = AddPacket(frame, stream_, data);
-    return Failed(added) ? added : writer.Put(frame);
-  }
-  HRESULT PutAll(host::Writer& writer, std::size_t first) const {
-    for (std::size_t i = first; i < source_.packets.size(); ++i) {
-      const HRESULT put = Put(writer, i, Data(i));
-      if (put != S_OK) return put;
-    }
-    return S_OK;
+    return Failed(added) ? added : writer_.Put(frame);
   }
 
   TemporaryFolder folder_;
+  host::Writer writer_;
   ProbedStream source_;
   const std::shared_ptr<host::PacketStream> stream_ =
       std::make_shared<host::PacketStream>(eXfMT_Video, "h264");
@@ -74,10 +69,9 @@ class PassedPackets : public testing::Test {
 
 TEST_F(PassedPackets, GoIntoOtherContainersUntouched) {
   for (const char* name : {"a.ts", "a.mp4", "a.mkv"}) {
-    host::Writer writer;
-    ASSERT_EQ(writer.Start(folder_ / name, "video::codec=Packets"), S_OK);
-    ASSERT_EQ(PutAll(writer, 0), S_OK) << writer.LastError();
-    ASSERT_EQ(writer.Stop(), S_OK) << writer.LastError();
+    ASSERT_EQ(writer_.Start(folder_ / name, "video::codec=Packets"), S_OK);
+    for (std::size_t i = 0; i < kCount; ++i) ASSERT_EQ(Put(i, Data(i)), S_OK);
+    ASSERT_EQ(writer_.Stop(), S_OK) << writer_.LastError();
     const ProbedStream pictures = Probe(folder_ / name).Pictures();
     EXPECT_EQ(pictures.errors, 0);
     EXPECT_EQ(pictures.lumaMeans, source_.lumaMeans) << name;
@@ -93,17 +87,14 @@ TEST_F(PassedPackets, GoIntoOtherContainersUntouched) {
 }
 
 TEST_F(PassedPackets, BeginAtAKeyWithTheirSoundAtZero) {
-  host::Writer writer;
   const std::vector<std::int16_t> sound(1920, 1000);
-  ASSERT_EQ(writer.Start(folder_ / "a.mkv", "video::codec=packets audio::codec=pcm_s16le"), S_OK);
+  ASSERT_EQ(writer_.Start(folder_ / "a.mkv", "video::codec=packets audio::codec=pcm_s16le"), S_OK);
   const std::size_t key = source_.keys.find('K', 1);
   for (std::size_t i = 5; i < source_.packets.size(); ++i) {
-    const auto frame = Frame(i, sound);
-    ASSERT_EQ(AddPacket(frame, stream_, Data(i)), S_OK);
-    EXPECT_EQ(writer.Put(frame), S_OK);
+    EXPECT_EQ(Put(i, Data(i), sound), S_OK);
   }
-  ASSERT_EQ(writer.Stop(), S_OK) << writer.LastError();
-  EXPECT_EQ(writer.Stats().drops, static_cast<std::int64_t>(key) - 5);
+  ASSERT_EQ(writer_.Stop(), S_OK) << writer_.LastError();
+  EXPECT_EQ(writer_.Stats().drops, static_cast<std::int64_t>(key) - 5);
   const ProbedFile file = Probe(folder_ / "a.mkv");
   EXPECT_EQ(file.Pictures().packets.size(), source_.packets.size() - key);
   EXPECT_EQ(file.Pictures().keys.front(), 'K');
@@ -112,48 +103,46 @@ TEST_F(PassedPackets, BeginAtAKeyWithTheirSoundAtZero) {
 }
 
 TEST_F(PassedPackets, OddOnesHaveTheirResults) {
-  host::Writer writer;
-  ASSERT_EQ(writer.Start(folder_ / "a.mkv", "video::codec=packets"), S_OK);
-  EXPECT_EQ(Put(writer, 0, Data(0)), S_OK);
+  ASSERT_EQ(writer_.Start(folder_ / "a.mkv", "video::codec=packets"), S_OK);
+  EXPECT_EQ(Put(0, Data(0)), S_OK);
   host::EncodedData bare = Data(1);
   bare.pts = kNoTime;
-  EXPECT_EQ(Put(writer, 1, bare), S_OK);
+  EXPECT_EQ(Put(1, bare), S_OK);
   host::EncodedData empty = Data(2);
   empty.bytes = 0;
-  EXPECT_EQ(Put(writer, 2, empty), E_INVALIDARG);
+  EXPECT_EQ(Put(2, empty), E_INVALIDARG);
   const auto other = Frame(2);
   ASSERT_EQ(
       AddPacket(other, std::make_shared<host::PacketStream>(eXfMT_Video, "mpeg2video"), Data(2)),
       S_OK);
-  EXPECT_EQ(writer.Put(other), XV_E_NOT_SUPPORTED);
-  EXPECT_THAT(writer.LastError(), HasSubstr("mpeg2video in a stream of h264"));
-  EXPECT_EQ(writer.Put(Frame(2)), XV_E_NO_VALID_MEDIA) << "a frame without anything";
+  EXPECT_EQ(writer_.Put(other), XV_E_NOT_SUPPORTED);
+  EXPECT_THAT(writer_.LastError(), HasSubstr("mpeg2video in a stream of h264"));
+  EXPECT_EQ(writer_.Put(Frame(2)), XV_E_NO_VALID_MEDIA) << "a frame without anything";
   // Its decoding stamp lies at the first one.
   host::EncodedData late = Data(0);
   late.dts = late.pts;
   host::EncodedData known = Data(4);
   known.dts = known.pts;
-  EXPECT_EQ(Put(writer, 4, known), S_OK);
-  EXPECT_EQ(Put(writer, 0, late), S_OK);
-  EXPECT_EQ(writer.Stats().drops, 1);
-  EXPECT_EQ(writer.Stats().ptsErrors, 1);
-  EXPECT_EQ(writer.Stats().streams.at(0).packets, 3);
-  EXPECT_NE(writer.Stop(), E_UNEXPECTED);
+  EXPECT_EQ(Put(4, known), S_OK);
+  EXPECT_EQ(Put(0, late), S_OK);
+  EXPECT_EQ(writer_.Stats().drops, 1);
+  EXPECT_EQ(writer_.Stats().ptsErrors, 1);
+  EXPECT_EQ(writer_.Stats().streams.at(0).packets, 3);
+  EXPECT_NE(writer_.Stop(), E_UNEXPECTED);
   EXPECT_EQ(Probe(folder_ / "a.mkv").Pictures().packets.size(), 3u);
 }
 
 TEST_F(PassedPackets, ElsewhereTheFramesPictureCounts) {
   for (const char* attributes : {"", "xfcodecs=true"}) {
-    host::Writer writer;
-    ASSERT_EQ(writer.Start(folder_ / "a.mp4", attributes), S_OK);
-    EXPECT_EQ(Put(writer, 0, Data(0)), XV_E_NO_VALID_MEDIA);
-    EXPECT_THAT(writer.LastError(), HasSubstr("video::codec=packets"));
+    ASSERT_EQ(writer_.Start(folder_ / "a.mp4", attributes), S_OK);
+    EXPECT_EQ(Put(0, Data(0)), XV_E_NO_VALID_MEDIA);
+    EXPECT_THAT(writer_.LastError(), HasSubstr("video::codec=packets"));
     for (int i = 0; i < 5; ++i) {
       const auto frame = MakeFrame(kPlain, i);
       ASSERT_EQ(AddPacket(frame, stream_, Data(0)), S_OK);
-      EXPECT_EQ(writer.Put(frame), S_OK);
+      EXPECT_EQ(writer_.Put(frame), S_OK);
     }
-    EXPECT_EQ(writer.Stop(), S_OK);
+    EXPECT_EQ(writer_.Stop(), S_OK);
     EXPECT_EQ(Probe(folder_ / "a.mp4").Pictures().frames, 5);
   }
   EXPECT_EQ(AddPacket(Frame(0), nullptr, Data(0)), E_POINTER);

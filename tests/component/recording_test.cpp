@@ -1,15 +1,18 @@
 #include <gmock/gmock.h>
 
 #include "component/component_setup.h"
+#include "support/fixtures.h"
 #include "support/media_probe.h"
 
 // Recordings through the components of this library, read back.
 namespace xv::test {
 namespace {
 
+using ComponentRecording = WithWriter;
+
 using testing::HasSubstr;
 
-TEST(ComponentRecording, PicturesAndTracksInManyContainers) {
+TEST_F(ComponentRecording, PicturesAndTracksInManyContainers) {
   for (const auto& [name, attributes, video, audio] :
        {std::tuple{"a.mp4", "", "h264", "aac"},
         {"a.mkv", "video::codec=mpeg4 audio::codec=ac3", "mpeg4", "ac3"},
@@ -43,61 +46,54 @@ TEST(ComponentRecording, PicturesAndTracksInManyContainers) {
   }
 }
 
-TEST(ComponentRecording, ProfilesOfTheBroadcastFormats) {
+TEST_F(ComponentRecording, ProfilesOfTheBroadcastFormats) {
   for (const auto& [attributes, sync, at] : {std::tuple{"muxer_profile=TS", 'G', 0},
                                              {"", 'G', 0},
                                              {"muxer_profile=DVB", 'G', 0},
                                              {"muxer_profile=BD", 'G', 4},
                                              {"muxer_profile=PS", '\0', 0},
                                              {"muxer_profile=DVD", '\0', 0}}) {
-    TemporaryFolder folder;
-    std::string noted;
     const std::string text = std::string(
                                  "format=mpeg_nablet vbr_multiplex=true low_delay=true "
                                  "initial_delay_msec=300 muxrate=20M video::b=2M ") +
                              attributes;
-    ASSERT_EQ(Record(folder / "a.mpg", text, {.interlace = eXvI_TopFirst}, 10, &noted), S_OK)
-        << noted;
-    EXPECT_EQ(folder.Read("a.mpg").at(static_cast<std::size_t>(at)), sync) << attributes;
-    EXPECT_LT(folder.Read("a.mpg").size(), 500'000u) << "is not filled up to the rate";
-    const ProbedFile file = Probe(folder / "a.mpg");
+    ASSERT_EQ(Record(writer_, folder_ / "a.mpg", text, {.interlace = eXvI_TopFirst}, 10), S_OK)
+        << writer_.LastError();
+    EXPECT_EQ(folder_.Read("a.mpg").at(static_cast<std::size_t>(at)), sync) << attributes;
+    EXPECT_LT(folder_.Read("a.mpg").size(), 500'000u) << "is not filled up to the rate";
+    const ProbedFile file = Probe(folder_ / "a.mpg");
     EXPECT_EQ(file.Pictures().codec, "mpeg2video");
     EXPECT_EQ(file.Sound().codec, "mp2");
     EXPECT_EQ(file.Pictures().frames, 10) << attributes;
   }
-  std::string noted;
-  TemporaryFolder folder;
-  EXPECT_EQ(Record(folder / "a.mpg", "format=MPEG_NABLET muxer_profile=XYZ", kPlain, 1, &noted),
+  EXPECT_EQ(Record(writer_, folder_ / "a.mpg", "format=MPEG_NABLET muxer_profile=XYZ", kPlain, 1),
             XV_E_NOT_SUPPORTED);
-  EXPECT_THAT(noted, HasSubstr("no such muxer_profile: XYZ"));
+  EXPECT_THAT(writer_.LastError(), HasSubstr("no such muxer_profile: XYZ"));
 }
 
-TEST(ComponentRecording, WhatCannotBeIsRefusedInWords) {
+TEST_F(ComponentRecording, WhatCannotBeIsRefusedInWords) {
   for (const auto& [attributes, words] :
        {std::pair("video::codec=libx246", "did you mean libx264"),
         {"audio::codec=aca", "there is no encoder aca"},
         {"format=nonsense", "nonsense"},
         {"video::codec=null audio::codec=null", "neither pictures nor sound"}}) {
-    TemporaryFolder folder;
-    std::string noted;
     EXPECT_EQ(
-        Record(folder / "a.mp4", std::string("xfcodecs=true ") + attributes, kPlain, 1, &noted),
+        Record(writer_, folder_ / "a.mp4", std::string("xfcodecs=true ") + attributes, kPlain, 1),
         XV_E_NOT_SUPPORTED);
-    EXPECT_THAT(noted, HasSubstr(words));
+    EXPECT_THAT(writer_.LastError(), HasSubstr(words));
   }
-  std::string noted;
-  EXPECT_EQ(Record("/nonexistent/a.mp4", "xfcodecs=true", kPlain, 5, &noted), XV_E_FILE_NOT_FOUND);
-  EXPECT_THAT(noted, HasSubstr("/nonexistent/a.mp4"));
+  EXPECT_EQ(Record(writer_, "/nonexistent/a.mp4", "xfcodecs=true", kPlain, 5), XV_E_FILE_NOT_FOUND);
+  EXPECT_THAT(writer_.LastError(), HasSubstr("/nonexistent/a.mp4"));
 }
 
-TEST(ComponentRecording, TagsAreThoseThatWereAskedFor) {
+TEST_F(ComponentRecording, TagsAreThoseThatWereAskedFor) {
   const std::string text = "xfcodecs=true audio::codec=mp2 video::codec=mpeg4 ";
   EXPECT_EQ(RecordAndProbe("a.avi", text + "video::tag=DIVX", kPlain).Pictures().tag,
             FourCC("DIVX"));
   EXPECT_EQ(RecordAndProbe("a.avi", text, kPlain).Pictures().tag, FourCC("FMP4"));
 }
 
-TEST(ComponentRecording, SoundAloneAndPicturesAlone) {
+TEST_F(ComponentRecording, SoundAloneAndPicturesAlone) {
   const ProbedFile silent = RecordAndProbe("a.mp4", "xfcodecs=true audio::codec=null", kPlain);
   EXPECT_EQ(silent.Count(AVMEDIA_TYPE_AUDIO), 0);
   EXPECT_EQ(silent.Pictures().frames, 10);
@@ -106,24 +102,22 @@ TEST(ComponentRecording, SoundAloneAndPicturesAlone) {
   EXPECT_EQ(sound.Sound().samples, 19200);
 }
 
-TEST(ComponentRecording, TheSwitchOfTheWriterAndOptionsOfTheOtherPath) {
-  TemporaryFolder folder;
-  host::Writer writer;
-  ASSERT_EQ(writer.Set("xfcodecs.enabled", "true"), S_OK);
+TEST_F(ComponentRecording, TheSwitchOfTheWriterAndOptionsOfTheOtherPath) {
+  ASSERT_EQ(writer_.Set("xfcodecs.enabled", "true"), S_OK);
   const Traced trace;
-  ASSERT_EQ(Record(writer, folder / "a.mp4",
+  ASSERT_EQ(Record(writer_, folder_ / "a.mp4",
                    "play_while_rec=true vidoe::b=2M pes_payload_size=9 audio.1::b=64k "
                    "split_channels=1 metadata::title=Told",
                    kPlain, 5),
             S_OK);
-  EXPECT_THAT(writer.Stats().unusedOptions,
+  EXPECT_THAT(writer_.Stats().unusedOptions,
               testing::ElementsAre("vidoe::b (did you mean video::b?)",
                                    "play_while_rec (not on the component path)"));
-  EXPECT_EQ(writer.Stats().framesIn, 5);
-  EXPECT_EQ(writer.Stats().streams.at(0).packets, 5);
-  EXPECT_GT(writer.Stats().encodeP99.count(), 0);
-  EXPECT_GT(writer.Stats().writeP99.count(), 0);
-  EXPECT_EQ(Probe(folder / "a.mp4").title, "Told");
+  EXPECT_EQ(writer_.Stats().framesIn, 5);
+  EXPECT_EQ(writer_.Stats().streams.at(0).packets, 5);
+  EXPECT_GT(writer_.Stats().encodeP99.count(), 0);
+  EXPECT_GT(writer_.Stats().writeP99.count(), 0);
+  EXPECT_EQ(Probe(folder_ / "a.mp4").title, "Told");
   EXPECT_THAT(trace.With("640("), HasSubstr("640(0)x360(UYVY)@25.000p"));
   EXPECT_THAT(trace.With("track='1'"), HasSubstr("Configure track='1' = 0x00000000"));
   EXPECT_THAT(trace.With("PutPacket Stm:0"), HasSubstr("[Video tag:h264"));
@@ -161,14 +155,12 @@ TEST(ComponentEncoder, PacketsTellTheirStampsTheirStreamAndTheirBytes) {
 }
 
 // MPEG-2 runs at a constant rate here: what flat pictures do not need is filled up.
-TEST(ComponentRecording, Mpeg2KeepsItsRate) {
-  TemporaryFolder folder;
-  host::Writer writer;
+TEST_F(ComponentRecording, Mpeg2KeepsItsRate) {
   for (const auto& [path, least, most] :
        {std::tuple{"xfcodecs=true", 300'000, 500'000}, {"xfcodecs=false", 0, 100'000}}) {
     const std::string text = std::string(path) + " video::b=3M video::codec=mpeg2video";
-    ASSERT_EQ(Record(writer, folder / "a.ts", text, kPlain, 25), S_OK);
-    const std::int64_t bytes = writer.Stats().streams.at(0).bytes;
+    ASSERT_EQ(Record(writer_, folder_ / "a.ts", text, kPlain, 25), S_OK);
+    const std::int64_t bytes = writer_.Stats().streams.at(0).bytes;
     EXPECT_TRUE(bytes >= least && bytes <= most) << path << " " << bytes;
   }
 }
