@@ -11,19 +11,9 @@ namespace {
 
 using XMLParse::XMLNodePtr;
 
-// Formats of the list that are not walked, each with its reason.
-struct Excluded {
-  const char* id;
-  const char* reason;
-};
-constexpr Excluded kExcluded[] = {
-    {"", "names no container: the target's name decides"},
-    {"mpeg_nablet_udp", "a stream, whose receiver tests stand with the clients"},
-};
-
+// One names no container, the other is a stream, whose receiver tests stand with the clients.
 bool IsWalked(const XMLParse::CoXMLNode& format) {
-  return std::none_of(std::begin(kExcluded), std::end(kExcluded),
-                      [&](const Excluded& excluded) { return format.Text("id") == excluded.id; });
+  return !format.Text("id").empty() && format.Text("id") != "mpeg_nablet_udp";
 }
 
 std::vector<XMLNodePtr> CodecsOf(const XMLParse::CoXMLNode& format, const char* kind) {
@@ -86,6 +76,12 @@ std::vector<XMLNodePtr> OrNothing(const std::vector<XMLNodePtr>& codecs) {
 
 std::string NameOf(const XMLNodePtr& codec) { return codec ? codec->Text("name") : std::string(); }
 std::string IdOf(const XMLNodePtr& codec) { return codec ? codec->Text("id") : std::string(); }
+
+std::string FileNameOf(const XMLNodePtr& format, const XMLNodePtr& video) {
+  const std::string extensions = format->Text("extensions");
+  if (IdOf(format) != "image2") return "out." + extensions.substr(0, extensions.find(','));
+  return "out%03d." + (IdOf(video) == "mjpeg" ? "jpg" : IdOf(video));
+}
 
 bool Writes(const XMLNodePtr& codec) {
   return codec && codec->Text("id") != "null" && codec->Text("id") != "wav_file";

@@ -14,8 +14,6 @@ struct ListedFormat {
   XMLParse::XMLNodePtr node;
   std::vector<XMLParse::XMLNodePtr> videos;
   std::vector<XMLParse::XMLNodePtr> audios;
-
-  std::string Name() const { return node->Text("name"); }
 };
 
 struct Cell {
@@ -37,6 +35,8 @@ std::vector<XMLParse::XMLNodePtr> OrNothing(const std::vector<XMLParse::XMLNodeP
 
 std::string NameOf(const XMLParse::XMLNodePtr& codec);  // of display; "" for none
 std::string IdOf(const XMLParse::XMLNodePtr& codec);
+// Of a file that the format writes, of as many files as there are pictures where each is one.
+std::string FileNameOf(const XMLParse::XMLNodePtr& format, const XMLParse::XMLNodePtr& video);
 // Whether the container gets a stream of it.
 bool Writes(const XMLParse::XMLNodePtr& codec);
 

@@ -5,7 +5,6 @@
 #include <cmath>
 #include <cstdio>
 #include <future>
-#include <map>
 
 #include "support/host_frames.h"
 #include "support/loopback.h"
@@ -57,13 +56,9 @@ Target StreamTarget(const std::string& protocol) {
 Target TargetOf(const Cell& cell, const TemporaryFolder& folder) {
   if (const std::string protocol = cell.format->Text("protocol"); !protocol.empty())
     return StreamTarget(protocol);
-  const std::string extensions = cell.format->Text("extensions");
-  const std::string path = folder / ("out." + extensions.substr(0, extensions.find(',')));
-  if (cell.format->Text("id") != "image2") return {path, path, {}, 0};
-  static const std::map<std::string, std::string> kStills = {{"mjpeg", "jpg"}, {"png", "png"}};
-  const auto still = kStills.find(IdOf(cell.video));
-  const std::string name = "out%03d." + (still == kStills.end() ? "dpx" : still->second);
-  return {folder / name, folder / ("out/" + name), {}, 0};
+  const std::string name = FileNameOf(cell.format, cell.video);
+  const bool inFolder = IdOf(cell.format) == "image2";
+  return {folder / name, folder / (inFolder ? "out/" + name : name), {}, 0};
 }
 
 // What went wrong; an option that nobody takes has no business in a preset.
@@ -224,9 +219,8 @@ Outcome RecordCell(const Cell& cell) {
 
 std::string LossText(unsigned lost) {
   std::string text;
-  if ((lost & kTimecode) != 0) text += 't';
-  if ((lost & kFieldOrder) != 0) text += 'f';
-  if ((lost & kAspect) != 0) text += 'a';
+  for (const auto& [loss, letter] : {std::pair{kTimecode, 't'}, {kFieldOrder, 'f'}, {kAspect, 'a'}})
+    if ((lost & loss) != 0) text += letter;
   return text.empty() ? "ok" : text;
 }
 

@@ -27,13 +27,6 @@ Feed FeedFor(const XMLNodePtr& video) {
   return feed;
 }
 
-std::string TargetName(const ListedFormat& format, const XMLNodePtr& video) {
-  const std::string extensions = format.node->Text("extensions");
-  if (IdOf(format.node) != "image2") return "out." + extensions.substr(0, extensions.find(','));
-  const std::string id = IdOf(video);
-  return "out%03d." + (id == "mjpeg" ? "jpg" : id);
-}
-
 // The codec of that id; without one the first that has an id and is not `kNone`.
 XMLNodePtr Find(const std::vector<XMLNodePtr>& codecs, const std::string& id) {
   for (const XMLNodePtr& codec : codecs) {
@@ -45,7 +38,7 @@ XMLNodePtr Find(const std::vector<XMLNodePtr>& codecs, const std::string& id) {
 
 ListedEntry EntryOf(const ListedFormat& format, const XMLNodePtr& video, const XMLNodePtr& audio) {
   ListedEntry entry;
-  entry.target = TargetName(format, video);
+  entry.target = FileNameOf(format.node, video);
   entry.preset =
       xvrecord::PresetText(ServedList(), format.node->Text("name"), NameOf(video), NameOf(audio));
   const bool pal = IdOf(format.node) == "gxf" || IdOf(format.node) == "mxf_d10";
