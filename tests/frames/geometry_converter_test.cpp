@@ -67,29 +67,20 @@ int LumaAt(const Result& result, int x, int y) {
 }
 
 TEST(Converter, CropListsMeanTheirSides) {
-  struct Case {
-    const char* text;
-    int width, height, left, top;
-  };
-  for (const Case& c :
-       {Case{"crop=4", 56, 40, 4, 4}, Case{"crop='10,20'", 44, 8, 10, 20},
-        Case{"crop='2;6;8'", 60, 34, 2, 6}, Case{"crop='2,4,6,8,99'", 56, 36, 2, 4}}) {
-    for (const std::uint32_t tag : {kFccUYVY, kFccRGB32, kFccRGB24, kFccI420}) {
-      Picture source(tag, 64, tag == kFccRGB32 ? -48 : 48);
-      source.Randomise(1);
-      const Result result = Convert(source, nullptr, c.text);
-      ASSERT_EQ(result.status, S_OK) << c.text;
-      EXPECT_EQ(result.vid().nWidth, c.width);
-      EXPECT_EQ(std::abs(result.vid().nHeight), c.height);
-      const int bytes = tag == kFccI420 ? 1 : BitsPerPixel(tag) / 8;
-      for (int y = 0; y < c.height; ++y) {
-        ASSERT_TRUE(std::equal(result.Row(y), result.Row(y) + c.width * bytes,
-                               source.Row(y + c.top) + c.left * bytes))
-            << c.text << " row " << y;
-      }
+  Picture source(kFccUYVY, 64, 48);
+  source.Randomise(1);
+  for (const auto& [text, width, height, left, top] : {std::tuple{"crop=4", 56, 40, 4, 4},
+                                                       {"crop='10,20'", 44, 8, 10, 20},
+                                                       {"crop='2;6;8'", 60, 34, 2, 6},
+                                                       {"crop='2,4,6,8,99'", 56, 36, 2, 4}}) {
+    const Result result = Convert(source, nullptr, text);
+    ASSERT_EQ(result.status, S_OK) << text;
+    EXPECT_TRUE(result.vid().nWidth == width && result.vid().nHeight == height) << text;
+    for (int y = 0; y < height; ++y) {
+      ASSERT_TRUE(
+          std::equal(result.Row(y), result.Row(y) + width * 2, source.Row(y + top) + left * 2));
     }
   }
-  const Picture source(kFccUYVY, 64, 48);
   EXPECT_EQ(Convert(source, nullptr, "crop=' , '").status, E_INVALIDARG);
   EXPECT_EQ(Convert(source, nullptr, "crop=40").status, E_INVALIDARG);
   EXPECT_EQ(Convert(Picture(kFccI420, 64, 48), nullptr, "crop=-4").status, E_INVALIDARG);
@@ -97,7 +88,9 @@ TEST(Converter, CropListsMeanTheirSides) {
 
 TEST(RotatePlane, EverySampleLandsWhereItBelongs) {
   for (const int bytes : {1, 3, 4}) {
-    for (const auto& [width, height] : {std::pair{70, 131}, {8, 8}, {5, 3}, {129, 65}}) {
+    // The last ones outgrow the cache.
+    for (const auto& [width, height] :
+         {std::pair{70, 131}, {8, 8}, {5, 3}, {129, 65}, {1280, 832}, {1278, 832}}) {
       Picture source(kFccRGB8, width * bytes, height);
       source.Randomise(3);
       const std::ptrdiff_t step = static_cast<std::ptrdiff_t>(height) * bytes;
