@@ -23,40 +23,18 @@ std::string Meta(const AVDictionary* dict, const char* key) {
   return entry == nullptr ? std::string() : entry->value;
 }
 
-// In 8 bits, of whatever layout the decoder gives, rows without padding.
-std::vector<std::uint8_t> LumaOf(const AVFrame& frame) {
-  const AVPixFmtDescriptor& desc = *av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
-  const AVComponentDescriptor& luma = desc.comp[0];
-  std::vector<std::uint8_t> out;
-  out.reserve(static_cast<std::size_t>(frame.width * frame.height));
-  for (int y = 0; y < frame.height; ++y) {
-    const std::uint8_t* row = frame.data[luma.plane] + y * frame.linesize[luma.plane] + luma.offset;
-    for (int x = 0; x < frame.width; ++x) {
-      const std::uint8_t* at = row + x * luma.step;
-      const int value = luma.depth > 8 ? at[0] | at[1] << 8 : at[0];
-      out.push_back(static_cast<std::uint8_t>(value >> (luma.depth - 8)));
-    }
+ProbedPlane PlaneOf(const AVFrame& frame, const AVPixFmtDescriptor& desc, int component) {
+  const bool chroma = component == 1 || component == 2;
+  ProbedPlane plane;
+  plane.width = AV_CEIL_RSHIFT(frame.width, chroma ? desc.log2_chroma_w : 0);
+  plane.height = AV_CEIL_RSHIFT(frame.height, chroma ? desc.log2_chroma_h : 0);
+  std::vector<std::uint16_t> row(static_cast<std::size_t>(plane.width));
+  for (int y = 0; y < plane.height; ++y) {
+    av_read_image_line(row.data(), const_cast<const std::uint8_t**>(frame.data), frame.linesize,
+                       &desc, 0, y, component, plane.width, 0);
+    plane.samples.insert(plane.samples.end(), row.begin(), row.end());
   }
-  return out;
-}
-
-std::vector<ProbedPlane> PlanesOf(const AVFrame& frame) {
-  const AVPixFmtDescriptor& desc = *av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
-  std::vector<ProbedPlane> planes;
-  for (int c = 0; c < desc.nb_components; ++c) {
-    const bool chroma = c == 1 || c == 2;
-    ProbedPlane plane;
-    plane.width = AV_CEIL_RSHIFT(frame.width, chroma ? desc.log2_chroma_w : 0);
-    plane.height = AV_CEIL_RSHIFT(frame.height, chroma ? desc.log2_chroma_h : 0);
-    std::vector<std::uint16_t> row(static_cast<std::size_t>(plane.width));
-    for (int y = 0; y < plane.height; ++y) {
-      av_read_image_line(row.data(), const_cast<const std::uint8_t**>(frame.data), frame.linesize,
-                         &desc, 0, y, c, plane.width, 0);
-      plane.samples.insert(plane.samples.end(), row.begin(), row.end());
-    }
-    planes.push_back(std::move(plane));
-  }
-  return planes;
+  return plane;
 }
 
 std::string TagsOf(const AVCodecParameters& par) {
@@ -100,14 +78,17 @@ struct Patience {
 };
 
 void TakePicture(const AVFrame& frame, double time, ProbedStream& out) {
-  std::vector<std::uint8_t> luma = LumaOf(frame);
-  const std::uint64_t sum = std::accumulate(luma.begin(), luma.end(), std::uint64_t{0});
-  out.lumaMeans.push_back(static_cast<std::uint8_t>(sum / luma.size()));
+  const AVPixFmtDescriptor& desc = *av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+  const std::vector<int> luma = PlaneOf(frame, desc, 0).samples;
+  const std::int64_t sum = std::accumulate(luma.begin(), luma.end(), std::int64_t{0});
+  const auto mean = sum / static_cast<std::int64_t>(luma.size()) >> (desc.comp[0].depth - 8);
+  out.lumaMeans.push_back(static_cast<std::uint8_t>(mean));
   if (++out.frames == 1) {
-    out.firstLuma = std::move(luma);
-    out.first = PlanesOf(frame);
+    out.firstLuma.assign(luma.begin(), luma.end());
+    for (int c = 0; c < desc.nb_components; ++c) out.first.push_back(PlaneOf(frame, desc, c));
   }
-  out.pixelFormat = av_get_pix_fmt_name(static_cast<AVPixelFormat>(frame.format));
+  out.pixelFormat = desc.name;
+  out.fullRange = frame.color_range == AVCOL_RANGE_JPEG || (desc.flags & AV_PIX_FMT_FLAG_RGB) != 0;
   out.pictureTypes += av_get_picture_type_char(frame.pict_type);
   const AVFrameSideData* captions = av_frame_get_side_data(&frame, AV_FRAME_DATA_A53_CC);
   if (captions != nullptr)
@@ -135,8 +116,6 @@ void Take(const AVFrame& frame, const AVStream& stream, ProbedStream& out) {
   out.height = frame.height;
   out.interlaced = frame.interlaced_frame != 0;
   out.topFirst = frame.top_field_first != 0;
-  const AVPixFmtDescriptor& desc = *av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
-  out.fullRange = frame.color_range == AVCOL_RANGE_JPEG || (desc.flags & AV_PIX_FMT_FLAG_RGB) != 0;
   TakePicture(frame, time, out);
 }
 
@@ -269,10 +248,8 @@ ProbedStream RecordPicture(const std::string& name, const std::string& attribute
   const TemporaryFolder folder;
   host::Writer writer;
   HRESULT result = writer.Start(folder / name, attributes);
-  const auto picture = std::make_shared<std::vector<std::uint8_t>>(bytes);
   host::FrameBuilder builder;
-  builder.Video(feed.layout, feed.width, feed.height, feed.rate, picture->data(), picture->size(),
-                picture);
+  builder.Video(feed.layout, feed.width, feed.height, feed.rate, bytes.data(), bytes.size());
   builder.Interlace(feed.interlace).Aspect(feed.aspectX, feed.aspectY);
   if (!edits.empty()) builder.Attributes(edits);
   builder.Time(host::Ticks(0), host::Ticks(std::llround(kTimeUnitsPerSecond / feed.rate)));

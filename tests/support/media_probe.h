@@ -61,7 +61,7 @@ struct ProbedStream {
   std::string pictureTypes;             // a letter for each: I, P, B
   bool fullRange = false;               // levels from 0 to 255
   std::vector<std::uint8_t> lumaMeans;  // mean of the first plane, a picture each
-  std::vector<std::uint8_t> firstLuma;  // of the first picture, 8 bits, rows without padding
+  std::vector<std::uint8_t> firstLuma;  // of a first picture in 8 bits, rows without padding
   std::vector<ProbedPlane> first;       // the first picture whole: Y, Cb, Cr or R, G, B, and alpha
   std::string tags;                     // matrix, primaries, transfer, range: "bt709/..." of the
                                         // container, else of the codec

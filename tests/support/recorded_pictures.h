@@ -7,6 +7,8 @@
 // What tests of encoders ask of the pictures that came back.
 namespace xv::test {
 
+// `count` pictures of MakeFrame from number `first` on, in order.
+void ExpectLevelsInOrder(const ProbedStream& video, int first, int count);
 // `count` pictures of MakeFrame, in order; no presentation stamp twice.
 void ExpectPicturesInOrder(const ProbedStream& video, int count);
 
