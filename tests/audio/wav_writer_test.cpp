@@ -4,11 +4,7 @@
 
 #include <cstring>
 
-#include "support/temporary_folder.h"
-
-extern "C" {
-#include <libavformat/avformat.h>
-}
+#include "support/media_probe.h"
 
 namespace xv {
 namespace {
@@ -16,30 +12,11 @@ namespace {
 class WavWriterTest : public ::testing::Test {
  protected:
   std::string Bytes(std::size_t limit) const { return folder_.Read("a.wav").substr(0, limit); }
-  // What libavformat makes of the file: codec, channels, bits and the payload.
-  struct Reading {
-    std::string codec;
-    int channels = 0;
-    int rate = 0;
-    std::vector<std::uint8_t> data;
-    bool operator==(const Reading&) const = default;
-  };
-  Reading ReadBack() const {
-    Reading reading;
-    AVFormatContext* context = nullptr;
-    if (avformat_open_input(&context, path_.c_str(), nullptr, nullptr) < 0) return reading;
-    const AVCodecParameters* parameters = context->streams[0]->codecpar;
-    reading.codec = avcodec_get_name(parameters->codec_id);
-    reading.channels = parameters->ch_layout.nb_channels;
-    reading.rate = parameters->sample_rate;
-    AVPacket* packet = av_packet_alloc();
-    while (av_read_frame(context, packet) >= 0) {
-      reading.data.insert(reading.data.end(), packet->data, packet->data + packet->size);
-      av_packet_unref(packet);
-    }
-    av_packet_free(&packet);
-    avformat_close_input(&context);
-    return reading;
+  // The payload that a reader finds.
+  static std::string DataOf(const test::ProbedStream& sound) {
+    std::string data;
+    for (const test::ProbedPacket& packet : sound.packets) data += packet.bytes;
+    return data;
   }
 
   const test::TemporaryFolder folder_;
@@ -62,13 +39,19 @@ TEST_F(WavWriterTest, EveryFormatReadsBackAsWritten) {
                                               {32, 24, "pcm_s24le"}}) {
     SCOPED_TRACE(testing::Message() << channels << " channels of " << bits << " bits");
     const int width = bits == 16 ? 2 : bits == 32 || bits == -32 ? 4 : 3;
-    std::vector<std::uint8_t> data(static_cast<std::size_t>(11 * channels * width));
-    for (std::size_t i = 0; i < data.size(); ++i) data[i] = static_cast<std::uint8_t>(i * 37);
+    std::string data(static_cast<std::size_t>(11 * channels * width), '\0');
+    for (std::size_t i = 0; i < data.size(); ++i) data[i] = static_cast<char>(i * 37);
     WavWriter writer;
     ASSERT_EQ(writer.Open(path_, {channels, 48000, bits, 0}), S_OK);
-    ASSERT_EQ(writer.Write(data.data(), static_cast<std::uint32_t>(data.size())), S_OK);
+    ASSERT_EQ(writer.Write(reinterpret_cast<const std::uint8_t*>(data.data()),
+                           static_cast<std::uint32_t>(data.size())),
+              S_OK);
     ASSERT_EQ(writer.Close(), S_OK);
-    EXPECT_EQ(ReadBack(), (Reading{codec, channels, 48000, data}));
+    const test::ProbedFile file = test::Probe(path_);
+    const test::ProbedStream& sound = file.Sound();
+    EXPECT_EQ(sound.codec, codec);
+    EXPECT_TRUE(sound.channels == channels && sound.sampleRate == 48000);
+    EXPECT_EQ(DataOf(sound), data);
     const auto size = std::filesystem::file_size(path_);
     EXPECT_EQ(size % 2, 0u);
     EXPECT_EQ(U32(Bytes(8), 4), size - 8);
@@ -91,7 +74,7 @@ TEST_F(WavWriterTest, FileBeyondTheRiffLimitBecomesRf64WithTrueSizes) {
   EXPECT_EQ(U32(head, 20), std::filesystem::file_size(path_) - 8);
   EXPECT_EQ(U32(head, 28), 4u << 20);
   EXPECT_EQ(U32(head, 36), 1u << 20) << "samples of all channels";
-  EXPECT_EQ(ReadBack().data.size(), 4u << 20);
+  EXPECT_EQ(DataOf(test::Probe(path_).Sound()).size(), 4u << 20);
 }
 
 TEST_F(WavWriterTest, CutOffRecordingStillReads) {
@@ -99,7 +82,7 @@ TEST_F(WavWriterTest, CutOffRecordingStillReads) {
   ASSERT_EQ(writer.Open(path_, {2, 48000, 16, 0}), S_OK);
   const std::vector<std::uint8_t> block(1 << 20, 1);
   ASSERT_EQ(writer.Write(block.data(), 1 << 20), S_OK);
-  EXPECT_EQ(ReadBack().data.size(), block.size());
+  EXPECT_EQ(DataOf(test::Probe(path_).Sound()).size(), block.size());
 }
 
 TEST_F(WavWriterTest, MisuseIsReported) {
