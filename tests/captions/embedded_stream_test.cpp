@@ -28,6 +28,8 @@ struct Line {
 };
 constexpr Line kLines[] = {{0, "HELLO CAPTION"}, {20, "SECOND ONE\nTWO ROWS"}, {42, "THE END"}};
 
+constexpr Feed kSmall{.width = 176, .height = 144, .channels = 0};
+
 struct Case {
   std::string extension;
   std::string attributes;
@@ -66,8 +68,24 @@ void Attach(const host::Ptr<IXvFrame>& frame, std::uint16_t pair, double rate, i
   EXPECT_EQ(host::AddExtra(frame, FourCC("C608"), &items->c608, sizeof(items->c608), items), S_OK);
 }
 
+std::int64_t Counted(host::Writer& writer, const std::string& what) {
+  return std::stoll(writer.Get("quality::captions." + what));
+}
+
+// Puts `count` frames with a pair of captions each; gives how many were taken.
+int PutPairs(host::Writer& writer, int count) {
+  int taken = 0;
+  for (int n = 0; n < count; ++n) {
+    const auto frame = MakeFrame(kSmall, n);
+    Attach(frame, 0x2094, kPal, n);
+    taken += writer.Put(frame) == S_OK ? 1 : 0;
+  }
+  return taken;
+}
+
 Recorded RecordCaptions(const Case& one, const std::string& path) {
-  Feed feed{.width = 176, .height = 144, .rate = one.rate, .channels = 0};
+  Feed feed = kSmall;
+  feed.rate = one.rate;
   Recorded done;
   host::Writer writer;
   EXPECT_EQ(writer.Start(path, "embed_cc=true scc_capture=false " + one.attributes), S_OK);
@@ -92,8 +110,8 @@ Recorded RecordCaptions(const Case& one, const std::string& path) {
   }
   EXPECT_EQ(writer.Stop(), S_OK);
   EXPECT_EQ(writer.LastError(), "");
-  done.embedded = std::stoll(writer.Get("quality::captions.embedded"));
-  done.lost = std::stoll(writer.Get("quality::captions.lost"));
+  done.embedded = Counted(writer, "embedded");
+  done.lost = Counted(writer, "lost");
   return done;
 }
 
@@ -124,13 +142,11 @@ void ExpectReadBack(const Case& one) {
 std::string BPictures(bool with) { return with ? " video::bf=2" : " video::bf=0"; }
 
 TEST(EmbeddedStream, H264InEachContainer) {
+  const std::string codec = "video::codec=libx264 video::preset=ultrafast video::b_strategy=0";
   for (const char* extension : {"mp4", "mov", "ts"}) {
     for (const double rate : {kPal, kNtsc}) {
       for (const bool b : {false, true}) {
-        ExpectReadBack(
-            {extension,
-             "video::codec=libx264 video::preset=ultrafast video::b_strategy=0" + BPictures(b),
-             rate, b});
+        ExpectReadBack({extension, codec + BPictures(b), rate, b});
       }
     }
   }
@@ -166,7 +182,6 @@ TEST(EmbeddedStream, LongestLookaheadKeepsEveryBlock) {
 // "embed_cc" of a frame's own node counts for that frame.
 TEST(EmbeddedStream, FramesOwnAttributeWins) {
   const TemporaryFolder folder;
-  const Feed feed{.width = 176, .height = 144, .channels = 0};
   for (const bool session : {false, true}) {
     const std::string path = folder / "a.mp4";
     host::Writer writer;
@@ -176,7 +191,7 @@ TEST(EmbeddedStream, FramesOwnAttributeWins) {
     const auto node = XMLParse::CoXMLNode::Create("props");
     node->SetAttribute("embed_cc", session ? "false" : "true");
     for (int n = 0; n < 4; ++n) {
-      const auto frame = MakeFrame(feed, n);
+      const auto frame = MakeFrame(kSmall, n);
       Attach(frame, 0x2094, kPal, n);
       if (n == 2) host::QueryAs<IXvFrameExtras>(frame)->NodeSet(node.get());
       ASSERT_EQ(writer.Put(frame), S_OK);
@@ -191,7 +206,6 @@ TEST(EmbeddedStream, FramesOwnAttributeWins) {
 // Whatever hosts attach, the recording goes on, and each block is embedded or counted as lost.
 TEST(EmbeddedStream, BlocksOfAnySizeAndContentLeaveTheRecordingWhole) {
   const TemporaryFolder folder;
-  const Feed feed{.width = 176, .height = 144, .channels = 0};
   const std::size_t sizes[] = {1, 2, 3, 4, 7, 252, 253, 254, 1000, 65535, 65536};
   std::mt19937 random(5);
   for (const char* codec : {"libx264", "mpeg2video", "mpeg4", "mjpeg"}) {
@@ -202,76 +216,65 @@ TEST(EmbeddedStream, BlocksOfAnySizeAndContentLeaveTheRecordingWhole) {
         S_OK);
     constexpr int kFrames = 44;
     for (int n = 0; n < kFrames; ++n) {
-      const auto frame = MakeFrame(feed, n);
-      for (const char* key : {"ATSC", "GA94", "C708", "C608"}) {
+      const auto frame = MakeFrame(kSmall, n);
+      for (const auto key : {FourCC("ATSC"), FourCC("GA94"), FourCC("C708"), FourCC("C608")}) {
         const auto block = std::make_shared<std::string>(sizes[random() % std::size(sizes)], '\0');
         for (char& byte : *block) byte = static_cast<char>(random() % 4 == 0 ? random() : 0xFC);
-        const char code[] = {key[0], key[1], key[2], key[3], 0};
-        ASSERT_EQ(host::AddExtra(frame, FourCC(code), block->data(), block->size(), block), S_OK);
+        ASSERT_EQ(host::AddExtra(frame, key, block->data(), block->size(), block), S_OK);
       }
       ASSERT_EQ(writer.Put(frame), S_OK) << codec;
     }
     EXPECT_EQ(writer.Stop(), S_OK);
     EXPECT_EQ(writer.LastError(), "") << codec;
     EXPECT_EQ(writer.Get("quality::packets.0"), std::to_string(kFrames)) << codec;
-    const auto count = [&](const char* what) {
-      return std::stoll(writer.Get(std::string("quality::captions.") + what));
-    };
     const bool carries = std::string(codec) != "mjpeg";
-    EXPECT_EQ(count("embedded"), carries ? kFrames : 0) << codec;
-    EXPECT_GE(count("lost"), carries ? 0 : kFrames) << codec;
+    EXPECT_EQ(Counted(writer, "embedded"), carries ? kFrames : 0) << codec;
+    EXPECT_GE(Counted(writer, "lost"), carries ? 0 : kFrames) << codec;
   }
 }
 
 // Two pairs in a frame, as two pictures of fields bring them: the side file says each word.
 TEST(SideFile, FurtherPairsOfAFrameFollow) {
   const TemporaryFolder folder;
-  const Feed feed{.width = 176, .height = 144, .rate = kNtsc, .channels = 0};
   host::Writer writer;
   ASSERT_EQ(writer.Start(folder / "a.mov", "video::codec=mpeg4"), S_OK);
   Cea608Text text;
   text.Say("FIRST ONE\nTWO ROWS");
-  std::vector<std::uint16_t> said;
+  int said = 0;
   for (int n = 0; n < 60; ++n) {
     if (n == 20) text.Say("SECOND");
     std::vector<std::uint8_t> constructs;
     for (int field = 0; field < 2; ++field) {
       const std::uint16_t pair = text.NextPair();
-      if (pair != Cea608Text::kNullPair) said.push_back(pair);
-      const auto one =
-          ConstructsForPair(pair, kNtsc);  // 40 of both, more than a frame has room for
+      said += pair != Cea608Text::kNullPair ? 1 : 0;
+      const auto one = ConstructsForPair(pair, kPal);  // 48 of both, more than a frame has room for
       constructs.insert(constructs.end(), one.begin(), one.end());
     }
-    const auto items = std::make_shared<CaptionItems>(MakeCaptionItems(constructs, kNtsc, 0));
-    const auto frame = MakeFrame(feed, n);
+    const auto items = std::make_shared<CaptionItems>(MakeCaptionItems(constructs, kPal, 0));
+    const auto frame = MakeFrame(kSmall, n);
     ASSERT_EQ(host::AddExtra(frame, FourCC("C708"), items->c708.data(), items->c708.size(), items),
               S_OK);
     ASSERT_EQ(writer.Put(frame), S_OK);
   }
   ASSERT_EQ(writer.Stop(), S_OK);
-  EXPECT_EQ(writer.Get("quality::captions.written"), std::to_string(said.size()));
-  EXPECT_EQ(writer.Get("quality::captions.lost"), "0");
+  EXPECT_EQ(Counted(writer, "written"), said);
+  EXPECT_EQ(Counted(writer, "lost"), 0);
   const ProgramResult read =
       RunProgram({"ffmpeg", "-v", "error", "-f", "scc", "-i", folder / "a.scc", "-f", "srt", "-"});
-  EXPECT_THAT(read.out, testing::HasSubstr("FIRST ONE"));
-  EXPECT_THAT(read.out, testing::HasSubstr("TWO ROWS"));
-  EXPECT_THAT(read.out, testing::HasSubstr("SECOND"));
+  for (const char* line : {"FIRST ONE", "TWO ROWS", "SECOND"}) {
+    EXPECT_THAT(read.out, testing::HasSubstr(line));
+  }
 }
 
 TEST(SideFile, FramesThatFailedAreNotSeen) {
   const TemporaryFolder folder;
   host::Writer writer;
   ASSERT_EQ(writer.Start(folder / "a.mov", "video::codec=mpeg4 diskspace.min=900000T"), S_OK);
-  int taken = 0;
-  for (int n = 0; n < 40; ++n) {
-    const auto frame = MakeFrame({.width = 176, .height = 144, .channels = 0}, n);
-    Attach(frame, 0x2094, kPal, n);
-    taken += writer.Put(frame) == S_OK ? 1 : 0;
-  }
+  const int taken = PutPairs(writer, 40);
   EXPECT_EQ(writer.Stop(), XV_E_DISK_FULL);
-  EXPECT_GT(taken, 20);
-  EXPECT_EQ(writer.Get("quality::captions.seen"), std::to_string(taken));
-  EXPECT_EQ(writer.Get("quality::captions.lost"), std::to_string(taken)) << "a line without an end";
+  EXPECT_TRUE(taken > 20 && taken < 40) << taken;
+  EXPECT_EQ(Counted(writer, "seen"), taken);
+  EXPECT_EQ(Counted(writer, "lost"), taken) << "a line without an end";
 }
 
 // What an encoder has not given out by the end counts as lost.
@@ -283,17 +286,10 @@ TEST(EmbeddedStream, CaptionsOfPicturesThatAreGivenUpAreLost) {
                          "video::codec=libx264 video::rc-lookahead=20 embed_cc=true "
                          "scc_capture=false video.buffers=0"),
             S_OK);
-  for (int n = 0; n < kFrames; ++n) {
-    const auto frame = MakeFrame({.width = 176, .height = 144, .channels = 0}, n);
-    Attach(frame, 0x2094, kPal, n);
-    ASSERT_EQ(writer.Put(frame), S_OK);
-  }
+  EXPECT_EQ(PutPairs(writer, kFrames), kFrames);
   EXPECT_EQ(writer.StopAtOnce(), XV_E_ABORTED);
-  const auto count = [&](const char* what) {
-    return std::stoll(writer.Get(std::string("quality::captions.") + what));
-  };
-  EXPECT_GT(count("lost"), 10);
-  EXPECT_EQ(count("embedded") + count("lost"), kFrames);
+  EXPECT_GT(Counted(writer, "lost"), 10);
+  EXPECT_EQ(Counted(writer, "embedded") + Counted(writer, "lost"), kFrames);
 }
 
 // As strict readers want it: behind the headers of the picture that it belongs to, ahead of slices.
