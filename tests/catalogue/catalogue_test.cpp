@@ -66,6 +66,10 @@ TEST_F(CatalogueTest, UsersFileReplacesTheList) {
             "</video></format></formats><unavailable><codec id='vc1'>this build of FFmpeg has no "
             "such encoder</codec></unavailable></supported_list>");
   EXPECT_EQ(folder_.Read("user.xml"), text);
+  const std::string empty = "<supported_list></supported_list>";
+  folder_.Write("user.xml", empty);
+  EXPECT_THAT(ReadNew(), HasSubstr("<format id='matroska'")) << "is built anew";
+  EXPECT_EQ(folder_.Read("user.xml"), empty) << "and stays";
 }
 
 TEST_F(CatalogueTest, UsersFileMayBeWide) {
@@ -131,22 +135,6 @@ TEST_F(CatalogueTest, RelativePathsStandBesideTheSettings) {
   const std::string shared(fs::path(module).filename());
   EXPECT_EQ(ListPathToRead(shared), module) << "one that was installed is read";
   EXPECT_EQ(ListPath(shared), folder_.Path(shared)) << "and never written";
-}
-
-TEST_F(CatalogueTest, AFileThatIsNoListStaysAndIsNamed) {
-  for (const char* text :
-       {"<html><body/></html>", "", "<supported_list><formats><format id='mp4'"}) {
-    folder_.Write("user.xml", text);
-    for (const char* update : {"false", "true"}) {
-      Configure("config.update", update);
-      EXPECT_THAT(ReadNew(), HasSubstr("<file path='" + folder_.Path("user.xml") + "'>")) << text;
-      EXPECT_EQ(folder_.Read("user.xml"), text);
-    }
-  }
-  Configure("config.update", "false");
-  folder_.Write("user.xml", "<supported_list></supported_list>");
-  EXPECT_THAT(ReadNew(), HasSubstr("<format id='matroska'")) << "an empty list is built anew";
-  EXPECT_EQ(folder_.Read("user.xml"), "<supported_list></supported_list>") << "and stays";
 }
 
 TEST_F(CatalogueTest, ReadsTogetherBuildOnce) {

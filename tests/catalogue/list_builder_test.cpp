@@ -18,21 +18,11 @@ namespace {
 using XMLParse::CoXMLNode;
 using XMLParse::XMLNodePtr;
 
-class ListBuilderTest : public ::testing::Test {
- protected:
-  // The options of an encoder's private data.
-  XMLNodePtr Describe(const char* encoder, const OptionFilter& filter) {
-    const AVCodec* codec = avcodec_find_encoder_by_name(encoder);
-    const AvPtr<AVCodecContext> context(avcodec_alloc_context3(codec));
-    XMLNodePtr node = CoXMLNode::Create("codec");
-    BuildOptions(context->priv_data, *node, AV_OPT_FLAG_VIDEO_PARAM | AV_OPT_FLAG_ENCODING_PARAM,
-                 filter);
-    return node;
-  }
-};
-
-TEST_F(ListBuilderTest, OptionsTellTypeDefaultBoundsAndWords) {
-  const XMLNodePtr node = Describe("libx264", {});
+TEST(ListBuilder, OptionsTellTypeDefaultBoundsAndWords) {
+  const AvPtr<AVCodecContext> context(
+      avcodec_alloc_context3(avcodec_find_encoder_by_name("libx264")));
+  const XMLNodePtr node = CoXMLNode::Create("codec");
+  BuildOptions(context->priv_data, *node, AV_OPT_FLAG_VIDEO_PARAM | AV_OPT_FLAG_ENCODING_PARAM, {});
   EXPECT_EQ(node->InfoValue("preset", "default"), "medium");
   EXPECT_EQ(node->InfoValue("preset", "type"), "string");
   EXPECT_EQ(node->InfoValue("crf", "type"), "double");
@@ -46,7 +36,7 @@ TEST_F(ListBuilderTest, OptionsTellTypeDefaultBoundsAndWords) {
   EXPECT_FALSE(node->FindInfo("psy")) << "the schema has no word for this type";
 }
 
-TEST_F(ListBuilderTest, CodecsShareOneDescriptionOfTheirCommonOptions) {
+TEST(ListBuilder, CodecsShareOneDescriptionOfTheirCommonOptions) {
   static constexpr const char* kNames[] = {"x264", "mpeg4", "no-such-encoder"};
   const NameList names(kNames);
   const XMLNodePtr node = CoXMLNode::Create("video");
@@ -66,7 +56,7 @@ TEST_F(ListBuilderTest, CodecsShareOneDescriptionOfTheirCommonOptions) {
   EXPECT_EQ(audio->ChildCount(), 1u);
 }
 
-TEST_F(ListBuilderTest, FormatsListWhatTheirContainerTakes) {
+TEST(ListBuilder, FormatsListWhatTheirContainerTakes) {
   static constexpr const char* kFormats[] = {"mp4", "no-such-muxer", "mp3", "avi"};
   const NameList names(kFormats);
   const NameList video(fixed_lists::kVideoCodecs);

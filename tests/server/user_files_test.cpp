@@ -58,7 +58,9 @@ TEST_F(UserFiles, ListThatIsNone) {
       host::Writer writer;
       ASSERT_EQ(writer.Set("config.path", list), S_OK);
       ASSERT_EQ(writer.Set("config.update", update), S_OK);
-      EXPECT_THAT(writer.Get("supported_list"), HasSubstr("<codec id='mpeg4'"));
+      EXPECT_THAT(
+          writer.Get("supported_list"),
+          testing::AllOf(HasSubstr("<codec id='mpeg4'"), HasSubstr("<file path='" + list + "'>")));
       ExpectRecords(writer);
     }
     ASSERT_EQ(stat(list.c_str(), &after), 0);
