@@ -63,10 +63,7 @@ TEST(Thread, StartsRunsAndStops) {
   ASSERT_EQ(worker.thread.Start(&worker, &Worker::Return), S_OK);
   EXPECT_TRUE(worker.thread.AwaitEnd(kInfinite));
   EXPECT_EQ(worker.thread.State(), ThreadState::kNone);
-}
-
-TEST(Thread, WorkerTellsItselfToStopAndDoesNotWait) {
-  Worker worker;
+  // A worker that tells itself to stop does not wait for itself.
   ASSERT_EQ(worker.thread.Start(&worker, &Worker::StopItself), S_OK);
   EXPECT_TRUE(worker.thread.AwaitEnd(kInfinite));
   EXPECT_EQ(worker.ownStop, XV_E_OWN_THREAD);
@@ -147,6 +144,12 @@ TEST(BoundedQueue, RefusesWhenFullAndAfterTheEnd) {
   EXPECT_TRUE(queue.TryPush(7));
   queue.Abort();
   EXPECT_EQ(queue.Pop(), std::nullopt);
+  const auto item = std::make_shared<int>(1);
+  BoundedQueue<std::shared_ptr<int>> holder;
+  holder.Open(4);
+  EXPECT_TRUE(holder.Push(item));
+  holder.Abort();
+  EXPECT_EQ(item.use_count(), 1) << "it lets go of what it holds";
 }
 
 // Whoever waits is woken by what it waits for, and by the end.
@@ -173,15 +176,6 @@ TEST(BoundedQueue, WaitsForRoomForItemsAndForTheEnd) {
   EXPECT_EQ(waiting.wait_for(kMoment), std::future_status::timeout);
   queue.Abort();
   EXPECT_FALSE(waiting.get());
-}
-
-TEST(BoundedQueue, AbortLetsGoOfWhatItHolds) {
-  BoundedQueue<std::shared_ptr<int>> queue;
-  queue.Open(4);
-  const auto item = std::make_shared<int>(1);
-  EXPECT_TRUE(queue.Push(item));
-  queue.Abort();
-  EXPECT_EQ(item.use_count(), 1);
 }
 
 class NamedMutexTest : public ::testing::Test {
@@ -259,9 +253,7 @@ TEST(WorkItems, WaitComesAfterEveryPiece) {
     EXPECT_EQ(sum, 37 * 36 / 2);
   }
   RunWorkItems(0, [](int) { FAIL(); });
-}
-
-TEST(WorkItems, AThrownPieceIsGivenWhenTheOthersAreDone) {
+  // What a piece throws is given when the others are done.
   std::atomic<int> done{0};
   const auto piece = [&done](int i) {
     if (i == 3) throw std::runtime_error("piece");

@@ -31,26 +31,15 @@ void ExpectRead(Read&& read, std::initializer_list<Case<T>> cases) {
 }
 
 TEST(ValueSyntax, TheTwoBooleanReadersDifferOnPurpose) {
-  ExpectRead<std::pair<bool, int>>(
-      [](const char* text) { return std::pair(ReadBool(text), ReadTriState(text)); },
-      {{"", {false, -1}},
-       {"0", {false, 0}},
-       {"FALSE", {false, 0}},
-       {"no", {false, 0}},
-       {"Off", {false, 0}},
-       {"00", {false, -1}},
-       {"1", {true, 1}},
-       {"True", {true, 1}},
-       {"YES", {true, 1}},
-       {"on", {true, 1}},
-       {"only", {true, -1}},
-       {"Y", {true, -1}},
-       {"2", {true, -1}},
-       {"-1", {false, -1}},
-       {"0x10", {true, -1}},
-       {"maybe", {false, -1}},
-       {"3 apples", {true, -1}},
-       {"-0", {false, -1}}});
+  const auto expect = [](bool boolean, int triState, std::initializer_list<const char*> texts) {
+    for (const char* text : texts) {
+      EXPECT_TRUE(ReadBool(text) == boolean && ReadTriState(text) == triState) << text;
+    }
+  };
+  expect(false, 0, {"0", "FALSE", "no", "Off"});
+  expect(true, 1, {"1", "True", "YES", "on"});
+  expect(true, -1, {"only", "Y", "2", "0x10", "3 apples"});
+  expect(false, -1, {"", "00", "-1", "maybe", "-0"});
 }
 
 TEST(ValueSyntax, IntegersTakeTheirBaseFromTheText) {
