@@ -33,13 +33,9 @@ XMLNodePtr Holding(std::string_view text) {
 
 TEST(Attribute, AbsentOnesReadAsTheirDefaults) {
   const XMLNodePtr node = Holding("");
-  EXPECT_TRUE(node->Get(kFlag));
-  EXPECT_EQ(node->Get(kCount), 24);
-  EXPECT_EQ(node->Get(kSeconds), 0.5);
-  EXPECT_EQ(node->Get(kSpace), 300'000'000);
-  EXPECT_EQ(node->Get(kMaybe), -1);
-  EXPECT_EQ(node->Get(kSide), Side::kRight);
-  EXPECT_EQ(node->Get(kPair), "");
+  EXPECT_TRUE(node->Get(kFlag) && node->Get(kCount) == 24 && node->Get(kSeconds) == 0.5);
+  EXPECT_TRUE(node->Get(kSpace) == 300'000'000 && node->Get(kMaybe) == -1);
+  EXPECT_TRUE(node->Get(kSide) == Side::kRight && node->Get(kPair).empty());
   EXPECT_FALSE(node->Find(kFlag) || node->Find(kDump, 2));
   EXPECT_EQ(DefaultText(kSide) + DefaultText(kMaybe) + DefaultText(kSeconds), "rightauto0.5");
 }

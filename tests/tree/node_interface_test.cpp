@@ -55,10 +55,11 @@ TEST_F(NodeInterface, TypedAttributes) {
   EXPECT_EQ(value, 0.5);
   EXPECT_EQ(node_->GetStringEx(u"x[1]::n", &number_, &text_), S_OK);
   EXPECT_EQ(std::to_string(number_) + text_.Get(), "12");
-  EXPECT_EQ(node_->GetDouble(u"none", &value), S_FALSE);
-  EXPECT_EQ(node_->GetInt(u"none", &number_), S_FALSE);
-  EXPECT_EQ(node_->GetBool(u"none", &number_), S_FALSE);
-  EXPECT_EQ(node_->GetString(u"none", &text_), S_FALSE);
+  for (const HRESULT absent :
+       {node_->GetDouble(u"none", &value), node_->GetInt(u"none", &number_),
+        node_->GetBool(u"none", &number_), node_->GetString(u"none", &text_)}) {
+    EXPECT_EQ(absent, S_FALSE);
+  }
   EXPECT_EQ(text_.Get(), "(null)");
   EXPECT_EQ(node_->GetStringEx(u"none", &number_, nullptr), S_OK);
   EXPECT_EQ(number_, 0);
@@ -141,6 +142,11 @@ TEST_F(NodeInterface, CopiesAttributesAndClones) {
   EXPECT_EQ(other_->GetRoot(root.Receive()), S_OK);
   EXPECT_EQ(root->GetName(&name_), S_OK);
   EXPECT_EQ(name_.Get(), "clone");
+  EXPECT_EQ(other_->SetInt(u"a", 2), S_OK);
+  EXPECT_EQ(node_->GetInt(u"a", &number_), S_OK);
+  EXPECT_EQ(number_, 1) << "a copy's change stays with it";
+  other_ = nullptr;
+  EXPECT_EQ(root->GetInt(u"root::a", &number_), S_OK) << "the root keeps the clone";
 }
 
 TEST_F(NodeInterface, SchemaEntriesAreWrittenAndRead) {

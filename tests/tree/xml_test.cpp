@@ -38,11 +38,15 @@ constexpr Pair kForgiven[] = {
     {"<a>text &amp; more</a>", "<a>text &amp; more</a>"},
 };
 
+XMLNodePtr Parse(std::string_view xml) {
+  XMLNodePtr node = CoXMLNode::Create("before");
+  EXPECT_TRUE(node->ReadXml(xml).Ok());
+  return node;
+}
+
 TEST(XmlReader, ForgivesTagsAndSkipsWhatIsNeitherTagNorText) {
   for (const Pair& one : kForgiven) {
-    const XMLNodePtr node = CoXMLNode::Create("before");
-    EXPECT_TRUE(node->ReadXml(one.read).Ok());
-    EXPECT_EQ(node->WriteXml(), one.written) << one.read;
+    EXPECT_EQ(Parse(one.read)->WriteXml(), one.written) << one.read;
   }
 }
 
@@ -75,8 +79,7 @@ TEST(XmlReader, ReplacesTheNodeAndFailsForNothingOnly) {
 }
 
 TEST(XmlReader, ContentReplacesValueOrChildren) {
-  const XMLNodePtr node = CoXMLNode::Create("n");
-  node->MergeText("a=1", MergeMode::kReplace);
+  const XMLNodePtr node = Parse("<n a=1/>");
   for (const Pair& one : {Pair{"plain & simple", "<n a='1'>plain &amp; simple</n>"},
                           {"<b/><c x=1>v</c>", "<n a='1'><b/><c x='1'>v</c></n>"},
                           {"plain again", "<n a='1'>plain again</n>"}}) {
@@ -86,9 +89,7 @@ TEST(XmlReader, ContentReplacesValueOrChildren) {
 }
 
 TEST(XmlWriter, IndentsOrWritesOneLine) {
-  const XMLNodePtr node = CoXMLNode::Create({});
-  ASSERT_TRUE(node->ReadXml("<a x=1><b>v</b><c><d/></c></a>").Ok());
-  EXPECT_EQ(node->WriteXml(), "<a x='1'><b>v</b><c><d/></c></a>");
+  const XMLNodePtr node = Parse("<a x=1><b>v</b><c><d/></c></a>");
   EXPECT_EQ(node->WriteXml({0, 0}),
             "<a x='1'>\r\n\t<b>v</b>\r\n\t<c>\r\n\t\t<d/>\r\n\t</c>\r\n</a>\r\n");
   EXPECT_EQ(node->WriteXml({1, 2}).substr(0, 20), "\t<a\r\n\t\t\t\tx='1'>\r\n\t\t<");
@@ -101,12 +102,10 @@ TEST(XmlWriter, WhatIsWrittenIsReadBack) {
   ASSERT_TRUE(node->SetText("path", "C:\\a <b> & \u00FC 'q'").Ok());
   node->AppendChild("text")->SetValue("1 < 2 && \"x\" > 'y' \U0001F600");
   for (int level : {-1, 0, 3}) {
-    const XMLNodePtr back = CoXMLNode::Create({});
-    ASSERT_TRUE(back->ReadXml(node->WriteXml({level, level == 3 ? 2 : 0})).Ok());
-    EXPECT_EQ(back->WriteXml(), node->WriteXml());
-    EXPECT_EQ(test::Needed(back->FindChild("text")).Value(),
-              test::Needed(node->FindChild("text")).Value());
+    EXPECT_EQ(Parse(node->WriteXml({level, level == 3 ? 2 : 0}))->WriteXml(), node->WriteXml());
   }
+  EXPECT_EQ(test::Needed(Parse(node->WriteXml())->FindChild("text")).Value(),
+            test::Needed(node->FindChild("text")).Value());
 }
 
 TEST(XmlWriter, WellFormedFormIsXmlForAnyReaderAndReadBack) {
@@ -123,19 +122,15 @@ TEST(XmlWriter, WellFormedFormIsXmlForAnyReaderAndReadBack) {
             "\"e\"&#10;&amp;lt;' _x005F_x0030_=' v '><_x002D_1>&#32;&amp;amp; "
             "'x'&#9;end&#13;&#10;</_x002D_1><_x00FC__x01F600_.a-b_>\uFFFD</_x00FC__x01F600_.a-b_>"
             "</root>");
-  const XMLNodePtr back = CoXMLNode::Create({});
-  ASSERT_TRUE(back->ReadXml(written).Ok());
+  const XMLNodePtr back = Parse(written);
   EXPECT_EQ(back->Attributes(), node->Attributes());
-  EXPECT_EQ(test::Needed(back->FindChild("-1")).Value(),
-            test::Needed(node->FindChild("-1")).Value());
+  EXPECT_EQ(test::Needed(back->FindChild("-1")).Value(), " &amp; 'x'\tend\r\n");
   EXPECT_EQ(test::Needed(back->FindChild("\u00fc\U0001F600.a-b_")).Value(), "\uFFFD");
 }
 
 TEST(XmlReader, OnlyADeclaredDocumentIsReadAsXml) {
   const auto attribute = [](std::string_view xml) {
-    const XMLNodePtr node = CoXMLNode::Create({});
-    EXPECT_TRUE(node->ReadXml(xml).Ok());
-    const auto all = node->Attributes();
+    const auto all = Parse(xml)->Attributes();
     return all.empty() ? std::string() : all[0].first + "=" + all[0].second;
   };
   EXPECT_EQ(attribute("<a _x0030_='&lt;&#65;'/>"), "_x0030_=&lt;&#65;");
@@ -160,9 +155,7 @@ std::string Repeat(std::string_view text, int count) {
 
 TEST(XmlReader, DeepDocumentsTakeNoStack) {
   constexpr int kLevels = 100'000;
-  const std::string xml = Repeat("<a>", kLevels) + "<b x=1/>";
-  XMLNodePtr node = CoXMLNode::Create({});
-  ASSERT_TRUE(node->ReadXml(xml).Ok());
+  XMLNodePtr node = Parse(Repeat("<a>", kLevels) + "<b x=1/>");
   XMLNodePtr copy = node->DeepClone();
   EXPECT_EQ(copy->WriteXml(), node->WriteXml());
   node->CopyFrom(*copy, MergeMode::kReplace, true);
