@@ -2,10 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include <cmath>
-
 #include "frames/frames.h"
-#include "picture/background_fill.h"
 #include "picture/geometry.h"
 #include "picture/pictures.h"
 #include "picture/rotate.h"
@@ -14,6 +11,7 @@
 namespace xv {
 namespace {
 
+using test::Filled;
 using test::FrameOf;
 using test::Picture;
 using ::testing::ElementsAre;
@@ -31,12 +29,6 @@ struct Result {
     return view.data[plane] + y * view.step[plane];
   }
 };
-
-Picture Filled(const XV_VID_PROPS& vid, std::uint32_t colour) {
-  Picture picture(vid);
-  EXPECT_EQ(FillBackground(picture.View(), colour, 1.0), S_OK);
-  return picture;
-}
 
 Result Convert(const Picture& source, const XV_VID_PROPS* target, const char* attributes,
                int field = -1) {

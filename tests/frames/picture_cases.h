@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <climits>
 #include <cstdlib>
+#include <cstring>
 #include <span>
-#include <string>
 #include <vector>
 
 #include "frames/geometry_converter.h"

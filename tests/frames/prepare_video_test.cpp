@@ -2,10 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include <cstring>
-
 #include "frames/frames.h"
-#include "picture/background_fill.h"
 #include "picture/pictures.h"
 #include "picture/pixel_formats.h"
 
@@ -32,6 +29,15 @@ Status Prepare(VideoPreparation& preparation, const Ref<IXvFrame>& frame, Ref<Xv
                std::int64_t* missing = nullptr) {
   const Ref<IXfFrame> view = Query<IXfFrame>(frame.get());
   return PrepareVideoFrame(preparation, nullptr, view.get(), out, missing);
+}
+
+// What becomes of a frame at that time over the picture.
+const AVFrame& Prepared(VideoPreparation& preparation, const Picture& source, Ref<XvFrameFFM>* out,
+                        std::int64_t start = 0) {
+  if (!Prepare(preparation, FrameOf(source, start), out).Ok() || !*out) {
+    throw std::runtime_error("no picture");
+  }
+  return *(*out)->picture();
 }
 
 constexpr std::int64_t kFrameTime = 400'000;
@@ -119,35 +125,27 @@ TEST(ScalingQuality, FollowsKindAndRatio) {
 }
 
 TEST(PrepareVideo, SameFormatIsWrappedWithoutACopy) {
-  Picture source(kFccI420, 64, 48);
+  const Picture source(kFccI420, 64, 48);
   VideoPreparation preparation = Preparation(source.vid, AV_PIX_FMT_YUV420P);
   Ref<XvFrameFFM> frame;
-  ASSERT_EQ(Prepare(preparation, FrameOf(source, 2 * kFrameTime), &frame), S_OK);
-  EXPECT_EQ(frame->picture()->data[0], source.bytes.data());
-  EXPECT_EQ(frame->picture()->data[1], source.bytes.data() + 64 * 48);
-  EXPECT_EQ(frame->picture()->pts, 2);
-
+  const AVFrame& planar = Prepared(preparation, source, &frame, 2 * kFrameTime);
+  EXPECT_EQ(planar.data[0], source.bytes.data());
+  EXPECT_EQ(planar.data[1], source.bytes.data() + 64 * 48);
+  EXPECT_EQ(planar.pts, 2);
   const Picture deep(kFccV210, 96, 8);
   preparation = Preparation(deep.vid, AV_PIX_FMT_YUV422P10LE, AV_CODEC_ID_V210);
-  ASSERT_EQ(Prepare(preparation, FrameOf(deep), &frame), S_OK);
-  EXPECT_EQ(frame->picture()->data[0], deep.bytes.data());
-  EXPECT_EQ(frame->picture()->format, kPixFmtV210);
-}
-
-TEST(PrepareVideo, WholePicturesBecomeFieldsWhereTheyLie) {
-  const Picture source(kFccI420, 64, 48);
+  const AVFrame& packed = Prepared(preparation, deep, &frame);
+  EXPECT_EQ(packed.data[0], deep.bytes.data());
+  EXPECT_EQ(packed.format, kPixFmtV210);
+  // Whole pictures become fields where they lie; fields of the other order lie on other lines.
   const Picture fields(kFccI420, 64, 48, eXvI_BottomFirst);
-  VideoPreparation preparation = Preparation(fields.vid, AV_PIX_FMT_YUV420P);
-  Ref<XvFrameFFM> frame;
-  ASSERT_EQ(Prepare(preparation, FrameOf(source), &frame), S_OK);
-  EXPECT_EQ(frame->picture()->data[0], source.bytes.data());
-  EXPECT_EQ(frame->picture()->interlaced_frame, 1);
-  EXPECT_EQ(frame->picture()->top_field_first, 0);
-  // Fields of the other order lie on other lines.
   const Picture exchanged(kFccI420, 64, 48, eXvI_TopFirst);
-  ASSERT_EQ(Prepare(preparation, FrameOf(exchanged, kFrameTime), &frame), S_OK);
-  EXPECT_NE(frame->picture()->data[0], exchanged.bytes.data());
-  EXPECT_EQ(frame->picture()->top_field_first, 0);
+  preparation = Preparation(fields.vid, AV_PIX_FMT_YUV420P);
+  for (const Picture* one : {&source, &exchanged}) {
+    const AVFrame& woven = Prepared(preparation, *one, &frame, one == &source ? 0 : kFrameTime);
+    EXPECT_EQ(woven.data[0] == one->bytes.data(), one == &source);
+    EXPECT_TRUE(woven.interlaced_frame == 1 && woven.top_field_first == 0);
+  }
 }
 
 // The bytes that FFmpeg's encoder makes of the same picture, whatever the width.
@@ -158,17 +156,14 @@ TEST(PrepareVideo, EightBitsBecomeTenAndV210AsTheEncoderWouldPackThem) {
       for (std::size_t i = 0; i < source.bytes.size(); ++i) {
         source.bytes[i] = static_cast<std::uint8_t>(i * 37 + i / 255);
       }
-      const auto prepared = [&](AVPixelFormat format, AVCodecID codec) {
+      Ref<XvFrameFFM> frames[3];
+      const auto prepared = [&](int i, AVPixelFormat format, AVCodecID codec) -> const AVFrame& {
         VideoPreparation preparation = Preparation(source.vid, format, codec);
-        Ref<XvFrameFFM> frame;
-        EXPECT_EQ(Prepare(preparation, FrameOf(source), &frame), S_OK);
-        return frame;
+        return Prepared(preparation, source, &frames[i]);
       };
-      const auto packedFrame = prepared(AV_PIX_FMT_YUV422P10LE, AV_CODEC_ID_V210);
-      const auto eightFrame = prepared(AV_PIX_FMT_YUV422P, AV_CODEC_ID_FFV1);
-      const auto tenFrame = prepared(AV_PIX_FMT_YUV422P10LE, AV_CODEC_ID_PRORES);
-      const AVFrame &packed = *packedFrame->picture(), &eight = *eightFrame->picture(),
-                    &ten = *tenFrame->picture();
+      const AVFrame& packed = prepared(0, AV_PIX_FMT_YUV422P10LE, AV_CODEC_ID_V210);
+      const AVFrame& eight = prepared(1, AV_PIX_FMT_YUV422P, AV_CODEC_ID_FFV1);
+      const AVFrame& ten = prepared(2, AV_PIX_FMT_YUV422P10LE, AV_CODEC_ID_PRORES);
       ASSERT_EQ(packed.format, kPixFmtV210);
       ASSERT_EQ(packed.linesize[0], (width + 47) / 48 * 128);
       for (int plane = 0; plane < 3; ++plane) {
@@ -216,45 +211,35 @@ TEST(PrepareVideo, AnotherAspectOfTheSameSizeIsOnlyRewritten) {
   target.nAspectY = 3;
   VideoPreparation preparation = Preparation(target, AV_PIX_FMT_UYVY422);
   Ref<XvFrameFFM> frame;
-  ASSERT_EQ(Prepare(preparation, FrameOf(source), &frame), S_OK);
-  EXPECT_EQ(frame->picture()->data[0], source.bytes.data());
-  EXPECT_EQ(av_cmp_q(frame->picture()->sample_aspect_ratio, {16, 15}), 0);
+  const AVFrame& told = Prepared(preparation, source, &frame);
+  EXPECT_EQ(told.data[0], source.bytes.data());
+  EXPECT_EQ(av_cmp_q(told.sample_aspect_ratio, {16, 15}), 0);
   preparation.target.eAspectFit = eXvAF_LetterBox;
-  ASSERT_EQ(Prepare(preparation, FrameOf(source, kFrameTime), &frame), S_OK);
-  EXPECT_NE(frame->picture()->data[0], source.bytes.data());
+  EXPECT_NE(Prepared(preparation, source, &frame, kFrameTime).data[0], source.bytes.data());
 }
 
 TEST(PrepareVideo, GeometryAndEditsGoThroughTheConverter) {
-  Picture source(kFccUYVY, 64, 48);
-  ASSERT_EQ(FillBackground(source.View(), 0xFF202020, 1.0), S_OK);
+  const Picture source = test::Filled(kFccUYVY, 64, 48, 0xFF202020);
   ASSERT_EQ(FillBackground(RegionView(source.View(), 16, 12, 32, 24), 0xFFE0E0E0, 1.0), S_OK);
   VideoPreparation preparation = Preparation(test::VidProps(kFccI420, 32, 24), AV_PIX_FMT_YUV420P);
   Ref<XvFrameFFM> frame;
-  ASSERT_EQ(Prepare(preparation, FrameOf(source), &frame), S_OK);
-  const auto luma = [&](int x, int y) {
-    return frame->picture()->data[0][y * frame->picture()->linesize[0] + x];
-  };
-  EXPECT_EQ(frame->picture()->width, 32);
-  EXPECT_NEAR(luma(16, 12), 208, 3);
-  EXPECT_NEAR(luma(1, 1), 44, 3);
+  EXPECT_EQ(Prepared(preparation, source, &frame).width, 32);
+  EXPECT_NEAR(frame->picture()->data[0][1], 44, 3);
 
   // The stream's crop leaves the bright middle; the frame's own comes first.
   ASSERT_EQ(preparation.streamNode->SetText("crop", "16,12"), S_OK);
-  ASSERT_EQ(Prepare(preparation, FrameOf(source, kFrameTime), &frame), S_OK);
-  EXPECT_NEAR(luma(1, 1), 208, 3);
+  EXPECT_NEAR(Prepared(preparation, source, &frame, kFrameTime).data[0][1], 208, 3);
   const Ref<IXvFrame> own = FrameOf(source, 2 * kFrameTime);
   const auto node = CoXMLNode::Create("frame");
   ASSERT_EQ(node->SetText("crop", "0"), S_OK);
   Query<IXvFrameExtras>(own.get())->NodeSet(node.get());
   ASSERT_EQ(Prepare(preparation, own, &frame), S_OK);
-  EXPECT_NEAR(luma(1, 1), 44, 3);
+  EXPECT_NEAR(frame->picture()->data[0][1], 44, 3);
 }
 
 TEST(PrepareVideo, AttachedMaskBecomesAlpha) {
-  Picture source(kFccRGB32, 16, -8);
-  ASSERT_EQ(FillBackground(source.View(), 0xFFFFFFFF, 1.0), S_OK);
-  Picture mask(kFccRGB8, 16, 8);
-  std::fill(mask.bytes.begin(), mask.bytes.end(), std::uint8_t{51});
+  const Picture source = test::Filled(kFccRGB32, 16, -8, 0xFFFFFFFF);
+  const Picture mask(test::VidProps(kFccRGB8, 16, 8), 51);
   for (const auto& [codec, colour] : {std::pair{AV_CODEC_ID_QTRLE, 51}, {AV_CODEC_ID_PNG, 255}}) {
     VideoPreparation preparation = Preparation(source.vid, AV_PIX_FMT_RGBA, codec);
     const Ref<IXvFrame> frame = FrameOf(source);

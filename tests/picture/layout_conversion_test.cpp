@@ -4,7 +4,6 @@
 
 #include <cmath>
 
-#include "picture/background_fill.h"
 #include "picture/mirror.h"
 #include "picture/pictures.h"
 
@@ -16,13 +15,6 @@ using ::testing::ElementsAre;
 using ::testing::Pointwise;
 
 constexpr std::uint32_t kColour = 0xFF4A90D8;  // R 74, G 144, B 216
-
-// A flat picture of one colour in any layout.
-Picture Flat(std::uint32_t tag, int width, int height) {
-  Picture picture(tag, width, height);
-  EXPECT_EQ(FillBackground(picture.View(), kColour, 1.0), S_OK);
-  return picture;
-}
 
 // The colour in the middle of a picture, as RGB.
 std::vector<int> ColourOf(const Picture& picture) {
@@ -46,7 +38,7 @@ bool HasCell(std::uint32_t source, std::uint32_t target) {
 TEST(ConvertFormat, EveryPairKeepsTheColour) {
   for (const std::uint32_t from : kLayouts) {
     for (const std::uint32_t to : kLayouts) {
-      const Picture source = Flat(from, 34, 8);
+      const Picture source = test::Filled(from, 34, 8, kColour);
       Picture target(to, 34, 8);
       const Status status = ConvertFormat(source.View(), target.View());
       if (!HasCell(from, to)) {
@@ -70,8 +62,7 @@ TEST(ConvertFormat, EveryPairKeepsTheColour) {
 }
 
 TEST(ConvertFormat, HdycIsBt709AndUyvyBt601) {
-  Picture red(kFccRGB32, 8, -2);
-  ASSERT_EQ(FillBackground(red.View(), 0xFFFF0000, 1.0), S_OK);
+  const Picture red = test::Filled(kFccRGB32, 8, -2, 0xFFFF0000);
   Picture uyvy(kFccUYVY, 8, 2);
   Picture hdyc(kFccHDYC, 8, 2);
   ASSERT_EQ(ConvertPixels(red.View(), uyvy.View()), S_OK);

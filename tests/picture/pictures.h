@@ -1,12 +1,12 @@
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <random>
+#include <stdexcept>
 #include <vector>
 
 #include "media/pixel_layout.h"
+#include "picture/background_fill.h"
 #include "picture/image_view.h"
 
 namespace xv::test {
@@ -47,5 +47,15 @@ struct Picture {
   XV_VID_PROPS vid;
   std::vector<std::uint8_t> bytes;
 };
+
+// A picture of one colour.
+inline Picture Filled(const XV_VID_PROPS& props, std::uint32_t colour) {
+  Picture picture(props);
+  if (FillBackground(picture.View(), colour, 1.0).Failed()) throw std::runtime_error("no colour");
+  return picture;
+}
+inline Picture Filled(std::uint32_t tag, int width, int height, std::uint32_t colour) {
+  return Filled(VidProps(tag, width, height), colour);
+}
 
 }  // namespace xv::test

@@ -3,7 +3,6 @@
 #include <cmath>
 #include <numbers>
 
-#include "picture/background_fill.h"
 #include "picture/filter_bank.h"
 #include "picture/pictures.h"
 #include "picture/scale_engine.h"
@@ -130,11 +129,9 @@ TEST(ScaleEngine, EveryLayoutScalesBothWays) {
                                  {kFccUYVY, kFccI420}}) {
     for (const int width : {96, 60, 140}) {
       for (const int flags : {3, 0}) {
-        Picture source(from, 96, 64);
-        ASSERT_EQ(FillBackground(source.View(), 0xFF808080, 1.0), S_OK);
-        Picture target(to, width, 48);
-        Picture expected(to, width, 48);
-        ASSERT_EQ(FillBackground(expected.View(), 0xFF808080, 1.0), S_OK);
+        const Picture source = test::Filled(from, 96, 64, 0xFF808080);
+        const Picture target(to, width, 48);
+        const Picture expected = test::Filled(to, width, 48, 0xFF808080);
         ScaleEngine engine;
         ASSERT_EQ(
             engine.ScaleImage(source.View(), target.View(), false, 4, 0, flags, Siting::kCentred),

@@ -2,9 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include <cmath>
-
-#include "picture/background_fill.h"
 #include "picture/codec_picture.h"
 #include "picture/picture_pool.h"
 #include "picture/pictures.h"
@@ -83,8 +80,7 @@ TEST(CodecConvert, EveryCellGivesTheColour) {
         SCOPED_TRACE(testing::Message()
                      << av_get_pix_fmt_name(static_cast<AVPixelFormat>(cell.format)) << " from "
                      << std::hex << tag);
-        Picture source(tag, width, 8);
-        ASSERT_EQ(FillBackground(source.View(), kColour, 1.0), S_OK);
+        const Picture source = test::Filled(tag, width, 8, kColour);
         const AvPtr<AVFrame> target = Target(cell.format, width, 8);
         const bool full = cell.format == AV_PIX_FMT_YUVJ420P || cell.format == AV_PIX_FMT_YUVJ422P;
         ASSERT_EQ(ConvertToCodecFormat(source.View(), target.get(), {full, nullptr, true}), S_OK);
@@ -142,10 +138,8 @@ TEST(CodecConvert, OddHalfHeightRepairsTheLastRows) {
 }
 
 TEST(CodecConvert, MaskGivesAlphaAndPremultiplies) {
-  Picture source(kFccRGB32, 8, -4);
-  ASSERT_EQ(FillBackground(source.View(), 0xFF4080FF, 1.0), S_OK);
-  Picture mask(kFccRGB8, 6, 3);
-  std::fill(mask.bytes.begin(), mask.bytes.end(), std::uint8_t{128});
+  const Picture source = test::Filled(kFccRGB32, 8, -4, 0xFF4080FF);
+  const Picture mask(test::VidProps(kFccRGB8, 6, 3), 128);
   const ImageView view = mask.View();
   for (const bool premultiply : {true, false}) {
     const AvPtr<AVFrame> target = Target(AV_PIX_FMT_RGBA, 8, 4);
@@ -203,8 +197,7 @@ TEST(CodecConvert, PairsWithoutARoutineGoThroughTheLibrary) {
                                     {kFccYVYU, AV_PIX_FMT_YUV444P},
                                     {kFccV210, AV_PIX_FMT_BGR0},
                                     {kFccNV12, AV_PIX_FMT_YUV420P}}) {
-    Picture source(tag, 48, 16);
-    ASSERT_EQ(FillBackground(source.View(), kColour, 1.0), S_OK);
+    const Picture source = test::Filled(tag, 48, 16, kColour);
     const AvPtr<AVFrame> target = Target(format, 48, 16);
     EXPECT_EQ(ConvertToCodecFormat(source.View(), target.get(), {}), S_FALSE);
     PictureConverter converter;
