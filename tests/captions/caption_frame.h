@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <span>
-#include <string>
 #include <vector>
 
 #include "base/ref.h"

@@ -1,7 +1,6 @@
 #include "catalogue/builtin_list.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <map>
 #include <set>

@@ -1,7 +1,6 @@
 #include "catalogue/list_builder.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "catalogue/fixed_lists.h"
 #include "contracts/av_handles.h"

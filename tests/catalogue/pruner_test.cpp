@@ -1,7 +1,6 @@
 #include "catalogue/pruner.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "catalogue/builtin_list.h"
 #include "catalogue/refused_cells.h"

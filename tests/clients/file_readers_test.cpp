@@ -1,7 +1,5 @@
 #include <algorithm>
-#include <csignal>
 #include <fstream>
-#include <sstream>
 
 #include "clients/received_media.h"
 #include "support/peer_process.h"

@@ -1,7 +1,6 @@
 #include "hw/cuda/cuda_settings.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <map>
 

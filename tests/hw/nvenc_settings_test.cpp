@@ -1,7 +1,6 @@
 #include "hw/nvenc/nvenc_settings.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "hw/nvenc/access_unit.h"
 #include "hw/nvenc/nvenc_attributes.h"

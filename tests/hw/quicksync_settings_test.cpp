@@ -1,7 +1,6 @@
 #include "hw/quicksync/quick_settings.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "hw/frame_rate.h"
 #include "hw/quicksync/quick_allocator.h"

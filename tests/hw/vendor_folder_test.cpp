@@ -2,7 +2,6 @@
 
 #include <dlfcn.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <filesystem>
 

@@ -5,10 +5,8 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <random>
 #include <span>
-#include <vector>
 
 namespace xv::test {
 

@@ -3,7 +3,6 @@
 #include <cstring>
 #include <functional>
 #include <memory>
-#include <string>
 
 #include "kernels/channel_kernels.h"
 #include "kernels/colour_kernels.h"

@@ -4,7 +4,6 @@
 #include <limits>
 #include <set>
 #include <string>
-#include <vector>
 
 #include "media/frame_duration.h"
 #include "media/pixel_layout.h"

@@ -1,7 +1,6 @@
 #include "props/props_impl.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <filesystem>

@@ -1,7 +1,6 @@
 #include "settings/settings_store.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <filesystem>
 

@@ -4,7 +4,6 @@
 #include <dlfcn.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <string>
 

@@ -1,6 +1,5 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <functional>
 #include <optional>

@@ -1,7 +1,6 @@
 #include "tree/node.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <map>
