@@ -25,6 +25,11 @@ std::string Number(std::uint32_t value) {
   return out;
 }
 
+struct AncDataFile : testing::Test {
+  const TemporaryFolder folder;
+  CANCDataFile file;
+};
+
 std::string FrameHead(std::int64_t start) {
   XV_TIME time{};
   time.rtStart = start;
@@ -38,9 +43,7 @@ std::string Item(const std::string& tag, const std::string& data, bool text = fa
          Number(size | (text ? kAncTextFlag : 0)) + data;
 }
 
-TEST(AncDataFile, WritesWhatTheFrameHas) {
-  const TemporaryFolder folder;
-  CANCDataFile file;
+TEST_F(AncDataFile, WritesWhatTheFrameHas) {
   ASSERT_EQ(file.SetPath(folder.Path("a.anc"), false, false), S_OK);
   CaptionFrame bare(100);
   EXPECT_EQ(file.WriteFrame(kTags, *bare, nullptr), S_OK);
@@ -66,9 +69,7 @@ TEST(AncDataFile, WritesWhatTheFrameHas) {
   EXPECT_EQ(file.WriteFrame(kTags, *second, nullptr), E_INVALIDARG);
 }
 
-TEST(AncDataFile, ARecordThatDoesNotFitLeavesNoPartOfIt) {
-  const TemporaryFolder folder;
-  CANCDataFile file;
+TEST_F(AncDataFile, ARecordThatDoesNotFitLeavesNoPartOfIt) {
   ASSERT_EQ(file.SetPath(folder.Path("a.anc"), false, false), S_OK);
   CaptionFrame frame(1);
   frame.Text("note", "n");
@@ -83,12 +84,10 @@ TEST(AncDataFile, ARecordThatDoesNotFitLeavesNoPartOfIt) {
   EXPECT_EQ(folder.Read("a.anc"), one + one);
 }
 
-TEST(AncDataFile, ReadsItsOwnFileInOrderOfTime) {
-  const TemporaryFolder folder;
+TEST_F(AncDataFile, ReadsItsOwnFileInOrderOfTime) {
   const std::string path = folder.Write(
       "a.anc", FrameHead(500) + Item("A", "late") + FrameHead(100) + Item("A", "early") +
                    Item("B", "text", true) + FrameHead(700) + FrameHead(600) + Item("A", "6"));
-  CANCDataFile file;
   ASSERT_EQ(file.SetPath(path, true, false), S_OK);
   EXPECT_EQ(file.LastRead(), S_OK);
   EXPECT_EQ(file.Count(), 3u);  // a frame without items does not count
@@ -107,8 +106,7 @@ TEST(AncDataFile, ReadsItsOwnFileInOrderOfTime) {
   EXPECT_EQ(file.Count(), 0u);
 }
 
-TEST(AncDataFile, BrokenFilesHaveTheirStatus) {
-  const TemporaryFolder folder;
+TEST_F(AncDataFile, BrokenFilesHaveTheirStatus) {
   const std::string good = FrameHead(1) + Item("A", "data");
   for (const auto& [text, expected] : std::vector<std::pair<std::string, HRESULT>>{
            {"XXXX" + good, E_INVALIDARG},
@@ -120,22 +118,18 @@ TEST(AncDataFile, BrokenFilesHaveTheirStatus) {
            // Lengths that no memory could hold, with and without agreement.
            {good + Number(0x7FFFFFFF) + Number(0x7FFFFF00), S_OK},
            {good + Number(7) + Number(0xFFFFFFFF), XV_E_CORRUPT_FILE}}) {
-    CANCDataFile file;
     EXPECT_EQ(file.SetPath(folder.Write("a.anc", text), true, false), expected) << text.size();
   }
-  CANCDataFile file;
   EXPECT_EQ(file.SetPath(folder.Path("none"), true, true), XV_E_FILE_NOT_FOUND);
   EXPECT_TRUE(file.SetPath(folder.Path(), true, false).Failed());
 }
 
-TEST(AncDataFile, CutAtEveryByteGivesTheCompleteItems) {
-  const TemporaryFolder folder;
+TEST_F(AncDataFile, CutAtEveryByteGivesTheCompleteItems) {
   const std::string first = FrameHead(1) + Item("A", "data"), second = Item("B", "text", true),
                     third = FrameHead(2) + Item("A", "x"), whole = first + second + third;
   for (std::size_t cut = 0; cut <= whole.size(); ++cut) {
     const std::size_t items =
         (cut >= first.size()) + (cut >= (first + second).size()) + std::size_t{cut == whole.size()};
-    CANCDataFile file;
     const Status status = file.SetPath(folder.Write("a.anc", whole.substr(0, cut)), true, false);
     EXPECT_EQ(status, cut < 4 ? E_INVALIDARG : items == 0 ? XV_E_FILE_HANDLE : S_OK) << cut;
     std::size_t found = 0;
@@ -147,15 +141,13 @@ TEST(AncDataFile, CutAtEveryByteGivesTheCompleteItems) {
   }
 }
 
-TEST(AncDataFile, ThreadFollowsAFileThatGrows) {
-  const TemporaryFolder folder;
-  CANCDataFile writer;
-  ASSERT_EQ(writer.SetPath(folder.Path("a.anc"), false, false), S_OK);
+TEST_F(AncDataFile, ThreadFollowsAFileThatGrows) {
+  ASSERT_EQ(file.SetPath(folder.Path("a.anc"), false, false), S_OK);
   CANCDataFile reader;
   for (int i = 1; i <= 200; ++i) {
     CaptionFrame frame(i);
     frame.Bytes("GA94", Bytes(1000, static_cast<std::uint8_t>(i))).Text("note", "n");
-    ASSERT_EQ(writer.WriteFrame(kTags, *frame, nullptr), S_OK);
+    ASSERT_EQ(file.WriteFrame(kTags, *frame, nullptr), S_OK);
     if (i == 1) {
       ASSERT_EQ(reader.SetPath(folder.Path("a.anc"), true, true), S_OK);
     }

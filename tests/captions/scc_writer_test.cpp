@@ -17,10 +17,13 @@ XV_TIME At(std::int64_t start) {
   return time;
 }
 
-TEST(SccWriter, LinesAsTheFormatWantsThem) {
+struct SccWriter : testing::Test {
   const TemporaryFolder folder;
   CaptionCounters stats;
-  SCCWriter writer(&stats);
+  SCCWriter writer{&stats};
+};
+
+TEST_F(SccWriter, LinesAsTheFormatWantsThem) {
   writer.SetPath(folder.Path("a.scc"), 0);
   EXPECT_EQ(writer.SkipFrame(), S_OK);  // nothing is pending
   for (const std::uint16_t pair : {0x2094, 0x2094, 0xae94}) {
@@ -37,10 +40,7 @@ TEST(SccWriter, LinesAsTheFormatWantsThem) {
   EXPECT_EQ(stats.written, 4);
 }
 
-TEST(SccWriter, LineEndsAfterTheFramesThatMayBeSkipped) {
-  const TemporaryFolder folder;
-  CaptionCounters stats;
-  SCCWriter writer(&stats);
+TEST_F(SccWriter, LineEndsAfterTheFramesThatMayBeSkipped) {
   writer.SetPath(folder.Path("a.scc"), 2);
   const auto append = [&] { EXPECT_EQ(writer.AppendPair(0x2094, At(0), 25), S_OK); };
   const auto linesBehind = [&](int skips) {
@@ -65,10 +65,7 @@ TEST(SccWriter, LineEndsAfterTheFramesThatMayBeSkipped) {
 }
 
 // One pair a frame; what the stop finds waiting behind a line that has ended is written.
-TEST(SccWriter, FurtherPairsWaitForTheFramesBehind) {
-  const TemporaryFolder folder;
-  CaptionCounters stats;
-  SCCWriter writer(&stats);
+TEST_F(SccWriter, FurtherPairsWaitForTheFramesBehind) {
   writer.SetPath(folder.Path("a.scc"), 0);
   const std::uint16_t pairs[] = {0x2094, 0x2194, 0x2294};
   const auto put = [&](std::size_t count, int start) {
@@ -90,10 +87,7 @@ TEST(SccWriter, FurtherPairsWaitForTheFramesBehind) {
   EXPECT_EQ(stats.lost, 900);
 }
 
-TEST(SccWriter, LineStaysUntilThereIsAFile) {
-  const TemporaryFolder folder;
-  CaptionCounters stats;
-  SCCWriter writer(&stats);
+TEST_F(SccWriter, LineStaysUntilThereIsAFile) {
   writer.SetMaxSkip(0);
   writer.AppendPair(0x2094, At(0), 25).Ok();
   EXPECT_EQ(writer.SkipFrame(), S_FALSE);

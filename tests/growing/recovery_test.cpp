@@ -109,17 +109,17 @@ TEST(Recovery, EveryByteIsThereAtEachMomentOfAMove) {
 
 // Files that nobody knows as ours stay, whatever their name; those of an earlier recording go.
 TEST(SideFiles, OthersFilesAreLeftAlone) {
+  constexpr const char* kNames[] = {"b.hdr.mov", "b.mov.idx", "b.mov.recovery"};
   TemporaryFolder folder;
   const std::string target = folder / "b.mov";
   // Who asks for an index is told by the stop; a note that is missing harms no recording.
   for (const auto& [growing, status] :
        {std::pair{"play_while_rec=true", XV_E_FILE_EXISTS}, {"play_while_rec=false", S_OK}}) {
-    for (const char* name : {"b.hdr.mov", "b.mov.idx", "b.mov.recovery"})
-      folder.Write(name, "mine");
+    for (const char* name : kNames) folder.Write(name, "mine");
     std::string noted;
     EXPECT_EQ(Record(target, std::string(growing) + " video::codec=mpeg2video", kSmall, 40, &noted),
               status);
-    for (const char* name : {"b.hdr.mov", "b.mov.idx", "b.mov.recovery"}) {
+    for (const char* name : kNames) {
       EXPECT_EQ(folder.Read(name), "mine") << name;
       std::filesystem::remove(folder / name);
     }
@@ -141,13 +141,10 @@ TEST(SideFiles, ThoseOfAnEarlierRecordingGo) {
   ASSERT_EQ(PushFrames(writer, kSmall, 40), S_OK);
   const std::string left = CutOff(folder, "a.mov");
   EXPECT_EQ(writer.Stop(), S_OK);
-  for (const std::string& path : {HeaderPath(left), IndexPath(left), RecoveryPath(left)}) {
-    ASSERT_TRUE(FileExists(path)) << path;
-  }
+  const std::string beside[] = {HeaderPath(left), IndexPath(left), RecoveryPath(left)};
+  for (const std::string& path : beside) EXPECT_TRUE(FileExists(path)) << path;
   EXPECT_EQ(Record(left, kMpeg, kSmall, 10), S_OK);
-  for (const std::string& path : {HeaderPath(left), IndexPath(left), RecoveryPath(left)}) {
-    EXPECT_FALSE(FileExists(path)) << path;
-  }
+  for (const std::string& path : beside) EXPECT_FALSE(FileExists(path)) << path;
 }
 
 }  // namespace

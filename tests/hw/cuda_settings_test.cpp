@@ -6,6 +6,7 @@
 
 #include "hw/cuda/cuda_attributes.h"
 #include "hw/cuda/cuda_headers.h"
+#include "picture/pictures.h"
 
 namespace xv {
 namespace {
@@ -17,12 +18,7 @@ using ::testing::Pair;
 using Numbers = std::array<std::int32_t, 3>;
 
 XV_VID_PROPS Picture(int width = 1280, int height = 720, double rate = 25) {
-  XV_VID_PROPS vid{};
-  vid.fccColor = kFccUYVY;
-  vid.nWidth = width;
-  vid.nHeight = height;
-  vid.nRowBytes = width * 2;
-  vid.eInterlace = eXvI_Progressive;
+  XV_VID_PROPS vid = test::VidProps(kFccUYVY, width, height);
   vid.dblRate = rate;
   return vid;
 }

@@ -4,6 +4,7 @@
 
 #include "hw/nvenc/access_unit.h"
 #include "hw/nvenc/nvenc_attributes.h"
+#include "picture/pictures.h"
 
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
@@ -57,12 +58,10 @@ Made Make(const Wish& wish) {
   XMLParse::XMLNodePtr root;
   EXPECT_EQ(NodeFromText("", wish.attributes, &root), Status(S_OK));
   const XMLParse::XMLNodePtr node = root->Child("video", true);
-  XV_VID_PROPS vid{};
-  vid.nWidth = wish.width;
-  vid.nHeight = wish.height;
+  XV_VID_PROPS vid =
+      test::VidProps(kFccNV12, wish.width, wish.height, static_cast<std::uint32_t>(wish.interlace));
   vid.nAspectX = 16;
   vid.nAspectY = 9;
-  vid.eInterlace = static_cast<std::uint32_t>(wish.interlace);
   vid.dblRate = wish.rate;
   NvencChosenPreset chosen;
   chosen.word = wish.word;

@@ -7,6 +7,7 @@
 #include "hw/quicksync/quick_attributes.h"
 #include "hw/quicksync/quick_ladder.h"
 #include "hw/stamps.h"
+#include "picture/pictures.h"
 
 namespace xv {
 namespace {
@@ -23,10 +24,7 @@ struct Read {
 };
 
 XV_VID_PROPS Props(int width, int height, std::uint32_t interlace = eXvI_Progressive) {
-  XV_VID_PROPS vid{};
-  vid.nWidth = width;
-  vid.nHeight = height;
-  vid.eInterlace = interlace;
+  XV_VID_PROPS vid = test::VidProps(kFccNV12, width, height, interlace);
   vid.dblRate = 29.97;
   vid.nAspectX = 16;
   vid.nAspectY = 9;

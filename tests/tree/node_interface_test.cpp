@@ -123,10 +123,14 @@ TEST_F(NodeInterface, XmlOfANodeWithoutChildrenIsItsAttributes) {
   ASSERT_EQ(node_->GetChildByPath(u"x", 0, other_.Receive()), S_OK);
   EXPECT_EQ(other_->GetXML(&text_), S_OK);
   EXPECT_EQ(text_.Get(), " n='1'");
-  EXPECT_EQ(other_->SetXML(u"<k/>"), S_OK);
-  EXPECT_EQ(Xml(other_.get()), "<x n='1'><k/></x>");
-  EXPECT_EQ(other_->SetXML(nullptr), S_OK);
-  EXPECT_EQ(Xml(other_.get()), "<x n='1'/>");
+  for (const auto& [content, written] :
+       {std::pair{u"plain & simple", "<x n='1'>plain &amp; simple</x>"},
+        {u"<k/><c x=1>v</c>", "<x n='1'><k/><c x='1'>v</c></x>"},
+        {u"again", "<x n='1'>again</x>"},
+        {static_cast<const char16_t*>(nullptr), "<x n='1'/>"}}) {
+    EXPECT_EQ(other_->SetXML(content), S_OK);
+    EXPECT_EQ(Xml(other_.get()), written);
+  }
 }
 
 TEST_F(NodeInterface, CopiesAttributesAndClones) {

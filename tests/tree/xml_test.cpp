@@ -77,16 +77,6 @@ TEST(XmlReader, ReplacesTheNodeAndFailsForNothingOnly) {
   EXPECT_TRUE(node->ReadXml("no mark-up").Ok());
 }
 
-TEST(XmlReader, ContentReplacesValueOrChildren) {
-  const XMLNodePtr node = Parse("<n a=1/>");
-  for (const Pair& one : {Pair{"plain & simple", "<n a='1'>plain &amp; simple</n>"},
-                          {"<b/><c x=1>v</c>", "<n a='1'><b/><c x='1'>v</c></n>"},
-                          {"plain again", "<n a='1'>plain again</n>"}}) {
-    ASSERT_TRUE(node->ReplaceContent(one.read).Ok());
-    EXPECT_EQ(node->WriteXml(), one.written);
-  }
-}
-
 TEST(XmlWriter, IndentsOrWritesOneLine) {
   const XMLNodePtr node = Parse("<a x=1><b>v</b><c><d/></c></a>");
   EXPECT_EQ(node->WriteXml({0, 0}),
