@@ -25,6 +25,11 @@ Status Put(XvAudioBuffer2& buffer, const XV_AUD_PROPS& format, const std::vector
                        static_cast<std::uint32_t>(samples.size() * sizeof(T)), true, mixDown);
 }
 
+// Makes the buffer keep its samples in that form.
+void Prepare(XvAudioBuffer2& buffer, const XV_AUD_PROPS& format, int samples = 0) {
+  ASSERT_EQ(buffer.Prepare(&format, samples), S_OK);
+}
+
 // One channel of everything that is held.
 template <class T>
 std::vector<T> Read(XvAudioBuffer2& buffer, int channel, AVSampleFormat format) {
@@ -58,8 +63,7 @@ TEST(AudioBuffer, Integers24BitComeOutExactly) {
 
 TEST(AudioBuffer, NarrowBufferTakesTheUpper16BitsOf24) {
   XvAudioBuffer2 buffer;
-  const XV_AUD_PROPS narrow = Props(1, 48000, 16);
-  ASSERT_EQ(buffer.Prepare(&narrow, 0), S_OK);
+  Prepare(buffer, Props(1, 48000, 16));
   ASSERT_EQ(Put(buffer, Props(1, 48000, 24), std::vector<std::uint8_t>{0xFF, 0x34, 0x12}), S_OK);
   ASSERT_EQ(Put(buffer, Props(1, 48000, 32), std::vector<std::int32_t>{0x12348000, INT32_MAX}),
             S_OK);
@@ -134,10 +138,12 @@ TEST(AudioBuffer, ReadPastTheEndAndAbsentChannelsAreSilence) {
 
 TEST(AudioBuffer, SkipConsumesFromTheHead) {
   XvAudioBuffer2 buffer;
-  ASSERT_EQ(Put(buffer, Props(1, 48000, 16), std::vector<std::int16_t>{1, 2, 3, 4}), S_OK);
+  const XV_AUD_PROPS stereo = Props(2, 48000, 16);
+  ASSERT_EQ(Put(buffer, stereo, std::vector<std::int16_t>{1, 11, 2, 12, 3, 13, 4, 14}), S_OK);
   EXPECT_EQ(buffer.Skip(3), 3);
-  ASSERT_EQ(Put(buffer, Props(1, 48000, 16), std::vector<std::int16_t>{5}), S_OK);
+  ASSERT_EQ(Put(buffer, stereo, std::vector<std::int16_t>{5, 15}), S_OK);
   EXPECT_THAT(Read<std::int16_t>(buffer, 0, AV_SAMPLE_FMT_S16), ElementsAre(4, 5));
+  EXPECT_THAT(Read<std::int16_t>(buffer, 1, AV_SAMPLE_FMT_S16), ElementsAre(14, 15));
   EXPECT_EQ(buffer.Skip(7), 2);
   EXPECT_EQ(buffer.AvailableSamples(), 0);
 }
@@ -145,7 +151,7 @@ TEST(AudioBuffer, SkipConsumesFromTheHead) {
 TEST(AudioBuffer, SilenceAndFewerChannelsFillUpWithZeros) {
   XvAudioBuffer2 buffer;
   const XV_AUD_PROPS stereo = Props(2, 48000, 16);
-  ASSERT_EQ(buffer.Prepare(&stereo, 1), S_OK);
+  Prepare(buffer, stereo, 1);
   ASSERT_EQ(Put(buffer, Props(1, 48000, 16), std::vector<std::int16_t>{8, 9}), S_OK);
   ASSERT_EQ(buffer.Append(stereo, nullptr, 8, true, false), S_OK);
   EXPECT_THAT(Read<std::int16_t>(buffer, 0, AV_SAMPLE_FMT_S16), ElementsAre(0, 8, 9, 0, 0));
@@ -159,8 +165,7 @@ TEST(AudioBuffer, FoldMapsHaveTheDocumentedCoefficients) {
   const std::vector<float> surround = {0.1F, -0.2F, 0.3F, 0.9F, 0.05F, -0.4F, 0.02F, 0.04F};
   const auto fold = [&](int to, int from, int bits = -32) {
     XvAudioBuffer2 buffer;
-    const XV_AUD_PROPS target = Props(to, 48000, bits);
-    EXPECT_EQ(buffer.Prepare(&target, 0), S_OK);
+    Prepare(buffer, Props(to, 48000, bits));
     const std::vector<float> set(surround.begin(), surround.begin() + from);
     EXPECT_EQ(Put(buffer, Props(from, 48000, -32), set, true), S_OK);
     std::vector<float> out;
@@ -186,8 +191,7 @@ TEST(AudioBuffer, FoldMapsHaveTheDocumentedCoefficients) {
 
 TEST(AudioBuffer, WithoutMixDownSurplusChannelsAreLeftOut) {
   XvAudioBuffer2 buffer;
-  const XV_AUD_PROPS mono = Props(1, 48000, 16);
-  ASSERT_EQ(buffer.Prepare(&mono, 0), S_OK);
+  Prepare(buffer, Props(1, 48000, 16));
   ASSERT_EQ(Put(buffer, Props(3, 48000, 16), std::vector<std::int16_t>{1, 2, 3, 4, 5, 6}), S_OK);
   EXPECT_THAT(Read<std::int16_t>(buffer, 0, AV_SAMPLE_FMT_S16), ElementsAre(1, 4));
 }
@@ -198,11 +202,11 @@ TEST(AudioBuffer, ChunkedResamplingEqualsOneBlock) {
     const XV_AUD_PROPS source = Props(1, 44100, -32);
     const std::vector<float> wave = Sine(44100, 44100);
     XvAudioBuffer2 whole;
-    ASSERT_EQ(whole.Prepare(&target, 0), S_OK);
+    Prepare(whole, target);
     ASSERT_EQ(Put(whole, source, wave), S_OK);
     ASSERT_EQ(whole.Flush(), S_OK);
     XvAudioBuffer2 chunked;
-    ASSERT_EQ(chunked.Prepare(&target, 0), S_OK);
+    Prepare(chunked, target);
     for (std::size_t at = 0, n = 1; at < wave.size(); at += n, n = n * 7 % 1931 + 1) {
       n = std::min(n, wave.size() - at);
       const auto from = wave.begin() + static_cast<std::ptrdiff_t>(at);
@@ -230,8 +234,7 @@ TEST(AudioBuffer, RateChangeInMidStreamKeepsEverySample) {
     const std::vector<std::int16_t> steady(static_cast<std::size_t>(channels * samples), 1000);
     ASSERT_EQ(Put(buffer, Props(channels, rate, 16), steady), S_OK);
   };
-  const XV_AUD_PROPS target = Props(2, 48000, 16);
-  ASSERT_EQ(buffer.Prepare(&target, 0), S_OK);
+  Prepare(buffer, Props(2, 48000, 16));
   for (const int rate : {48000, 32000, 96000, 48000}) put(2, rate, rate / 10);
   EXPECT_NEAR(buffer.AvailableSamples(), 4 * 4800, 2);
   // The steady level runs through the joints; the runs' edges ring by a few percent at most.

@@ -20,21 +20,6 @@ void Fill(XvChannelsBuffer& buffer, int channel, std::initializer_list<std::uint
   std::memcpy(buffer.ChannelPointer(channel, 0), bytes.begin(), bytes.size());
 }
 
-TEST(ChannelsBuffer, ReserveKeepsUnreadBytesBehindAReadOffset) {
-  XvChannelsBuffer buffer;
-  ASSERT_EQ(buffer.SetSize(6, 2, true), S_OK);
-  Fill(buffer, 0, {1, 2, 3, 4, 5, 6});
-  Fill(buffer, 1, {11, 12, 13, 14, 15, 16});
-  buffer.Skip(4);
-  ASSERT_EQ(buffer.Reserve(4, 2, true), S_OK);
-  EXPECT_EQ(buffer.Available(), 4u);
-  buffer.Clear(0, 2, 2, 0x7FFFFFFF);
-  EXPECT_THAT(Unread(buffer, 0), ElementsAre(5, 6, 0, 0));
-  EXPECT_THAT(Unread(buffer, 1), ElementsAre(15, 16, 0, 0));
-  buffer.Skip(100);
-  EXPECT_EQ(buffer.Available(), 0u);
-}
-
 TEST(ChannelsBuffer, AddedChannelReadsAsSilenceFromTheReadOffsetOn) {
   XvChannelsBuffer buffer;
   ASSERT_EQ(buffer.SetSize(8, 1, false), S_OK);

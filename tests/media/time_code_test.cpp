@@ -83,9 +83,6 @@ TEST(TimeCode, KnownAddresses) {
   EXPECT_EQ(at(1800, 29.996), "00:01:00:00");
   EXPECT_EQ(at(30, 0), "00:00:01:00");
   EXPECT_EQ(at(100LL * 3600 * 25, 25), "100:00:00:00");
-}
-
-TEST(TimeCode, TimesAtTheEdges) {
   EXPECT_EQ(TimeCodeFromTime(-1, 400000, true).eTcFlags, eTC_Invalid);
   EXPECT_EQ(TimeCodeFromTime(0, 0, true).eTcFlags, eXvTC_DropFrame | eTC_Base30);
   // 2 ms ahead of a frame is that frame, more is the one before.
