@@ -24,12 +24,6 @@ class BuiltinListTest : public ::testing::Test {
   const XMLNodePtr list_ = CoXMLNode::Create({});
 };
 
-TEST_F(BuiltinListTest, LoadsInSpiteOfItsStrayTag) {
-  EXPECT_EQ(list_->Name(), "supported_list");
-  ASSERT_EQ(list_->ChildCount(), 3u) << "a lost level would move what follows it";
-  EXPECT_EQ(test::Needed(list_->ChildAt(1)).Name(), "video_codecs");
-}
-
 // It says what it is, and its default lies within its values and bounds.
 void ExpectSound(const ListedAttribute& one) {
   EXPECT_FALSE(one.type.empty() || one.description.empty());

@@ -259,25 +259,17 @@ TEST(Converter, StereoPicturesScaleSideBySide) {
 TEST(Converter, ViewOffsetTellsTheHalfOfADoubleBuffer) {
   std::vector<std::uint8_t> buffer(2 * 64 * 8);
   const std::int64_t natural = 64 * 8 / 2;
-  const auto offsetOf = [&](std::size_t at, std::size_t bytes, std::ptrdiff_t* offset) {
-    Picture picture(kFccUYVY, 32, 4);
-    XvFrameDesc desc{};
-    desc.cbSize = sizeof desc;
-    desc.props.vid = picture.vid;
-    desc.video = buffer.data() + at;
-    desc.cbVideo = static_cast<std::uint32_t>(bytes);
-    Ref<IXvFrame> frame;
-    EXPECT_EQ(BuiltInFrameFactory()->FrameCreate(&desc, frame.Receive()), S_OK);
+  const auto offsetOf = [&](std::size_t at, std::size_t bytes) {
+    const Ref<IXvFrame> frame =
+        test::FrameOver(test::VidProps(kFccUYVY, 32, 4), buffer.data() + at, bytes);
     Query<IXvFrameExtras>(frame.get())->ExtraSetByName(u"__vptr_", 0, buffer.data(), nullptr);
-    return ViewOffset(frame.get(), natural, offset);
+    std::ptrdiff_t offset = -1;
+    const int half = ViewOffset(frame.get(), natural, &offset);
+    return std::pair<int, std::ptrdiff_t>(half, offset);
   };
-  std::ptrdiff_t offset = -1;
-  EXPECT_EQ(offsetOf(0, 512, &offset), 1);
-  EXPECT_EQ(offset, 0);
-  EXPECT_EQ(offsetOf(256, 512, &offset), 2);
-  EXPECT_EQ(offset, 256);
-  EXPECT_EQ(offsetOf(256, 256, &offset), 0);
-  EXPECT_EQ(offset, 256);
+  EXPECT_THAT(offsetOf(0, 512), testing::Pair(1, 0));
+  EXPECT_THAT(offsetOf(256, 512), testing::Pair(2, 256));
+  EXPECT_THAT(offsetOf(256, 256), testing::Pair(0, 256));
 }
 
 TEST(Converter, BadInputGivesItsStatus) {

@@ -7,15 +7,14 @@
 #include <span>
 #include <vector>
 
+#include "frames/frames.h"
 #include "frames/geometry_converter.h"
-#include "frames/host_frame.h"
 #include "frames/prepare_video.h"
 #include "kernels/guarded_row.h"
 #include "kernels/simd_level.h"
 #include "media/normalise.h"
 #include "picture/layout_conversion.h"
 #include "picture/mirror.h"
-#include "picture/pictures.h"
 
 // Pictures of any properties in memory that ends at an unreadable page: whatever a host says about
 // its picture, nothing outside of it is touched, status and result agree, and every level gives the
@@ -94,14 +93,8 @@ class Numbers {
 // A frame over guarded memory, at times too short.
 class GuardedFrame {
  public:
-  GuardedFrame(const XV_VID_PROPS& vid, Numbers& numbers) : memory_(BytesFor(vid, numbers)) {
-    XvFrameDesc desc{};
-    desc.cbSize = sizeof desc;
-    desc.props.vid = vid;
-    desc.video = memory_.data();
-    desc.cbVideo = static_cast<std::uint32_t>(memory_.size());
-    if (Failed(BuiltInFrameFactory()->FrameCreate(&desc, frame_.Receive()))) std::abort();
-  }
+  GuardedFrame(const XV_VID_PROPS& vid, Numbers& numbers)
+      : memory_(BytesFor(vid, numbers)), frame_(FrameOver(vid, memory_.data(), memory_.size())) {}
   IXvFrame* get() const { return frame_.get(); }
 
  private:
