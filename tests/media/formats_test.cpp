@@ -16,14 +16,6 @@ namespace {
 
 using ::testing::ElementsAre;
 
-XV_VID_PROPS Raster(int width, int height, std::uint32_t fourcc) {
-  XV_VID_PROPS vid{};
-  vid.nWidth = width;
-  vid.nHeight = height;
-  vid.fccColor = fourcc;
-  return vid;
-}
-
 // The name of a row tells its rate and scan; raster and aspect follow from the family.
 TEST(VideoFormat, RowsAgreeWithTheirNames) {
   std::set<std::string> names;
@@ -95,7 +87,10 @@ TEST(Validity, StrictVideoNeedsAWholeRasterAndLooseOneWord) {
                         {0, 0, 0, 0, 0, 0, -25, 0, false, false},
                         {0, 0, 0, 0, 0, 0, nan, 0, false, false},
                         {0, 0, 0, 0, 0, 0, nan, eXvI_Field, false, true}}) {
-    XV_VID_PROPS vid = Raster(c.width, c.height, c.fourcc);
+    XV_VID_PROPS vid{};
+    vid.nWidth = c.width;
+    vid.nHeight = c.height;
+    vid.fccColor = c.fourcc;
     vid.eVideoFormat = c.format;
     vid.nAspectX = c.aspectX;
     vid.nAspectY = c.aspectY;
