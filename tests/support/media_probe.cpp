@@ -209,17 +209,14 @@ ProbedFile Probe(const std::string& path,
   while (av_read_frame(raw, packet.get()) >= 0) {
     patience.Renew();
     const auto i = static_cast<std::size_t>(packet->stream_index);
-    if (i < file.streams.size() && IsMpegVideo(file.streams[i]) &&
-        file.streams[i].gopTimecode.empty()) {
-      file.streams[i].gopTimecode = GopTimecode(*packet);
-    }
-    if (i < file.streams.size()) {
+    if (i < file.streams.size()) {  // others may come up on the way
+      ProbedStream& out = file.streams[i];
+      if (IsMpegVideo(out) && out.gopTimecode.empty()) out.gopTimecode = GopTimecode(*packet);
       const auto size = static_cast<std::size_t>(packet->size);
-      file.streams[i].packets.push_back({packet->pts, packet->dts, BytesOf(packet->data, size)});
-      file.streams[i].keys += (packet->flags & AV_PKT_FLAG_KEY) != 0 ? 'K' : '-';
+      out.packets.push_back({packet->pts, packet->dts, BytesOf(packet->data, size)});
+      out.keys += (packet->flags & AV_PKT_FLAG_KEY) != 0 ? 'K' : '-';
+      if (decoders[i]) Decode(*decoders[i], packet.get(), *raw->streams[i], out);
     }
-    if (i < decoders.size() && decoders[i])
-      Decode(*decoders[i], packet.get(), *raw->streams[i], file.streams[i]);
     av_packet_unref(packet.get());
   }
   for (std::size_t i = 0; i < decoders.size(); ++i) {
