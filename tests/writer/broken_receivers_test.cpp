@@ -1,5 +1,6 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -10,54 +11,17 @@
 #include "support/fixtures.h"
 #include "support/loopback.h"
 #include "support/media_probe.h"
+#include "support/odd_receiver.h"
 
 // Receivers that fail in the middle of a stream while another writer of the process records.
 namespace xv::test {
 namespace {
-using BrokenStream = WithFolder;
 
+using BrokenStream = WithFolder;
 using StalledStream = WithFolder;
 
-constexpr int kTaken = 100'000;      // bytes that the receiver reads before it fails
 constexpr int kMostFrames = 4000;    // never reached: the stream breaks long before
 constexpr double kStopWithin = 3.0;  // seconds
-
-// Takes one connection on loopback, reads a while and then hangs up, or keeps the connection and
-// reads no more.
-class BrokenReceiver {
- public:
-  explicit BrokenReceiver(bool hangsUp) {
-    ::listen(bound_.socket, 1);
-    reading_ = std::thread([this, hangsUp] { Read(hangsUp); });
-  }
-  ~BrokenReceiver() {
-    ::shutdown(bound_.socket, SHUT_RDWR);
-    reading_.join();
-    if (connection_ >= 0) ::close(connection_);
-  }
-  std::string Url(const char* scheme) const {
-    return std::string(scheme) + "://127.0.0.1:" + std::to_string(bound_.port) + "/a.ts";
-  }
-  bool HasTakenItsPart() const { return taken_ >= kTaken; }
-
- private:
-  void Read(bool hangsUp) {
-    connection_ = ::accept4(bound_.socket, nullptr, nullptr, SOCK_CLOEXEC);
-    char buffer[4096];
-    while (taken_ < kTaken) {
-      const ssize_t got = ::recv(connection_, buffer, sizeof(buffer), 0);
-      if (got <= 0) return;
-      taken_ += static_cast<int>(got);
-    }
-    if (!hangsUp) return;
-    ::close(connection_);
-    connection_ = -1;
-  }
-  const BoundSocket bound_{SOCK_STREAM, 0};
-  int connection_ = -1;
-  std::atomic<int> taken_{0};
-  std::thread reading_;
-};
 
 constexpr Feed kSmall{.width = 320, .height = 240};
 
@@ -71,10 +35,13 @@ void AwaitStandstill(const std::atomic<int>& pushed) {
 
 TEST_F(BrokenStream, EndsItsOwnWriterInTimeAndNoOther) {
   std::signal(SIGPIPE, SIG_IGN);
-  for (const auto& [scheme, hangsUp] :
-       {std::pair{"tcp", true}, {"tcp", false}, {"http", true}, {"http", false}}) {
+  for (const auto& [scheme, receiving] : {std::pair{"tcp", Receiving::kResets},
+                                          {"tcp", Receiving::kStops},
+                                          {"http", Receiving::kResets},
+                                          {"http", Receiving::kStops}}) {
+    const bool hangsUp = receiving == Receiving::kResets;
     SCOPED_TRACE(std::string(scheme) + (hangsUp ? " hangs up" : " reads no more"));
-    BrokenReceiver receiver(hangsUp);
+    OddReceiver receiver(receiving);
     host::Writer broken;
     // Uncompressed pictures fill every buffer on the way.
     ASSERT_EQ(
@@ -106,24 +73,34 @@ TEST_F(BrokenStream, EndsItsOwnWriterInTimeAndNoOther) {
   }
 }
 
-// A stop that must not wait leaves a receiver that takes nothing at once, whatever its patience.
-TEST_F(StalledStream, StopAtOnceDoesNotWaitForIt) {
-  BrokenReceiver receiver(false);
+// Puts into `target` until nothing moves any more; a stop that must not wait leaves it at once,
+// whatever its patience.
+void ExpectStopAtOnce(const std::string& target) {
   host::Writer writer;
-  ASSERT_EQ(
-      writer.Start(receiver.Url("tcp"), "format=matroska video::codec=rawvideo io_timeout=30"),
-      S_OK);
+  ASSERT_EQ(writer.Start(target, "format=matroska video::codec=rawvideo io_timeout=30"), S_OK);
   std::atomic<int> pushed{0};
   std::thread pushing([&] {
     while (writer.Put(MakeFrame(kSmall, pushed)) == S_OK) ++pushed;
   });
-  EXPECT_TRUE(Eventually(10, [&] { return receiver.HasTakenItsPart(); }));
   AwaitStandstill(pushed);
   const auto stopping = std::chrono::steady_clock::now();
-  EXPECT_LT(writer.StopAtOnce(), 0);
+  EXPECT_LE(writer.StopAtOnce(), 0);
   const std::chrono::duration<double> took = std::chrono::steady_clock::now() - stopping;
-  EXPECT_LT(took.count(), kStopWithin);
+  EXPECT_LT(took.count(), kStopWithin) << target;
   pushing.join();
+}
+
+TEST_F(StalledStream, StopAtOnceDoesNotWaitForIt) {
+  OddReceiver receiver(Receiving::kStops);
+  ExpectStopAtOnce(receiver.Url("tcp"));
+  EXPECT_TRUE(receiver.HasTakenItsPart());
+  const std::string fifo = folder_ / "fifo";
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  ExpectStopAtOnce(fifo);
+  const int reader = ::open(fifo.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  ASSERT_GE(reader, 0);
+  ExpectStopAtOnce(fifo);
+  ::close(reader);
 }
 
 // Whatever becomes of the second output, the recording has the same bytes and its stop an end.
@@ -132,18 +109,21 @@ TEST_F(StalledStream, AsSecondOutputLeavesTheRecordingAlone) {
   const std::string common =
       "video::codec=rawvideo audio::codec=pcm_s16le start_timecode=10:00:00:00 fflags=+bitexact ";
   ASSERT_EQ(Record(folder_ / "alone.nut", common, kSmall, 120), S_OK);
-  for (const bool hangsUp : {true, false}) {
-    BrokenReceiver receiver(hangsUp);
+  for (const Receiving receiving :
+       {Receiving::kResets, Receiving::kStops, Receiving::kSlowly, Receiving::kHalfCloses}) {
+    SCOPED_TRACE(static_cast<int>(receiving));
+    OddReceiver receiver(receiving);
     const auto begin = std::chrono::steady_clock::now();
-    EXPECT_LT(Record(folder_ / "both.nut",
-                     common + "io_timeout=1 second_encoder::format=matroska second_encoder=" +
-                         receiver.Url("tcp"),
-                     kSmall, 120),
-              0)
-        << "the stop tells";
+    const HRESULT stopped = Record(
+        folder_ / "both.nut",
+        common +
+            "io_timeout=1 second_encoder::format=matroska second_encoder=" + receiver.Url("tcp"),
+        kSmall, 120);
+    // One that only has nothing to say gets it all.
+    EXPECT_EQ(Succeeded(stopped), receiving == Receiving::kHalfCloses) << "the stop tells";
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
-    EXPECT_LT(took.count(), 10) << hangsUp;
-    EXPECT_TRUE(folder_.Read("alone.nut") == folder_.Read("both.nut")) << hangsUp;
+    EXPECT_LT(took.count(), 10);
+    EXPECT_TRUE(folder_.Read("alone.nut") == folder_.Read("both.nut"));
   }
 }
 
