@@ -17,6 +17,7 @@ std::int64_t Now() { return SystemClock().SteadyNanoseconds(); }
 
 void IoInterrupt::Attach(AVFormatContext& context) {
   context.interrupt_callback = Callback();
+  opensFiles_ = context.oformat != nullptr && (context.oformat->flags & AVFMT_NOFILE) != 0;
   open_ = context.io_open;
   close_ = context.io_close2;
   context.opaque = this;  // muxers hand it on to the contexts that they make
@@ -40,6 +41,10 @@ int IoInterrupt::OpenWatched(AVFormatContext* context, AVIOContext** io, const c
 int IoInterrupt::CloseWatched(AVFormatContext* context, AVIOContext* io) {
   auto& self = *static_cast<IoInterrupt*>(context->opaque);
   if (self.readBack_ != nullptr && self.readBack_->CloseReadBack(io)) return 0;
+  if (io != nullptr && io->write_flag != 0) {
+    avio_flush(io);
+    if (self.failure_ == 0) self.failure_ = std::min(io->error, 0);
+  }
   self.Forget(io);  // it is freed ahead of the end of its connection
   return self.close_(context, io);
 }

@@ -4,10 +4,12 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <utility>
 #include <vector>
 
 #include "contracts/av_handles.h"
+#include "platform/held_signal.h"
 
 namespace xv {
 
@@ -37,11 +39,15 @@ class IoInterrupt {
   // `context` and the contexts that its muxer makes within are broken off by this, and what their
   // own files and connections write counts as progress. This outlives them.
   void Attach(AVFormatContext& context);
+  // The muxer opens files by itself.
+  bool OpensFiles() const { return opensFiles_; }
   // What the muxer reads of the context's own file comes from there; null: from FFmpeg.
   void ReadBackThrough(ReadBackOpener* opener) { readBack_ = opener; }
   // What this one writes counts as progress, until Forget.
   void Watch(const AVIOContext* io) { watched_.push_back(io); }
   void Forget(const AVIOContext* io) { std::erase(watched_, io); }
+  // FFmpeg's error of the first of those files that lacks bytes; 0 for none. Muxers go on in silence.
+  int failure() const { return failure_; }
   // A call begins: the clock starts anew, unless the context has been given up.
   void Begin();
   // The call has ended; between calls nothing is interrupted.
@@ -65,6 +71,8 @@ class IoInterrupt {
   std::int64_t BytesWritten() const;
 
   std::chrono::milliseconds timeout_{10'000};
+  bool opensFiles_ = false;
+  int failure_ = 0;
   std::vector<const AVIOContext*> watched_;
   std::int64_t written_ = 0;  // by the watched ones, when the clock was started
   ReadBackOpener* readBack_ = nullptr;
@@ -76,16 +84,21 @@ class IoInterrupt {
   std::atomic<bool> givenUp_{false};
 };
 
-// One call of FFmpeg's input or output.
+// One call of FFmpeg's input or output. A file of the muxer's own that outgrows the process's limit
+// fails the call and raises no signal.
 class IoCall {
  public:
-  explicit IoCall(IoInterrupt& interrupt) : interrupt_(interrupt) { interrupt_.Begin(); }
+  explicit IoCall(IoInterrupt& interrupt) : interrupt_(interrupt) {
+    if (interrupt.OpensFiles()) outgrown_.emplace(SIGXFSZ);
+    interrupt_.Begin();
+  }
   ~IoCall() { interrupt_.End(); }
   IoCall(const IoCall&) = delete;
   IoCall& operator=(const IoCall&) = delete;
 
  private:
   IoInterrupt& interrupt_;
+  std::optional<HeldSignal> outgrown_;
 };
 
 }  // namespace xv

@@ -123,6 +123,17 @@ Status Output::MakeRoom(const AVPacket& packet) {
   return room;
 }
 
+// Of the files that the muxer opens by itself, unless it is told to ignore that.
+Status Output::OwnFilesFailure() {
+  const int error = interrupt.failure();
+  std::int64_t ignored = 0;
+  if (error == 0) return S_OK;
+  (void)av_opt_get_int(context.get(), "ignore_io_errors", AV_OPT_SEARCH_CHILDREN, &ignored);
+  if (ignored != 0) return S_OK;
+  if (words.empty()) words = fmt::format("{}: {}", path, DescribeAvError(error));
+  return StatusFromAvError(error);
+}
+
 Status Output::WriteInterleaved(AVPacket* packet) {
   const std::lock_guard guard(lock);
   // A muxer without a header reads what it never set up.
@@ -141,6 +152,8 @@ Status Output::WriteInterleaved(AVPacket* packet) {
   }
   if (result < 0) words = said.Explain(path, result);
   if (result < 0 && sink.failure().Failed()) return refusal = sink.failure();
+  // A receiver may get the next file all the same.
+  if (result >= 0 && !IsUrl(path)) return refusal = OwnFilesFailure();
   return StatusFromAvError(result);
 }
 
@@ -158,6 +171,7 @@ Status Output::WriteTrailer() {
   Status status = earlier;
   status.Update(StatusFromAvError(finished));
   status.Update(StatusFromAvError(result));
+  status.Update(OwnFilesFailure());
   return status;
 }
 

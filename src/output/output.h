@@ -78,6 +78,7 @@ struct Output {
  private:
   Status AwaitName();
   Status MakeRoom(const AVPacket& packet);
+  Status OwnFilesFailure();
 };
 
 // The attributes of `metadata` (may be null) become the container's.

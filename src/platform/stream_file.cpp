@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -15,6 +14,8 @@
 #include <string_view>
 #include <thread>
 #include <utility>
+
+#include "platform/held_signal.h"
 
 namespace xv {
 namespace {
@@ -32,34 +33,6 @@ std::optional<int> NamedDescriptor(std::string_view target) {
   const auto [rest, error] = std::from_chars(target.data() + kPipe.size(), end, number);
   return error == std::errc() && rest == end && number >= 0 ? std::optional(number) : std::nullopt;
 }
-
-// SIGPIPE of this thread stays away while one lives.
-class NoPipeSignal {
- public:
-  NoPipeSignal() {
-    sigset_t pending;
-    sigemptyset(&pipe_);
-    sigaddset(&pipe_, SIGPIPE);
-    sigpending(&pending);
-    wasPending_ = sigismember(&pending, SIGPIPE) == 1;
-    pthread_sigmask(SIG_BLOCK, &pipe_, &before_);
-  }
-  ~NoPipeSignal() {
-    const int error = errno;
-    constexpr timespec kNow{};
-    while (!wasPending_ && sigtimedwait(&pipe_, nullptr, &kNow) < 0 && errno == EINTR) {
-    }
-    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
-    errno = error;
-  }
-  NoPipeSignal(const NoPipeSignal&) = delete;
-  NoPipeSignal& operator=(const NoPipeSignal&) = delete;
-
- private:
-  sigset_t pipe_{};
-  sigset_t before_{};
-  bool wasPending_ = false;
-};
 
 }  // namespace
 
@@ -132,7 +105,7 @@ Status StreamFile::AwaitRoom() const {
 
 Status StreamFile::Write(const void* data, std::size_t bytes) {
   if (!IsOpen()) return StatusFromErrno(EBADF);
-  const NoPipeSignal quiet;
+  const HeldSignal quiet(SIGPIPE);
   const auto* from = static_cast<const char*>(data);
   while (bytes > 0) {
     RETURN_IF_FAILED(AwaitRoom());

@@ -2,6 +2,7 @@
 #include <sys/mount.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <fstream>
 #include <thread>
 
@@ -197,6 +198,21 @@ TEST_F(Faults, StartAndStopGrowNothing) {
 #else
   (void)resident;
 #endif
+}
+
+// Files that the muxer opens by itself: no signal ends the process, the stop tells.
+TEST_F(Faults, AFileOfTheMuxersOwnThatOutgrowsTheLimitIsAFailure) {
+  const FileSizeLimit limit(30'000);
+  const auto before = std::signal(SIGXFSZ, SIG_DFL);
+  for (const char* name : {"a.m3u8", "a.mpd"}) {
+    host::Writer writer;
+    ASSERT_EQ(writer.Start(folder_ / name, "video::codec=mpeg4 video::b=4M"), S_OK);
+    HRESULT result = S_OK;
+    for (int i = 0; i < 50 && Succeeded(result); ++i) result = writer.Put(NoiseFrame(i));
+    const HRESULT stopped = writer.Stop();
+    EXPECT_TRUE(Failed(result) || Failed(stopped)) << name;
+  }
+  (void)std::signal(SIGXFSZ, before);
 }
 
 // No lock of the process lies on a frame's way: writers of unlike codecs take the same frames on
