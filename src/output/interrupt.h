@@ -46,7 +46,8 @@ class IoInterrupt {
   // What this one writes counts as progress, until Forget.
   void Watch(const AVIOContext* io) { watched_.push_back(io); }
   void Forget(const AVIOContext* io) { std::erase(watched_, io); }
-  // FFmpeg's error of the first of those files that lacks bytes; 0 for none. Muxers go on in silence.
+  // FFmpeg's error of the first of those files that lacks bytes; 0 for none. Muxers go on in
+  // silence.
   int failure() const { return failure_; }
   // A call begins: the clock starts anew, unless the context has been given up.
   void Begin();

@@ -40,7 +40,6 @@ class PropsCore {
 
   // Null when the object has no tree.
   XMLParse::XMLNodePtr Node() const { return holder_ ? holder_->Node() : nullptr; }
-  const Ref<ObjectVal>& Holder() const { return holder_; }
   std::string LastName() const;
 
   void SetListRead(ListRead read, ListInfo info = {}) {
