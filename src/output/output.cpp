@@ -56,6 +56,11 @@ std::string Output::Explanation() {
   return words.empty() ? path : words;
 }
 
+Status Output::Explained(Status failure) {
+  words = fmt::format("{}: {}", path, DescribeAvError(AVERROR(ErrnoFromStatus(failure))));
+  return failure;
+}
+
 Status Output::AwaitName() {
   if (!IsUrl(path)) return S_OK;
   const IoCall call(interrupt);
@@ -69,7 +74,9 @@ Status Output::OpenFile(AvDictionary& options) {
   const bool preset = (context->flags & AVFMT_FLAG_CUSTOM_IO) != 0 && context->pb != nullptr;
   if (preset || (context->oformat->flags & AVFMT_NOFILE) != 0) return S_OK;
   if (!IsUrl(path)) {
-    RETURN_IF_FAILED(sink.Open(path, interrupt.timeout(), [this] { return interrupt.InHurry(); }));
+    const Status opened =
+        sink.Open(path, interrupt.timeout(), [this] { return interrupt.InHurry(); });
+    if (opened.Failed()) return Explained(opened);
     (void)sink.MakeRoom(kTrailerRoom);  // the first packet tells
     packets = 0;
     refusal = S_OK;
@@ -118,9 +125,7 @@ Status Output::MakeRoom(const AVPacket& packet) {
   const std::int64_t trailer = kTrailerRoom + packets * kRoomInTables;
   const Status room = sink.MakeRoom(PacketsInMuxer::MostBytes(packet) + inMuxer.bytes() + trailer);
   if (!room.Failed()) return room;
-  refusal = room;
-  words = fmt::format("{}: {}", path, DescribeAvError(AVERROR(ErrnoFromStatus(room))));
-  return room;
+  return refusal = Explained(room);
 }
 
 // Of the files that the muxer opens by itself, unless it is told to ignore that.

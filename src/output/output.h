@@ -76,6 +76,7 @@ struct Output {
   Status CloseFile();
 
  private:
+  Status Explained(Status failure);
   Status AwaitName();
   Status MakeRoom(const AVPacket& packet);
   Status OwnFilesFailure();

@@ -28,6 +28,7 @@ thread_local bool outside = false;  // the host's own calls
 std::atomic<int> failing{-1};       // a CallKind
 std::atomic<long> untilFailure{-1};
 std::atomic<bool> failed{false};
+std::atomic<int> diskError{ENOSPC};
 
 bool Fails(CallKind kind) {
   if (failing != static_cast<int>(kind) || outside) return false;
@@ -45,7 +46,7 @@ bool FileFails(int error) {
 
 bool DiskFails() {
   if (!Fails(CallKind::kDisk)) return false;
-  errno = ENOSPC;
+  errno = diskError;
   return true;
 }
 
@@ -77,6 +78,7 @@ InLibrary::~InLibrary() { outside = true; }
 
 void FailCall(CallKind kind, long number) {
   failed = false;
+  diskError = number % 2 == 0 ? ENOSPC : EDQUOT;
   untilFailure = number;
   failing = static_cast<int>(kind);
 }

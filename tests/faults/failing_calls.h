@@ -11,7 +11,7 @@ enum class CallKind {
   kThread,  // pthread_create: EAGAIN
   kFile,    // open, read, write, fallocate, ftruncate, rename, unlink, sync, close: EIO
   kShort,   // write: a part of the bytes
-  kDisk     // write and fallocate, from that one on: ENOSPC
+  kDisk     // write and fallocate, from that one on: ENOSPC, or EDQUOT for odd numbers
 };
 
 std::optional<CallKind> CallKindOf(std::string_view name);

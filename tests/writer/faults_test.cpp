@@ -49,6 +49,9 @@ class SmallDisk {
     if (mounted_) ::umount2(folder_.Path().c_str(), MNT_DETACH);
   }
   bool mounted() const { return mounted_; }
+  bool MakeReadOnly() const {
+    return ::mount(nullptr, folder_.Path().c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr) == 0;
+  }
   std::string operator/(const std::string& name) const { return folder_ / name; }
 
  private:
@@ -198,6 +201,30 @@ TEST_F(Faults, StartAndStopGrowNothing) {
 #else
   (void)resident;
 #endif
+}
+
+TEST_F(Faults, AFolderThatTakesNoFileIsToldByItsName) {
+  const SmallDisk disk(1);
+  if (!disk.mounted() || !disk.MakeReadOnly()) GTEST_SKIP() << "needs the right to mount";
+  host::Writer writer;
+  ASSERT_EQ(writer.Start(disk / "a.mov", "video::codec=mpeg4 play_while_rec=true"), S_OK);
+  EXPECT_EQ(writer.Put(NoiseFrame(0)), E_FAIL);
+  EXPECT_THAT(writer.LastError(), testing::AllOf(testing::HasSubstr(disk / "a.mov"),
+                                                 testing::HasSubstr("Permission denied")));
+}
+
+// The open file goes on under its folder's next name.
+TEST_F(Faults, AFolderThatVanishesCostsNothing) {
+  std::filesystem::create_directory(folder_ / "here");
+  host::Writer writer;
+  ASSERT_EQ(writer.Start(folder_ / "here/a.mov", "video::codec=mpeg4"), S_OK);
+  ASSERT_EQ(PushFrames(writer, Feed(), 40), S_OK);
+  std::filesystem::rename(folder_ / "here", folder_ / "there");
+  ASSERT_EQ(PushFrames(writer, Feed(), 40, 40), S_OK);
+  EXPECT_EQ(writer.Stop(), S_OK);
+  const ProbedStream pictures = Probe(folder_ / "there/a.mov").Pictures();
+  EXPECT_EQ(pictures.frames, 80);
+  EXPECT_EQ(pictures.errors, 0);
 }
 
 // Files that the muxer opens by itself: no signal ends the process, the stop tells.
