@@ -85,11 +85,14 @@ TEST_F(Attributes, FormatsThatNeedAPictureGetAPlaceholder) {
 }
 
 TEST_F(Attributes, FewerChannelsOfTheEncoderAreAFold) {
-  const ProbedFile file =
-      RecordAndProbe("a.ts", "video::codec=mpeg2video audio::codec=mp2", kSixChannels, 25);
-  EXPECT_EQ(file.Sound().channels, 2);
-  EXPECT_EQ(file.Sound().errors, 0);
-  EXPECT_NEAR(file.Sound().seconds, 1.0, 0.04);
+  for (const auto& [codec, pushed, folded] : {std::tuple{"mp2", 6, 2}, {"ac3", 8, 6}}) {
+    const ProbedFile file =
+        RecordAndProbe("a.ts", std::string("video::codec=mpeg2video audio::codec=") + codec,
+                       {.width = 320, .height = 240, .channels = pushed}, 25);
+    EXPECT_EQ(file.Sound().channels, folded);
+    EXPECT_EQ(file.Sound().errors, 0);
+    EXPECT_NEAR(file.Sound().seconds, 1.0, 0.04);
+  }
 }
 
 TEST_F(Attributes, TracksOfUnlikeEncodersStayWhole) {

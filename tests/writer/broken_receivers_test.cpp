@@ -6,6 +6,7 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <functional>
 #include <thread>
 
 #include "support/fixtures.h"
@@ -31,6 +32,12 @@ void AwaitStandstill(const std::atomic<int>& pushed) {
     before = pushed;
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
   }
+}
+
+double SecondsOf(const std::function<void()>& work) {
+  const auto begin = std::chrono::steady_clock::now();
+  work();
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
 }
 
 TEST_F(BrokenStream, EndsItsOwnWriterInTimeAndNoOther) {
@@ -63,10 +70,7 @@ TEST_F(BrokenStream, EndsItsOwnWriterInTimeAndNoOther) {
     pushing.join();
     EXPECT_LT(result, 0);
     EXPECT_THAT(broken.LastError(), testing::HasSubstr("packet"));
-    const auto stopping = std::chrono::steady_clock::now();
-    (void)broken.Stop();
-    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - stopping;
-    EXPECT_LT(took.count(), kStopWithin);
+    EXPECT_LT(SecondsOf([&] { (void)broken.Stop(); }), kStopWithin);
     const ProbedStream neighbour = Probe(folder_ / "a.mp4").Pictures();
     EXPECT_EQ(neighbour.frames, 25);
     EXPECT_EQ(neighbour.errors, 0);
@@ -83,10 +87,7 @@ void ExpectStopAtOnce(const std::string& target) {
     while (writer.Put(MakeFrame(kSmall, pushed)) == S_OK) ++pushed;
   });
   AwaitStandstill(pushed);
-  const auto stopping = std::chrono::steady_clock::now();
-  EXPECT_LE(writer.StopAtOnce(), 0);
-  const std::chrono::duration<double> took = std::chrono::steady_clock::now() - stopping;
-  EXPECT_LT(took.count(), kStopWithin) << target;
+  EXPECT_LT(SecondsOf([&] { EXPECT_LE(writer.StopAtOnce(), 0); }), kStopWithin) << target;
   pushing.join();
 }
 
@@ -113,16 +114,14 @@ TEST_F(StalledStream, AsSecondOutputLeavesTheRecordingAlone) {
        {Receiving::kResets, Receiving::kStops, Receiving::kSlowly, Receiving::kHalfCloses}) {
     SCOPED_TRACE(static_cast<int>(receiving));
     OddReceiver receiver(receiving);
-    const auto begin = std::chrono::steady_clock::now();
-    const HRESULT stopped = Record(
-        folder_ / "both.nut",
+    const std::string attributes =
         common +
-            "io_timeout=1 second_encoder::format=matroska second_encoder=" + receiver.Url("tcp"),
-        kSmall, 120);
+        "io_timeout=1 second_encoder::format=matroska second_encoder=" + receiver.Url("tcp");
+    HRESULT stopped = S_OK;
+    EXPECT_LT(SecondsOf([&] { stopped = Record(folder_ / "both.nut", attributes, kSmall, 120); }),
+              10);
     // One that only has nothing to say gets it all.
     EXPECT_EQ(Succeeded(stopped), receiving == Receiving::kHalfCloses) << "the stop tells";
-    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - begin;
-    EXPECT_LT(took.count(), 10);
     EXPECT_TRUE(folder_.Read("alone.nut") == folder_.Read("both.nut"));
   }
 }

@@ -46,31 +46,19 @@ TEST_F(Containers, PicturesBehindTheEndOfTheSoundStay) {
 }
 
 TEST_F(Containers, FileOfDvIsWhatPlayersKnow) {
-  struct Case {
-    const char* target;
-    std::uint32_t layout;
-    int height;
-    eXvInterlace order;
-    const char* attributes;
-    const char* sampling;
-    bool topFirst;
-  };
-  for (const Case& c :
-       {Case{"a.dv", kFccUYVY, 576, eXvI_TopFirst, "", "yuv420p", true},
-        Case{"a.dv", kFccI420, 576, eXvI_BottomFirst, "", "yuv420p", false},
-        Case{"a.dv", kFccUYVY, 480, eXvI_BottomFirst, "", "yuv411p", false},
-        Case{"a.dv", kFccUYVY, 576, eXvI_TopFirst, "video::dv_format=dv50", "yuv422p", true},
-        Case{"a.mov", kFccUYVY, 480, eXvI_BottomFirst, "video::codec=dvvideo", "yuv422p", false}}) {
-    const Feed feed{.layout = c.layout,
-                    .height = c.height,
-                    .rate = c.height == 480 ? 30000.0 / 1001 : 25,
-                    .interlace = c.order};
-    ASSERT_EQ(Record(folder_ / c.target, c.attributes, feed, 5), S_OK);
-    const ProbedFile file = Probe(folder_ / c.target);
-    const ProbedStream& video = file.Pictures();
-    EXPECT_EQ(video.pixelFormat, c.sampling) << c.target << c.attributes;
-    EXPECT_TRUE(video.interlaced);
-    EXPECT_EQ(video.topFirst, c.topFirst) << c.target << c.attributes;
+  for (const auto& [target, layout, height, order, attributes, sampling] :
+       {std::tuple{"a.dv", kFccUYVY, 576, eXvI_TopFirst, "", "yuv420p"},
+        {"a.dv", kFccI420, 576, eXvI_BottomFirst, "", "yuv420p"},
+        {"a.dv", kFccUYVY, 480, eXvI_BottomFirst, "", "yuv411p"},
+        {"a.dv", kFccUYVY, 576, eXvI_TopFirst, "video::dv_format=dv50", "yuv422p"},
+        {"a.mov", kFccUYVY, 480, eXvI_BottomFirst, "video::codec=dvvideo", "yuv422p"}}) {
+    const double rate = height == 480 ? 30000.0 / 1001 : 25;
+    const Feed feed{.layout = layout, .height = height, .rate = rate, .interlace = order};
+    ASSERT_EQ(Record(folder_ / target, attributes, feed, 5), S_OK);
+    const ProbedFile file = Probe(folder_ / target);
+    EXPECT_EQ(file.Pictures().pixelFormat, sampling) << target << attributes;
+    EXPECT_TRUE(file.Pictures().interlaced);
+    EXPECT_EQ(file.Pictures().topFirst, order == eXvI_TopFirst) << target << attributes;
   }
 }
 

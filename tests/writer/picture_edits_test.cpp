@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include <array>
 #include <cmath>
 
 #include "support/media_probe.h"
@@ -32,10 +33,13 @@ ProbedStream Edited(const Feed& feed, const std::vector<std::uint8_t>& picture,
 }
 
 TEST(Edits, EveryLayoutTakesEveryEdit) {
-  struct Case {
-    const char* edit;
-    std::size_t corners[4];  // which of the quarters comes to stand where
-  };
+  // Which of the quarters comes to stand where.
+  const std::pair<const char*, std::array<std::size_t, 4>> edits[] = {
+      {"mirror=horz", {1, 0, 3, 2}},
+      {"mirror=vert", {2, 3, 0, 1}},
+      {"mirror=both", {3, 2, 1, 0}},
+      {"crop=5", {0, 1, 2, 3}},
+      {"crop='3,5,7,9'", {0, 1, 2, 3}}};
   for (const std::uint32_t layout : {kFccUYVY, kFccYUY2, kFccYVYU, kFccI420, kFccYV12, kFccNV12,
                                      kFccV210, kFccRGB24, kFccRGB32}) {
     for (const auto order : {eXvI_Progressive, eXvI_TopFirst}) {
@@ -43,19 +47,17 @@ TEST(Edits, EveryLayoutTakesEveryEdit) {
       const auto picture =
           DrawPicture(feed, [&](int c, int x, int y) { return Quarter(feed, c, x, y); });
       const std::vector<int> plain = Corners(Edited(feed, picture, "").first.at(0));
-      for (const Case& c : {Case{"mirror=horz", {1, 0, 3, 2}}, Case{"mirror=vert", {2, 3, 0, 1}},
-                            Case{"mirror=both", {3, 2, 1, 0}}, Case{"crop=5", {0, 1, 2, 3}},
-                            Case{"crop='3,5,7,9'", {0, 1, 2, 3}}}) {
-        const std::vector<int> edited = Corners(Edited(feed, picture, c.edit).first.at(0));
+      for (const auto& [edit, corners] : edits) {
+        const std::vector<int> edited = Corners(Edited(feed, picture, edit).first.at(0));
         for (std::size_t i = 0; i < 4; ++i) {
-          EXPECT_NEAR(edited[i], plain[c.corners[i]], 1)
-              << c.edit << ' ' << std::hex << layout << ' ' << order;
+          EXPECT_NEAR(edited[i], plain[corners[i]], 1)
+              << edit << ' ' << std::hex << layout << ' ' << order;
         }
       }
-      const ProbedPlane turned = Edited(feed, picture, "rotate=right").first.at(0);
-      EXPECT_NEAR(turned.At(kWidth / 2 - 20, 6), plain[2], 1) << std::hex << layout;
-      EXPECT_NEAR(turned.At(kWidth / 2 + 20, 6), plain[0], 1) << std::hex << layout;
-      EXPECT_NEAR(turned.At(kWidth / 2 + 20, kHeight - 6), plain[1], 1) << std::hex << layout;
+      const ProbedPlane rotated = Edited(feed, picture, "rotate=right").first.at(0);
+      EXPECT_NEAR(rotated.At(kWidth / 2 - 20, 6), plain[2], 1) << std::hex << layout;
+      EXPECT_NEAR(rotated.At(kWidth / 2 + 20, 6), plain[0], 1) << std::hex << layout;
+      EXPECT_NEAR(rotated.At(kWidth / 2 + 20, kHeight - 6), plain[1], 1) << std::hex << layout;
     }
   }
 }

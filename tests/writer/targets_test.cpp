@@ -20,26 +20,21 @@ using Targets = WithWriter;
 constexpr Feed kSmall{.width = 320, .height = 240};
 constexpr char kCodecs[] = "video::codec=mpeg4 audio::codec=mp2 ";
 
-// Copies what comes out of a FIFO into a file.
-class FifoReader {
- public:
-  FifoReader(const std::string& fifo, const std::string& copy) {
-    if (::mkfifo(fifo.c_str(), 0600) != 0) throw std::runtime_error("no fifo");
-    reading_ = std::thread([fifo, copy] {
-      std::ifstream in(fifo, std::ios::binary);
-      std::ofstream(copy, std::ios::binary) << in.rdbuf();
-    });
-  }
-  void Wait() { reading_.join(); }
-
- private:
-  std::thread reading_;
-};
+// Reads a new FIFO.
+std::thread ReaderOf(const std::string& fifo, const std::function<void(std::istream&)>& read) {
+  if (::mkfifo(fifo.c_str(), 0600) != 0) throw std::runtime_error("no fifo");
+  return std::thread([fifo, read] {
+    std::ifstream in(fifo, std::ios::binary);
+    read(in);
+  });
+}
 
 TEST_F(Targets, AFifoGetsTheWholeStream) {
-  FifoReader reader(folder_ / "a.ts", folder_ / "copy.ts");
+  std::thread reading = ReaderOf(folder_ / "a.ts", [&](std::istream& in) {
+    std::ofstream(folder_ / "copy.ts", std::ios::binary) << in.rdbuf();
+  });
   EXPECT_EQ(Record(folder_ / "a.ts", kCodecs, kSmall, 50), S_OK);
-  reader.Wait();
+  reading.join();
   EXPECT_EQ(Probe(folder_ / "copy.ts").Pictures().frames, 50);
   const std::string patience = std::string(kCodecs) + "io_timeout=0.2";
   EXPECT_EQ(Record(writer_, folder_ / "a.ts", patience, kSmall, 1), E_FAIL);
@@ -50,14 +45,11 @@ TEST_F(Targets, AFifoGetsTheWholeStream) {
 }
 
 TEST_F(Targets, AReaderThatLeavesEndsTheRecordingAndNoMore) {
-  const std::string fifo = folder_ / "a.ts";
-  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
-  std::thread reading([&] {
-    std::ifstream in(fifo, std::ios::binary);
+  std::thread reading = ReaderOf(folder_ / "a.ts", [](std::istream& in) {
     char bytes[4096];
     in.read(bytes, sizeof(bytes));
   });
-  ASSERT_EQ(writer_.Start(fifo, std::string(kCodecs) + "video.buffers=0"), S_OK);
+  ASSERT_EQ(writer_.Start(folder_ / "a.ts", std::string(kCodecs) + "video.buffers=0"), S_OK);
   HRESULT result = S_OK;
   for (int i = 0; i < 500 && Succeeded(result); ++i) result = writer_.Put(MakeFrame(kSmall, i));
   reading.join();

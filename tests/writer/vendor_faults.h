@@ -64,6 +64,17 @@ inline void ExpectKept(const VendorFault& fault, const std::string& attributes,
   }
 }
 
+// The first frame is refused with the words of the call that failed, and nothing is left behind.
+inline void ExpectRefused(HRESULT put, const std::string& told, const std::string& words,
+                          const std::string& file) {
+  EXPECT_TRUE(put == E_FAIL || put == XV_E_VENDOR_LIBRARY) << std::hex << put;
+  EXPECT_FALSE(std::filesystem::exists(file));
+  const std::size_t fail = words.find("fail=");
+  if (fail == words.npos) return;
+  const std::string call = words.substr(fail + 5, words.find(':') - fail - 5);
+  EXPECT_THAT(told, testing::AnyOf(testing::HasSubstr(call), testing::HasSubstr("no adapter")));
+}
+
 // Records up to `pictures`. What was taken is in the file, but for `lost` that the fault may cost.
 inline void ExpectWhole(const std::string& words, const std::string& attributes, int pictures,
                         const std::function<int(HRESULT put)>& lost) {
@@ -79,6 +90,7 @@ inline void ExpectWhole(const std::string& words, const std::string& attributes,
   const HRESULT stopped = writer.Stop();
   EXPECT_TRUE(put == S_OK || stopped == put);
   EXPECT_EQ(stopped == S_OK, writer.LastError().empty());
+  if (taken == 0) ExpectRefused(put, writer.LastError(), words, folder / "a.mp4");
   EXPECT_THAT(vendor::BrokenRules(), testing::IsEmpty());
   EXPECT_THAT(vendor::Held(), testing::IsEmpty());
   const int least = taken - (stopped == S_OK ? 0 : lost(put));
