@@ -2,8 +2,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include "support/fixtures.h"
 #include "support/peer_process.h"
-#include "support/temporary_folder.h"
+#include "support/vendor/vendor_fixture.h"
 
 namespace xv::test {
 namespace {
@@ -12,7 +13,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-class XvhwTest : public ::testing::Test {
+class XvhwTest : public InFolder<WithQuick> {
  protected:
   // On a machine with such stand-ins for the vendors' libraries.
   ProgramResult Run(const std::string& stand, std::vector<std::string> options = {}) const {
@@ -21,11 +22,7 @@ class XvhwTest : public ::testing::Test {
     return RunProgram(options);
   }
 
-  const TemporaryFolder folder_;
   const std::string report_ = folder_ / "report";
-  const ScopedVariable libraries_{"XVWRITER_VENDOR_FOLDER", VENDOR_FOLDER};
-  const ScopedVariable runtime_{"INTEL_MEDIA_RUNTIME", "MSDK"};
-  const ScopedVariable node_{"XVWRITER_RENDER_NODE", "/dev/null"};
 };
 
 TEST_F(XvhwTest, TellsWhatWorksAndWhatItDoes) {
