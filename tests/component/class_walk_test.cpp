@@ -9,9 +9,14 @@ namespace {
 
 using testing::HasSubstr;
 
-std::string SettingFor(Odd odd, const char* setting = "encoder_video") {
-  return std::string(setting) + " = '" + IdText(OddClass(odd)) + "'\n";
-}
+// Those in which the odd class stands at that place, registered.
+struct OddSettings : ComponentSettings {
+  explicit OddSettings(Odd odd, const std::string& more = {},
+                       const std::string& place = "encoder_video")
+      : ComponentSettings(more + place + " = '" + IdText(OddClass(odd)) + "'\n") {
+    Register(IdText(OddClass(odd)), ODD_MODULE);
+  }
+};
 
 // The settings' names of the classes that were tried, in order.
 std::vector<std::string> Tried(const Traced& trace) {
@@ -71,8 +76,7 @@ TEST(ClassWalk, BrokenClassesAreLeftForTheNext) {
                                    {Odd::kInitFails, "The operation failed"},
                                    {Odd::kInitThrows, "not in a state"},
                                    {Odd::kInitBlocks, "timed out"}}) {
-    ComponentSettings settings("patience_ms = 1000\n" + SettingFor(odd, "encoder_n264"));
-    settings.Register(IdText(OddClass(odd)), ODD_MODULE);
+    const OddSettings settings(odd, "patience_ms = 1000\n", "encoder_n264");
     const Traced trace;
     std::string noted;
     EXPECT_EQ(Record(settings / "a.mp4", "xfcodecs=true video::codec=n264", kPlain, 5, &noted),
@@ -82,7 +86,7 @@ TEST(ClassWalk, BrokenClassesAreLeftForTheNext) {
     EXPECT_EQ(trace.With("odd encoder has its sink").empty(), odd == Odd::kNoObject);
     EXPECT_EQ(Probe(settings / "a.mp4").Pictures().frames, 5);
   }
-  ComponentSettings settings(SettingFor(Odd::kInitFails));
+  ComponentSettings settings("encoder_video = '" + IdText(OddClass(Odd::kInitFails)) + "'\n");
   std::string noted;
   EXPECT_EQ(Record(settings / "a.mp4", "xfcodecs=true", kPlain, 1, &noted), XV_E_NOT_SUPPORTED);
   EXPECT_THAT(noted, HasSubstr("it is not registered"));
@@ -98,8 +102,7 @@ TEST(ClassWalk, BrokenCallsAreTheFramesFailures) {
                                     {Odd::kNoCodec, E_INVALIDARG},
                                     {Odd::kEndless, E_UNEXPECTED},
                                     {Odd::kProcessBlocks, XV_E_TIMEOUT}}) {
-    ComponentSettings settings("patience_ms = 2000\n" + SettingFor(odd));
-    settings.Register(IdText(OddClass(odd)), ODD_MODULE);
+    const OddSettings settings(odd, "patience_ms = 2000\n");
     const int channels = odd == Odd::kEndless ? 0 : 2;
     EXPECT_EQ(Record(settings / "a.avi", "xfcodecs=true",
                      {.width = 640, .height = 360, .channels = channels}, 1),
@@ -109,8 +112,7 @@ TEST(ClassWalk, BrokenCallsAreTheFramesFailures) {
 }
 
 TEST(ClassWalk, LatePacketsAreLeftOutAndAnEncoderThatOwesSomeIsLeft) {
-  ComponentSettings settings(SettingFor(Odd::kStandsStill));
-  settings.Register(IdText(OddClass(Odd::kStandsStill)), ODD_MODULE);
+  const OddSettings settings(Odd::kStandsStill);
   host::Writer writer;
   EXPECT_EQ(Record(writer, settings / "a.avi", "xfcodecs=true", kPlain, 4), S_OK);
   const host::Statistics counts = writer.Stats();
@@ -118,8 +120,7 @@ TEST(ClassWalk, LatePacketsAreLeftOutAndAnEncoderThatOwesSomeIsLeft) {
   EXPECT_EQ(counts.ptsErrors, 3);
   EXPECT_EQ(counts.streams.at(0).packets, 1);
 
-  ComponentSettings owing(SettingFor(Odd::kNeverReady));
-  owing.Register(IdText(OddClass(Odd::kNeverReady)), ODD_MODULE);
+  const OddSettings owing(Odd::kNeverReady);
   EXPECT_EQ(Record(writer, owing / "a.avi", "xfcodecs=true", kPlain, 4), XV_E_TIMEOUT);
   EXPECT_EQ(writer.Stats().lastStatus, XV_E_TIMEOUT);
   EXPECT_EQ(Probe(owing / "a.avi").Pictures().frames, 4);
