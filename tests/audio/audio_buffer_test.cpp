@@ -295,6 +295,8 @@ TEST(ChannelsBuffer, AbsentChannelIsSilenceThatGrowsWithTheContent) {
   EXPECT_EQ(Unread(buffer, -1).size(), 70'000u);
   EXPECT_EQ(buffer.ChannelPointer(0, 70'000), nullptr);
   EXPECT_EQ(buffer.ChannelPointer(9, 70'000), nullptr);
+  buffer.Skip(100'000);
+  EXPECT_EQ(buffer.Available(), 0u);
 }
 
 TEST(ChannelsBuffer, CopyStaysInsideBothBuffers) {
