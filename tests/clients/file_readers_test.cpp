@@ -57,15 +57,13 @@ TEST(HlsReader, FindsAClosedPlaylistAndWholeSegments) {
   TemporaryFolder folder;
   ASSERT_EQ(Record(folder / "a.m3u8", kSegments, LiveFeed(), kFrames), S_OK);
   ExpectPlaylist(folder, "a.m3u8");
-}
-
-TEST(HlsReader, FragmentedSegmentsHaveTheirInitialisation) {
-  TemporaryFolder folder;
-  ASSERT_EQ(Record(folder / "a.m3u8", std::string(kSegments) + "hls_segment_type=fmp4", LiveFeed(),
-                   kFrames),
-            S_OK);
-  EXPECT_THAT(LinesOf(folder / "a.m3u8"), testing::Contains(HasSubstr("#EXT-X-MAP")));
-  ExpectAll(Probe(folder / "a.m3u8"), "h264", "aac");
+  // Fragmented segments have their initialisation.
+  const std::string fragments = folder / "b.m3u8";
+  ASSERT_EQ(
+      Record(fragments, std::string(kSegments) + "hls_segment_type=fmp4", LiveFeed(), kFrames),
+      S_OK);
+  EXPECT_THAT(LinesOf(fragments), testing::Contains(HasSubstr("#EXT-X-MAP")));
+  ExpectAll(Probe(fragments), "h264", "aac");
 }
 
 TEST(HlsReader, WebServerGetsPlaylistAndSegments) {

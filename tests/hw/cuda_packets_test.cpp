@@ -18,6 +18,11 @@ class CudaPacketsTest : public ::testing::Test {
     const CudaFrameEvent event{number, 2};
     record_.endFrame(&event, token_);
   }
+  void Whole(int number, const std::string& bytes) {
+    Begin(number);
+    Chunk(bytes);
+    End(number);
+  }
   std::int32_t Chunk(const std::string& bytes) {
     std::int32_t room = -1;
     std::uint8_t* place = record_.acquire(&room, token_);
@@ -61,11 +66,7 @@ TEST_F(CudaPacketsTest, PacketsAreCompleteByTheNextBeginAndThenByTheirEnds) {
   End(1);
   EXPECT_EQ(Take(), "1:d");
   EXPECT_EQ(packets_->Begun(), 3);
-  for (const int number : {4, 5}) {
-    Begin(number);
-    Chunk("e");
-    End(number);
-  }
+  for (const int number : {4, 5}) Whole(number, "e");
   EXPECT_EQ(Take(), "4:e");
   EXPECT_EQ(Take(), "5:e");
 }
@@ -85,9 +86,7 @@ TEST_F(CudaPacketsTest, SecondFieldJoinsItsPicture) {
   }
   EXPECT_EQ(packets_->Begun(), 2);
   // A picture with one field's worth of events comes out by the one behind it.
-  Begin(2);
-  Chunk("whole");
-  End(2);
+  Whole(2, "whole");
   Begin(3);
   EXPECT_EQ(Take(), "2:whole");
   End(3);

@@ -17,19 +17,16 @@ namespace {
 constexpr double kRgbToYuvTolerance = 0.52;
 constexpr double kYuvToRgbTolerance = 0.54;
 
-struct Weights {
-  double kr, kb;
-};
-constexpr Weights kBt601 = {0.299, 0.114};
+constexpr double kRed = 0.299, kBlue = 0.114, kGreen = 1 - kRed - kBlue;  // of BT.601
 
 struct Yuv {
   double y, u, v;
 };
 
 Yuv FormulaYuv(double r, double g, double b, bool full) {
-  const double y = kBt601.kr * r + (1 - kBt601.kr - kBt601.kb) * g + kBt601.kb * b;
-  const double cb = (b - y) / (2 * (1 - kBt601.kb));
-  const double cr = (r - y) / (2 * (1 - kBt601.kr));
+  const double y = kRed * r + kGreen * g + kBlue * b;
+  const double cb = (b - y) / (2 * (1 - kBlue));
+  const double cr = (r - y) / (2 * (1 - kRed));
   if (full) return {y, 128 + cb, 128 + cr};
   return {16 + y * 219 / 255, 128 + cb * 224 / 255, 128 + cr * 224 / 255};
 }
@@ -127,11 +124,10 @@ TEST(ColourAccuracy, RgbOfEveryYuvTripleIsRounded) {
       const double cb = ((i >> 1 & 255) - 128) * 255.0 / 112;
       const double cr = ((i >> 9) - 128) * 255.0 / 112;
       const std::uint8_t* pixel = &bgra[static_cast<std::size_t>(4 * i)];
-      const double kg = 1 - kBt601.kr - kBt601.kb;
-      worst[0] = std::max(worst[0], Off(pixel[0], y + cb * (1 - kBt601.kb)));
-      worst[1] = std::max(worst[1], Off(pixel[1], y - cb * kBt601.kb * (1 - kBt601.kb) / kg -
-                                                      cr * kBt601.kr * (1 - kBt601.kr) / kg));
-      worst[2] = std::max(worst[2], Off(pixel[2], y + cr * (1 - kBt601.kr)));
+      const double green = y - (cb * kBlue * (1 - kBlue) + cr * kRed * (1 - kRed)) / kGreen;
+      worst[0] = std::max(worst[0], Off(pixel[0], y + cb * (1 - kBlue)));
+      worst[1] = std::max(worst[1], Off(pixel[1], green));
+      worst[2] = std::max(worst[2], Off(pixel[2], y + cr * (1 - kRed)));
     }
   }
   EXPECT_THAT(worst, testing::Each(testing::Le(kYuvToRgbTolerance)));

@@ -131,9 +131,7 @@ TEST(WholeFile, ReplaceNeverShowsAGap) {
   reader.join();
   EXPECT_EQ(folder.Read("a"), std::string(100'000, 'Z'));
   EXPECT_TRUE(std::filesystem::is_symlink(folder.Path("link")));
-  struct stat info {};
-  ASSERT_EQ(stat(path.c_str(), &info), 0);
-  EXPECT_EQ(info.st_mode & 0777, 0640u);
+  EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms{0640});
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path()), {}), 2);
 }
 
@@ -149,10 +147,9 @@ TEST(WholeFile, ReplacesTheLinkItselfUnderTheMask) {
   umask(before);
   EXPECT_EQ(folder.Read("victim"), "theirs");
   EXPECT_EQ(folder.Read("link"), "ours");
-  struct stat info {};
-  ASSERT_EQ(lstat(folder.Path("link").c_str(), &info), 0);
-  EXPECT_TRUE(S_ISREG(info.st_mode));
-  EXPECT_EQ(info.st_mode & 0777, 0660u);
+  const auto made = std::filesystem::symlink_status(folder.Path("link"));
+  EXPECT_EQ(made.type(), std::filesystem::file_type::regular);
+  EXPECT_EQ(made.permissions(), std::filesystem::perms{0660});
 }
 
 // A side output of that name takes nothing away that is no file.

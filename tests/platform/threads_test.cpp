@@ -177,36 +177,30 @@ TEST(BoundedQueue, WaitsForRoomForItemsAndForTheEnd) {
   EXPECT_FALSE(waiting.get());
 }
 
-class NamedMutexTest : public ::testing::Test {
- protected:
-  ~NamedMutexTest() override { std::filesystem::remove("/dev/shm/" + name_); }
-  const std::string name_ = "xv_named_mutex_test_" + std::to_string(ProcessId());
-};
-
-TEST_F(NamedMutexTest, HoldsOffOtherObjectsUntilItIsFreed) {
+TEST(NamedMutex, HoldsOffOtherObjectsAndRefusesLinksFoldersAndPaths) {
+  const std::string name = "xv_named_mutex_test_" + std::to_string(ProcessId());
+  const std::filesystem::path file = "/dev/shm/" + name;
   NamedMutex first, second;
   EXPECT_FALSE(first.TryLock());  // closed
-  ASSERT_EQ(first.Open(name_), Status(S_OK));
-  EXPECT_EQ(first.Open(name_), Status(S_FALSE));
-  ASSERT_EQ(second.Open(name_), Status(S_OK));
+  ASSERT_EQ(first.Open(name), Status(S_OK));
+  EXPECT_EQ(first.Open(name), Status(S_FALSE));
+  ASSERT_EQ(second.Open(name), Status(S_OK));
   EXPECT_TRUE(first.TryLock());
   EXPECT_FALSE(second.TryLock());
   first.Unlock();
   EXPECT_TRUE(second.TryLock());
   second.Close();
   EXPECT_TRUE(first.TryLock());
-}
-
-TEST_F(NamedMutexTest, LinksFoldersAndPathsAreRefused) {
-  NamedMutex mutex;
-  EXPECT_EQ(mutex.Open(""), Status(E_INVALIDARG));
-  EXPECT_EQ(mutex.Open("../" + name_), Status(E_INVALIDARG));
-  std::filesystem::create_symlink("/dev/shm/" + name_ + "_elsewhere", "/dev/shm/" + name_);
-  EXPECT_TRUE(mutex.Open(name_).Failed());
-  EXPECT_FALSE(std::filesystem::exists("/dev/shm/" + name_ + "_elsewhere"));
-  std::filesystem::remove("/dev/shm/" + name_);
-  std::filesystem::create_directory("/dev/shm/" + name_);
-  EXPECT_EQ(mutex.Open(name_), Status(XV_E_ACCESS_DENIED));
+  EXPECT_EQ(second.Open(""), Status(E_INVALIDARG));
+  EXPECT_EQ(second.Open("../" + name), Status(E_INVALIDARG));
+  std::filesystem::remove(file);
+  std::filesystem::create_symlink(file.string() + "_elsewhere", file);
+  EXPECT_TRUE(second.Open(name).Failed());
+  EXPECT_FALSE(std::filesystem::exists(file.string() + "_elsewhere"));
+  std::filesystem::remove(file);
+  std::filesystem::create_directory(file);
+  EXPECT_EQ(second.Open(name), Status(XV_E_ACCESS_DENIED));
+  std::filesystem::remove(file);
 }
 
 TEST(DynamicLibrary, SymbolsComeAllOrNotAtAll) {
