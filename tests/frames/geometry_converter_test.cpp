@@ -24,9 +24,9 @@ struct Result {
   Ref<IXvFrame> frame;
 
   const XV_VID_PROPS& vid() const { return contents.props.vid; }
-  const std::uint8_t* Row(int y, std::size_t plane = 0) const {
+  const std::uint8_t* Row(int y) const {
     const ImageView view = MakeImageView(vid(), contents.video);
-    return view.data[plane] + y * view.step[plane];
+    return view.data[0] + y * view.step[0];
   }
 };
 
@@ -43,19 +43,9 @@ Result Convert(const Picture& source, const XV_VID_PROPS* target, const char* at
   return result;
 }
 
+// Of packed 4:2:2.
 int LumaAt(const Result& result, int x, int y) {
-  switch (result.vid().fccColor) {
-    case kFccUYVY:
-      return result.Row(y)[2 * x + 1];
-    case kFccYUY2:
-      return result.Row(y)[2 * x];
-    case kFccRGB32:
-      return result.Row(y)[4 * x + 1];
-    case kFccRGB24:
-      return result.Row(y)[3 * x + 1];
-    default:
-      return result.Row(y)[x];
-  }
+  return result.Row(y)[result.vid().fccColor == kFccUYVY ? 2 * x + 1 : 2 * x];
 }
 
 TEST(Converter, CropListsMeanTheirSides) {
