@@ -309,6 +309,8 @@ TEST(ChannelsBuffer, CopyStaysInsideBothBuffers) {
   EXPECT_EQ(target.CopyFrom(source, 1, 1, 1, 9, 99), 2u);
   EXPECT_THAT(Unread(target, 0), Each(0));
   EXPECT_THAT(Unread(target, 1), ElementsAre(0, 1, 2));
+  target.Clear(0, 2, 2, 0x7FFFFFFF);
+  EXPECT_THAT(Unread(target, 1), ElementsAre(0, 1, 0));
   EXPECT_EQ(target.CopyFrom(source, 3, 0, 0, 1, 4), 0u);
   EXPECT_EQ(target.CopyFrom(source, 0, 0, 3, 1, 4), 0u);
 }

@@ -13,7 +13,6 @@ namespace xv {
 namespace {
 
 using ::testing::MatchesRegex;
-using XMLParse::XMLNodePtr;
 
 // The smallest owner: an object that offers the interface alone.
 class Owner final : public AutoObjBase<Owner, IXvPropsImpl<Owner, IXvProps>> {
