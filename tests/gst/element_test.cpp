@@ -353,6 +353,18 @@ TEST_F(XvwriterSink, AWaitingPadCanBeReleased) {
   gst_object_unref(sink);
 }
 
+TEST_F(XvwriterSink, AReleasedPadSettlesNoFormat) {
+  SinkBench bench(To(folder_ / "a.mkv"));
+  bench.Feed("audio_0", kSound + "2");
+  GstPad* first = gst_element_get_static_pad(bench.Element(), "audio_0");
+  gst_element_release_request_pad(bench.Element(), first);
+  gst_object_unref(first);
+  bench.Feed("audio_1", "audio/x-raw,format=S16LE,layout=interleaved,rate=44100,channels=1");
+  GstPad* second = gst_element_get_static_pad(bench.Element(), "audio_1");
+  EXPECT_TRUE(gst_pad_has_current_caps(second));
+  gst_object_unref(second);
+}
+
 TEST_F(XvwriterSink, PicturesMayChangeTheirCapsAndSoundMayNot) {
   SinkBench bench(To(folder_ / "a.mkv"));
   GstHarness* video = bench.Feed("video", kPictures);
