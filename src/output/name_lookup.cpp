@@ -2,14 +2,16 @@
 
 #include <netdb.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdlib>
-#include <ctime>
 #include <memory>
+#include <thread>
 
 namespace xv {
 namespace {
 
-constexpr timespec kLook{0, 50'000'000};
+constexpr std::chrono::milliseconds kFirstLook{1}, kLongestLook{50};
 
 struct Lookup {
   std::string host;
@@ -39,8 +41,11 @@ bool AwaitHostName(const std::string& url, IoInterrupt& interrupt) {
   gaicb* requests[] = {&lookup->request};
   if (getaddrinfo_a(GAI_NOWAIT, requests, 1, nullptr) != 0) return true;
   const AVIOInterruptCB callback = interrupt.Callback();
-  while (gai_error(&lookup->request) == EAI_INPROGRESS) {
-    (void)gai_suspend(requests, 1, &kLook);
+  // gai_suspend leaves its stack to an answer that comes as it gives up (glibc 2.36), so nothing
+  // waits in there.
+  for (auto look = kFirstLook; gai_error(&lookup->request) == EAI_INPROGRESS;
+       look = std::min(2 * look, kLongestLook)) {
+    std::this_thread::sleep_for(look);
     if (callback.callback(callback.opaque) == 0) continue;
     // What cannot be taken back is still written to.
     if (gai_cancel(&lookup->request) == EAI_NOTCANCELED) (void)lookup.release();
