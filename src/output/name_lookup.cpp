@@ -28,6 +28,15 @@ std::string HostOf(const std::string& url) {
   return host;
 }
 
+bool IsAddress(const std::string& host) {
+  addrinfo hints{};
+  hints.ai_flags = AI_NUMERICHOST;
+  addrinfo* found = nullptr;
+  const bool address = getaddrinfo(host.c_str(), nullptr, &hints, &found) == 0;
+  if (found != nullptr) freeaddrinfo(found);
+  return address;
+}
+
 // The proxy looks names up by itself, and nobody else may be able to.
 bool HasProxy() { return std::getenv("http_proxy") != nullptr; }
 
@@ -36,7 +45,7 @@ bool HasProxy() { return std::getenv("http_proxy") != nullptr; }
 bool AwaitHostName(const std::string& url, IoInterrupt& interrupt) {
   auto lookup = std::make_unique<Lookup>();
   lookup->host = HostOf(url);
-  if (lookup->host.empty() || HasProxy()) return true;
+  if (lookup->host.empty() || IsAddress(lookup->host) || HasProxy()) return true;
   lookup->request.ar_name = lookup->host.c_str();
   gaicb* requests[] = {&lookup->request};
   if (getaddrinfo_a(GAI_NOWAIT, requests, 1, nullptr) != 0) return true;
