@@ -29,15 +29,16 @@ constexpr struct {
     {"receiver is slow", Receiving::kSlowly},
 };
 
-// A disk of 80 MB is full after some five seconds. Needs the right to mount.
+// A disk of 40 MB is full after some three seconds. Needs the right to mount.
 bool RunOnFullDisk(const std::string& folder, const std::vector<Picture>& pictures, int frames) {
   const std::string disk = folder + "disk";
   std::filesystem::create_directory(disk);
-  if (::mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=80m") != 0) {
+  if (::mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=40m") != 0) {
     std::printf("%-28s not measured: no right to mount one\n", "a disk that fills");
     return true;
   }
-  const Live live = RunLive(disk + "/a.mov", kAttributes, pictures, frames);
+  const Live live =
+      RunLive(disk + "/a.mov", std::string(kAttributes) + " diskspace.min=10M", pictures, frames);
   ::umount2(disk.c_str(), MNT_DETACH);
   Print("a disk that fills", live);
   return live.put == xv::XV_E_DISK_FULL;
