@@ -70,6 +70,51 @@ TEST_F(Xvrecord, VariableFrameRateKeepsEachPicturesTime) {
   EXPECT_NEAR(file.Sound().seconds, 4.0, 0.05);
 }
 
+// A broadcast goes from stereo to mono of another rate: the recording stays as it began.
+TEST_F(Xvrecord, SoundThatChangesMidwayIsConverted) {
+  const auto make = [&](const char* channels, const char* rate, const char* shift) {
+    const std::string name = folder_ / "part.ts";
+    EXPECT_EQ(RunProgram({"ffmpeg",
+                          "-v",
+                          "error",
+                          "-y",
+                          "-f",
+                          "lavfi",
+                          "-i",
+                          "color=size=64x48:rate=25:duration=1",
+                          "-f",
+                          "lavfi",
+                          "-i",
+                          "sine=duration=1",
+                          "-ac",
+                          channels,
+                          "-ar",
+                          rate,
+                          "-c:v",
+                          "mpeg2video",
+                          "-c:a",
+                          "mp2",
+                          "-output_ts_offset",
+                          shift,
+                          name})
+                  .status,
+              0);
+    return folder_.Read("part.ts");
+  };
+  const std::string both = make("2", "48000", "0") + make("1", "32000", "1");
+  (void)Recorded({"-a", "audio::codec=pcm_s16le", folder_.Write("in.ts", both), folder_ / "a.mkv"});
+  const ProbedStream sound = Probe(folder_ / "a.mkv").Sound();
+  EXPECT_EQ(sound.channels, 2);
+  EXPECT_EQ(sound.sampleRate, 48000);
+  EXPECT_NEAR(sound.seconds, 2.0, 0.1);
+  for (const int channel : {0, 1}) {
+    const std::vector<int> samples = sound.SamplesOf(channel);
+    ASSERT_GT(samples.size(), 12000u);
+    const auto [low, high] = std::minmax_element(samples.end() - 12000, samples.end());
+    EXPECT_GT(*high - *low, 4000) << channel;
+  }
+}
+
 TEST_F(Xvrecord, TestInputInEveryLayoutGivesTheSamePicture) {
   // Rows of vectors, and rows that end within one.
   for (const std::string size : {"320x240", "722x576"}) {

@@ -23,19 +23,53 @@ AVSampleFormat FormatFor(const AVCodecContext& decoder) {
 
 SoundQueue::SoundQueue(const AVCodecContext& decoder, int rate, AVSampleFormat format)
     : rate_(rate),
+      format_(format),
       sampleBytes_(static_cast<std::size_t>(decoder.ch_layout.nb_channels) *
                    static_cast<std::size_t>(av_get_bytes_per_sample(format))) {
   av_channel_layout_copy(&layout_, &decoder.ch_layout);
-  swr_alloc_set_opts2(&swr_, &layout_, format, rate, &layout_, decoder.sample_fmt,
-                      decoder.sample_rate, 0, nullptr);
-  if (swr_ == nullptr || swr_init(swr_) < 0) {
+  OpenConverter(decoder.ch_layout, decoder.sample_fmt, decoder.sample_rate);
+}
+
+SoundQueue::~SoundQueue() {
+  av_channel_layout_uninit(&given_);
+  av_channel_layout_uninit(&layout_);
+}
+
+void SoundQueue::OpenConverter(const AVChannelLayout& layout, AVSampleFormat format, int rate) {
+  av_channel_layout_copy(&given_, &layout);
+  givenFormat_ = format;
+  givenRate_ = rate;
+  SwrContext* made = nullptr;
+  swr_alloc_set_opts2(&made, &layout_, format_, rate_, &given_, format, rate, 0, nullptr);
+  swr_.reset(made);
+  if (made == nullptr || swr_init(made) < 0) {
     throw InputError("The input's sound cannot be converted.");
   }
 }
 
-SoundQueue::~SoundQueue() {
-  swr_free(&swr_);
-  av_channel_layout_uninit(&layout_);
+void SoundQueue::FitConverterTo(const AVFrame& frame) {
+  const bool fits = frame.format == givenFormat_ && frame.sample_rate == givenRate_ &&
+                    av_channel_layout_compare(&frame.ch_layout, &given_) == 0;
+  if (fits) return;
+  Convert(nullptr, 0, 0);
+  OpenConverter(frame.ch_layout, static_cast<AVSampleFormat>(frame.format), frame.sample_rate);
+}
+
+void SoundQueue::Convert(const std::uint8_t* const* planes, int samples, std::int64_t skip) {
+  const int room = swr_get_out_samples(swr_.get(), samples) + 64;
+  std::vector<std::uint8_t> out(static_cast<std::size_t>(room) * sampleBytes_);
+  std::uint8_t* plane = out.data();
+  const int got =
+      swr_convert(swr_.get(), &plane, room, const_cast<const std::uint8_t**>(planes), samples);
+  if (got <= skip) return;
+  const auto bytes = [this](std::int64_t count) {
+    return count * static_cast<std::ptrdiff_t>(sampleBytes_);
+  };
+  if (stretches_.empty() || stretches_.back().silence > 0) stretches_.emplace_back();
+  std::vector<std::uint8_t>& all = stretches_.back().bytes;
+  all.insert(all.end(), out.begin() + bytes(skip), out.begin() + bytes(got));
+  end_ += got - skip;
+  samples_ += got - skip;
 }
 
 void SoundQueue::AppendSilence(std::int64_t samples) {
@@ -47,6 +81,7 @@ void SoundQueue::AppendSilence(std::int64_t samples) {
 void SoundQueue::Append(const AVFrame& frame, std::int64_t start) {
   constexpr std::int64_t kTolerance = 25;  // a fortieth of a second
   constexpr std::int64_t kLongestGap = 24 * 60 * 60;
+  FitConverterTo(frame);
   std::int64_t skip = 0;
   const std::int64_t gap = start - end_;
   if (gap > rate_ / kTolerance) {
@@ -55,20 +90,7 @@ void SoundQueue::Append(const AVFrame& frame, std::int64_t start) {
   } else if (gap < 0 && (end_ == 0 || padded_)) {
     skip = -gap;
   }
-  const int room = swr_get_out_samples(swr_, frame.nb_samples) + 64;
-  std::vector<std::uint8_t> out(static_cast<std::size_t>(room) * sampleBytes_);
-  std::uint8_t* plane = out.data();
-  const int got = swr_convert(
-      swr_, &plane, room, const_cast<const std::uint8_t**>(frame.extended_data), frame.nb_samples);
-  if (got <= skip) return;
-  const auto bytes = [this](std::int64_t samples) {
-    return samples * static_cast<std::ptrdiff_t>(sampleBytes_);
-  };
-  if (stretches_.empty() || stretches_.back().silence > 0) stretches_.emplace_back();
-  std::vector<std::uint8_t>& all = stretches_.back().bytes;
-  all.insert(all.end(), out.begin() + bytes(skip), out.begin() + bytes(got));
-  end_ += got - skip;
-  samples_ += got - skip;
+  Convert(frame.extended_data, frame.nb_samples, skip);
 }
 
 void SoundQueue::PadTo(std::int64_t samples) {

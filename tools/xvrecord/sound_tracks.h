@@ -3,12 +3,8 @@
 #include <deque>
 #include <vector>
 
+#include "contracts/av_handles.h"
 #include "xvrecord/input.h"
-
-extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libswresample/swresample.h>
-}
 
 namespace xvrecord {
 
@@ -26,7 +22,8 @@ class SoundQueue {
   std::int64_t Samples() const { return samples_; }
   std::int64_t End() const { return end_; }
   // `start`: time of the frame from the first picture on, in samples of the queue's rate. A gap is
-  // silence, unless it is longer than a day: such a stamp is wrong.
+  // silence, unless it is longer than a day: such a stamp is wrong. A frame of another layout or
+  // rate than those before it is converted to theirs. Throws InputError.
   void Append(const AVFrame& frame, std::int64_t start);
   // Silence up to so many samples in the queue; what comes later for that time is left out.
   void PadTo(std::int64_t samples);
@@ -35,12 +32,21 @@ class SoundQueue {
 
  private:
   void AppendSilence(std::int64_t samples);
+  // `samples` of `planes` into the queue, but for the first `skip` that come out; null: what the
+  // converter still holds.
+  void Convert(const std::uint8_t* const* planes, int samples, std::int64_t skip);
+  void FitConverterTo(const AVFrame& frame);
+  void OpenConverter(const AVChannelLayout& layout, AVSampleFormat format, int rate);
   // Of the first stretch, `samples` at most; how many they were.
   std::int64_t TakeOfFirst(std::int64_t samples, std::size_t stride, std::uint8_t* out);
 
-  SwrContext* swr_ = nullptr;
+  xv::AvPtr<SwrContext> swr_;
+  AVChannelLayout given_{};  // of the decoder's frames of late
+  AVSampleFormat givenFormat_ = AV_SAMPLE_FMT_NONE;
+  int givenRate_ = 0;
   AVChannelLayout layout_{};
   int rate_;
+  AVSampleFormat format_;
   std::size_t sampleBytes_;
   // A stretch of the queue: silence, or bytes of samples.
   struct Stretch {
