@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Runs the fuzz programs of a folder for FUZZ_SECONDS each (60), JOBS at a time: each first reads
 # what is kept for it in tests/fuzz/corpus, then tries inputs made from that. Inputs that fail
-# stay in FOLDER/findings.
+# stay in FOLDER/findings. With FUZZ_SEED each run tries the same inputs, as far as it comes.
 #   usage: fuzz.sh FOLDER
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -19,7 +19,7 @@ run_one() {
   local kept=("$root/tests/fuzz/corpus/$name")
   [ -d "${kept[0]}" ] || kept=()
   if ! (cd "$scratch" && TMPDIR=$scratch "$1" "$scratch/new" "${kept[@]}" -max_total_time="${FUZZ_SECONDS:-60}" \
-          -max_len=65536 -timeout=25 -rss_limit_mb=3000 -artifact_prefix="$folder/findings/$name-" \
+          -max_len=65536 ${FUZZ_SEED:+-seed=$FUZZ_SEED} -timeout=25 -rss_limit_mb=3000 -artifact_prefix="$folder/findings/$name-" \
           -print_final_stats=1 >"$log" 2>&1); then
     tail -n 60 "$log"
     echo "fuzz_$name: FAILED"
