@@ -13,6 +13,7 @@ import contextlib
 import os
 import pathlib
 import resource
+import signal
 import subprocess
 import sys
 import tempfile
@@ -108,14 +109,15 @@ def notices(tree, program, cases, jobs):
         if cases:
             command.append(f"--gtest_filter={cases}")
         runs.append(subprocess.Popen(command, env=env, cwd=tree / "build/release",
-                                     preexec_fn=bound_memory,
+                                     preexec_fn=bound_memory, start_new_session=True,
                                      stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL))
     failed = False
     for run in runs:
         try:
             failed |= run.wait(TIME_LIMIT) != 0
         except subprocess.TimeoutExpired:
-            run.kill()
+            os.killpg(run.pid, signal.SIGKILL)  # with its children, which may hold a lock
+            run.wait()
             failed = True
     return failed
 
