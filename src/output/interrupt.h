@@ -41,14 +41,14 @@ class IoInterrupt {
   void Attach(AVFormatContext& context);
   // The muxer opens files by itself.
   bool OpensFiles() const { return opensFiles_; }
+  // FFmpeg's error of the first of those files that was closed without all its bytes, 0 for none:
+  // some muxers go on in silence.
+  int failure() const { return failure_; }
   // What the muxer reads of the context's own file comes from there; null: from FFmpeg.
   void ReadBackThrough(ReadBackOpener* opener) { readBack_ = opener; }
   // What this one writes counts as progress, until Forget.
   void Watch(const AVIOContext* io) { watched_.push_back(io); }
   void Forget(const AVIOContext* io) { std::erase(watched_, io); }
-  // FFmpeg's error of the first of those files that lacks bytes; 0 for none. Muxers go on in
-  // silence.
-  int failure() const { return failure_; }
   // A call begins: the clock starts anew, unless the context has been given up.
   void Begin();
   // The call has ended; between calls nothing is interrupted.
